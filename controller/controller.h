@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "controller/entrylist.h"
+#include "state/projector.h"
+#include "vault/vault.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+#include <QVariantList>
+#include <QVariantMap>
+
+#include <functional>
+
+/// The one object that the window binds to: all client state, and every action
+/// that a person can take. Operations return nothing; their outcome arrives as
+/// the status `message` with changed(). Everything runs on the main thread.
+class Controller : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString server READ server NOTIFY changed)
+    Q_PROPERTY(QString message READ message NOTIFY changed)
+    Q_PROPERTY(QString elapsed READ elapsed NOTIFY tick)
+    Q_PROPERTY(QString workspace READ workspace NOTIFY changed)
+    Q_PROPERTY(QString timezone READ timezone NOTIFY changed)
+    Q_PROPERTY(QVariantList workspaces READ workspaces NOTIFY changed)
+    Q_PROPERTY(QVariantList projects READ projects NOTIFY changed)
+    Q_PROPERTY(QVariantList entries READ entries NOTIFY changed)
+    Q_PROPERTY(QVariantList reportRows READ reportRows NOTIFY changed)
+    Q_PROPERTY(QVariantMap timer READ timer NOTIFY changed)
+    Q_PROPERTY(QVariantMap reportTotals READ reportTotals NOTIFY changed)
+    Q_PROPERTY(QVariantMap importPreview READ importPreview NOTIFY changed)
+    Q_PROPERTY(int pending READ pending NOTIFY changed)
+    Q_PROPERTY(bool busy READ busy NOTIFY changed)
+    Q_PROPERTY(bool accountSignedIn READ accountSignedIn NOTIFY changed)
+    Q_PROPERTY(QString accountName READ accountName NOTIFY changed)
+    Q_PROPERTY(QVariantList periods READ periods NOTIFY changed)
+    Q_PROPERTY(QString conflictDetails READ conflictDetails NOTIFY changed)
+    Q_PROPERTY(bool secureStorage READ secureStorage NOTIFY changed)
+
+public:
+    explicit Controller(QObject* parent = nullptr);
+
+    /// No local save, no periodic sync and no queue write from now on. Set
+    /// before the first connectServer().
+    void setReadOnly(bool readOnly);
+
+    // What the window shows
+
+    [[nodiscard]] QString server() const;
+    [[nodiscard]] QString message() const;
+    /// Time since the running timer's start, "00:00:00" when none runs.
+    [[nodiscard]] QString elapsed() const;
+    [[nodiscard]] QString workspace() const;
+    [[nodiscard]] QString timezone() const;
+    [[nodiscard]] QVariantList workspaces() const;
+    [[nodiscard]] QVariantList projects() const;
+    /// The closed entries, by the text of `start_at` descending; each map is the
+    /// projected entry with `duration_text` added.
+    [[nodiscard]] QVariantList entries() const;
+    [[nodiscard]] QVariantList reportRows() const;
+    [[nodiscard]] QVariantMap timer() const;
+    [[nodiscard]] QVariantMap reportTotals() const;
+    [[nodiscard]] QVariantMap importPreview() const;
+    [[nodiscard]] int pending() const;
+    [[nodiscard]] bool busy() const;
+    [[nodiscard]] bool accountSignedIn() const;
+    [[nodiscard]] QString accountName() const;
+    [[nodiscard]] QVariantList periods() const;
+    /// The retained queue items as an indented JSON array.
+    [[nodiscard]] QString conflictDetails() const;
+    [[nodiscard]] bool secureStorage() const;
+
+    // What a person can do
+
+    Q_INVOKABLE void connectServer(const QString& url);
+    Q_INVOKABLE void loginAccount(const QString& email, const QString& password);
+    Q_INVOKABLE void logoutAccount();
+    Q_INVOKABLE void selectWorkspace(const QString& id);
+    Q_INVOKABLE void refresh();
+    Q_INVOKABLE void editDescription(const QString& id, const QString& description);
+    Q_INVOKABLE void openTimesheetWeb();
+    Q_INVOKABLE void start(const QString& description, const QString& projectId, bool billable);
+    Q_INVOKABLE void stop();
+    Q_INVOKABLE void addManual(const QString& description, const QString& projectId, const QString& from,
+                               const QString& to, bool billable);
+    Q_INVOKABLE void queryReport(const QString& kind, const QString& fromDate, const QString& toDate,
+                                 const QString& zone, const QString& group);
+    Q_INVOKABLE void downloadReport(const QString& format);
+    Q_INVOKABLE void previewCsv(const QString& namespaceName, const QString& zone, bool assignToMe);
+    Q_INVOKABLE void applyImport();
+    Q_INVOKABLE void pauseImport();
+    Q_INVOKABLE void exportPending();
+    Q_INVOKABLE void synchronize();
+
+    // The steps that the actions are made of
+
+    /// Receives the reply object and the HTTP status; 0 means that no usable reply arrived.
+    using Callback = std::function<void(const QJsonObject& reply, int status)>;
+
+    /// The common exit of a failed operation: shows `text` and clears `busy`.
+    void fail(const QString& text);
+
+    /// The only road to the server for JSON. `path` starts behind "/v1". An empty
+    /// `idempotencyKey` gets a fresh UUID; a GET carries neither key nor body. A
+    /// reply that outlives its server, account or session reaches no callback.
+    void send(const QByteArray& method, const QString& path, const QJsonObject& body,
+              const Callback& callback, const QString& idempotencyKey = {});
+
+    void fetchIdentity();
+    void loadWorkspace();
+
+    /// The document that is sealed: `auth`, `signed_out`, `me`, `workspaces`,
+    /// `workspace`, `snapshot`, `timer`, `queue`.
+    [[nodiscard]] QJsonObject durableState() const;
+    /// Takes every member from a document; a value of the wrong type becomes empty.
+    void applyDurable(const QJsonObject& state);
+    /// Saves the current document. False without a message when there is nothing to save to.
+    bool persist();
+
+    /// Recomputes the entries and the timer from snapshot and queue.
+    void projectQueue();
+    /// Records one write: sealed and saved first, shown next, pushed last.
+    void enqueue(const QString& operation, const QString& entityId, int baseVersion, QJsonObject payload);
+    /// Pushes the head of the queue if nothing stops it.
+    void nextMutation();
+
+    /// "%1:%2:%3", two digits at least each, hours unbounded; negative counts as 0.
+    [[nodiscard]] static QString formatSeconds(qint64 seconds);
+
+Q_SIGNALS:
+    void changed();
+    void tick();
+    /// A snapshot and the server's timer are loaded.
+    void ready();
+
+private:
+    void syncPeriodically();
+    void vaultReady();
+    void vaultUnavailable(const QString& message);
+
+    void revokeUnstoredSession(const QString& message);
+    void adoptIdentity(const QJsonObject& identity);
+    void adoptWorkspaces(const QJsonArray& items);
+    void finishLoading();
+    void reconnectDeveloper();
+    void pushHead(const QJsonObject& item);
+    void applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status);
+    void say(const QString& text);
+
+    QNetworkAccessManager m_network;
+    Vault m_vault;
+    QTimer m_tickTimer;
+    QTimer m_syncTimer;
+    qint64 m_requestGeneration = 0;
+    QString m_server;
+    QString m_workspace;
+    QString m_timezone = QStringLiteral("Asia/Jerusalem");
+    QString m_message;
+    QString m_deviceId;
+    QJsonObject m_auth;
+    QJsonObject m_me;
+    QJsonObject m_timerView;
+    QJsonObject m_serverTimer;
+    QJsonObject m_snapshot;
+    QJsonObject m_report;
+    QJsonObject m_importPreview;
+    QJsonArray m_workspaces;
+    QJsonArray m_projects;
+    QJsonArray m_entriesView;
+    QJsonArray m_queue;
+    QJsonArray m_reportRows;
+    bool m_busy = false;
+    bool m_syncing = false;
+    bool m_importPaused = false;
+    bool m_signedOut = false;
+    bool m_readOnly = false;
+
+    // Memories of what was computed last, so that a write costs what it changes.
+    Projector m_projector;
+    EntryList m_entryList;
+};

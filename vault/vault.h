@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "vault/documenttext.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QObject>
+#include <QPointer>
+#include <QSqlDatabase>
+#include <QString>
+
+namespace QKeychain {
+class Job;
+}
+
+/// The only store for private data: one sealed row per server in SQLite, its
+/// 32-byte key in the credential store of the operating system. There is no
+/// plaintext fallback: when the credential store refuses, nothing is stored.
+class Vault : public QObject {
+    Q_OBJECT
+
+public:
+    explicit Vault(QObject* parent = nullptr);
+    ~Vault() override;
+
+    /// Starts to unlock the store of one server; `scope` is its base address as
+    /// the controller keeps it. Answers with ready() or unavailable(), unless a
+    /// newer unlock() overtakes this one.
+    void unlock(const QString& scope);
+
+    /// The key is in memory and the database is open.
+    [[nodiscard]] bool isReady() const;
+
+    /// Seals and commits the whole document; false means that the previous row stands.
+    [[nodiscard]] bool save(const QJsonObject& state);
+
+    /// The stored document. `ok`, when given, is true with an empty object when
+    /// nothing is stored yet, and false when the store is unusable or the record
+    /// does not authenticate or parse. A record that does not authenticate locks
+    /// the vault until the next unlock(), so that nothing overwrites it.
+    [[nodiscard]] QJsonObject load(bool* ok = nullptr);
+
+    /// Seals with AES-256-GCM (NIST SP 800-38D): "TKV1", 12 bytes of nonce, 16 of
+    /// tag, ciphertext. Empty on failure: key not 32 bytes, more than 50 MiB, or
+    /// no randomness.
+    [[nodiscard]] static QByteArray seal(const QByteArray& plaintext, const QByteArray& key,
+                                         const QByteArray& aad);
+
+    /// Opens what seal() made. An empty plaintext is legitimate: only `ok` tells
+    /// success from failure.
+    [[nodiscard]] static QByteArray unseal(const QByteArray& blob, const QByteArray& key,
+                                           const QByteArray& aad, bool* ok = nullptr);
+
+Q_SIGNALS:
+    void ready();
+    /// The vault will not become usable for this scope; `message` is for the user.
+    void unavailable(const QString& message);
+};
