@@ -1,1 +1,125 @@
 // SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+#include "controller/wire.h"
+#include "state/accountstate.h"
+
+#include <QDesktopServices>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QUrl>
+
+namespace {
+
+constexpr int revocationTimeoutMs = 10000;
+
+} // namespace
+
+void Controller::loginAccount(const QString& email, const QString& password) {
+    if (m_busy || m_syncing) {
+        return;
+    }
+    if (accountSignedIn()) {
+        fail(QStringLiteral("Sign out of the current account before logging into another session"));
+        return;
+    }
+    if (m_readOnly || !secureStorage()) {
+        fail(QStringLiteral("Unlock protected OS storage before personal login"));
+        return;
+    }
+    if (!m_queue.isEmpty()) {
+        fail(QStringLiteral("Resolve pending work before personal login"));
+        return;
+    }
+    if (!AccountState::transportAllowed(m_server)) {
+        fail(
+            QStringLiteral("Personal credentials require HTTPS or loopback. The private HTTP developer entry "
+                           "is unchanged."));
+        return;
+    }
+    m_busy = true;
+    Q_EMIT changed();
+    const QJsonObject body{
+        {QStringLiteral("email"), email},
+        {QStringLiteral("password"), password},
+        {QStringLiteral("client"), QStringLiteral("native")},
+        {QStringLiteral("device_name"), QStringLiteral("Timer Qt desktop")},
+    };
+    send("POST", QStringLiteral("/auth/login"), body,
+         [this](const QJsonObject& reply, int status) { applyLoginReply(reply, status); });
+}
+
+void Controller::applyLoginReply(const QJsonObject& reply, int status) {
+    if (status != 200) {
+        fail(errorText(reply, QStringLiteral("Personal sign-in failed")));
+        return;
+    }
+    QJsonObject state = durableState();
+    QString error;
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
+    if (!AccountState::login(state, reply, persistState, &error)) {
+        // A session that the server opened and this device cannot keep must not stay valid.
+        revokeUnstoredSession(reply.value(u"session_token").toString());
+        fail(error);
+        return;
+    }
+    changeAccount(state);
+    fetchIdentity();
+}
+
+void Controller::logoutAccount() {
+    if (m_busy || m_syncing || !accountSignedIn()) {
+        return;
+    }
+    if (!m_queue.isEmpty()) {
+        fail(QStringLiteral("Pending work prevents logout; the queue was retained"));
+        return;
+    }
+    m_busy = true;
+    Q_EMIT changed();
+    send("POST", QStringLiteral("/auth/logout"), {{QStringLiteral("local_queue_empty"), true}},
+         [this](const QJsonObject&, int status) { applyLogoutReply(status); });
+}
+
+void Controller::applyLogoutReply(int status) {
+    // 401: the server no longer knows the session, so there is nothing left to end.
+    if (status != 200 && status != 204 && status != 401) {
+        fail(QStringLiteral("Logout not confirmed; account and protected cache retained"));
+        return;
+    }
+    QJsonObject state = durableState();
+    QString error;
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
+    if (!AccountState::logout(state, persistState, &error)) {
+        fail(error);
+        return;
+    }
+    changeAccount(state);
+    fail(QStringLiteral("Signed out. No private developer fallback was opened automatically."));
+}
+
+void Controller::changeAccount(const QJsonObject& state) {
+    ++m_requestGeneration;
+    applyDurable(state);
+    m_report = {};
+    m_importPreview = {};
+    m_reportRows = {};
+}
+
+void Controller::revokeUnstoredSession(const QString& token) {
+    if (token.isEmpty()) {
+        return;
+    }
+    QNetworkRequest request{QUrl(m_server + QStringLiteral("/v1/auth/logout"))};
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request.setTransferTimeout(revocationTimeoutMs);
+    QNetworkReply* reply = m_network.post(request, QByteArrayLiteral(R"({"local_queue_empty":true})"));
+    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+}
+
+void Controller::openTimesheetWeb() {
+    if (!m_server.isEmpty()) {
+        QDesktopServices::openUrl(QUrl(m_server + QStringLiteral("/#timesheet")));
+    }
+}

@@ -1,1 +1,207 @@
 // SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+
+#include <QHostAddress>
+#include <QSettings>
+#include <QUrl>
+
+#include <algorithm>
+
+namespace {
+
+bool isPrivateHost(const QString& host) {
+    if (host == QStringLiteral("localhost")) {
+        return true;
+    }
+    const QHostAddress address(host);
+    return address.isLoopback() || address.isInSubnet(QHostAddress(QStringLiteral("10.0.0.0")), 8) ||
+           address.isInSubnet(QHostAddress(QStringLiteral("172.16.0.0")), 12) ||
+           address.isInSubnet(QHostAddress(QStringLiteral("192.168.0.0")), 16);
+}
+
+bool isAllowed(const QUrl& url) {
+    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty() || url.hasQuery() ||
+        url.hasFragment()) {
+        return false;
+    }
+    return url.scheme() == QStringLiteral("https") ||
+           (url.scheme() == QStringLiteral("http") && isPrivateHost(url.host()));
+}
+
+/// Scheme, host and port: the prefix of every request and the vault's scope.
+QString baseAddress(const QUrl& url) {
+    QString address = url.toString(QUrl::RemovePath | QUrl::RemoveUserInfo);
+    if (address.endsWith(u'/')) {
+        address.chop(1);
+    }
+    return address;
+}
+
+} // namespace
+
+void Controller::connectServer(const QString& url) {
+    if (m_busy || m_syncing) {
+        return;
+    }
+    if (!m_queue.isEmpty()) {
+        fail(QStringLiteral("Pending work prevents changing server or account"));
+        return;
+    }
+    const QUrl parsed(url.trimmed(), QUrl::TolerantMode);
+    if (!isAllowed(parsed)) {
+        fail(QStringLiteral("Use HTTPS or the trusted private development server"));
+        return;
+    }
+    const QString address = baseAddress(parsed);
+    const bool sameServer = address == m_server;
+    if (accountSignedIn() && !sameServer) {
+        fail(QStringLiteral("Sign out of this personal account before changing servers"));
+        return;
+    }
+
+    ++m_requestGeneration;
+    m_server = address;
+    QSettings().setValue(QStringLiteral("server"), address);
+    m_busy = true;
+    say(QStringLiteral("Connecting…"));
+
+    if (m_readOnly) {
+        m_auth = {};
+        m_signedOut = false;
+        fetchIdentity();
+        return;
+    }
+    // The open vault is that of the previous address: another server's state
+    // must never be saved into it.
+    if (m_signedOut && sameServer && secureStorage()) {
+        reconnectDeveloper();
+        return;
+    }
+    m_vault.unlock(address);
+}
+
+void Controller::reconnectDeveloper() {
+    QJsonObject state = durableState();
+    state.insert(u"signed_out", false);
+    if (!m_vault.save(state)) {
+        fail(QStringLiteral("Unable to store explicit developer reconnect"));
+        return;
+    }
+    m_signedOut = false;
+    fetchIdentity();
+}
+
+void Controller::fetchIdentity() {
+    if (m_signedOut) {
+        return;
+    }
+    m_busy = true;
+    Q_EMIT changed();
+    send("GET", QStringLiteral("/me"), {}, [this](const QJsonObject& reply, int status) {
+        if (status != 200) {
+            fail(QStringLiteral("Session unavailable or revoked. Cached work retained; no developer fallback "
+                                "was attempted."));
+            return;
+        }
+        adoptIdentity(reply);
+    });
+}
+
+void Controller::adoptIdentity(const QJsonObject& identity) {
+    const QJsonValue id = identity.value(u"id");
+    const bool foreignSession = accountSignedIn() && id != m_auth.value(u"user_id");
+    const bool foreignWork = !m_queue.isEmpty() && id != m_me.value(u"id");
+    if (foreignSession || foreignWork) {
+        fail(QStringLiteral("Account changed; pending work was not reassigned"));
+        return;
+    }
+    m_me = identity;
+    m_timezone = identity.value(u"timezone").toString(QStringLiteral("Asia/Jerusalem"));
+    send("GET", QStringLiteral("/workspaces"), {}, [this](const QJsonObject& reply, int status) {
+        if (status != 200) {
+            fail(QStringLiteral("Unable to list workspaces for this account"));
+            return;
+        }
+        adoptWorkspaces(reply.value(u"items").toArray());
+    });
+}
+
+void Controller::adoptWorkspaces(const QJsonArray& items) {
+    m_workspaces = items;
+    if (items.isEmpty()) {
+        m_workspace.clear();
+        m_snapshot = {};
+        m_serverTimer = {};
+        projectQueue();
+        persist();
+        fail(QStringLiteral("This account has no workspace yet. Create one on its Web account page."));
+        return;
+    }
+    const bool stillListed = std::any_of(items.begin(), items.end(), [this](const QJsonValue& item) {
+        return item.toObject().value(u"id").toString() == m_workspace;
+    });
+    if (!stillListed) {
+        m_workspace = items.first().toObject().value(u"id").toString();
+    }
+    loadWorkspace();
+}
+
+void Controller::loadWorkspace() {
+    if (m_workspace.isEmpty()) {
+        return;
+    }
+    m_busy = true;
+    Q_EMIT changed();
+    const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_workspace;
+    send("GET", path, {}, [this, requested = m_workspace](const QJsonObject& reply, int status) {
+        // Another workspace was chosen meanwhile: its own load is under way.
+        if (requested != m_workspace) {
+            return;
+        }
+        if (status != 200) {
+            projectQueue();
+            fail(QStringLiteral("Server unavailable. Encrypted cached data retained."));
+            return;
+        }
+        adoptSnapshot(reply);
+    });
+}
+
+void Controller::adoptSnapshot(const QJsonObject& snapshot) {
+    // An equal reply keeps the data that the projection and the vault remember.
+    if (snapshot != m_snapshot) {
+        m_snapshot = snapshot;
+    }
+    projectQueue();
+    send("GET", QStringLiteral("/me/timer"), {}, [this](const QJsonObject& reply, int status) {
+        if (status == 200) {
+            m_serverTimer = reply.value(u"timer").toObject();
+        }
+        finishLoading();
+    });
+}
+
+void Controller::finishLoading() {
+    m_busy = false;
+    projectQueue();
+    m_message = m_queue.isEmpty() ? QStringLiteral("Connected to PostgreSQL")
+                                  : QStringLiteral("Local changes await acknowledgement");
+    persist();
+    Q_EMIT changed();
+    Q_EMIT ready();
+    if (!m_syncing) {
+        nextMutation();
+    }
+}
+
+void Controller::selectWorkspace(const QString& id) {
+    if (m_busy || m_syncing || id == m_workspace) {
+        return;
+    }
+    if (!m_queue.isEmpty()) {
+        fail(QStringLiteral("Finish synchronizing pending work before switching the native workspace."));
+        return;
+    }
+    m_workspace = id;
+    loadWorkspace();
+}

@@ -138,18 +138,26 @@ Q_SIGNALS:
     void ready();
 
 private:
+    void say(const QString& text);
     void syncPeriodically();
     void vaultReady();
-    void vaultUnavailable(const QString& message);
 
-    void revokeUnstoredSession(const QString& message);
+    void reconnectDeveloper();
     void adoptIdentity(const QJsonObject& identity);
     void adoptWorkspaces(const QJsonArray& items);
+    void adoptSnapshot(const QJsonObject& snapshot);
     void finishLoading();
-    void reconnectDeveloper();
+
+    void applyLoginReply(const QJsonObject& reply, int status);
+    void applyLogoutReply(int status);
+    void changeAccount(const QJsonObject& state);
+    void revokeUnstoredSession(const QString& token);
+
     void pushHead(const QJsonObject& item);
     void applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status);
-    void say(const QString& text);
+
+    void saveExport(const QString& fileName, const QByteArray& body, int status);
+    void applyImportReply(const QJsonObject& reply, int status);
 
     QNetworkAccessManager m_network;
     Vault m_vault;
@@ -169,7 +177,6 @@ private:
     QJsonObject m_report;
     QJsonObject m_importPreview;
     QJsonArray m_workspaces;
-    QJsonArray m_projects;
     QJsonArray m_entriesView;
     QJsonArray m_queue;
     QJsonArray m_reportRows;

@@ -1,1 +1,109 @@
 // SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+
+#include "state/syncstate.h"
+
+#include <QDateTime>
+#include <QUuid>
+
+#include <algorithm>
+
+namespace {
+
+/// Whole seconds in UTC with "Z", the form of every time stamp that goes to the server.
+QString utcText(const QDateTime& time) {
+    return time.toUTC().toString(Qt::ISODate);
+}
+
+QString newEntryId() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
+/// What a new entry starts with; the caller adds its times.
+QJsonObject newEntry(const QString& description, const QString& projectId, bool billable) {
+    return {
+        {QStringLiteral("description"), description},
+        {QStringLiteral("project_id"), projectId.isEmpty() ? QJsonValue() : QJsonValue(projectId)},
+        {QStringLiteral("tag_ids"), QJsonArray()},
+        {QStringLiteral("billable"), billable},
+    };
+}
+
+} // namespace
+
+void Controller::start(const QString& description, const QString& projectId, bool billable) {
+    if (m_busy || !m_timerView.isEmpty()) {
+        return;
+    }
+    QJsonObject payload = newEntry(description, projectId, billable);
+    payload.insert(u"start_at", utcText(QDateTime::currentDateTimeUtc()));
+    enqueue(QStringLiteral("timer.start"), newEntryId(), 0, payload);
+}
+
+void Controller::stop() {
+    if (m_busy || m_timerView.isEmpty()) {
+        return;
+    }
+    if (m_timerView.value(u"workspace_id").toString() != m_workspace) {
+        fail(QStringLiteral(
+            "Select the running timer's workspace before stopping it in this native preview."));
+        return;
+    }
+    const QString now = utcText(QDateTime::currentDateTimeUtc());
+    enqueue(QStringLiteral("timer.stop"), m_timerView.value(u"id").toString(),
+            m_timerView.value(u"version").toInt(), {{QStringLiteral("stop_at"), now}});
+}
+
+void Controller::addManual(const QString& description, const QString& projectId, const QString& from,
+                           const QString& to, bool billable) {
+    const QDateTime start = QDateTime::fromString(from, Qt::ISODateWithMs);
+    const QDateTime end = QDateTime::fromString(to, Qt::ISODateWithMs);
+    if (!start.isValid() || !end.isValid() || start.secsTo(end) <= 0) {
+        fail(QStringLiteral("Enter valid ISO timestamps with an explicit offset; end must be after start."));
+        return;
+    }
+    QJsonObject payload = newEntry(description, projectId, billable);
+    payload.insert(u"start_at", utcText(start));
+    payload.insert(u"stop_at", utcText(end));
+    enqueue(QStringLiteral("entry.create"), newEntryId(), 0, payload);
+}
+
+void Controller::editDescription(const QString& id, const QString& description) {
+    if (m_busy) {
+        return;
+    }
+    const auto found =
+        std::find_if(m_entriesView.constBegin(), m_entriesView.constEnd(), [&id](const QJsonValue& entry) {
+            return entry.toObject().value(u"id").toString() == id;
+        });
+    if (found == m_entriesView.constEnd()) {
+        fail(QStringLiteral("Entry not found in this workspace"));
+        return;
+    }
+    const QJsonObject entry = (*found).toObject();
+    if (entry.value(u"period_locked").toBool()) {
+        fail(QStringLiteral(
+            "This entry is submitted or approved. Reopen its period in the Web workbench first."));
+        return;
+    }
+    enqueue(QStringLiteral("entry.update"), id, entry.value(u"version").toInt(),
+            {{QStringLiteral("description"), description}});
+}
+
+QVariantList Controller::entries() const {
+    return m_entryList.rows();
+}
+
+QString Controller::elapsed() const {
+    if (m_timerView.isEmpty()) {
+        return formatSeconds(0);
+    }
+    const QDateTime started = stamp(m_timerView.value(u"start_at"));
+    return formatSeconds(started.secsTo(QDateTime::currentDateTimeUtc()));
+}
+
+QString Controller::formatSeconds(qint64 seconds) {
+    const auto padded = [](qint64 number) { return QString::number(number).rightJustified(2, u'0'); };
+    const qint64 s = std::max<qint64>(seconds, 0);
+    return QStringLiteral("%1:%2:%3").arg(padded(s / 3600), padded(s / 60 % 60), padded(s % 60));
+}

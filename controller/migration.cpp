@@ -1,1 +1,112 @@
 // SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+#include "controller/wire.h"
+
+#include <QFile>
+#include <QFileDialog>
+#include <QJsonDocument>
+
+namespace {
+
+constexpr qint64 maxCsvBytes = 900000;
+constexpr int recordsPerChunk = 25;
+
+} // namespace
+
+void Controller::previewCsv(const QString& namespaceName, const QString& zone, bool assignToMe) {
+    if (!assignToMe) {
+        fail(QStringLiteral("Confirm that source records belong to the current account."));
+        return;
+    }
+    const QString fileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Select detailed CSV"), {},
+                                                          QStringLiteral("CSV (*.csv)"));
+    if (fileName.isEmpty()) {
+        return;
+    }
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > maxCsvBytes) {
+        fail(QStringLiteral("CSV unavailable or exceeds 900KB limit"));
+        return;
+    }
+    const QByteArray bytes = file.readAll();
+    const QString content = QString::fromUtf8(bytes);
+    if (content.toUtf8() != bytes) {
+        fail(QStringLiteral("CSV must be UTF-8"));
+        return;
+    }
+    m_busy = true;
+    Q_EMIT changed();
+    const QJsonObject body{
+        {QStringLiteral("content"), content},
+        {QStringLiteral("timezone"), zone},
+        {QStringLiteral("source_namespace"), namespaceName},
+        {QStringLiteral("assign_to_me"), true},
+    };
+    const QString path =
+        QStringLiteral("/workspaces/") + m_workspace + QStringLiteral("/imports/csv/preview");
+    send("POST", path, body, [this](const QJsonObject& reply, int status) {
+        m_busy = false;
+        if (status != 201) {
+            say(errorText(reply, QStringLiteral("Import preview failed")));
+            return;
+        }
+        m_importPreview = reply;
+        say(QStringLiteral("Preview only: no time entries have been written"));
+    });
+}
+
+void Controller::applyImport() {
+    if (m_busy || m_importPreview.isEmpty() || m_importPreview.value(u"invalid").toInt() >= 1) {
+        return;
+    }
+    m_importPaused = false;
+    m_busy = true;
+    Q_EMIT changed();
+    const QString path =
+        QStringLiteral("/imports/") + m_importPreview.value(u"id").toString() + QStringLiteral("/apply");
+    const QJsonObject body{
+        {QStringLiteral("preview_checksum"), m_importPreview.value(u"checksum").toString()},
+        {QStringLiteral("limit"), recordsPerChunk},
+    };
+    send("POST", path, body,
+         [this](const QJsonObject& reply, int status) { applyImportReply(reply, status); });
+}
+
+void Controller::applyImportReply(const QJsonObject& reply, int status) {
+    m_busy = false;
+    if (status != 200) {
+        say(errorText(reply, QStringLiteral("Import failed")));
+        return;
+    }
+    m_importPreview = reply;
+    say(QStringLiteral("Import: %1 · %2 / %3")
+            .arg(reply.value(u"state").toString(), QString::number(reply.value(u"checkpoint").toInteger()),
+                 QString::number(reply.value(u"total").toInteger())));
+    if (reply.value(u"has_more").toBool() && !m_importPaused) {
+        QTimer::singleShot(0, this, &Controller::applyImport);
+        return;
+    }
+    loadWorkspace();
+}
+
+void Controller::pauseImport() {
+    m_importPaused = true;
+    say(QStringLiteral("Pausing after the current committed chunk"));
+}
+
+void Controller::exportPending() {
+    const QString fileName = QFileDialog::getSaveFileName(nullptr, QStringLiteral("Export pending changes"),
+                                                          QStringLiteral("timer-pending-changes.json"));
+    if (fileName.isEmpty()) {
+        return;
+    }
+    const QJsonObject document{
+        {QStringLiteral("format"), QStringLiteral("timer-native-pending-v1")},
+        {QStringLiteral("queue"), m_queue},
+    };
+    if (!replaceFile(fileName, QJsonDocument(document).toJson(QJsonDocument::Indented))) {
+        fail(QStringLiteral("Pending-change export failed"));
+        return;
+    }
+    say(QStringLiteral("Pending changes exported; the queue was not discarded"));
+}

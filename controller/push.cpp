@@ -1,1 +1,97 @@
 // SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+#include "state/syncstate.h"
+
+#include <QJsonDocument>
+
+namespace {
+
+bool isPending(const QJsonValue& item) {
+    return item.toObject().value(u"status").toString() == QStringLiteral("pending");
+}
+
+} // namespace
+
+void Controller::synchronize() {
+    if (m_busy || m_server.isEmpty() || m_signedOut || m_readOnly) {
+        return;
+    }
+    if (!m_queue.isEmpty()) {
+        nextMutation();
+        return;
+    }
+    loadWorkspace();
+}
+
+void Controller::nextMutation() {
+    if (m_syncing || m_busy || m_queue.isEmpty() || !secureStorage()) {
+        return;
+    }
+    const QJsonObject item = m_queue.first().toObject();
+    if (!isPending(item)) {
+        fail(QStringLiteral("Sync conflict retained with its original payload. Inspect or export it; period "
+                            "locks cannot be bypassed."));
+        return;
+    }
+    m_syncing = true;
+    // Work recorded under one account must never be sent under another.
+    send("GET", QStringLiteral("/me"), {}, [this, item](const QJsonObject& reply, int status) {
+        if (status == 200 && reply.value(u"id") == m_me.value(u"id")) {
+            pushHead(item);
+            return;
+        }
+        m_syncing = false;
+        fail(status == 200 ? QStringLiteral("Account changed; queued work was NOT reassigned.")
+                           : QStringLiteral("Identity check unavailable; encrypted queue retained."));
+    });
+}
+
+void Controller::pushHead(const QJsonObject& item) {
+    const QJsonObject mutation = item.value(u"mutation").toObject();
+    send(
+        "POST", QStringLiteral("/sync/push"), {{QStringLiteral("mutations"), QJsonArray{mutation}}},
+        [this, item](const QJsonObject& reply, int status) { applyPushReply(item, reply, status); },
+        mutation.value(u"mutation_id").toString());
+}
+
+void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status) {
+    m_syncing = false;
+    if (status != 200) {
+        say(QStringLiteral("Server did not acknowledge this request; original encrypted queue retained"));
+        return;
+    }
+    const QJsonArray results = reply.value(u"results").toArray();
+    if (results.size() != 1) {
+        fail(QStringLiteral("Unexpected acknowledgement count; queue retained"));
+        return;
+    }
+    QJsonObject state = durableState();
+    QString error;
+    const PersistState persistState = [this](const QJsonObject& candidate) {
+        return m_vault.save(candidate);
+    };
+    if (!SyncState::acknowledge(state, item, results.first().toObject(), persistState, &error)) {
+        fail(error);
+        return;
+    }
+    m_queue = state.value(u"queue").toArray();
+    m_snapshot = state.value(u"snapshot").toObject();
+    m_serverTimer = state.value(u"timer").toObject();
+    projectQueue();
+    Q_EMIT changed();
+    if (!m_queue.isEmpty() && isPending(m_queue.first())) {
+        nextMutation();
+        return;
+    }
+    loadWorkspace();
+}
+
+QString Controller::conflictDetails() const {
+    QJsonArray retained;
+    for (const QJsonValue& item : m_queue) {
+        if (!isPending(item)) {
+            retained.append(item);
+        }
+    }
+    return QString::fromUtf8(QJsonDocument(retained).toJson(QJsonDocument::Indented).trimmed());
+}

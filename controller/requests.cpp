@@ -1,1 +1,71 @@
 // SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+#include "controller/wire.h"
+
+#include <QJsonDocument>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QUrl>
+#include <QUuid>
+
+namespace {
+
+constexpr qsizetype maxReplyBytes = 52428800;
+
+QNetworkRequest jsonRequest(const QString& address) {
+    QNetworkRequest request{QUrl(address)};
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    request.setTransferTimeout(transferTimeoutMs);
+    return request;
+}
+
+void deliver(const QByteArray& body, int status, const Controller::Callback& callback) {
+    if (body.size() > maxReplyBytes) {
+        callback({}, 0);
+        return;
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    if (error.error == QJsonParseError::NoError) {
+        callback(document.object(), status);
+        return;
+    }
+    callback({}, status == 204 ? 204 : 0);
+}
+
+} // namespace
+
+void Controller::send(const QByteArray& method, const QString& path, const QJsonObject& body,
+                      const Callback& callback, const QString& idempotencyKey) {
+    if (m_server.isEmpty()) {
+        callback({}, 0);
+        return;
+    }
+    QNetworkRequest request = jsonRequest(m_server + QStringLiteral("/v1") + path);
+    const QString token = m_auth.value(u"token").toString();
+    if (!token.isEmpty() && path != QStringLiteral("/auth/login")) {
+        request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    }
+
+    QNetworkReply* reply = nullptr;
+    if (method == "GET") {
+        reply = m_network.get(request);
+    } else {
+        const QString key =
+            idempotencyKey.isEmpty() ? QUuid::createUuid().toString(QUuid::WithoutBraces) : idempotencyKey;
+        request.setRawHeader("Idempotency-Key", key.toUtf8());
+        reply =
+            m_network.sendCustomRequest(request, method, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    }
+    connect(reply, &QNetworkReply::finished, this, [this, reply, callback, generation = m_requestGeneration] {
+        reply->deleteLater();
+        // A reply that outlived its server or account must not land in the new state.
+        if (generation != m_requestGeneration) {
+            return;
+        }
+        deliver(reply->readAll(), httpStatus(*reply), callback);
+    });
+}

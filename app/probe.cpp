@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#include "app/probe.h"
+
+#include "controller/controller.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QQuickWindow>
+
+namespace {
+
+constexpr int deadlineMs = 20000;
+constexpr int exitNotReady = 2;
+constexpr int exitNotWritable = 3;
+
+} // namespace
+
+Probe::Probe(Controller& controller, QQuickWindow* window, QString file)
+    : m_controller(controller), m_window(window), m_file(std::move(file)) {
+    m_deadline.setSingleShot(true);
+    connect(&m_deadline, &QTimer::timeout, qApp, [] { QCoreApplication::exit(exitNotReady); });
+    m_deadline.start(deadlineMs);
+    connect(&controller, &Controller::ready, this, &Probe::write);
+}
+
+void Probe::write() {
+    if (!m_deadline.isActive()) {
+        return;
+    }
+    m_deadline.stop();
+    const QJsonObject result{
+        {QStringLiteral("native_qml_loaded"), !m_window.isNull()},
+        {QStringLiteral("workspaces"), m_controller.workspaces().size()},
+        {QStringLiteral("entries"), m_controller.entries().size()},
+        {QStringLiteral("read_only"), true},
+        {QStringLiteral("platform"), QGuiApplication::platformName()},
+        {QStringLiteral("pending"), m_controller.pending()},
+    };
+    const QByteArray text = QJsonDocument(result).toJson(QJsonDocument::Indented);
+    QFile file(m_file);
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.flush()) {
+        QCoreApplication::exit(exitNotWritable);
+        return;
+    }
+    file.close();
+    if (m_window) {
+        // The picture is a convenience; the result file alone is the outcome.
+        static_cast<void>(m_window->grabWindow().save(m_file + QStringLiteral(".png")));
+    }
+    QCoreApplication::quit();
+}

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QMenu>
+#include <QPointer>
+#include <QSystemTrayIcon>
+
+class Controller;
+class QQuickWindow;
+
+/// The icon in the system tray, with the menu that shows the window, stops the
+/// timer and quits. Built in any case; shown only where a tray is available.
+class Tray {
+public:
+    /// `window` may be null; both must outlive the tray.
+    Tray(Controller& controller, QQuickWindow* window);
+
+    /// Keeps the program running in the tray once its window is closed.
+    void install();
+
+private:
+    void showWindow() const;
+
+    QPointer<QQuickWindow> m_window;
+    QMenu m_menu;
+    QSystemTrayIcon m_icon;
+};

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+//
+// What a person feels of writing and syncing: the real controller with a real
+// keyring and a server that answers at once, beside the same work done bare.
+#include "benchmarks/data.h"
+#include "benchmarks/peer.h"
+#include "controller/controller.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QNetworkReply>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+constexpr int queueLength = 100;
+
+void require(bool condition, const char* what) {
+    if (!condition) {
+        throw std::runtime_error(what);
+    }
+}
+
+void waitUntil(const std::function<bool()>& done) {
+    while (!done()) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+}
+
+/// The same document stored with the least that does it.
+class BareStore {
+public:
+    BareStore() {
+        m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("bare"));
+        m_database.setDatabaseName(m_folder.filePath(QStringLiteral("bare.sqlite")));
+        require(m_database.open(), "the bare store opens");
+        for (const char* statement :
+             {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
+              "CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"}) {
+            require(QSqlQuery(m_database).exec(QString::fromLatin1(statement)), statement);
+        }
+    }
+
+    void save(const QJsonObject& state) {
+        const QByteArray text = QJsonDocument(state).toJson(QJsonDocument::Compact);
+        require(m_database.transaction(), "begin");
+        QSqlQuery query(m_database);
+        query.prepare(QStringLiteral("INSERT OR REPLACE INTO vault(id,payload) VALUES(1,?)"));
+        query.addBindValue(Vault::seal(text, QByteArray(32, 'k'), QByteArrayLiteral("aad")));
+        require(query.exec() && m_database.commit(), "commit");
+    }
+
+private:
+    QTemporaryDir m_folder;
+    QSqlDatabase m_database;
+};
+
+/// A controller that has loaded the peer's entries.
+struct Client {
+    explicit Client(int entries) : state(makeState(entries)), peer(state) {
+        address = QStringLiteral("http://127.0.0.1:%1").arg(peer.listen());
+        controller.connectServer(address);
+        waitUntil([this] { return idle(); });
+        require(controller.secureStorage() && controller.entries().size() == entries, "the client is loaded");
+    }
+
+    [[nodiscard]] bool idle() const {
+        return !controller.busy() && controller.message() != QStringLiteral("Connecting…") &&
+               controller.pending() == 0;
+    }
+
+    void edit(int index) {
+        const QJsonObject mutation = makeEdit(controller.durableState(), index).value(u"mutation").toObject();
+        controller.enqueue(mutation.value(u"operation").toString(), mutation.value(u"entity_id").toString(),
+                           mutation.value(u"base_version").toInt(), mutation.value(u"payload").toObject());
+    }
+
+    QJsonObject state;
+    Peer peer;
+    QString address;
+    Controller controller;
+};
+
+Client& client(int entries) {
+    static std::unique_ptr<Client> current;
+    if (!current ||
+        current->state.value(u"snapshot").toObject().value(u"time_entries").toArray().size() != entries) {
+        current.reset();
+        current = std::make_unique<Client>(entries);
+    }
+    return *current;
+}
+
+BareStore& bareStore() {
+    static BareStore store;
+    return store;
+}
+
+double timed(const std::function<void()>& work) {
+    QElapsedTimer timer;
+    timer.start();
+    work();
+    return static_cast<double>(timer.nsecsElapsed()) / 1e9;
+}
+
+void write(benchmark::State& run) {
+    Client& subject = client(static_cast<int>(run.range(0)));
+    int index = 0;
+    for (auto _ : run) {
+        run.SetIterationTime(timed([&] {
+            subject.edit(index++ % queueLength);
+            benchmark::DoNotOptimize(subject.controller.entries().size());
+        }));
+        waitUntil([&] { return subject.idle(); });
+    }
+}
+
+void writeBare(benchmark::State& run) {
+    Client& subject = client(static_cast<int>(run.range(0)));
+    const QJsonObject state = subject.controller.durableState();
+    for (auto _ : run) {
+        run.SetIterationTime(timed([&] { bareStore().save(state); }));
+    }
+}
+
+QByteArray exchange(QNetworkAccessManager& network, const QString& address, const QByteArray& body = {}) {
+    QNetworkRequest request{QUrl(address)};
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    QNetworkReply* reply = body.isEmpty() ? network.get(request) : network.post(request, body);
+    waitUntil([reply] { return reply->isFinished(); });
+    const QByteArray answer = reply->readAll();
+    require(reply->error() == QNetworkReply::NoError, "the peer answers");
+    reply->deleteLater();
+    return answer;
+}
+
+void push(benchmark::State& run) {
+    Client& subject = client(static_cast<int>(run.range(0)));
+    for (auto _ : run) {
+        for (int i = 0; i < queueLength; ++i) {
+            subject.edit(i);
+        }
+        run.SetIterationTime(timed([&] { waitUntil([&] { return subject.controller.pending() == 0; }); }));
+        waitUntil([&] { return subject.idle(); });
+    }
+}
+
+void pushBare(benchmark::State& run) {
+    Client& subject = client(static_cast<int>(run.range(0)));
+    const QJsonObject state = subject.controller.durableState();
+    const QJsonObject mutation = makeEdit(state, 0).value(u"mutation").toObject();
+    const QByteArray body =
+        QJsonDocument(QJsonObject{{QStringLiteral("mutations"), QJsonArray{mutation}}}).toJson();
+    QNetworkAccessManager network;
+    for (auto _ : run) {
+        run.SetIterationTime(timed([&] {
+            for (int i = 0; i < queueLength; ++i) {
+                exchange(network, subject.address + QStringLiteral("/v1/me"));
+                exchange(network, subject.address + QStringLiteral("/v1/sync/push"), body);
+                bareStore().save(state);
+            }
+        }));
+    }
+}
+
+void reload(benchmark::State& run) {
+    Client& subject = client(static_cast<int>(run.range(0)));
+    for (auto _ : run) {
+        run.SetIterationTime(timed([&] {
+            subject.controller.refresh();
+            waitUntil([&] { return subject.idle(); });
+        }));
+    }
+}
+
+void reloadBare(benchmark::State& run) {
+    Client& subject = client(static_cast<int>(run.range(0)));
+    QNetworkAccessManager network;
+    for (auto _ : run) {
+        run.SetIterationTime(timed([&] {
+            const QByteArray text = exchange(network, subject.address + QStringLiteral("/v1/sync/snapshot"));
+            benchmark::DoNotOptimize(QJsonDocument::fromJson(text));
+        }));
+    }
+}
+
+void addPair(const std::string& name, void (*figure)(benchmark::State&), void (*floor)(benchmark::State&),
+             int entries, int iterations) {
+    for (const auto& [suffix, function] : {std::pair{"", figure}, std::pair{"/floor", floor}}) {
+        benchmark::RegisterBenchmark((name + suffix).c_str(), function)
+            ->Arg(entries)
+            ->Iterations(iterations)
+            ->UseManualTime()
+            ->Unit(benchmark::kMicrosecond);
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const QApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    addPair("write, 10000 entries", write, writeBare, 10000, 20);
+    addPair("push 100 mutations, 10000 entries", push, pushBare, 10000, 1);
+    addPair("reload, nothing new, 10000 entries", reload, reloadBare, 10000, 20);
+    addPair("write, 50000 entries", write, writeBare, 50000, 5);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include "benchmarks/peer.h"
+
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <httplib.h>
+
+#include <thread>
+
+namespace {
+
+std::string jsonText(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
+}
+
+} // namespace
+
+struct Peer::Server {
+    httplib::Server http;
+    std::thread thread;
+    QHash<QString, QJsonObject> entries;
+
+    void serve(const char* path, const QJsonObject& body) {
+        http.Get(path, [text = jsonText(body)](const httplib::Request&, httplib::Response& response) {
+            response.set_content(text, "application/json");
+        });
+    }
+
+    [[nodiscard]] QJsonObject accept(const QJsonObject& mutation) const {
+        QJsonObject entry = entries.value(mutation.value(u"entity_id").toString());
+        const QJsonObject payload = mutation.value(u"payload").toObject();
+        for (auto field = payload.begin(); field != payload.end(); ++field) {
+            entry.insert(field.key(), field.value());
+        }
+        entry.insert(u"version", mutation.value(u"base_version").toInt() + 1);
+        return {{QStringLiteral("mutation_id"), mutation.value(u"mutation_id")},
+                {QStringLiteral("status"), QStringLiteral("accepted")},
+                {QStringLiteral("canonical"), entry}};
+    }
+};
+
+Peer::Peer(const QJsonObject& state) : m_server(std::make_unique<Server>()) {
+    const QJsonObject snapshot = state.value(u"snapshot").toObject();
+    for (const QJsonValue& entry : snapshot.value(u"time_entries").toArray()) {
+        m_server->entries.insert(entry.toObject().value(u"id").toString(), entry.toObject());
+    }
+    m_server->http.set_tcp_nodelay(true);
+    m_server->serve("/v1/me", state.value(u"me").toObject());
+    m_server->serve("/v1/workspaces", {{QStringLiteral("items"), state.value(u"workspaces")}});
+    m_server->serve("/v1/sync/snapshot", snapshot);
+    m_server->serve("/v1/me/timer", {{QStringLiteral("timer"), QJsonObject()}});
+    m_server->http.Post(
+        "/v1/sync/push", [this](const httplib::Request& request, httplib::Response& response) {
+            const QJsonDocument body = QJsonDocument::fromJson(QByteArray::fromStdString(request.body));
+            const QJsonObject mutation = body.object().value(u"mutations").toArray().first().toObject();
+            const QJsonObject reply{{QStringLiteral("results"), QJsonArray{m_server->accept(mutation)}}};
+            response.set_content(jsonText(reply), "application/json");
+        });
+}
+
+Peer::~Peer() {
+    m_server->http.stop();
+    if (m_server->thread.joinable()) {
+        m_server->thread.join();
+    }
+}
+
+int Peer::listen() {
+    const int port = m_server->http.bind_to_any_port("127.0.0.1");
+    m_server->thread = std::thread([this] { m_server->http.listen_after_bind(); });
+    return port;
+}

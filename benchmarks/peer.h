@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+
+#include <memory>
+
+/// A server that does nothing but answer at once, so that a benchmark measures the
+/// client: identity, workspaces, one snapshot held as text, no timer, and every
+/// push accepted with the snapshot's entry changed.
+class Peer {
+public:
+    explicit Peer(const QJsonObject& state);
+    ~Peer();
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    /// Serves 127.0.0.1 on a port of its own from a thread of its own.
+    [[nodiscard]] int listen();
+
+private:
+    struct Server;
+    std::unique_ptr<Server> m_server;
+};

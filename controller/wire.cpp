@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#include "controller/wire.h"
+
+#include <QNetworkReply>
+#include <QSaveFile>
+
+int httpStatus(const QNetworkReply& reply) {
+    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+QString errorText(const QJsonObject& reply, const QString& fallback) {
+    return reply.value(u"error").toObject().value(u"message").toString(fallback);
+}
+
+bool replaceFile(const QString& fileName, const QByteArray& bytes) {
+    QSaveFile file(fileName);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+}

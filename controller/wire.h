@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
+
+class QNetworkReply;
+
+// Small pieces that several operations of the controller share.
+
+/// A request that stalls this long is given up.
+inline constexpr int transferTimeoutMs = 12000;
+
+/// 0 when no HTTP answer arrived.
+[[nodiscard]] int httpStatus(const QNetworkReply& reply);
+
+/// The server's own sentence in `error`.`message`, else `fallback`.
+[[nodiscard]] QString errorText(const QJsonObject& reply, const QString& fallback);
+
+/// Replaces the file as a whole or not at all.
+[[nodiscard]] bool replaceFile(const QString& fileName, const QByteArray& bytes);

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#include "state/accountstate.h"
+
+#include <QHostAddress>
+#include <QJsonArray>
+#include <QRegularExpression>
+#include <QUrl>
+
+namespace {
+
+constexpr qsizetype minTokenLength = 32;
+constexpr qsizetype maxTokenLength = 4096;
+
+bool isUuid(const QString& text) {
+    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(
+        QStringLiteral("^[a-fA-F0-9]{8}-(?:[a-fA-F0-9]{4}-){3}[a-fA-F0-9]{12}$")));
+    return pattern.match(text).hasMatch();
+}
+
+bool isToken(const QString& text) {
+    static const QRegularExpression forbidden(QStringLiteral("[\r\n\t ]"));
+    return text.size() >= minTokenLength && text.size() <= maxTokenLength && !text.contains(forbidden);
+}
+
+bool refuse(QString* error, const QString& text) {
+    if (error) {
+        *error = text;
+    }
+    return false;
+}
+
+/// A document of no account: the eight keys, all empty.
+QJsonObject blankState() {
+    return {
+        {QStringLiteral("auth"), QJsonObject()},  {QStringLiteral("signed_out"), false},
+        {QStringLiteral("me"), QJsonObject()},    {QStringLiteral("workspaces"), QJsonArray()},
+        {QStringLiteral("workspace"), QString()}, {QStringLiteral("snapshot"), QJsonObject()},
+        {QStringLiteral("timer"), QJsonObject()}, {QStringLiteral("queue"), QJsonArray()},
+    };
+}
+
+bool replaceState(QJsonObject& state, const QJsonObject& candidate, const PersistState& persist,
+                  QString* error, const QString& failure) {
+    if (!persist(candidate)) {
+        return refuse(error, failure);
+    }
+    state = candidate;
+    if (error) {
+        *error = QString();
+    }
+    return true;
+}
+
+bool hasQueuedWork(const QJsonObject& state) {
+    return !state.value(u"queue").toArray().isEmpty();
+}
+
+} // namespace
+
+bool AccountState::transportAllowed(const QString& server) {
+    const QUrl url(server, QUrl::TolerantMode);
+    if (!url.isValid() || !url.userInfo().isEmpty() || url.hasQuery() || url.hasFragment()) {
+        return false;
+    }
+    if (url.scheme() == QStringLiteral("https")) {
+        return true;
+    }
+    const QString host = url.host(QUrl::FullyDecoded);
+    return url.scheme() == QStringLiteral("http") &&
+           (QHostAddress(host).isLoopback() || host == QStringLiteral("localhost"));
+}
+
+bool AccountState::login(QJsonObject& state, const QJsonObject& reply, const PersistState& persist,
+                         QString* error) {
+    if (hasQueuedWork(state)) {
+        return refuse(error, QStringLiteral("Pending work must be acknowledged or explicitly resolved before "
+                                            "changing accounts"));
+    }
+    const QJsonObject session = reply.value(u"session").toObject();
+    const QString userId = session.value(u"user_id").toString();
+    const QString sessionId = session.value(u"id").toString();
+    const QString token = reply.value(u"session_token").toString();
+    if (!isUuid(userId) || !isUuid(sessionId) || !isToken(token)) {
+        return refuse(error, QStringLiteral("Invalid native session response; existing account retained"));
+    }
+    QJsonObject candidate = blankState();
+    candidate.insert(u"me", QJsonObject{{QStringLiteral("id"), userId},
+                                        {QStringLiteral("auth_mode"), QStringLiteral("session")}});
+    candidate.insert(u"auth", QJsonObject{{QStringLiteral("user_id"), userId},
+                                          {QStringLiteral("session_id"), sessionId},
+                                          {QStringLiteral("token"), token}});
+    return replaceState(
+        state, candidate, persist, error,
+        QStringLiteral("The new session could not be saved securely; previous account retained"));
+}
+
+bool AccountState::logout(QJsonObject& state, const PersistState& persist, QString* error) {
+    if (hasQueuedWork(state)) {
+        return refuse(error, QStringLiteral("Pending work prevents logout"));
+    }
+    QJsonObject candidate = blankState();
+    candidate.insert(u"signed_out", true);
+    return replaceState(state, candidate, persist, error,
+                        QStringLiteral("Secure local logout failed; encrypted data was not erased"));
+}
