@@ -8,7 +8,7 @@ Button {
 
     readonly property bool dark: Material.theme === Material.Dark
     property color fill: !enabled ? Theme.buttonOff(dark) : highlighted ? Theme.accent : Theme.button(dark)
-    property color ink: !enabled ? Material.hintTextColor : highlighted ? Theme.onAccent : Material.foreground
+    property color ink: !enabled ? Material.hintTextColor : highlighted ? Theme.accentInk : Material.foreground
     property real corner: Theme.radius
 
     leftPadding: 16

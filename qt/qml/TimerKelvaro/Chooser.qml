@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
 import QtQuick.Controls.Material
+import TimerKelvaro
 
 /// A combo box over rows with `id` and `name` that shows one given id.
-ComboBox {
+Choice {
     id: chooser
 
     required property RowModel rows
     required property string shownId
-    property string name
 
     function show() {
         currentIndex = rows.indexOf(shownId)
@@ -20,9 +20,6 @@ ComboBox {
     currentIndex: -1
     displayText: currentIndex < 0 ? "—" : currentText
 
-    Accessible.role: Accessible.ComboBox
-    Accessible.name: name
-
     onShownIdChanged: show()
     Component.onCompleted: show()
 
@@ -31,10 +28,5 @@ ComboBox {
         function onUpdated() {
             chooser.show()
         }
-    }
-
-    FocusRing {
-        radius: Theme.radius
-        visible: chooser.visualFocus
     }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
 import QtQuick.Controls.Material
+import TimerKelvaro
 
 FormDialog {
     id: dialog

@@ -15,7 +15,24 @@ Dialog {
     modal: true
     focus: true
     closePolicy: Popup.CloseOnEscape
-    Material.background: Theme.card(window.dark)
+    padding: Theme.margin
+    topPadding: Theme.gap
+
+    background: Rectangle {
+        radius: Theme.actionRadius
+        color: Theme.card(dialog.window.dark)
+        border.color: Theme.line(dialog.window.dark)
+    }
+
+    header: Label {
+        text: dialog.title
+        font.pixelSize: 18
+        font.bold: true
+        leftPadding: Theme.margin
+        rightPadding: Theme.margin
+        topPadding: Theme.margin
+        horizontalAlignment: Text.AlignLeft
+    }
 
     footer: Pane {
         background: null

@@ -4,6 +4,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import TimerKelvaro
 
 TimerWindow {
     id: window
@@ -28,15 +29,11 @@ TimerWindow {
     }
 
     /// Made right after the first frame, or at once when it is wanted sooner.
-    component LatePage: Loader {
+    component Late: Loader {
+        required property url file
+        required property var given
         required property bool settled
-        readonly property bool wanted: StackLayout.isCurrentItem
-
-        active: settled || wanted
-        asynchronous: !wanted
-    }
-    component LateDialog: Loader {
-        required property bool settled
+        readonly property bool shown: StackLayout.isCurrentItem
 
         function made(): QtObject {
             asynchronous = false
@@ -44,8 +41,9 @@ TimerWindow {
             return item
         }
 
-        active: settled
-        asynchronous: true
+        active: settled || shown
+        asynchronous: !shown
+        Component.onCompleted: setSource(file, given)
     }
 
     /// The first frame is on the screen.
@@ -73,6 +71,8 @@ TimerWindow {
     }
 
     header: ToolBar {
+        padding: Theme.toolMargin
+        verticalPadding: Theme.toolMargin
         background: Rectangle {
             color: Theme.card(window.dark)
 
@@ -87,7 +87,6 @@ TimerWindow {
 
         RowLayout {
             anchors.fill: parent
-            anchors.margins: Theme.toolMargin
             spacing: Theme.toolSpacing
 
             Label {
@@ -194,60 +193,44 @@ TimerWindow {
 
                 window: window
                 controller: window.client
-                focus: true
                 onManualRequested: (manualDialog.made() as ManualDialog).open()
                 onEditRequested: (id, text) => (editDialog.made() as EditDialog).edit(id, text)
             }
-            LatePage {
+            Late {
                 settled: window.settled
-                sourceComponent: ReportsPage {
-                    window: window
-                    controller: window.client
-                    created: window.created
-                }
+                file: Qt.resolvedUrl("ReportsPage.qml")
+                given: ({ window: window, controller: window.client, created: window.created })
             }
-            LatePage {
+            Late {
                 settled: window.settled
-                sourceComponent: MigrationPage {
-                    window: window
-                    controller: window.client
-                }
+                file: Qt.resolvedUrl("MigrationPage.qml")
+                given: ({ window: window, controller: window.client })
             }
-            LatePage {
+            Late {
                 settled: window.settled
-                sourceComponent: SettingsPage {
-                    window: window
-                    controller: window.client
-                }
+                file: Qt.resolvedUrl("SettingsPage.qml")
+                given: ({ window: window, controller: window.client })
             }
-            LatePage {
+            Late {
                 settled: window.settled
-                sourceComponent: TimesheetsPage {
-                    window: window
-                    controller: window.client
-                }
+                file: Qt.resolvedUrl("TimesheetsPage.qml")
+                given: ({ window: window, controller: window.client })
             }
         }
     }
 
-    LateDialog {
+    Late {
         id: editDialog
 
         settled: window.settled
-        sourceComponent: EditDialog {
-            window: window
-            controller: window.client
-        }
+        file: Qt.resolvedUrl("EditDialog.qml")
+        given: ({ window: window, controller: window.client })
     }
-    LateDialog {
+    Late {
         id: manualDialog
 
         settled: window.settled
-        sourceComponent: ManualDialog {
-            window: window
-            controller: window.client
-            projectId: timerPage.projectId
-            billable: timerPage.billable
-        }
+        file: Qt.resolvedUrl("ManualDialog.qml")
+        given: ({ window: window, controller: window.client, timerPage: timerPage })
     }
 }

@@ -2,19 +2,19 @@
 import QtQuick
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import TimerKelvaro
 
 FormDialog {
     id: dialog
 
     required property Controller controller
-    required property string projectId
-    required property bool billable
+    required property TimerPage timerPage
 
     /// What a refused entry was typed as stays for the next try; only a queued
     /// entry empties the form.
     function submit() {
         const before = controller.pending
-        controller.addManual(description.text, projectId, from.text, to.text, billable)
+        controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
         if (controller.pending <= before)
             return
         description.clear()
@@ -42,21 +42,19 @@ FormDialog {
             Layout.fillWidth: true
             onAccepted: dialog.accept()
         }
-        Field {
+        LtrField {
             id: from
 
             objectName: "manualFrom"
-            leftToRight: true
             placeholderText: "2026-09-23T09:00:00+03:00"
             name: dialog.window.label("התחלה", "From")
             Layout.fillWidth: true
             onAccepted: dialog.accept()
         }
-        Field {
+        LtrField {
             id: to
 
             objectName: "manualTo"
-            leftToRight: true
             placeholderText: "2026-09-23T10:00:00+03:00"
             name: dialog.window.label("סיום", "To")
             Layout.fillWidth: true

@@ -2,6 +2,7 @@
 import QtQuick
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import TimerKelvaro
 
 ScrollPage {
     id: page

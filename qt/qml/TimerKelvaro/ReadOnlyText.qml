@@ -18,6 +18,7 @@ ScrollView {
         selectByMouse: true
         wrapMode: TextEdit.Wrap
         padding: Theme.rowPadding
+        background: null
         horizontalAlignment: TextEdit.AlignLeft
         LayoutMirroring.enabled: false
 

@@ -4,6 +4,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import TimerKelvaro
 
 ScrollPage {
     id: page
@@ -14,36 +15,33 @@ ScrollPage {
 
     spacing: 12
 
-    Flow {
+    RowLayout {
         spacing: Theme.gap
-        Layout.fillWidth: true
 
-        ComboBox {
+        Choice {
             id: kind
 
             model: ["summary", "detailed", "weekly"]
-            Accessible.name: page.window.label("סוג דוח", "Report kind")
+            name: page.window.label("סוג דוח", "Report kind")
         }
-        ComboBox {
+        Choice {
             id: group
 
             model: ["project", "client", "task", "user", "day", "week"]
-            Accessible.name: page.window.label("קיבוץ", "Grouping")
+            name: page.window.label("קיבוץ", "Grouping")
         }
-        Field {
+        LtrField {
             id: from
 
             objectName: "reportFrom"
-            leftToRight: true
             placeholderText: "YYYY-MM-DD"
             name: page.window.label("מתאריך", "From date")
             text: Qt.formatDate(page.created, "yyyy-MM-01")
         }
-        Field {
+        LtrField {
             id: to
 
             objectName: "reportTo"
-            leftToRight: true
             placeholderText: "YYYY-MM-DD"
             name: page.window.label("עד תאריך", "To date")
             text: Qt.formatDate(page.created, "yyyy-MM-dd")
@@ -55,6 +53,9 @@ ScrollPage {
             highlighted: true
             onClicked: page.controller.queryReport(kind.currentText, from.text, to.text, page.controller.timezone,
                                                    group.currentText)
+        }
+        Item {
+            Layout.fillWidth: true
         }
     }
     Note {
@@ -94,8 +95,6 @@ ScrollPage {
         objectName: "reportList"
         name: page.window.label("דוחות", "Reports")
         spacing: 6
-        Layout.fillWidth: true
-        Layout.fillHeight: true
         Layout.minimumHeight: 142
         model: RowModel {
             source: page.controller

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
 import QtQuick.Controls.Material
+import QtQuick.Layouts
 
 /// A list that stays where the person scrolled it, whatever happens to its rows.
 ListView {
@@ -10,7 +11,10 @@ ListView {
     reuseItems: true
     boundsBehavior: Flickable.StopAtBounds
     highlightFollowsCurrentItem: false
-    ScrollBar.vertical: ScrollBar {}
+    Layout.fillWidth: true
+    Layout.fillHeight: true
+    Layout.rightMargin: -Theme.scrollBar // the bar runs in the margin
+    ScrollBar.vertical: SlimBar {}
 
     Accessible.role: Accessible.List
     Accessible.name: name

@@ -11,8 +11,8 @@ Panel {
     required property int index
     readonly property bool current: ListView.isCurrentItem
 
-    x: mirrored ? Theme.scrollGutter : 0
-    width: ListView.view ? ListView.view.width - Theme.scrollGutter : 0
+    x: mirrored ? Theme.scrollBar : 0
+    width: ListView.view ? ListView.view.width - Theme.scrollBar : 0
     topPadding: 0
     bottomPadding: 0
     leftPadding: Theme.rowPadding

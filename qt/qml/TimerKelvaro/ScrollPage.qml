@@ -37,17 +37,17 @@ Item {
         id: view
 
         anchors.fill: parent
-        anchors.leftMargin: -Theme.scrollGutter
-        anchors.rightMargin: -Theme.scrollGutter
+        anchors.leftMargin: -Theme.margin
+        anchors.rightMargin: -Theme.margin
         contentHeight: column.height
         clip: true
         boundsBehavior: Flickable.StopAtBounds
-        ScrollBar.vertical: ScrollBar {}
+        ScrollBar.vertical: SlimBar {}
 
         ColumnLayout {
             id: column
 
-            x: Theme.scrollGutter
+            x: Theme.margin
             width: page.width
             height: Math.max(implicitHeight, view.height)
         }

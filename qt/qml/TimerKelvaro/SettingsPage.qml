@@ -2,6 +2,7 @@
 import QtQuick
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import TimerKelvaro
 
 ScrollPage {
     id: page
@@ -21,14 +22,13 @@ ScrollPage {
             "זו גרסת Native ראשונית, ללא WebView. הגישה פרטית וללא סיסמת פיתוח. אין לפרסם את השרת לרשת ציבורית.",
             "This is an initial native client, without a WebView. Private development access requires no application password. Do not publish the development server.")
     }
-    Field {
+    LtrField {
         id: server
 
         /// Replaces what is typed only when the address itself changes.
         readonly property string address: page.controller.server || "http://127.0.0.1:18080"
 
         objectName: "server"
-        leftToRight: true
         inputMethodHints: Qt.ImhUrlCharactersOnly | Qt.ImhNoPredictiveText
         placeholderText: "https://timer.example.com"
         name: page.window.label("כתובת השרת", "Server address")
@@ -54,11 +54,10 @@ ScrollPage {
             "כניסה אישית דורשת HTTPS או localhost ואחסון מערכת מאובטח. הכניסה הפרטית ללא סיסמת פיתוח נשארה נפרדת.",
             "Personal sign-in requires HTTPS or loopback and secure OS storage. Password-free private development access remains separate.")
     }
-    Field {
+    LtrField {
         id: email
 
         objectName: "email"
-        leftToRight: true
         inputMethodHints: Qt.ImhEmailCharactersOnly
         placeholderText: page.window.label("כתובת דואר של חשבון קיים", "Existing account email")
         Layout.fillWidth: true

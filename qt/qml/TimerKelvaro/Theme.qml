@@ -7,7 +7,7 @@ import QtQuick
 QtObject {
     readonly property color accent: "#6656f0"
     readonly property color actionOff: "#928aaa"
-    readonly property color onAccent: "#ffffff"
+    readonly property color accentInk: "#ffffff"
     readonly property color badge: "#f4f2ff"
 
     readonly property int toolMargin: 10
@@ -15,7 +15,7 @@ QtObject {
     readonly property int margin: 22
     readonly property int gap: 14
     readonly property int rowPadding: 14
-    readonly property int scrollGutter: 14
+    readonly property int scrollBar: 10
     readonly property int radius: 10
     readonly property int actionRadius: 12
     readonly property int focusWidth: 2
@@ -36,7 +36,10 @@ QtObject {
         return dark ? "#322d45" : "#e9e5fa"
     }
     function buttonOff(dark: bool): color {
-        return dark ? "#252231" : "#efedf4"
+        return dark ? "#2a2638" : "#efedf4"
+    }
+    function thumb(dark: bool): color {
+        return dark ? "#5a5373" : "#c3bcdc"
     }
     /// The accent where it carries small text or a thin ring.
     function tint(dark: bool): color {

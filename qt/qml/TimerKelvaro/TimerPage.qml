@@ -4,6 +4,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import TimerKelvaro
 
 ScrollPage {
     id: page
@@ -27,7 +28,9 @@ ScrollPage {
     spacing: 16
 
     Panel {
+        focus: true
         padding: 20
+        verticalPadding: 20
         Layout.fillWidth: true
 
         ColumnLayout {
@@ -52,7 +55,7 @@ ScrollPage {
                     enabled: !page.controller.busy
                     highlighted: true
                     fill: enabled ? Theme.accent : Theme.actionOff
-                    ink: Theme.onAccent
+                    ink: Theme.accentInk
                     corner: Theme.actionRadius
                     topInset: 0
                     bottomInset: 0
@@ -134,8 +137,6 @@ ScrollPage {
         objectName: "entryList"
         name: heading.text
         spacing: 8
-        Layout.fillWidth: true
-        Layout.fillHeight: true
         Layout.minimumHeight: 152
         model: RowModel {
             source: page.controller

@@ -4,6 +4,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Material
 import QtQuick.Layouts
+import TimerKelvaro
 
 ScrollPage {
     id: page
@@ -33,8 +34,6 @@ ScrollPage {
         objectName: "periodList"
         name: heading.text
         spacing: 8
-        Layout.fillWidth: true
-        Layout.fillHeight: true
         Layout.minimumHeight: 184
         model: RowModel {
             source: page.controller
