@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+import QtQuick.Templates as T
+
+T.TextField {
+    id: field
+
+    readonly property bool dark: Material.theme === Material.Dark
+    property string name: placeholderText
+
+    implicitWidth: 140 + leftPadding + rightPadding
+    implicitHeight: Math.max(44, contentHeight + topPadding + bottomPadding)
+    padding: 10
+    leftPadding: 12
+    rightPadding: 12
+    color: Material.foreground
+    placeholderTextColor: Material.hintTextColor
+    selectionColor: Theme.accent
+    selectedTextColor: Theme.accentInk
+    selectByMouse: true
+    horizontalAlignment: TextInput.AlignLeft
+    verticalAlignment: TextInput.AlignVCenter
+
+    Accessible.role: Accessible.EditableText
+    Accessible.name: name
+
+    Label {
+        x: field.leftPadding
+        width: field.width - field.leftPadding - field.rightPadding
+        height: field.height
+        visible: !field.length && !field.preeditText
+        text: field.placeholderText
+        font: field.font
+        color: field.placeholderTextColor
+        horizontalAlignment: Text.AlignLeft
+        verticalAlignment: Text.AlignVCenter
+        elide: Text.ElideRight
+        Accessible.ignored: true
+    }
+
+    background: Rectangle {
+        radius: Theme.radius
+        color: Theme.card(field.dark)
+        border.width: field.activeFocus ? Theme.focusWidth : 1
+        border.color: field.activeFocus ? Theme.tint(field.dark) : Theme.line(field.dark)
+    }
+}

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+import TimerKelvaro
+
+ScrollPage {
+    id: page
+
+    required property Controller controller
+    readonly property var preview: controller.importPreview
+
+    spacing: 14
+
+    Note {
+        text: page.window.label("ייבוא CSV מפורט", "Detailed CSV import")
+        font.pixelSize: 24
+        font.bold: true
+    }
+    Note {
+        text: page.window.label(
+            "הקובץ נקרא לתצוגה מקדימה בלבד. אשר את התוצאה לפני שמירת רשומות. שורות שגויות אינן מיובאות אוטומטית.",
+            "The file is staged for preview only. Confirm before records are written. Invalid rows are never silently imported.")
+    }
+    Field {
+        id: source
+
+        objectName: "importSource"
+        text: "toggl-personal-export"
+        placeholderText: page.window.label("מזהה מקור קבוע", "Stable source identifier")
+        Layout.fillWidth: true
+    }
+    ToggleBox {
+        id: mine
+
+        text: page.window.label("אני מאשר שהרשומות שייכות לי", "I confirm these entries belong to me")
+    }
+    Flow {
+        spacing: Theme.gap
+        Layout.fillWidth: true
+
+        ActionButton {
+            objectName: "previewImport"
+            text: page.window.label("בחר קובץ ותצוגה מקדימה", "Choose file and preview")
+            enabled: !page.controller.busy
+            onClicked: page.controller.previewCsv(source.text, page.controller.timezone, mine.checked)
+        }
+        ActionButton {
+            objectName: "confirmImport"
+            text: page.window.label("אשר ייבוא", "Confirm import")
+            highlighted: true
+            enabled: !!page.preview.id && !page.controller.busy
+            onClicked: page.controller.applyImport()
+        }
+        ActionButton {
+            objectName: "pauseImport"
+            text: page.window.label("השהה לאחר המקטע", "Pause after chunk")
+            onClicked: page.controller.pauseImport()
+        }
+    }
+    ReadOnlyText {
+        name: page.window.label("ייבוא CSV מפורט", "Detailed CSV import")
+        text: JSON.stringify(page.preview, null, 2)
+        family: "monospace"
+        pixelSize: 12
+        Layout.fillWidth: true
+        Layout.fillHeight: true
+        Layout.minimumHeight: 120
+        Layout.preferredHeight: 120
+    }
+}

@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+
+Label {
+    wrapMode: Text.Wrap
+    horizontalAlignment: Text.AlignLeft
+    Layout.fillWidth: true
+}

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+
+/// A column as high as its page, that scrolls where the window is too low for
+/// it. The scroll bar runs in the window's margin.
+Item {
+    id: page
+
+    required property TimerWindow window
+    default property alias content: column.data
+    property alias spacing: column.spacing
+
+    /// Brings what the keyboard reached into view.
+    function reveal(item: Item) {
+        let above = item
+        while (above && above !== column)
+            above = above.parent
+        if (!above)
+            return
+        const top = item.mapToItem(column, 0, 0).y
+        if (top < view.contentY)
+            view.contentY = Math.max(0, top - Theme.gap)
+        else if (top + item.height > view.contentY + view.height)
+            view.contentY = Math.min(view.contentHeight - view.height, top + item.height + Theme.gap - view.height)
+    }
+
+    Connections {
+        target: page.window
+        function onActiveFocusItemChanged() {
+            page.reveal(page.window.activeFocusItem)
+        }
+    }
+
+    Flickable {
+        id: view
+
+        anchors.fill: parent
+        anchors.leftMargin: -Theme.margin
+        anchors.rightMargin: -Theme.margin
+        contentHeight: column.height
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: SlimBar {}
+
+        ColumnLayout {
+            id: column
+
+            x: Theme.margin
+            width: page.width
+            height: Math.max(implicitHeight, view.height)
+        }
+    }
+}

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+import TimerKelvaro
+
+ScrollPage {
+    id: page
+
+    required property Controller controller
+    readonly property bool accountFree: !controller.busy && controller.pending === 0
+
+    spacing: 16
+
+    Note {
+        text: page.window.label("שרת וזהות פיתוח", "Server and development identity")
+        font.pixelSize: 24
+        font.bold: true
+    }
+    Note {
+        text: page.window.label(
+            "זו גרסת Native ראשונית, ללא WebView. הגישה פרטית וללא סיסמת פיתוח. אין לפרסם את השרת לרשת ציבורית.",
+            "This is an initial native client, without a WebView. Private development access requires no application password. Do not publish the development server.")
+    }
+    LtrField {
+        id: server
+
+        /// Replaces what is typed only when the address itself changes.
+        readonly property string address: page.controller.server || "http://127.0.0.1:18080"
+
+        objectName: "server"
+        inputMethodHints: Qt.ImhUrlCharactersOnly | Qt.ImhNoPredictiveText
+        placeholderText: "https://timer.example.com"
+        name: page.window.label("כתובת השרת", "Server address")
+        Layout.fillWidth: true
+        onAddressChanged: text = address
+        Component.onCompleted: text = address
+    }
+    ActionButton {
+        objectName: "connect"
+        text: page.window.label("חיבור שרת / כניסת פיתוח מפורשת", "Connect / explicit developer entry")
+        enabled: !page.controller.busy
+        onClicked: page.controller.connectServer(server.text)
+    }
+    Note {
+        text: page.controller.accountSignedIn
+              ? page.window.label("חשבון אישי: ", "Personal account: ") + page.controller.accountName
+              : page.window.label("לא מחובר לחשבון אישי", "Not signed in to a personal account")
+        font.bold: true
+        textFormat: Text.PlainText
+    }
+    Note {
+        text: page.window.label(
+            "כניסה אישית דורשת HTTPS או localhost ואחסון מערכת מאובטח. הכניסה הפרטית ללא סיסמת פיתוח נשארה נפרדת.",
+            "Personal sign-in requires HTTPS or loopback and secure OS storage. Password-free private development access remains separate.")
+    }
+    LtrField {
+        id: email
+
+        objectName: "email"
+        inputMethodHints: Qt.ImhEmailCharactersOnly
+        placeholderText: page.window.label("כתובת דואר של חשבון קיים", "Existing account email")
+        Layout.fillWidth: true
+    }
+    Field {
+        id: password
+
+        objectName: "password"
+        echoMode: TextInput.Password
+        inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText
+        placeholderText: page.window.label("סיסמת חשבון אישי", "Personal account password")
+        Layout.fillWidth: true
+    }
+    Flow {
+        spacing: Theme.gap
+        Layout.fillWidth: true
+
+        ActionButton {
+            objectName: "signIn"
+            text: page.window.label("כניסה אישית", "Personal sign-in")
+            enabled: page.controller.secureStorage && page.accountFree
+            highlighted: true
+            onClicked: {
+                page.controller.loginAccount(email.text, password.text)
+                password.clear()
+            }
+        }
+        ActionButton {
+            objectName: "signOut"
+            text: page.window.label("התנתק מהחשבון", "Sign out")
+            enabled: page.controller.accountSignedIn && page.accountFree
+            onClicked: page.controller.logoutAccount()
+        }
+    }
+    Switch {
+        id: appearance
+
+        objectName: "darkAppearance"
+        text: page.window.label("ערכת צבעים כהה", "Dark appearance")
+        onCheckedChanged: page.window.dark = checked
+        Accessible.name: text
+        Accessible.onPressAction: toggle()
+        Accessible.onToggleAction: toggle()
+
+        FocusRing {
+            anchors.margins: 0
+            radius: Theme.radius
+            visible: appearance.visualFocus
+        }
+    }
+    Note {
+        text: page.controller.secureStorage
+              ? page.window.label("התור המקומי מוצפן; המפתח נשמר ב־KWallet / מאגר מערכת ההפעלה.",
+                                  "Local queue encrypted; key stored in KWallet / OS credential storage.")
+              : page.window.label("אחסון מאובטח אינו זמין. קריאה ודוחות זמינים; כתיבת זמן דורשת אחסון מאובטח.",
+                                  "Secure storage unavailable. Reports and reads are available; time writes require secure storage.")
+    }
+    ActionButton {
+        objectName: "exportPending"
+        text: page.window.label("ייצוא תור ממתין", "Export pending changes")
+        onClicked: page.controller.exportPending()
+    }
+    ReadOnlyText {
+        objectName: "conflicts"
+        name: page.window.label("ייצוא תור ממתין", "Export pending changes")
+        visible: text !== "[\n]"
+        text: page.controller.conflictDetails
+        pixelSize: 11
+        Layout.fillWidth: true
+        Layout.preferredHeight: 130
+    }
+    Note {
+        opacity: 0.65
+        text: page.window.label(
+            "קיצור מקומי: Ctrl+Shift+Space. קיצורי מערכת כלליים ואימות Windows עדיין נדרשים.",
+            "Local shortcut: Ctrl+Shift+Space. Global platform shortcuts and Windows acceptance still require verification.")
+    }
+    Item {
+        Layout.preferredHeight: 10
+    }
+    Item {
+        Layout.fillHeight: true
+    }
+}

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+pragma Singleton
+
+import QtQuick
+
+/// Every length and colour that the pages share.
+QtObject {
+    readonly property color accent: "#6656f0"
+    readonly property color actionOff: "#928aaa"
+    readonly property color accentInk: "#ffffff"
+    readonly property color badge: "#f4f2ff"
+
+    readonly property int toolMargin: 10
+    readonly property int toolSpacing: 16
+    readonly property int margin: 22
+    readonly property int gap: 14
+    readonly property int rowPadding: 14
+    readonly property int scrollBar: 10
+    readonly property int radius: 10
+    readonly property int actionRadius: 12
+    readonly property int focusWidth: 2
+
+    function page(dark: bool): color {
+        return dark ? "#16141f" : "#f7f6fb"
+    }
+    function card(dark: bool): color {
+        return dark ? "#201d2c" : "#ffffff"
+    }
+    function line(dark: bool): color {
+        return dark ? "#3a354d" : "#dfdbee"
+    }
+    function banner(dark: bool): color {
+        return dark ? "#272337" : "#efecff"
+    }
+    function button(dark: bool): color {
+        return dark ? "#322d45" : "#e9e5fa"
+    }
+    function buttonOff(dark: bool): color {
+        return dark ? "#2a2638" : "#efedf4"
+    }
+    function thumb(dark: bool): color {
+        return dark ? "#5a5373" : "#c3bcdc"
+    }
+    /// The accent where it carries small text or a thin ring.
+    function tint(dark: bool): color {
+        return dark ? "#a99ffb" : accent
+    }
+}

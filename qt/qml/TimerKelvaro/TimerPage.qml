@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+import TimerKelvaro
+
+ScrollPage {
+    id: page
+
+    required property Controller controller
+    readonly property var timer: controller.timer
+    readonly property bool running: !!timer.id
+    property alias projectId: project.chosen
+    property alias billable: billable.checked
+
+    signal manualRequested
+    signal editRequested(string id, string description)
+
+    function toggle() {
+        if (running)
+            controller.stop()
+        else
+            controller.start(description.text, projectId, billable.checked)
+    }
+
+    spacing: 16
+
+    Panel {
+        focus: true
+        padding: 20
+        verticalPadding: 20
+        Layout.fillWidth: true
+
+        ColumnLayout {
+            anchors.fill: parent
+            spacing: 14
+
+            RowLayout {
+                spacing: Theme.gap
+
+                Label {
+                    objectName: "elapsed"
+                    text: page.controller.elapsed
+                    font.pixelSize: 42
+                    font.bold: true
+                    horizontalAlignment: page.window.hebrew ? Text.AlignRight : Text.AlignLeft
+                    LayoutMirroring.enabled: false
+                    Layout.fillWidth: true
+                }
+                ActionButton {
+                    objectName: "timerAction"
+                    text: page.running ? page.window.label("עצור", "Stop") : page.window.label("התחל", "Start")
+                    enabled: !page.controller.busy
+                    highlighted: true
+                    fill: enabled ? Theme.accent : Theme.actionOff
+                    ink: Theme.accentInk
+                    corner: Theme.actionRadius
+                    topInset: 0
+                    bottomInset: 0
+                    font.pixelSize: 18
+                    font.bold: true
+                    Layout.preferredWidth: 140
+                    Layout.preferredHeight: 58
+                    onClicked: page.toggle()
+                }
+            }
+            Field {
+                id: description
+
+                objectName: "description"
+                focus: true
+                maximumLength: 4096
+                placeholderText: page.window.label("על מה אתה עובד?", "What are you working on?")
+                Layout.fillWidth: true
+            }
+            RowLayout {
+                spacing: Theme.gap
+
+                Chooser {
+                    id: project
+
+                    property string chosen: ""
+
+                    objectName: "projectSelect"
+                    name: page.window.label("פרויקט", "Project")
+                    shownId: chosen
+                    Layout.preferredWidth: 300
+                    onActivated: index => chosen = rows.idAt(index)
+                    Keys.onDeletePressed: chosen = ""
+                    Keys.onPressed: event => {
+                        if (event.key === Qt.Key_Backspace)
+                            chosen = ""
+                    }
+                    rows: RowModel {
+                        source: page.controller
+                        list: "projects"
+                        onUpdated: {
+                            if (indexOf(project.chosen) < 0)
+                                project.chosen = ""
+                        }
+                    }
+                }
+                ToggleBox {
+                    id: billable
+
+                    objectName: "billable"
+                    text: page.window.label("לחיוב", "Billable")
+                }
+                Item {
+                    Layout.fillWidth: true
+                }
+                ActionButton {
+                    objectName: "manualEntry"
+                    text: page.window.label("רשומה ידנית", "Manual entry")
+                    onClicked: page.manualRequested()
+                }
+            }
+            Note {
+                visible: page.running
+                text: page.timer.description || ""
+                font.pixelSize: 12
+                opacity: 0.7
+                textFormat: Text.PlainText
+            }
+        }
+    }
+    Note {
+        id: heading
+
+        text: page.window.label("רשומות סגורות", "Closed entries")
+        font.pixelSize: 18
+        font.bold: true
+    }
+    RowList {
+        objectName: "entryList"
+        name: heading.text
+        spacing: 8
+        Layout.minimumHeight: 152
+        model: RowModel {
+            source: page.controller
+            list: "entries"
+        }
+        delegate: EntryRow {
+            window: page.window
+            busy: page.controller.busy
+            onEditRequested: (id, text) => page.editRequested(id, text)
+        }
+    }
+}

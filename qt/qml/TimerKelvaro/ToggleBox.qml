@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+
+CheckBox {
+    id: box
+
+    Accessible.role: Accessible.CheckBox
+    Accessible.name: text
+    Accessible.onPressAction: toggle()
+    Accessible.onToggleAction: toggle()
+
+    FocusRing {
+        anchors.margins: 0
+        radius: Theme.radius
+        visible: box.visualFocus
+    }
+}
