@@ -31,6 +31,8 @@ const QJsonObject document{{QStringLiteral("queue"), QJsonArray{QStringLiteral("
 class CredentialFaultsTest : public QObject {
     Q_OBJECT
 
+    std::unique_ptr<ScriptedSecrets> m_secrets;
+
 private Q_SLOTS:
     void initTestCase() { VaultHome::nameApplication(); }
     void init() { m_secrets = std::make_unique<ScriptedSecrets>(); }
@@ -49,9 +51,6 @@ private Q_SLOTS:
     void vaultMayGoInItsOwnSignal();
     void keyWrittenForAVaultThatIsGoneIsUsedByTheNext();
     void programMayEndDuringTheUnlock();
-
-private:
-    std::unique_ptr<ScriptedSecrets> m_secrets;
 };
 
 void CredentialFaultsTest::cleanup() {
@@ -232,9 +231,9 @@ void CredentialFaultsTest::programMayEndDuringTheUnlock() {
     QProcess program;
     program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     program.start(QCoreApplication::applicationDirPath() + QStringLiteral("/quit-during-unlock"));
-    QTRY_COMPARE(m_secrets->held(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(m_secrets->held(), 1, 20000);
     program.write("\n");
-    QTRY_COMPARE(program.state(), QProcess::NotRunning);
+    QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, 20000);
     QCOMPARE(program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.exitCode(), 0);
 }

@@ -95,7 +95,7 @@ public:
             object.insert(text(), value(depth));
             return object;
         }
-        const QString key = keys.at(number(static_cast<int>(keys.size())));
+        const QString& key = keys.at(number(static_cast<int>(keys.size())));
         if (number(6) == 0)
             object.remove(key);
         else
