@@ -35,8 +35,9 @@ void ProjectionTest::leavesItsInputAlone() {
 }
 
 void ProjectionTest::ordersOddIdsAsStringsCompare() {
-    QStringList ids{u""_s,       u"a"_s,         u"A"_s,        u"aaaa"_s,         u"aaab"_s,
-                    u"aaaaa"_s,  u"aaaaB"_s,     u"ab"_s,       u"\u00e9"_s,       u"\uffff"_s,
+    QStringList ids{u""_s,       u"b\uffff"_s,   u"c"_s,        u"a"_s,
+                    u"A"_s,      u"aaaa"_s,      u"aaab"_s,     u"aaaaa"_s,
+                    u"aaaaB"_s,  u"ab"_s,        u"\u00e9"_s,   u"\uffff"_s,
                     u"\u05d0"_s, u"aaa\uffff"_s, u"zzzzzzzz"_s, u"aa"_s + QChar(0)};
     QJsonArray entries;
     for (const QString& id : std::as_const(ids))

@@ -57,7 +57,7 @@ QJsonObject withWrite(QJsonObject state) {
 
 void ProjectorTest::rememberingChangesNothing_data() {
     QTest::addColumn<quint32>("seed");
-    for (quint32 seed = 1; seed <= 60; ++seed)
+    for (quint32 seed = 1; seed <= 40; ++seed)
         QTest::addRow("seed %u", seed) << seed;
 }
 
@@ -66,7 +66,7 @@ void ProjectorTest::rememberingChangesNothing() {
     History history(seed);
     Projector projector;
     QStringList steps;
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 150; ++i) {
         steps.append(history.step());
         const QJsonObject& state = history.state();
         const QJsonObject expected = referenceProjection(state);

@@ -65,12 +65,8 @@ void Model::reconcileTimer(const QJsonObject& server) {
     if (timer.isEmpty() || !map.contains(text(timer, "id")))
         return;
     const QJsonObject known = map.value(text(timer, "id"));
-    if (at(known, "stop_at").isString())
-        timer = QJsonObject();
-    else if (at(known, "deleted_at").isString())
-        timer = QJsonObject();
-    else
-        timer = known;
+    const bool ended = at(known, "stop_at").isString() || at(known, "deleted_at").isString();
+    timer = ended ? QJsonObject() : known;
 }
 
 bool Model::change(QJsonObject& entity, const QJsonObject& item) const {
