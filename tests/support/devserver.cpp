@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/devserver.h"
 
+#include "tests/support/sqlitefile.h"
+
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -121,4 +123,13 @@ QJsonObject DevServer::push(const QString& operation, const QString& entity, int
     const Answer answer = request("POST", QStringLiteral("/sync/push"),
                                   {{QStringLiteral("mutations"), QJsonArray{mutation}}}, id);
     return answer.body.value(u"results").toArray().first().toObject();
+}
+
+void DevServer::approve(const QDateTime& from, const QDateTime& to) const {
+    const QString user = request("GET", QStringLiteral("/me")).body.value(u"id").toString();
+    SqliteFile(databaseFile())
+        .run(QStringLiteral("INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, "
+                            "timezone, start_at, end_at, version) VALUES (?, ?, ?, 'approved', ?, ?, 'UTC', ?, ?, 1)"),
+             {freshId(), workspace(), user, from.date().toString(Qt::ISODate), to.date().toString(Qt::ISODate),
+              from.toSecsSinceEpoch(), to.toSecsSinceEpoch()});
 }
