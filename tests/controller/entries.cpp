@@ -100,7 +100,8 @@ void EntriesTest::load(const QJsonObject& snapshot) {
 }
 
 void EntriesTest::makeBusy() {
-    m_desk->peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::only(PeerReply::Delivery::Never));
+    m_desk->peer.answer("GET", QStringLiteral("/v1/sync/snapshot"),
+                        PeerReply::only(PeerReply::Delivery::Never));
     m_controller->refresh();
     QVERIFY(m_controller->busy());
 }
@@ -226,7 +227,8 @@ void EntriesTest::stopInAnotherWorkspaceIsRefused() {
         m_controller->fail(QString());
         m_controller->stop();
         QCOMPARE(m_controller->message(),
-                 QStringLiteral("Select the running timer's workspace before stopping it in this native preview."));
+                 QStringLiteral(
+                     "Select the running timer's workspace before stopping it in this native preview."));
         QVERIFY(!m_controller->busy());
         QCOMPARE(m_controller->durableState(), state);
     }
@@ -328,7 +330,8 @@ void EntriesTest::equalManualEntriesAreTwo() {
     m_controller->addManual(QStringLiteral("x"), QString(), start, stop, false);
     m_controller->addManual(QStringLiteral("x"), QString(), start, stop, false);
     QCOMPARE(m_controller->entries().size(), 2);
-    QVERIFY(mutationAt(*m_controller, 0).value(u"entity_id") != mutationAt(*m_controller, 1).value(u"entity_id"));
+    QVERIFY(mutationAt(*m_controller, 0).value(u"entity_id") !=
+            mutationAt(*m_controller, 1).value(u"entity_id"));
 }
 
 void EntriesTest::manualEntryWithoutProjectQueuesNull() {
@@ -373,8 +376,9 @@ void EntriesTest::editOfAnUnknownEntryIsRefused() {
 void EntriesTest::editOfALockedEntryIsRefused() {
     load(sample::snapshot({sample::entry(QStringLiteral("e1"), start, stop)}, {locked()}));
     m_controller->editDescription(QStringLiteral("e1"), QStringLiteral("New"));
-    QCOMPARE(m_controller->message(),
-             QStringLiteral("This entry is submitted or approved. Reopen its period in the Web workbench first."));
+    QCOMPARE(
+        m_controller->message(),
+        QStringLiteral("This entry is submitted or approved. Reopen its period in the Web workbench first."));
     QVERIFY(!m_controller->busy());
     QCOMPARE(m_controller->pending(), 0);
 }
@@ -416,8 +420,8 @@ void EntriesTest::elapsedCountsFromTheStart_data() {
                                    << QStringLiteral("01:02:05") << QStringLiteral("01:59:59");
     QTest::newRow("milliseconds") << QJsonValue(now.addSecs(-3725).toString(Qt::ISODateWithMs))
                                   << QStringLiteral("01:02:05") << QStringLiteral("01:59:59");
-    QTest::newRow("local time") << QJsonValue(now.addSecs(-3725).toLocalTime().toString(QStringLiteral(
-                                       "yyyy-MM-ddTHH:mm:ss")))
+    QTest::newRow("local time") << QJsonValue(now.addSecs(-3725).toLocalTime().toString(
+                                       QStringLiteral("yyyy-MM-ddTHH:mm:ss")))
                                 << QStringLiteral("01:02:05") << QStringLiteral("01:59:59");
     QTest::newRow("over a hundred hours") << QJsonValue(now.addSecs(-360000).toString(Qt::ISODate))
                                           << QStringLiteral("100:00:00") << QStringLiteral("100:59:59");
@@ -445,7 +449,9 @@ void EntriesTest::elapsedCountsFromTheStart() {
 void EntriesTest::secondsAsText_data() {
     QTest::addColumn<qint64>("seconds");
     QTest::addColumn<QString>("text");
-    const auto row = [](qint64 seconds, const char* text) { QTest::newRow(text) << seconds << QString::fromLatin1(text); };
+    const auto row = [](qint64 seconds, const char* text) {
+        QTest::newRow(text) << seconds << QString::fromLatin1(text);
+    };
     row(0, "00:00:00");
     row(59, "00:00:59");
     row(3725, "01:02:05");

@@ -11,7 +11,9 @@ QString vaultFile(const QString& server) {
 }
 
 QByteArray sealedRecord(const QString& server) {
-    return SqliteFile(vaultFile(server)).run(QStringLiteral("SELECT payload FROM vault WHERE id=1")).toByteArray();
+    return SqliteFile(vaultFile(server))
+        .run(QStringLiteral("SELECT payload FROM vault WHERE id=1"))
+        .toByteArray();
 }
 
 void replaceSealedRecord(const QString& server, const QByteArray& record) {
