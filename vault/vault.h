@@ -56,4 +56,36 @@ Q_SIGNALS:
     void ready();
     /// The vault will not become usable for this scope; `message` is for the user.
     void unavailable(const QString& message);
+
+private:
+    enum class Record { Absent, Present, Unknown };
+    using Completion = void (Vault::*)(QKeychain::Job*);
+
+    void forgetSecrets();
+    void startReading(Completion completion);
+    void startWriting(const QByteArray& key, Completion completion);
+    void expect(QKeychain::Job* job, Completion completion);
+
+    void onKeyRead(QKeychain::Job* job);
+    void createKey();
+    void onKeyWritten(QKeychain::Job* job);
+    void onKeyReadBack(QKeychain::Job* job);
+
+    [[nodiscard]] QString scopeHash() const;
+    [[nodiscard]] QString databasePath() const;
+    [[nodiscard]] Record recordOnDisk() const;
+    [[nodiscard]] bool openDatabase();
+    [[nodiscard]] QByteArray accountAwareContext() const;
+    [[nodiscard]] bool write(const QByteArray& record);
+
+    QByteArray m_key;
+    QByteArray m_context; // what every record of this scope is bound to
+    quint64 m_generation = 0;
+    QString m_scope;
+    QString m_connection;
+    QSqlDatabase m_database;
+
+    QByteArray m_newKey; // made, but not yet read back from the credential store
+    QPointer<QKeychain::Job> m_job;
+    DocumentText m_text;
 };
