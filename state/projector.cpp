@@ -1,1 +1,206 @@
 // SPDX-License-Identifier: MIT
+#include "state/projector.h"
+
+#include "state/baseentries.h"
+#include "state/syncstate.h"
+
+#include <QJsonArray>
+#include <QSet>
+
+#include <map>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto Id = "id"_L1;
+constexpr auto WorkspaceId = "workspace_id"_L1;
+constexpr auto UserId = "user_id"_L1;
+constexpr auto StopAt = "stop_at"_L1;
+constexpr auto DeletedAt = "deleted_at"_L1;
+constexpr auto Version = "version"_L1;
+constexpr auto LocalPending = "local_pending"_L1;
+constexpr auto Mutation = "mutation"_L1;
+constexpr auto EntityId = "entity_id"_L1;
+
+/// The queue on top of the base entries: the entities it touches and the timer.
+class Overlay {
+public:
+    Overlay(BaseEntries& base, QString workspace, QString user)
+        : m_base(base), m_workspace(std::move(workspace)), m_user(std::move(user)) {}
+
+    void takeServerTimer(const QJsonObject& timer);
+    void apply(const QJsonArray& queue);
+    [[nodiscard]] QJsonObject result() const;
+
+private:
+    void applyItem(const QJsonObject& item);
+    [[nodiscard]] QJsonObject created(const QString& id, const QJsonObject& payload) const;
+    void updateTimer(const QString& id, const QJsonObject& entity);
+    [[nodiscard]] QJsonObject find(const QString& id) const;
+
+    BaseEntries& m_base;
+    const QString m_workspace;
+    const QString m_user;
+    QSet<QString> m_conflicts;
+    std::map<QString, QJsonObject> m_touched;
+    QJsonObject m_timer;
+};
+
+bool isCreation(const QString& operation) {
+    return operation == "entry.create"_L1 || operation == "timer.start"_L1;
+}
+
+/// An existing entity after a mutation that does not create it.
+QJsonObject changed(QJsonObject entity, const QJsonObject& item, const QString& operation) {
+    const QJsonObject mutation = item.value(Mutation).toObject();
+    const QJsonObject payload = mutation.value("payload"_L1).toObject();
+    if (operation == "entry.update"_L1) {
+        for (auto it = payload.constBegin(); it != payload.constEnd(); ++it)
+            entity.insert(it.key(), it.value());
+    } else if (operation == "timer.stop"_L1) {
+        entity.insert(StopAt, payload.value(StopAt));
+    } else if (operation == "entry.delete"_L1) {
+        // The time of the deletion is the item's, not the mutation's.
+        entity.insert(DeletedAt, item.value("created_at"_L1).toString(u"pending-deletion"_s));
+    } else if (operation == "entry.restore"_L1) {
+        entity.insert(DeletedAt, QJsonValue::Null);
+    }
+    entity.insert(Version, qint64{mutation.value("base_version"_L1).toInt()} + 1);
+    return entity;
+}
+
+QJsonValue duration(const QJsonObject& entity) {
+    const QDateTime stop = stamp(entity.value(StopAt));
+    if (!stop.isValid())
+        return QJsonValue::Null;
+    return stamp(entity.value("start_at"_L1)).secsTo(stop);
+}
+
+void Overlay::takeServerTimer(const QJsonObject& timer) {
+    if (timer.value(UserId) != m_user || timer.value(LocalPending).toBool())
+        return;
+    m_timer = timer;
+    const auto known = m_base.find(timer.value(Id).toString());
+    if (!known)
+        return;
+    const bool ended = known->value(StopAt).isString() || known->value(DeletedAt).isString();
+    m_timer = ended ? QJsonObject{} : *known;
+}
+
+void Overlay::apply(const QJsonArray& queue) {
+    for (const auto& element : queue) {
+        const QJsonObject item = element.toObject();
+        if (item.value("status"_L1).toString() != "pending"_L1)
+            m_conflicts.insert(item.value(Mutation).toObject().value(EntityId).toString());
+    }
+    for (const auto& element : queue)
+        applyItem(element.toObject());
+}
+
+void Overlay::applyItem(const QJsonObject& item) {
+    const QJsonObject mutation = item.value(Mutation).toObject();
+    if (mutation.value(WorkspaceId) != m_workspace)
+        return;
+    const QString id = mutation.value(EntityId).toString();
+    const QString operation = mutation.value("operation"_L1).toString();
+    QJsonObject entity;
+    if (isCreation(operation)) {
+        entity = created(id, mutation.value("payload"_L1).toObject());
+    } else {
+        entity = find(id);
+        if (entity.isEmpty())
+            return;
+        entity = changed(entity, item, operation);
+    }
+    entity.insert("duration_seconds"_L1, duration(entity));
+    entity.insert(LocalPending, true);
+    entity.insert("local_conflict"_L1, m_conflicts.contains(id));
+    m_touched.insert_or_assign(id, entity);
+    updateTimer(id, entity);
+}
+
+QJsonObject Overlay::created(const QString& id, const QJsonObject& payload) const {
+    QJsonObject entity = payload;
+    entity.insert(Id, id);
+    entity.insert(WorkspaceId, m_workspace);
+    entity.insert(UserId, m_user);
+    entity.insert(Version, 1);
+    entity.insert(DeletedAt, QJsonValue::Null);
+    if (!payload.contains(StopAt))
+        entity.insert(StopAt, QJsonValue::Null);
+    return entity;
+}
+
+void Overlay::updateTimer(const QString& id, const QJsonObject& entity) {
+    if (m_conflicts.contains(id))
+        return;
+    if (entity.value(StopAt).isNull() && !entity.value(DeletedAt).isString())
+        m_timer = entity;
+    else if (m_timer.value(Id).toString() == id)
+        m_timer = {};
+}
+
+QJsonObject Overlay::find(const QString& id) const {
+    const auto touched = m_touched.find(id);
+    if (touched != m_touched.end())
+        return touched->second;
+    return m_base.find(id).value_or(QJsonObject{});
+}
+
+QJsonObject Overlay::result() const {
+    QJsonArray entries;
+    auto touched = m_touched.cbegin();
+    const auto appendTouched = [&] {
+        QJsonObject entity = touched->second;
+        entity.insert("period_locked"_L1, m_base.isLocked(entity));
+        entries.append(entity);
+        ++touched;
+    };
+    const auto& rows = m_base.rows();
+    for (auto row = rows.cbegin(); row != rows.cend(); ++row) {
+        while (touched != m_touched.cend() && touched->first < row->id)
+            appendTouched();
+        const auto next = std::next(row);
+        const bool superseded = next != rows.cend() && next->id == row->id;
+        const bool overlaid = touched != m_touched.cend() && touched->first == row->id;
+        if (!superseded && !overlaid)
+            entries.append(row->projected);
+    }
+    while (touched != m_touched.cend())
+        appendTouched();
+    return {{"entries"_L1, entries}, {"timer"_L1, m_timer}};
+}
+
+} // namespace
+
+struct Projector::Memory {
+    BaseEntries base;
+    QJsonArray queue;
+    QJsonObject timer;
+    std::optional<QJsonObject> result;
+};
+
+Projector::Projector() : m_memory(std::make_unique<Memory>()) {
+}
+
+Projector::~Projector() = default;
+
+QJsonObject Projector::project(const QJsonObject& state) {
+    Memory& memory = *m_memory;
+    const QString workspace = state.value("workspace"_L1).toString();
+    const QString user = state.value("me"_L1).toObject().value(Id).toString();
+    const QJsonArray queue = state.value("queue"_L1).toArray();
+    const QJsonObject timer = state.value("timer"_L1).toObject();
+    const bool moved = memory.base.update(workspace, user, state.value("snapshot"_L1).toObject());
+    if (!moved && memory.result && queue == memory.queue && timer == memory.timer)
+        return *memory.result;
+
+    Overlay overlay(memory.base, workspace, user);
+    overlay.takeServerTimer(timer);
+    overlay.apply(queue);
+    memory.queue = queue;
+    memory.timer = timer;
+    memory.result = overlay.result();
+    return *memory.result;
+}

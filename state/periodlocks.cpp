@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#include "state/periodlocks.h"
+
+#include "state/syncstate.h"
+
+#include <algorithm>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto WorkspaceId = "workspace_id"_L1;
+constexpr auto UserId = "user_id"_L1;
+constexpr auto StartAt = "start_at"_L1;
+
+using Instant = std::numeric_limits<qint64>;
+
+bool isClosed(const QJsonObject& period) {
+    const QString status = period.value("status"_L1).toString();
+    return status == "submitted"_L1 || status == "approved"_L1;
+}
+
+} // namespace
+
+PeriodLocks::PeriodLocks(const QJsonArray& periods) {
+    for (const auto& element : periods) {
+        const QJsonObject period = element.toObject();
+        if (!isClosed(period))
+            continue;
+        // Qt orders every invalid time before every valid one: no entry starts
+        // before an unreadable end, and every entry stops after an unreadable start.
+        const QDateTime end = stamp(period.value("end_at"_L1));
+        if (!end.isValid())
+            continue;
+        const QDateTime start = stamp(period.value(StartAt));
+        m_closed.push_back(
+            {period.value(WorkspaceId),
+             period.value(UserId),
+             {start.isValid() ? start.toMSecsSinceEpoch() : Instant::min(), end.toMSecsSinceEpoch()}});
+    }
+    selectOwner(m_workspace, m_user);
+}
+
+void PeriodLocks::selectOwner(const QJsonValue& workspace, const QJsonValue& user) {
+    m_workspace = workspace;
+    m_user = user;
+    m_owned.clear();
+    for (const Period& period : m_closed) {
+        if (period.workspace == workspace && period.user == user)
+            m_owned.push_back(period.span);
+    }
+}
+
+bool PeriodLocks::covers(const QJsonObject& entry) {
+    if (m_closed.empty())
+        return false;
+    const QJsonValue workspace = entry.value(WorkspaceId);
+    const QJsonValue user = entry.value(UserId);
+    if (workspace != m_workspace || user != m_user)
+        selectOwner(workspace, user);
+    if (m_owned.empty())
+        return false;
+
+    const QDateTime start = stamp(entry.value(StartAt));
+    if (!start.isValid())
+        return false;
+    const QDateTime stop = stamp(entry.value("stop_at"_L1));
+    const qint64 from = start.toMSecsSinceEpoch();
+    const qint64 until = stop.isValid() ? stop.toMSecsSinceEpoch() : Instant::max();
+    return std::any_of(m_owned.cbegin(), m_owned.cend(),
+                       [=](const Span& span) { return from < span.end && until > span.start; });
+}
