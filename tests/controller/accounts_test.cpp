@@ -414,7 +414,5 @@ void AccountsTest::opensNoPageWithoutAServer() {
     QDesktopServices::unsetUrlHandler({});
 }
 
-Q_DECLARE_METATYPE(PeerReply)
-
 QTEST_MAIN(AccountsTest)
 #include "accounts_test.moc"

@@ -234,7 +234,5 @@ void SignOutTest::lateRepliesOfTheFormerAccountAreDropped() {
     QCOMPARE(client.peer.log(), QStringList());
 }
 
-Q_DECLARE_METATYPE(PeerReply)
-
 QTEST_MAIN(SignOutTest)
 #include "signout_test.moc"
