@@ -24,7 +24,7 @@ QString uuid(QRandomGenerator& random) {
 }
 
 QString text(const QDateTime& time) {
-    return time.toString(Qt::ISODate);
+    return time.toUTC().toString(Qt::ISODate);
 }
 
 QJsonArray makeEntries(int count, const QDateTime& first) {

@@ -15,6 +15,14 @@ std::string jsonText(const QJsonObject& object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
 }
 
+/// Through a provider, because the library would compress a plain body for longer than it is sent.
+void answer(httplib::Response& response, const std::string& text) {
+    response.set_content_provider(text.size(), "application/json",
+                                  [text](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
+                                      return sink.write(text.data() + offset, length);
+                                  });
+}
+
 } // namespace
 
 struct Peer::Server {
@@ -24,7 +32,7 @@ struct Peer::Server {
 
     void serve(const char* path, const QJsonObject& body) {
         http.Get(path, [text = jsonText(body)](const httplib::Request&, httplib::Response& response) {
-            response.set_content(text, "application/json");
+            answer(response, text);
         });
     }
 
@@ -47,6 +55,7 @@ Peer::Peer(const QJsonObject& state) : m_server(std::make_unique<Server>()) {
         m_server->entries.insert(entry.toObject().value(u"id").toString(), entry.toObject());
     }
     m_server->http.set_tcp_nodelay(true);
+    m_server->http.set_keep_alive_max_count(1000000);
     m_server->serve("/v1/me", state.value(u"me").toObject());
     m_server->serve("/v1/workspaces", {{QStringLiteral("items"), state.value(u"workspaces")}});
     m_server->serve("/v1/sync/snapshot", snapshot);
@@ -56,7 +65,7 @@ Peer::Peer(const QJsonObject& state) : m_server(std::make_unique<Server>()) {
             const QJsonDocument body = QJsonDocument::fromJson(QByteArray::fromStdString(request.body));
             const QJsonObject mutation = body.object().value(u"mutations").toArray().first().toObject();
             const QJsonObject reply{{QStringLiteral("results"), QJsonArray{m_server->accept(mutation)}}};
-            response.set_content(jsonText(reply), "application/json");
+            answer(response, jsonText(reply));
         });
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <QApplication>
+#include <QFont>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
 

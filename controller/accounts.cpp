@@ -98,7 +98,7 @@ void Controller::applyLogoutReply(int status) {
 }
 
 void Controller::changeAccount(const QJsonObject& state) {
-    ++m_requestGeneration;
+    dropReplies();
     applyDurable(state);
     m_report = {};
     m_importPreview = {};

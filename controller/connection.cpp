@@ -59,7 +59,7 @@ void Controller::connectServer(const QString& url) {
         return;
     }
 
-    ++m_requestGeneration;
+    dropReplies();
     m_server = address;
     QSettings().setValue(QStringLiteral("server"), address);
     m_busy = true;
@@ -168,10 +168,7 @@ void Controller::loadWorkspace() {
 }
 
 void Controller::adoptSnapshot(const QJsonObject& snapshot) {
-    // An equal reply keeps the data that the projection and the vault remember.
-    if (snapshot != m_snapshot) {
-        m_snapshot = snapshot;
-    }
+    m_snapshot = snapshot;
     projectQueue();
     send("GET", QStringLiteral("/me/timer"), {}, [this](const QJsonObject& reply, int status) {
         if (status == 200) {

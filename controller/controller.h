@@ -139,6 +139,9 @@ Q_SIGNALS:
 
 private:
     void say(const QString& text);
+    void deliver(const QByteArray& body, int status, const Callback& callback);
+    /// Every reply still under way belongs to the past from now on.
+    void dropReplies();
     void syncPeriodically();
     void vaultReady();
 
@@ -186,7 +189,12 @@ private:
     bool m_signedOut = false;
     bool m_readOnly = false;
 
-    // Memories of what was computed last, so that a write costs what it changes.
+    // Memories of what was computed last: a write costs what it changes, and a
+    // reload that brings the same bytes brings the same shared data.
+    struct {
+        QByteArray body;
+        QJsonObject object;
+    } m_largeReply;
     Projector m_projector;
     EntryList m_entryList;
 };

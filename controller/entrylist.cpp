@@ -6,7 +6,19 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <iterator>
+#include <limits>
 #include <utility>
+
+namespace {
+
+constexpr std::size_t gone = std::numeric_limits<std::size_t>::max();
+
+QString idOf(const QJsonValue& entry) {
+    return entry.toObject().value(u"id").toString();
+}
+
+} // namespace
 
 EntryList::Row EntryList::makeRow(const QJsonObject& entry) {
     if (entry.value(u"stop_at").isNull() || entry.value(u"deleted_at").isString()) {
@@ -18,46 +30,66 @@ EntryList::Row EntryList::makeRow(const QJsonObject& entry) {
     return {entry.value(u"start_at").toString(), map};
 }
 
+/// Where the walk through the remembered entries goes on for `entry`: at its equal, or
+/// at the first one whose id is not smaller.
+qsizetype EntryList::findKnown(const QJsonValue& entry, qsizetype from) const {
+    if (from < m_source.size() && m_source.at(from) == entry) {
+        return from;
+    }
+    const QString id = idOf(entry);
+    while (from < m_source.size() && idOf(m_source.at(from)) < id) {
+        ++from;
+    }
+    return from;
+}
+
 void EntryList::update(const QJsonArray& entries) {
     if (entries == m_source) {
         return;
     }
-    std::vector<Row> converted;
+    Rows converted;
     converted.reserve(static_cast<std::size_t>(entries.size()));
+    Order places(m_converted.size(), gone);
+    Order fresh;
     // Both lists are ordered by id, so one walk finds what is unchanged.
     qsizetype known = 0;
-    for (const QJsonValue& value : entries) {
-        const QString id = value.toObject().value(u"id").toString();
-        while (known < m_source.size() && m_source.at(known) != value &&
-               m_source.at(known).toObject().value(u"id").toString() < id) {
-            ++known;
-        }
-        if (known < m_source.size() && m_source.at(known) == value) {
+    for (const QJsonValue& entry : entries) {
+        known = findKnown(entry, known);
+        if (known < m_source.size() && m_source.at(known) == entry) {
+            places[static_cast<std::size_t>(known)] = converted.size();
             converted.push_back(std::move(m_converted[static_cast<std::size_t>(known)]));
             ++known;
         } else {
-            converted.push_back(makeRow(value.toObject()));
+            fresh.push_back(converted.size());
+            converted.push_back(makeRow(entry.toObject()));
+        }
+    }
+    Order kept;
+    kept.reserve(converted.size());
+    for (const std::size_t before : m_order) {
+        if (places[before] != gone) {
+            kept.push_back(places[before]);
         }
     }
     m_source = entries;
     m_converted = std::move(converted);
-    sortRows();
+    m_order = merged(m_converted, std::move(kept), fresh);
+    m_rows.clear();
+    m_rows.reserve(static_cast<qsizetype>(m_order.size()));
+    for (const std::size_t place : m_order) {
+        m_rows.append(m_converted[place].map);
+    }
 }
 
-void EntryList::sortRows() {
-    std::vector<const Row*> listed;
-    listed.reserve(m_converted.size());
-    for (const Row& row : m_converted) {
-        if (row.map.isValid()) {
-            listed.push_back(&row);
-        }
-    }
+EntryList::Order EntryList::merged(const Rows& rows, Order kept, const Order& fresh) {
     // The text is compared, not the instant: the order people see is that of the stamps they read.
-    std::stable_sort(listed.begin(), listed.end(),
-                     [](const Row* left, const Row* right) { return left->start > right->start; });
-    m_rows.clear();
-    m_rows.reserve(static_cast<qsizetype>(listed.size()));
-    for (const Row* row : listed) {
-        m_rows.append(row->map);
-    }
+    const auto later = [&rows](std::size_t left, std::size_t right) {
+        return rows[left].start > rows[right].start;
+    };
+    const auto middle = std::ssize(kept);
+    std::copy_if(fresh.begin(), fresh.end(), std::back_inserter(kept),
+                 [&rows](std::size_t place) { return rows[place].map.isValid(); });
+    std::sort(kept.begin() + middle, kept.end(), later);
+    std::inplace_merge(kept.begin(), kept.begin() + middle, kept.end(), later);
+    return kept;
 }

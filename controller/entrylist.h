@@ -22,11 +22,15 @@ private:
         QString start;
         QVariant map; ///< Invalid for an entry that is not listed: running or deleted.
     };
+    using Rows = std::vector<Row>;
+    using Order = std::vector<std::size_t>;
 
     [[nodiscard]] static Row makeRow(const QJsonObject& entry);
-    void sortRows();
+    [[nodiscard]] qsizetype findKnown(const QJsonValue& entry, qsizetype from) const;
+    [[nodiscard]] static Order merged(const Rows& rows, Order kept, const Order& fresh);
 
     QJsonArray m_source;
-    std::vector<Row> m_converted; ///< One for each element of m_source.
+    Rows m_converted; ///< One for each element of m_source.
+    Order m_order;    ///< The listed ones of m_converted as they are shown.
     QVariantList m_rows;
 };

@@ -11,6 +11,8 @@
 namespace {
 
 constexpr qsizetype maxReplyBytes = 52428800;
+/// Below this a reply is parsed sooner than it is worth remembering.
+constexpr qsizetype largeReplyBytes = 65536;
 
 QNetworkRequest jsonRequest(const QString& address) {
     QNetworkRequest request{QUrl(address)};
@@ -20,20 +22,6 @@ QNetworkRequest jsonRequest(const QString& address) {
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     request.setTransferTimeout(transferTimeoutMs);
     return request;
-}
-
-void deliver(const QByteArray& body, int status, const Controller::Callback& callback) {
-    if (body.size() > maxReplyBytes) {
-        callback({}, 0);
-        return;
-    }
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
-    if (error.error == QJsonParseError::NoError) {
-        callback(document.object(), status);
-        return;
-    }
-    callback({}, status == 204 ? 204 : 0);
 }
 
 } // namespace
@@ -66,6 +54,32 @@ void Controller::send(const QByteArray& method, const QString& path, const QJson
         if (generation != m_requestGeneration) {
             return;
         }
-        deliver(reply->readAll(), httpStatus(*reply), callback);
+        deliver(replyBody(*reply), httpStatus(*reply), callback);
     });
+}
+
+void Controller::deliver(const QByteArray& body, int status, const Callback& callback) {
+    if (body.size() > maxReplyBytes) {
+        callback({}, 0);
+        return;
+    }
+    if (!body.isEmpty() && body == m_largeReply.body) {
+        callback(m_largeReply.object, status);
+        return;
+    }
+    QJsonParseError error;
+    const QJsonObject object = QJsonDocument::fromJson(body, &error).object();
+    if (error.error != QJsonParseError::NoError) {
+        callback({}, status == 204 ? 204 : 0);
+        return;
+    }
+    if (body.size() >= largeReplyBytes) {
+        m_largeReply = {body, object};
+    }
+    callback(object, status);
+}
+
+void Controller::dropReplies() {
+    ++m_requestGeneration;
+    m_largeReply = {};
 }

@@ -8,6 +8,10 @@ int httpStatus(const QNetworkReply& reply) {
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
+QByteArray replyBody(QNetworkReply& reply) {
+    return reply.isOpen() ? reply.readAll() : QByteArray();
+}
+
 QString errorText(const QJsonObject& reply, const QString& fallback) {
     return reply.value(u"error").toObject().value(u"message").toString(fallback);
 }

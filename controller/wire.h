@@ -15,6 +15,9 @@ inline constexpr int transferTimeoutMs = 12000;
 /// 0 when no HTTP answer arrived.
 [[nodiscard]] int httpStatus(const QNetworkReply& reply);
 
+/// Empty when no answer arrived.
+[[nodiscard]] QByteArray replyBody(QNetworkReply& reply);
+
 /// The server's own sentence in `error`.`message`, else `fallback`.
 [[nodiscard]] QString errorText(const QJsonObject& reply, const QString& fallback);
 

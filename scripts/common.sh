@@ -1,0 +1,28 @@
+# SPDX-License-Identifier: MIT
+# shellcheck shell=bash
+#
+# What every script here shares. Sourced, never run.
+set -euo pipefail
+
+root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
+# CMake finds presets and ctest its tests from the root, wherever the caller stands.
+cd -- "$root"
+
+say() { printf '%s: %s\n' "${0##*/}" "$*"; }
+die() { say "$*" >&2; exit 1; }
+
+# build PRESET [TARGET...]: configures and builds, or ends with one sentence.
+build() {
+    local preset=$1 targets=()
+    shift
+    [ $# -eq 0 ] || targets=(--target "$@")
+    if [ -e build ] && ! [ -w build ]; then
+        die "the folder $root/build belongs to another user; remove it, or build as that user."
+    fi
+    if command -v ccache >/dev/null; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
+    fi
+    cmake --preset "$preset" || die "configuring the $preset build failed; the reason is above."
+    cmake --build --preset "$preset" "${targets[@]}" ||
+        die "the $preset build failed; the first error above says why."
+}

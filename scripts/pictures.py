@@ -1,0 +1,125 @@
+# SPDX-License-Identifier: MIT
+"""pictures.py FOLDER [--all] -- PROGRAM [ARGUMENT...]
+
+Runs the program in the display and the session bus it is given, presses its
+buttons as assistive software does, and saves pictures of its window."""
+
+import os
+import subprocess
+import sys
+import time
+
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, GLib  # noqa: E402
+
+TABS = {
+    "he": ["טיימר ורשומות", "דוחות", "מעבר וייבוא", "הגדרות", "תקופות נעולות"],
+    "en": ["Timer and entries", "Reports", "Migration", "Settings", "Timesheets"],
+}
+# What the button shows that leads away from the language.
+OTHER_LANGUAGE = {"he": "EN", "en": "עברית"}
+DARK = {"he": "ערכת צבעים כהה", "en": "Dark appearance"}
+SETTINGS = 3
+LOADED = "Connected to PostgreSQL"
+PATIENCE = 30
+
+
+def wait_for(what, look):
+    """The first true value of look(), or the end of the program with a sentence."""
+    deadline = time.monotonic() + PATIENCE
+    while time.monotonic() < deadline:
+        try:
+            found = look()
+        except GLib.Error:  # the tree changed while it was read
+            found = None
+        if found:
+            return found
+        time.sleep(0.1)
+    sys.exit(f"pictures: {what} did not appear within {PATIENCE} seconds")
+
+
+def find(node, name):
+    """The showing element of that accessible name under node."""
+    if node is None:
+        return None
+    if node.get_name() == name and node.get_state_set().contains(Atspi.StateType.SHOWING):
+        return node
+    for i in range(node.get_child_count()):
+        found = find(node.get_child_at_index(i), name)
+        if found:
+            return found
+    return None
+
+
+def application():
+    desktop = Atspi.get_desktop(0)
+    for i in range(desktop.get_child_count()):
+        child = desktop.get_child_at_index(i)
+        if child is not None and child.get_process_id() == program.pid:
+            return child
+    return None
+
+
+def press(name):
+    element = wait_for(f'"{name}"', lambda: find(application(), name))
+    actions = [element.get_action_name(i).lower() for i in range(element.get_n_actions())]
+    number = next((actions.index(action) for action in ("press", "toggle", "click") if action in actions), None)
+    if number is None:
+        sys.exit(f'pictures: "{name}" cannot be pressed; it offers {actions}')
+    element.do_action(number)
+
+
+def picture(path):
+    """Saves the window once two pictures in a row are the same: it has come to rest."""
+    window = subprocess.check_output(
+        ["xdotool", "search", "--sync", "--onlyvisible", "--pid", str(program.pid), "--name", "^Timer"], text=True
+    ).split()[0]
+    # Away from anything that lights up under the pointer.
+    subprocess.run(["xdotool", "mousemove", "1915", "1195"], check=True)
+    taken = []
+
+    def at_rest():
+        taken.append(subprocess.check_output(["maim", "--hidecursor", "--window", window]))
+        return len(taken) > 1 and taken[-1] == taken[-2]
+
+    wait_for("a window at rest", at_rest)
+    with open(path, "wb") as file:
+        file.write(taken[-1])
+
+
+def take_two(folder):
+    """The first tab in both languages."""
+    picture(os.path.join(folder, "window-he.png"))
+    press(OTHER_LANGUAGE["he"])
+    wait_for("English", lambda: find(application(), TABS["en"][0]))
+    picture(os.path.join(folder, "window-en.png"))
+
+
+def take_all(folder):
+    """Every tab, in both languages and themes."""
+    for language in ("he", "en"):
+        for theme in ("light", "dark"):
+            for number, tab in enumerate(TABS[language]):
+                press(tab)
+                picture(os.path.join(folder, f"{language}-{theme}-{number + 1}.png"))
+            press(TABS[language][SETTINGS])
+            press(DARK[language])  # dark for the second round, light again after it
+        press(OTHER_LANGUAGE[language])
+
+
+arguments, command = sys.argv[1 : sys.argv.index("--")], sys.argv[sys.argv.index("--") + 1 :]
+manager = subprocess.Popen(["openbox"])
+program = subprocess.Popen(command, env={**os.environ, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"})
+try:
+    wait_for("the loaded window", lambda: find(application(), LOADED))
+    if "--all" in arguments:
+        take_all(arguments[0])
+    else:
+        take_two(arguments[0])
+finally:
+    program.terminate()
+    program.wait()
+    manager.terminate()
+    manager.wait()

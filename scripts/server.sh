@@ -1,0 +1,53 @@
+# SPDX-License-Identifier: MIT
+# shellcheck shell=bash
+#
+# The development server, for scripts that run the program against it. Sourced
+# after common.sh. What is started here ends with the script.
+
+# shellcheck disable=SC2034 # read by the scripts that source this file
+programs=${root:?}/build/release/bin
+children=()
+
+# launch COMMAND...: starts it in a process group of its own; its id is ${children[-1]}.
+launch() {
+    setsid -- "$@" &
+    children+=("$!")
+}
+
+# Ends what was launched, the last first, and waits until it is gone.
+end_children() {
+    local i
+    for ((i = ${#children[@]} - 1; i >= 0; i--)); do
+        kill -TERM -- "-${children[i]}" 2>/dev/null || kill -TERM "${children[i]}" 2>/dev/null || true
+        wait "${children[i]}" 2>/dev/null || true
+    done
+    children=()
+}
+trap end_children EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+
+# require_free_port PORT
+require_free_port() {
+    if (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; then
+        die "port $1 on 127.0.0.1 is in use, perhaps by another scripts/run; end that program and try again."
+    fi
+}
+
+# start_server PORT FOLDER: the demo server with its database and its log in FOLDER; returns once it answers.
+start_server() {
+    local port=$1 folder=$2 log=$2/server.log deadline=$((SECONDS + 120))
+    require_free_port "$port"
+    mkdir -p -- "$folder"
+    : >"$log"
+    launch "$programs/timer-kelvaro-devserver" --listen "127.0.0.1:$port" \
+        --database "sqlite:$folder/demo.sqlite" --demo >"$log" 2>&1
+    until grep -q '^Listening on ' "$log"; do
+        if ! kill -0 "${children[-1]}" 2>/dev/null; then
+            cat "$log" >&2
+            die "the development server did not start; its own words are above."
+        fi
+        [ $SECONDS -lt $deadline ] || die "the development server did not answer within two minutes; see $log"
+        sleep 0.1
+    done
+}
