@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/accounts.h"
+
+#include "devserver/apierror.h"
+#include "devserver/jsontext.h"
+#include "devserver/schema.h"
+
+#include <QVariant>
+
+#include <sodium.h>
+
+namespace devserver {
+namespace {
+
+// A token holds 256 random bits, so a plain hash is enough to keep it out of the database.
+QString tokenHash(const QByteArray& token) {
+    QByteArray hash(crypto_generichash_BYTES, '\0');
+    crypto_generichash(reinterpret_cast<unsigned char*>(hash.data()), static_cast<size_t>(hash.size()),
+                       reinterpret_cast<const unsigned char*>(token.constData()),
+                       static_cast<unsigned long long>(token.size()), nullptr, 0);
+    return QString::fromLatin1(hash.toHex());
+}
+
+} // namespace
+
+Caller authenticate(Connection& connection, const QByteArray& authorization) {
+    if (authorization.isEmpty())
+        return {kDevelopmentUser, false};
+    if (authorization.startsWith("Bearer ")) {
+        QSqlQuery query = connection.run(
+            QStringLiteral("SELECT user_id FROM sessions WHERE token_hash = ? AND revoked_at IS NULL"),
+            {tokenHash(authorization.mid(7))});
+        if (connection.next(query))
+            return {query.value(0).toString(), true};
+    }
+    throw ApiError{401, QStringLiteral("unauthorized"),
+                   QStringLiteral("This session is unknown or was revoked.")};
+}
+
+QByteArray identityReply(Connection& connection, const Caller& caller) {
+    QSqlQuery query = connection.run(
+        QStringLiteral("SELECT email, display_name, timezone FROM users WHERE id = ?"), {caller.userId});
+    if (!connection.next(query))
+        throw DatabaseError("the caller is not among the users");
+    QByteArray body = R"({"id":)";
+    appendString(body, caller.userId);
+    body += R"(,"email":)";
+    appendString(body, query.value(0).toString());
+    body += R"(,"display_name":)";
+    appendString(body, query.value(1).toString());
+    body += R"(,"timezone":)";
+    appendString(body, query.value(2).toString());
+    body += caller.hasSession ? R"(,"auth_mode":"session"})" : R"(,"auth_mode":"development"})";
+    return body;
+}
+
+QByteArray workspacesReply(Connection& connection, const Caller& caller) {
+    QSqlQuery query = connection.run(
+        QStringLiteral("SELECT w.id, w.name FROM workspaces w JOIN members m ON m.workspace_id = w.id"
+                       " WHERE m.user_id = ? ORDER BY w.created_at, w.id"),
+        {caller.userId});
+    QByteArray body = R"({"items":[)";
+    while (connection.next(query)) {
+        body += R"({"id":)";
+        appendString(body, query.value(0).toString());
+        body += R"(,"name":)";
+        appendString(body, query.value(1).toString());
+        body += "},";
+    }
+    closeArray(body);
+    return body + '}';
+}
+
+bool isMember(Connection& connection, const QString& userId, const QString& workspaceId) {
+    if (!isId(workspaceId))
+        return false;
+    QSqlQuery query =
+        connection.run(QStringLiteral("SELECT 1 FROM members WHERE workspace_id = ? AND user_id = ?"),
+                       {workspaceId, userId});
+    return connection.next(query);
+}
+
+} // namespace devserver

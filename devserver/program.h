@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "devserver/options.h"
+
+namespace devserver {
+
+/// Prepares the database, listens, prints "Listening on http://HOST:PORT" and
+/// serves until SIGINT or SIGTERM. Returns the exit code: 0 after a signal, 1
+/// with one sentence on the standard error when the server cannot start.
+[[nodiscard]] int serve(const Options& options);
+
+} // namespace devserver

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/schema.h"
+
+#include "devserver/timestamps.h"
+
+#include <QStringList>
+
+namespace devserver {
+namespace {
+
+// ID is text that sorts by its bytes on both databases. Instants are seconds
+// since the epoch, truth values 0 and 1.
+QStringList firstTables() {
+    return {
+        QStringLiteral("CREATE TABLE users (id ID PRIMARY KEY, email TEXT NOT NULL UNIQUE,"
+                       " display_name TEXT NOT NULL, timezone TEXT NOT NULL)"),
+        QStringLiteral("CREATE TABLE sessions (id ID PRIMARY KEY, user_id ID NOT NULL REFERENCES users(id),"
+                       " token_hash TEXT NOT NULL UNIQUE, client TEXT NOT NULL, device_name TEXT NOT NULL,"
+                       " created_at BIGINT NOT NULL, revoked_at BIGINT)"),
+        QStringLiteral("CREATE TABLE workspaces (id ID PRIMARY KEY, name TEXT NOT NULL,"
+                       " created_at BIGINT NOT NULL)"),
+        QStringLiteral("CREATE TABLE members (workspace_id ID NOT NULL REFERENCES workspaces(id),"
+                       " user_id ID NOT NULL REFERENCES users(id), PRIMARY KEY (workspace_id, user_id))"),
+        QStringLiteral("CREATE TABLE clients (id ID PRIMARY KEY, workspace_id ID NOT NULL"
+                       " REFERENCES workspaces(id), name TEXT NOT NULL)"),
+        QStringLiteral("CREATE TABLE projects (id ID PRIMARY KEY, workspace_id ID NOT NULL"
+                       " REFERENCES workspaces(id), client_id ID REFERENCES clients(id), name TEXT NOT NULL,"
+                       " color TEXT NOT NULL, archived SMALLINT NOT NULL CHECK (archived IN (0, 1)))"),
+        QStringLiteral("CREATE TABLE time_entries (id ID PRIMARY KEY, workspace_id ID NOT NULL"
+                       " REFERENCES workspaces(id), user_id ID NOT NULL REFERENCES users(id),"
+                       " description TEXT NOT NULL, project_id ID REFERENCES projects(id),"
+                       " tag_ids TEXT NOT NULL, billable SMALLINT NOT NULL CHECK (billable IN (0, 1)),"
+                       " start_at BIGINT NOT NULL, stop_at BIGINT CHECK (stop_at >= start_at),"
+                       " deleted_at BIGINT, version BIGINT NOT NULL)"),
+        QStringLiteral("CREATE INDEX time_entries_order ON time_entries (workspace_id, start_at, id)"),
+        QStringLiteral("CREATE UNIQUE INDEX one_running_timer ON time_entries (user_id)"
+                       " WHERE stop_at IS NULL AND deleted_at IS NULL"),
+        QStringLiteral("CREATE TABLE timesheet_periods (id ID PRIMARY KEY, workspace_id ID NOT NULL"
+                       " REFERENCES workspaces(id), user_id ID NOT NULL REFERENCES users(id),"
+                       " status TEXT NOT NULL CHECK (status IN ('open', 'submitted', 'approved')),"
+                       " from_date TEXT NOT NULL, to_date TEXT NOT NULL, timezone TEXT NOT NULL,"
+                       " start_at BIGINT NOT NULL, end_at BIGINT NOT NULL CHECK (end_at > start_at),"
+                       " version BIGINT NOT NULL, last_reason TEXT)"),
+        QStringLiteral("CREATE INDEX timesheet_periods_of ON timesheet_periods (workspace_id, user_id)"),
+        // What was answered to each mutation, so that a repeated push hears the same again.
+        QStringLiteral("CREATE TABLE mutations (user_id ID NOT NULL REFERENCES users(id),"
+                       " mutation_id ID NOT NULL, fingerprint TEXT NOT NULL, result TEXT NOT NULL,"
+                       " PRIMARY KEY (user_id, mutation_id))"),
+    };
+}
+
+QStringList developmentAccount() {
+    return {
+        QStringLiteral("INSERT INTO users (id, email, display_name, timezone)"
+                       " VALUES ('%1', 'developer@localhost', 'Developer', 'Asia/Jerusalem')")
+            .arg(kDevelopmentUser),
+        QStringLiteral("INSERT INTO workspaces (id, name, created_at) VALUES ('%1', 'Development', %2)")
+            .arg(kDevelopmentWorkspace)
+            .arg(currentInstant()),
+        QStringLiteral("INSERT INTO members (workspace_id, user_id) VALUES ('%1', '%2')")
+            .arg(kDevelopmentWorkspace, kDevelopmentUser),
+    };
+}
+
+QString dialect(const Connection& connection, QString statement) {
+    return statement.replace(QStringLiteral(" ID"), connection.isSqlite()
+                                                        ? QStringLiteral(" TEXT")
+                                                        : QStringLiteral(" TEXT COLLATE \"C\""));
+}
+
+} // namespace
+
+void migrate(Connection& connection) {
+    Transaction transaction(connection, Transaction::Kind::Write);
+    connection.run(QStringLiteral("CREATE TABLE IF NOT EXISTS schema_migrations"
+                                  " (version INTEGER PRIMARY KEY, applied_at BIGINT NOT NULL)"));
+    int version = 0;
+    {
+        QSqlQuery query = connection.run(QStringLiteral("SELECT MAX(version) FROM schema_migrations"));
+        if (connection.next(query))
+            version = query.value(0).toInt();
+    }
+    // Append only: a migration that has ever run somewhere is never edited.
+    const QList<QStringList> migrations{firstTables(), developmentAccount()};
+    if (version > migrations.size())
+        throw DatabaseError("it was made by a newer version of this program");
+    for (; version < migrations.size(); ++version) {
+        for (const QString& statement : migrations[version])
+            connection.run(dialect(connection, statement));
+        connection.run(QStringLiteral("INSERT INTO schema_migrations (version, applied_at) VALUES (?, ?)"),
+                       {version + 1, currentInstant()});
+    }
+    transaction.commit();
+}
+
+} // namespace devserver
