@@ -140,11 +140,9 @@ Database::Database(DatabaseAddress address) : address_(std::move(address)) {
 Connection& Database::connection() const {
     thread_local quint64 owner = 0;
     thread_local std::unique_ptr<Connection> current;
-    if (owner != serial_ || !current || !current->isUsable()) {
-        current.reset();
+    if (owner != serial_ || !current || !current->isUsable())
         current = std::make_unique<Connection>(address_);
-        owner = serial_;
-    }
+    owner = serial_;
     return *current;
 }
 

@@ -111,7 +111,7 @@ void Demo::write() {
 }
 
 QString Demo::addUser(const QString& email, const QString& name) {
-    const QString id = random_.id();
+    QString id = random_.id();
     connection_.run(
         QStringLiteral("INSERT INTO users (id, email, display_name, timezone) VALUES (?, ?, ?, ?)"),
         {id, email, name, QString::fromLatin1(kZone)});
@@ -119,7 +119,7 @@ QString Demo::addUser(const QString& email, const QString& name) {
 }
 
 QString Demo::addWorkspace(const QString& name, const QString& userId) {
-    const QString id = random_.id();
+    QString id = random_.id();
     connection_.run(QStringLiteral("INSERT INTO workspaces (id, name, created_at) VALUES (?, ?, 1)"),
                     {id, name});
     addMember(id, userId);

@@ -22,7 +22,7 @@ const Caller kDeveloper{kDevelopmentUser, false};
 QStringList workspaces(Connection& connection) {
     QStringList ids;
     const auto reply = QJsonDocument::fromJson(workspacesReply(connection, kDeveloper));
-    for (const QJsonValue& workspace : reply[u"items"].toArray())
+    for (const QJsonValue workspace : reply[u"items"].toArray())
         ids += workspace[u"id"].toString();
     return ids;
 }
@@ -131,7 +131,7 @@ void TestDevserverDemo::itIsAYearOfBelievableWork() {
             .toArray();
     QCOMPARE(periods.size(), 3);
     QStringList statuses;
-    for (const QJsonValue& period : periods) {
+    for (const QJsonValue period : periods) {
         statuses += period[u"status"].toString();
         QCOMPARE(period[u"user_id"], kDevelopmentUser);
         QCOMPARE(local(period[u"start_at"]), QDate::fromString(period[u"from_date"].toString(), Qt::ISODate)
@@ -154,7 +154,7 @@ void TestDevserverDemo::workDaysAreNotDoubleBooked() {
     QDateTime last;
     bool hebrew = false;
     bool english = false;
-    for (const QJsonValue& entry : snapshot[u"time_entries"].toArray()) {
+    for (const QJsonValue entry : snapshot[u"time_entries"].toArray()) {
         if (entry[u"user_id"] != kDevelopmentUser)
             continue;
         const QDateTime start = local(entry[u"start_at"]);
