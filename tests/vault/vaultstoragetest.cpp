@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: MIT
+#include "tests/vault/failingrandom.h"
+#include "tests/vault/vaulthome.h"
+#include "vault/vault.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QSqlQuery>
+#include <QTest>
+
+#include <csignal>
+#include <sys/resource.h>
+
+namespace {
+
+const QString home = QStringLiteral("https://time.example");
+
+const QString storageRefused =
+    QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
+                   "available; offline writes are disabled.");
+const QString databaseRefused = QStringLiteral("Local encrypted database unavailable");
+const QString notOpened = QStringLiteral("Secure storage could not be opened; offline writes are disabled.");
+
+QJsonObject document(const QString& description) {
+    return {{QStringLiteral("auth"), QJsonObject{{QStringLiteral("token"), QStringLiteral("secret-token")}}},
+            {QStringLiteral("queue"), QJsonArray{description}}};
+}
+
+const QJsonObject before = document(QStringLiteral("before"));
+const QJsonObject after = document(QStringLiteral("after"));
+
+// Files cannot grow beyond `bytes` while one of these lives: a disk that fills up.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t bytes) {
+        m_handler = std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_limit);
+        const rlimit small{bytes, m_limit.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &m_limit);
+        std::signal(SIGXFSZ, m_handler);
+    }
+    Q_DISABLE_COPY_MOVE(FullDisk)
+
+private:
+    rlimit m_limit{};
+    void (*m_handler)(int);
+};
+
+bool write(const QString& path, const QByteArray& content) {
+    QFile file(path);
+    return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly) &&
+           file.write(content) == content.size();
+}
+
+// Every file under HOME that holds one of the words.
+QStringList filesHolding(const QByteArrayList& words) {
+    QStringList found;
+    QDirIterator files(QDir::homePath(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        if (!file.open(QIODevice::ReadOnly))
+            continue;
+        const QByteArray content = file.readAll();
+        for (const QByteArray& word : words) {
+            if (content.contains(word))
+                found.append(file.fileName());
+        }
+    }
+    return found;
+}
+
+} // namespace
+
+/// The database file: what it holds, and what is left when it refuses.
+class VaultStorageTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { VaultHome::nameApplication(); }
+    void cleanup();
+
+    void commitsAreDurable();
+    void noClearTextReachesAnyFile();
+    void refusedStatementKeepsTheRow_data();
+    void refusedStatementKeepsTheRow();
+    void lockedDatabaseKeepsTheRow();
+    void fullDiskKeepsTheRowWhereverItStrikes();
+    void withoutRandomnessTheRowStays();
+    void documentBeyondTheLimitKeepsTheRow();
+    void fileWithoutARowIsFirstUse_data();
+    void fileWithoutARowIsFirstUse();
+    void recordWithoutItsKeyIsNotFirstUse();
+    void fileThatCannotBeInspectedGetsNoKey_data();
+    void fileThatCannotBeInspectedGetsNoKey();
+    void busyFileGetsNoKey();
+    void unusableFileIsReportedWithItsKeyKept();
+    void unusableDirectoryIsReportedOnFirstUse();
+};
+
+void VaultStorageTest::cleanup() {
+    static_cast<void>(VaultHome::deleteKey(home));
+    const QString parent = QFileInfo(VaultHome::directory()).path();
+    QVERIFY(QDir(parent).removeRecursively());
+}
+
+void VaultStorageTest::commitsAreDurable() {
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    const QStringList names = QSqlDatabase::connectionNames();
+    QCOMPARE(names.size(), 1);
+    const auto value = [&names](const QString& statement) {
+        QSqlQuery query(QSqlDatabase::database(names.first(), false));
+        return query.exec(statement) && query.next() ? query.value(0).toString() : QString();
+    };
+    QCOMPARE(value(QStringLiteral("PRAGMA journal_mode")), QStringLiteral("wal"));
+    QCOMPARE(value(QStringLiteral("PRAGMA synchronous")), QStringLiteral("2")); // FULL
+    QCOMPARE(
+        value(QStringLiteral("SELECT sql FROM sqlite_master")),
+        QStringLiteral("CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"));
+}
+
+void VaultStorageTest::noClearTextReachesAnyFile() {
+    const QByteArrayList words{"before", "secret-token", "queue"};
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        for (int round = 0; round < 3; ++round)
+            QVERIFY(vault.save(before));
+        QVERIFY(QFileInfo::exists(VaultHome::databaseFile(home) + QStringLiteral("-wal")));
+        QCOMPARE(filesHolding(words), QStringList());
+        QCOMPARE(filesHolding({VaultHome::storedKey(home), VaultHome::storedKey(home).toBase64(),
+                               VaultHome::storedKey(home).toHex()}),
+                 QStringList());
+    }
+    QCOMPARE(filesHolding(words), QStringList());
+    // The search itself finds what is there.
+    QVERIFY(write(VaultHome::directory() + QStringLiteral("/note"), "a secret-token"));
+    QCOMPARE(filesHolding(words).size(), 1);
+}
+
+void VaultStorageTest::refusedStatementKeepsTheRow_data() {
+    QTest::addColumn<QString>("event");
+    QTest::addColumn<bool>("stored");
+    QTest::newRow("first insert") << QStringLiteral("INSERT") << false;
+    QTest::newRow("insert over a row") << QStringLiteral("INSERT") << true;
+    QTest::newRow("update") << QStringLiteral("UPDATE") << true;
+}
+
+void VaultStorageTest::refusedStatementKeepsTheRow() {
+    QFETCH(QString, event);
+    QFETCH(bool, stored);
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    if (stored)
+        QVERIFY(vault.save(before));
+    const QByteArray record = VaultHome::record(home);
+
+    VaultHome::Connection second(VaultHome::databaseFile(home));
+    second.run(QStringLiteral("CREATE TRIGGER refuse BEFORE %1 ON vault BEGIN SELECT RAISE(ABORT, 'no'); END")
+                   .arg(event));
+    QVERIFY(!vault.save(after));
+    QCOMPARE(VaultHome::record(home), record);
+    QCOMPARE(vault.load(), stored ? before : QJsonObject());
+    QVERIFY(vault.isReady());
+
+    second.run(QStringLiteral("DROP TRIGGER refuse"));
+    QVERIFY(vault.save(after));
+    QCOMPARE(vault.load(), after);
+}
+
+void VaultStorageTest::lockedDatabaseKeepsTheRow() {
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(vault.save(before));
+    VaultHome::Connection second(VaultHome::databaseFile(home));
+    second.run(QStringLiteral("BEGIN EXCLUSIVE"));
+    QVERIFY(!vault.save(after));
+    QCOMPARE(vault.load(), before);
+    second.run(QStringLiteral("ROLLBACK"));
+    QVERIFY(vault.save(after));
+    QCOMPARE(vault.load(), after);
+}
+
+void VaultStorageTest::fullDiskKeepsTheRowWhereverItStrikes() {
+    const QJsonObject large = document(QString(40'000, u'x'));
+    int refused = 0;
+    bool saved = false;
+    for (rlim_t limit = 0; !saved && limit < 1'000'000; limit += 4000) {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(before));
+        {
+            const FullDisk disk(limit);
+            saved = vault.save(large);
+        }
+        QCOMPARE(vault.load(), saved ? large : before);
+        if (!saved)
+            ++refused;
+        QVERIFY(vault.save(after));
+        QCOMPARE(vault.load(), after);
+    }
+    QVERIFY(saved);
+    QVERIFY(refused > 3);
+}
+
+void VaultStorageTest::withoutRandomnessTheRowStays() {
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(vault.save(before));
+    {
+        const FailingRandom noRandomness;
+        QVERIFY(!vault.save(after));
+    }
+    QCOMPARE(vault.load(), before);
+    QVERIFY(vault.save(after));
+}
+
+void VaultStorageTest::documentBeyondTheLimitKeepsTheRow() {
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(vault.save(before));
+    QVERIFY(!vault.save(document(QString(52'428'800, u'x'))));
+    QCOMPARE(vault.load(), before);
+}
+
+void VaultStorageTest::fileWithoutARowIsFirstUse_data() {
+    QTest::addColumn<QString>("statement");
+    QTest::newRow("empty file") << QString();
+    QTest::newRow("no table") << QStringLiteral("CREATE TABLE another (id INTEGER)");
+    QTest::newRow("no row") << QStringLiteral("CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), "
+                                              "payload BLOB NOT NULL)");
+}
+
+void VaultStorageTest::fileWithoutARowIsFirstUse() {
+    QFETCH(QString, statement);
+    QVERIFY(write(VaultHome::databaseFile(home), {}));
+    if (!statement.isEmpty())
+        VaultHome::Connection(VaultHome::databaseFile(home)).run(statement);
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(vault.save(before));
+}
+
+void VaultStorageTest::recordWithoutItsKeyIsNotFirstUse() {
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(before));
+    }
+    const QByteArray key = VaultHome::storedKey(home);
+    QVERIFY(VaultHome::deleteKey(home));
+
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), storageRefused);
+    QVERIFY(!vault.isReady());
+    QVERIFY(VaultHome::storedKey(home).isNull());
+
+    // What was taken for lost is readable again once the store gives the key.
+    QVERIFY(VaultHome::storeKey(home, key));
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QCOMPARE(vault.load(), before);
+}
+
+void VaultStorageTest::fileThatCannotBeInspectedGetsNoKey_data() {
+    QTest::addColumn<QString>("kind");
+    QTest::newRow("not a database") << QStringLiteral("garbage");
+    QTest::newRow("a directory") << QStringLiteral("directory");
+    QTest::newRow("a link to nowhere") << QStringLiteral("link");
+}
+
+void VaultStorageTest::fileThatCannotBeInspectedGetsNoKey() {
+    QFETCH(QString, kind);
+    const QString path = VaultHome::databaseFile(home);
+    if (kind == u"garbage")
+        QVERIFY(write(path, QByteArray(5000, 'g')));
+    else if (kind == u"directory")
+        QVERIFY(QDir().mkpath(path));
+    else
+        QVERIFY(QDir().mkpath(VaultHome::directory()) && QFile::link(path + QStringLiteral(".gone"), path));
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), databaseRefused);
+    QVERIFY(!vault.isReady());
+    QVERIFY(VaultHome::storedKey(home).isNull());
+}
+
+void VaultStorageTest::busyFileGetsNoKey() {
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(before));
+    }
+    const QByteArray key = VaultHome::storedKey(home);
+    QVERIFY(VaultHome::deleteKey(home));
+    VaultHome::Connection second(VaultHome::databaseFile(home));
+    second.run(QStringLiteral("PRAGMA locking_mode=EXCLUSIVE"));
+    second.run(QStringLiteral("BEGIN EXCLUSIVE"));
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), databaseRefused);
+    QVERIFY(VaultHome::storedKey(home).isNull());
+}
+
+void VaultStorageTest::unusableFileIsReportedWithItsKeyKept() {
+    const QByteArray key(32, 'k');
+    QVERIFY(VaultHome::storeKey(home, key));
+    QVERIFY(write(VaultHome::databaseFile(home), QByteArray(5000, 'g')));
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), notOpened);
+    QVERIFY(!vault.isReady());
+    QVERIFY(!vault.save(after));
+    QCOMPARE(VaultHome::storedKey(home), key);
+}
+
+void VaultStorageTest::unusableDirectoryIsReportedOnFirstUse() {
+    QVERIFY(write(VaultHome::directory(), "a file where the directory should be"));
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), databaseRefused);
+    QVERIFY(!vault.isReady());
+    QVERIFY(!vault.save(after));
+    // Nothing is sealed under the new key yet; the next unlock can use it.
+    QVERIFY(QFile::remove(VaultHome::directory()));
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+}
+
+QTEST_GUILESS_MAIN(VaultStorageTest)
+#include "vaultstoragetest.moc"
