@@ -148,7 +148,7 @@ private:
     void reconnectDeveloper();
     void adoptIdentity(const QJsonObject& identity);
     void adoptWorkspaces(const QJsonArray& items);
-    void adoptSnapshot(const QJsonObject& snapshot);
+    void loadTimer(const QString& requested);
     void finishLoading();
 
     void applyLoginReply(const QJsonObject& reply, int status);
