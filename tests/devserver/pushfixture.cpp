@@ -24,7 +24,7 @@ Reply PushFixture::push(const QString& operation, const QString& entity, int bas
 }
 
 QString PushFixture::stored(const QString& start, const QString& stop, const QString& extra) {
-    const QString id = World::newId();
+    QString id = World::newId();
     const auto seconds = [](const QString& text) {
         return QDateTime::fromString(text, Qt::ISODate).toSecsSinceEpoch();
     };

@@ -55,6 +55,7 @@ class TestDevserverDemo : public QObject {
 private Q_SLOTS:
     void theSameDayGivesTheSameData();
     void itIsAddedOnceToADatabaseWithoutWork();
+    void ownWorkIsLeftAlone();
     void itIsAYearOfBelievableWork_data();
     void itIsAYearOfBelievableWork();
     void workDaysAreNotDoubleBooked();
@@ -79,8 +80,23 @@ void TestDevserverDemo::itIsAddedOnceToADatabaseWithoutWork() {
     const TestDatabase database;
     QVERIFY(fill(database.address(), QDate(2026, 4, 1)));
     const QByteArray before = contents(database.address());
+    QVERIFY(fill(database.address(), QDate(2026, 4, 1)));
+    QVERIFY(fill(database.address(), QDate(2026, 4, 9)));
+    QCOMPARE(contents(database.address()), before);
+}
+
+void TestDevserverDemo::ownWorkIsLeftAlone() {
+    const TestDatabase database;
+    {
+        Connection connection(database.address());
+        migrate(connection);
+    }
+    database.run(
+        u"INSERT INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable, start_at,"
+        " version) VALUES ('own', ?, ?, 'my own', '[]', 0, 0, 1)"_s,
+        {kDevelopmentWorkspace, kDevelopmentUser});
+    const QByteArray before = contents(database.address());
     QVERIFY(!fill(database.address(), QDate(2026, 4, 1)));
-    QVERIFY(!fill(database.address(), QDate(2026, 4, 9)));
     QCOMPARE(contents(database.address()), before);
 }
 
