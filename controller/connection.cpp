@@ -75,13 +75,14 @@ void Controller::connectServer(const QString& url) {
         reconnectDeveloper();
         return;
     }
+    m_recordRead = false;
     m_vault.unlock(address);
 }
 
 void Controller::reconnectDeveloper() {
     QJsonObject state = durableState();
     state.insert(u"signed_out", false);
-    if (!m_vault.save(state)) {
+    if (!save(state)) {
         fail(QStringLiteral("Unable to store explicit developer reconnect"));
         return;
     }
