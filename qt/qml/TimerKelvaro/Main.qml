@@ -43,15 +43,20 @@ TimerWindow {
         required property bool settled
         readonly property bool shown: StackLayout.isCurrentItem
 
+        function load(now: bool) {
+            if (status === Loader.Ready || (status === Loader.Loading && !now))
+                return
+            source = "" // a load under way cannot be hurried: it would forget what is given
+            asynchronous = !now
+            setSource(file, given)
+        }
         function made(): QtObject {
-            asynchronous = false
-            active = true
+            load(true)
             return item
         }
 
-        active: settled || shown
-        asynchronous: !shown
-        Component.onCompleted: setSource(file, given)
+        onShownChanged: if (shown) load(true)
+        onSettledChanged: load(false)
     }
 
     /// The first frame is on the screen.
