@@ -51,8 +51,10 @@ void Connection::open(const DatabaseAddress& address) {
     }
     if (!database.open())
         fail(reasonOf(database.lastError()));
-    if (!sqlite_)
+    if (!sqlite_) {
+        run(QStringLiteral("SET client_min_messages = warning"));
         return;
+    }
     // Working hours are nobody else's business; the journal files take over the mode.
     if (!QFile::setPermissions(address.name, QFileDevice::ReadOwner | QFileDevice::WriteOwner))
         fail(QStringLiteral("its permissions cannot be set"));

@@ -80,6 +80,7 @@ private:
     QDate today_;
     QTimeZone zone_;
     Random random_;
+    QList<Entry> entries_;
 };
 
 void Demo::write() {
@@ -105,6 +106,7 @@ void Demo::write() {
             workDay(sideJob, day);
     }
     clockChangeNights(sideJob);
+    insertEntries(connection_, entries_);
     addPeriods();
 }
 
@@ -200,7 +202,7 @@ void Demo::addEntry(const Habit& habit, const Project& project, qint64 start, qi
     entry.version = random_.chance(85) ? 2 : random_.between(1, 4);
     if (random_.chance(1))
         entry.deletedAt = stop + random_.between(kMinute, 90 * kMinute);
-    insertEntry(connection_, entry);
+    entries_ += entry;
 }
 
 void Demo::addPeriods() {
