@@ -47,9 +47,8 @@ public:
                 [this](const QModelIndex&, int first, int last) { note(u'-', first, last); });
         connect(&model, &RowModel::rowsInserted, this,
                 [this](const QModelIndex&, int first, int last) { note(u'+', first, last); });
-        connect(&model, &RowModel::dataChanged, this, [this](const QModelIndex& from, const QModelIndex& to) {
-            note(u'*', from.row(), to.row());
-        });
+        connect(&model, &RowModel::dataChanged, this,
+                [this](const QModelIndex& from, const QModelIndex& to) { note(u'*', from.row(), to.row()); });
         connect(&model, &RowModel::modelReset, this, [this] { m_notes.append(QStringLiteral("reset")); });
     }
 
@@ -63,10 +62,23 @@ private:
     QStringList m_notes;
 };
 
+struct Step {
+    const char* name;
+    const char* before;
+    const char* after;
+    const char* announced;
+};
+
 } // namespace
 
 class RowModelTest : public QObject {
     Q_OBJECT
+
+    void follow(const QVariantList& list);
+
+    std::unique_ptr<Source> m_source;
+    std::unique_ptr<RowModel> m_model;
+    std::unique_ptr<QAbstractItemModelTester> m_tester;
 
 private Q_SLOTS:
     void init();
@@ -76,13 +88,6 @@ private Q_SLOTS:
     void followsAnyHistory();
     void findsRowsById();
     void startsEmptyWithoutASource();
-
-private:
-    void follow(const QVariantList& list);
-
-    std::unique_ptr<Source> m_source;
-    std::unique_ptr<RowModel> m_model;
-    std::unique_ptr<QAbstractItemModelTester> m_tester;
 };
 
 void RowModelTest::init() {
@@ -91,8 +96,8 @@ void RowModelTest::init() {
     m_model = std::make_unique<RowModel>();
     m_model->setSource(m_source.get());
     m_model->setList(QStringLiteral("rows"));
-    m_tester = std::make_unique<QAbstractItemModelTester>(m_model.get(),
-                                                          QAbstractItemModelTester::FailureReportingMode::Fatal);
+    m_tester = std::make_unique<QAbstractItemModelTester>(
+        m_model.get(), QAbstractItemModelTester::FailureReportingMode::Fatal);
 }
 
 /// Shows a list and checks that each row reads as in it.
@@ -108,29 +113,34 @@ void RowModelTest::announcesOnlyWhatChanged_data() {
     QTest::addColumn<QString>("after");
     QTest::addColumn<QString>("announced");
 
-    QTest::newRow("first rows") << "" << "a b c" << "+0,3";
-    QTest::newRow("all gone") << "a b c" << "" << "-0,3";
-    QTest::newRow("insert at the top") << "a b c" << "x a b c" << "+0,1";
-    QTest::newRow("insert inside") << "a b c" << "a x y b c" << "+1,2";
-    QTest::newRow("insert at the end") << "a b c" << "a b c x" << "+3,1";
-    QTest::newRow("insert in two places") << "a b c d" << "x a b y c d" << "+0,1 +3,1";
-    QTest::newRow("remove inside") << "a b c d" << "a d" << "-1,2";
-    QTest::newRow("remove in two places") << "a b c d e" << "b c e" << "-3,1 -0,1";
-    QTest::newRow("one change") << "a b c" << "a b2 c" << "*1,1";
-    QTest::newRow("neighbours change") << "a b c d" << "a b2 c2 d" << "*1,2";
-    QTest::newRow("change, insert and remove") << "a b c d" << "x a2 b d" << "-2,1 +0,1 *1,1";
-    QTest::newRow("move to the end") << "a b c d" << "b c d a" << "-0,1 +3,1";
-    QTest::newRow("move to the top") << "a b c d" << "d a b c" << "-3,1 +0,1";
-    QTest::newRow("move and change") << "a b c d" << "b c d a2" << "-0,1 +3,1";
-    QTest::newRow("swap") << "a b" << "b a" << "-0,1 +1,1";
-    QTest::newRow("another list") << "a b" << "c d e" << "-0,2 +0,3";
-    QTest::newRow("repeated id, one more") << "a b c" << "a b b c" << "+2,1";
-    QTest::newRow("repeated id, one less") << "a b b2 c" << "a b c" << "-2,1";
-    QTest::newRow("repeated id, changed") << "a b b2 c" << "a b b3 c" << "*2,1";
-    QTest::newRow("no ids, changed by position") << "-1 -2 -3" << "-1 -5 -3" << "*1,1";
-    QTest::newRow("no ids, one more at the end") << "-1 -2" << "-1 -2 -3" << "+2,1";
-    QTest::newRow("no ids, shorter") << "-1 -2 -3" << "-4" << "-1,2 *0,1";
-    QTest::newRow("id gained") << "a -1 c" << "a b c" << "-1,1 +1,1";
+    static constexpr Step steps[] = {
+        {"first rows", "", "a b c", "+0,3"},
+        {"all gone", "a b c", "", "-0,3"},
+        {"insert at the top", "a b c", "x a b c", "+0,1"},
+        {"insert inside", "a b c", "a x y b c", "+1,2"},
+        {"insert at the end", "a b c", "a b c x", "+3,1"},
+        {"insert in two places", "a b c d", "x a b y c d", "+0,1 +3,1"},
+        {"remove inside", "a b c d", "a d", "-1,2"},
+        {"remove in two places", "a b c d e", "b c e", "-3,1 -0,1"},
+        {"one change", "a b c", "a b2 c", "*1,1"},
+        {"neighbours change", "a b c d", "a b2 c2 d", "*1,2"},
+        {"change, insert and remove", "a b c d", "x a2 b d", "-2,1 +0,1 *1,1"},
+        {"move to the end", "a b c d", "b c d a", "-0,1 +3,1"},
+        {"move to the top", "a b c d", "d a b c", "-3,1 +0,1"},
+        {"move and change", "a b c d", "b c d a2", "-0,1 +3,1"},
+        {"swap", "a b", "b a", "-0,1 +1,1"},
+        {"another list", "a b", "c d e", "-0,2 +0,3"},
+        {"repeated id, one more", "a b c", "a b b c", "+2,1"},
+        {"repeated id, one less", "a b b2 c", "a b c", "-2,1"},
+        {"repeated id, changed", "a b b2 c", "a b b3 c", "*2,1"},
+        {"no ids, changed by position", "-1 -2 -3", "-1 -5 -3", "*1,1"},
+        {"no ids, one more at the end", "-1 -2", "-1 -2 -3", "+2,1"},
+        {"no ids, shorter", "-1 -2 -3", "-4", "-1,2 *0,1"},
+        {"id gained", "a -1 c", "a b c", "-1,1 +1,1"},
+    };
+    for (const Step& step : steps)
+        QTest::newRow(step.name) << QString::fromLatin1(step.before) << QString::fromLatin1(step.after)
+                                 << QString::fromLatin1(step.announced);
 }
 
 void RowModelTest::announcesOnlyWhatChanged() {
@@ -163,7 +173,9 @@ void RowModelTest::followsAnyHistory() {
     for (int step = 0; step < 400; ++step) {
         QStringList words;
         for (const QChar letter : QStringLiteral("abcdefghij-")) {
-            const int times = letter == u'-' ? random.bounded(3) : random.bounded(10) == 0 ? 2 : random.bounded(2);
+            const int times = letter == u'-'            ? random.bounded(3)
+                              : random.bounded(10) == 0 ? 2
+                                                        : random.bounded(2);
             for (int i = 0; i < times; ++i)
                 words.append(letter + QString::number(random.bounded(3)));
         }

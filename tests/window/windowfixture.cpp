@@ -87,7 +87,9 @@ QJsonObject WindowFixture::document(const QJsonArray& entries, const QJsonArray&
 
 QJsonObject WindowFixture::entry(const QString& id, int minutes) {
     const QDateTime start(QDate(2021, 3, 1), QTime(9, 0), Qt::UTC);
-    const auto text = [&start](int minute) { return start.addSecs(60 * minute).toString(Qt::ISODate); };
+    const auto text = [&start](int minute) {
+        return start.addSecs(qint64{60} * minute).toString(Qt::ISODate);
+    };
     return {
         {QStringLiteral("id"), id},
         {QStringLiteral("workspace_id"), QStringLiteral("w1")},
@@ -155,7 +157,7 @@ QQuickItem* WindowFixture::item(const QString& name) const {
 
 QVariant WindowFixture::evaluate(const QString& expression) const {
     QQmlExpression code(qmlContext(window), window, expression);
-    const QVariant value = code.evaluate();
+    QVariant value = code.evaluate();
     if (code.hasError())
         qFatal("%s", qPrintable(code.error().toString()));
     return value;

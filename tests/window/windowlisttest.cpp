@@ -32,6 +32,13 @@ QJsonObject renamed(const QJsonValue& entry) {
 class WindowListTest : public QObject {
     Q_OBJECT
 
+    [[nodiscard]] QQuickItem* row(const QString& id) const;
+    /// Where a row stands in the visible part of the list.
+    [[nodiscard]] double offset(const QString& id) const;
+
+    std::unique_ptr<WindowFixture> m_fixture;
+    QQuickItem* m_list = nullptr;
+
 private Q_SLOTS:
     void init();
     void cleanup();
@@ -40,14 +47,6 @@ private Q_SLOTS:
     void showsANewEntryAtTheTop();
     void keepsTheRowsThatDidNotChange();
     void arrowsWalkTheRowsAndEnterEdits();
-
-private:
-    [[nodiscard]] QQuickItem* row(const QString& id) const;
-    /// Where a row stands in the visible part of the list.
-    [[nodiscard]] double offset(const QString& id) const;
-
-    std::unique_ptr<WindowFixture> m_fixture;
-    QQuickItem* m_list = nullptr;
 };
 
 void WindowListTest::init() {
@@ -128,8 +127,9 @@ void WindowListTest::keepsTheRowsThatDidNotChange() {
     changed[rowCount - 1] = renamed(changed[rowCount - 1]);
     m_fixture->show(WindowFixture::document(changed));
 
-    QTRY_COMPARE(row(idAt(rowCount - 1))->property("row").toMap().value(QStringLiteral("description")).toString(),
-                 QStringLiteral("Renamed"));
+    QTRY_COMPARE(
+        row(idAt(rowCount - 1))->property("row").toMap().value(QStringLiteral("description")).toString(),
+        QStringLiteral("Renamed"));
     QCOMPARE(row(idAt(rowCount - 2)), kept);
 }
 

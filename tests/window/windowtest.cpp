@@ -25,7 +25,8 @@ QString accessibleName(QObject* object) {
 }
 
 bool isHebrew(const QString& name) {
-    return std::any_of(name.cbegin(), name.cend(), [](QChar c) { return c.script() == QChar::Script_Hebrew; });
+    return std::any_of(name.cbegin(), name.cend(),
+                       [](QChar c) { return c.script() == QChar::Script_Hebrew; });
 }
 
 void collect(QQuickItem* item, QList<QQuickItem*>& stops) {
@@ -42,6 +43,16 @@ void collect(QQuickItem* item, QList<QQuickItem*>& stops) {
 
 class WindowTest : public QObject {
     Q_OBJECT
+
+    [[nodiscard]] QQuickItem* item(const char* name) const {
+        return m_fixture->item(QString::fromLatin1(name));
+    }
+    [[nodiscard]] QList<QQuickItem*> stops() const;
+    /// Unlocks the real keyring; no server answers.
+    void unlock();
+    [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
+
+    std::unique_ptr<WindowFixture> m_fixture;
 
 private Q_SLOTS:
     void init();
@@ -68,15 +79,6 @@ private Q_SLOTS:
     void everyControlIsReachedByTab();
     void everyControlIsNamedInTheLanguageOnScreen();
     void assistiveTechnologyPressesOnce();
-
-private:
-    [[nodiscard]] QQuickItem* item(const char* name) const { return m_fixture->item(QString::fromLatin1(name)); }
-    [[nodiscard]] QList<QQuickItem*> stops() const;
-    /// Unlocks the real keyring; no server answers.
-    void unlock();
-    [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
-
-    std::unique_ptr<WindowFixture> m_fixture;
 };
 
 void WindowTest::init() {
@@ -113,14 +115,22 @@ void WindowTest::formatsDurations_data() {
     QTest::addColumn<QString>("value");
     QTest::addColumn<QString>("shown");
 
-    QTest::newRow("hours, minutes, seconds") << "3725" << "01:02:05";
-    QTest::newRow("negative") << "-5" << "00:00:00";
-    QTest::newRow("not a number") << "'abc'" << "00:00:00";
-    QTest::newRow("nothing") << "undefined" << "00:00:00";
-    QTest::newRow("null") << "null" << "00:00:00";
-    QTest::newRow("number in a text") << "'61'" << "00:01:01";
-    QTest::newRow("hours are not wrapped") << "360000" << "100:00:00";
-    QTest::newRow("fraction stays in the seconds") << "61.5" << "00:01:1.5";
+    QTest::newRow("hours, minutes, seconds") << "3725"
+                                             << "01:02:05";
+    QTest::newRow("negative") << "-5"
+                              << "00:00:00";
+    QTest::newRow("not a number") << "'abc'"
+                                  << "00:00:00";
+    QTest::newRow("nothing") << "undefined"
+                             << "00:00:00";
+    QTest::newRow("null") << "null"
+                          << "00:00:00";
+    QTest::newRow("number in a text") << "'61'"
+                                      << "00:01:01";
+    QTest::newRow("hours are not wrapped") << "360000"
+                                           << "100:00:00";
+    QTest::newRow("fraction stays in the seconds") << "61.5"
+                                                   << "00:01:1.5";
 }
 
 void WindowTest::formatsDurations() {
@@ -140,12 +150,12 @@ void WindowTest::languageMirrorsAllButAddressesAndTimes() {
     };
     const auto x = [this](const char* name) { return item(name)->mapToScene({}).x(); };
     const QList<const char*> fixed{"reportFrom", "reportTo", "server", "email", "manualFrom", "manualTo"};
-    const QList<const char*> mirrored{"description", "importSource", "password", "manualDescription"};
+    const QList<const char*> mirrored{"description", "importSource", "password"};
 
     for (const char* const name : fixed)
         QCOMPARE(alignment(name), Qt::AlignLeft);
     for (const char* const name : mirrored)
-        QTRY_COMPARE(alignment(name), name == mirrored.last() ? alignment(name) : int(Qt::AlignRight));
+        QCOMPARE(alignment(name), Qt::AlignRight);
     QVERIFY(x("timerAction") < x("elapsed"));
     QVERIFY(x("language") < x("workspaceSelect"));
 
@@ -166,11 +176,12 @@ void WindowTest::busyDisablesWhatMustWait() {
     m_fixture->keepBusy();
     QVERIFY(controller().busy());
 
-    for (const char* const name : {"workspaceSelect", "synchronize", "timerAction", "generateReport",
-                                   "previewImport", "confirmImport", "connect", "signIn", "signOut", "editEntry"})
+    for (const char* const name :
+         {"workspaceSelect", "synchronize", "timerAction", "generateReport", "previewImport", "confirmImport",
+          "connect", "signIn", "signOut", "editEntry"})
         QVERIFY2(!item(name)->isEnabled(), name);
-    for (const char* const name : {"exportCsv", "exportHtml", "pauseImport", "exportPending", "openTimesheets",
-                                   "language", "manualEntry"})
+    for (const char* const name : {"exportCsv", "exportHtml", "pauseImport", "exportPending",
+                                   "openTimesheets", "language", "manualEntry"})
         QVERIFY2(item(name)->isEnabled(), name);
 }
 
@@ -284,8 +295,9 @@ void WindowTest::projectChoiceSurvivesReloads() {
 }
 
 void WindowTest::refusedWorkspaceReturns() {
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))},
-                                            {WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("x"))}));
+    m_fixture->show(
+        WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))},
+                                {WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("x"))}));
     QQuickItem* const chooser = item("workspaceSelect");
     QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("Studio"));
 
@@ -403,7 +415,9 @@ void WindowTest::everyControlIsReachedByTab() {
                 });
             };
             for (QQuickItem* const stop : all)
-                QVERIFY2(isReached(stop), qPrintable(QStringLiteral("page %1: %2 %3").arg(tab).arg(stop->objectName(), accessibleName(stop))));
+                QVERIFY2(isReached(stop), qPrintable(QStringLiteral("page %1: %2 %3")
+                                                         .arg(tab)
+                                                         .arg(stop->objectName(), accessibleName(stop))));
         }
     }
 }
@@ -437,6 +451,8 @@ void WindowTest::assistiveTechnologyPressesOnce() {
     QCOMPARE(m_fixture->window->property("hebrew"), false);
     press(item("billable"));
     QCOMPARE(item("billable")->property("checked"), true);
+    press(item("workspaceSelect"));
+    QCOMPARE(item("workspaceSelect")->property("popup").value<QObject*>()->property("visible"), true);
     press(item("darkAppearance"));
     QCOMPARE(m_fixture->window->property("dark"), true);
     m_fixture->keepBusy();

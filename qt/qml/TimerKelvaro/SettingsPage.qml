@@ -47,7 +47,6 @@ ScrollPage {
               ? page.window.label("חשבון אישי: ", "Personal account: ") + page.controller.accountName
               : page.window.label("לא מחובר לחשבון אישי", "Not signed in to a personal account")
         font.bold: true
-        textFormat: Text.PlainText
     }
     Note {
         text: page.window.label(
