@@ -8,7 +8,7 @@
 #include <QUuid>
 
 #include <atomic>
-#include <memory>
+#include <optional>
 
 namespace devserver {
 namespace {
@@ -139,12 +139,10 @@ Database::Database(DatabaseAddress address) : address_(std::move(address)) {
 
 Connection& Database::connection() const {
     thread_local quint64 owner = 0;
-    thread_local std::unique_ptr<Connection> current;
-    if (owner != serial_ || !current || !current->isUsable()) {
-        current.reset();
-        current = std::make_unique<Connection>(address_);
-        owner = serial_;
-    }
+    thread_local std::optional<Connection> current;
+    if (owner != serial_ || !current || !current->isUsable())
+        current.emplace(address_);
+    owner = serial_;
     return *current;
 }
 

@@ -15,6 +15,7 @@ namespace {
 
 constexpr quint64 kSeed = 0x5eed'0f'da7;
 constexpr int kMinute = 60;
+const QString kEmail = QStringLiteral("noa@example.com");
 const QByteArray kZone = QByteArrayLiteral("Asia/Jerusalem");
 
 /// The standard's distributions differ between libraries; its engine does not.
@@ -85,7 +86,7 @@ private:
 
 void Demo::write() {
     connection_.run(QStringLiteral("UPDATE users SET email = ?, display_name = ? WHERE id = ?"),
-                    {QStringLiteral("noa@example.com"), QStringLiteral("נועה לוי"), kDevelopmentUser});
+                    {kEmail, QStringLiteral("נועה לוי"), kDevelopmentUser});
     connection_.run(QStringLiteral("UPDATE workspaces SET name = ?, created_at = 0 WHERE id = ?"),
                     {QStringLiteral("סטודיו גל"), kDevelopmentWorkspace});
     const QString other = addUser(QStringLiteral("dan@example.com"), QStringLiteral("Dan Adler"));
@@ -111,7 +112,7 @@ void Demo::write() {
 }
 
 QString Demo::addUser(const QString& email, const QString& name) {
-    const QString id = random_.id();
+    QString id = random_.id();
     connection_.run(
         QStringLiteral("INSERT INTO users (id, email, display_name, timezone) VALUES (?, ?, ?, ?)"),
         {id, email, name, QString::fromLatin1(kZone)});
@@ -119,7 +120,7 @@ QString Demo::addUser(const QString& email, const QString& name) {
 }
 
 QString Demo::addWorkspace(const QString& name, const QString& userId) {
-    const QString id = random_.id();
+    QString id = random_.id();
     connection_.run(QStringLiteral("INSERT INTO workspaces (id, name, created_at) VALUES (?, ?, 1)"),
                     {id, name});
     addMember(id, userId);
@@ -243,12 +244,18 @@ bool holdsWork(Connection& connection) {
     return connection.next(query);
 }
 
+bool holdsDemo(Connection& connection) {
+    QSqlQuery query = connection.run(QStringLiteral("SELECT 1 FROM users WHERE id = ? AND email = ?"),
+                                     {kDevelopmentUser, kEmail});
+    return connection.next(query);
+}
+
 } // namespace
 
 bool addDemo(Connection& connection, QDate today) {
     Transaction transaction(connection, Transaction::Kind::Write);
     if (holdsWork(connection))
-        return false;
+        return holdsDemo(connection);
     Demo(connection, today).write();
     transaction.commit();
     return true;

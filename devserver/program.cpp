@@ -20,7 +20,7 @@ void prepareDatabase(const Options& options) {
         Connection connection(options.database);
         migrate(connection);
         if (options.demo && !addDemo(connection, currentDemoDay()))
-            std::cout << "The database holds data already; no demo data was added." << std::endl;
+            std::cerr << "The database holds other work already; no demo data was added." << std::endl;
     } catch (const DatabaseError& error) {
         throw StartError("Cannot use the database " + options.database.name.toStdString() + ": " +
                          error.what() + '.');

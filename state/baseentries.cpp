@@ -8,22 +8,25 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr auto Id = "id"_L1;
 constexpr auto WorkspaceId = "workspace_id"_L1;
 constexpr auto UserId = "user_id"_L1;
 
-/// Four code units in one number: most ids differ there, and comparing numbers
-/// spares the sort a visit to each string.
-quint64 rankOf(const QString& id) {
-    quint64 rank = 0;
-    for (qsizetype i = 0; i < 4; ++i)
-        rank = rank << 16 | (i < id.size() ? id.at(i).unicode() : 0U);
-    return rank;
+BaseEntries::Prefix prefixOf(const QString& id) {
+    BaseEntries::Prefix prefix{};
+    const auto units = static_cast<std::size_t>(id.size());
+    std::copy_n(id.utf16(), std::min(units, prefix.size()), prefix.begin());
+    return prefix;
+}
+
+bool haveSameId(const BaseEntries::Row& left, const BaseEntries::Row& right) {
+    return left.prefix == right.prefix && left.id() == right.id();
 }
 
 bool comesBefore(const BaseEntries::Row& left, const BaseEntries::Row& right) {
-    if (left.rank != right.rank)
-        return left.rank < right.rank;
-    const int order = left.id.compare(right.id);
+    if (left.prefix != right.prefix)
+        return left.prefix < right.prefix;
+    const int order = left.id().compare(right.id());
     return order == 0 ? left.source < right.source : order < 0;
 }
 
@@ -49,6 +52,8 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
 
     std::vector<bool> kept(static_cast<std::size_t>(source.size()));
     Rows fresh;
+    if (m_rows.empty())
+        fresh.reserve(kept.size());
     for (qsizetype i = 0; i < source.size(); ++i) {
         const QJsonObject entry = source.at(i).toObject();
         if (i < m_source.size() && entry == m_source.at(i).toObject())
@@ -76,18 +81,22 @@ bool BaseEntries::isLocked(const QJsonObject& entry) const {
     return m_locks.of(workspace, user).cover(entry);
 }
 
+QString BaseEntries::Row::id() const {
+    return projected.value(Id).toString();
+}
+
 BaseEntries::Row BaseEntries::makeRow(const QJsonObject& entry, qsizetype source) const {
-    const QString id = entry.value("id"_L1).toString();
+    const QString id = entry.value(Id).toString();
     // A reload may have moved the entry to another place in the list.
     const auto [first, last] = rowsOf(id);
     if (first != last && m_source.at(std::prev(last)->source).toObject() == entry)
-        return {first->rank, id, source, std::prev(last)->projected};
+        return {first->prefix, source, std::prev(last)->projected};
     // What reads as a non-empty text is that text; a missing or wrong-typed
     // owner reads as an empty one and is compared as what it is.
     const bool exactOwner = !m_workspace.isEmpty() && !m_user.isEmpty();
     QJsonObject projected = entry;
     projected.insert("period_locked"_L1, exactOwner ? m_ownLocks.cover(entry) : isLocked(entry));
-    return {rankOf(id), id, source, projected};
+    return {prefixOf(id), source, std::move(projected)};
 }
 
 void BaseEntries::merge(Rows fresh) {
@@ -97,15 +106,18 @@ void BaseEntries::merge(Rows fresh) {
     std::inplace_merge(m_rows.begin(), m_rows.begin() + middle, m_rows.end(), comesBefore);
     for (auto row = m_rows.begin(); row != m_rows.end(); ++row) {
         const auto next = std::next(row);
-        row->superseded = next != m_rows.end() && next->rank == row->rank && next->id == row->id;
+        row->superseded = next != m_rows.end() && haveSameId(*row, *next);
     }
 }
 
 BaseEntries::Range BaseEntries::rowsOf(const QString& id) const {
-    const quint64 rank = rankOf(id);
-    const auto first = std::lower_bound(m_rows.cbegin(), m_rows.cend(), Row{rank, id, -1, {}}, comesBefore);
-    const auto isOther = [&](const Row& row) { return row.id != id; };
-    return {first, std::find_if(first, m_rows.cend(), isOther)};
+    const Prefix prefix = prefixOf(id);
+    const auto first = std::partition_point(m_rows.cbegin(), m_rows.cend(), [&](const Row& row) {
+        return row.prefix == prefix ? row.id() < id : row.prefix < prefix;
+    });
+    const auto last = std::find_if(first, m_rows.cend(),
+                                   [&](const Row& row) { return row.prefix != prefix || row.id() != id; });
+    return {first, last};
 }
 
 std::optional<QJsonObject> BaseEntries::find(const QString& id) const {

@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <array>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -16,12 +17,17 @@
 /// one before, and unchanged entries keep sharing their data.
 class BaseEntries {
 public:
+    /// The id's first code units, padded with zeros: most ids differ there, so
+    /// ordering the rows seldom has to read an id.
+    using Prefix = std::array<char16_t, 8>;
+
     struct Row {
-        quint64 rank; ///< sorts as the first units of the id do
-        QString id;
+        Prefix prefix;
         qsizetype source;        ///< index in the snapshot's `time_entries`
         QJsonObject projected;   ///< the entry with `period_locked`
         bool superseded = false; ///< a later entry has the same id
+
+        [[nodiscard]] QString id() const;
     };
 
     using Rows = std::vector<Row>;

@@ -63,7 +63,7 @@ bool Migrant::writeSource(const QByteArray& bytes) const {
 }
 
 void Migrant::preview() {
-    controller.previewCsv(u"toggl-personal-export"_s, u"Asia/Jerusalem"_s, true);
+    controller.previewCsv(u"old-tracker"_s, u"Asia/Jerusalem"_s, true);
 }
 
 bool Migrant::loadPreview() {

@@ -6,6 +6,8 @@
 #include <QUuid>
 #include <QVariant>
 
+#include <tuple>
+
 using devserver::Connection;
 using devserver::DatabaseAddress;
 
@@ -66,6 +68,11 @@ QVariant TestDatabase::value(const QString& sql, const QVariantList& values) con
 
 void TestDatabase::run(const QString& sql, const QVariantList& values) const {
     Connection(address_).run(sql, values);
+}
+
+TestServer::~TestServer() {
+    if (process_.state() != QProcess::NotRunning && !terminate())
+        std::ignore = kill();
 }
 
 bool TestServer::start(const TestDatabase& database, const QStringList& more) {

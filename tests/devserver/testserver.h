@@ -36,6 +36,10 @@ private:
 /// The real server program on a free port of its own.
 class TestServer {
 public:
+    TestServer() = default;
+    ~TestServer();
+    Q_DISABLE_COPY_MOVE(TestServer)
+
     /// Returns once the server says that it listens.
     [[nodiscard]] bool start(const TestDatabase& database, const QStringList& more = {});
     /// Runs the program to its end.

@@ -12,6 +12,12 @@ using namespace Qt::StringLiterals;
 class TestDevserverApi : public QObject {
     Q_OBJECT
 
+    [[nodiscard]] QJsonObject snapshot(const QString& workspace, const QByteArray& token = {});
+
+    TestDatabase database_;
+    World world_{database_};
+    TestServer server_;
+
 private Q_SLOTS:
     void initTestCase();
     void init();
@@ -34,13 +40,6 @@ private Q_SLOTS:
     void malformedPushesAreRefused();
     void theKeyMustBeThereAndMatch();
     void aRequestOverOneMebibyteIsTooLarge();
-
-private:
-    [[nodiscard]] QJsonObject snapshot(const QString& workspace, const QByteArray& token = {});
-
-    TestDatabase database_;
-    World world_{database_};
-    TestServer server_;
 };
 
 void TestDevserverApi::initTestCase() {
@@ -315,11 +314,14 @@ void TestDevserverApi::theKeyMustBeThereAndMatch() {
 
 void TestDevserverApi::aRequestOverOneMebibyteIsTooLarge() {
     const httplib::Headers headers{{"Content-Type", "application/json"}, {"Idempotency-Key", "any"}};
-    const Reply fits = TestClient(server_.port()).post(std::string(1024 * 1024, ' '), headers);
+    constexpr size_t kMebibyte = size_t{1024} * 1024;
+    const Reply fits = TestClient(server_.port()).post(std::string(kMebibyte, ' '), headers);
     QCOMPARE(fits.status, 400);
-    const Reply larger = TestClient(server_.port()).post(std::string(1024 * 1024 + 1, ' '), headers);
-    QCOMPARE(larger.status, 413);
-    QCOMPARE(larger.errorCode(), u"too_large"_s);
+    for (const size_t size : {kMebibyte + 1, 5 * kMebibyte, 9 * kMebibyte}) {
+        const Reply larger = TestClient(server_.port()).post(std::string(size, ' '), headers);
+        QCOMPARE(larger.status, 413);
+        QCOMPARE(larger.errorCode(), u"too_large"_s);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestDevserverApi)

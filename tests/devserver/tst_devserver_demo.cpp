@@ -22,7 +22,7 @@ const Caller kDeveloper{kDevelopmentUser, false};
 QStringList workspaces(Connection& connection) {
     QStringList ids;
     const auto reply = QJsonDocument::fromJson(workspacesReply(connection, kDeveloper));
-    for (const QJsonValue& workspace : reply[u"items"].toArray())
+    for (const QJsonValue workspace : reply[u"items"].toArray())
         ids += workspace[u"id"].toString();
     return ids;
 }
@@ -55,6 +55,7 @@ class TestDevserverDemo : public QObject {
 private Q_SLOTS:
     void theSameDayGivesTheSameData();
     void itIsAddedOnceToADatabaseWithoutWork();
+    void ownWorkIsLeftAlone();
     void itIsAYearOfBelievableWork_data();
     void itIsAYearOfBelievableWork();
     void workDaysAreNotDoubleBooked();
@@ -79,8 +80,23 @@ void TestDevserverDemo::itIsAddedOnceToADatabaseWithoutWork() {
     const TestDatabase database;
     QVERIFY(fill(database.address(), QDate(2026, 4, 1)));
     const QByteArray before = contents(database.address());
+    QVERIFY(fill(database.address(), QDate(2026, 4, 1)));
+    QVERIFY(fill(database.address(), QDate(2026, 4, 9)));
+    QCOMPARE(contents(database.address()), before);
+}
+
+void TestDevserverDemo::ownWorkIsLeftAlone() {
+    const TestDatabase database;
+    {
+        Connection connection(database.address());
+        migrate(connection);
+    }
+    database.run(
+        u"INSERT INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable, start_at,"
+        " version) VALUES ('own', ?, ?, 'my own', '[]', 0, 0, 1)"_s,
+        {kDevelopmentWorkspace, kDevelopmentUser});
+    const QByteArray before = contents(database.address());
     QVERIFY(!fill(database.address(), QDate(2026, 4, 1)));
-    QVERIFY(!fill(database.address(), QDate(2026, 4, 9)));
     QCOMPARE(contents(database.address()), before);
 }
 
@@ -131,7 +147,7 @@ void TestDevserverDemo::itIsAYearOfBelievableWork() {
             .toArray();
     QCOMPARE(periods.size(), 3);
     QStringList statuses;
-    for (const QJsonValue& period : periods) {
+    for (const QJsonValue period : periods) {
         statuses += period[u"status"].toString();
         QCOMPARE(period[u"user_id"], kDevelopmentUser);
         QCOMPARE(local(period[u"start_at"]), QDate::fromString(period[u"from_date"].toString(), Qt::ISODate)
@@ -154,7 +170,7 @@ void TestDevserverDemo::workDaysAreNotDoubleBooked() {
     QDateTime last;
     bool hebrew = false;
     bool english = false;
-    for (const QJsonValue& entry : snapshot[u"time_entries"].toArray()) {
+    for (const QJsonValue entry : snapshot[u"time_entries"].toArray()) {
         if (entry[u"user_id"] != kDevelopmentUser)
             continue;
         const QDateTime start = local(entry[u"start_at"]);

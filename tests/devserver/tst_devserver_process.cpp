@@ -70,6 +70,8 @@ private:
 class TestDevserverProcess : public QObject {
     Q_OBJECT
 
+    void verifyRecovered(const TestDatabase& database, const Load& load);
+
 private Q_SLOTS:
     void helpAndVersionArePrinted();
     void openNetworksAreRefused_data();
@@ -85,9 +87,6 @@ private Q_SLOTS:
     void aSignalUnderLoadLosesNothing();
     void allAcknowledgedSurvivesSigkill();
     void aLostDatabaseIsAnErrorAndThenForgotten();
-
-private:
-    void verifyRecovered(const TestDatabase& database, const Load& load);
 };
 
 void TestDevserverProcess::helpAndVersionArePrinted() {
