@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls.Material
 
@@ -13,6 +15,47 @@ ComboBox {
 
     Accessible.role: Accessible.ComboBox
     Accessible.name: name
+    Accessible.onPressAction: popup.open()
+
+    delegate: ItemDelegate {
+        id: option
+
+        required property int index
+
+        width: ListView.view ? ListView.view.width : 0
+        highlighted: choice.highlightedIndex === index
+        Accessible.name: choice.textAt(index)
+
+        contentItem: Label {
+            text: choice.textAt(option.index)
+            font.bold: choice.currentIndex === option.index
+            horizontalAlignment: Text.AlignLeft
+            verticalAlignment: Text.AlignVCenter
+            elide: Text.ElideRight
+            textFormat: Text.PlainText
+        }
+    }
+
+    popup: Popup {
+        y: choice.height
+        width: choice.width
+        height: Math.min(contentItem.implicitHeight + topPadding + bottomPadding, Theme.popupHeight)
+        margins: Theme.toolMargin
+        padding: 4
+        background: Rectangle {
+            radius: Theme.radius
+            color: Theme.card(choice.dark)
+            border.color: Theme.line(choice.dark)
+        }
+        contentItem: ListView {
+            clip: true
+            implicitHeight: contentHeight
+            model: choice.delegateModel
+            currentIndex: choice.highlightedIndex
+            boundsBehavior: Flickable.StopAtBounds
+            ScrollBar.vertical: SlimBar {}
+        }
+    }
 
     contentItem: Label {
         leftPadding: 12

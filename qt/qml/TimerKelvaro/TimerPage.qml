@@ -122,7 +122,6 @@ ScrollPage {
                 text: page.timer.description || ""
                 font.pixelSize: 12
                 opacity: 0.7
-                textFormat: Text.PlainText
             }
         }
     }
