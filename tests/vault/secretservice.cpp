@@ -334,4 +334,4 @@ void VaultTest::connectionGoesWithTheVault() {
 }
 
 QTEST_GUILESS_MAIN(VaultTest)
-#include "vaulttest.moc"
+#include "secretservice.moc"

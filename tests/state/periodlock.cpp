@@ -96,4 +96,4 @@ void PeriodLockTest::readsTimes() {
 }
 
 QTEST_GUILESS_MAIN(PeriodLockTest)
-#include "periodlock_test.moc"
+#include "periodlock.moc"

@@ -219,4 +219,4 @@ void TestDevserverDemo::theProgramFillsItsDatabaseOnRequest() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverDemo)
-#include "tst_devserver_demo.moc"
+#include "demo.moc"

@@ -334,4 +334,4 @@ void VaultStorageTest::unusableDirectoryIsReportedOnFirstUse() {
 }
 
 QTEST_GUILESS_MAIN(VaultStorageTest)
-#include "vaultstoragetest.moc"
+#include "storage.moc"

@@ -145,4 +145,4 @@ void TestDevserverReplay::twoClientsStartingATimerGetOne() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverReplay)
-#include "tst_devserver_replay.moc"
+#include "replay.moc"

@@ -328,4 +328,4 @@ void TestDevserverApi::aRequestOverOneMebibyteIsTooLarge() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverApi)
-#include "tst_devserver_api.moc"
+#include "api.moc"

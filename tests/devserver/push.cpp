@@ -346,4 +346,4 @@ void TestDevserverPush::unknownWorkspacesAndIdsAreRejected() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverPush)
-#include "tst_devserver_push.moc"
+#include "push.moc"

@@ -151,4 +151,4 @@ void AcknowledgeTest::acknowledgesTheWholeQueueInOrder() {
 }
 
 QTEST_GUILESS_MAIN(AcknowledgeTest)
-#include "acknowledge_test.moc"
+#include "acknowledge.moc"

@@ -275,4 +275,4 @@ void DocumentTextTest::wipingReachesEverySharedCopy() {
 }
 
 QTEST_GUILESS_MAIN(DocumentTextTest)
-#include "documenttexttest.moc"
+#include "documenttext.moc"

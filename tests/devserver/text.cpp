@@ -164,4 +164,4 @@ void TestDevserverText::databaseAddressesAreTakenApart() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverText)
-#include "tst_devserver_text.moc"
+#include "text.moc"

@@ -240,4 +240,4 @@ void CredentialFaultsTest::programMayEndDuringTheUnlock() {
 }
 
 QTEST_GUILESS_MAIN(CredentialFaultsTest)
-#include "credentialfaultstest.moc"
+#include "credentialfaults.moc"

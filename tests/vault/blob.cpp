@@ -206,4 +206,4 @@ void SealedBlobTest::withoutRandomnessNothingIsSealed() {
 }
 
 QTEST_GUILESS_MAIN(SealedBlobTest)
-#include "sealedblobtest.moc"
+#include "blob.moc"

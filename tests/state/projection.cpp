@@ -55,4 +55,4 @@ void ProjectionTest::ordersOddIdsAsStringsCompare() {
 }
 
 QTEST_GUILESS_MAIN(ProjectionTest)
-#include "projection_test.moc"
+#include "projection.moc"

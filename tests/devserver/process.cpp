@@ -316,4 +316,4 @@ void TestDevserverProcess::aLostDatabaseIsAnErrorAndThenForgotten() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverProcess)
-#include "tst_devserver_process.moc"
+#include "process.moc"

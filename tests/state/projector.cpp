@@ -117,4 +117,4 @@ void ProjectorTest::aWriteSharesTheUnchangedEntries() {
 }
 
 QTEST_GUILESS_MAIN(ProjectorTest)
-#include "projector_test.moc"
+#include "projector.moc"
