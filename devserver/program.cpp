@@ -19,8 +19,9 @@ void prepareDatabase(const Options& options) {
     try {
         Connection connection(options.database);
         migrate(connection);
-        if (options.demo && !addDemo(connection, currentDemoDay()))
+        if (options.demo && !addDemo(connection, currentDemoDay())) {
             std::cerr << "The database holds other work already; no demo data was added." << std::endl;
+        }
     } catch (const DatabaseError& error) {
         throw StartError("Cannot use the database " + options.database.name.toStdString() + ": " +
                          error.what() + '.');
@@ -46,8 +47,9 @@ int serveUntilSignal(Server& server) {
     // Wakes the waiter when listening ended by itself; otherwise it stays pending unseen.
     kill(getpid(), SIGTERM);
     waiter.join();
-    if (!ended)
+    if (!ended) {
         std::cerr << "The server cannot accept connections any more." << std::endl;
+    }
     return ended ? 0 : 1;
 }
 

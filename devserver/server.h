@@ -44,10 +44,10 @@ private:
                 const Reply& reply);
     void push(const httplib::Request& request, httplib::Response& response);
 
-    Database database_;
-    std::unique_ptr<httplib::Server> http_;
-    int port_ = 0;
-    std::atomic<bool> ended_ = false;
+    Database m_database;
+    std::unique_ptr<httplib::Server> m_http;
+    int m_port = 0;
+    std::atomic<bool> m_ended = false;
 };
 
 /// Why the server cannot start, as one sentence for the terminal.

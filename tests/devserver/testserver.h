@@ -21,7 +21,7 @@ public:
     Q_DISABLE_COPY_MOVE(TestDatabase)
 
     [[nodiscard]] static bool isPostgresql();
-    [[nodiscard]] const devserver::DatabaseAddress& address() const { return address_; }
+    [[nodiscard]] const devserver::DatabaseAddress& address() const { return m_address; }
     /// The value for `--database`.
     [[nodiscard]] QString option() const;
     /// The first value of the first row.
@@ -29,8 +29,8 @@ public:
     void run(const QString& sql, const QVariantList& values = {}) const;
 
 private:
-    QTemporaryDir folder_;
-    devserver::DatabaseAddress address_;
+    QTemporaryDir m_folder;
+    devserver::DatabaseAddress m_address;
 };
 
 /// The real server program on a free port of its own.
@@ -49,14 +49,14 @@ public:
     /// SIGKILL.
     [[nodiscard]] bool kill();
 
-    [[nodiscard]] int port() const { return port_; }
+    [[nodiscard]] int port() const { return m_port; }
     [[nodiscard]] int exitCode() const;
-    [[nodiscard]] QProcess& process() { return process_; }
-    [[nodiscard]] QString standardError() { return QString::fromUtf8(process_.readAllStandardError()); }
+    [[nodiscard]] QProcess& process() { return m_process; }
+    [[nodiscard]] QString standardError() { return QString::fromUtf8(m_process.readAllStandardError()); }
 
 private:
-    QProcess process_;
-    int port_ = 0;
+    QProcess m_process;
+    int m_port = 0;
 };
 
 struct Reply {
@@ -82,6 +82,6 @@ public:
 private:
     [[nodiscard]] httplib::Headers with(const httplib::Headers& headers) const;
 
-    httplib::Client http_;
-    std::string authorization_;
+    httplib::Client m_http;
+    std::string m_authorization;
 };

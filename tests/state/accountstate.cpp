@@ -328,4 +328,4 @@ void AccountStateTest::worksWithoutAnErrorText() {
 }
 
 QTEST_GUILESS_MAIN(AccountStateTest)
-#include "accountstate_test.moc"
+#include "accountstate.moc"

@@ -22,46 +22,48 @@ namespace {
 class Load {
 public:
     explicit Load(int port) {
-        for (int i = 0; i < 4; ++i)
-            threads_.emplace_back([this, port] { pushUntilDead(port); });
+        for (int i = 0; i < 4; ++i) {
+            m_threads.emplace_back([this, port] { pushUntilDead(port); });
+        }
     }
     ~Load() { join(); }
     Q_DISABLE_COPY_MOVE(Load)
 
     void join() {
-        for (std::thread& thread : threads_) {
-            if (thread.joinable())
+        for (std::thread& thread : m_threads) {
+            if (thread.joinable()) {
                 thread.join();
+            }
         }
     }
 
-    [[nodiscard]] int acknowledged() const { return acknowledged_; }
+    [[nodiscard]] int acknowledged() const { return m_acknowledged; }
 
     struct Sent {
         QJsonObject mutation;
         std::string answer; ///< empty: never acknowledged
     };
-    [[nodiscard]] const std::vector<Sent>& sent() const { return sent_; }
+    [[nodiscard]] const std::vector<Sent>& sent() const { return m_sent; }
 
 private:
     void pushUntilDead(int port) {
         TestClient client(port);
         for (bool alive = true; alive;) {
             const auto record =
-                mutation(devserver::kDevelopmentWorkspace, u"entry.create"_s, World::newId(), 0,
+                mutation(devserver::developmentWorkspace, u"entry.create"_s, World::newId(), 0,
                          closed(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s, u"עומס"_s));
             const Reply reply = client.push(record);
             alive = reply.status == 200;
-            acknowledged_ += alive ? 1 : 0;
-            const std::lock_guard lock(mutex_);
-            sent_.push_back({record, reply.text});
+            m_acknowledged += alive ? 1 : 0;
+            const std::lock_guard lock(m_mutex);
+            m_sent.push_back({record, reply.text});
         }
     }
 
-    std::mutex mutex_;
-    std::vector<Sent> sent_;
-    std::atomic<int> acknowledged_ = 0;
-    std::vector<std::thread> threads_;
+    std::mutex m_mutex;
+    std::vector<Sent> m_sent;
+    std::atomic<int> m_acknowledged = 0;
+    std::vector<std::thread> m_threads;
 };
 
 } // namespace
@@ -94,8 +96,9 @@ void TestDevserverProcess::helpAndVersionArePrinted() {
     QVERIFY(help.runToEnd({u"--help"_s}));
     QCOMPARE(help.exitCode(), 0);
     const QByteArray text = help.process().readAllStandardOutput();
-    for (const char* option : {"--listen", "--database", "--demo", "--help", "--version"})
+    for (const char* option : {"--listen", "--database", "--demo", "--help", "--version"}) {
         QVERIFY(text.contains(option));
+    }
     TestServer version;
     QVERIFY(version.runToEnd({u"--version"_s}));
     QCOMPARE(version.exitCode(), 0);
@@ -106,8 +109,9 @@ void TestDevserverProcess::helpAndVersionArePrinted() {
 void TestDevserverProcess::openNetworksAreRefused_data() {
     QTest::addColumn<QString>("address");
     for (const char* address :
-         {"0.0.0.0:0", "[::]:0", "8.8.8.8:0", "172.32.0.1:0", "[2001:db8::1]:0", "169.254.1.1:0"})
+         {"0.0.0.0:0", "[::]:0", "8.8.8.8:0", "172.32.0.1:0", "[2001:db8::1]:0", "169.254.1.1:0"}) {
         QTest::newRow(address) << QString::fromLatin1(address);
+    }
 }
 
 void TestDevserverProcess::openNetworksAreRefused() {
@@ -184,7 +188,7 @@ void TestDevserverProcess::anEmptyDatabaseGetsADeveloperAndAWorkspace() {
 
 void TestDevserverProcess::startingAgainKeepsTheDataAndMigratesOnce() {
     const TestDatabase database;
-    const auto record = mutation(devserver::kDevelopmentWorkspace, u"timer.start"_s, World::newId(), 0,
+    const auto record = mutation(devserver::developmentWorkspace, u"timer.start"_s, World::newId(), 0,
                                  started(u"2025-06-01T08:00:00Z"_s));
     std::string answer;
     for (int run = 0; run < 3; ++run) {
@@ -204,8 +208,9 @@ void TestDevserverProcess::startingAgainKeepsTheDataAndMigratesOnce() {
 }
 
 void TestDevserverProcess::theDatabaseFileIsTheOwnersAlone() {
-    if (TestDatabase::isPostgresql())
+    if (TestDatabase::isPostgresql()) {
         QSKIP("PostgreSQL keeps its own files");
+    }
     const TestDatabase database;
     TestServer server;
     QVERIFY(server.start(database));
@@ -213,8 +218,9 @@ void TestDevserverProcess::theDatabaseFileIsTheOwnersAlone() {
         QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
     for (const char* suffix : {"", "-wal", "-shm"}) {
         const QFileInfo file(database.address().name + QString::fromLatin1(suffix));
-        if (file.exists())
+        if (file.exists()) {
             QCOMPARE(file.permissions(), owners);
+        }
     }
 }
 
@@ -236,8 +242,9 @@ void TestDevserverProcess::signalsEndItCleanly() {
     QCOMPARE(server.exitCode(), 0);
     QCOMPARE(server.standardError(), QString());
     QCOMPARE(idle.get("/v1/me").status, 0);
-    if (!TestDatabase::isPostgresql())
+    if (!TestDatabase::isPostgresql()) {
         QVERIFY2(!QFile::exists(database.address().name + u"-wal"_s), "the database was not closed");
+    }
 }
 
 void TestDevserverProcess::verifyRecovered(const TestDatabase& database, const Load& load) {
@@ -255,8 +262,9 @@ void TestDevserverProcess::verifyRecovered(const TestDatabase& database, const L
         }
         const Reply replay = client.push(sent.mutation);
         QCOMPARE(replay.result().value(u"status"), u"accepted"_s);
-        if (!sent.answer.empty())
+        if (!sent.answer.empty()) {
             QCOMPARE(replay.text, sent.answer);
+        }
         ids.insert(sent.mutation[u"entity_id"].toString());
     }
     QCOMPARE(database.value(u"SELECT COUNT(*) FROM time_entries"_s).toULongLong(), ids.size());
@@ -296,7 +304,7 @@ void TestDevserverProcess::aLostDatabaseIsAnErrorAndThenForgotten() {
     QCOMPARE(failed.status, 500);
     QCOMPARE(failed.errorCode(), u"internal"_s);
     QVERIFY2(!failed.text.empty() && failed.text.find("users") == std::string::npos, failed.text.c_str());
-    const auto record = mutation(devserver::kDevelopmentWorkspace, u"timer.start"_s, World::newId(), 0,
+    const auto record = mutation(devserver::developmentWorkspace, u"timer.start"_s, World::newId(), 0,
                                  started(u"2025-06-01T08:00:00Z"_s));
     database.run(u"ALTER TABLE lost RENAME TO users"_s);
     database.run(u"ALTER TABLE mutations RENAME TO lost"_s);
@@ -308,4 +316,4 @@ void TestDevserverProcess::aLostDatabaseIsAnErrorAndThenForgotten() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverProcess)
-#include "tst_devserver_process.moc"
+#include "process.moc"
