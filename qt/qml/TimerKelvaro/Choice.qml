@@ -9,25 +9,30 @@ ComboBox {
 
     readonly property bool dark: Material.theme === Material.Dark
     property string name
+    /// Grows when the texts of the rows may have changed.
+    property int revision: 0
 
     topInset: 4
     bottomInset: 4
 
     Accessible.role: Accessible.ComboBox
     Accessible.name: name
-    Accessible.onPressAction: popup.open()
+    Accessible.description: displayText
+    Accessible.onPressAction: if (enabled) popup.open()
 
     delegate: ItemDelegate {
         id: option
 
         required property int index
+        readonly property string label: choice.revision < 0 ? "" : choice.textAt(index)
 
         width: ListView.view ? ListView.view.width : 0
         highlighted: choice.highlightedIndex === index
-        Accessible.name: choice.textAt(index)
+        Accessible.name: label
+        Accessible.onPressAction: clicked()
 
         contentItem: Label {
-            text: choice.textAt(option.index)
+            text: option.label
             font.bold: choice.currentIndex === option.index
             horizontalAlignment: Text.AlignLeft
             verticalAlignment: Text.AlignVCenter

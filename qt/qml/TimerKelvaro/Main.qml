@@ -93,6 +93,7 @@ TimerWindow {
 
     Shortcut {
         sequence: "Ctrl+Shift+Space"
+        autoRepeat: false
         onActivated: timerPage.toggle()
     }
 

@@ -24,9 +24,11 @@ Panel {
     Accessible.role: Accessible.ListItem
 
     onActiveFocusChanged: {
-        if (activeFocus && ListView.view) {
-            ListView.view.currentIndex = index
+        if (!activeFocus || !list)
+            return
+        ListView.view.currentIndex = index
+        // The window that comes back finds the list where it was left.
+        if (focusReason !== Qt.ActiveWindowFocusReason && focusReason !== Qt.PopupFocusReason)
             ListView.view.positionViewAtIndex(index, ListView.Contain)
-        }
     }
 }

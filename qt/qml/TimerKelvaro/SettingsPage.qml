@@ -121,7 +121,7 @@ ScrollPage {
     }
     ReadOnlyText {
         objectName: "conflicts"
-        name: page.window.label("ייצוא תור ממתין", "Export pending changes")
+        name: page.window.label("התנגשויות שנשמרו", "Retained conflicts")
         visible: text !== "[\n]"
         text: page.controller.conflictDetails
         pixelSize: 11

@@ -102,6 +102,13 @@ ScrollPage {
                         }
                     }
                 }
+                ActionButton {
+                    objectName: "clearProject"
+                    text: "×"
+                    visible: project.chosen !== ""
+                    Accessible.name: page.window.label("ללא פרויקט", "No project")
+                    onClicked: project.chosen = ""
+                }
                 ToggleBox {
                     id: billable
 
