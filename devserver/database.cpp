@@ -49,6 +49,8 @@ void Connection::open(const DatabaseAddress& address) {
             fail(QStringLiteral("the folder cannot be created"));
         }
         database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=8000"));
+    } else {
+        database.setConnectOptions(QStringLiteral("connect_timeout=5")); // seconds for each address
     }
     if (!database.open()) {
         fail(reasonOf(database.lastError()));

@@ -1,12 +1,38 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/testworld.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QTest>
 #include <QVariant>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray chunkedHead(const QByteArray& path, const QByteArray& key) {
+    return "POST " + path +
+           " HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\nIdempotency-Key: " + key +
+           "\r\nTransfer-Encoding: chunked\r\n\r\n";
+}
+
+QByteArray chunk(const QByteArray& data) {
+    return QByteArray::number(data.size(), 16) + "\r\n" + data + "\r\n";
+}
+
+/// The most memory that a process ever held, in KiB.
+qint64 peakMemory(qint64 process) {
+    QFile status(u"/proc/%1/status"_s.arg(process));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    const QByteArray text = status.readAll();
+    const qsizetype at = text.indexOf("VmHWM:");
+    return at < 0 ? 0 : text.mid(at + 6, text.indexOf("kB", at) - at - 6).trimmed().toLongLong();
+}
+
+} // namespace
 
 /// What every request answers, and how each error looks.
 class TestDevserverApi : public QObject {
@@ -40,6 +66,11 @@ private Q_SLOTS:
     void malformedPushesAreRefused();
     void theKeyMustBeThereAndMatch();
     void aRequestOverOneMebibyteIsTooLarge();
+    void aBodyWithoutALengthIsTaken();
+    void aLargeBodyWithoutALengthIsNotKept_data();
+    void aLargeBodyWithoutALengthIsNotKept();
+    void aBodyThatCannotBeReadIsNotTheNextRequest_data();
+    void aBodyThatCannotBeReadIsNotTheNextRequest();
 };
 
 void TestDevserverApi::initTestCase() {
@@ -270,23 +301,15 @@ void TestDevserverApi::malformedPushesAreRefused_data() {
     row("no mutation", QJsonArray());
     row("two mutations", QJsonArray{good, good});
     row("not an object", QJsonArray{1});
-    for (const QString& key : good.keys()) {
-        QJsonObject without = good;
-        without.remove(key);
-        row(qPrintable(u"without "_s + key), QJsonArray{without});
+    QJsonObject nameless = good;
+    nameless.remove(u"mutation_id"_s);
+    row("without an id", QJsonArray{nameless});
+    for (const QJsonValue& id : {QJsonValue(1), QJsonValue(u"any"_s),
+                                 QJsonValue(QString(u'{' + good[u"mutation_id"].toString() + u'}'))}) {
         QJsonObject wrong = good;
-        wrong[key] = QJsonArray();
-        row(qPrintable(u"wrong type of "_s + key), QJsonArray{wrong});
+        wrong[u"mutation_id"] = id;
+        row(qPrintable(u"with the id "_s + id.toVariant().toString()), QJsonArray{wrong});
     }
-    for (const QJsonValue& version :
-         {QJsonValue(1.5), QJsonValue(-1), QJsonValue(u"1"_s), QJsonValue(1e300)}) {
-        QJsonObject wrong = good;
-        wrong[u"base_version"] = version;
-        row(qPrintable(u"base_version "_s + version.toVariant().toString()), QJsonArray{wrong});
-    }
-    QJsonObject braces = good;
-    braces[u"mutation_id"] = QString(u'{' + good[u"mutation_id"].toString() + u'}');
-    row("an id with braces", QJsonArray{braces});
 }
 
 void TestDevserverApi::malformedPushesAreRefused() {
@@ -325,6 +348,67 @@ void TestDevserverApi::aRequestOverOneMebibyteIsTooLarge() {
         QCOMPARE(larger.status, 413);
         QCOMPARE(larger.errorCode(), u"too_large"_s);
     }
+}
+
+void TestDevserverApi::aBodyWithoutALengthIsTaken() {
+    const auto record =
+        mutation(m_world.workspace, u"timer.start"_s, World::newId(), 0, started(u"2025-06-01T08:00:00Z"_s));
+    const QByteArray body = QJsonDocument(QJsonObject{{u"mutations"_s, QJsonArray{record}}}).toJson();
+    RawConnection raw(m_server.port());
+    raw.send(chunkedHead("/v1/sync/push", record[u"mutation_id"].toString().toLatin1()) +
+             chunk(body.left(100)) + chunk(body.mid(100)) + chunk({}));
+    QVERIFY(raw.readUntil("\"accepted\""));
+    QVERIFY(raw.received().startsWith("HTTP/1.1 200 "));
+}
+
+void TestDevserverApi::aLargeBodyWithoutALengthIsNotKept_data() {
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<int>("status");
+    QTest::newRow("a push") << QByteArray("/v1/sync/push") << 413;
+    QTest::newRow("elsewhere") << QByteArray("/v1/nothing") << 413;
+}
+
+void TestDevserverApi::aLargeBodyWithoutALengthIsNotKept() {
+    QFETCH(QByteArray, path);
+    RawConnection raw(m_server.port());
+    const qint64 before = peakMemory(m_server.process().processId());
+    QVERIFY(before > 0);
+    raw.send(chunkedHead(path, "any"));
+    const QByteArray mebibyte = chunk(QByteArray(qsizetype{1024} * 1024, ' '));
+    for (int i = 0; i < 64; ++i) {
+        raw.send(mebibyte);
+    }
+    raw.send(chunk({}));
+    QVERIFY(raw.readUntil("The request is larger than 1 MiB."));
+    QVERIFY(raw.received().startsWith("HTTP/1.1 413 "));
+    QVERIFY(raw.received().contains("\"code\":\"too_large\""));
+    const qint64 kept = peakMemory(m_server.process().processId()) - before;
+    QVERIFY2(kept < qint64{16} * 1024, qPrintable(u"%1 KiB"_s.arg(kept)));
+    raw.send("GET /v1/workspaces HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    QVERIFY2(raw.readUntil("\"items\""), "the connection is out of step");
+}
+
+void TestDevserverApi::aBodyThatCannotBeReadIsNotTheNextRequest_data() {
+    QTest::addColumn<QByteArray>("head");
+    QTest::addColumn<QByteArray>("status");
+    QTest::newRow("form") << QByteArray(
+                                 "Content-Type: multipart/form-data; boundary=x\r\nContent-Length: 45\r\n")
+                          << QByteArray("415");
+    QTest::newRow("bad chunk") << QByteArray(
+                                      "Content-Type: application/json\r\nTransfer-Encoding: chunked\r\n")
+                               << QByteArray("400");
+}
+
+void TestDevserverApi::aBodyThatCannotBeReadIsNotTheNextRequest() {
+    QFETCH(QByteArray, head);
+    QFETCH(QByteArray, status);
+    RawConnection raw(m_server.port());
+    raw.send("POST /v1/sync/push HTTP/1.1\r\nHost: localhost\r\n" + head + "\r\nno chunk's length\r\n");
+    QVERIFY(raw.readUntil("}}"));
+    raw.send("GET /v1/workspaces HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    QVERIFY2(raw.readToEnd(), "the connection stays open");
+    QVERIFY2(raw.received().startsWith("HTTP/1.1 " + status), raw.received().constData());
+    QCOMPARE(raw.received().count("HTTP/1.1 "), 1);
 }
 
 QTEST_GUILESS_MAIN(TestDevserverApi)

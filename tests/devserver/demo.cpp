@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/accounts.h"
 #include "devserver/demo.h"
+#include "devserver/accounts.h"
 #include "devserver/schema.h"
 #include "devserver/snapshot.h"
 #include "tests/devserver/testserver.h"

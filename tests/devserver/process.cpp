@@ -2,12 +2,16 @@
 #include "devserver/schema.h"
 #include "tests/devserver/testworld.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 #include <QVariant>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <mutex>
@@ -66,6 +70,24 @@ private:
     std::vector<std::thread> m_threads;
 };
 
+/// A PostgreSQL that takes connections and never says a word.
+QString addressOf(const QTcpServer& silent) {
+    return u"postgresql://nobody@127.0.0.1:%1/test"_s.arg(silent.serverPort());
+}
+
+quint16 freePort() {
+    QTcpServer server;
+    return server.listen(QHostAddress::LocalHost) ? server.serverPort() : 0;
+}
+
+bool holdsOpen(qint64 process, const QString& file) {
+    const QDir descriptors(u"/proc/%1/fd"_s.arg(process));
+    const QFileInfoList links =
+        descriptors.entryInfoList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
+    return std::any_of(links.begin(), links.end(),
+                       [&file](const QFileInfo& link) { return link.symLinkTarget() == file; });
+}
+
 } // namespace
 
 /// The program as a process: how it starts, refuses to start, ends and dies.
@@ -86,6 +108,10 @@ private Q_SLOTS:
     void theDatabaseFileIsTheOwnersAlone();
     void signalsEndItCleanly_data();
     void signalsEndItCleanly();
+    void signalsEndTheWaitForASilentDatabase_data();
+    void signalsEndTheWaitForASilentDatabase();
+    void signalsEndTheWaitForALockedDatabase();
+    void aSilentDatabaseIsOneSentence();
     void aSignalUnderLoadLosesNothing();
     void allAcknowledgedSurvivesSigkill();
     void aLostDatabaseIsAnErrorAndThenForgotten();
@@ -245,6 +271,58 @@ void TestDevserverProcess::signalsEndItCleanly() {
     if (!TestDatabase::isPostgresql()) {
         QVERIFY2(!QFile::exists(database.address().name + u"-wal"_s), "the database was not closed");
     }
+}
+
+void TestDevserverProcess::signalsEndTheWaitForASilentDatabase_data() {
+    signalsEndItCleanly_data();
+}
+
+void TestDevserverProcess::signalsEndTheWaitForASilentDatabase() {
+    QFETCH(int, signal);
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const quint16 port = freePort();
+    TestServer server;
+    server.launch({u"--listen"_s, u"127.0.0.1:%1"_s.arg(port), u"--database"_s, addressOf(silent)});
+    QVERIFY(silent.waitForNewConnection(30'000));
+    QTcpSocket early;
+    early.connectToHost(QHostAddress::LocalHost, port);
+    QVERIFY2(!early.waitForConnected(), "a client would wait for an answer that cannot come yet");
+    QCOMPARE(::kill(static_cast<pid_t>(server.process().processId()), signal), 0);
+    QVERIFY(server.process().waitForFinished());
+    QCOMPARE(server.exitCode(), 0);
+    QCOMPARE(server.standardError(), QString());
+}
+
+void TestDevserverProcess::signalsEndTheWaitForALockedDatabase() {
+    if (TestDatabase::isPostgresql()) {
+        QSKIP("SQLite alone locks the whole file");
+    }
+    const TestDatabase database;
+    const World world(database);
+    devserver::Connection holder(database.address());
+    holder.run(u"BEGIN EXCLUSIVE"_s);
+    TestServer server;
+    server.launch({u"--listen"_s, u"127.0.0.1:0"_s, u"--database"_s, database.option()});
+    QVERIFY(server.process().waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(holdsOpen(server.process().processId(), database.address().name), 30'000);
+    QVERIFY(server.terminate());
+    QCOMPARE(server.exitCode(), 0);
+    QCOMPARE(server.standardError(), QString());
+    holder.run(u"COMMIT"_s);
+    TestServer again;
+    QVERIFY(again.start(database));
+}
+
+void TestDevserverProcess::aSilentDatabaseIsOneSentence() {
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    TestServer server;
+    QVERIFY(server.runToEnd({u"--listen"_s, u"127.0.0.1:0"_s, u"--database"_s, addressOf(silent)}));
+    QCOMPARE(server.exitCode(), 1);
+    const QString error = server.standardError();
+    QVERIFY2(error.startsWith(u"Cannot use the database test: ") && error.count(u'\n') == 1,
+             qPrintable(error));
 }
 
 void TestDevserverProcess::verifyRecovered(const TestDatabase& database, const Load& load) {

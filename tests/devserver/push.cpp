@@ -19,6 +19,8 @@ private Q_SLOTS:
     void overlappingEntriesAreAccepted();
     void unusablePayloadsAreRejected_data();
     void unusablePayloadsAreRejected();
+    void unreadableRecordsAreRejected_data();
+    void unreadableRecordsAreRejected();
     void closedPeriodsLockByTheirHalfOpenInterval_data();
     void closedPeriodsLockByTheirHalfOpenInterval();
     void anUpdateIsLockedByTheOldAndByTheNewInterval_data();
@@ -145,6 +147,40 @@ void TestDevserverPush::unusablePayloadsAreRejected() {
     QVERIFY(reply.result().value(u"message").toString().endsWith(u'.'));
     QVERIFY(!reply.result().contains(u"canonical"));
     QCOMPARE(count(u"time_entries"_s), 0);
+}
+
+void TestDevserverPush::unreadableRecordsAreRejected_data() {
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QJsonValue>("value");
+    for (const QString& key : mutation({}, {}, {}, 0).keys()) {
+        if (key != u"mutation_id") {
+            QTest::newRow(qPrintable(u"without "_s + key)) << key << QJsonValue(QJsonValue::Undefined);
+            QTest::newRow(qPrintable(u"wrong type of "_s + key)) << key << QJsonValue(QJsonArray());
+        }
+    }
+    QTest::newRow("payload null") << u"payload"_s << QJsonValue();
+    for (const QJsonValue& version :
+         {QJsonValue(1.5), QJsonValue(-1), QJsonValue(u"1"_s), QJsonValue(1e300)}) {
+        QTest::newRow(qPrintable(u"base_version "_s + version.toVariant().toString()))
+            << u"base_version"_s << version;
+    }
+}
+
+void TestDevserverPush::unreadableRecordsAreRejected() {
+    QFETCH(QString, key);
+    QFETCH(QJsonValue, value);
+    const QString id = stored(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s);
+    QJsonObject record = mutation(m_world.workspace, u"entry.delete"_s, id, 5);
+    record[key] = value;
+    const Reply reply = m_client->push(record);
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(statusOf(reply), u"rejected"_s);
+    const QString message = reply.result().value(u"message").toString();
+    QVERIFY2(message.contains(key) && message.endsWith(u'.'), qPrintable(message));
+    const bool found = key != u"entity_id" && key != u"workspace_id";
+    QCOMPARE(canonicalOf(reply).value(u"version").toInt(), found ? 5 : 0);
+    QCOMPARE(m_client->push(record).text, reply.text);
+    QCOMPARE(count(u"mutations"_s), 1);
 }
 
 void TestDevserverPush::closedPeriodsLockByTheirHalfOpenInterval_data() {

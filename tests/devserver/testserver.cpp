@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/testserver.h"
 
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QUuid>
@@ -95,8 +96,12 @@ bool TestServer::start(const TestDatabase& database, const QStringList& more) {
     return m_port > 0;
 }
 
-bool TestServer::runToEnd(const QStringList& arguments) {
+void TestServer::launch(const QStringList& arguments) {
     m_process.start(QStringLiteral(DEVSERVER_PROGRAM), arguments);
+}
+
+bool TestServer::runToEnd(const QStringList& arguments) {
+    launch(arguments);
     return m_process.waitForFinished(patience);
 }
 
@@ -127,6 +132,37 @@ QString Reply::errorCode() const {
 QJsonObject Reply::result() const {
     const QJsonArray results = body.value(QStringLiteral("results")).toArray();
     return status == 200 && results.size() == 1 ? results[0].toObject() : QJsonObject();
+}
+
+RawConnection::RawConnection(int port) {
+    m_socket.connectToHost(QHostAddress::LocalHost, static_cast<quint16>(port));
+    std::ignore = m_socket.waitForConnected(patience); // what is sent next would fail
+}
+
+void RawConnection::send(const QByteArray& bytes) {
+    m_socket.write(bytes);
+    while (m_socket.bytesToWrite() > 0 && m_socket.waitForBytesWritten(patience)) {
+    }
+}
+
+bool RawConnection::readUntil(const QByteArray& part) {
+    while (!m_received.contains(part)) {
+        if (m_socket.bytesAvailable() == 0 && !m_socket.waitForReadyRead(patience)) {
+            return false;
+        }
+        m_received += m_socket.readAll();
+    }
+    return true;
+}
+
+bool RawConnection::readToEnd() {
+    while (m_socket.state() == QTcpSocket::ConnectedState) {
+        if (!m_socket.waitForReadyRead(patience) && m_socket.error() == QTcpSocket::SocketTimeoutError) {
+            return false;
+        }
+        m_received += m_socket.readAll();
+    }
+    return true;
 }
 
 TestClient::TestClient(int port, const QByteArray& token) : m_http("127.0.0.1", port) {

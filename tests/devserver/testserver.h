@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QStringList>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -42,6 +43,8 @@ public:
 
     /// Returns once the server says that it listens.
     [[nodiscard]] bool start(const TestDatabase& database, const QStringList& more = {});
+    /// Starts the program and waits for nothing.
+    void launch(const QStringList& arguments);
     /// Runs the program to its end.
     [[nodiscard]] bool runToEnd(const QStringList& arguments);
     /// SIGTERM, then the end of the process.
@@ -67,6 +70,23 @@ struct Reply {
     [[nodiscard]] QString errorCode() const;
     /// The only result of a push.
     [[nodiscard]] QJsonObject result() const;
+};
+
+/// A connection that sends what no HTTP client would.
+class RawConnection {
+public:
+    explicit RawConnection(int port);
+
+    void send(const QByteArray& bytes);
+    /// Reads until `part` arrives; false when it does not.
+    [[nodiscard]] bool readUntil(const QByteArray& part);
+    /// Reads until the server closes; false when it does not.
+    [[nodiscard]] bool readToEnd();
+    [[nodiscard]] const QByteArray& received() const { return m_received; }
+
+private:
+    QTcpSocket m_socket;
+    QByteArray m_received;
 };
 
 /// One keep-alive HTTP connection.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "vault/vault.h"
 #include "tests/vault/failingrandom.h"
 #include "tests/vault/vaulthome.h"
+#include "vault/vault.h"
 
 #include <QDir>
 #include <QFileInfo>
