@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+#include "tests/support/client.h"
+#include "tests/support/sample.h"
+
+#include <QMetaMethod>
+#include <QMetaProperty>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTest>
+#include <QUuid>
+
+namespace {
+
+QByteArray describe(const QMetaProperty& property) {
+    return QByteArray(property.typeName()) + ' ' + property.name() + " by " + property.notifySignal().name();
+}
+
+QList<QByteArray> methodsOf(QMetaMethod::MethodType type) {
+    const QMetaObject& surface = Controller::staticMetaObject;
+    QList<QByteArray> signatures;
+    for (int i = surface.methodOffset(); i < surface.methodCount(); ++i) {
+        const QMetaMethod method = surface.method(i);
+        if (method.methodType() == type) {
+            signatures.append(method.methodSignature());
+        }
+    }
+    return signatures;
+}
+
+QJsonObject withAuth(const QJsonObject& auth) {
+    QJsonObject state = sample::durable(sample::snapshot());
+    state.insert(u"auth", auth);
+    return state;
+}
+
+} // namespace
+
+class SurfaceTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { startClean(); }
+
+    void propertiesInDeclaredOrder();
+    void propertiesAreReadOnly();
+    void signalsInDeclaredOrder();
+    void actionsInDeclaredOrderReturnNothing();
+
+    void aNewControllerIsIdleAndEmpty();
+    void theDeviceIsMadeOnceAndKept();
+    void aGivenDeviceIsUsed();
+    void accountNamePrefersTheAddress_data();
+    void accountNamePrefersTheAddress();
+    void signedInNeedsANonEmptyTextToken_data();
+    void signedInNeedsANonEmptyTextToken();
+    void failShowsTheTextAndClearsBusy();
+    void pausingTheImportLeavesBusyAsItIs();
+    void theTickNeverEmitsChanged();
+    void snapshotListsAreShown();
+};
+
+void SurfaceTest::propertiesInDeclaredOrder() {
+    const QMetaObject& surface = Controller::staticMetaObject;
+    QList<QByteArray> properties;
+    for (int i = surface.propertyOffset(); i < surface.propertyCount(); ++i) {
+        properties.append(describe(surface.property(i)));
+    }
+    const QList<QByteArray> expected{
+        "QString server by changed",        "QString message by changed",
+        "QString elapsed by tick",          "QString workspace by changed",
+        "QString timezone by changed",      "QVariantList workspaces by changed",
+        "QVariantList projects by changed", "QVariantList entries by changed",
+        "QVariantList reportRows by changed", "QVariantMap timer by changed",
+        "QVariantMap reportTotals by changed", "QVariantMap importPreview by changed",
+        "int pending by changed",           "bool busy by changed",
+        "bool accountSignedIn by changed",  "QString accountName by changed",
+        "QVariantList periods by changed",  "QString conflictDetails by changed",
+        "bool secureStorage by changed",
+    };
+    QCOMPARE(properties, expected);
+}
+
+void SurfaceTest::propertiesAreReadOnly() {
+    const QMetaObject& surface = Controller::staticMetaObject;
+    for (int i = surface.propertyOffset(); i < surface.propertyCount(); ++i) {
+        const QMetaProperty property = surface.property(i);
+        QVERIFY2(property.isReadable() && property.isDesignable() && property.isScriptable() &&
+                     property.isStored(),
+                 property.name());
+        QVERIFY2(!property.isWritable() && !property.isResettable() && !property.isConstant(),
+                 property.name());
+    }
+}
+
+void SurfaceTest::signalsInDeclaredOrder() {
+    const QList<QByteArray> expected{"changed()", "tick()", "ready()"};
+    QCOMPARE(methodsOf(QMetaMethod::Signal), expected);
+}
+
+void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
+    const QList<QByteArray> expected{
+        "connectServer(QString)",
+        "loginAccount(QString,QString)",
+        "logoutAccount()",
+        "selectWorkspace(QString)",
+        "refresh()",
+        "editDescription(QString,QString)",
+        "openTimesheetWeb()",
+        "start(QString,QString,bool)",
+        "stop()",
+        "addManual(QString,QString,QString,QString,bool)",
+        "queryReport(QString,QString,QString,QString,QString)",
+        "downloadReport(QString)",
+        "previewCsv(QString,QString,bool)",
+        "applyImport()",
+        "pauseImport()",
+        "exportPending()",
+        "synchronize()",
+    };
+    QCOMPARE(methodsOf(QMetaMethod::Method), expected);
+    QCOMPARE(methodsOf(QMetaMethod::Slot), QList<QByteArray>());
+    for (const QByteArray& signature : expected) {
+        const QMetaObject& surface = Controller::staticMetaObject;
+        const QMetaMethod method = surface.method(surface.indexOfMethod(signature.constData()));
+        QCOMPARE(method.returnMetaType(), QMetaType::fromType<void>());
+        QCOMPARE(method.access(), QMetaMethod::Public);
+    }
+}
+
+void SurfaceTest::aNewControllerIsIdleAndEmpty() {
+    const Controller controller;
+    QCOMPARE(controller.server(), QString());
+    QCOMPARE(controller.message(), QString());
+    QCOMPARE(controller.elapsed(), QStringLiteral("00:00:00"));
+    QCOMPARE(controller.workspace(), QString());
+    QCOMPARE(controller.timezone(), QStringLiteral("Asia/Jerusalem"));
+    QVERIFY(controller.workspaces().isEmpty());
+    QVERIFY(controller.projects().isEmpty());
+    QVERIFY(controller.entries().isEmpty());
+    QVERIFY(controller.reportRows().isEmpty());
+    QVERIFY(controller.timer().isEmpty());
+    QVERIFY(controller.reportTotals().isEmpty());
+    QVERIFY(controller.importPreview().isEmpty());
+    QCOMPARE(controller.pending(), 0);
+    QVERIFY(!controller.busy());
+    QVERIFY(!controller.accountSignedIn());
+    QCOMPARE(controller.accountName(), QString());
+    QVERIFY(controller.periods().isEmpty());
+    QVERIFY(!controller.secureStorage());
+}
+
+void SurfaceTest::theDeviceIsMadeOnceAndKept() {
+    const QString key = QStringLiteral("device");
+    QVERIFY(!QSettings().contains(key));
+    {
+        const Controller first;
+        const QString device = QSettings().value(key).toString();
+        QCOMPARE(device.size(), 36);
+        QVERIFY(!device.contains(u'{'));
+        QCOMPARE(QUuid::fromString(device).toString(QUuid::WithoutBraces), device);
+    }
+    const QString made = QSettings().value(key).toString();
+    const Controller second;
+    QCOMPARE(QSettings().value(key).toString(), made);
+}
+
+void SurfaceTest::aGivenDeviceIsUsed() {
+    QSettings().setValue(QStringLiteral("device"), QStringLiteral("kept-as-it-is"));
+    const Controller controller;
+    QCOMPARE(QSettings().value(QStringLiteral("device")).toString(), QStringLiteral("kept-as-it-is"));
+}
+
+void SurfaceTest::accountNamePrefersTheAddress_data() {
+    QTest::addColumn<QJsonObject>("me");
+    QTest::addColumn<QString>("name");
+    const QString email = QStringLiteral("email");
+    const QString display = QStringLiteral("display_name");
+    const QString noa = QStringLiteral("Noa");
+    QTest::newRow("both") << QJsonObject{{email, QStringLiteral("noa@example.org")}, {display, noa}}
+                          << QStringLiteral("noa@example.org");
+    QTest::newRow("no address") << QJsonObject{{display, noa}} << noa;
+    QTest::newRow("address null") << QJsonObject{{email, QJsonValue()}, {display, noa}} << noa;
+    QTest::newRow("address a number") << QJsonObject{{email, 7}, {display, noa}} << noa;
+    QTest::newRow("address empty") << QJsonObject{{email, QString()}, {display, noa}} << QString();
+    QTest::newRow("neither a text") << QJsonObject{{email, 7}, {display, 8}} << QString();
+}
+
+void SurfaceTest::accountNamePrefersTheAddress() {
+    QFETCH(const QJsonObject, me);
+    QFETCH(const QString, name);
+    Controller controller;
+    controller.applyDurable({{QStringLiteral("me"), me}});
+    QCOMPARE(controller.accountName(), name);
+}
+
+void SurfaceTest::signedInNeedsANonEmptyTextToken_data() {
+    QTest::addColumn<QJsonObject>("auth");
+    QTest::addColumn<bool>("signedIn");
+    const QString token = QStringLiteral("token");
+    QTest::newRow("missing") << QJsonObject() << false;
+    QTest::newRow("empty") << QJsonObject{{token, QString()}} << false;
+    QTest::newRow("a number") << QJsonObject{{token, 12}} << false;
+    QTest::newRow("a text") << QJsonObject{{token, QStringLiteral("t")}} << true;
+}
+
+void SurfaceTest::signedInNeedsANonEmptyTextToken() {
+    QFETCH(const QJsonObject, auth);
+    QFETCH(const bool, signedIn);
+    Controller controller;
+    controller.applyDurable(withAuth(auth));
+    QCOMPARE(controller.accountSignedIn(), signedIn);
+}
+
+void SurfaceTest::failShowsTheTextAndClearsBusy() {
+    Controller controller;
+    QSignalSpy changed(&controller, &Controller::changed);
+    QStringList seen;
+    connect(&controller, &Controller::changed, &controller,
+            [&controller, &seen] { seen.append(controller.message()); });
+    controller.fail(QStringLiteral("Something happened."));
+    QCOMPARE(controller.message(), QStringLiteral("Something happened."));
+    QVERIFY(!controller.busy());
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(seen, QStringList{QStringLiteral("Something happened.")});
+}
+
+void SurfaceTest::pausingTheImportLeavesBusyAsItIs() {
+    Controller controller;
+    QSignalSpy changed(&controller, &Controller::changed);
+    controller.pauseImport();
+    QCOMPARE(controller.message(), QStringLiteral("Pausing after the current committed chunk"));
+    QCOMPARE(changed.size(), 1);
+    QVERIFY(!controller.busy());
+
+    // Connecting sets busy until the credential store has answered.
+    controller.connectServer(QStringLiteral("http://localhost:1"));
+    QVERIFY(controller.busy());
+    controller.pauseImport();
+    QVERIFY(controller.busy());
+    QCOMPARE(controller.message(), QStringLiteral("Pausing after the current committed chunk"));
+}
+
+void SurfaceTest::theTickNeverEmitsChanged() {
+    Controller controller;
+    QSignalSpy changed(&controller, &Controller::changed);
+    QSignalSpy tick(&controller, &Controller::tick);
+    QTRY_COMPARE_WITH_TIMEOUT(tick.size(), 2, 10000);
+    QCOMPARE(changed.size(), 0);
+}
+
+void SurfaceTest::snapshotListsAreShown() {
+    Controller controller;
+    const QJsonObject open = sample::period(QStringLiteral("open"), QStringLiteral("2024-01-01T00:00:00Z"),
+                                            QStringLiteral("2024-01-08T00:00:00Z"));
+    controller.applyDurable(sample::durable(sample::snapshot({}, {open})));
+    QCOMPARE(controller.projects().size(), 1);
+    QCOMPARE(controller.projects().first().toMap().value(QStringLiteral("name")).toString(),
+             QStringLiteral("Garden"));
+    QCOMPARE(controller.periods(), QVariantList{open.toVariantMap()});
+    QCOMPARE(controller.workspaces(), sample::workspaces().value(u"items").toArray().toVariantList());
+    QCOMPARE(controller.workspace(), QStringLiteral("ws-1"));
+}
+
+QTEST_MAIN(SurfaceTest)
+#include "surface.moc"

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/client.h"
+
+#include "controller/controller.h"
+
+#include <QCoreApplication>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <algorithm>
+
+void startClean() {
+    QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
+    QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaro"));
+    QSettings().clear();
+}
+
+bool connectAndLoad(Controller& controller, const QString& server) {
+    QSignalSpy ready(&controller, &Controller::ready);
+    controller.connectServer(server);
+    return !ready.isEmpty() || ready.wait();
+}
+
+QNetworkAccessManager& networkOf(const Controller& controller) {
+    return *controller.findChild<QNetworkAccessManager*>();
+}
+
+bool waitForSilence(const Controller& controller) {
+    return QTest::qWaitFor([&controller] {
+        const QList<QNetworkReply*> replies = networkOf(controller).findChildren<QNetworkReply*>();
+        return std::all_of(replies.begin(), replies.end(),
+                           [](const QNetworkReply* reply) { return reply->isFinished(); });
+    });
+}
+
+QJsonArray queueOf(const Controller& controller) {
+    return controller.durableState().value(u"queue").toArray();
+}
+
+QJsonObject mutationAt(const Controller& controller, qsizetype index) {
+    return queueOf(controller).at(index).toObject().value(u"mutation").toObject();
+}
+
+QVariantMap listedEntry(const Controller& controller, const QString& key, const QString& value) {
+    const QVariantList entries = controller.entries();
+    for (const QVariant& entry : entries) {
+        if (entry.toMap().value(key).toString() == value) {
+            return entry.toMap();
+        }
+    }
+    return {};
+}

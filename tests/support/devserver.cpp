@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/devserver.h"
+
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QSignalSpy>
+#include <QUrl>
+#include <QUuid>
+
+#include <memory>
+
+namespace {
+
+const QByteArray listening = QByteArrayLiteral("Listening on ");
+
+QString freshId() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
+} // namespace
+
+DevServer::DevServer(Data data) : m_data(data) {
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+}
+
+DevServer::~DevServer() {
+    kill();
+}
+
+bool DevServer::start() {
+    const QString address = m_url.isEmpty() ? QStringLiteral("127.0.0.1:0") : QUrl(m_url).authority();
+    QStringList arguments{QStringLiteral("--listen"), address, QStringLiteral("--database"),
+                          QStringLiteral("sqlite:") + databaseFile()};
+    if (m_data == Data::Demo) {
+        arguments.append(QStringLiteral("--demo"));
+    }
+    m_process.start(QStringLiteral(DEVSERVER_PROGRAM), arguments);
+    QByteArray output;
+    while (!output.contains('\n')) {
+        if (!m_process.waitForReadyRead()) {
+            return false;
+        }
+        output += m_process.readAllStandardOutput();
+    }
+    const QByteArray line = output.first(output.indexOf('\n')).trimmed();
+    m_url = QString::fromUtf8(line.mid(listening.size()));
+    return line.startsWith(listening);
+}
+
+bool DevServer::stop() {
+    m_process.terminate();
+    return m_process.waitForFinished() && m_process.exitStatus() == QProcess::NormalExit &&
+           m_process.exitCode() == 0;
+}
+
+void DevServer::kill() {
+    if (m_process.state() == QProcess::NotRunning) {
+        return;
+    }
+    m_process.kill();
+    m_process.waitForFinished();
+}
+
+DevServer::Answer DevServer::request(const QByteArray& method, const QString& path, const QJsonObject& body,
+                                     const QString& idempotencyKey) const {
+    QNetworkAccessManager network;
+    QNetworkRequest request{QUrl(m_url + QStringLiteral("/v1") + path)};
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    const bool read = method == "GET";
+    if (!read) {
+        request.setRawHeader("Idempotency-Key",
+                             (idempotencyKey.isEmpty() ? freshId() : idempotencyKey).toUtf8());
+    }
+    const QByteArray bytes = read ? QByteArray() : QJsonDocument(body).toJson(QJsonDocument::Compact);
+    const std::unique_ptr<QNetworkReply> reply(network.sendCustomRequest(request, method, bytes));
+    QSignalSpy finished(reply.get(), &QNetworkReply::finished);
+    if (!reply->isFinished() && !finished.wait()) {
+        return {};
+    }
+    return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+            QJsonDocument::fromJson(reply->readAll()).object()};
+}
+
+QString DevServer::workspace() const {
+    const QJsonArray items =
+        request("GET", QStringLiteral("/workspaces")).body.value(u"items").toArray();
+    return items.first().toObject().value(u"id").toString();
+}
+
+QJsonArray DevServer::entries(const QString& workspace) const {
+    const QString id = workspace.isEmpty() ? this->workspace() : workspace;
+    const Answer answer = request("GET", QStringLiteral("/sync/snapshot?workspace_id=") + id);
+    return answer.body.value(u"time_entries").toArray();
+}
+
+QJsonArray DevServer::entriesNamed(const QString& description) const {
+    QJsonArray found;
+    const QJsonArray all = entries();
+    for (const QJsonValue& entry : all) {
+        if (entry.toObject().value(u"description").toString() == description) {
+            found.append(entry);
+        }
+    }
+    return found;
+}
+
+QJsonObject DevServer::push(const QString& operation, const QString& entity, int baseVersion,
+                            const QJsonObject& payload) const {
+    const QString id = freshId();
+    const QJsonObject mutation{
+        {QStringLiteral("mutation_id"), id},
+        {QStringLiteral("device_id"), freshId()},
+        {QStringLiteral("workspace_id"), workspace()},
+        {QStringLiteral("entity_id"), entity},
+        {QStringLiteral("base_version"), baseVersion},
+        {QStringLiteral("operation"), operation},
+        {QStringLiteral("payload"), payload},
+    };
+    const Answer answer = request("POST", QStringLiteral("/sync/push"),
+                                  {{QStringLiteral("mutations"), QJsonArray{mutation}}}, id);
+    return answer.body.value(u"results").toArray().first().toObject();
+}
