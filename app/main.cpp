@@ -77,6 +77,7 @@ int main(int argc, char* argv[]) {
 
     QQuickStyle::setStyle(QStringLiteral("Material"));
     QApplication::setFont(QFont(QStringLiteral("Arimo"), 11));
+    QGuiApplication::setDesktopFileName(QStringLiteral("timer-kelvaro"));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/qt/qml/TimerKelvaro/timer.svg")));
 
     Controller controller;
