@@ -51,8 +51,10 @@ void Connection::open(const DatabaseAddress& address) {
     }
     if (!database.open())
         fail(reasonOf(database.lastError()));
-    if (!sqlite_)
+    if (!sqlite_) {
+        run(QStringLiteral("SET client_min_messages = warning"));
         return;
+    }
     // Working hours are nobody else's business; the journal files take over the mode.
     if (!QFile::setPermissions(address.name, QFileDevice::ReadOwner | QFileDevice::WriteOwner))
         fail(QStringLiteral("its permissions cannot be set"));
@@ -138,11 +140,9 @@ Database::Database(DatabaseAddress address) : address_(std::move(address)) {
 Connection& Database::connection() const {
     thread_local quint64 owner = 0;
     thread_local std::unique_ptr<Connection> current;
-    if (owner != serial_ || !current || !current->isUsable()) {
-        current.reset();
+    if (owner != serial_ || !current || !current->isUsable())
         current = std::make_unique<Connection>(address_);
-        owner = serial_;
-    }
+    owner = serial_;
     return *current;
 }
 

@@ -80,6 +80,7 @@ private:
     QDate today_;
     QTimeZone zone_;
     Random random_;
+    QList<Entry> entries_;
 };
 
 void Demo::write() {
@@ -105,11 +106,12 @@ void Demo::write() {
             workDay(sideJob, day);
     }
     clockChangeNights(sideJob);
+    insertEntries(connection_, entries_);
     addPeriods();
 }
 
 QString Demo::addUser(const QString& email, const QString& name) {
-    const QString id = random_.id();
+    QString id = random_.id();
     connection_.run(
         QStringLiteral("INSERT INTO users (id, email, display_name, timezone) VALUES (?, ?, ?, ?)"),
         {id, email, name, QString::fromLatin1(kZone)});
@@ -117,7 +119,7 @@ QString Demo::addUser(const QString& email, const QString& name) {
 }
 
 QString Demo::addWorkspace(const QString& name, const QString& userId) {
-    const QString id = random_.id();
+    QString id = random_.id();
     connection_.run(QStringLiteral("INSERT INTO workspaces (id, name, created_at) VALUES (?, ?, 1)"),
                     {id, name});
     addMember(id, userId);
@@ -200,7 +202,7 @@ void Demo::addEntry(const Habit& habit, const Project& project, qint64 start, qi
     entry.version = random_.chance(85) ? 2 : random_.between(1, 4);
     if (random_.chance(1))
         entry.deletedAt = stop + random_.between(kMinute, 90 * kMinute);
-    insertEntry(connection_, entry);
+    entries_ += entry;
 }
 
 void Demo::addPeriods() {

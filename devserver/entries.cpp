@@ -66,13 +66,16 @@ std::optional<Entry> findRunning(Connection& connection, const QString& userId) 
                    QStringLiteral(" WHERE user_id = ? AND stop_at IS NULL AND deleted_at IS NULL"), userId);
 }
 
-void insertEntry(Connection& connection, const Entry& entry) {
-    connection.run(QStringLiteral("INSERT INTO time_entries (id, workspace_id, user_id, description,"
-                                  " project_id, tag_ids, billable, start_at, stop_at, deleted_at, version)"
-                                  " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                   {entry.id, entry.workspaceId, entry.userId, textOf(entry.description),
-                    orNull(entry.projectId), QString::fromUtf8(entry.tagIds), int(entry.billable),
-                    entry.startAt, orNull(entry.stopAt), orNull(entry.deletedAt), entry.version});
+void insertEntries(Connection& connection, const QList<Entry>& entries) {
+    QSqlQuery query = connection.prepare(QStringLiteral(
+        "INSERT INTO time_entries (id, workspace_id, user_id, description, project_id, tag_ids,"
+        " billable, start_at, stop_at, deleted_at, version)"
+        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+    for (const Entry& entry : entries)
+        connection.execute(query,
+                           {entry.id, entry.workspaceId, entry.userId, textOf(entry.description),
+                            orNull(entry.projectId), QString::fromUtf8(entry.tagIds), int(entry.billable),
+                            entry.startAt, orNull(entry.stopAt), orNull(entry.deletedAt), entry.version});
 }
 
 void updateEntry(Connection& connection, const Entry& entry) {

@@ -33,7 +33,7 @@ struct Entry {
 /// The user's running timer, in whatever workspace.
 [[nodiscard]] std::optional<Entry> findRunning(Connection& connection, const QString& userId);
 
-void insertEntry(Connection& connection, const Entry& entry);
+void insertEntries(Connection& connection, const QList<Entry>& entries);
 void updateEntry(Connection& connection, const Entry& entry);
 
 /// Appends the entry as the JSON object that clients read; `duration_seconds`

@@ -78,7 +78,7 @@ Verdict createEntry(Connection& connection, const QString& userId, const Mutatio
     const Entry entry = changed(blank, change);
     if (const auto verdict = obstacle(connection, std::nullopt, entry))
         return *verdict;
-    insertEntry(connection, entry);
+    insertEntries(connection, {entry});
     return {};
 }
 

@@ -23,7 +23,10 @@ namespace {
 
 constexpr char kJson[] = "application/json";
 constexpr size_t kWorkers = 32; // each kept-alive connection holds one
-constexpr size_t kLargestBody = 1024 * 1024;
+constexpr size_t kLargestBody = size_t{1024} * 1024;
+// A body up to here is read before it is refused: who is still sending does
+// not hear an answer.
+constexpr size_t kLargestRead = 8 * kLargestBody;
 
 void sendError(httplib::Response& response, const ApiError& error) {
     response.status = error.status;
@@ -95,7 +98,7 @@ Server::Server(DatabaseAddress database)
     http_->new_task_queue = [] { return new httplib::ThreadPool(kWorkers); };
     http_->set_tcp_nodelay(true);
     http_->set_keep_alive_max_count(10'000);
-    http_->set_payload_max_length(kLargestBody);
+    http_->set_payload_max_length(kLargestRead);
     http_->set_socket_options(shareNothing);
     addErrorReplies();
     addRoutes();

@@ -13,7 +13,7 @@ constexpr qint64 kEpochDay = 2440588; // the Julian day of 1970-01-01
 constexpr qint64 kDay = 86400;
 
 qint64 secondsAt(QDate date, int hour, int minute, int second) {
-    return (date.toJulianDay() - kEpochDay) * kDay + hour * 3600 + minute * 60 + second;
+    return (date.toJulianDay() - kEpochDay) * kDay + qint64{hour} * 3600 + qint64{minute} * 60 + second;
 }
 
 void writeDigits(char* to, int width, int value) {

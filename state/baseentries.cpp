@@ -8,8 +8,25 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr auto Id = "id"_L1;
+constexpr auto WorkspaceId = "workspace_id"_L1;
+constexpr auto UserId = "user_id"_L1;
+
+BaseEntries::Prefix prefixOf(const QString& id) {
+    BaseEntries::Prefix prefix{};
+    const auto units = static_cast<std::size_t>(id.size());
+    std::copy_n(id.utf16(), std::min(units, prefix.size()), prefix.begin());
+    return prefix;
+}
+
+bool haveSameId(const BaseEntries::Row& left, const BaseEntries::Row& right) {
+    return left.prefix == right.prefix && left.id() == right.id();
+}
+
 bool comesBefore(const BaseEntries::Row& left, const BaseEntries::Row& right) {
-    const int order = left.id.compare(right.id);
+    if (left.prefix != right.prefix)
+        return left.prefix < right.prefix;
+    const int order = left.id().compare(right.id());
     return order == 0 ? left.source < right.source : order < 0;
 }
 
@@ -23,6 +40,7 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
         m_user = user;
         m_periods = periods;
         m_locks = PeriodLocks(periods);
+        m_ownLocks = m_locks.of(workspace, user);
         m_rows.clear();
         m_source = {};
     } else if (source == m_source) {
@@ -33,7 +51,9 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
     }
 
     std::vector<bool> kept(static_cast<std::size_t>(source.size()));
-    std::vector<Row> fresh;
+    Rows fresh;
+    if (m_rows.empty())
+        fresh.reserve(kept.size());
     for (qsizetype i = 0; i < source.size(); ++i) {
         const QJsonObject entry = source.at(i).toObject();
         if (i < m_source.size() && entry == m_source.at(i).toObject())
@@ -50,42 +70,59 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
 }
 
 bool BaseEntries::owns(const QJsonObject& entry) const {
-    return entry.value("workspace_id"_L1).toString() == m_workspace &&
-           entry.value("user_id"_L1).toString() == m_user;
+    return entry.value(WorkspaceId).toString() == m_workspace && entry.value(UserId).toString() == m_user;
 }
 
-BaseEntries::Row BaseEntries::makeRow(const QJsonObject& entry, qsizetype source) {
-    Row row{entry.value("id"_L1).toString(), source, {}};
+bool BaseEntries::isLocked(const QJsonObject& entry) const {
+    const QJsonValue workspace = entry.value(WorkspaceId);
+    const QJsonValue user = entry.value(UserId);
+    if (workspace == m_workspace && user == m_user)
+        return m_ownLocks.cover(entry);
+    return m_locks.of(workspace, user).cover(entry);
+}
+
+QString BaseEntries::Row::id() const {
+    return projected.value(Id).toString();
+}
+
+BaseEntries::Row BaseEntries::makeRow(const QJsonObject& entry, qsizetype source) const {
+    const QString id = entry.value(Id).toString();
     // A reload may have moved the entry to another place in the list.
-    const Row* const known = findRow(row.id);
-    if (known && m_source.at(known->source).toObject() == entry) {
-        row.projected = known->projected;
-        return row;
-    }
-    row.projected = entry;
-    row.projected.insert("period_locked"_L1, isLocked(entry));
-    return row;
+    const auto [first, last] = rowsOf(id);
+    if (first != last && m_source.at(std::prev(last)->source).toObject() == entry)
+        return {first->prefix, source, std::prev(last)->projected};
+    // What reads as a non-empty text is that text; a missing or wrong-typed
+    // owner reads as an empty one and is compared as what it is.
+    const bool exactOwner = !m_workspace.isEmpty() && !m_user.isEmpty();
+    QJsonObject projected = entry;
+    projected.insert("period_locked"_L1, exactOwner ? m_ownLocks.cover(entry) : isLocked(entry));
+    return {prefixOf(id), source, std::move(projected)};
 }
 
-void BaseEntries::merge(std::vector<Row> fresh) {
+void BaseEntries::merge(Rows fresh) {
     std::sort(fresh.begin(), fresh.end(), comesBefore);
     const auto middle = std::ssize(m_rows);
     m_rows.insert(m_rows.end(), std::make_move_iterator(fresh.begin()), std::make_move_iterator(fresh.end()));
     std::inplace_merge(m_rows.begin(), m_rows.begin() + middle, m_rows.end(), comesBefore);
+    for (auto row = m_rows.begin(); row != m_rows.end(); ++row) {
+        const auto next = std::next(row);
+        row->superseded = next != m_rows.end() && haveSameId(*row, *next);
+    }
 }
 
-const BaseEntries::Row* BaseEntries::findRow(const QString& id) const {
-    const auto after = std::upper_bound(m_rows.cbegin(), m_rows.cend(), id,
-                                        [](const QString& key, const Row& row) { return key < row.id; });
-    if (after == m_rows.cbegin())
-        return nullptr;
-    const Row& row = *std::prev(after);
-    return row.id == id ? &row : nullptr;
+BaseEntries::Range BaseEntries::rowsOf(const QString& id) const {
+    const Prefix prefix = prefixOf(id);
+    const auto first = std::partition_point(m_rows.cbegin(), m_rows.cend(), [&](const Row& row) {
+        return row.prefix == prefix ? row.id() < id : row.prefix < prefix;
+    });
+    const auto last = std::find_if(first, m_rows.cend(),
+                                   [&](const Row& row) { return row.prefix != prefix || row.id() != id; });
+    return {first, last};
 }
 
 std::optional<QJsonObject> BaseEntries::find(const QString& id) const {
-    const Row* const row = findRow(id);
-    if (!row)
+    const auto [first, last] = rowsOf(id);
+    if (first == last)
         return std::nullopt;
-    return m_source.at(row->source).toObject();
+    return m_source.at(std::prev(last)->source).toObject();
 }

@@ -7,7 +7,9 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <array>
 #include <optional>
+#include <utility>
 #include <vector>
 
 /// The snapshot's entries of one user in one workspace, ordered by id and with
@@ -15,11 +17,21 @@
 /// one before, and unchanged entries keep sharing their data.
 class BaseEntries {
 public:
+    /// The id's first code units, padded with zeros: most ids differ there, so
+    /// ordering the rows seldom has to read an id.
+    using Prefix = std::array<char16_t, 8>;
+
     struct Row {
-        QString id;
-        qsizetype source;      ///< index in the snapshot's `time_entries`
-        QJsonObject projected; ///< the entry with `period_locked`
+        Prefix prefix;
+        qsizetype source;        ///< index in the snapshot's `time_entries`
+        QJsonObject projected;   ///< the entry with `period_locked`
+        bool superseded = false; ///< a later entry has the same id
+
+        [[nodiscard]] QString id() const;
     };
+
+    using Rows = std::vector<Row>;
+    using Range = std::pair<Rows::const_iterator, Rows::const_iterator>;
 
     /// Follows `snapshot`. Returns false when the rows are the same as before.
     bool update(const QString& workspace, const QString& user, const QJsonObject& snapshot);
@@ -27,21 +39,23 @@ public:
     /// The entry as the snapshot has it, without `period_locked`.
     [[nodiscard]] std::optional<QJsonObject> find(const QString& id) const;
 
-    /// Ordered by id. Of neighbours with the same id only the last one counts.
-    [[nodiscard]] const std::vector<Row>& rows() const { return m_rows; }
+    /// Ordered by id, then by place in the snapshot.
+    [[nodiscard]] const Rows& rows() const { return m_rows; }
+    [[nodiscard]] Range rowsOf(const QString& id) const;
 
-    [[nodiscard]] bool isLocked(const QJsonObject& entry) { return m_locks.covers(entry); }
+    /// SyncState::isLocked under the snapshot's periods.
+    [[nodiscard]] bool isLocked(const QJsonObject& entry) const;
 
 private:
     [[nodiscard]] bool owns(const QJsonObject& entry) const;
-    [[nodiscard]] const Row* findRow(const QString& id) const;
-    [[nodiscard]] Row makeRow(const QJsonObject& entry, qsizetype source);
-    void merge(std::vector<Row> fresh);
+    [[nodiscard]] Row makeRow(const QJsonObject& entry, qsizetype source) const;
+    void merge(Rows fresh);
 
     QString m_workspace;
     QString m_user;
     QJsonArray m_periods;
     QJsonArray m_source;
     PeriodLocks m_locks;
-    std::vector<Row> m_rows;
+    LockedSpans m_ownLocks;
+    Rows m_rows;
 };

@@ -10,8 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto WorkspaceId = "workspace_id"_L1;
-constexpr auto UserId = "user_id"_L1;
 constexpr auto StartAt = "start_at"_L1;
 
 using Instant = std::numeric_limits<qint64>;
@@ -35,39 +33,30 @@ PeriodLocks::PeriodLocks(const QJsonArray& periods) {
             continue;
         const QDateTime start = stamp(period.value(StartAt));
         m_closed.push_back(
-            {period.value(WorkspaceId),
-             period.value(UserId),
+            {period.value("workspace_id"_L1),
+             period.value("user_id"_L1),
              {start.isValid() ? start.toMSecsSinceEpoch() : Instant::min(), end.toMSecsSinceEpoch()}});
     }
-    selectOwner(m_workspace, m_user);
 }
 
-void PeriodLocks::selectOwner(const QJsonValue& workspace, const QJsonValue& user) {
-    m_workspace = workspace;
-    m_user = user;
-    m_owned.clear();
+LockedSpans PeriodLocks::of(const QJsonValue& workspace, const QJsonValue& user) const {
+    LockedSpans spans;
     for (const Period& period : m_closed) {
         if (period.workspace == workspace && period.user == user)
-            m_owned.push_back(period.span);
+            spans.add(period.span);
     }
+    return spans;
 }
 
-bool PeriodLocks::covers(const QJsonObject& entry) {
-    if (m_closed.empty())
+bool LockedSpans::cover(const QJsonObject& entry) const {
+    if (m_spans.empty())
         return false;
-    const QJsonValue workspace = entry.value(WorkspaceId);
-    const QJsonValue user = entry.value(UserId);
-    if (workspace != m_workspace || user != m_user)
-        selectOwner(workspace, user);
-    if (m_owned.empty())
-        return false;
-
     const QDateTime start = stamp(entry.value(StartAt));
     if (!start.isValid())
         return false;
     const QDateTime stop = stamp(entry.value("stop_at"_L1));
     const qint64 from = start.toMSecsSinceEpoch();
     const qint64 until = stop.isValid() ? stop.toMSecsSinceEpoch() : Instant::max();
-    return std::any_of(m_owned.cbegin(), m_owned.cend(),
+    return std::any_of(m_spans.cbegin(), m_spans.cend(),
                        [=](const Span& span) { return from < span.end && until > span.start; });
 }

@@ -7,33 +7,39 @@
 
 #include <vector>
 
-/// The lock rule of SyncState::isLocked, prepared for many entries: each closed
-/// period's times are read once, and an entry meets only the periods of its own
-/// user and workspace.
-class PeriodLocks {
+/// The closed periods of one user in one workspace.
+class LockedSpans {
 public:
-    explicit PeriodLocks(const QJsonArray& periods = {});
-
-    /// Not const: remembers the owner it was last asked about, because entries
-    /// come in long runs of one owner.
-    [[nodiscard]] bool covers(const QJsonObject& entry);
-
-private:
     /// Half open, in milliseconds since the epoch.
     struct Span {
         qint64 start;
         qint64 end;
     };
+
+    void add(Span span) { m_spans.push_back(span); }
+    /// Whether one of them overlaps the entry, whoever owns it.
+    [[nodiscard]] bool cover(const QJsonObject& entry) const;
+
+private:
+    std::vector<Span> m_spans;
+};
+
+/// The lock rule of SyncState::isLocked, prepared for many entries: the times
+/// of each closed period are read once.
+class PeriodLocks {
+public:
+    explicit PeriodLocks(const QJsonArray& periods = {});
+
+    /// The periods that can lock an entry with these `workspace_id` and
+    /// `user_id`, compared as JSON values.
+    [[nodiscard]] LockedSpans of(const QJsonValue& workspace, const QJsonValue& user) const;
+
+private:
     struct Period {
         QJsonValue workspace;
         QJsonValue user;
-        Span span;
+        LockedSpans::Span span;
     };
 
-    void selectOwner(const QJsonValue& workspace, const QJsonValue& user);
-
     std::vector<Period> m_closed;
-    QJsonValue m_workspace;
-    QJsonValue m_user;
-    std::vector<Span> m_owned;
 };

@@ -26,7 +26,7 @@ constexpr auto EntityId = "entity_id"_L1;
 /// The queue on top of the base entries: the entities it touches and the timer.
 class Overlay {
 public:
-    Overlay(BaseEntries& base, QString workspace, QString user)
+    Overlay(const BaseEntries& base, QString workspace, QString user)
         : m_base(base), m_workspace(std::move(workspace)), m_user(std::move(user)) {}
 
     void takeServerTimer(const QJsonObject& timer);
@@ -39,7 +39,7 @@ private:
     void updateTimer(const QString& id, const QJsonObject& entity);
     [[nodiscard]] QJsonObject find(const QString& id) const;
 
-    BaseEntries& m_base;
+    const BaseEntries& m_base;
     const QString m_workspace;
     const QString m_user;
     QSet<QString> m_conflicts;
@@ -150,25 +150,22 @@ QJsonObject Overlay::find(const QString& id) const {
 
 QJsonObject Overlay::result() const {
     QJsonArray entries;
-    auto touched = m_touched.cbegin();
-    const auto appendTouched = [&] {
-        QJsonObject entity = touched->second;
+    auto row = m_base.rows().cbegin();
+    const auto appendRowsUpTo = [&](BaseEntries::Rows::const_iterator stop) {
+        for (; row != stop; ++row) {
+            if (!row->superseded)
+                entries.append(row->projected);
+        }
+    };
+    for (const auto& [id, touched] : m_touched) {
+        const auto [first, last] = m_base.rowsOf(id);
+        appendRowsUpTo(first);
+        row = last;
+        QJsonObject entity = touched;
         entity.insert("period_locked"_L1, m_base.isLocked(entity));
         entries.append(entity);
-        ++touched;
-    };
-    const auto& rows = m_base.rows();
-    for (auto row = rows.cbegin(); row != rows.cend(); ++row) {
-        while (touched != m_touched.cend() && touched->first < row->id)
-            appendTouched();
-        const auto next = std::next(row);
-        const bool superseded = next != rows.cend() && next->id == row->id;
-        const bool overlaid = touched != m_touched.cend() && touched->first == row->id;
-        if (!superseded && !overlaid)
-            entries.append(row->projected);
     }
-    while (touched != m_touched.cend())
-        appendTouched();
+    appendRowsUpTo(m_base.rows().cend());
     return {{"entries"_L1, entries}, {"timer"_L1, m_timer}};
 }
 

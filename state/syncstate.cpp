@@ -16,6 +16,7 @@ constexpr auto Timer = "timer"_L1;
 constexpr auto Status = "status"_L1;
 constexpr auto MutationId = "mutation_id"_L1;
 constexpr auto WorkspaceId = "workspace_id"_L1;
+constexpr auto UserId = "user_id"_L1;
 
 QJsonObject mutationOf(const QJsonObject& item) {
     return item.value("mutation"_L1).toObject();
@@ -41,7 +42,7 @@ bool isHead(const QJsonObject& state, const QJsonObject& item) {
 bool isInScope(const QJsonObject& canonical, const QJsonObject& mutation, const QJsonObject& state) {
     return canonical.value(Id) == mutation.value("entity_id"_L1) &&
            canonical.value(WorkspaceId) == mutation.value(WorkspaceId) &&
-           canonical.value("user_id"_L1) == state.value("me"_L1).toObject().value(Id);
+           canonical.value(UserId) == state.value("me"_L1).toObject().value(Id);
 }
 
 /// Why the result must not be applied; null when it may.
@@ -134,5 +135,5 @@ bool SyncState::acknowledge(QJsonObject& state, const QJsonObject& item, const Q
 }
 
 bool SyncState::isLocked(const QJsonObject& entry, const QJsonArray& periods) {
-    return PeriodLocks(periods).covers(entry);
+    return PeriodLocks(periods).of(entry.value(WorkspaceId), entry.value(UserId)).cover(entry);
 }

@@ -9,8 +9,8 @@
 namespace {
 
 const QString awaiting = QStringLiteral("Local changes await acknowledgement");
-const QString blocked = QStringLiteral(
-    "Sync conflict retained with its original payload. Inspect or export it; period locks cannot be bypassed.");
+const QString blocked = QStringLiteral("Sync conflict retained with its original payload. Inspect or export "
+                                       "it; period locks cannot be bypassed.");
 const QString push = QStringLiteral("/v1/sync/push");
 
 QJsonObject closedEntry(const QString& id) {
@@ -219,8 +219,8 @@ void ConflictsTest::conflictDetailsListRetainedItemsOnly() {
                                              {{QStringLiteral("description"), QStringLiteral("תיאור")}},
                                              QStringLiteral("conflict"));
     conflict.insert(u"result", QJsonObject{{QStringLiteral("message"), QStringLiteral("Too late")}});
-    const QJsonObject rejected =
-        sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e3"), {}, QStringLiteral("rejected"));
+    const QJsonObject rejected = sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e3"), {},
+                                                   QStringLiteral("rejected"));
     controller.applyDurable(sample::durable(sample::snapshot(), {conflict, pending, rejected}));
     const QString details = controller.conflictDetails();
     QCOMPARE(QJsonDocument::fromJson(details.toUtf8()).array(), QJsonArray({conflict, rejected}));

@@ -179,8 +179,9 @@ void ConnectionTest::whatWasLoadedIsThereWithoutTheServer() {
     m_controller->connectServer(m_peer->url());
     QTRY_COMPARE(m_controller->entries().size(), 1);
     QTRY_VERIFY(!m_controller->busy());
-    QCOMPARE(m_controller->message(), QStringLiteral("Session unavailable or revoked. Cached work retained; no "
-                                                     "developer fallback was attempted."));
+    QCOMPARE(m_controller->message(),
+             QStringLiteral("Session unavailable or revoked. Cached work retained; no "
+                            "developer fallback was attempted."));
     QCOMPARE(m_controller->durableState(), state);
 }
 
@@ -192,8 +193,9 @@ void ConnectionTest::anIdentityThatFailsKeepsEverything() {
         m_peer->forgetRequests();
         m_controller->connectServer(m_peer->url());
         QTRY_VERIFY(!m_controller->busy());
-        QCOMPARE(m_controller->message(), QStringLiteral("Session unavailable or revoked. Cached work retained; "
-                                                         "no developer fallback was attempted."));
+        QCOMPARE(m_controller->message(),
+                 QStringLiteral("Session unavailable or revoked. Cached work retained; "
+                                "no developer fallback was attempted."));
         QCOMPARE(m_peer->log(), QStringList{QStringLiteral("GET /v1/me")});
         QCOMPARE(m_controller->durableState(), state);
     }
@@ -270,7 +272,8 @@ void ConnectionTest::aWorkspaceListThatFailsKeepsTheList() {
 
 void ConnectionTest::anAccountWithoutWorkspaceShowsNothing() {
     QVERIFY(load());
-    for (const PeerReply& reply : {PeerReply::json({{QStringLiteral("items"), QJsonArray()}}), PeerReply::json({})}) {
+    for (const PeerReply& reply :
+         {PeerReply::json({{QStringLiteral("items"), QJsonArray()}}), PeerReply::json({})}) {
         m_peer->answer("GET", workspacesPath, reply);
         m_peer->forgetRequests();
         m_controller->fetchIdentity();
@@ -319,12 +322,14 @@ void ConnectionTest::aSnapshotThatFailsKeepsTheCache() {
     const QJsonObject state = m_controller->durableState();
     const QByteArray record = sealedRecord(m_peer->url());
     QSignalSpy ready(m_controller.get(), &Controller::ready);
-    for (const PeerReply& reply : {failure(), PeerReply::text("<html>"), PeerReply::only(PeerReply::Delivery::Close)}) {
+    for (const PeerReply& reply :
+         {failure(), PeerReply::text("<html>"), PeerReply::only(PeerReply::Delivery::Close)}) {
         m_peer->answer("GET", snapshotPath, reply);
         m_controller->refresh();
         QVERIFY(m_controller->busy());
         QTRY_VERIFY(!m_controller->busy());
-        QCOMPARE(m_controller->message(), QStringLiteral("Server unavailable. Encrypted cached data retained."));
+        QCOMPARE(m_controller->message(),
+                 QStringLiteral("Server unavailable. Encrypted cached data retained."));
         QCOMPARE(m_controller->durableState(), state);
         QCOMPARE(m_controller->entries().size(), 1);
     }
@@ -370,7 +375,8 @@ void ConnectionTest::queuedWorkHoldsTheServer() {
                                              QStringLiteral("conflict"))});
     m_controller->applyDurable(queued);
     m_peer->forgetRequests();
-    for (const QString& address : {QStringLiteral("http://localhost:1"), m_peer->url(), QStringLiteral("nonsense")}) {
+    for (const QString& address :
+         {QStringLiteral("http://localhost:1"), m_peer->url(), QStringLiteral("nonsense")}) {
         m_controller->connectServer(address);
         QCOMPARE(m_controller->message(), QStringLiteral("Pending work prevents changing server or account"));
         QCOMPARE(m_controller->server(), m_peer->url());
@@ -448,8 +454,9 @@ void ConnectionTest::signedOutNothingIsAskedUntilThePersonConnectsAgain() {
     storeSignedOut();
     m_controller->connectServer(m_peer->url());
     QTRY_VERIFY(!m_controller->busy());
-    QCOMPARE(m_controller->message(),
-             QStringLiteral("Signed out. Use personal login, or explicitly reconnect for private development."));
+    QCOMPARE(
+        m_controller->message(),
+        QStringLiteral("Signed out. Use personal login, or explicitly reconnect for private development."));
     m_controller->fetchIdentity();
     m_controller->synchronize();
     QVERIFY(!m_controller->busy());
@@ -494,14 +501,14 @@ void ConnectionTest::anAlteredRecordStopsBeforeAnyRequest() {
     m_controller.reset();
     QByteArray record = sealedRecord(m_peer->url());
     record[record.size() - 1] = static_cast<char>(record.back() ^ 1);
-    QVERIFY(replaceSealedRecord(m_peer->url(), record));
+    replaceSealedRecord(m_peer->url(), record);
     m_controller = std::make_unique<Controller>();
     m_peer->forgetRequests();
     m_controller->connectServer(m_peer->url());
     QTRY_VERIFY(!m_controller->busy());
-    QCOMPARE(
-        m_controller->message(),
-        QStringLiteral("Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
+    QCOMPARE(m_controller->message(),
+             QStringLiteral(
+                 "Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
     QVERIFY(!m_controller->secureStorage());
     QVERIFY(!m_controller->persist());
     QVERIFY(m_peer->requests().isEmpty());

@@ -14,22 +14,19 @@ const QString saveFailed =
     QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally.");
 
 QJsonObject emptyDocument() {
-    return {{QStringLiteral("auth"), QJsonObject()},
-            {QStringLiteral("signed_out"), false},
-            {QStringLiteral("me"), QJsonObject()},
-            {QStringLiteral("workspaces"), QJsonArray()},
-            {QStringLiteral("workspace"), QString()},
-            {QStringLiteral("snapshot"), QJsonObject()},
-            {QStringLiteral("timer"), QJsonObject()},
-            {QStringLiteral("queue"), QJsonArray()}};
+    return {{QStringLiteral("auth"), QJsonObject()},  {QStringLiteral("signed_out"), false},
+            {QStringLiteral("me"), QJsonObject()},    {QStringLiteral("workspaces"), QJsonArray()},
+            {QStringLiteral("workspace"), QString()}, {QStringLiteral("snapshot"), QJsonObject()},
+            {QStringLiteral("timer"), QJsonObject()}, {QStringLiteral("queue"), QJsonArray()}};
 }
 
 QJsonObject makeFullDocument() {
     const QString start = QStringLiteral("2024-03-01T08:00:00Z");
-    QJsonObject state = sample::durable(
-        sample::snapshot({sample::entry(QStringLiteral("e1"), start, QStringLiteral("2024-03-01T09:00:00Z"))}),
-        {sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"),
-                           {{QStringLiteral("description"), QStringLiteral("Edited")}})});
+    QJsonObject state =
+        sample::durable(sample::snapshot({sample::entry(QStringLiteral("e1"), start,
+                                                        QStringLiteral("2024-03-01T09:00:00Z"))}),
+                        {sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"),
+                                           {{QStringLiteral("description"), QStringLiteral("Edited")}})});
     state.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")},
                                       {QStringLiteral("user_id"), QStringLiteral("user-1")}});
     state.insert(u"signed_out", true);

@@ -29,7 +29,8 @@ QJsonArray threeEdits() {
 }
 
 QJsonObject threeEntries() {
-    return sample::snapshot({base(QStringLiteral("e1")), base(QStringLiteral("e2")), base(QStringLiteral("e3"))});
+    return sample::snapshot(
+        {base(QStringLiteral("e1")), base(QStringLiteral("e2")), base(QStringLiteral("e3"))});
 }
 
 QJsonObject mutationOf(const QJsonValue& item) {
@@ -74,8 +75,9 @@ void PushTest::theQueueIsPushedOneByOneInOrder() {
     QVERIFY(ready.wait());
     const QString me = QStringLiteral("GET /v1/me");
     const QString post = QStringLiteral("POST /v1/sync/push");
-    QCOMPARE(desk.peer.log(), QStringList({me, post, me, post, me, post, QStringLiteral("GET /v1/sync/snapshot"),
-                                           QStringLiteral("GET /v1/me/timer")}));
+    QCOMPARE(desk.peer.log(),
+             QStringList({me, post, me, post, me, post, QStringLiteral("GET /v1/sync/snapshot"),
+                          QStringLiteral("GET /v1/me/timer")}));
     const QList<PeerRequest> pushes = desk.peer.requests("POST", push);
     for (qsizetype i = 0; i < queue.size(); ++i) {
         QCOMPARE(sample::pushed(pushes.at(i)), mutationOf(queue.at(i)));
@@ -97,7 +99,8 @@ void PushTest::theBodyIsTheStoredRecordUnderItsOwnKey() {
              QJsonObject({{QStringLiteral("mutations"), QJsonArray{item.value(u"mutation")}}}));
     QCOMPARE(QString::fromLatin1(request.headers.value("idempotency-key")),
              mutationOf(item).value(u"mutation_id").toString());
-    QVERIFY(!desk.peer.requests("GET", QStringLiteral("/v1/me")).value(0).headers.contains("idempotency-key"));
+    QVERIFY(
+        !desk.peer.requests("GET", QStringLiteral("/v1/me")).value(0).headers.contains("idempotency-key"));
 }
 
 void PushTest::anotherAccountGetsNothing() {
@@ -207,8 +210,8 @@ void PushTest::anAnswerThatDoesNotFitChangesNothing_data() {
     QTest::newRow("unknown status") << status(QStringLiteral("merged")) << unknown;
     QTest::newRow("status missing") << status(QJsonValue()) << unknown;
     QTest::newRow("another entry") << canonical(QStringLiteral("id"), QStringLiteral("e2")) << scope;
-    QTest::newRow("another workspace") << canonical(QStringLiteral("workspace_id"), QStringLiteral("ws-2"))
-                                       << scope;
+    QTest::newRow("another workspace")
+        << canonical(QStringLiteral("workspace_id"), QStringLiteral("ws-2")) << scope;
     QTest::newRow("another user") << canonical(QStringLiteral("user_id"), QStringLiteral("user-2")) << scope;
     QTest::newRow("accepted without entry")
         << QJsonArray{QJsonObject{{QStringLiteral("canonical"), QJsonObject()}}}
@@ -243,7 +246,8 @@ void PushTest::anAnswerThatDoesNotFitChangesNothing() {
     QCOMPARE(desk.controller->durableState(), state);
     QCOMPARE(sealedRecord(desk.peer.url()), sealed);
     QVERIFY(waitForSilence(*desk.controller));
-    QCOMPARE(desk.peer.log(), QStringList({QStringLiteral("GET /v1/me"), QStringLiteral("POST /v1/sync/push")}));
+    QCOMPARE(desk.peer.log(),
+             QStringList({QStringLiteral("GET /v1/me"), QStringLiteral("POST /v1/sync/push")}));
 }
 
 void PushTest::aFailedSaveWhileAcknowledgingIsReplayedUnderTheSameKey() {
@@ -256,8 +260,9 @@ void PushTest::aFailedSaveWhileAcknowledgingIsReplayedUnderTheSameKey() {
     {
         const SaveBlocker blocker(desk.peer.url());
         desk.controller->synchronize();
-        QTRY_COMPARE(desk.controller->message(),
-                     QStringLiteral("Secure local acknowledgement save failed; original queue retained for replay"));
+        QTRY_COMPARE(
+            desk.controller->message(),
+            QStringLiteral("Secure local acknowledgement save failed; original queue retained for replay"));
     }
     QVERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->durableState(), state);
@@ -287,8 +292,9 @@ void PushTest::aFailedSaveOfTheThirdKeepsTheFirstTwo() {
         return sample::accept(request);
     });
     desk.controller->synchronize();
-    QTRY_COMPARE(desk.controller->message(),
-                 QStringLiteral("Secure local acknowledgement save failed; original queue retained for replay"));
+    QTRY_COMPARE(
+        desk.controller->message(),
+        QStringLiteral("Secure local acknowledgement save failed; original queue retained for replay"));
     blocker.reset();
     QCOMPARE(queueOf(*desk.controller), QJsonArray{queue.at(2)});
     QCOMPARE(desk.stored(), desk.controller->durableState());
@@ -356,7 +362,8 @@ void PushTest::synchronizeRefusesWhenItMust() {
         QVERIFY(desk.load());
     }
     if (reason == QStringLiteral("busy")) {
-        desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::only(PeerReply::Delivery::Never));
+        desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"),
+                         PeerReply::only(PeerReply::Delivery::Never));
         desk.controller->refresh();
         QTRY_COMPARE(desk.peer.requests("GET", QStringLiteral("/v1/sync/snapshot")).size(), 2);
     }
@@ -381,7 +388,8 @@ void PushTest::synchronizeWithNothingQueuedReloads() {
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
     desk.controller->synchronize();
     QVERIFY(ready.wait());
-    QCOMPARE(desk.peer.log(), QStringList({QStringLiteral("GET /v1/sync/snapshot"), QStringLiteral("GET /v1/me/timer")}));
+    QCOMPARE(desk.peer.log(),
+             QStringList({QStringLiteral("GET /v1/sync/snapshot"), QStringLiteral("GET /v1/me/timer")}));
     QCOMPARE(desk.controller->entries().size(), 3);
 }
 

@@ -117,7 +117,8 @@ void QueueTest::anItemHasExactlyItsKeys() {
     Desk desk;
     QVERIFY(desk.load());
     desk.holdPushes();
-    desk.controller->enqueue(QStringLiteral("entry.update"), QStringLiteral("e1"), 7, payload(QStringLiteral("d")));
+    desk.controller->enqueue(QStringLiteral("entry.update"), QStringLiteral("e1"), 7,
+                             payload(QStringLiteral("d")));
     const QJsonObject item = queueOf(*desk.controller).first().toObject();
     const QJsonObject mutation = item.value(u"mutation").toObject();
     const QString id = mutation.value(u"mutation_id").toString();
@@ -125,14 +126,14 @@ void QueueTest::anItemHasExactlyItsKeys() {
     QCOMPARE(id.size(), 36);
     QCOMPARE(item, QJsonObject({{QStringLiteral("status"), QStringLiteral("pending")},
                                 {QStringLiteral("mutation"), mutation}}));
-    QCOMPARE(mutation,
-             QJsonObject({{QStringLiteral("mutation_id"), id},
-                          {QStringLiteral("device_id"), QSettings().value(QStringLiteral("device")).toString()},
-                          {QStringLiteral("workspace_id"), QStringLiteral("ws-1")},
-                          {QStringLiteral("entity_id"), QStringLiteral("e1")},
-                          {QStringLiteral("base_version"), 7},
-                          {QStringLiteral("operation"), QStringLiteral("entry.update")},
-                          {QStringLiteral("payload"), payload(QStringLiteral("d"))}}));
+    QCOMPARE(mutation, QJsonObject({{QStringLiteral("mutation_id"), id},
+                                    {QStringLiteral("device_id"),
+                                     QSettings().value(QStringLiteral("device")).toString()},
+                                    {QStringLiteral("workspace_id"), QStringLiteral("ws-1")},
+                                    {QStringLiteral("entity_id"), QStringLiteral("e1")},
+                                    {QStringLiteral("base_version"), 7},
+                                    {QStringLiteral("operation"), QStringLiteral("entry.update")},
+                                    {QStringLiteral("payload"), payload(QStringLiteral("d"))}}));
     QVERIFY(mutation.value(u"base_version").isDouble());
 }
 
@@ -157,9 +158,8 @@ void QueueTest::aWriteIsOnDiskBeforeItIsShown() {
     desk.holdPushes();
     const QByteArray before = sealedRecord(desk.peer.url());
     QList<bool> storedWhenShown;
-    connect(desk.controller.get(), &Controller::changed, desk.controller.get(), [&] {
-        storedWhenShown.append(sealedRecord(desk.peer.url()) != before);
-    });
+    connect(desk.controller.get(), &Controller::changed, desk.controller.get(),
+            [&] { storedWhenShown.append(sealedRecord(desk.peer.url()) != before); });
     record(desk, QStringLiteral("one"));
     QCOMPARE(storedWhenShown, QList<bool>{true});
     QCOMPARE(desk.controller->message(), saved);
@@ -245,7 +245,8 @@ void QueueTest::aRetainedHeadStillTakesNewWork() {
     record(desk, QStringLiteral("new"));
     QCOMPARE(desk.controller->pending(), 2);
     QCOMPARE(queueOf(*desk.controller).first().toObject(), head);
-    QCOMPARE(queueOf(*desk.controller).last().toObject().value(u"status").toString(), QStringLiteral("pending"));
+    QCOMPARE(queueOf(*desk.controller).last().toObject().value(u"status").toString(),
+             QStringLiteral("pending"));
     QCOMPARE(desk.stored().value(u"queue").toArray(), queueOf(*desk.controller));
     QVERIFY(desk.peer.requests().isEmpty());
 }

@@ -148,7 +148,8 @@ void RequestsTest::aPostWithoutKeyGetsAFreshOneEachTime() {
 }
 
 void RequestsTest::aPostCarriesTheGivenKeyAndItsBodyAsCompactJson() {
-    const QJsonObject body{{QStringLiteral("b"), QJsonArray{1, 2}}, {QStringLiteral("a"), QStringLiteral("שלום")}};
+    const QJsonObject body{{QStringLiteral("b"), QJsonArray{1, 2}},
+                           {QStringLiteral("a"), QStringLiteral("שלום")}};
     ask("POST", probe, body, QStringLiteral("my-key"));
     const PeerRequest request = m_peer->requests("POST", wholeProbe).value(0);
     QCOMPARE(request.headers.value("idempotency-key"), "my-key");
@@ -178,8 +179,10 @@ void RequestsTest::theTokenGoesEverywhereButToTheLogin() {
     ask("POST", probe);
     ask("POST", QStringLiteral("/auth/login"));
     ask("POST", QStringLiteral("/auth/logout"));
-    QCOMPARE(m_peer->requests("GET", wholeProbe).value(0).headers.value("authorization"), "Bearer secret-token");
-    QCOMPARE(m_peer->requests("POST", wholeProbe).value(0).headers.value("authorization"), "Bearer secret-token");
+    QCOMPARE(m_peer->requests("GET", wholeProbe).value(0).headers.value("authorization"),
+             "Bearer secret-token");
+    QCOMPARE(m_peer->requests("POST", wholeProbe).value(0).headers.value("authorization"),
+             "Bearer secret-token");
     const PeerRequest login = m_peer->requests("POST", QStringLiteral("/v1/auth/login")).value(0);
     QCOMPARE(login.method, "POST");
     QVERIFY(!login.headers.contains("authorization"));
@@ -263,10 +266,10 @@ void RequestsTest::repliesBecomeObjectAndStatus_data() {
     QTest::newRow("200 with HTML") << 200 << QByteArray("<html>") << QByteArray("{}") << 0;
     QTest::newRow("500 with HTML") << 500 << QByteArray("<html>") << QByteArray("{}") << 0;
     QTest::newRow("JSON that stops early") << 200 << QByteArray(R"({"a":1)") << QByteArray("{}") << 0;
-    QTest::newRow("401 with an error") << 401 << QByteArray(R"({"error":{}})") << QByteArray(R"({"error":{}})")
-                                       << 401;
-    QTest::newRow("409 with an error") << 409 << QByteArray(R"({"error":{}})") << QByteArray(R"({"error":{}})")
-                                       << 409;
+    QTest::newRow("401 with an error")
+        << 401 << QByteArray(R"({"error":{}})") << QByteArray(R"({"error":{}})") << 401;
+    QTest::newRow("409 with an error")
+        << 409 << QByteArray(R"({"error":{}})") << QByteArray(R"({"error":{}})") << 409;
     QTest::newRow("503 with an object") << 503 << QByteArray("{}") << QByteArray("{}") << 503;
 }
 
@@ -286,7 +289,8 @@ void RequestsTest::repliesBecomeObjectAndStatus() {
 
 void RequestsTest::aRedirectIsNotFollowed() {
     const QByteArray target = m_peer->url().toUtf8() + "/v1/elsewhere";
-    m_peer->answer("GET", wholeProbe, PeerReply::json({{QStringLiteral("moved"), true}}, 302).with("Location", target));
+    m_peer->answer("GET", wholeProbe,
+                   PeerReply::json({{QStringLiteral("moved"), true}}, 302).with("Location", target));
     const Outcome moved = ask("GET", probe);
     QCOMPARE(moved.status, 302);
     QVERIFY(moved.reply.value(u"moved").toBool());
@@ -368,9 +372,8 @@ void RequestsTest::severalRequestsAreInFlightAtOnce() {
     m_peer->answer("GET", wholeProbe, PeerReply::json({}).delivered(PeerReply::Delivery::Hold));
     int calls = 0;
     for (int i = 0; i < 3; ++i) {
-        m_controller->send("GET", probe, {}, [&calls](const QJsonObject&, int status) {
-            calls += status == 200 ? 1 : 0;
-        });
+        m_controller->send("GET", probe, {},
+                           [&calls](const QJsonObject&, int status) { calls += status == 200 ? 1 : 0; });
     }
     QTRY_COMPARE(m_peer->held(), 3);
     QCOMPARE(calls, 0);

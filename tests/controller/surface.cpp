@@ -67,15 +67,24 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         properties.append(describe(surface.property(i)));
     }
     const QList<QByteArray> expected{
-        "QString server by changed",        "QString message by changed",
-        "QString elapsed by tick",          "QString workspace by changed",
-        "QString timezone by changed",      "QVariantList workspaces by changed",
-        "QVariantList projects by changed", "QVariantList entries by changed",
-        "QVariantList reportRows by changed", "QVariantMap timer by changed",
-        "QVariantMap reportTotals by changed", "QVariantMap importPreview by changed",
-        "int pending by changed",           "bool busy by changed",
-        "bool accountSignedIn by changed",  "QString accountName by changed",
-        "QVariantList periods by changed",  "QString conflictDetails by changed",
+        "QString server by changed",
+        "QString message by changed",
+        "QString elapsed by tick",
+        "QString workspace by changed",
+        "QString timezone by changed",
+        "QVariantList workspaces by changed",
+        "QVariantList projects by changed",
+        "QVariantList entries by changed",
+        "QVariantList reportRows by changed",
+        "QVariantMap timer by changed",
+        "QVariantMap reportTotals by changed",
+        "QVariantMap importPreview by changed",
+        "int pending by changed",
+        "bool busy by changed",
+        "bool accountSignedIn by changed",
+        "QString accountName by changed",
+        "QVariantList periods by changed",
+        "QString conflictDetails by changed",
         "bool secureStorage by changed",
     };
     QCOMPARE(properties, expected);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/devserver.h"
 
+#include "tests/support/sqlitefile.h"
+
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -37,16 +39,17 @@ bool DevServer::start() {
         arguments.append(QStringLiteral("--demo"));
     }
     m_process.start(QStringLiteral(DEVSERVER_PROGRAM), arguments);
-    QByteArray output;
-    while (!output.contains('\n')) {
-        if (!m_process.waitForReadyRead()) {
-            return false;
+    while (m_process.canReadLine() || m_process.waitForReadyRead()) {
+        if (!m_process.canReadLine()) {
+            continue;
         }
-        output += m_process.readAllStandardOutput();
+        const QByteArray line = m_process.readLine().trimmed();
+        if (line.startsWith(listening)) {
+            m_url = QString::fromUtf8(line.sliced(listening.size()));
+            return true;
+        }
     }
-    const QByteArray line = output.first(output.indexOf('\n')).trimmed();
-    m_url = QString::fromUtf8(line.mid(listening.size()));
-    return line.startsWith(listening);
+    return false;
 }
 
 bool DevServer::stop() {
@@ -84,8 +87,7 @@ DevServer::Answer DevServer::request(const QByteArray& method, const QString& pa
 }
 
 QString DevServer::workspace() const {
-    const QJsonArray items =
-        request("GET", QStringLiteral("/workspaces")).body.value(u"items").toArray();
+    const QJsonArray items = request("GET", QStringLiteral("/workspaces")).body.value(u"items").toArray();
     return items.first().toObject().value(u"id").toString();
 }
 
@@ -110,15 +112,22 @@ QJsonObject DevServer::push(const QString& operation, const QString& entity, int
                             const QJsonObject& payload) const {
     const QString id = freshId();
     const QJsonObject mutation{
-        {QStringLiteral("mutation_id"), id},
-        {QStringLiteral("device_id"), freshId()},
-        {QStringLiteral("workspace_id"), workspace()},
-        {QStringLiteral("entity_id"), entity},
-        {QStringLiteral("base_version"), baseVersion},
-        {QStringLiteral("operation"), operation},
+        {QStringLiteral("mutation_id"), id},           {QStringLiteral("device_id"), freshId()},
+        {QStringLiteral("workspace_id"), workspace()}, {QStringLiteral("entity_id"), entity},
+        {QStringLiteral("base_version"), baseVersion}, {QStringLiteral("operation"), operation},
         {QStringLiteral("payload"), payload},
     };
     const Answer answer = request("POST", QStringLiteral("/sync/push"),
                                   {{QStringLiteral("mutations"), QJsonArray{mutation}}}, id);
     return answer.body.value(u"results").toArray().first().toObject();
+}
+
+void DevServer::approve(const QDateTime& from, const QDateTime& to) const {
+    const QString user = request("GET", QStringLiteral("/me")).body.value(u"id").toString();
+    SqliteFile(databaseFile())
+        .run(QStringLiteral(
+                 "INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, "
+                 "timezone, start_at, end_at, version) VALUES (?, ?, ?, 'approved', ?, ?, 'UTC', ?, ?, 1)"),
+             {freshId(), workspace(), user, from.date().toString(Qt::ISODate),
+              to.date().toString(Qt::ISODate), from.toSecsSinceEpoch(), to.toSecsSinceEpoch()});
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
@@ -46,6 +47,9 @@ public:
     /// Another client records one mutation in the first workspace; the result that it gets.
     [[nodiscard]] QJsonObject push(const QString& operation, const QString& entity, int baseVersion,
                                    const QJsonObject& payload) const;
+
+    /// Somebody approves the development user's timesheet of the first workspace for this time.
+    void approve(const QDateTime& from, const QDateTime& to) const;
 
 private:
     QTemporaryDir m_folder;

@@ -21,7 +21,8 @@ namespace sample {
 /// The durable state of a client that has loaded the snapshot.
 [[nodiscard]] QJsonObject durable(const QJsonObject& snapshot, const QJsonArray& queue = {});
 /// A queue item; `status` other than "pending" makes it a retained one.
-[[nodiscard]] QJsonObject queueItem(const QString& operation, const QString& entity, const QJsonObject& payload,
+[[nodiscard]] QJsonObject queueItem(const QString& operation, const QString& entity,
+                                    const QJsonObject& payload,
                                     const QString& status = QStringLiteral("pending"));
 
 /// The server's answer to one mutation.

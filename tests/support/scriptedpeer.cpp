@@ -21,8 +21,9 @@ QByteArray head(const PeerReply& reply) {
         bytes += name + ": " + value + "\r\n";
     }
     if (reply.status != 204) {
-        bytes += "Content-Type: application/json\r\nContent-Length: " +
-                 QByteArray::number(reply.body.size()) + "\r\n";
+        bytes +=
+            "Content-Type: application/json\r\nContent-Length: " + QByteArray::number(reply.body.size()) +
+            "\r\n";
     }
     return bytes + "\r\n";
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tests/support/sqlitefile.h"
+
 #include <QByteArray>
-#include <QSqlDatabase>
 #include <QString>
 
 /// The database that holds the sealed state for one server.
@@ -10,9 +11,7 @@
 
 /// The stored record as it lies on the disk; empty when there is none.
 [[nodiscard]] QByteArray sealedRecord(const QString& server);
-
-/// Replaces the stored record; there has to be one.
-[[nodiscard]] bool replaceSealedRecord(const QString& server, const QByteArray& record);
+void replaceSealedRecord(const QString& server, const QByteArray& record);
 
 /// Makes every save to the vault of one server fail as long as it lives: from a
 /// second connection, so that the client meets a real error of the database.
@@ -29,8 +28,6 @@ public:
     SaveBlocker& operator=(const SaveBlocker&) = delete;
 
 private:
-    void run(const QString& statement);
-
-    QSqlDatabase m_database;
+    SqliteFile m_file;
     How m_how;
 };

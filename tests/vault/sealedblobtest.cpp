@@ -52,7 +52,7 @@ void SealedBlobTest::publishedVectorsOpen_data() {
     QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.errorString()));
     const QJsonArray vectors = QJsonDocument::fromJson(file.readAll()).object()[u"vectors"].toArray();
     QVERIFY(vectors.size() > 4);
-    for (const QJsonValue& vector : vectors)
+    for (const QJsonValue vector : vectors)
         QTest::addRow("%s", qPrintable(vector[u"name"].toString())) << vector.toObject();
 }
 

@@ -23,7 +23,7 @@ bool finishes(QKeychain::Job& job, const QString& scope) {
     job.setKey(VaultHome::hashOf(scope));
     QSignalSpy finished(&job, &QKeychain::Job::finished);
     job.start();
-    return QTest::qWaitFor([&finished] { return !finished.isEmpty(); });
+    return QTest::qWaitFor([&finished] { return !finished.isEmpty(); }, 20000);
 }
 
 } // namespace

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: MIT
+#include "controller/entrylist.h"
+
+#include "controller/controller.h"
+#include "tests/support/sample.h"
+
+#include <QJsonObject>
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+const QString start = QStringLiteral("2024-03-01T08:00:00Z");
+const QString stop = QStringLiteral("2024-03-01T09:00:00Z");
+
+QString text(const QVariant& row, const QString& key) {
+    return row.toMap().value(key).toString();
+}
+
+QStringList ids(const EntryList& list) {
+    QStringList found;
+    for (const QVariant& row : list.rows()) {
+        found.append(text(row, QStringLiteral("id")));
+    }
+    return found;
+}
+
+/// The rules, written down naively: what has to be listed, in any order.
+QVariantList expectedRows(const QJsonArray& entries) {
+    QVariantList rows;
+    for (const QJsonValue& value : entries) {
+        const QJsonObject entry = value.toObject();
+        const bool running = entry.contains(u"stop_at") && entry.value(u"stop_at").isNull();
+        if (running || entry.value(u"deleted_at").isString()) {
+            continue;
+        }
+        QVariantMap row = entry.toVariantMap();
+        const auto seconds = static_cast<qint64>(entry.value(u"duration_seconds").toDouble());
+        row.insert(QStringLiteral("duration_text"), Controller::formatSeconds(seconds));
+        rows.append(row);
+    }
+    return rows;
+}
+
+void sortForComparison(QVariantList& rows) {
+    std::sort(rows.begin(), rows.end(), [](const QVariant& left, const QVariant& right) {
+        return text(left, QStringLiteral("id")) < text(right, QStringLiteral("id"));
+    });
+}
+
+bool newestFirst(const QVariantList& rows) {
+    return std::is_sorted(rows.begin(), rows.end(), [](const QVariant& left, const QVariant& right) {
+        return text(left, QStringLiteral("start_at")) > text(right, QStringLiteral("start_at"));
+    });
+}
+
+QJsonArray values(const std::map<QString, QJsonObject>& entries) {
+    QJsonArray array;
+    for (const auto& [id, entry] : entries) {
+        array.append(entry);
+    }
+    return array;
+}
+
+/// One random change of one entry: added, removed, or altered in what the list looks at.
+void change(std::map<QString, QJsonObject>& entries, QRandomGenerator& random) {
+    const QString id = QString::number(random.bounded(40));
+    // Few different starts, so that many entries share one.
+    const QString begin = QStringLiteral("2024-03-0%1T08:00:00Z").arg(1 + random.bounded(5));
+    QJsonObject entry = sample::entry(id, begin, stop);
+    switch (random.bounded(8)) {
+    case 0:
+        entries.erase(id);
+        return;
+    case 1:
+        entry.insert(u"stop_at", QJsonValue());
+        break;
+    case 2:
+        entry.remove(u"stop_at");
+        break;
+    case 3:
+        entry.insert(u"deleted_at", stop);
+        break;
+    case 4:
+        entry.remove(u"start_at");
+        break;
+    case 5:
+        entry.insert(u"duration_seconds", QJsonValue());
+        break;
+    default:
+        entry.insert(u"duration_seconds", random.bounded(200000));
+        entry.insert(u"local_pending", true);
+        break;
+    }
+    entries[id] = entry;
+}
+
+} // namespace
+
+class EntryListTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void anEmptyArrayListsNothing();
+    void theRunningTimerIsNotListed();
+    void anEntryWithoutAnyStopIsListed();
+    void deletedEntriesAreHidden_data();
+    void deletedEntriesAreHidden();
+    void everyKeyIsKeptAndTheDurationAdded();
+    void durationsAsText_data();
+    void durationsAsText();
+    void theOrderIsThatOfTheTextNotOfTheInstant();
+    void aMissingStartSortsLast();
+    void anUnchangedArrayKeepsTheSharedList();
+    void anyRowOfUpdatesEqualsARebuild();
+};
+
+void EntryListTest::anEmptyArrayListsNothing() {
+    EntryList list;
+    QVERIFY(list.rows().isEmpty());
+    list.update({sample::entry(QStringLiteral("a"), start, stop)});
+    QCOMPARE(list.rows().size(), 1);
+    list.update({});
+    QVERIFY(list.rows().isEmpty());
+}
+
+void EntryListTest::theRunningTimerIsNotListed() {
+    EntryList list;
+    list.update({sample::entry(QStringLiteral("a"), start, QJsonValue()),
+                 sample::entry(QStringLiteral("b"), start, stop)});
+    QCOMPARE(ids(list), QStringList{QStringLiteral("b")});
+}
+
+void EntryListTest::anEntryWithoutAnyStopIsListed() {
+    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    entry.remove(u"stop_at");
+    EntryList list;
+    list.update({entry});
+    QCOMPARE(ids(list), QStringList{QStringLiteral("a")});
+    QVERIFY(!list.rows().first().toMap().contains(QStringLiteral("stop_at")));
+}
+
+void EntryListTest::deletedEntriesAreHidden_data() {
+    QTest::addColumn<QJsonValue>("deletedAt");
+    QTest::addColumn<bool>("listed");
+    QTest::newRow("a time") << QJsonValue(stop) << false;
+    QTest::newRow("any text") << QJsonValue(QStringLiteral("pending-deletion")) << false;
+    QTest::newRow("null") << QJsonValue() << true;
+    QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << true;
+}
+
+void EntryListTest::deletedEntriesAreHidden() {
+    QFETCH(const QJsonValue, deletedAt);
+    QFETCH(const bool, listed);
+    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    entry.insert(u"deleted_at", deletedAt);
+    EntryList list;
+    list.update({entry});
+    QCOMPARE(list.rows().size(), listed ? 1 : 0);
+}
+
+void EntryListTest::everyKeyIsKeptAndTheDurationAdded() {
+    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    entry.insert(u"local_pending", true);
+    entry.insert(u"period_locked", false);
+    entry.insert(u"anything", QJsonArray{1, QStringLiteral("two")});
+    EntryList list;
+    list.update({entry});
+    QVariantMap expected = entry.toVariantMap();
+    expected.insert(QStringLiteral("duration_text"), QStringLiteral("01:00:00"));
+    QCOMPARE(list.rows(), QVariantList{expected});
+}
+
+void EntryListTest::durationsAsText_data() {
+    QTest::addColumn<QJsonValue>("seconds");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("a day but a second") << QJsonValue(86399) << QStringLiteral("23:59:59");
+    QTest::newRow("over a day") << QJsonValue(90000) << QStringLiteral("25:00:00");
+    QTest::newRow("negative") << QJsonValue(-3) << QStringLiteral("00:00:00");
+    QTest::newRow("null") << QJsonValue() << QStringLiteral("00:00:00");
+    QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << QStringLiteral("00:00:00");
+    QTest::newRow("a text") << QJsonValue(QStringLiteral("90")) << QStringLiteral("00:00:00");
+}
+
+void EntryListTest::durationsAsText() {
+    QFETCH(const QJsonValue, seconds);
+    QFETCH(const QString, shown);
+    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    entry.insert(u"duration_seconds", seconds);
+    EntryList list;
+    list.update({entry});
+    QCOMPARE(text(list.rows().first(), QStringLiteral("duration_text")), shown);
+}
+
+void EntryListTest::theOrderIsThatOfTheTextNotOfTheInstant() {
+    EntryList list;
+    // "Z" comes behind "+" in the text, though the instants are the same; the
+    // third is the latest instant and the smallest text.
+    list.update({sample::entry(QStringLiteral("a"), QStringLiteral("2024-03-01T08:00:00+00:00"), stop),
+                 sample::entry(QStringLiteral("b"), QStringLiteral("2024-03-01T08:00:00Z"), stop),
+                 sample::entry(QStringLiteral("c"), QStringLiteral("2024-03-01T07:59:00-05:00"), stop)});
+    QCOMPARE(ids(list), QStringList({QStringLiteral("b"), QStringLiteral("a"), QStringLiteral("c")}));
+}
+
+void EntryListTest::aMissingStartSortsLast() {
+    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    entry.remove(u"start_at");
+    EntryList list;
+    list.update({entry, sample::entry(QStringLiteral("b"), start, stop)});
+    QCOMPARE(ids(list), QStringList({QStringLiteral("b"), QStringLiteral("a")}));
+}
+
+void EntryListTest::anUnchangedArrayKeepsTheSharedList() {
+    EntryList list;
+    const QJsonArray entries{sample::entry(QStringLiteral("a"), start, stop),
+                             sample::entry(QStringLiteral("b"), start, stop)};
+    list.update(entries);
+    const QVariantList before = list.rows();
+    list.update(QJsonArray{entries.at(0), entries.at(1)});
+    QCOMPARE(list.rows().constData(), before.constData());
+    list.update({entries.at(0)});
+    QVERIFY(list.rows().constData() != before.constData());
+    QCOMPARE(before.size(), 2);
+}
+
+void EntryListTest::anyRowOfUpdatesEqualsARebuild() {
+    QRandomGenerator random(20240301);
+    EntryList list;
+    std::map<QString, QJsonObject> entries;
+    for (int round = 0; round < 400; ++round) {
+        const int changes = random.bounded(6);
+        for (int i = 0; i < changes; ++i) {
+            change(entries, random);
+        }
+        if (random.bounded(50) == 0) {
+            entries.clear();
+        }
+        const QJsonArray array = values(entries);
+        list.update(array);
+        QVERIFY(newestFirst(list.rows()));
+        QVariantList rows = list.rows();
+        sortForComparison(rows);
+        QVariantList expected = expectedRows(array);
+        sortForComparison(expected);
+        QCOMPARE(rows, expected);
+    }
+}
+
+QTEST_MAIN(EntryListTest)
+#include "entrylist.moc"
