@@ -5,7 +5,6 @@
 
 #include <QDesktopServices>
 #include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QUrl>
 
 namespace {
@@ -106,14 +105,14 @@ void Controller::changeAccount(const QJsonObject& state) {
 }
 
 void Controller::revokeUnstoredSession(const QString& token) {
-    if (token.isEmpty()) {
+    // A token with a line break would end its header early and leave the rest of
+    // the request to be read as another one.
+    if (token.isEmpty() || token.contains(u'\r') || token.contains(u'\n')) {
         return;
     }
-    QNetworkRequest request{QUrl(m_server + QStringLiteral("/v1/auth/logout"))};
+    QNetworkRequest request = plainRequest(m_server + QStringLiteral("/v1/auth/logout"), revocationTimeoutMs);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    request.setTransferTimeout(revocationTimeoutMs);
     QNetworkReply* reply = m_network.post(request, QByteArrayLiteral(R"({"local_queue_empty":true})"));
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
 }

@@ -192,7 +192,7 @@ private:
     // Memories of what was computed last: a write costs what it changes, and a
     // reload that brings the same bytes brings the same shared data.
     struct {
-        QByteArray body;
+        QByteArray digest;
         QJsonObject object;
     } m_largeReply;
     Projector m_projector;

@@ -20,14 +20,25 @@ QString idOf(const QJsonValue& entry) {
 
 } // namespace
 
+QString EntryList::shared(const QString& text) {
+    return *m_texts.insert(text);
+}
+
 EntryList::Row EntryList::makeRow(const QJsonObject& entry) {
     if (entry.value(u"stop_at").isNull() || entry.value(u"deleted_at").isString()) {
         return {};
     }
-    QVariantMap map = entry.toVariantMap();
-    map.insert(QStringLiteral("duration_text"),
+    QVariantMap map;
+    for (auto field = entry.begin(); field != entry.end(); ++field) {
+        const QString key = field.key();
+        const bool repeats = key.endsWith(QStringLiteral("_id")) && field.value().isString();
+        map.insert(map.cend(), shared(key),
+                   repeats ? shared(field.value().toString()) : field.value().toVariant());
+    }
+    map.insert(shared(QStringLiteral("duration_text")),
                Controller::formatSeconds(entry.value(u"duration_seconds").toInteger()));
-    return {entry.value(u"start_at").toString(), map};
+    const QJsonValue start = entry.value(u"start_at");
+    return {start.isString() ? map.value(QStringLiteral("start_at")).toString() : QString(), map};
 }
 
 /// Where the walk through the remembered entries goes on for `entry`: at its equal, or

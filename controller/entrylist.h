@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QJsonArray>
+#include <QSet>
 #include <QString>
 #include <QVariantList>
 
@@ -25,10 +26,12 @@ private:
     using Rows = std::vector<Row>;
     using Order = std::vector<std::size_t>;
 
-    [[nodiscard]] static Row makeRow(const QJsonObject& entry);
+    [[nodiscard]] Row makeRow(const QJsonObject& entry);
+    [[nodiscard]] QString shared(const QString& text);
     [[nodiscard]] qsizetype findKnown(const QJsonValue& entry, qsizetype from) const;
     [[nodiscard]] static Order merged(const Rows& rows, Order kept, const Order& fresh);
 
+    QSet<QString> m_texts; ///< What thousands of rows repeat: keys and foreign ids.
     QJsonArray m_source;
     Rows m_converted; ///< One for each element of m_source.
     Order m_order;    ///< The listed ones of m_converted as they are shown.

@@ -6,10 +6,26 @@
 #include <QFileDialog>
 #include <QJsonDocument>
 
+#include <optional>
+
 namespace {
 
 constexpr qint64 maxCsvBytes = 900000;
 constexpr int recordsPerChunk = 25;
+
+/// The whole file, or nothing when it cannot be read to its end, is larger than
+/// the limit, or changes meanwhile: rows that are missing would never be imported.
+std::optional<QByteArray> readCsv(const QString& fileName) {
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    const QByteArray bytes = file.read(maxCsvBytes + 1);
+    if (file.error() != QFileDevice::NoError || bytes.size() > maxCsvBytes || bytes.size() != file.size()) {
+        return std::nullopt;
+    }
+    return bytes;
+}
 
 } // namespace
 
@@ -23,14 +39,13 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
     if (fileName.isEmpty()) {
         return;
     }
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > maxCsvBytes) {
+    const std::optional<QByteArray> bytes = readCsv(fileName);
+    if (!bytes) {
         fail(QStringLiteral("CSV unavailable or exceeds 900KB limit"));
         return;
     }
-    const QByteArray bytes = file.readAll();
-    const QString content = QString::fromUtf8(bytes);
-    if (content.toUtf8() != bytes) {
+    const QString content = QString::fromUtf8(*bytes);
+    if (content.toUtf8() != *bytes) {
         fail(QStringLiteral("CSV must be UTF-8"));
         return;
     }
@@ -56,7 +71,7 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
 }
 
 void Controller::applyImport() {
-    if (m_busy || m_importPreview.isEmpty() || m_importPreview.value(u"invalid").toInt() >= 1) {
+    if (m_busy || m_importPreview.isEmpty() || m_importPreview.value(u"invalid").toDouble() >= 1) {
         return;
     }
     m_importPaused = false;

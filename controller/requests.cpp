@@ -2,6 +2,7 @@
 #include "controller/controller.h"
 #include "controller/wire.h"
 
+#include <QCryptographicHash>
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -63,7 +64,10 @@ void Controller::deliver(const QByteArray& body, int status, const Callback& cal
         callback({}, 0);
         return;
     }
-    if (!body.isEmpty() && body == m_largeReply.body) {
+    const bool large = body.size() >= largeReplyBytes;
+    const QByteArray digest =
+        large ? QCryptographicHash::hash(body, QCryptographicHash::Blake2b_256) : QByteArray();
+    if (large && digest == m_largeReply.digest) {
         callback(m_largeReply.object, status);
         return;
     }
@@ -73,8 +77,8 @@ void Controller::deliver(const QByteArray& body, int status, const Callback& cal
         callback({}, status == 204 ? 204 : 0);
         return;
     }
-    if (body.size() >= largeReplyBytes) {
-        m_largeReply = {body, object};
+    if (large) {
+        m_largeReply = {digest, object};
     }
     callback(object, status);
 }

@@ -3,6 +3,16 @@
 
 #include <QNetworkReply>
 #include <QSaveFile>
+#include <QUrl>
+
+QNetworkRequest plainRequest(const QString& address, int timeoutMs) {
+    QNetworkRequest request(QUrl(address, QUrl::TolerantMode));
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    request.setTransferTimeout(timeoutMs);
+    return request;
+}
 
 int httpStatus(const QNetworkReply& reply) {
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();

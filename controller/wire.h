@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QJsonObject>
+#include <QNetworkRequest>
 #include <QString>
 
 class QNetworkReply;
@@ -11,6 +12,10 @@ class QNetworkReply;
 
 /// A request that stalls this long is given up.
 inline constexpr int transferTimeoutMs = 12000;
+
+/// A request that follows no redirect and neither sends nor keeps a cookie, so
+/// that nothing but the token tells one account's requests from another's.
+[[nodiscard]] QNetworkRequest plainRequest(const QString& address, int timeoutMs = transferTimeoutMs);
 
 /// 0 when no HTTP answer arrived.
 [[nodiscard]] int httpStatus(const QNetworkReply& reply);

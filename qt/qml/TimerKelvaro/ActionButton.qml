@@ -34,7 +34,8 @@ Button {
         implicitWidth: 64
         implicitHeight: 40
         radius: button.corner
-        color: button.down ? Qt.darker(button.fill, 1.15) : button.hovered ? Qt.darker(button.fill, 1.06) : button.fill
+        color: button.down ? Qt.darker(button.fill, 1.15)
+                           : button.hovered && button.enabled ? Qt.darker(button.fill, 1.06) : button.fill
 
         FocusRing {
             radius: button.corner + 3

@@ -10,12 +10,12 @@ T.TextField {
     property string name: placeholderText
 
     implicitWidth: 140 + leftPadding + rightPadding
-    implicitHeight: Math.max(44, contentHeight + topPadding + bottomPadding)
+    implicitHeight: Math.max(40, contentHeight + topPadding + bottomPadding)
     padding: 10
     leftPadding: 12
     rightPadding: 12
     color: Material.foreground
-    placeholderTextColor: Material.hintTextColor
+    placeholderTextColor: Material.secondaryTextColor
     selectionColor: Theme.accent
     selectedTextColor: Theme.accentInk
     selectByMouse: true
@@ -37,6 +37,12 @@ T.TextField {
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight
         Accessible.ignored: true
+
+        // A change of mirroring alone leaves the field's text and cursor where they were.
+        onEffectiveHorizontalAlignmentChanged: {
+            field.horizontalAlignment = TextInput.AlignHCenter
+            field.horizontalAlignment = TextInput.AlignLeft
+        }
     }
 
     background: Rectangle {

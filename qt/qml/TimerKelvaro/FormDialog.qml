@@ -18,6 +18,10 @@ Dialog {
     padding: Theme.margin
     topPadding: Theme.gap
 
+    T.Overlay.modal: Rectangle {
+        color: Theme.shade
+    }
+
     background: Rectangle {
         radius: Theme.actionRadius
         color: Theme.card(dialog.window.dark)

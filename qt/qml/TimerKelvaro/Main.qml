@@ -21,6 +21,14 @@ TimerWindow {
         Accessible.name: text
         Accessible.onPressAction: toggle()
 
+        background: Rectangle {
+            anchors.bottom: parent.bottom
+            width: parent.width
+            height: 2
+            visible: tab.checked
+            color: tab.Material.accent
+        }
+
         FocusRing {
             anchors.margins: 2
             radius: Theme.radius
@@ -166,6 +174,12 @@ TimerWindow {
             objectName: "tabs"
             Material.accent: Theme.tint(window.dark)
             Layout.fillWidth: true
+            contentItem: ListView {
+                model: tabs.contentModel
+                currentIndex: tabs.currentIndex
+                orientation: ListView.Horizontal
+                boundsBehavior: Flickable.StopAtBounds
+            }
 
             PageTab {
                 text: window.label("טיימר ורשומות", "Timer and entries")

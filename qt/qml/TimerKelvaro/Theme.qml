@@ -8,6 +8,7 @@ QtObject {
     readonly property color accent: "#6656f0"
     readonly property color actionOff: "#928aaa"
     readonly property color accentInk: "#ffffff"
+    readonly property color shade: "#80000000"
     readonly property color badge: "#f4f2ff"
 
     readonly property int toolMargin: 10

@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: MIT
+#include "tests/controller/accountclient.h"
+#include "tests/support/client.h"
+#include "tests/support/vaultfile.h"
+
+#include <QJsonArray>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString signedOutMessage = u"Signed out. No private developer fallback was opened automatically."_s;
+
+} // namespace
+
+class SignOutTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { startClean(); }
+
+    void signOutAsksTheServerWithTheSession();
+    void signOutWipesTheAccountOnceConfirmed_data();
+    void signOutWipesTheAccountOnceConfirmed();
+    void signOutSurvivesARestart();
+    void signOutUnconfirmedKeepsTheAccount_data();
+    void signOutUnconfirmedKeepsTheAccount();
+    void signOutWithoutASessionDoesNothing();
+    void signOutIsIgnoredWhileARequestIsUnderWay();
+    void signOutWithPendingWorkIsRefused();
+    void signOutThatCannotBeStoredKeepsTheAccount();
+    void workRecordedDuringSignOutIsKept();
+    void lateRepliesOfTheFormerAccountAreDropped();
+};
+
+void SignOutTest::signOutAsksTheServerWithTheSession() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.controller.logoutAccount();
+    QVERIFY(client.controller.busy());
+    QTRY_COMPARE(client.controller.message(), signedOutMessage);
+    const QList<PeerRequest> sent = client.peer.requests("POST", AccountClient::logoutPath());
+    QCOMPARE(sent.size(), 1);
+    QCOMPARE(sent.first().json(), (QJsonObject{{u"local_queue_empty"_s, true}}));
+    QCOMPARE(sent.first().headers.value("authorization"), "Bearer " + AccountClient::token().toUtf8());
+    QVERIFY(!sent.first().headers.value("idempotency-key").isEmpty());
+}
+
+void SignOutTest::signOutWipesTheAccountOnceConfirmed_data() {
+    QTest::addColumn<PeerReply>("reply");
+    QTest::newRow("200") << PeerReply::json({}, 200);
+    QTest::newRow("204") << PeerReply::text({}, 204);
+    QTest::newRow("401") << PeerReply::json(AccountClient::errorReply(u"Unknown session."_s), 401);
+}
+
+void SignOutTest::signOutWipesTheAccountOnceConfirmed() {
+    QFETCH(const PeerReply, reply);
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    QVERIFY(client.lookAround());
+    client.peer.answer("POST", AccountClient::logoutPath(), reply);
+    client.peer.forgetRequests();
+
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.controller.message(), signedOutMessage);
+    QVERIFY(waitForSilence(client.controller));
+    QVERIFY(!client.controller.busy());
+    QVERIFY(!client.controller.accountSignedIn());
+    QVERIFY(client.showsNoWork());
+    QVERIFY(client.controller.entries().isEmpty());
+    QVERIFY(client.controller.accountName().isEmpty());
+    QCOMPARE(client.controller.durableState(), (QJsonObject{{u"auth"_s, QJsonObject()},
+                                                            {u"signed_out"_s, true},
+                                                            {u"me"_s, QJsonObject()},
+                                                            {u"workspaces"_s, QJsonArray()},
+                                                            {u"workspace"_s, QString()},
+                                                            {u"snapshot"_s, QJsonObject()},
+                                                            {u"timer"_s, QJsonObject()},
+                                                            {u"queue"_s, QJsonArray()}}));
+    // Nothing is opened in its place.
+    client.controller.synchronize();
+    client.controller.refresh();
+    QCOMPARE(client.peer.log(), QStringList{u"POST /v1/auth/logout"_s});
+}
+
+void SignOutTest::signOutSurvivesARestart() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.controller.message(), signedOutMessage);
+    client.peer.forgetRequests();
+    Controller restarted;
+    restarted.connectServer(client.peer.url());
+    QTRY_COMPARE(restarted.message(),
+                 u"Signed out. Use personal login, or explicitly reconnect for private development."_s);
+    QVERIFY(waitForSilence(restarted));
+    QCOMPARE(client.peer.log(), QStringList());
+}
+
+void SignOutTest::signOutUnconfirmedKeepsTheAccount_data() {
+    QTest::addColumn<PeerReply>("reply");
+    QTest::newRow("400") << PeerReply::json(AccountClient::errorReply(u"No."_s), 400);
+    QTest::newRow("403") << PeerReply::json({}, 403);
+    QTest::newRow("500") << PeerReply::json({}, 500);
+    QTest::newRow("200 without JSON") << PeerReply::text("gone", 200);
+    QTest::newRow("no answer") << PeerReply::only(PeerReply::Delivery::Close);
+    QTest::newRow("redirect") << PeerReply::json({}, 302).with("Location", "/v1/me");
+}
+
+void SignOutTest::signOutUnconfirmedKeepsTheAccount() {
+    QFETCH(const PeerReply, reply);
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    QVERIFY(client.lookAround());
+    const QJsonObject before = client.controller.durableState();
+    client.peer.answer("POST", AccountClient::logoutPath(), reply);
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.controller.message(),
+                 u"Logout not confirmed; account and protected cache retained"_s);
+    QVERIFY(!client.controller.busy());
+    QCOMPARE(client.controller.durableState(), before);
+    QVERIFY(client.showsOldWork());
+}
+
+void SignOutTest::signOutWithoutASessionDoesNothing() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.queueWork());
+    client.peer.forgetRequests();
+    QSignalSpy changed(&client.controller, &Controller::changed);
+    client.controller.logoutAccount();
+    QVERIFY(changed.isEmpty());
+    QVERIFY(client.isSilent());
+}
+
+void SignOutTest::signOutIsIgnoredWhileARequestIsUnderWay() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.peer.answerOnce("GET", u"/v1/sync/snapshot"_s, PeerReply::only(PeerReply::Delivery::Hold));
+    client.controller.refresh();
+    QTRY_COMPARE(client.peer.held(), 1);
+    QSignalSpy changed(&client.controller, &Controller::changed);
+    client.controller.logoutAccount();
+    QVERIFY(changed.isEmpty());
+    QVERIFY(client.peer.requests("POST", AccountClient::logoutPath()).isEmpty());
+}
+
+void SignOutTest::signOutWithPendingWorkIsRefused() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    QVERIFY(client.queueWork());
+    const QJsonObject before = client.controller.durableState();
+    client.controller.logoutAccount();
+    QCOMPARE(client.controller.message(), u"Pending work prevents logout; the queue was retained"_s);
+    QVERIFY(!client.controller.busy());
+    QCOMPARE(client.controller.durableState(), before);
+    QVERIFY(client.peer.requests("POST", AccountClient::logoutPath()).isEmpty());
+}
+
+void SignOutTest::signOutThatCannotBeStoredKeepsTheAccount() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    QVERIFY(client.lookAround());
+    const QJsonObject before = client.controller.durableState();
+    const QByteArray stored = sealedRecord(client.peer.url());
+    {
+        const SaveBlocker blocker(client.peer.url());
+        client.controller.logoutAccount();
+        QTRY_COMPARE(client.controller.message(),
+                     u"Secure local logout failed; encrypted data was not erased"_s);
+    }
+    QVERIFY(!client.controller.busy());
+    QVERIFY(client.controller.accountSignedIn());
+    QCOMPARE(client.controller.durableState(), before);
+    QCOMPARE(sealedRecord(client.peer.url()), stored);
+    QVERIFY(client.showsOldWork());
+}
+
+void SignOutTest::workRecordedDuringSignOutIsKept() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.peer.answer("POST", AccountClient::logoutPath(),
+                       PeerReply::text({}, 204).delivered(PeerReply::Delivery::Hold));
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.peer.held(), 1);
+    client.controller.addManual(u"Meanwhile"_s, {}, u"2026-03-02T10:00:00Z"_s, u"2026-03-02T11:00:00Z"_s,
+                                false);
+    const QJsonObject before = client.controller.durableState();
+    client.peer.release();
+    QTRY_COMPARE(client.controller.message(), u"Pending work prevents logout"_s);
+    QCOMPARE(client.controller.pending(), 1);
+    QCOMPARE(client.controller.durableState(), before);
+}
+
+void SignOutTest::lateRepliesOfTheFormerAccountAreDropped() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    QVERIFY(client.lookAround());
+    const auto late = [&client](const QString& path, int status) {
+        const QJsonObject reply{{u"id"_s, u"former"_s},
+                                {u"rows"_s, QJsonArray{QJsonObject{{u"former"_s, 1}}}}};
+        client.peer.answer("POST", path, PeerReply::json(reply, status).delivered(PeerReply::Delivery::Hold));
+    };
+    late(u"/v1/workspaces/ws-1/reports/detailed/query"_s, 200);
+    late(u"/v1/imports/import-1/apply"_s, 200);
+    client.controller.queryReport(u"detailed"_s, {}, {}, {}, {});
+    QTRY_COMPARE(client.peer.held(), 1);
+    // Clears `busy`, as any failure does.
+    client.controller.previewCsv({}, {}, false);
+    client.controller.applyImport();
+    QTRY_COMPARE(client.peer.held(), 2);
+    client.controller.previewCsv({}, {}, false);
+
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.controller.message(), signedOutMessage);
+    const QJsonObject after = client.controller.durableState();
+    client.peer.forgetRequests();
+    client.peer.release();
+    QVERIFY(waitForSilence(client.controller));
+    QCOMPARE(client.controller.message(), signedOutMessage);
+    QVERIFY(client.showsNoWork());
+    QCOMPARE(client.controller.durableState(), after);
+    QCOMPARE(client.peer.log(), QStringList());
+}
+
+QTEST_MAIN(SignOutTest)
+#include "signout_test.moc"
