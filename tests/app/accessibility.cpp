@@ -79,8 +79,8 @@ const QList<QList<Control>> pages{
 };
 
 bool isControl(Role role) {
-    const QList<Role> controls{Role::CheckBox,     Role::ComboBox,   Role::PageTab, Role::PushButton,
-                               Role::PasswordText, Role::Text,       Role::List,    Role::Entry,
+    const QList<Role> controls{Role::CheckBox,     Role::ComboBox,  Role::PageTab, Role::PushButton,
+                               Role::PasswordText, Role::Text,      Role::List,    Role::Entry,
                                Role::ToggleButton, Role::SpinButton};
     return controls.contains(role);
 }

@@ -30,12 +30,13 @@ void CommandLineTest::printsAndEnds_data() {
     QTest::addColumn<QString>("option");
     QTest::addColumn<QStringList>("texts");
     QTest::newRow("help") << QStringLiteral("--help")
-                          << QStringList{QStringLiteral("-h, --help"),
-                                         QStringLiteral("-v, --version"),
-                                         QStringLiteral("--server <url> Server URL"),
-                                         QStringLiteral("--read-only-probe <file> "
-                                                        "Write a read-only native smoke-test result and exit")};
-    QTest::newRow("version") << QStringLiteral("--version") << QStringList{QStringLiteral("TimerKelvaro 0.7.0")};
+                          << QStringList{
+                                 QStringLiteral("-h, --help"), QStringLiteral("-v, --version"),
+                                 QStringLiteral("--server <url> Server URL"),
+                                 QStringLiteral("--read-only-probe <file> "
+                                                "Write a read-only native smoke-test result and exit")};
+    QTest::newRow("version") << QStringLiteral("--version")
+                             << QStringList{QStringLiteral("TimerKelvaro 0.7.0")};
 }
 
 void CommandLineTest::printsAndEnds() {

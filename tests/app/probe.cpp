@@ -82,8 +82,8 @@ void ProbeTest::tellsWhatWasLoadedWithAPicture() {
     DevServer server(DevServer::Data::Demo);
     QVERIFY(server.start());
     const QJsonObject expected{
-        {QStringLiteral("native_qml_loaded"), true}, {QStringLiteral("workspaces"), 2},
-        {QStringLiteral("entries"), closedEntries(server)}, {QStringLiteral("read_only"), true},
+        {QStringLiteral("native_qml_loaded"), true},         {QStringLiteral("workspaces"), 2},
+        {QStringLiteral("entries"), closedEntries(server)},  {QStringLiteral("read_only"), true},
         {QStringLiteral("platform"), QStringLiteral("xcb")}, {QStringLiteral("pending"), 0},
     };
     QVERIFY(expected.value(u"entries").toInt() > 1000);

@@ -61,8 +61,7 @@ bool TrayTest::isHidden(const Program& program) const {
 }
 
 bool TrayTest::hide(const Program& program) const {
-    return m_screen.close(program) &&
-           QTest::qWaitFor([&] { return isHidden(program); }, Screen::patienceMs);
+    return m_screen.close(program) && QTest::qWaitFor([&] { return isHidden(program); }, Screen::patienceMs);
 }
 
 void TrayTest::closingHidesAndAClickShowsAgain() {

@@ -225,9 +225,8 @@ void StoryTest::addManualEntryWithoutServer() {
         return now.addSecs(-ago).toOffsetFromUtc(3 * hour).toString(Qt::ISODate);
     };
     m_manualStart = now.addSecs(-3 * hour).toString(Qt::ISODate);
-    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("Manual entry"), [this] {
-        return m_program.shows(Role::Text, QStringLiteral("From"));
-    }));
+    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("Manual entry"),
+                                [this] { return m_program.shows(Role::Text, QStringLiteral("From")); }));
     QVERIFY(fillIn(QStringLiteral("Description"), manual));
     QVERIFY(fillIn(QStringLiteral("From"), local(3 * hour)));
     QVERIFY(fillIn(QStringLiteral("To"), local(2 * hour)));

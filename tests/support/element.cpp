@@ -25,9 +25,9 @@ constexpr int stateShowing = 25;
 /// The accessibility bus, which the session bus knows the address of.
 const QDBusConnection& accessibilityBus() {
     static const QDBusConnection bus = [] {
-        const QDBusMessage ask = QDBusMessage::createMethodCall(
-            QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"), QStringLiteral("org.a11y.Bus"),
-            QStringLiteral("GetAddress"));
+        const QDBusMessage ask =
+            QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                           QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
         const QDBusReply<QString> address = QDBusConnection::sessionBus().call(ask);
         if (!address.isValid()) {
             qFatal("There is no accessibility bus: %s", qPrintable(address.error().message()));
@@ -40,7 +40,8 @@ const QDBusConnection& accessibilityBus() {
 QDBusMessage call(const QString& service, const QString& path, const QString& interface,
                   const QString& method, const QVariantList& arguments = {}) {
     if (path.isEmpty()) {
-        return QDBusMessage::createError(QDBusError::UnknownObject, QStringLiteral("There is no such element."));
+        return QDBusMessage::createError(QDBusError::UnknownObject,
+                                         QStringLiteral("There is no such element."));
     }
     QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
     message.setArguments(arguments);
@@ -49,8 +50,9 @@ QDBusMessage call(const QString& service, const QString& path, const QString& in
 
 QVariant property(const QString& service, const QString& path, const QString& interface,
                   const QString& name) {
-    const QDBusReply<QDBusVariant> reply = call(service, path, QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                QStringLiteral("Get"), {interface, name});
+    const QDBusReply<QDBusVariant> reply =
+        call(service, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
+             {interface, name});
     return reply.isValid() ? reply.value().variant() : QVariant();
 }
 
@@ -196,7 +198,8 @@ bool Element::press() const {
         list >> name >> description >> key;
         list.endStructure();
         if (name == QStringLiteral("Press")) {
-            const QDBusReply<bool> done = call(m_service, m_path, action, QStringLiteral("DoAction"), {number});
+            const QDBusReply<bool> done =
+                call(m_service, m_path, action, QStringLiteral("DoAction"), {number});
             return done.value();
         }
         ++number;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QtGlobal>
+#include <QDBusVirtualObject>
+#include <QString>
 
 /// The session's Secret Service, from outside the program that uses it.
 namespace keyring {
@@ -12,19 +13,23 @@ namespace keyring {
 /// Locks the collection that holds them.
 [[nodiscard]] bool lock();
 
-/// Whether somebody is asked for a password.
-[[nodiscard]] bool isAsking();
-
-/// As long as it lives the service takes requests and answers none.
-class Silence {
+/// In the place of the desktop's password dialog, which would take hold of mouse
+/// and keyboard: a person who is asked and does not answer.
+class SilentPerson : public QDBusVirtualObject {
 public:
-    Silence();
-    ~Silence();
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
+    SilentPerson();
+    ~SilentPerson() override;
+    SilentPerson(const SilentPerson&) = delete;
+    SilentPerson& operator=(const SilentPerson&) = delete;
+
+    /// How often the keyring has asked for its password.
+    [[nodiscard]] int questions() const { return m_questions; }
+
+    [[nodiscard]] QString introspect(const QString& path) const override;
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
 
 private:
-    qint64 m_process;
+    int m_questions = 0;
 };
 
 } // namespace keyring

@@ -30,8 +30,8 @@ void Program::kill() {
 }
 
 int Program::exitCode() {
-    const bool ended = QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; },
-                                       Screen::patienceMs);
+    const bool ended =
+        QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; }, Screen::patienceMs);
     const bool started = m_process.error() != QProcess::FailedToStart;
     return ended && started && m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
 }

@@ -71,8 +71,8 @@ Screen::~Screen() {
 
 bool Screen::start() {
     m_manager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
-    const bool managed = QTest::qWaitFor(
-        [] { return xdotool({QStringLiteral("get_desktop")}).has_value(); }, patienceMs);
+    const bool managed =
+        QTest::qWaitFor([] { return xdotool({QStringLiteral("get_desktop")}).has_value(); }, patienceMs);
     if (!managed || !m_wantsTray) {
         return managed;
     }
@@ -87,7 +87,8 @@ bool Screen::click(QPoint point, Button button) const {
 }
 
 bool Screen::type(const QString& text) const {
-    return xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text}).has_value();
+    return xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text})
+        .has_value();
 }
 
 bool Screen::key(const QString& keys) const {
@@ -117,21 +118,12 @@ bool Screen::chooseInTray(const Program& program, int entry) const {
 }
 
 bool Screen::close(const Program& program) const {
-    QString shown;
-    const auto appears = [&] {
-        shown = window(program);
-        return !shown.isEmpty();
+    const auto act = [&] {
+        const QString shown = window(program);
+        return !shown.isEmpty() && xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), shown,
+                                            QStringLiteral("key"), QStringLiteral("alt+F4")});
     };
-    return QTest::qWaitFor(appears, patienceMs) &&
-           xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), shown, QStringLiteral("key"),
-                    QStringLiteral("alt+F4")});
-}
-
-bool Screen::closeByButton(const Program& program) const {
-    // The last button in the title bar, which is above what the program paints.
-    const QPoint inward(-9, -9);
-    const QList<Element> windows = program.elements().children();
-    return !windows.isEmpty() && click(windows.constFirst().area().topRight() + inward);
+    return retry(act, [&] { return window(program).isEmpty(); });
 }
 
 bool Screen::clickUntil(const Program& program, Element::Role role, const QString& name,

@@ -43,10 +43,8 @@ public:
     /// Opens the icon's menu, which AT-SPI does not show, and chooses the entry of
     /// this number, from 1, with the keyboard.
     [[nodiscard]] bool chooseInTray(const Program& program, int entry) const;
-    /// Waits for the program's window and closes it with the window manager's shortcut.
+    /// Waits for the program's window, and closes it with the window manager's shortcut.
     [[nodiscard]] bool close(const Program& program) const;
-    /// The same with the mouse, for when somebody else holds the keyboard.
-    [[nodiscard]] bool closeByButton(const Program& program) const;
     /// Clicks on the element once it can be used, until that did what it is for.
     [[nodiscard]] bool clickUntil(const Program& program, Element::Role role, const QString& name,
                                   const std::function<bool()>& outcome) const;
