@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/client.h"
+#include "tests/support/devserver.h"
+#include "tests/support/keyring.h"
+#include "tests/support/program.h"
+#include "tests/support/screen.h"
+
+#include <QTest>
+
+/// The window closed where there is no tray, at the moments that are easy to get wrong.
+class ClosingTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void endsTheProgramOnceLoaded();
+    void endsTheProgramAtAnyMomentOfItsStart_data();
+    void endsTheProgramAtAnyMomentOfItsStart();
+    void endsTheProgramWhileTheKeyringAsksForItsPassword();
+
+private:
+    Screen m_screen;
+    DevServer m_server{DevServer::Data::Demo};
+};
+
+void ClosingTest::initTestCase() {
+    QVERIFY(m_screen.start());
+    QVERIFY(m_server.start());
+}
+
+void ClosingTest::init() {
+    startClean();
+}
+
+void ClosingTest::endsTheProgramOnceLoaded() {
+    Program program;
+    program.start({QStringLiteral("--server"), m_server.url()});
+    QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, QStringLiteral("Connected to PostgreSQL")),
+                             Screen::patienceMs);
+    QVERIFY(m_screen.close(program));
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.output(), QByteArray());
+}
+
+void ClosingTest::endsTheProgramAtAnyMomentOfItsStart_data() {
+    QTest::addColumn<QString>("status");
+    QTest::newRow("as soon as there is a window") << QString();
+    QTest::newRow("again") << QString();
+    QTest::newRow("and again") << QString();
+    QTest::newRow("as soon as it can be read") << QStringLiteral("Timer");
+}
+
+void ClosingTest::endsTheProgramAtAnyMomentOfItsStart() {
+    QFETCH(QString, status);
+    Program program;
+    program.start({QStringLiteral("--server"), m_server.url()});
+    if (!status.isEmpty()) {
+        QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, status), Screen::patienceMs);
+    }
+    QVERIFY(m_screen.close(program));
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.output(), QByteArray());
+}
+
+void ClosingTest::endsTheProgramWhileTheKeyringAsksForItsPassword() {
+    const keyring::SilentPerson person;
+    QVERIFY(keyring::lock());
+    for (int round = 0; round < 3; ++round) {
+        Program program;
+        program.start({QStringLiteral("--server"), m_server.url()});
+        QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, QStringLiteral("Connecting…")),
+                                 Screen::patienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(person.questions() > 0, Screen::patienceMs);
+        QVERIFY(m_screen.close(program));
+        QCOMPARE(program.exitCode(), 0);
+        QCOMPARE(program.output(), QByteArray());
+    }
+}
+
+QTEST_MAIN(ClosingTest)
+#include "closing.moc"

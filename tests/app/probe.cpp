@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+#include "app/probe.h"
+
+#include "controller/controller.h"
+#include "tests/support/client.h"
+#include "tests/support/devserver.h"
+#include "tests/support/keyring.h"
+#include "tests/support/program.h"
+#include "tests/support/screen.h"
+#include "tests/support/scriptedpeer.h"
+#include "tests/support/vaultfile.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QImageReader>
+#include <QJsonDocument>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace {
+
+const QString serverKey = QStringLiteral("server");
+
+QByteArray contents(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// What the list of closed entries has to hold, by the server's word.
+int closedEntries(const DevServer& server) {
+    const QString user = server.request("GET", QStringLiteral("/me")).body.value(u"id").toString();
+    const QJsonArray entries = server.entries();
+    return int(std::count_if(entries.begin(), entries.end(), [&user](const QJsonValue& value) {
+        const QJsonObject entry = value.toObject();
+        return entry.value(u"user_id") == user && entry.value(u"stop_at").isString() &&
+               !entry.value(u"deleted_at").isString();
+    }));
+}
+
+} // namespace
+
+class ProbeTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { startClean(); }
+    void tellsWhatWasLoadedWithAPicture();
+    void leavesNoVaultAndNoKey();
+    void givenServerOverridesTheStoredOneAndIsStored();
+    void storedServerIsUsed();
+    void readyTwiceWritesOnce();
+
+private:
+    /// A probe run to its end; its result, empty when it failed.
+    [[nodiscard]] QJsonObject probe(const QStringList& arguments);
+
+    QTemporaryDir m_folder;
+    QString m_file = m_folder.filePath(QStringLiteral("probe.json"));
+};
+
+QJsonObject ProbeTest::probe(const QStringList& arguments) {
+    QFile::remove(m_file);
+    QFile::remove(m_file + QStringLiteral(".png"));
+    Program program;
+    program.start(arguments + QStringList{QStringLiteral("--read-only-probe"), m_file});
+    const int code = program.exitCode();
+    if (code != 0) {
+        qWarning("The probe ended with code %d: %s", code, program.output().constData());
+        return {};
+    }
+    return QJsonDocument::fromJson(contents(m_file)).object();
+}
+
+void ProbeTest::tellsWhatWasLoadedWithAPicture() {
+    DevServer server(DevServer::Data::Demo);
+    QVERIFY(server.start());
+    const QJsonObject expected{
+        {QStringLiteral("native_qml_loaded"), true},         {QStringLiteral("workspaces"), 2},
+        {QStringLiteral("entries"), closedEntries(server)},  {QStringLiteral("read_only"), true},
+        {QStringLiteral("platform"), QStringLiteral("xcb")}, {QStringLiteral("pending"), 0},
+    };
+    QVERIFY(expected.value(u"entries").toInt() > 1000);
+
+    QCOMPARE(probe({QStringLiteral("--server"), server.url()}), expected);
+    QCOMPARE(contents(m_file), QJsonDocument(expected).toJson(QJsonDocument::Indented));
+    const QString picture = m_file + QStringLiteral(".png");
+    QCOMPARE(QImageReader::imageFormat(picture), QByteArray("png"));
+    const QImage image(picture);
+    QCOMPARE(image.size(), QSize(1160, 820));
+    // The window is painted: the timer button is there, in the accent colour.
+    const QRgb accent = qRgb(0x66, 0x56, 0xf0);
+    int painted = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            painted += int(image.pixel(x, y) == accent);
+        }
+    }
+    QVERIFY2(painted > 1000, qPrintable(QString::number(painted)));
+}
+
+void ProbeTest::leavesNoVaultAndNoKey() {
+    DevServer server;
+    QVERIFY(server.start());
+    QVERIFY(!probe({QStringLiteral("--server"), server.url()}).isEmpty());
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    QVERIFY(!QFile::exists(vaultFile(server.url())));
+    QVERIFY(!QDir(folder).exists() ||
+            QDir(folder).entryList({QStringLiteral("*.sqlite*")}, QDir::Files).isEmpty());
+    QCOMPARE(keyring::keyCount(), 0);
+
+    // What it is that a run without the probe does leave.
+    Controller controller;
+    QVERIFY(connectAndLoad(controller, server.url()));
+    QVERIFY(QFile::exists(vaultFile(server.url())));
+    QCOMPARE(keyring::keyCount(), 1);
+}
+
+void ProbeTest::givenServerOverridesTheStoredOneAndIsStored() {
+    const ScriptedPeer stored;
+    QSettings().setValue(serverKey, stored.url());
+    DevServer server;
+    QVERIFY(server.start());
+    QCOMPARE(probe({QStringLiteral("--server"), QStringLiteral(" %1/path/ ").arg(server.url())})
+                 .value(u"workspaces")
+                 .toInt(),
+             1);
+    QVERIFY(stored.requests().isEmpty());
+    QCOMPARE(QSettings().value(serverKey).toString(), server.url());
+}
+
+void ProbeTest::storedServerIsUsed() {
+    DevServer server;
+    QVERIFY(server.start());
+    QSettings().setValue(serverKey, server.url());
+    QCOMPARE(probe({}).value(u"workspaces").toInt(), 1);
+    QCOMPARE(QSettings().value(serverKey).toString(), server.url());
+}
+
+void ProbeTest::readyTwiceWritesOnce() {
+    DevServer server;
+    QVERIFY(server.start());
+    QFile::remove(m_file);
+    Controller controller;
+    controller.setReadOnly(true);
+    const Probe probe(controller, nullptr, m_file);
+    QTimer::singleShot(0, &controller, [&] { controller.connectServer(server.url()); });
+    QCOMPARE(QCoreApplication::exec(), 0);
+    const QJsonObject result = QJsonDocument::fromJson(contents(m_file)).object();
+    QCOMPARE(result.value(u"native_qml_loaded"), QJsonValue(false));
+
+    QVERIFY(QFile::remove(m_file));
+    Q_EMIT controller.ready();
+    QVERIFY(!QFile::exists(m_file));
+}
+
+QTEST_MAIN(ProbeTest)
+#include "probe.moc"

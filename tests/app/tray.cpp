@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+#include "app/tray.h"
+
+#include "controller/controller.h"
+#include "tests/support/client.h"
+#include "tests/support/devserver.h"
+#include "tests/support/program.h"
+#include "tests/support/screen.h"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QQuickWindow>
+#include <QTest>
+#include <QWidget>
+
+namespace {
+
+// The entries of the menu, from the top; the separator is none.
+constexpr int menuShow = 1;
+constexpr int menuStop = 2;
+constexpr int menuQuit = 3;
+
+const QString connected = QStringLiteral("Connected to PostgreSQL");
+
+} // namespace
+
+class TrayTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init() { startClean(); }
+    void closingHidesAndAClickShowsAgain();
+    void menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits();
+    void onlyAPlainClickShowsTheWindow_data();
+    void onlyAPlainClickShowsTheWindow();
+
+private:
+    [[nodiscard]] bool start(Program& program) const;
+    [[nodiscard]] bool hide(const Program& program) const;
+    [[nodiscard]] bool isHidden(const Program& program) const;
+
+    Screen m_screen{Screen::Tray::Shown};
+    DevServer m_server;
+};
+
+void TrayTest::initTestCase() {
+    QVERIFY(m_screen.start());
+    QVERIFY(m_server.start());
+}
+
+bool TrayTest::start(Program& program) const {
+    program.start({QStringLiteral("--server"), m_server.url()});
+    return QTest::qWaitFor([&] { return program.shows(Element::Role::Label, connected); },
+                           Screen::patienceMs) &&
+           QTest::qWaitFor([&] { return m_screen.trayIcon(program).isValid(); }, Screen::patienceMs);
+}
+
+bool TrayTest::isHidden(const Program& program) const {
+    return program.isRunning() && m_screen.window(program).isEmpty();
+}
+
+bool TrayTest::hide(const Program& program) const {
+    return m_screen.close(program) && QTest::qWaitFor([&] { return isHidden(program); }, Screen::patienceMs);
+}
+
+void TrayTest::closingHidesAndAClickShowsAgain() {
+    Program program;
+    QVERIFY(start(program));
+    QVERIFY(hide(program));
+    QVERIFY(m_screen.click(m_screen.trayIcon(program).center()));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.window(program).isEmpty(), Screen::patienceMs);
+    QVERIFY(program.shows(Element::Role::Label, connected));
+    QVERIFY(program.isRunning());
+}
+
+void TrayTest::menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits() {
+    const QJsonObject timer{{QStringLiteral("description"), QStringLiteral("Left running")},
+                            {QStringLiteral("start_at"), QStringLiteral("2026-01-05T08:00:00Z")}};
+    const QString entry = QStringLiteral("8d9f8b0e-7a54-4d6c-9a43-0d3c6a4f2b11");
+    QCOMPARE(m_server.push(QStringLiteral("timer.start"), entry, 0, timer).value(u"status").toString(),
+             QStringLiteral("accepted"));
+    Program program;
+    QVERIFY(start(program));
+    QVERIFY(hide(program));
+
+    QVERIFY(m_screen.chooseInTray(program, menuStop));
+    const auto stopped = [&] {
+        const QJsonArray entries = m_server.entriesNamed(QStringLiteral("Left running"));
+        return entries.size() == 1 && entries.first().toObject().value(u"stop_at").isString();
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(stopped(), Screen::patienceMs);
+    QVERIFY(isHidden(program));
+
+    QVERIFY(m_screen.chooseInTray(program, menuShow));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.window(program).isEmpty(), Screen::patienceMs);
+    QVERIFY(hide(program));
+    QVERIFY(m_screen.chooseInTray(program, menuQuit));
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.output(), QByteArray());
+}
+
+void TrayTest::onlyAPlainClickShowsTheWindow_data() {
+    QTest::addColumn<QEvent::Type>("type");
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::addColumn<bool>("shows");
+    QTest::newRow("click") << QEvent::MouseButtonPress << Qt::LeftButton << true;
+    QTest::newRow("second of a double click") << QEvent::MouseButtonDblClick << Qt::LeftButton << false;
+    QTest::newRow("middle click") << QEvent::MouseButtonPress << Qt::MiddleButton << false;
+}
+
+void TrayTest::onlyAPlainClickShowsTheWindow() {
+    QFETCH(QEvent::Type, type);
+    QFETCH(Qt::MouseButton, button);
+    QFETCH(bool, shows);
+    Controller controller;
+    QQuickWindow window;
+    Tray tray(controller, &window);
+    tray.install();
+    QWidget* icon = nullptr;
+    const auto docked = [&icon] {
+        const QWidgetList widgets = QApplication::topLevelWidgets();
+        for (QWidget* widget : widgets) {
+            if (widget->inherits("QSystemTrayIconSys") && widget->isVisible()) {
+                icon = widget;
+            }
+        }
+        return icon != nullptr;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(docked(), Screen::patienceMs);
+
+    const QPointF center = icon->rect().center();
+    QMouseEvent event(type, center, icon->mapToGlobal(center), button, button, Qt::NoModifier);
+    QCoreApplication::sendEvent(icon, &event);
+    QCOMPARE(window.isVisible(), shows);
+    QGuiApplication::setQuitOnLastWindowClosed(true);
+}
+
+QTEST_MAIN(TrayTest)
+#include "tray.moc"

@@ -1,0 +1,309 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/client.h"
+#include "tests/support/devserver.h"
+#include "tests/support/program.h"
+#include "tests/support/screen.h"
+#include "tests/support/vaultfile.h"
+
+#include <QByteArrayList>
+#include <QDateTime>
+#include <QDirIterator>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QSet>
+#include <QStringEncoder>
+#include <QTest>
+
+#include <algorithm>
+
+using Role = Element::Role;
+
+namespace {
+
+const QString timed = QStringLiteral("Rewrite the ferry timetable");
+const QString manual = QStringLiteral("Phone call with the lighthouse");
+const QString edited = QStringLiteral("Catalogue of drowned bells");
+
+/// What a person wrote, or is called by, anywhere inside a JSON value.
+void collectTexts(const QJsonValue& value, QSet<QString>& texts) {
+    static const QSet<QString> personal{QStringLiteral("name"), QStringLiteral("description"),
+                                        QStringLiteral("email"), QStringLiteral("display_name"),
+                                        QStringLiteral("last_reason")};
+    constexpr int telling = 5; // shorter ones can occur by chance
+    const QJsonArray items = value.toArray();
+    for (const QJsonValue& item : items) {
+        collectTexts(item, texts);
+    }
+    const QJsonObject object = value.toObject();
+    for (auto member = object.begin(); member != object.end(); ++member) {
+        const QString text = member.value().toString();
+        if (personal.contains(member.key()) && text.size() >= telling) {
+            texts.insert(text);
+        }
+        collectTexts(member.value(), texts);
+    }
+}
+
+/// The texts in UTF-8 and in both byte orders of UTF-16.
+QByteArrayList encodings(const QSet<QString>& texts) {
+    QByteArrayList needles;
+    for (const QString& text : texts) {
+        needles.append(text.toUtf8());
+        for (const auto encoding : {QStringEncoder::Utf16LE, QStringEncoder::Utf16BE}) {
+            const QByteArray wide = QStringEncoder(encoding)(text);
+            needles.append(wide);
+        }
+    }
+    return needles;
+}
+
+/// The files under the home that hold one of the texts, each with what was found in it.
+QStringList filesHolding(const QSet<QString>& texts) {
+    const QByteArrayList needles = encodings(texts);
+    QStringList found;
+    QDirIterator files(qEnvironmentVariable("HOME"), QDir::Files | QDir::Hidden | QDir::System,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        if (!file.open(QIODevice::ReadOnly)) {
+            found.append(file.fileName() + QStringLiteral(" cannot be read"));
+            continue;
+        }
+        const QByteArray bytes = file.readAll();
+        const auto needle = std::find_if(needles.begin(), needles.end(),
+                                         [&bytes](const QByteArray& text) { return bytes.contains(text); });
+        if (needle != needles.end()) {
+            found.append(file.fileName() + QStringLiteral(" holds ") + QString::fromUtf8(*needle));
+        }
+    }
+    return found;
+}
+
+} // namespace
+
+/// A day of a person with the real program, server and keyring.
+class StoryTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void workDoneWhileTheServerIsAwayReachesItOnceAndIsNeverReadable();
+
+private:
+    void openFullWindow();
+    void startTimer();
+    void stopTimerWithoutServer();
+    void addManualEntryWithoutServer();
+    void editDescriptionWithoutServer();
+    void quitAndFindEverythingPending();
+    void letTheServerReturn();
+    void findEachChangeOnce();
+    void quit();
+    void findNothingReadableInTheHome();
+
+    [[nodiscard]] Element elements() const { return m_program.elements(); }
+    /// Whether the list shows the entry, marked as waiting or not.
+    [[nodiscard]] bool lists(const QString& description, bool pending) const;
+    [[nodiscard]] bool isWaiting(int changes) const;
+    /// The list's first row that nobody has touched yet and that can be edited: its
+    /// button, and in m_original the server's entry.
+    [[nodiscard]] Element editableRow();
+    /// Clicks into the field, and replaces what it holds.
+    [[nodiscard]] bool fillIn(const QString& field, const QString& text) const;
+
+    Screen m_screen;
+    DevServer m_server{DevServer::Data::Demo};
+    Program m_program;
+    QJsonArray m_before; // the server's entries at first
+    QJsonObject m_original;
+    QString m_manualStart;
+    QSet<QString> m_secrets{timed, manual, edited};
+};
+
+void StoryTest::workDoneWhileTheServerIsAwayReachesItOnceAndIsNeverReadable() {
+    for (const auto step : {
+             &StoryTest::openFullWindow,
+             &StoryTest::startTimer,
+             &StoryTest::stopTimerWithoutServer,
+             &StoryTest::addManualEntryWithoutServer,
+             &StoryTest::editDescriptionWithoutServer,
+             &StoryTest::findNothingReadableInTheHome,
+             &StoryTest::quitAndFindEverythingPending,
+             &StoryTest::letTheServerReturn,
+             &StoryTest::findEachChangeOnce,
+             &StoryTest::findNothingReadableInTheHome,
+             &StoryTest::quit,
+             &StoryTest::findNothingReadableInTheHome,
+         }) {
+        (this->*step)();
+        if (QTest::currentTestFailed()) {
+            return;
+        }
+    }
+}
+
+bool StoryTest::lists(const QString& description, bool pending) const {
+    const QString row = elements().findStarting(description + QStringLiteral(", ")).name();
+    return !row.isEmpty() && pending == (row.contains(QStringLiteral(" · Pending sync")) ||
+                                         row.contains(QStringLiteral(" · ממתין לסנכרון")));
+}
+
+bool StoryTest::isWaiting(int changes) const {
+    return m_program.shows(Role::PushButton, QStringLiteral("Sync (%1)").arg(changes)) ||
+           m_program.shows(Role::PushButton, QStringLiteral("סנכרון (%1)").arg(changes));
+}
+
+Element StoryTest::editableRow() {
+    const QList<Element> all = elements().everything();
+    for (const Element& row : all) {
+        const Element button = row.find(Role::PushButton, QStringLiteral("Edit description"));
+        for (const QJsonValue& value : std::as_const(m_before)) {
+            const QString description = value.toObject().value(u"description").toString();
+            const QString start = value.toObject().value(u"start_at").toString();
+            if (!description.isEmpty() && button.isEnabled() &&
+                row.name().startsWith(description + QStringLiteral(", ") + start)) {
+                m_original = value.toObject();
+                return button;
+            }
+        }
+    }
+    return {};
+}
+
+bool StoryTest::fillIn(const QString& field, const QString& text) const {
+    return m_screen.clickUntil(m_program, Role::Text, field,
+                               [&] { return elements().find(Role::Text, field).isFocused(); }) &&
+           m_screen.key(QStringLiteral("ctrl+a")) && m_screen.type(text) &&
+           QTest::qWaitFor([&] { return elements().find(Role::Text, field).text() == text; },
+                           Screen::patienceMs);
+}
+
+void StoryTest::openFullWindow() {
+    startClean();
+    QVERIFY(m_screen.start());
+    QVERIFY(m_server.start());
+    m_before = m_server.entries();
+    QVERIFY(m_before.size() > 2000);
+    const QString snapshot = QStringLiteral("/sync/snapshot?workspace_id=") + m_server.workspace();
+    for (const QString& path : {QStringLiteral("/me"), QStringLiteral("/workspaces"), snapshot}) {
+        collectTexts(m_server.request("GET", path).body, m_secrets);
+    }
+    QVERIFY(m_secrets.size() > 100);
+
+    m_program.start({QStringLiteral("--server"), m_server.url()});
+    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::Label, QStringLiteral("Connected to PostgreSQL")),
+                             Screen::patienceMs);
+    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("EN"), [this] {
+        return m_program.shows(Role::PushButton, QStringLiteral("Start"));
+    }));
+    QVERIFY(!editableRow().isNull());
+}
+
+void StoryTest::startTimer() {
+    QVERIFY(fillIn(QStringLiteral("What are you working on?"), timed));
+    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("Start"), [this] {
+        return m_program.shows(Role::PushButton, QStringLiteral("Stop"));
+    }));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(0), Screen::patienceMs);
+    QCOMPARE(m_server.entriesNamed(timed).size(), 1);
+    m_server.kill();
+}
+
+void StoryTest::stopTimerWithoutServer() {
+    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("Stop"), [this] {
+        return m_program.shows(Role::PushButton, QStringLiteral("Start"));
+    }));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(1), Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(lists(timed, true), Screen::patienceMs);
+}
+
+// Of today, so that it comes before all that the demo made.
+void StoryTest::addManualEntryWithoutServer() {
+    constexpr int hour = 3600;
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const auto local = [&now](int ago) {
+        return now.addSecs(-ago).toOffsetFromUtc(3 * hour).toString(Qt::ISODate);
+    };
+    m_manualStart = now.addSecs(-3 * hour).toString(Qt::ISODate);
+    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("Manual entry"),
+                                [this] { return m_program.shows(Role::Text, QStringLiteral("From")); }));
+    QVERIFY(fillIn(QStringLiteral("Description"), manual));
+    QVERIFY(fillIn(QStringLiteral("From"), local(3 * hour)));
+    QVERIFY(fillIn(QStringLiteral("To"), local(2 * hour)));
+    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("OK"),
+                                [this] { return !m_program.shows(Role::Text, QStringLiteral("From")); }));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(2), Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(lists(manual, true), Screen::patienceMs);
+}
+
+void StoryTest::editDescriptionWithoutServer() {
+    const QString field = QStringLiteral("Description");
+    QVERIFY(retry(
+        [this] {
+            const Element button = editableRow();
+            return !button.isNull() && m_screen.click(button.area().center());
+        },
+        [&] { return m_program.shows(Role::Text, field); }));
+    QCOMPARE(elements().find(Role::Text, field).text(), m_original.value(u"description").toString());
+    QVERIFY(fillIn(field, edited));
+    QVERIFY(m_screen.key(QStringLiteral("Return")));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(3), Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(lists(edited, true), Screen::patienceMs);
+}
+
+void StoryTest::quit() {
+    QVERIFY(m_screen.close(m_program));
+    QCOMPARE(m_program.exitCode(), 0);
+}
+
+void StoryTest::quitAndFindEverythingPending() {
+    quit();
+    m_program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(3), Screen::patienceMs);
+    for (const QString& description : {timed, manual, edited}) {
+        QTRY_VERIFY_WITH_TIMEOUT(lists(description, true), Screen::patienceMs);
+    }
+    QVERIFY(m_program.shows(Role::PushButton, QStringLiteral("התחל")));
+    QVERIFY(m_program.shows(Role::ComboBox, QStringLiteral("סביבת עבודה")));
+}
+
+void StoryTest::letTheServerReturn() {
+    QVERIFY(m_server.start());
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(0), Screen::patienceMs);
+    for (const QString& description : {timed, manual, edited}) {
+        QTRY_VERIFY_WITH_TIMEOUT(lists(description, false), Screen::patienceMs);
+    }
+}
+
+void StoryTest::findEachChangeOnce() {
+    const QString version = QStringLiteral("version");
+    QCOMPARE(m_server.entries().size(), m_before.size() + 2);
+
+    const QJsonArray stopped = m_server.entriesNamed(timed);
+    QCOMPARE(stopped.size(), 1);
+    QVERIFY(stopped.first().toObject().value(u"stop_at").isString());
+    QCOMPARE(stopped.first().toObject().value(version).toInt(), 2); // started, stopped
+
+    const QJsonArray added = m_server.entriesNamed(manual);
+    QCOMPARE(added.size(), 1);
+    QCOMPARE(added.first().toObject().value(u"start_at").toString(), m_manualStart);
+    QCOMPARE(added.first().toObject().value(version).toInt(), 1);
+
+    const QJsonArray changed = m_server.entriesNamed(edited);
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(changed.first().toObject().value(u"id"), m_original.value(u"id"));
+    QCOMPARE(changed.first().toObject().value(version).toInt(), m_original.value(version).toInt() + 1);
+}
+
+void StoryTest::findNothingReadableInTheHome() {
+    QVERIFY(QFile::exists(vaultFile(m_server.url())));
+    QCOMPARE(QFile::exists(vaultFile(m_server.url()) + QStringLiteral("-wal")), m_program.isRunning());
+    QCOMPARE(filesHolding(m_secrets), QStringList());
+    // That this finds what is there: the one thing that is not secret.
+    const QStringList settings = filesHolding({m_server.url()});
+    QCOMPARE(settings.size(), 1);
+    QVERIFY(settings.constFirst().contains(QStringLiteral("TimerKelvaro.conf")));
+}
+
+QTEST_MAIN(StoryTest)
+#include "story.moc"

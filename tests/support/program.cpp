@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/program.h"
+
+#include "tests/support/screen.h"
+
+#include <QProcessEnvironment>
+#include <QTest>
+
+Program::Program() : m_file(QStringLiteral(TIMER_PROGRAM)) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
+    m_process.setProcessEnvironment(environment);
+    m_process.setProcessChannelMode(QProcess::MergedChannels);
+}
+
+Program::~Program() {
+    kill();
+}
+
+void Program::start(const QStringList& arguments) {
+    m_process.start(m_file, arguments);
+}
+
+void Program::kill() {
+    if (m_process.state() == QProcess::NotRunning) {
+        return;
+    }
+    m_process.kill();
+    m_process.waitForFinished();
+}
+
+int Program::exitCode() {
+    const bool ended =
+        QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; }, Screen::patienceMs);
+    const bool started = m_process.error() != QProcess::FailedToStart;
+    return ended && started && m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+Element Program::usable(Element::Role role, const QString& name) const {
+    const Element element = elements().find(role, name);
+    return element.isEnabled() ? element : Element();
+}
+
+bool Program::shows(Element::Role role, const QString& name) const {
+    return !elements().find(role, name).isNull();
+}
