@@ -178,7 +178,6 @@ TimerWindow {
                 id: status
 
                 objectName: "status"
-                Accessible.role: Accessible.StatusBar
                 Accessible.name: text
                 anchors.fill: parent
                 anchors.margins: 11
