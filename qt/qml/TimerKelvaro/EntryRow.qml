@@ -82,6 +82,7 @@ RowPanel {
             text: entry.row.duration_text || ""
             font.pixelSize: 17
             font.bold: true
+            font.kerning: false // "11" as wide as "00": the rows line up
             LayoutMirroring.enabled: false
         }
     }
