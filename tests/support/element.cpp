@@ -167,7 +167,7 @@ Element Element::find(Role role, const QString& name) const {
         if (child.name() == name && child.role() == role && child.isShowing()) {
             return child;
         }
-        if (const Element found = child.find(role, name); !found.isNull()) {
+        if (Element found = child.find(role, name); !found.isNull()) {
             return found;
         }
     }
