@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "state/accountstate.h"
 
 #include <QHostAddress>
 #include <QSettings>
@@ -10,11 +11,8 @@
 namespace {
 
 bool isPrivateHost(const QString& host) {
-    if (host == QStringLiteral("localhost")) {
-        return true;
-    }
     const QHostAddress address(host);
-    return address.isLoopback() || address.isInSubnet(QHostAddress(QStringLiteral("10.0.0.0")), 8) ||
+    return isLoopbackHost(host) || address.isInSubnet(QHostAddress(QStringLiteral("10.0.0.0")), 8) ||
            address.isInSubnet(QHostAddress(QStringLiteral("172.16.0.0")), 12) ||
            address.isInSubnet(QHostAddress(QStringLiteral("192.168.0.0")), 16);
 }
@@ -77,13 +75,14 @@ void Controller::connectServer(const QString& url) {
         reconnectDeveloper();
         return;
     }
+    m_recordRead = false;
     m_vault.unlock(address);
 }
 
 void Controller::reconnectDeveloper() {
     QJsonObject state = durableState();
     state.insert(u"signed_out", false);
-    if (!m_vault.save(state)) {
+    if (!save(state)) {
         fail(QStringLiteral("Unable to store explicit developer reconnect"));
         return;
     }
@@ -163,14 +162,17 @@ void Controller::loadWorkspace() {
             fail(QStringLiteral("Server unavailable. Encrypted cached data retained."));
             return;
         }
-        adoptSnapshot(reply);
+        m_snapshot = reply;
+        projectQueue();
+        loadTimer(requested);
     });
 }
 
-void Controller::adoptSnapshot(const QJsonObject& snapshot) {
-    m_snapshot = snapshot;
-    projectQueue();
-    send("GET", QStringLiteral("/me/timer"), {}, [this](const QJsonObject& reply, int status) {
+void Controller::loadTimer(const QString& requested) {
+    send("GET", QStringLiteral("/me/timer"), {}, [this, requested](const QJsonObject& reply, int status) {
+        if (requested != m_workspace) {
+            return;
+        }
         if (status == 200) {
             m_serverTimer = reply.value(u"timer").toObject();
         }

@@ -144,11 +144,13 @@ private:
     void dropReplies();
     void syncPeriodically();
     void vaultReady();
+    /// Refuses while the vault's own record is unread: it must not be replaced unseen.
+    [[nodiscard]] bool save(const QJsonObject& state);
 
     void reconnectDeveloper();
     void adoptIdentity(const QJsonObject& identity);
     void adoptWorkspaces(const QJsonArray& items);
-    void adoptSnapshot(const QJsonObject& snapshot);
+    void loadTimer(const QString& requested);
     void finishLoading();
 
     void applyLoginReply(const QJsonObject& reply, int status);
@@ -188,6 +190,7 @@ private:
     bool m_importPaused = false;
     bool m_signedOut = false;
     bool m_readOnly = false;
+    bool m_recordRead = false;
 
     // Memories of what was computed last: a write costs what it changes, and a
     // reload that brings the same bytes brings the same shared data.

@@ -38,9 +38,8 @@ void Controller::setReadOnly(bool readOnly) {
 }
 
 void Controller::vaultReady() {
-    bool ok = false;
-    const QJsonObject state = m_vault.load(&ok);
-    if (!ok) {
+    const QJsonObject state = m_vault.load(&m_recordRead);
+    if (!m_recordRead) {
         fail(QStringLiteral(
             "Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
         return;

@@ -30,9 +30,13 @@ bool Controller::persist() {
     if (m_readOnly || !secureStorage()) {
         return false;
     }
-    if (m_vault.save(durableState())) {
+    if (save(durableState())) {
         return true;
     }
     fail(QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally."));
     return false;
+}
+
+bool Controller::save(const QJsonObject& state) {
+    return m_recordRead && m_vault.save(state);
 }

@@ -58,6 +58,9 @@ void EntryList::update(const QJsonArray& entries) {
     if (entries == m_source) {
         return;
     }
+    if (entries.isEmpty()) {
+        m_texts.clear();
+    }
     Rows converted;
     converted.reserve(static_cast<std::size_t>(entries.size()));
     Order places(m_converted.size(), gone);

@@ -67,9 +67,7 @@ void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& repl
     }
     QJsonObject state = durableState();
     QString error;
-    const PersistState persistState = [this](const QJsonObject& candidate) {
-        return m_vault.save(candidate);
-    };
+    const PersistState persistState = [this](const QJsonObject& candidate) { return save(candidate); };
     if (!SyncState::acknowledge(state, item, results.first().toObject(), persistState, &error)) {
         fail(error);
         return;

@@ -6,7 +6,6 @@
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QUrl>
 #include <QUuid>
 
 namespace {
@@ -14,16 +13,6 @@ namespace {
 constexpr qsizetype maxReplyBytes = 52428800;
 /// Below this a reply is parsed sooner than it is worth remembering.
 constexpr qsizetype largeReplyBytes = 65536;
-
-QNetworkRequest jsonRequest(const QString& address) {
-    QNetworkRequest request{QUrl(address)};
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
-    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    request.setTransferTimeout(transferTimeoutMs);
-    return request;
-}
 
 } // namespace
 
@@ -33,7 +22,8 @@ void Controller::send(const QByteArray& method, const QString& path, const QJson
         callback({}, 0);
         return;
     }
-    QNetworkRequest request = jsonRequest(m_server + QStringLiteral("/v1") + path);
+    QNetworkRequest request = plainRequest(m_server + QStringLiteral("/v1") + path);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     const QString token = m_auth.value(u"token").toString();
     if (!token.isEmpty() && path != QStringLiteral("/auth/login")) {
         request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
@@ -68,7 +58,8 @@ void Controller::deliver(const QByteArray& body, int status, const Callback& cal
     const QByteArray digest =
         large ? QCryptographicHash::hash(body, QCryptographicHash::Blake2b_256) : QByteArray();
     if (large && digest == m_largeReply.digest) {
-        callback(m_largeReply.object, status);
+        const QJsonObject object = m_largeReply.object;
+        callback(object, status);
         return;
     }
     QJsonParseError error;

@@ -24,14 +24,16 @@ QString tokenHash(const QByteArray& token) {
 } // namespace
 
 Caller authenticate(Connection& connection, const QByteArray& authorization) {
-    if (authorization.isEmpty())
-        return {kDevelopmentUser, false};
+    if (authorization.isEmpty()) {
+        return {developmentUser, false};
+    }
     if (authorization.startsWith("Bearer ")) {
         QSqlQuery query = connection.run(
             QStringLiteral("SELECT user_id FROM sessions WHERE token_hash = ? AND revoked_at IS NULL"),
             {tokenHash(authorization.mid(7))});
-        if (connection.next(query))
+        if (connection.next(query)) {
             return {query.value(0).toString(), true};
+        }
     }
     throw ApiError{401, QStringLiteral("unauthorized"),
                    QStringLiteral("This session is unknown or was revoked.")};
@@ -40,8 +42,9 @@ Caller authenticate(Connection& connection, const QByteArray& authorization) {
 QByteArray identityReply(Connection& connection, const Caller& caller) {
     QSqlQuery query = connection.run(
         QStringLiteral("SELECT email, display_name, timezone FROM users WHERE id = ?"), {caller.userId});
-    if (!connection.next(query))
+    if (!connection.next(query)) {
         throw DatabaseError("the caller is not among the users");
+    }
     QByteArray body = R"({"id":)";
     appendString(body, caller.userId);
     body += R"(,"email":)";
@@ -72,8 +75,9 @@ QByteArray workspacesReply(Connection& connection, const Caller& caller) {
 }
 
 bool isMember(Connection& connection, const QString& userId, const QString& workspaceId) {
-    if (!isId(workspaceId))
+    if (!isId(workspaceId)) {
         return false;
+    }
     QSqlQuery query =
         connection.run(QStringLiteral("SELECT 1 FROM members WHERE workspace_id = ? AND user_id = ?"),
                        {workspaceId, userId});

@@ -19,8 +19,9 @@ std::optional<HostAndPort> split(const QString& text) {
     static const QRegularExpression form(
         QStringLiteral("^(?:\\[([0-9A-Fa-f:.]+)\\]|([^:\\[\\]/@\\s]+))(?::([0-9]{1,5}))?\\z"));
     const QRegularExpressionMatch match = form.match(text);
-    if (!match.hasMatch())
+    if (!match.hasMatch()) {
         return std::nullopt;
+    }
     return HostAndPort{match.captured(1) + match.captured(2), match.captured(3)};
 }
 
@@ -40,22 +41,25 @@ QString ListenAddress::text() const {
 
 std::optional<ListenAddress> parseListenAddress(const QString& text) {
     const auto parts = split(text);
-    if (!parts || parts->port.isEmpty() || parts->port.toInt() > 65535)
+    if (!parts || parts->port.isEmpty() || parts->port.toInt() > 65535) {
         return std::nullopt;
+    }
     const QString host = parts->host == u"localhost" ? QStringLiteral("127.0.0.1") : parts->host;
-    if (!isIpAddress(host))
+    if (!isIpAddress(host)) {
         return std::nullopt;
+    }
     return ListenAddress{host, parts->port.toInt()};
 }
 
 bool isPrivateAddress(const QString& host) {
     const QByteArray name = host.toLatin1();
     std::array<unsigned char, 16> b{};
-    if (inet_pton(AF_INET, name.constData(), b.data()) == 1)
+    if (inet_pton(AF_INET, name.constData(), b.data()) == 1) {
         return b[0] == 127 || b[0] == 10 || (b[0] == 172 && b[1] >= 16 && b[1] <= 31) ||
                (b[0] == 192 && b[1] == 168);
-    constexpr std::array<unsigned char, 16> kLoopback{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
-    return inet_pton(AF_INET6, name.constData(), b.data()) == 1 && b == kLoopback;
+    }
+    constexpr std::array<unsigned char, 16> loopback{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+    return inet_pton(AF_INET6, name.constData(), b.data()) == 1 && b == loopback;
 }
 
 bool isPrivateHostHeader(const QString& header) {

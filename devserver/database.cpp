@@ -8,13 +8,13 @@
 #include <QUuid>
 
 #include <atomic>
-#include <memory>
+#include <optional>
 
 namespace devserver {
 namespace {
 
 // Held by every writer on PostgreSQL; any number that nothing else in the database uses.
-const QString kWriterLock = QStringLiteral("SELECT pg_advisory_xact_lock(7265726174)");
+const QString writerLock = QStringLiteral("SELECT pg_advisory_xact_lock(7265726174)");
 
 QString reasonOf(const QSqlError& error) {
     const QString text = error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
@@ -24,47 +24,52 @@ QString reasonOf(const QSqlError& error) {
 } // namespace
 
 Connection::Connection(const DatabaseAddress& address)
-    : name_(QUuid::createUuid().toString()), sqlite_(address.kind == DatabaseAddress::Kind::Sqlite) {
+    : m_name(QUuid::createUuid().toString()), m_sqlite(address.kind == DatabaseAddress::Kind::Sqlite) {
     try {
         open(address);
     } catch (...) {
-        QSqlDatabase::removeDatabase(name_);
+        QSqlDatabase::removeDatabase(m_name);
         throw;
     }
 }
 
 Connection::~Connection() {
-    QSqlDatabase::removeDatabase(name_);
+    QSqlDatabase::removeDatabase(m_name);
 }
 
 void Connection::open(const DatabaseAddress& address) {
     QSqlDatabase database =
-        QSqlDatabase::addDatabase(sqlite_ ? QStringLiteral("QSQLITE") : QStringLiteral("QPSQL"), name_);
+        QSqlDatabase::addDatabase(m_sqlite ? QStringLiteral("QSQLITE") : QStringLiteral("QPSQL"), m_name);
     database.setDatabaseName(address.name);
     database.setHostName(address.host);
     database.setPort(address.port);
     database.setUserName(address.user);
-    if (sqlite_) {
-        if (!QDir().mkpath(QFileInfo(address.name).absolutePath()))
+    if (m_sqlite) {
+        if (!QDir().mkpath(QFileInfo(address.name).absolutePath())) {
             fail(QStringLiteral("the folder cannot be created"));
+        }
         database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=8000"));
+    } else {
+        database.setConnectOptions(QStringLiteral("connect_timeout=5")); // seconds for each address
     }
-    if (!database.open())
+    if (!database.open()) {
         fail(reasonOf(database.lastError()));
-    if (!sqlite_) {
+    }
+    if (!m_sqlite) {
         run(QStringLiteral("SET client_min_messages = warning"));
         return;
     }
     // Working hours are nobody else's business; the journal files take over the mode.
-    if (!QFile::setPermissions(address.name, QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+    if (!QFile::setPermissions(address.name, QFileDevice::ReadOwner | QFileDevice::WriteOwner)) {
         fail(QStringLiteral("its permissions cannot be set"));
+    }
     run(QStringLiteral("PRAGMA journal_mode=WAL"));
     run(QStringLiteral("PRAGMA synchronous=FULL"));
     run(QStringLiteral("PRAGMA foreign_keys=ON"));
 }
 
 void Connection::fail(const QString& text) {
-    usable_ = false;
+    m_usable = false;
     throw DatabaseError(text.toStdString());
 }
 
@@ -74,52 +79,59 @@ QSqlQuery Connection::run(const QString& sql, const QVariantList& values) {
         execute(query, values);
         return query;
     }
-    QSqlQuery query(QSqlDatabase::database(name_, false));
+    QSqlQuery query(QSqlDatabase::database(m_name, false));
     query.setForwardOnly(true);
-    if (!query.exec(sql))
+    if (!query.exec(sql)) {
         fail(reasonOf(query.lastError()));
+    }
     return query;
 }
 
 QSqlQuery Connection::prepare(const QString& sql) {
-    QSqlQuery query(QSqlDatabase::database(name_, false));
+    QSqlQuery query(QSqlDatabase::database(m_name, false));
     query.setForwardOnly(true);
-    if (!query.prepare(sql))
+    if (!query.prepare(sql)) {
         fail(reasonOf(query.lastError()));
+    }
     return query;
 }
 
 void Connection::execute(QSqlQuery& query, const QVariantList& values) {
-    for (qsizetype i = 0; i < values.size(); ++i)
+    for (qsizetype i = 0; i < values.size(); ++i) {
         query.bindValue(static_cast<int>(i), values[i]);
-    if (!query.exec())
+    }
+    if (!query.exec()) {
         fail(reasonOf(query.lastError()));
+    }
 }
 
 bool Connection::next(QSqlQuery& query) {
-    if (query.next())
+    if (query.next()) {
         return true;
-    if (query.lastError().isValid())
+    }
+    if (query.lastError().isValid()) {
         fail(reasonOf(query.lastError()));
+    }
     return false;
 }
 
-Transaction::Transaction(Connection& connection, Kind kind) : connection_(connection) {
+Transaction::Transaction(Connection& connection, Kind kind) : m_connection(connection) {
     if (connection.isSqlite()) {
         connection.run(kind == Kind::Read ? QStringLiteral("BEGIN") : QStringLiteral("BEGIN IMMEDIATE"));
     } else if (kind == Kind::Read) {
         connection.run(QStringLiteral("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY"));
     } else {
         connection.run(QStringLiteral("BEGIN"));
-        connection.run(kWriterLock);
+        connection.run(writerLock);
     }
 }
 
 Transaction::~Transaction() {
-    if (!open_)
+    if (!m_open) {
         return;
+    }
     try {
-        connection_.run(QStringLiteral("ROLLBACK"));
+        m_connection.run(QStringLiteral("ROLLBACK"));
     } catch (const DatabaseError&) {
         // Either the database has rolled back by itself, or closing the now
         // unusable connection does it.
@@ -128,21 +140,22 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-    connection_.run(QStringLiteral("COMMIT"));
-    open_ = false;
+    m_connection.run(QStringLiteral("COMMIT"));
+    m_open = false;
 }
 
-Database::Database(DatabaseAddress address) : address_(std::move(address)) {
+Database::Database(DatabaseAddress address) : m_address(std::move(address)) {
     static std::atomic<quint64> counter = 0;
-    serial_ = ++counter;
+    m_serial = ++counter;
 }
 
 Connection& Database::connection() const {
     thread_local quint64 owner = 0;
-    thread_local std::unique_ptr<Connection> current;
-    if (owner != serial_ || !current || !current->isUsable())
-        current = std::make_unique<Connection>(address_);
-    owner = serial_;
+    thread_local std::optional<Connection> current;
+    if (owner != m_serial || !current || !current->isUsable()) {
+        current.emplace(m_address);
+    }
+    owner = m_serial;
     return *current;
 }
 

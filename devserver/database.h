@@ -35,8 +35,8 @@ public:
     ~Connection();
     Q_DISABLE_COPY_MOVE(Connection)
 
-    [[nodiscard]] bool isSqlite() const { return sqlite_; }
-    [[nodiscard]] bool isUsable() const { return usable_; }
+    [[nodiscard]] bool isSqlite() const { return m_sqlite; }
+    [[nodiscard]] bool isUsable() const { return m_usable; }
 
     /// Runs one statement, its values bound in order.
     QSqlQuery run(const QString& sql, const QVariantList& values = {});
@@ -52,9 +52,9 @@ private:
     void open(const DatabaseAddress& address);
     [[noreturn]] void fail(const QString& text);
 
-    QString name_;
-    bool sqlite_;
-    bool usable_ = true;
+    QString m_name;
+    bool m_sqlite;
+    bool m_usable = true;
 };
 
 /// A transaction that is rolled back unless it is committed. Readers see one
@@ -71,8 +71,8 @@ public:
     void commit();
 
 private:
-    Connection& connection_;
-    bool open_ = true;
+    Connection& m_connection;
+    bool m_open = true;
 };
 
 /// Hands each thread its own connection.
@@ -84,8 +84,8 @@ public:
     [[nodiscard]] Connection& connection() const;
 
 private:
-    DatabaseAddress address_;
-    quint64 serial_;
+    DatabaseAddress m_address;
+    quint64 m_serial;
 };
 
 } // namespace devserver

@@ -13,14 +13,15 @@
 namespace devserver {
 namespace {
 
-constexpr quint64 kSeed = 0x5eed'0f'da7;
-constexpr int kMinute = 60;
-const QByteArray kZone = QByteArrayLiteral("Asia/Jerusalem");
+constexpr quint64 seed = 0x5eed'0f'da7;
+constexpr int minute = 60;
+const QString demoEmail = QStringLiteral("noa@example.com");
+const QByteArray demoZone = QByteArrayLiteral("Asia/Jerusalem");
 
 /// The standard's distributions differ between libraries; its engine does not.
 class Random {
 public:
-    int between(int low, int high) { return low + static_cast<int>(engine_() % quint64(high - low + 1)); }
+    int between(int low, int high) { return low + static_cast<int>(m_engine() % quint64(high - low + 1)); }
     bool chance(int percent) { return between(1, 100) <= percent; }
 
     template <typename T>
@@ -30,15 +31,16 @@ public:
 
     QString id() {
         QByteArray bytes(16, '\0');
-        for (char& byte : bytes)
+        for (char& byte : bytes) {
             byte = static_cast<char>(between(0, 255));
+        }
         bytes[6] = static_cast<char>((bytes[6] & 0x0f) | 0x40);
         bytes[8] = static_cast<char>((bytes[8] & 0x3f) | 0x80);
         return QUuid::fromRfc4122(bytes).toString(QUuid::WithoutBraces);
     }
 
 private:
-    std::mt19937_64 engine_{kSeed};
+    std::mt19937_64 m_engine{seed};
 };
 
 struct Project {
@@ -59,7 +61,7 @@ struct Habit {
 
 class Demo {
 public:
-    Demo(Connection& connection, QDate today) : connection_(connection), today_(today), zone_(kZone) {}
+    Demo(Connection& connection, QDate today) : m_connection(connection), m_today(today), m_zone(demoZone) {}
 
     void write();
 
@@ -76,137 +78,144 @@ private:
     QString description(Language language);
     [[nodiscard]] qint64 instant(QDate day, int seconds) const;
 
-    Connection& connection_;
-    QDate today_;
-    QTimeZone zone_;
-    Random random_;
-    QList<Entry> entries_;
+    Connection& m_connection;
+    QDate m_today;
+    QTimeZone m_zone;
+    Random m_random;
+    QList<Entry> m_entries;
 };
 
 void Demo::write() {
-    connection_.run(QStringLiteral("UPDATE users SET email = ?, display_name = ? WHERE id = ?"),
-                    {QStringLiteral("noa@example.com"), QStringLiteral("נועה לוי"), kDevelopmentUser});
-    connection_.run(QStringLiteral("UPDATE workspaces SET name = ?, created_at = 0 WHERE id = ?"),
-                    {QStringLiteral("סטודיו גל"), kDevelopmentWorkspace});
+    m_connection.run(QStringLiteral("UPDATE users SET email = ?, display_name = ? WHERE id = ?"),
+                     {demoEmail, QStringLiteral("נועה לוי"), developmentUser});
+    m_connection.run(QStringLiteral("UPDATE workspaces SET name = ?, created_at = 0 WHERE id = ?"),
+                     {QStringLiteral("סטודיו גל"), developmentWorkspace});
     const QString other = addUser(QStringLiteral("dan@example.com"), QStringLiteral("Dan Adler"));
-    addMember(kDevelopmentWorkspace, other);
-    const QString own = addWorkspace(QStringLiteral("Freelance"), kDevelopmentUser);
-    const QList<Project> shared = addCatalog(kDevelopmentWorkspace, sharedClients());
+    addMember(developmentWorkspace, other);
+    const QString own = addWorkspace(QStringLiteral("Freelance"), developmentUser);
+    const QList<Project> shared = addCatalog(developmentWorkspace, sharedClients());
 
-    const Habit mainJob{kDevelopmentWorkspace, kDevelopmentUser, shared, 7, 11, 8 * 60 + 15, 9 * 60 + 20};
-    const Habit colleague{kDevelopmentWorkspace, other, shared, 2, 5, 9 * 60, 11 * 60};
-    const Habit sideJob{own, kDevelopmentUser, addCatalog(own, ownClients()), 3, 5, 8 * 60, 9 * 60 + 30};
-    for (QDate day = today_.addDays(-365); day < today_; day = day.addDays(1)) {
+    const Habit mainJob{developmentWorkspace, developmentUser, shared, 7, 11, 8 * 60 + 15, 9 * 60 + 20};
+    const Habit colleague{developmentWorkspace, other, shared, 2, 5, 9 * 60, 11 * 60};
+    const Habit sideJob{own, developmentUser, addCatalog(own, ownClients()), 3, 5, 8 * 60, 9 * 60 + 30};
+    for (QDate day = m_today.addDays(-365); day < m_today; day = day.addDays(1)) {
         const bool weekend = day.dayOfWeek() == Qt::Friday || day.dayOfWeek() == Qt::Saturday;
-        if (!weekend && !random_.chance(5))
+        if (!weekend && !m_random.chance(5)) {
             workDay(mainJob, day);
-        if (!weekend && random_.chance(55))
+        }
+        if (!weekend && m_random.chance(55)) {
             workDay(colleague, day);
-        if (day.dayOfWeek() == Qt::Friday)
+        }
+        if (day.dayOfWeek() == Qt::Friday) {
             workDay(sideJob, day);
+        }
     }
     clockChangeNights(sideJob);
-    insertEntries(connection_, entries_);
+    insertEntries(m_connection, m_entries);
     addPeriods();
 }
 
 QString Demo::addUser(const QString& email, const QString& name) {
-    QString id = random_.id();
-    connection_.run(
+    QString id = m_random.id();
+    m_connection.run(
         QStringLiteral("INSERT INTO users (id, email, display_name, timezone) VALUES (?, ?, ?, ?)"),
-        {id, email, name, QString::fromLatin1(kZone)});
+        {id, email, name, QString::fromLatin1(demoZone)});
     return id;
 }
 
 QString Demo::addWorkspace(const QString& name, const QString& userId) {
-    QString id = random_.id();
-    connection_.run(QStringLiteral("INSERT INTO workspaces (id, name, created_at) VALUES (?, ?, 1)"),
-                    {id, name});
+    QString id = m_random.id();
+    m_connection.run(QStringLiteral("INSERT INTO workspaces (id, name, created_at) VALUES (?, ?, 1)"),
+                     {id, name});
     addMember(id, userId);
     return id;
 }
 
 void Demo::addMember(const QString& workspaceId, const QString& userId) {
-    connection_.run(QStringLiteral("INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"),
-                    {workspaceId, userId});
+    m_connection.run(QStringLiteral("INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"),
+                     {workspaceId, userId});
 }
 
 QList<Project> Demo::addCatalog(const QString& workspaceId, const QList<DemoClient>& clients) {
     QList<Project> open;
     qsizetype color = 0;
     for (const DemoClient& client : clients) {
-        const QString clientId = random_.id();
-        connection_.run(QStringLiteral("INSERT INTO clients (id, workspace_id, name) VALUES (?, ?, ?)"),
-                        {clientId, workspaceId, client.name});
+        const QString clientId = m_random.id();
+        m_connection.run(QStringLiteral("INSERT INTO clients (id, workspace_id, name) VALUES (?, ?, ?)"),
+                         {clientId, workspaceId, client.name});
         for (const QString& name : client.projects) {
-            const Project project{random_.id(), client.language};
+            const Project project{m_random.id(), client.language};
             const bool archived = name == archivedProject();
-            connection_.run(
+            m_connection.run(
                 QStringLiteral("INSERT INTO projects (id, workspace_id, client_id, name, color, archived)"
                                " VALUES (?, ?, ?, ?, ?, ?)"),
                 {project.id, workspaceId, clientId, name, colors()[color++ % colors().size()],
                  int(archived)});
-            if (!archived)
+            if (!archived) {
                 open += project;
+            }
         }
     }
     return open;
 }
 
 void Demo::workDay(const Habit& habit, QDate day) {
-    const QList<Project> focus{random_.pick(habit.projects), random_.pick(habit.projects),
-                               random_.pick(habit.projects)};
-    const int lunch = random_.between(12 * 60 + 10, 13 * 60 + 10) * kMinute;
+    const QList<Project> focus{m_random.pick(habit.projects), m_random.pick(habit.projects),
+                               m_random.pick(habit.projects)};
+    const int lunch = m_random.between(12 * 60 + 10, 13 * 60 + 10) * minute;
     const int evening = 20 * 3600;
-    int clock = random_.between(habit.earliest * kMinute, habit.latest * kMinute);
+    int clock = m_random.between(habit.earliest * minute, habit.latest * minute);
     bool hungry = clock < lunch;
-    for (int left = random_.between(habit.fewest, habit.most); left > 0; --left) {
+    for (int left = m_random.between(habit.fewest, habit.most); left > 0; --left) {
         if (hungry && clock >= lunch) {
-            clock += random_.between(28 * kMinute, 52 * kMinute);
+            clock += m_random.between(28 * minute, 52 * minute);
             hungry = false;
         }
-        const int length = random_.between(13 * kMinute, 75 * kMinute);
-        if (clock + length > evening)
+        const int length = m_random.between(13 * minute, 75 * minute);
+        if (clock + length > evening) {
             return;
-        addEntry(habit, random_.pick(focus), instant(day, clock), instant(day, clock + length));
+        }
+        addEntry(habit, m_random.pick(focus), instant(day, clock), instant(day, clock + length));
         // Either straight on with the next thing, or a break.
         clock += length +
-                 (random_.chance(45) ? random_.between(4, 90) : random_.between(3 * kMinute, 14 * kMinute));
+                 (m_random.chance(45) ? m_random.between(4, 90) : m_random.between(3 * minute, 14 * minute));
     }
 }
 
 // Work through the night in which the clocks changed: its length and its local
 // times disagree, which every sum and every display has to survive.
 void Demo::clockChangeNights(const Habit& habit) {
-    const QDateTime from = today_.addDays(-365).startOfDay(zone_);
-    const QDateTime to = today_.addDays(-1).startOfDay(zone_);
-    for (const QTimeZone::OffsetData& change : zone_.transitions(from, to)) {
+    const QDateTime from = m_today.addDays(-365).startOfDay(m_zone);
+    const QDateTime to = m_today.addDays(-1).startOfDay(m_zone);
+    for (const QTimeZone::OffsetData& change : m_zone.transitions(from, to)) {
         const qint64 at = change.atUtc.toSecsSinceEpoch();
-        const qint64 start = at - random_.between(70 * kMinute, 110 * kMinute);
-        const qint64 stop = at + random_.between(70 * kMinute, 110 * kMinute);
+        const qint64 start = at - m_random.between(70 * minute, 110 * minute);
+        const qint64 stop = at + m_random.between(70 * minute, 110 * minute);
         addEntry(habit, habit.projects.constFirst(), start, stop);
     }
 }
 
 void Demo::addEntry(const Habit& habit, const Project& project, qint64 start, qint64 stop) {
     Entry entry;
-    entry.id = random_.id();
+    entry.id = m_random.id();
     entry.workspaceId = habit.workspaceId;
     entry.userId = habit.userId;
-    entry.description = random_.chance(3) ? QString() : description(project.language);
-    if (!random_.chance(4))
+    entry.description = m_random.chance(3) ? QString() : description(project.language);
+    if (!m_random.chance(4)) {
         entry.projectId = project.id;
-    entry.billable = entry.projectId && random_.chance(80);
+    }
+    entry.billable = entry.projectId && m_random.chance(80);
     entry.startAt = start;
     entry.stopAt = stop;
-    entry.version = random_.chance(85) ? 2 : random_.between(1, 4);
-    if (random_.chance(1))
-        entry.deletedAt = stop + random_.between(kMinute, 90 * kMinute);
-    entries_ += entry;
+    entry.version = m_random.chance(85) ? 2 : m_random.between(1, 4);
+    if (m_random.chance(1)) {
+        entry.deletedAt = stop + m_random.between(minute, 90 * minute);
+    }
+    m_entries += entry;
 }
 
 void Demo::addPeriods() {
-    const QDate sunday = today_.addDays(-(today_.dayOfWeek() % 7));
+    const QDate sunday = m_today.addDays(-(m_today.dayOfWeek() % 7));
     addPeriod(sunday.addDays(-21), QStringLiteral("approved"), 3, QVariant());
     addPeriod(sunday.addDays(-14), QStringLiteral("submitted"), 2, QVariant());
     addPeriod(sunday.addDays(-7), QStringLiteral("open"), 3,
@@ -214,26 +223,27 @@ void Demo::addPeriods() {
 }
 
 void Demo::addPeriod(QDate sunday, const QString& status, int version, const QVariant& reason) {
-    connection_.run(
+    m_connection.run(
         QStringLiteral("INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date,"
                        " timezone, start_at, end_at, version, last_reason)"
                        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-        {random_.id(), kDevelopmentWorkspace, kDevelopmentUser, status, sunday.toString(Qt::ISODate),
-         sunday.addDays(6).toString(Qt::ISODate), QString::fromLatin1(kZone), instant(sunday, 0),
+        {m_random.id(), developmentWorkspace, developmentUser, status, sunday.toString(Qt::ISODate),
+         sunday.addDays(6).toString(Qt::ISODate), QString::fromLatin1(demoZone), instant(sunday, 0),
          instant(sunday.addDays(7), 0), version, reason});
 }
 
 QString Demo::description(Language language) {
-    if (random_.chance(35))
-        return random_.pick(plainDescriptions(language));
-    const QString pattern = random_.pick(patterns(language));
-    return pattern.arg(random_.pick(subjects(language)));
+    if (m_random.chance(35)) {
+        return m_random.pick(plainDescriptions(language));
+    }
+    const QString pattern = m_random.pick(patterns(language));
+    return pattern.arg(m_random.pick(subjects(language)));
 }
 
 qint64 Demo::instant(QDate day, int seconds) const {
     return seconds == 0
-               ? day.startOfDay(zone_).toSecsSinceEpoch()
-               : QDateTime(day, QTime::fromMSecsSinceStartOfDay(seconds * 1000), zone_).toSecsSinceEpoch();
+               ? day.startOfDay(m_zone).toSecsSinceEpoch()
+               : QDateTime(day, QTime::fromMSecsSinceStartOfDay(seconds * 1000), m_zone).toSecsSinceEpoch();
 }
 
 bool holdsWork(Connection& connection) {
@@ -243,19 +253,26 @@ bool holdsWork(Connection& connection) {
     return connection.next(query);
 }
 
+bool holdsDemo(Connection& connection) {
+    QSqlQuery query = connection.run(QStringLiteral("SELECT 1 FROM users WHERE id = ? AND email = ?"),
+                                     {developmentUser, demoEmail});
+    return connection.next(query);
+}
+
 } // namespace
 
 bool addDemo(Connection& connection, QDate today) {
     Transaction transaction(connection, Transaction::Kind::Write);
-    if (holdsWork(connection))
-        return false;
+    if (holdsWork(connection)) {
+        return holdsDemo(connection);
+    }
     Demo(connection, today).write();
     transaction.commit();
     return true;
 }
 
 QDate currentDemoDay() {
-    return QDateTime::currentDateTime().toTimeZone(QTimeZone(kZone)).date();
+    return QDateTime::currentDateTime().toTimeZone(QTimeZone(demoZone)).date();
 }
 
 } // namespace devserver

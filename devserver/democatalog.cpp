@@ -116,12 +116,13 @@ QStringList plainDescriptions(Language language) {
 }
 
 QStringList patterns(Language language) {
-    if (language == Language::Hebrew)
+    if (language == Language::Hebrew) {
         return {QStringLiteral("אפיון %1"),         QStringLiteral("פיתוח %1"),
                 QStringLiteral("בדיקות ל%1"),       QStringLiteral("עיצוב %1"),
                 QStringLiteral("תיקונים ב%1"),      QStringLiteral("פגישה על %1"),
                 QStringLiteral("תיעוד %1"),         QStringLiteral("%1 – סבב הערות"),
                 QStringLiteral("%1 – גרסה ראשונה"), QStringLiteral("מחקר לקראת %1")};
+    }
     return {QStringLiteral("Specify %1"),          QStringLiteral("Implement %1"),
             QStringLiteral("Tests for %1"),        QStringLiteral("Design %1"),
             QStringLiteral("Fixes in %1"),         QStringLiteral("Meeting about %1"),
@@ -130,13 +131,14 @@ QStringList patterns(Language language) {
 }
 
 QStringList subjects(Language language) {
-    if (language == Language::Hebrew)
+    if (language == Language::Hebrew) {
         return {QStringLiteral("טופס ההרשמה"),    QStringLiteral("דף הבית"),
                 QStringLiteral("לוח הבקרה"),      QStringLiteral("תזכורות במסרון"),
                 QStringLiteral("ייצוא לאקסל"),    QStringLiteral("הרשאות משתמשים"),
                 QStringLiteral("יומן הפגישות"),   QStringLiteral("מסך ההגדרות"),
                 QStringLiteral("גלריית התמונות"), QStringLiteral("דוח סוף חודש"),
                 QStringLiteral("אזור אישי"),      QStringLiteral("חיבור ליומן החיצוני")};
+    }
     return {QStringLiteral("the sign-up form"),  QStringLiteral("the home page"),
             QStringLiteral("the dashboard"),     QStringLiteral("push notifications"),
             QStringLiteral("the CSV export"),    QStringLiteral("user permissions"),

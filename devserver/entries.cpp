@@ -9,8 +9,9 @@
 namespace devserver {
 namespace {
 
-const QString kSelect = QStringLiteral("SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
-                                       " billable, start_at, stop_at, deleted_at, version FROM time_entries");
+const QString selectEntries =
+    QStringLiteral("SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
+                   " billable, start_at, stop_at, deleted_at, version FROM time_entries");
 
 std::optional<qint64> instantOf(const QVariant& value) {
     return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
@@ -35,8 +36,9 @@ Entry entryOf(const QSqlQuery& row) {
     entry.workspaceId = row.value(1).toString();
     entry.userId = row.value(2).toString();
     entry.description = row.value(3).toString();
-    if (const QVariant project = row.value(4); !project.isNull())
+    if (const QVariant project = row.value(4); !project.isNull()) {
         entry.projectId = project.toString();
+    }
     entry.tagIds = row.value(5).toString().toUtf8();
     entry.billable = row.value(6).toInt() != 0;
     entry.startAt = row.value(7).toLongLong();
@@ -47,17 +49,19 @@ Entry entryOf(const QSqlQuery& row) {
 }
 
 std::optional<Entry> findOne(Connection& connection, const QString& condition, const QString& value) {
-    QSqlQuery query = connection.run(kSelect + condition, {value});
-    if (!connection.next(query))
+    QSqlQuery query = connection.run(selectEntries + condition, {value});
+    if (!connection.next(query)) {
         return std::nullopt;
+    }
     return entryOf(query);
 }
 
 } // namespace
 
 std::optional<Entry> findEntry(Connection& connection, const QString& id) {
-    if (!isId(id))
+    if (!isId(id)) {
         return std::nullopt;
+    }
     return findOne(connection, QStringLiteral(" WHERE id = ?"), id);
 }
 
@@ -71,11 +75,12 @@ void insertEntries(Connection& connection, const QList<Entry>& entries) {
         "INSERT INTO time_entries (id, workspace_id, user_id, description, project_id, tag_ids,"
         " billable, start_at, stop_at, deleted_at, version)"
         " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
-    for (const Entry& entry : entries)
+    for (const Entry& entry : entries) {
         connection.execute(query,
                            {entry.id, entry.workspaceId, entry.userId, textOf(entry.description),
                             orNull(entry.projectId), QString::fromUtf8(entry.tagIds), int(entry.billable),
                             entry.startAt, orNull(entry.stopAt), orNull(entry.deletedAt), entry.version});
+    }
 }
 
 void updateEntry(Connection& connection, const Entry& entry) {
@@ -113,7 +118,7 @@ void appendEntry(QByteArray& out, const Entry& entry) {
 
 void appendEntries(QByteArray& out, Connection& connection, const QString& workspaceId) {
     QSqlQuery query = connection.run(
-        kSelect + QStringLiteral(" WHERE workspace_id = ? ORDER BY start_at, id"), {workspaceId});
+        selectEntries + QStringLiteral(" WHERE workspace_id = ? ORDER BY start_at, id"), {workspaceId});
     out += '[';
     while (connection.next(query)) {
         appendEntry(out, entryOf(query));

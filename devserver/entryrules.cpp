@@ -50,34 +50,42 @@ Entry changed(Entry entry, const Change& change) {
 /// What stands in the way of an entry becoming `after`, whichever operation asks for it.
 std::optional<Verdict> obstacle(Connection& connection, const std::optional<Entry>& before,
                                 const Entry& after) {
-    if (after.stopAt && *after.stopAt < after.startAt)
+    if (after.stopAt && *after.stopAt < after.startAt) {
         return rejected(QStringLiteral("The entry would end before it starts."));
+    }
     const bool newProject = !before || before->projectId != after.projectId;
-    if (newProject && after.projectId && !isBookable(connection, after.workspaceId, *after.projectId))
+    if (newProject && after.projectId && !isBookable(connection, after.workspaceId, *after.projectId)) {
         return rejected(QStringLiteral("The project does not belong to this workspace or is archived."));
-    if ((before && isLocked(connection, *before)) || isLocked(connection, after))
+    }
+    if ((before && isLocked(connection, *before)) || isLocked(connection, after)) {
         return rejected(
             QStringLiteral("The entry lies in a timesheet period that was submitted or approved."));
-    if (after.isRunning() && !(before && before->isRunning()) && findRunning(connection, after.userId))
+    }
+    if (after.isRunning() && !(before && before->isRunning()) && findRunning(connection, after.userId)) {
         return conflict(QStringLiteral("Another timer is already running."));
+    }
     return std::nullopt;
 }
 
 Verdict createEntry(Connection& connection, const QString& userId, const Mutation& mutation,
                     const Change& change) {
-    if (!isId(mutation.entityId))
+    if (!isId(mutation.entityId)) {
         return rejected(QStringLiteral("The entry's id is not a UUID."));
-    if (findEntry(connection, mutation.entityId))
+    }
+    if (findEntry(connection, mutation.entityId)) {
         return conflict(QStringLiteral("An entry with this id exists already."));
-    if (mutation.baseVersion != 0)
+    }
+    if (mutation.baseVersion != 0) {
         return conflict(QStringLiteral("The entry to build on does not exist."));
+    }
     Entry blank;
     blank.id = mutation.entityId;
     blank.workspaceId = mutation.workspaceId;
     blank.userId = userId;
     const Entry entry = changed(blank, change);
-    if (const auto verdict = obstacle(connection, std::nullopt, entry))
+    if (const auto verdict = obstacle(connection, std::nullopt, entry)) {
         return *verdict;
+    }
     insertEntries(connection, {entry});
     return {};
 }
@@ -85,25 +93,34 @@ Verdict createEntry(Connection& connection, const QString& userId, const Mutatio
 Verdict changeEntry(Connection& connection, const QString& userId, const Mutation& mutation,
                     Operation operation, const Change& change) {
     const auto before = findEntry(connection, mutation.entityId);
-    if (!before || before->workspaceId != mutation.workspaceId)
+    if (!before || before->workspaceId != mutation.workspaceId) {
         return rejected(QStringLiteral("The entry does not exist in this workspace."));
-    if (before->userId != userId)
+    }
+    if (before->userId != userId) {
         return rejected(QStringLiteral("The entry belongs to another member of the workspace."));
-    if (operation != Operation::Restore && before->deletedAt)
+    }
+    if (operation != Operation::Restore && before->deletedAt) {
         return rejected(QStringLiteral("The entry was deleted."));
-    if (before->version != mutation.baseVersion)
+    }
+    if (before->version != mutation.baseVersion) {
         return conflict(QStringLiteral("The entry was changed elsewhere in the meantime."));
-    if (operation == Operation::Restore && !before->deletedAt)
+    }
+    if (operation == Operation::Restore && !before->deletedAt) {
         return rejected(QStringLiteral("The entry is not deleted."));
-    if (operation == Operation::Stop && before->stopAt)
+    }
+    if (operation == Operation::Stop && before->stopAt) {
         return rejected(QStringLiteral("The timer was stopped already."));
+    }
     Entry after = changed(*before, change);
-    if (operation == Operation::Delete)
+    if (operation == Operation::Delete) {
         after.deletedAt = currentInstant();
-    if (operation == Operation::Restore)
+    }
+    if (operation == Operation::Restore) {
         after.deletedAt = std::nullopt;
-    if (const auto verdict = obstacle(connection, before, after))
+    }
+    if (const auto verdict = obstacle(connection, before, after)) {
         return *verdict;
+    }
     updateEntry(connection, after);
     return {};
 }
@@ -112,15 +129,19 @@ Verdict changeEntry(Connection& connection, const QString& userId, const Mutatio
 
 Verdict applyMutation(Connection& connection, const QString& userId, const Mutation& mutation) {
     const auto operation = operationNamed(mutation.operation);
-    if (!operation)
+    if (!operation) {
         return rejected(QStringLiteral("This server does not know the operation."));
+    }
     const auto change = readChange(*operation, mutation.payload);
-    if (const auto* problem = std::get_if<QString>(&change))
+    if (const auto* problem = std::get_if<QString>(&change)) {
         return rejected(*problem);
-    if (!isMember(connection, userId, mutation.workspaceId))
+    }
+    if (!isMember(connection, userId, mutation.workspaceId)) {
         return rejected(QStringLiteral("You are not a member of this workspace."));
-    if (creates(*operation))
+    }
+    if (creates(*operation)) {
         return createEntry(connection, userId, mutation, std::get<Change>(change));
+    }
     return changeEntry(connection, userId, mutation, *operation, std::get<Change>(change));
 }
 

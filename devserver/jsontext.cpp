@@ -7,7 +7,7 @@ namespace devserver {
 namespace {
 
 void appendEscaped(QByteArray& out, char c) {
-    constexpr char kHex[] = "0123456789abcdef";
+    constexpr char hexDigits[] = "0123456789abcdef";
     switch (c) {
     case '"':
         out += "\\\"";
@@ -26,8 +26,8 @@ void appendEscaped(QByteArray& out, char c) {
         return;
     default:
         out += "\\u00";
-        out += kHex[(c >> 4) & 0xf];
-        out += kHex[c & 0xf];
+        out += hexDigits[(c >> 4) & 0xf];
+        out += hexDigits[c & 0xf];
     }
 }
 
@@ -44,8 +44,9 @@ void appendString(QByteArray& out, QStringView text) {
     while (from != utf8.cend()) {
         const auto special = std::find_if(from, utf8.cend(), needsEscape);
         out.append(from, special - from);
-        if (special == utf8.cend())
+        if (special == utf8.cend()) {
             break;
+        }
         appendEscaped(out, *special);
         from = special + 1;
     }
@@ -53,27 +54,31 @@ void appendString(QByteArray& out, QStringView text) {
 }
 
 void appendStringOrNull(QByteArray& out, const std::optional<QString>& text) {
-    if (text)
+    if (text) {
         appendString(out, *text);
-    else
+    } else {
         out += "null";
+    }
 }
 
 void closeArray(QByteArray& out) {
-    if (out.endsWith(','))
+    if (out.endsWith(',')) {
         out.chop(1);
+    }
     out += ']';
 }
 
 bool isId(QStringView id) {
-    if (id.size() != 36)
+    if (id.size() != 36) {
         return false;
+    }
     for (qsizetype i = 0; i < id.size(); ++i) {
         const char16_t c = id[i].unicode();
         const bool hyphen = i == 8 || i == 13 || i == 18 || i == 23;
         const bool digit = (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f');
-        if (hyphen ? c != u'-' : !digit)
+        if (hyphen ? c != u'-' : !digit) {
             return false;
+        }
     }
     return true;
 }

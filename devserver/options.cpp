@@ -10,7 +10,7 @@
 namespace devserver {
 namespace {
 
-constexpr int kUsage = 2;
+constexpr int usageError = 2;
 
 QString defaultFile() {
     return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) +
@@ -25,13 +25,15 @@ std::variant<DatabaseAddress, Notice> readDatabase(const QString& text) {
     }
     const QUrl url(text, QUrl::StrictMode);
     if (!url.isValid() || url.scheme() != u"postgresql" || url.path().size() < 2 || url.hasQuery() ||
-        url.hasFragment())
+        url.hasFragment()) {
         return Notice{QStringLiteral("The database must be sqlite:FILE or postgresql://USER@HOST/DB."),
-                      kUsage};
-    if (!url.password().isEmpty())
+                      usageError};
+    }
+    if (!url.password().isEmpty()) {
         return Notice{
             QStringLiteral("Keep the password out of the command line: put it into ~/.pgpass or PGPASSWORD."),
-            kUsage};
+            usageError};
+    }
     address.kind = DatabaseAddress::Kind::Postgresql;
     address.name = url.path(QUrl::FullyDecoded).mid(1);
     address.host = url.host();
@@ -58,24 +60,30 @@ std::variant<Options, Notice> readOptions(const QStringList& arguments) {
     const QCommandLineOption demo(QStringLiteral("demo"),
                                   QStringLiteral("Fill an empty database with a year of believable work."));
     parser.addOptions({listen, database, demo});
-    if (!parser.parse(arguments))
-        return Notice{parser.errorText(), kUsage};
-    if (parser.isSet(help))
+    if (!parser.parse(arguments)) {
+        return Notice{parser.errorText(), usageError};
+    }
+    if (parser.isSet(help)) {
         return Notice{parser.helpText(), 0};
-    if (parser.isSet(version))
+    }
+    if (parser.isSet(version)) {
         return Notice{QStringLiteral("timer-kelvaro-devserver ") + QCoreApplication::applicationVersion(), 0};
-    if (!parser.positionalArguments().isEmpty())
+    }
+    if (!parser.positionalArguments().isEmpty()) {
         return Notice{
             QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().constFirst()),
-            kUsage};
+            usageError};
+    }
     const auto address = parseListenAddress(parser.value(listen));
-    if (!address)
+    if (!address) {
         return Notice{
             QStringLiteral("The address to listen on must be HOST:PORT with an IP address or localhost."),
-            kUsage};
+            usageError};
+    }
     const auto opened = readDatabase(parser.value(database));
-    if (const auto* notice = std::get_if<Notice>(&opened))
+    if (const auto* notice = std::get_if<Notice>(&opened)) {
         return *notice;
+    }
     return Options{*address, std::get<DatabaseAddress>(opened), parser.isSet(demo)};
 }
 

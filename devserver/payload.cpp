@@ -13,8 +13,8 @@
 namespace devserver {
 namespace {
 
-constexpr qsizetype kLongestDescription = 100'000;
-constexpr qsizetype kMostTags = 100;
+constexpr qsizetype longestDescription = 100'000;
+constexpr qsizetype mostTags = 100;
 
 struct OperationFields {
     const char* name;
@@ -23,7 +23,7 @@ struct OperationFields {
     std::array<const char*, 2> required;
 };
 
-constexpr std::array<OperationFields, 6> kOperations{{
+constexpr std::array<OperationFields, 6> operations{{
     {"entry.create",
      Operation::Create,
      {"description", "project_id", "tag_ids", "billable", "start_at", "stop_at"},
@@ -59,17 +59,20 @@ QString mustBe(const QString& field, const QString& what) {
 
 QString readDescription(const QJsonValue& value, Change& change) {
     const QString text = value.toString();
-    if (!value.isString() || !isStorableText(text))
+    if (!value.isString() || !isStorableText(text)) {
         return mustBe(QStringLiteral("description"), QStringLiteral("text"));
-    if (text.size() > kLongestDescription)
-        return QStringLiteral("The description is longer than %1 characters.").arg(kLongestDescription);
+    }
+    if (text.size() > longestDescription) {
+        return QStringLiteral("The description is longer than %1 characters.").arg(longestDescription);
+    }
     change.description = text;
     return {};
 }
 
 QString readProject(const QJsonValue& value, Change& change) {
-    if (!value.isNull() && !isId(value.toString()))
+    if (!value.isNull() && !isId(value.toString())) {
         return mustBe(QStringLiteral("project_id"), QStringLiteral("a project's id or null"));
+    }
     change.projectId = value.isNull() ? std::nullopt : std::optional(value.toString());
     return {};
 }
@@ -78,52 +81,61 @@ QString readTags(const QJsonValue& value, Change& change) {
     const QJsonArray tags = value.toArray();
     const bool ids =
         std::all_of(tags.begin(), tags.end(), [](const QJsonValue& tag) { return isId(tag.toString()); });
-    if (!value.isArray() || !ids || tags.size() > kMostTags)
+    if (!value.isArray() || !ids || tags.size() > mostTags) {
         return mustBe(QStringLiteral("tag_ids"),
-                      QStringLiteral("a list of at most %1 tag ids").arg(kMostTags));
+                      QStringLiteral("a list of at most %1 tag ids").arg(mostTags));
+    }
     change.tagIds = QJsonDocument(tags).toJson(QJsonDocument::Compact);
     return {};
 }
 
 QString readBillable(const QJsonValue& value, Change& change) {
-    if (!value.isBool())
+    if (!value.isBool()) {
         return mustBe(QStringLiteral("billable"), QStringLiteral("true or false"));
+    }
     change.billable = value.toBool();
     return {};
 }
 
 QString readStart(const QJsonValue& value, Change& change) {
     change.startAt = parseInstant(value.toString());
-    if (!change.startAt)
+    if (!change.startAt) {
         return mustBe(QStringLiteral("start_at"), QStringLiteral("an ISO 8601 time with an offset"));
+    }
     return {};
 }
 
 QString readStop(const QJsonValue& value, Change& change) {
     change.stopAt = parseInstant(value.toString());
-    if (!*change.stopAt)
+    if (!*change.stopAt) {
         return mustBe(QStringLiteral("stop_at"), QStringLiteral("an ISO 8601 time with an offset"));
+    }
     return {};
 }
 
 QString readField(const QString& name, const QJsonValue& value, Change& change) {
-    if (name == u"description")
+    if (name == u"description") {
         return readDescription(value, change);
-    if (name == u"project_id")
+    }
+    if (name == u"project_id") {
         return readProject(value, change);
-    if (name == u"tag_ids")
+    }
+    if (name == u"tag_ids") {
         return readTags(value, change);
-    if (name == u"billable")
+    }
+    if (name == u"billable") {
         return readBillable(value, change);
+    }
     return name == u"start_at" ? readStart(value, change) : readStop(value, change);
 }
 
 } // namespace
 
 std::optional<Operation> operationNamed(const QString& name) {
-    for (const OperationFields& known : kOperations) {
-        if (name == QLatin1StringView(known.name))
+    for (const OperationFields& known : operations) {
+        if (name == QLatin1StringView(known.name)) {
             return known.operation;
+        }
     }
     return std::nullopt;
 }
@@ -133,20 +145,24 @@ bool creates(Operation operation) {
 }
 
 std::variant<Change, QString> readChange(Operation operation, const QJsonObject& payload) {
-    const auto fields = std::find_if(kOperations.begin(), kOperations.end(),
+    const auto fields = std::find_if(operations.begin(), operations.end(),
                                      [operation](const auto& known) { return known.operation == operation; });
     for (const char* required : fields->required) {
-        if (required && !payload.contains(QLatin1StringView(required)))
+        if (required && !payload.contains(QLatin1StringView(required))) {
             return QStringLiteral("The field %1 is missing.").arg(QLatin1StringView(required));
+        }
     }
-    if (operation == Operation::Update && payload.isEmpty())
+    if (operation == Operation::Update && payload.isEmpty()) {
         return QStringLiteral("The update names no field to change.");
+    }
     Change change;
     for (auto field = payload.begin(); field != payload.end(); ++field) {
-        if (!holds(fields->allowed, field.key()))
+        if (!holds(fields->allowed, field.key())) {
             return QStringLiteral("The payload has a field that this operation does not take.");
-        if (const QString problem = readField(field.key(), field.value(), change); !problem.isEmpty())
+        }
+        if (const QString problem = readField(field.key(), field.value(), change); !problem.isEmpty()) {
             return problem;
+        }
     }
     return change;
 }

@@ -8,7 +8,9 @@
 #include <sodium.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <thread>
 
@@ -19,37 +21,59 @@ void prepareDatabase(const Options& options) {
     try {
         Connection connection(options.database);
         migrate(connection);
-        if (options.demo && !addDemo(connection, currentDemoDay()))
-            std::cout << "The database holds data already; no demo data was added." << std::endl;
+        if (options.demo && !addDemo(connection, currentDemoDay())) {
+            std::cerr << "The database holds other work already; no demo data was added." << std::endl;
+        }
     } catch (const DatabaseError& error) {
         throw StartError("Cannot use the database " + options.database.name.toStdString() + ": " +
                          error.what() + '.');
     }
 }
 
-sigset_t endingSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    return signals;
-}
+/// Takes SIGINT and SIGTERM in a thread of its own. Before the server serves
+/// they end the process at once: waiting for a database cannot be interrupted,
+/// nobody waits for an answer, and what was begun is rolled back. Afterwards
+/// they end the server.
+class SignalWaiter {
+public:
+    explicit SignalWaiter(Server& server) : m_server(server) {
+        sigemptyset(&m_signals);
+        sigaddset(&m_signals, SIGINT);
+        sigaddset(&m_signals, SIGTERM);
+        // Blocked here and so in every thread made later: only sigwait takes them.
+        pthread_sigmask(SIG_BLOCK, &m_signals, nullptr);
+        m_thread = std::thread([this] { wait(); });
+    }
+    ~SignalWaiter() {
+        m_phase = Phase::Over;
+        // Wakes the thread unless a signal has; otherwise it stays pending unseen.
+        kill(getpid(), SIGTERM);
+        m_thread.join();
+    }
+    Q_DISABLE_COPY_MOVE(SignalWaiter)
 
-int serveUntilSignal(Server& server) {
-    std::thread waiter([&server] {
-        const sigset_t signals = endingSignals();
+    void serving() { m_phase = Phase::Serving; }
+
+private:
+    enum class Phase { Starting, Serving, Over };
+
+    void wait() {
         int number = 0;
-        sigwait(&signals, &number);
-        server.stop();
-    });
-    const bool ended = server.run();
-    // Wakes the waiter when listening ended by itself; otherwise it stays pending unseen.
-    kill(getpid(), SIGTERM);
-    waiter.join();
-    if (!ended)
-        std::cerr << "The server cannot accept connections any more." << std::endl;
-    return ended ? 0 : 1;
-}
+        sigwait(&m_signals, &number);
+        const Phase phase = m_phase;
+        if (phase == Phase::Starting) {
+            std::_Exit(0);
+        }
+        if (phase == Phase::Serving) {
+            m_server.stop();
+        }
+    }
+
+    Server& m_server;
+    sigset_t m_signals{};
+    std::atomic<Phase> m_phase = Phase::Starting;
+    std::thread m_thread;
+};
 
 } // namespace
 
@@ -58,15 +82,18 @@ int serve(const Options& options) {
         std::cerr << "The cryptographic library cannot start." << std::endl;
         return 1;
     }
-    // Blocked here and so in every thread made later: only sigwait takes them.
-    const sigset_t signals = endingSignals();
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     try {
-        Server server(options.database);
-        const ListenAddress address = server.bind(options.listen);
+        Server server(options.listen, options.database);
+        SignalWaiter signals(server);
         prepareDatabase(options);
+        const ListenAddress address = server.bind();
+        signals.serving();
         std::cout << "Listening on http://" << address.text().toStdString() << std::endl;
-        return serveUntilSignal(server);
+        if (server.run()) {
+            return 0;
+        }
+        std::cerr << "The server cannot accept connections any more." << std::endl;
+        return 1;
     } catch (const StartError& error) {
         std::cerr << error.what() << std::endl;
         return 1;

@@ -22,30 +22,31 @@ QString fingerprintOf(const QJsonObject& record) {
     return QString::fromLatin1(QCryptographicHash::hash(text, QCryptographicHash::Sha256).toHex());
 }
 
-QString textOf(const QJsonObject& record, const QString& key) {
-    const QJsonValue value = record.value(key);
-    if (!value.isString())
-        throw malformed(QStringLiteral("The mutation's %1 must be text.").arg(key));
-    return value.toString();
+/// Why the record can never be applied; empty when each field has its type.
+QString problemOf(const QJsonObject& record) {
+    for (const auto& key : {QStringLiteral("device_id"), QStringLiteral("workspace_id"),
+                            QStringLiteral("entity_id"), QStringLiteral("operation")}) {
+        if (!record.value(key).isString()) {
+            return QStringLiteral("The mutation's %1 must be text.").arg(key);
+        }
+    }
+    if (record.value(QStringLiteral("base_version")).toInteger(-1) < 0) {
+        return QStringLiteral("The mutation's base_version must be a whole number.");
+    }
+    if (!record.value(QStringLiteral("payload")).isObject()) {
+        return QStringLiteral("The mutation's payload must be an object.");
+    }
+    return {};
 }
 
 Mutation mutationOf(const QJsonObject& record) {
     Mutation mutation;
-    mutation.id = textOf(record, QStringLiteral("mutation_id"));
-    if (!isId(mutation.id))
-        throw malformed(QStringLiteral("The mutation's mutation_id must be a UUID."));
-    std::ignore = textOf(record, QStringLiteral("device_id"));
-    mutation.workspaceId = textOf(record, QStringLiteral("workspace_id"));
-    mutation.entityId = textOf(record, QStringLiteral("entity_id"));
-    mutation.operation = textOf(record, QStringLiteral("operation"));
-    const QJsonValue version = record.value(QStringLiteral("base_version"));
-    mutation.baseVersion = version.toInteger(-1);
-    if (!version.isDouble() || mutation.baseVersion < 0)
-        throw malformed(QStringLiteral("The mutation's base_version must be a whole number."));
-    const QJsonValue payload = record.value(QStringLiteral("payload"));
-    if (!payload.isObject())
-        throw malformed(QStringLiteral("The mutation's payload must be an object."));
-    mutation.payload = payload.toObject();
+    mutation.id = record.value(QStringLiteral("mutation_id")).toString();
+    mutation.workspaceId = record.value(QStringLiteral("workspace_id")).toString();
+    mutation.entityId = record.value(QStringLiteral("entity_id")).toString();
+    mutation.baseVersion = record.value(QStringLiteral("base_version")).toInteger();
+    mutation.operation = record.value(QStringLiteral("operation")).toString();
+    mutation.payload = record.value(QStringLiteral("payload")).toObject();
     return mutation;
 }
 
@@ -61,8 +62,10 @@ QByteArray statusName(Verdict::Status status) {
     return QByteArrayLiteral("rejected");
 }
 
-QByteArray decide(Connection& connection, const Caller& caller, const Mutation& mutation) {
-    const Verdict verdict = applyMutation(connection, caller.userId, mutation);
+QByteArray decide(Connection& connection, const Caller& caller, const PushRequest& request) {
+    const Mutation& mutation = request.mutation;
+    const Verdict verdict = request.problem.isEmpty() ? applyMutation(connection, caller.userId, mutation)
+                                                      : Verdict{Verdict::Status::Rejected, request.problem};
     QByteArray result = R"({"mutation_id":")" + mutation.id.toLatin1();
     result += R"(","status":")" + statusName(verdict.status) + '"';
     if (verdict.status != Verdict::Status::Accepted) {
@@ -82,39 +85,48 @@ QByteArray firstAnswer(Connection& connection, const Caller& caller, const PushR
     QSqlQuery query = connection.run(
         QStringLiteral("SELECT fingerprint, result FROM mutations WHERE user_id = ? AND mutation_id = ?"),
         {caller.userId, request.mutation.id});
-    if (!connection.next(query))
+    if (!connection.next(query)) {
         return {};
-    if (query.value(0).toString() != request.fingerprint)
+    }
+    if (query.value(0).toString() != request.fingerprint) {
         throw ApiError{422, QStringLiteral("idempotency_key_reused"),
                        QStringLiteral("This mutation id was already used with another content.")};
+    }
     return query.value(1).toString().toUtf8();
 }
 
 } // namespace
 
 PushRequest readPush(const QByteArray& body, const QString& idempotencyKey) {
-    if (idempotencyKey.isEmpty())
+    if (idempotencyKey.isEmpty()) {
         throw ApiError{400, QStringLiteral("idempotency_key_missing"),
                        QStringLiteral("The request has no Idempotency-Key.")};
+    }
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(body, &error);
-    if (error.error != QJsonParseError::NoError)
+    if (error.error != QJsonParseError::NoError) {
         throw malformed(QStringLiteral("The request is not valid JSON."));
+    }
     const QJsonArray mutations = document.object().value(QStringLiteral("mutations")).toArray();
-    if (mutations.size() != 1 || !mutations[0].isObject())
+    if (mutations.size() != 1 || !mutations[0].isObject()) {
         throw malformed(QStringLiteral("The request must hold exactly one mutation."));
+    }
     const QJsonObject record = mutations[0].toObject();
-    PushRequest request{mutationOf(record), fingerprintOf(record)};
-    if (request.mutation.id != idempotencyKey)
+    PushRequest request{mutationOf(record), problemOf(record), fingerprintOf(record)};
+    if (!isId(request.mutation.id)) {
+        throw malformed(QStringLiteral("The mutation's mutation_id must be a UUID."));
+    }
+    if (request.mutation.id != idempotencyKey) {
         throw ApiError{400, QStringLiteral("idempotency_key_mismatch"),
                        QStringLiteral("The Idempotency-Key is not the mutation's id.")};
+    }
     return request;
 }
 
 QByteArray pushReply(Connection& connection, const Caller& caller, const PushRequest& request) {
     QByteArray result = firstAnswer(connection, caller, request);
     if (result.isEmpty()) {
-        result = decide(connection, caller, request.mutation);
+        result = decide(connection, caller, request);
         connection.run(QStringLiteral("INSERT INTO mutations (user_id, mutation_id, fingerprint, result)"
                                       " VALUES (?, ?, ?, ?)"),
                        {caller.userId, request.mutation.id, request.fingerprint, QString::fromUtf8(result)});

@@ -9,13 +9,14 @@ namespace devserver {
 /// A push that has the right form.
 struct PushRequest {
     Mutation mutation;
+    QString problem;     ///< why the record can never be applied, as one sentence; else empty
     QString fingerprint; ///< of the whole record, whatever the order of its keys
 };
 
 /// Reads {"mutations":[RECORD]} with exactly one record, whose `mutation_id`
-/// must equal `idempotencyKey`. Throws ApiError 400. Whatever is wrong inside
-/// the record's payload is the mutation's own rejection, not a malformed push:
-/// a client would send that again for ever.
+/// must equal `idempotencyKey`. Throws ApiError 400. Whatever else is
+/// wrong inside the record is the mutation's own rejection, not a malformed
+/// push: a client would send that again for ever.
 [[nodiscard]] PushRequest readPush(const QByteArray& body, const QString& idempotencyKey);
 
 /// Applies the mutation and answers {"results":[RESULT]}; RESULT is

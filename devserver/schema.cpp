@@ -53,12 +53,12 @@ QStringList developmentAccount() {
     return {
         QStringLiteral("INSERT INTO users (id, email, display_name, timezone)"
                        " VALUES ('%1', 'developer@localhost', 'Developer', 'Asia/Jerusalem')")
-            .arg(kDevelopmentUser),
+            .arg(developmentUser),
         QStringLiteral("INSERT INTO workspaces (id, name, created_at) VALUES ('%1', 'Development', %2)")
-            .arg(kDevelopmentWorkspace)
+            .arg(developmentWorkspace)
             .arg(currentInstant()),
         QStringLiteral("INSERT INTO members (workspace_id, user_id) VALUES ('%1', '%2')")
-            .arg(kDevelopmentWorkspace, kDevelopmentUser),
+            .arg(developmentWorkspace, developmentUser),
     };
 }
 
@@ -77,16 +77,19 @@ void migrate(Connection& connection) {
     int version = 0;
     {
         QSqlQuery query = connection.run(QStringLiteral("SELECT MAX(version) FROM schema_migrations"));
-        if (connection.next(query))
+        if (connection.next(query)) {
             version = query.value(0).toInt();
+        }
     }
     // Append only: a migration that has ever run somewhere is never edited.
     const QList<QStringList> migrations{firstTables(), developmentAccount()};
-    if (version > migrations.size())
+    if (version > migrations.size()) {
         throw DatabaseError("it was made by a newer version of this program");
+    }
     for (; version < migrations.size(); ++version) {
-        for (const QString& statement : migrations[version])
+        for (const QString& statement : migrations[version]) {
             connection.run(dialect(connection, statement));
+        }
         connection.run(QStringLiteral("INSERT INTO schema_migrations (version, applied_at) VALUES (?, ?)"),
                        {version + 1, currentInstant()});
     }

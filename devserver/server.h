@@ -20,13 +20,14 @@ namespace devserver {
 /// each request, and the shape of every error reply.
 class Server {
 public:
-    explicit Server(DatabaseAddress database);
+    /// Throws StartError when the address to listen on is an open network's.
+    Server(ListenAddress address, DatabaseAddress database);
     ~Server();
     Q_DISABLE_COPY_MOVE(Server)
 
     /// Takes the port; connections wait from here on. Returns the address with
     /// the port that was taken; throws StartError with one sentence.
-    [[nodiscard]] ListenAddress bind(const ListenAddress& address);
+    [[nodiscard]] ListenAddress bind();
 
     /// Answers requests until `stop`; false when listening failed.
     [[nodiscard]] bool run();
@@ -42,12 +43,12 @@ private:
     void addErrorReplies();
     void answer(const httplib::Request& request, httplib::Response& response, Transaction::Kind kind,
                 const Reply& reply);
-    void push(const httplib::Request& request, httplib::Response& response);
+    void push(const httplib::Request& request, httplib::Response& response, const QByteArray& body);
 
-    Database database_;
-    std::unique_ptr<httplib::Server> http_;
-    int port_ = 0;
-    std::atomic<bool> ended_ = false;
+    ListenAddress m_address;
+    Database m_database;
+    std::unique_ptr<httplib::Server> m_http;
+    std::atomic<bool> m_ended = false;
 };
 
 /// Why the server cannot start, as one sentence for the terminal.

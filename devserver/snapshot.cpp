@@ -89,9 +89,10 @@ void appendPeriods(QByteArray& out, Connection& connection, const QString& works
 } // namespace
 
 QByteArray snapshotReply(Connection& connection, const Caller& caller, const QString& workspaceId) {
-    if (!isMember(connection, caller.userId, workspaceId))
+    if (!isMember(connection, caller.userId, workspaceId)) {
         throw ApiError{404, QStringLiteral("not_found"),
                        QStringLiteral("This workspace does not exist or is not yours to see.")};
+    }
     QByteArray body = R"({"workspace_id":)";
     appendString(body, workspaceId);
     body += R"(,"catalog":{"projects":)";
@@ -107,8 +108,9 @@ QByteArray snapshotReply(Connection& connection, const Caller& caller, const QSt
 
 QByteArray timerReply(Connection& connection, const Caller& caller) {
     const auto running = findRunning(connection, caller.userId);
-    if (!running)
+    if (!running) {
         return QByteArrayLiteral(R"({"timer":null})");
+    }
     QByteArray body = R"({"timer":)";
     appendEntry(body, *running);
     return body + '}';

@@ -9,11 +9,12 @@
 namespace devserver {
 namespace {
 
-constexpr qint64 kEpochDay = 2440588; // the Julian day of 1970-01-01
-constexpr qint64 kDay = 86400;
+constexpr qint64 epochDay = 2440588; // the Julian day of 1970-01-01
+constexpr qint64 secondsPerDay = 86400;
 
 qint64 secondsAt(QDate date, int hour, int minute, int second) {
-    return (date.toJulianDay() - kEpochDay) * kDay + qint64{hour} * 3600 + qint64{minute} * 60 + second;
+    return (date.toJulianDay() - epochDay) * secondsPerDay + qint64{hour} * 3600 + qint64{minute} * 60 +
+           second;
 }
 
 void writeDigits(char* to, int width, int value) {
@@ -30,27 +31,30 @@ std::optional<qint64> parseInstant(const QString& text) {
         QStringLiteral("^([0-9]{4})-([0-9]{2})-([0-9]{2})T([0-9]{2}):([0-9]{2}):([0-9]{2})(?:[.,][0-9]{1,9})?"
                        "(?:Z|([+-])([0-9]{2}):([0-9]{2}))\\z"));
     const QRegularExpressionMatch match = form.match(text);
-    if (!match.hasMatch())
+    if (!match.hasMatch()) {
         return std::nullopt;
+    }
     const auto number = [&match](int group) { return match.capturedView(group).toInt(); };
     const QDate date(number(1), number(2), number(3));
     const QTime time(number(4), number(5), number(6));
-    if (!date.isValid() || !time.isValid() || number(8) > 23 || number(9) > 59)
+    if (!date.isValid() || !time.isValid() || number(8) > 23 || number(9) > 59) {
         return std::nullopt;
+    }
     const int offset = number(8) * 3600 + number(9) * 60;
     const qint64 local = secondsAt(date, number(4), number(5), number(6));
     const qint64 instant = match.capturedView(7) == u"-" ? local + offset : local - offset;
     static const qint64 first = secondsAt(QDate(1, 1, 1), 0, 0, 0);
     static const qint64 last = secondsAt(QDate(9999, 12, 31), 23, 59, 59);
-    if (instant < first || instant > last)
+    if (instant < first || instant > last) {
         return std::nullopt;
+    }
     return instant;
 }
 
 void appendInstant(QByteArray& out, qint64 instant) {
-    const qint64 day = instant >= 0 ? instant / kDay : (instant - kDay + 1) / kDay;
-    const int second = static_cast<int>(instant - day * kDay);
-    const QDate date = QDate::fromJulianDay(day + kEpochDay);
+    const qint64 day = instant >= 0 ? instant / secondsPerDay : (instant - secondsPerDay + 1) / secondsPerDay;
+    const int second = static_cast<int>(instant - day * secondsPerDay);
+    const QDate date = QDate::fromJulianDay(day + epochDay);
     std::array<char, 22> text{'"', '0', '0', '0', '0', '-', '0', '0', '-', '0', '0',
                               'T', '0', '0', ':', '0', '0', ':', '0', '0', 'Z', '"'};
     writeDigits(&text[1], 4, date.year());
@@ -63,10 +67,11 @@ void appendInstant(QByteArray& out, qint64 instant) {
 }
 
 void appendInstant(QByteArray& out, const std::optional<qint64>& instant) {
-    if (instant)
+    if (instant) {
         appendInstant(out, *instant);
-    else
+    } else {
         out += "null";
+    }
 }
 
 qint64 currentInstant() {

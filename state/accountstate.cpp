@@ -57,6 +57,15 @@ bool hasQueuedWork(const QJsonObject& state) {
 
 } // namespace
 
+bool isLoopbackHost(const QString& host) {
+    const QHostAddress address(host);
+    // The toolkit takes an IPv4 address inside an IPv6 one for loopback as well.
+    const bool loopback = address.protocol() == QAbstractSocket::IPv6Protocol
+                              ? address == QHostAddress(QHostAddress::LocalHostIPv6)
+                              : address.isLoopback();
+    return loopback || host == QStringLiteral("localhost");
+}
+
 bool AccountState::transportAllowed(const QString& server) {
     const QUrl url(server, QUrl::TolerantMode);
     if (!url.isValid() || !url.userInfo().isEmpty() || url.hasQuery() || url.hasFragment()) {
@@ -65,9 +74,7 @@ bool AccountState::transportAllowed(const QString& server) {
     if (url.scheme() == QStringLiteral("https")) {
         return true;
     }
-    const QString host = url.host(QUrl::FullyDecoded);
-    return url.scheme() == QStringLiteral("http") &&
-           (QHostAddress(host).isLoopback() || host == QStringLiteral("localhost"));
+    return url.scheme() == QStringLiteral("http") && isLoopbackHost(url.host(QUrl::FullyDecoded));
 }
 
 bool AccountState::login(QJsonObject& state, const QJsonObject& reply, const PersistState& persist,

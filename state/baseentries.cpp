@@ -8,9 +8,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto Id = "id"_L1;
-constexpr auto WorkspaceId = "workspace_id"_L1;
-constexpr auto UserId = "user_id"_L1;
+constexpr auto idKey = "id"_L1;
+constexpr auto workspaceIdKey = "workspace_id"_L1;
+constexpr auto userIdKey = "user_id"_L1;
 
 BaseEntries::Prefix prefixOf(const QString& id) {
     BaseEntries::Prefix prefix{};
@@ -24,8 +24,9 @@ bool haveSameId(const BaseEntries::Row& left, const BaseEntries::Row& right) {
 }
 
 bool comesBefore(const BaseEntries::Row& left, const BaseEntries::Row& right) {
-    if (left.prefix != right.prefix)
+    if (left.prefix != right.prefix) {
         return left.prefix < right.prefix;
+    }
     const int order = left.id().compare(right.id());
     return order == 0 ? left.source < right.source : order < 0;
 }
@@ -52,14 +53,16 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
 
     std::vector<bool> kept(static_cast<std::size_t>(source.size()));
     Rows fresh;
-    if (m_rows.empty())
+    if (m_rows.empty()) {
         fresh.reserve(kept.size());
+    }
     for (qsizetype i = 0; i < source.size(); ++i) {
         const QJsonObject entry = source.at(i).toObject();
-        if (i < m_source.size() && entry == m_source.at(i).toObject())
+        if (i < m_source.size() && entry == m_source.at(i).toObject()) {
             kept[static_cast<std::size_t>(i)] = true;
-        else if (owns(entry))
+        } else if (owns(entry)) {
             fresh.push_back(makeRow(entry, i));
+        }
     }
     std::erase_if(m_rows, [&](const Row& row) {
         return row.source >= source.size() || !kept[static_cast<std::size_t>(row.source)];
@@ -70,27 +73,30 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
 }
 
 bool BaseEntries::owns(const QJsonObject& entry) const {
-    return entry.value(WorkspaceId).toString() == m_workspace && entry.value(UserId).toString() == m_user;
+    return entry.value(workspaceIdKey).toString() == m_workspace &&
+           entry.value(userIdKey).toString() == m_user;
 }
 
 bool BaseEntries::isLocked(const QJsonObject& entry) const {
-    const QJsonValue workspace = entry.value(WorkspaceId);
-    const QJsonValue user = entry.value(UserId);
-    if (workspace == m_workspace && user == m_user)
+    const QJsonValue workspace = entry.value(workspaceIdKey);
+    const QJsonValue user = entry.value(userIdKey);
+    if (workspace == m_workspace && user == m_user) {
         return m_ownLocks.cover(entry);
+    }
     return m_locks.of(workspace, user).cover(entry);
 }
 
 QString BaseEntries::Row::id() const {
-    return projected.value(Id).toString();
+    return projected.value(idKey).toString();
 }
 
 BaseEntries::Row BaseEntries::makeRow(const QJsonObject& entry, qsizetype source) const {
-    const QString id = entry.value(Id).toString();
+    const QString id = entry.value(idKey).toString();
     // A reload may have moved the entry to another place in the list.
     const auto [first, last] = rowsOf(id);
-    if (first != last && m_source.at(std::prev(last)->source).toObject() == entry)
+    if (first != last && m_source.at(std::prev(last)->source).toObject() == entry) {
         return {first->prefix, source, std::prev(last)->projected};
+    }
     // What reads as a non-empty text is that text; a missing or wrong-typed
     // owner reads as an empty one and is compared as what it is.
     const bool exactOwner = !m_workspace.isEmpty() && !m_user.isEmpty();
@@ -122,7 +128,8 @@ BaseEntries::Range BaseEntries::rowsOf(const QString& id) const {
 
 std::optional<QJsonObject> BaseEntries::find(const QString& id) const {
     const auto [first, last] = rowsOf(id);
-    if (first == last)
+    if (first == last) {
         return std::nullopt;
+    }
     return m_source.at(std::prev(last)->source).toObject();
 }

@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto StartAt = "start_at"_L1;
+constexpr auto startAtKey = "start_at"_L1;
 
 using Instant = std::numeric_limits<qint64>;
 
@@ -24,14 +24,16 @@ bool isClosed(const QJsonObject& period) {
 PeriodLocks::PeriodLocks(const QJsonArray& periods) {
     for (const auto& element : periods) {
         const QJsonObject period = element.toObject();
-        if (!isClosed(period))
+        if (!isClosed(period)) {
             continue;
+        }
         // Qt orders every invalid time before every valid one: no entry starts
         // before an unreadable end, and every entry stops after an unreadable start.
         const QDateTime end = stamp(period.value("end_at"_L1));
-        if (!end.isValid())
+        if (!end.isValid()) {
             continue;
-        const QDateTime start = stamp(period.value(StartAt));
+        }
+        const QDateTime start = stamp(period.value(startAtKey));
         m_closed.push_back(
             {period.value("workspace_id"_L1),
              period.value("user_id"_L1),
@@ -42,18 +44,21 @@ PeriodLocks::PeriodLocks(const QJsonArray& periods) {
 LockedSpans PeriodLocks::of(const QJsonValue& workspace, const QJsonValue& user) const {
     LockedSpans spans;
     for (const Period& period : m_closed) {
-        if (period.workspace == workspace && period.user == user)
+        if (period.workspace == workspace && period.user == user) {
             spans.add(period.span);
+        }
     }
     return spans;
 }
 
 bool LockedSpans::cover(const QJsonObject& entry) const {
-    if (m_spans.empty())
+    if (m_spans.empty()) {
         return false;
-    const QDateTime start = stamp(entry.value(StartAt));
-    if (!start.isValid())
+    }
+    const QDateTime start = stamp(entry.value(startAtKey));
+    if (!start.isValid()) {
         return false;
+    }
     const QDateTime stop = stamp(entry.value("stop_at"_L1));
     const qint64 from = start.toMSecsSinceEpoch();
     const qint64 until = stop.isValid() ? stop.toMSecsSinceEpoch() : Instant::max();

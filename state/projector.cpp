@@ -13,15 +13,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto Id = "id"_L1;
-constexpr auto WorkspaceId = "workspace_id"_L1;
-constexpr auto UserId = "user_id"_L1;
-constexpr auto StopAt = "stop_at"_L1;
-constexpr auto DeletedAt = "deleted_at"_L1;
-constexpr auto Version = "version"_L1;
-constexpr auto LocalPending = "local_pending"_L1;
-constexpr auto Mutation = "mutation"_L1;
-constexpr auto EntityId = "entity_id"_L1;
+constexpr auto idKey = "id"_L1;
+constexpr auto workspaceIdKey = "workspace_id"_L1;
+constexpr auto userIdKey = "user_id"_L1;
+constexpr auto stopAtKey = "stop_at"_L1;
+constexpr auto deletedAtKey = "deleted_at"_L1;
+constexpr auto versionKey = "version"_L1;
+constexpr auto localPendingKey = "local_pending"_L1;
+constexpr auto mutationKey = "mutation"_L1;
+constexpr auto entityIdKey = "entity_id"_L1;
 
 /// The queue on top of the base entries: the entities it touches and the timer.
 class Overlay {
@@ -53,68 +53,76 @@ bool isCreation(const QString& operation) {
 
 /// An existing entity after a mutation that does not create it.
 QJsonObject changed(QJsonObject entity, const QJsonObject& item, const QString& operation) {
-    const QJsonObject mutation = item.value(Mutation).toObject();
+    const QJsonObject mutation = item.value(mutationKey).toObject();
     const QJsonObject payload = mutation.value("payload"_L1).toObject();
     if (operation == "entry.update"_L1) {
-        for (auto it = payload.constBegin(); it != payload.constEnd(); ++it)
+        for (auto it = payload.constBegin(); it != payload.constEnd(); ++it) {
             entity.insert(it.key(), it.value());
+        }
     } else if (operation == "timer.stop"_L1) {
-        entity.insert(StopAt, payload.value(StopAt));
+        entity.insert(stopAtKey, payload.value(stopAtKey));
     } else if (operation == "entry.delete"_L1) {
         // The time of the deletion is the item's, not the mutation's.
-        entity.insert(DeletedAt, item.value("created_at"_L1).toString(u"pending-deletion"_s));
+        entity.insert(deletedAtKey, item.value("created_at"_L1).toString(u"pending-deletion"_s));
     } else if (operation == "entry.restore"_L1) {
-        entity.insert(DeletedAt, QJsonValue::Null);
+        entity.insert(deletedAtKey, QJsonValue::Null);
     }
-    entity.insert(Version, qint64{mutation.value("base_version"_L1).toInt()} + 1);
+    entity.insert(versionKey, qint64{mutation.value("base_version"_L1).toInt()} + 1);
     return entity;
 }
 
 QJsonValue duration(const QJsonObject& entity) {
-    const QDateTime stop = stamp(entity.value(StopAt));
-    if (!stop.isValid())
+    const QDateTime stop = stamp(entity.value(stopAtKey));
+    if (!stop.isValid()) {
         return QJsonValue::Null;
+    }
     return stamp(entity.value("start_at"_L1)).secsTo(stop);
 }
 
 void Overlay::takeServerTimer(const QJsonObject& timer) {
-    if (timer.value(UserId) != m_user || timer.value(LocalPending).toBool())
+    if (timer.value(userIdKey) != m_user || timer.value(localPendingKey).toBool()) {
         return;
+    }
     m_timer = timer;
-    const auto known = m_base.find(timer.value(Id).toString());
-    if (!known)
+    const auto known = m_base.find(timer.value(idKey).toString());
+    if (!known) {
         return;
-    const bool ended = known->value(StopAt).isString() || known->value(DeletedAt).isString();
+    }
+    const bool ended = known->value(stopAtKey).isString() || known->value(deletedAtKey).isString();
     m_timer = ended ? QJsonObject{} : *known;
 }
 
 void Overlay::apply(const QJsonArray& queue) {
     for (const auto& element : queue) {
         const QJsonObject item = element.toObject();
-        if (item.value("status"_L1).toString() != "pending"_L1)
-            m_conflicts.insert(item.value(Mutation).toObject().value(EntityId).toString());
+        if (item.value("status"_L1).toString() != "pending"_L1) {
+            m_conflicts.insert(item.value(mutationKey).toObject().value(entityIdKey).toString());
+        }
     }
-    for (const auto& element : queue)
+    for (const auto& element : queue) {
         applyItem(element.toObject());
+    }
 }
 
 void Overlay::applyItem(const QJsonObject& item) {
-    const QJsonObject mutation = item.value(Mutation).toObject();
-    if (mutation.value(WorkspaceId) != m_workspace)
+    const QJsonObject mutation = item.value(mutationKey).toObject();
+    if (mutation.value(workspaceIdKey) != m_workspace) {
         return;
-    const QString id = mutation.value(EntityId).toString();
+    }
+    const QString id = mutation.value(entityIdKey).toString();
     const QString operation = mutation.value("operation"_L1).toString();
     QJsonObject entity;
     if (isCreation(operation)) {
         entity = created(id, mutation.value("payload"_L1).toObject());
     } else {
         entity = find(id);
-        if (entity.isEmpty())
+        if (entity.isEmpty()) {
             return;
+        }
         entity = changed(entity, item, operation);
     }
     entity.insert("duration_seconds"_L1, duration(entity));
-    entity.insert(LocalPending, true);
+    entity.insert(localPendingKey, true);
     entity.insert("local_conflict"_L1, m_conflicts.contains(id));
     m_touched.insert_or_assign(id, entity);
     updateTimer(id, entity);
@@ -122,29 +130,33 @@ void Overlay::applyItem(const QJsonObject& item) {
 
 QJsonObject Overlay::created(const QString& id, const QJsonObject& payload) const {
     QJsonObject entity = payload;
-    entity.insert(Id, id);
-    entity.insert(WorkspaceId, m_workspace);
-    entity.insert(UserId, m_user);
-    entity.insert(Version, 1);
-    entity.insert(DeletedAt, QJsonValue::Null);
-    if (!payload.contains(StopAt))
-        entity.insert(StopAt, QJsonValue::Null);
+    entity.insert(idKey, id);
+    entity.insert(workspaceIdKey, m_workspace);
+    entity.insert(userIdKey, m_user);
+    entity.insert(versionKey, 1);
+    entity.insert(deletedAtKey, QJsonValue::Null);
+    if (!payload.contains(stopAtKey)) {
+        entity.insert(stopAtKey, QJsonValue::Null);
+    }
     return entity;
 }
 
 void Overlay::updateTimer(const QString& id, const QJsonObject& entity) {
-    if (m_conflicts.contains(id))
+    if (m_conflicts.contains(id)) {
         return;
-    if (entity.value(StopAt).isNull() && !entity.value(DeletedAt).isString())
+    }
+    if (entity.value(stopAtKey).isNull() && !entity.value(deletedAtKey).isString()) {
         m_timer = entity;
-    else if (m_timer.value(Id).toString() == id)
+    } else if (m_timer.value(idKey).toString() == id) {
         m_timer = {};
+    }
 }
 
 QJsonObject Overlay::find(const QString& id) const {
     const auto touched = m_touched.find(id);
-    if (touched != m_touched.end())
+    if (touched != m_touched.end()) {
         return touched->second;
+    }
     return m_base.find(id).value_or(QJsonObject{});
 }
 
@@ -153,8 +165,9 @@ QJsonObject Overlay::result() const {
     auto row = m_base.rows().cbegin();
     const auto appendRowsUpTo = [&](BaseEntries::Rows::const_iterator stop) {
         for (; row != stop; ++row) {
-            if (!row->superseded)
+            if (!row->superseded) {
                 entries.append(row->projected);
+            }
         }
     };
     for (const auto& [id, touched] : m_touched) {
@@ -186,12 +199,13 @@ Projector::~Projector() = default;
 QJsonObject Projector::project(const QJsonObject& state) {
     Memory& memory = *m_memory;
     const QString workspace = state.value("workspace"_L1).toString();
-    const QString user = state.value("me"_L1).toObject().value(Id).toString();
+    const QString user = state.value("me"_L1).toObject().value(idKey).toString();
     const QJsonArray queue = state.value("queue"_L1).toArray();
     const QJsonObject timer = state.value("timer"_L1).toObject();
     const bool moved = memory.base.update(workspace, user, state.value("snapshot"_L1).toObject());
-    if (!moved && memory.result && queue == memory.queue && timer == memory.timer)
+    if (!moved && memory.result && queue == memory.queue && timer == memory.timer) {
         return *memory.result;
+    }
 
     Overlay overlay(memory.base, workspace, user);
     overlay.takeServerTimer(timer);

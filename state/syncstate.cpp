@@ -8,15 +8,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto Id = "id"_L1;
-constexpr auto Queue = "queue"_L1;
-constexpr auto Snapshot = "snapshot"_L1;
-constexpr auto TimeEntries = "time_entries"_L1;
-constexpr auto Timer = "timer"_L1;
-constexpr auto Status = "status"_L1;
-constexpr auto MutationId = "mutation_id"_L1;
-constexpr auto WorkspaceId = "workspace_id"_L1;
-constexpr auto UserId = "user_id"_L1;
+constexpr auto idKey = "id"_L1;
+constexpr auto queueKey = "queue"_L1;
+constexpr auto snapshotKey = "snapshot"_L1;
+constexpr auto timeEntriesKey = "time_entries"_L1;
+constexpr auto timerKey = "timer"_L1;
+constexpr auto statusKey = "status"_L1;
+constexpr auto mutationIdKey = "mutation_id"_L1;
+constexpr auto workspaceIdKey = "workspace_id"_L1;
+constexpr auto userIdKey = "user_id"_L1;
 
 QJsonObject mutationOf(const QJsonObject& item) {
     return item.value("mutation"_L1).toObject();
@@ -27,7 +27,7 @@ QJsonObject canonicalOf(const QJsonObject& result) {
 }
 
 bool isAccepted(const QJsonObject& result) {
-    return result.value(Status).toString() == "accepted"_L1;
+    return result.value(statusKey).toString() == "accepted"_L1;
 }
 
 bool isKnownStatus(const QString& status) {
@@ -35,28 +35,32 @@ bool isKnownStatus(const QString& status) {
 }
 
 bool isHead(const QJsonObject& state, const QJsonObject& item) {
-    const QJsonArray queue = state.value(Queue).toArray();
+    const QJsonArray queue = state.value(queueKey).toArray();
     return !queue.isEmpty() && queue.first() == item;
 }
 
 bool isInScope(const QJsonObject& canonical, const QJsonObject& mutation, const QJsonObject& state) {
-    return canonical.value(Id) == mutation.value("entity_id"_L1) &&
-           canonical.value(WorkspaceId) == mutation.value(WorkspaceId) &&
-           canonical.value(UserId) == state.value("me"_L1).toObject().value(Id);
+    return canonical.value(idKey) == mutation.value("entity_id"_L1) &&
+           canonical.value(workspaceIdKey) == mutation.value(workspaceIdKey) &&
+           canonical.value(userIdKey) == state.value("me"_L1).toObject().value(idKey);
 }
 
 /// Why the result must not be applied; null when it may.
 QString refusal(const QJsonObject& state, const QJsonObject& item, const QJsonObject& result) {
     const QJsonObject mutation = mutationOf(item);
-    if (!isHead(state, item) || result.value(MutationId) != mutation.value(MutationId))
+    if (!isHead(state, item) || result.value(mutationIdKey) != mutation.value(mutationIdKey)) {
         return u"Sync acknowledgement does not match the retained queue head"_s;
-    if (!isKnownStatus(result.value(Status).toString()))
+    }
+    if (!isKnownStatus(result.value(statusKey).toString())) {
         return u"Unknown acknowledgement status; queue retained"_s;
+    }
     const QJsonObject canonical = canonicalOf(result);
-    if (!canonical.isEmpty() && !isInScope(canonical, mutation, state))
+    if (!canonical.isEmpty() && !isInScope(canonical, mutation, state)) {
         return u"Canonical entry scope mismatch; queue retained"_s;
-    if (canonical.isEmpty() && isAccepted(result))
+    }
+    if (canonical.isEmpty() && isAccepted(result)) {
         return u"Accepted mutation has no canonical entry; queue retained"_s;
+    }
     return {};
 }
 
@@ -65,16 +69,16 @@ QJsonArray acknowledgedQueue(QJsonArray queue, QJsonObject item, const QJsonObje
         queue.removeFirst();
         return queue;
     }
-    item.insert(Status, result.value(Status));
+    item.insert(statusKey, result.value(statusKey));
     item.insert("result"_L1, result);
     queue.replace(0, item);
     return queue;
 }
 
 QJsonArray withEntry(QJsonArray entries, const QJsonObject& canonical) {
-    const QJsonValue id = canonical.value(Id);
+    const QJsonValue id = canonical.value(idKey);
     for (qsizetype i = 0; i < entries.size(); ++i) {
-        if (std::as_const(entries).at(i)[Id] == id) {
+        if (std::as_const(entries).at(i)[idKey] == id) {
             entries.replace(i, canonical);
             return entries;
         }
@@ -88,15 +92,16 @@ bool isRunning(const QJsonObject& entry) {
 }
 
 void adoptCanonical(QJsonObject& candidate, const QJsonObject& canonical, bool accepted) {
-    if (candidate.value("workspace"_L1) == canonical.value(WorkspaceId)) {
-        QJsonObject snapshot = candidate.value(Snapshot).toObject();
-        snapshot.insert(TimeEntries, withEntry(snapshot.value(TimeEntries).toArray(), canonical));
-        candidate.insert(Snapshot, snapshot);
+    if (candidate.value("workspace"_L1) == canonical.value(workspaceIdKey)) {
+        QJsonObject snapshot = candidate.value(snapshotKey).toObject();
+        snapshot.insert(timeEntriesKey, withEntry(snapshot.value(timeEntriesKey).toArray(), canonical));
+        candidate.insert(snapshotKey, snapshot);
     }
-    if (accepted && isRunning(canonical))
-        candidate.insert(Timer, canonical);
-    else if (candidate.value(Timer).toObject().value(Id) == canonical.value(Id))
-        candidate.insert(Timer, QJsonObject{});
+    if (accepted && isRunning(canonical)) {
+        candidate.insert(timerKey, canonical);
+    } else if (candidate.value(timerKey).toObject().value(idKey) == canonical.value(idKey)) {
+        candidate.insert(timerKey, QJsonObject{});
+    }
 }
 
 } // namespace
@@ -112,28 +117,33 @@ QJsonObject SyncState::project(const QJsonObject& state) {
 bool SyncState::acknowledge(QJsonObject& state, const QJsonObject& item, const QJsonObject& result,
                             const PersistState& persist, QString* error) {
     const auto refuse = [error](const QString& reason) {
-        if (error)
+        if (error) {
             *error = reason;
+        }
         return false;
     };
     const QString reason = refusal(state, item, result);
-    if (!reason.isNull())
+    if (!reason.isNull()) {
         return refuse(reason);
+    }
 
     QJsonObject candidate = state;
-    candidate.insert(Queue, acknowledgedQueue(state.value(Queue).toArray(), item, result));
+    candidate.insert(queueKey, acknowledgedQueue(state.value(queueKey).toArray(), item, result));
     const QJsonObject canonical = canonicalOf(result);
-    if (!canonical.isEmpty())
+    if (!canonical.isEmpty()) {
         adoptCanonical(candidate, canonical, isAccepted(result));
-    if (!persist(candidate))
+    }
+    if (!persist(candidate)) {
         return refuse(u"Secure local acknowledgement save failed; original queue retained for replay"_s);
+    }
 
     state = candidate;
-    if (error)
+    if (error) {
         error->clear();
+    }
     return true;
 }
 
 bool SyncState::isLocked(const QJsonObject& entry, const QJsonArray& periods) {
-    return PeriodLocks(periods).of(entry.value(WorkspaceId), entry.value(UserId)).cover(entry);
+    return PeriodLocks(periods).of(entry.value(workspaceIdKey), entry.value(userIdKey)).cover(entry);
 }

@@ -27,8 +27,9 @@ bool sharesData(const Handle& left, const Handle& right) {
 }
 
 bool isUnchanged(const QJsonValue& before, const QJsonValue& now) {
-    if (before.type() != now.type())
+    if (before.type() != now.type()) {
         return false;
+    }
     switch (now.type()) {
     case QJsonValue::Object:
         return sharesData(before.toObject(), now.toObject());
@@ -51,19 +52,22 @@ QByteArrayView withoutBrackets(const QByteArray& text) {
 
 bool blockIsUnchanged(const QJsonArray& before, const QJsonArray& now, qsizetype first) {
     const qsizetype end = std::min(first + blockSize, now.size());
-    if (end != std::min(first + blockSize, before.size()))
+    if (end != std::min(first + blockSize, before.size())) {
         return false;
+    }
     for (qsizetype index = first; index < end; ++index) {
-        if (!isUnchanged(before.at(index), now.at(index)))
+        if (!isUnchanged(before.at(index), now.at(index))) {
             return false;
+        }
     }
     return true;
 }
 
 QByteArray blockText(const QJsonArray& array, qsizetype first) {
     QJsonArray block;
-    for (qsizetype index = first; index < std::min(first + blockSize, array.size()); ++index)
+    for (qsizetype index = first; index < std::min(first + blockSize, array.size()); ++index) {
         block.append(array.at(index));
+    }
     return listText(block);
 }
 
@@ -89,17 +93,20 @@ DocumentText::Node::~Node() {
 void DocumentText::Node::update(const QJsonValue& value, int depth) {
     const bool asMembers = value.isObject() && depth < depthOfMembers;
     const Form form = asMembers ? Form::Members : value.isArray() ? Form::Blocks : Form::Text;
-    if (form != m_form || value.isUndefined())
+    if (form != m_form || value.isUndefined()) {
         forget();
+    }
     m_form = form;
-    if (value.isUndefined() || isUnchanged(m_value, value))
+    if (value.isUndefined() || isUnchanged(m_value, value)) {
         return;
-    if (form == Form::Members)
+    }
+    if (form == Form::Members) {
         updateMembers(value.toObject(), depth);
-    else if (form == Form::Blocks)
+    } else if (form == Form::Blocks) {
         updateBlocks(value.toArray());
-    else
+    } else {
         updateText(value);
+    }
     m_value = value;
 }
 
@@ -107,8 +114,9 @@ void DocumentText::Node::updateMembers(const QJsonObject& object, int depth) {
     std::erase_if(m_members, [&object](const auto& member) { return !object.contains(member.first); });
     for (auto member = object.begin(); member != object.end(); ++member) {
         Node& node = m_members[member.key()];
-        if (node.m_key.isEmpty())
+        if (node.m_key.isEmpty()) {
             node.m_key = listText({member.key()});
+        }
         node.update(member.value(), depth + 1);
     }
 }
@@ -123,8 +131,9 @@ void DocumentText::Node::updateBlocks(const QJsonArray& array) {
     m_texts.resize(count);
     for (size_t block = 0; block < count; ++block) {
         const qsizetype first = static_cast<qsizetype>(block) * blockSize;
-        if (!m_texts[block].isEmpty() && blockIsUnchanged(before, array, first))
+        if (!m_texts[block].isEmpty() && blockIsUnchanged(before, array, first)) {
             continue;
+        }
         wipe(m_texts[block]);
         m_texts[block] = blockText(array, first);
     }
@@ -137,8 +146,9 @@ void DocumentText::Node::updateText(const QJsonValue& value) {
 }
 
 void DocumentText::Node::forget() {
-    for (QByteArray& text : m_texts)
+    for (QByteArray& text : m_texts) {
         wipe(text);
+    }
     m_texts.clear();
     m_members.clear();
     m_value = QJsonValue::Undefined;
@@ -147,10 +157,12 @@ void DocumentText::Node::forget() {
 qsizetype DocumentText::Node::length() const {
     // Brackets give way to commas, so that this is at most a few bytes too many.
     qsizetype length = 2;
-    for (const QByteArray& text : m_texts)
+    for (const QByteArray& text : m_texts) {
         length += text.size();
-    for (const auto& [name, member] : m_members)
+    }
+    for (const auto& [name, member] : m_members) {
         length += member.m_key.size() + member.length();
+    }
     return length;
 }
 
@@ -162,8 +174,9 @@ void DocumentText::Node::appendTo(QByteArray& out) const {
     out.append(m_form == Form::Members ? '{' : '[');
     bool first = true;
     const auto separate = [&out, &first] {
-        if (!std::exchange(first, false))
+        if (!std::exchange(first, false)) {
             out.append(',');
+        }
     };
     // In the order of the object, which is not left to another string comparison.
     const QJsonObject object = m_value.toObject();

@@ -71,39 +71,46 @@ bool decrypt(const QByteArray& blob, const QByteArray& key, const QByteArray& aa
 
 bool appendSealed(QByteArray& record, const QByteArray& plaintext, const QByteArray& key,
                   const QByteArray& aad) {
-    if (key.size() != sealingKeySize || plaintext.size() > sizeLimit)
+    if (key.size() != sealingKeySize || plaintext.size() > sizeLimit) {
         return false;
+    }
     const qsizetype start = record.size() + magic.size();
     record.reserve(record.size() + headerSize + plaintext.size());
     record.append(magic);
     record.resize(start - magic.size() + headerSize + plaintext.size());
     char* const nonce = record.data() + start;
-    if (RAND_bytes(bytes(nonce), static_cast<int>(nonceSize)) != 1)
+    if (RAND_bytes(bytes(nonce), static_cast<int>(nonceSize)) != 1) {
         return false;
+    }
     char* const tag = nonce + nonceSize;
     return encrypt(plaintext, key, aad, nonce, tag, tag + tagSize);
 }
 
 QByteArray Vault::seal(const QByteArray& plaintext, const QByteArray& key, const QByteArray& aad) {
     QByteArray blob;
-    if (!appendSealed(blob, plaintext, key, aad))
+    if (!appendSealed(blob, plaintext, key, aad)) {
         return {};
+    }
     return blob;
 }
 
 QByteArray Vault::unseal(const QByteArray& blob, const QByteArray& key, const QByteArray& aad, bool* ok) {
-    if (ok)
+    if (ok) {
         *ok = false;
-    if (key.size() != sealingKeySize || blob.size() < headerSize)
+    }
+    if (key.size() != sealingKeySize || blob.size() < headerSize) {
         return {};
-    if (!blob.startsWith(magic) || blob.size() > sizeLimit)
+    }
+    if (!blob.startsWith(magic) || blob.size() > sizeLimit) {
         return {};
+    }
     QByteArray plaintext(blob.size() - headerSize, '\0');
     if (!decrypt(blob, key, aad, plaintext)) {
         wipe(plaintext);
         return {};
     }
-    if (ok)
+    if (ok) {
         *ok = true;
+    }
     return plaintext;
 }

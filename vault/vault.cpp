@@ -56,8 +56,9 @@ QByteArray unsharedCopy(const QByteArray& secret) {
 std::optional<bool> ask(const QSqlDatabase& database, const QString& statement) {
     QSqlQuery query(database);
     query.setForwardOnly(true);
-    if (!query.exec(statement) || !query.next())
+    if (!query.exec(statement) || !query.next()) {
         return std::nullopt;
+    }
     return query.value(0).toBool();
 }
 
@@ -69,8 +70,9 @@ Vault::Vault(QObject* parent) : QObject(parent), m_connection(QUuid::createUuid(
 Vault::~Vault() {
     // The credential library writes into a running job until it is finished, so the
     // job must outlive the vault. It deletes itself; its answer reaches nobody.
-    for (QKeychain::Job* job : findChildren<QKeychain::Job*>(Qt::FindDirectChildrenOnly))
+    for (QKeychain::Job* job : findChildren<QKeychain::Job*>(Qt::FindDirectChildrenOnly)) {
         job->setParent(nullptr);
+    }
     m_database.close();
     m_database = {};
     QSqlDatabase::removeDatabase(m_connection);
@@ -86,8 +88,9 @@ void Vault::unlock(const QString& scope) {
     // A key on its way into the credential store has to arrive before anybody asks
     // for it: read too early, it would be missing, and a second key written by this
     // unlock could be replaced by the first one after it has sealed a record.
-    if (!m_job)
+    if (!m_job) {
         startReading(&Vault::onKeyRead);
+    }
 }
 
 bool Vault::isReady() const {
@@ -127,10 +130,11 @@ void Vault::expect(QKeychain::Job* job, Completion completion) {
     job->setInsecureFallback(false);
     connect(job, &QKeychain::Job::finished, this, [this, job, completion, generation = m_generation] {
         m_job.clear();
-        if (generation == m_generation)
+        if (generation == m_generation) {
             (this->*completion)(job);
-        else
+        } else {
             startReading(&Vault::onKeyRead); // for the newer unlock, which has waited for this answer
+        }
     });
 }
 
@@ -211,8 +215,9 @@ Vault::Record Vault::recordOnDisk() const {
     const QString path = databasePath();
     std::error_code error;
     const auto file = std::filesystem::symlink_status(QFileInfo(path).filesystemFilePath(), error);
-    if (file.type() == std::filesystem::file_type::not_found)
+    if (file.type() == std::filesystem::file_type::not_found) {
         return Record::Absent;
+    }
 
     const QString connection = m_connection + QStringLiteral(" inspection");
     std::optional<bool> present;
@@ -223,27 +228,32 @@ Vault::Record Vault::recordOnDisk() const {
         if (database.open()) {
             present = ask(database,
                           QStringLiteral("SELECT EXISTS(SELECT 1 FROM sqlite_master WHERE name='vault')"));
-            if (present.value_or(false))
+            if (present.value_or(false)) {
                 present = ask(database, QStringLiteral("SELECT EXISTS(SELECT 1 FROM vault WHERE id=1)"));
+            }
         }
     }
     QSqlDatabase::removeDatabase(connection);
-    if (!present)
+    if (!present) {
         return Record::Unknown;
+    }
     return *present ? Record::Present : Record::Absent;
 }
 
 bool Vault::openDatabase() {
     m_database.close();
     const QString path = databasePath();
-    if (!QDir().mkpath(QFileInfo(path).absolutePath()))
+    if (!QDir().mkpath(QFileInfo(path).absolutePath())) {
         return false;
-    if (!m_database.isValid())
+    }
+    if (!m_database.isValid()) {
         m_database = QSqlDatabase::addDatabase(driver, m_connection);
+    }
     m_database.setConnectOptions(busyTimeout);
     m_database.setDatabaseName(path);
-    if (!m_database.open())
+    if (!m_database.open()) {
         return false;
+    }
     // Best effort: file systems without permissions exist, and the content is sealed.
     QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     QSqlQuery query(m_database);
@@ -258,8 +268,9 @@ QByteArray Vault::accountAwareContext() const {
 }
 
 bool Vault::save(const QJsonObject& state) {
-    if (!isReady())
+    if (!isReady()) {
         return false;
+    }
     QByteArray text = m_text.of(state);
     QByteArray record = currentPrefix;
     const bool sealed = appendSealed(record, text, m_key, accountAwareContext());
@@ -268,38 +279,45 @@ bool Vault::save(const QJsonObject& state) {
 }
 
 bool Vault::write(const QByteArray& record) {
-    if (!m_database.transaction())
+    if (!m_database.transaction()) {
         return false;
+    }
     QSqlQuery query(m_database);
     const bool prepared =
         query.prepare(QStringLiteral("INSERT INTO vault(id,payload) VALUES(1,?) ON CONFLICT(id) "
                                      "DO UPDATE SET payload=excluded.payload"));
     query.addBindValue(record);
-    if (prepared && query.exec() && m_database.commit())
+    if (prepared && query.exec() && m_database.commit()) {
         return true;
+    }
     query.finish();
     m_database.rollback();
     return false;
 }
 
 QJsonObject Vault::load(bool* ok) {
-    if (ok)
+    if (ok) {
         *ok = false;
-    if (!isReady())
+    }
+    if (!isReady()) {
         return {};
+    }
     QSqlQuery query(m_database);
     query.setForwardOnly(true);
-    if (!query.exec(QStringLiteral("SELECT payload FROM vault WHERE id=1")))
+    if (!query.exec(QStringLiteral("SELECT payload FROM vault WHERE id=1"))) {
         return {};
+    }
     if (!query.next()) {
-        if (ok)
+        if (ok) {
             *ok = true;
+        }
         return {};
     }
     QByteArray blob = query.value(0).toByteArray();
     const bool current = blob.startsWith(currentPrefix);
-    if (current)
+    if (current) {
         blob.remove(0, currentPrefix.size());
+    }
     bool authentic = false;
     QByteArray text = unseal(blob, m_key, current ? accountAwareContext() : m_context, &authentic);
     if (!authentic) {
@@ -309,9 +327,11 @@ QJsonObject Vault::load(bool* ok) {
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(text, &error);
     wipe(text);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
+    if (error.error != QJsonParseError::NoError || !document.isObject()) {
         return {};
-    if (ok)
+    }
+    if (ok) {
         *ok = true;
+    }
     return document.object();
 }

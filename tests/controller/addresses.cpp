@@ -101,6 +101,8 @@ void AddressesTest::anUnsafeAddressIsRefused_data() {
     row("a name to resolve", QStringLiteral("http://timer.example.org"));
     row("a name like localhost", QStringLiteral("http://localhost.example.org"));
     row("localhost with a dot", QStringLiteral("http://localhost./"));
+    row("127/8 inside IPv6", QStringLiteral("http://[::ffff:127.0.0.1]"));
+    row("10/8 inside IPv6", QStringLiteral("http://[::ffff:10.0.0.1]"));
     row("private IPv6", QStringLiteral("http://[fd00::1]"));
     row("link-local IPv6", QStringLiteral("http://[fe80::1]"));
     row("FTP", QStringLiteral("ftp://localhost"));

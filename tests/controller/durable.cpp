@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
 #include "tests/support/client.h"
+#include "tests/support/desk.h"
 #include "tests/support/sample.h"
 #include "tests/support/scriptedpeer.h"
 #include "tests/support/vaultfile.h"
@@ -58,6 +59,7 @@ private Q_SLOTS:
     void persistingSurvivesTheProgram();
     void aFailedSaveKeepsTheMembersAndTheOldRecord_data();
     void aFailedSaveKeepsTheMembersAndTheOldRecord();
+    void aRecordThatCouldNotBeReadIsNotReplaced();
 };
 
 void DurableTest::aNewControllerHasAllEightKeysEmpty() {
@@ -190,6 +192,32 @@ void DurableTest::aFailedSaveKeepsTheMembersAndTheOldRecord() {
     QCOMPARE(sealedRecord(peer.url()), record);
     QVERIFY(controller.persist());
     QVERIFY(sealedRecord(peer.url()) != record);
+}
+
+void DurableTest::aRecordThatCouldNotBeReadIsNotReplaced() {
+    Desk desk;
+    QVERIFY(desk.load());
+    QVERIFY(desk.holdQueue({sample::queueItem(QStringLiteral("timer.start"), QStringLiteral("kept"), {})}));
+    desk.restart();
+    const QByteArray record = sealedRecord(desk.peer.url());
+    // The table cannot be read for a while, then it is whole again.
+    SqliteFile file(vaultFile(desk.peer.url()));
+    file.run(QStringLiteral("ALTER TABLE vault RENAME TO aside"));
+    file.run(QStringLiteral("CREATE VIEW vault AS SELECT * FROM missing"));
+    desk.controller->connectServer(desk.peer.url());
+    QTRY_VERIFY(!desk.controller->busy());
+    QCOMPARE(desk.controller->message(),
+             QStringLiteral("Encrypted account/queue could not be authenticated; no identity fallback was "
+                            "attempted"));
+    file.run(QStringLiteral("DROP VIEW vault"));
+    file.run(QStringLiteral("ALTER TABLE aside RENAME TO vault"));
+
+    desk.controller->applyDurable(sample::durable(sample::snapshot()));
+    QVERIFY(desk.controller->secureStorage());
+    QVERIFY(!desk.controller->persist());
+    desk.controller->start(QStringLiteral("new"), QString(), false);
+    QCOMPARE(desk.controller->pending(), 0);
+    QCOMPARE(sealedRecord(desk.peer.url()), record);
 }
 
 QTEST_MAIN(DurableTest)

@@ -39,6 +39,13 @@ QJsonObject locked() {
 class EntriesTest : public QObject {
     Q_OBJECT
 
+    /// Loads this snapshot; what is queued from now on stays queued.
+    void load(const QJsonObject& snapshot = sample::snapshot());
+    void makeBusy();
+
+    std::unique_ptr<Desk> m_desk;
+    Controller* m_controller = nullptr;
+
 private Q_SLOTS:
     // A zone far from UTC, so that local and universal time cannot be mixed up.
     void initTestCase() { qputenv("TZ", "Asia/Jerusalem"); }
@@ -78,14 +85,6 @@ private Q_SLOTS:
     void secondsAsText_data();
     void secondsAsText();
     void anEmptyWorkspaceListsNothing();
-
-private:
-    /// Loads this snapshot; what is queued from now on stays queued.
-    void load(const QJsonObject& snapshot = sample::snapshot());
-    void makeBusy();
-
-    std::unique_ptr<Desk> m_desk;
-    Controller* m_controller = nullptr;
 };
 
 void EntriesTest::init() {

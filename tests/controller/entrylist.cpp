@@ -31,7 +31,7 @@ QStringList ids(const EntryList& list) {
 /// The rules, written down naively: what has to be listed, in any order.
 QVariantList expectedRows(const QJsonArray& entries) {
     QVariantList rows;
-    for (const QJsonValue& value : entries) {
+    for (const auto& value : entries) {
         const QJsonObject entry = value.toObject();
         const bool running = entry.contains(u"stop_at") && entry.value(u"stop_at").isNull();
         if (running || entry.value(u"deleted_at").isString()) {

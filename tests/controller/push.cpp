@@ -229,7 +229,7 @@ void PushTest::anAnswerThatDoesNotFitChangesNothing() {
     desk.peer.answer("POST", push, [overrides](const PeerRequest& request) {
         const QJsonObject mutation = sample::pushed(request);
         QJsonArray results;
-        for (const QJsonValue& over : overrides) {
+        for (const auto& over : overrides) {
             QJsonObject result =
                 sample::result(mutation, QStringLiteral("accepted"), sample::canonical(mutation));
             const QJsonObject values = over.toObject();

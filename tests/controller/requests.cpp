@@ -38,6 +38,13 @@ QByteArray paddedObject(qsizetype size) {
 class RequestsTest : public QObject {
     Q_OBJECT
 
+    Outcome ask(const QByteArray& method, const QString& path, const QJsonObject& body = {},
+                const QString& key = {});
+    void signIn(const QString& token);
+
+    std::unique_ptr<ScriptedPeer> m_peer;
+    std::unique_ptr<Controller> m_controller;
+
 private Q_SLOTS:
     void init();
     void cleanup();
@@ -68,14 +75,6 @@ private Q_SLOTS:
     void severalRequestsAreInFlightAtOnce();
     void sendTouchesNeitherBusyNorMessage();
     void quittingWithARequestInFlightCallsNothing();
-
-private:
-    Outcome ask(const QByteArray& method, const QString& path, const QJsonObject& body = {},
-                const QString& key = {});
-    void signIn(const QString& token);
-
-    std::unique_ptr<ScriptedPeer> m_peer;
-    std::unique_ptr<Controller> m_controller;
 };
 
 void RequestsTest::init() {

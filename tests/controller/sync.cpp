@@ -27,6 +27,15 @@ QJsonObject only(const QJsonArray& entries) {
 class SyncTest : public QObject {
     Q_OBJECT
 
+    [[nodiscard]] bool load(const QString& server);
+    void serve(DevServer::Data data);
+    void addManual(const QString& description);
+    /// One entry on the server and in the client; its id.
+    [[nodiscard]] QString addShared(const QString& description);
+
+    std::unique_ptr<DevServer> m_server;
+    std::unique_ptr<Controller> m_controller;
+
 private Q_SLOTS:
     void init();
     void cleanup();
@@ -44,16 +53,6 @@ private Q_SLOTS:
     void aTimerThatRunsElsewhereIsAConflict();
     void aWorkspaceIsChangedOnlyWithoutQueuedWork();
     void aTimerIsStoppedOnlyInItsWorkspace();
-
-private:
-    [[nodiscard]] bool load(const QString& server);
-    void serve(DevServer::Data data);
-    void addManual(const QString& description);
-    /// One entry on the server and in the client; its id.
-    [[nodiscard]] QString addShared(const QString& description);
-
-    std::unique_ptr<DevServer> m_server;
-    std::unique_ptr<Controller> m_controller;
 };
 
 void SyncTest::init() {
@@ -100,7 +99,7 @@ void SyncTest::aYearOfWorkIsListed() {
     const QString me = m_controller->durableState().value(u"me").toObject().value(u"id").toString();
     const QJsonArray all = m_server->entries();
     qsizetype own = 0;
-    for (const QJsonValue& entry : all) {
+    for (const auto& entry : all) {
         const bool mine = entry.toObject().value(u"user_id").toString() == me;
         const bool closed = entry.toObject().value(u"stop_at").isString();
         own += mine && closed && !entry.toObject().value(u"deleted_at").isString() ? 1 : 0;

@@ -42,6 +42,7 @@ private Q_SLOTS:
     void withQueuedWorkTheSelectionStays();
     void aFailedLoadShowsNothingOfTheWorkspaceLeft();
     void aLateSnapshotOfTheWorkspaceLeftIsDropped();
+    void aLateTimerOfTheWorkspaceLeftEndsNoOtherLoad();
 };
 
 void WorkspacesTest::anotherWorkspaceIsLoadedAndStored() {
@@ -97,6 +98,27 @@ void WorkspacesTest::aFailedLoadShowsNothingOfTheWorkspaceLeft() {
     QVERIFY(desk.controller->entries().isEmpty());
     // The selection is stored with the next save only.
     QCOMPARE(desk.stored().value(u"workspace").toString(), QStringLiteral("ws-1"));
+}
+
+void WorkspacesTest::aLateTimerOfTheWorkspaceLeftEndsNoOtherLoad() {
+    const QString timerPath = QStringLiteral("/v1/me/timer");
+    Desk desk;
+    desk.peer.answer("GET", snapshotPath, snapshotOf);
+    QVERIFY(desk.load());
+    desk.peer.answerOnce("GET", timerPath, PeerReply::json({}).delivered(PeerReply::Delivery::Hold));
+    desk.controller->refresh();
+    QTRY_COMPARE(desk.peer.held(), 1);
+    desk.controller->addManual(QString(), QString(), stop, start, false);
+    desk.peer.answerOnce("GET", snapshotPath, PeerReply::only(PeerReply::Delivery::Never));
+    QSignalSpy ready(desk.controller.get(), &Controller::ready);
+    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.peer.release();
+    // What is asked after the release is answered after it.
+    bool answered = false;
+    desk.controller->send("GET", timerPath, {}, [&answered](const QJsonObject&, int) { answered = true; });
+    QTRY_VERIFY(answered);
+    QCOMPARE(ready.size(), 0);
+    QVERIFY(desk.controller->busy());
 }
 
 void WorkspacesTest::aLateSnapshotOfTheWorkspaceLeftIsDropped() {

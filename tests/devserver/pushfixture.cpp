@@ -8,42 +8,43 @@
 using namespace Qt::StringLiterals;
 
 void PushFixture::initTestCase() {
-    QVERIFY(server_.start(database_));
-    client_ = std::make_unique<TestClient>(server_.port());
-    other_ = std::make_unique<TestClient>(server_.port(), world_.otherToken);
+    QVERIFY(m_server.start(m_database));
+    m_client = std::make_unique<TestClient>(m_server.port());
+    m_other = std::make_unique<TestClient>(m_server.port(), m_world.otherToken);
 }
 
 void PushFixture::init() {
-    database_.run(u"DELETE FROM time_entries"_s);
-    database_.run(u"DELETE FROM mutations"_s);
+    m_database.run(u"DELETE FROM time_entries"_s);
+    m_database.run(u"DELETE FROM mutations"_s);
 }
 
 Reply PushFixture::push(const QString& operation, const QString& entity, int baseVersion,
                         const QJsonObject& payload) {
-    return client_->push(mutation(world_.workspace, operation, entity, baseVersion, payload));
+    return m_client->push(mutation(m_world.workspace, operation, entity, baseVersion, payload));
 }
 
 QString PushFixture::stored(const QString& start, const QString& stop, const QString& extra) {
-    const QString id = World::newId();
+    QString id = World::newId();
     const auto seconds = [](const QString& text) {
         return QDateTime::fromString(text, Qt::ISODate).toSecsSinceEpoch();
     };
-    database_.run(
+    m_database.run(
         u"INSERT INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable, start_at,"
         " stop_at, version) VALUES (?, ?, ?, 'stored', '[]', 0, ?, ?, 5)"_s,
-        {id, world_.workspace, world_.developer, seconds(start),
+        {id, m_world.workspace, m_world.developer, seconds(start),
          stop.isEmpty() ? QVariant(QMetaType::fromType<qint64>()) : QVariant(seconds(stop))});
-    if (!extra.isEmpty())
-        database_.run(u"UPDATE time_entries SET "_s + extra + u" WHERE id = ?"_s, {id});
+    if (!extra.isEmpty()) {
+        m_database.run(u"UPDATE time_entries SET "_s + extra + u" WHERE id = ?"_s, {id});
+    }
     return id;
 }
 
 int PushFixture::count(const QString& table) const {
-    return database_.value(u"SELECT COUNT(*) FROM "_s + table).toInt();
+    return m_database.value(u"SELECT COUNT(*) FROM "_s + table).toInt();
 }
 
 QJsonObject PushFixture::startOf(const QString& entity) const {
-    return mutation(world_.workspace, u"timer.start"_s, entity, 0, started(u"2025-06-01T08:00:00Z"_s));
+    return mutation(m_world.workspace, u"timer.start"_s, entity, 0, started(u"2025-06-01T08:00:00Z"_s));
 }
 
 QString statusOf(const Reply& reply) {

@@ -19,11 +19,11 @@ protected:
     /// The developer starts a timer in the shared workspace.
     [[nodiscard]] QJsonObject startOf(const QString& entity) const;
 
-    TestDatabase database_;
-    World world_{database_};
-    TestServer server_;
-    std::unique_ptr<TestClient> client_;
-    std::unique_ptr<TestClient> other_;
+    TestDatabase m_database;
+    World m_world{m_database};
+    TestServer m_server;
+    std::unique_ptr<TestClient> m_client;
+    std::unique_ptr<TestClient> m_other;
 
 private Q_SLOTS:
     void initTestCase();

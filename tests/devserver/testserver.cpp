@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/testserver.h"
 
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QUuid>
 #include <QVariant>
+
+#include <tuple>
 
 using devserver::Connection;
 using devserver::DatabaseAddress;
 
 namespace {
 
-constexpr int kPatience = 30'000;
+constexpr int patience = 30'000;
 
 DatabaseAddress maintenance() {
     DatabaseAddress address;
@@ -24,8 +27,9 @@ DatabaseAddress maintenance() {
 }
 
 Reply replyOf(const httplib::Result& result) {
-    if (!result)
+    if (!result) {
         return {};
+    }
     return {result->status, result->body,
             QJsonDocument::fromJson(QByteArray::fromStdString(result->body)).object()};
 }
@@ -34,17 +38,18 @@ Reply replyOf(const httplib::Result& result) {
 
 TestDatabase::TestDatabase() {
     if (!isPostgresql()) {
-        address_.name = folder_.filePath(QStringLiteral("folder/test.sqlite"));
+        m_address.name = m_folder.filePath(QStringLiteral("folder/test.sqlite"));
         return;
     }
-    address_ = maintenance();
-    address_.name = QStringLiteral("t") + QUuid::createUuid().toString(QUuid::Id128);
-    Connection(maintenance()).run(QStringLiteral("CREATE DATABASE ") + address_.name);
+    m_address = maintenance();
+    m_address.name = QStringLiteral("t") + QUuid::createUuid().toString(QUuid::Id128);
+    Connection(maintenance()).run(QStringLiteral("CREATE DATABASE ") + m_address.name);
 }
 
 TestDatabase::~TestDatabase() {
-    if (isPostgresql())
-        Connection(maintenance()).run(QStringLiteral("DROP DATABASE %1 WITH (FORCE)").arg(address_.name));
+    if (isPostgresql()) {
+        Connection(maintenance()).run(QStringLiteral("DROP DATABASE %1 WITH (FORCE)").arg(m_address.name));
+    }
 }
 
 bool TestDatabase::isPostgresql() {
@@ -52,62 +57,75 @@ bool TestDatabase::isPostgresql() {
 }
 
 QString TestDatabase::option() const {
-    if (!isPostgresql())
-        return QStringLiteral("sqlite:") + address_.name;
+    if (!isPostgresql()) {
+        return QStringLiteral("sqlite:") + m_address.name;
+    }
     return QStringLiteral("postgresql://%1@%2:%3/%4")
-        .arg(address_.user, address_.host, QString::number(address_.port), address_.name);
+        .arg(m_address.user, m_address.host, QString::number(m_address.port), m_address.name);
 }
 
 QVariant TestDatabase::value(const QString& sql, const QVariantList& values) const {
-    Connection connection(address_);
+    Connection connection(m_address);
     QSqlQuery query = connection.run(sql, values);
     return connection.next(query) ? query.value(0) : QVariant();
 }
 
 void TestDatabase::run(const QString& sql, const QVariantList& values) const {
-    Connection(address_).run(sql, values);
+    Connection(m_address).run(sql, values);
+}
+
+TestServer::~TestServer() {
+    if (m_process.state() != QProcess::NotRunning && !terminate()) {
+        std::ignore = kill();
+    }
 }
 
 bool TestServer::start(const TestDatabase& database, const QStringList& more) {
-    process_.start(QStringLiteral(DEVSERVER_PROGRAM),
-                   QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
-                               QStringLiteral("--database"), database.option()} +
-                       more);
+    m_process.start(QStringLiteral(DEVSERVER_PROGRAM),
+                    QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
+                                QStringLiteral("--database"), database.option()} +
+                        more);
     const QByteArray announced = QByteArrayLiteral("Listening on http://127.0.0.1:");
-    while (!process_.canReadLine() || !process_.peek(4096).contains(announced)) {
-        if (!process_.waitForReadyRead(kPatience))
+    while (!m_process.canReadLine() || !m_process.peek(4096).contains(announced)) {
+        if (!m_process.waitForReadyRead(patience)) {
             return false;
+        }
     }
-    const QByteArray output = process_.readAllStandardOutput();
-    port_ = output.mid(output.indexOf(announced) + announced.size()).trimmed().toInt();
-    return port_ > 0;
+    const QByteArray output = m_process.readAllStandardOutput();
+    m_port = output.mid(output.indexOf(announced) + announced.size()).trimmed().toInt();
+    return m_port > 0;
+}
+
+void TestServer::launch(const QStringList& arguments) {
+    m_process.start(QStringLiteral(DEVSERVER_PROGRAM), arguments);
 }
 
 bool TestServer::runToEnd(const QStringList& arguments) {
-    process_.start(QStringLiteral(DEVSERVER_PROGRAM), arguments);
-    return process_.waitForFinished(kPatience);
+    launch(arguments);
+    return m_process.waitForFinished(patience);
 }
 
 bool TestServer::terminate() {
-    process_.terminate();
-    return process_.waitForFinished(kPatience);
+    m_process.terminate();
+    return m_process.waitForFinished(patience);
 }
 
 bool TestServer::kill() {
-    process_.kill();
-    return process_.waitForFinished(kPatience);
+    m_process.kill();
+    return m_process.waitForFinished(patience);
 }
 
 int TestServer::exitCode() const {
-    return process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
+    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
 }
 
 QString Reply::errorCode() const {
     const QJsonObject error = body.value(QStringLiteral("error")).toObject();
     const QString message = error.value(QStringLiteral("message")).toString();
     // Every error has both parts, and nothing beside them.
-    if (body.size() != 1 || error.size() != 2 || !message.endsWith(u'.') || message.contains(u'\n'))
+    if (body.size() != 1 || error.size() != 2 || !message.endsWith(u'.') || message.contains(u'\n')) {
         return QStringLiteral("not the shape of an error");
+    }
     return error.value(QStringLiteral("code")).toString();
 }
 
@@ -116,27 +134,60 @@ QJsonObject Reply::result() const {
     return status == 200 && results.size() == 1 ? results[0].toObject() : QJsonObject();
 }
 
-TestClient::TestClient(int port, const QByteArray& token) : http_("127.0.0.1", port) {
-    http_.set_keep_alive(true);
-    http_.set_tcp_nodelay(true);
-    http_.set_read_timeout(std::chrono::seconds(30));
-    if (!token.isEmpty())
-        authorization_ = "Bearer " + token.toStdString();
+RawConnection::RawConnection(int port) {
+    m_socket.connectToHost(QHostAddress::LocalHost, static_cast<quint16>(port));
+    std::ignore = m_socket.waitForConnected(patience); // what is sent next would fail
+}
+
+void RawConnection::send(const QByteArray& bytes) {
+    m_socket.write(bytes);
+    while (m_socket.bytesToWrite() > 0 && m_socket.waitForBytesWritten(patience)) {
+    }
+}
+
+bool RawConnection::readUntil(const QByteArray& part) {
+    while (!m_received.contains(part)) {
+        if (m_socket.bytesAvailable() == 0 && !m_socket.waitForReadyRead(patience)) {
+            return false;
+        }
+        m_received += m_socket.readAll();
+    }
+    return true;
+}
+
+bool RawConnection::readToEnd() {
+    while (m_socket.state() == QTcpSocket::ConnectedState) {
+        if (!m_socket.waitForReadyRead(patience) && m_socket.error() == QTcpSocket::SocketTimeoutError) {
+            return false;
+        }
+        m_received += m_socket.readAll();
+    }
+    return true;
+}
+
+TestClient::TestClient(int port, const QByteArray& token) : m_http("127.0.0.1", port) {
+    m_http.set_keep_alive(true);
+    m_http.set_tcp_nodelay(true);
+    m_http.set_read_timeout(std::chrono::seconds(30));
+    if (!token.isEmpty()) {
+        m_authorization = "Bearer " + token.toStdString();
+    }
 }
 
 httplib::Headers TestClient::with(const httplib::Headers& headers) const {
     httplib::Headers all = headers;
-    if (!authorization_.empty())
-        all.emplace("Authorization", authorization_);
+    if (!m_authorization.empty()) {
+        all.emplace("Authorization", m_authorization);
+    }
     return all;
 }
 
 Reply TestClient::get(const std::string& path, const httplib::Headers& headers) {
-    return replyOf(http_.Get(path, with(headers)));
+    return replyOf(m_http.Get(path, with(headers)));
 }
 
 Reply TestClient::post(const std::string& body, const httplib::Headers& headers) {
-    return replyOf(http_.Post("/v1/sync/push", with(headers), body, ""));
+    return replyOf(m_http.Post("/v1/sync/push", with(headers), body, ""));
 }
 
 Reply TestClient::push(const QJsonObject& mutation) {

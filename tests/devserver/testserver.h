@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QStringList>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -21,7 +22,7 @@ public:
     Q_DISABLE_COPY_MOVE(TestDatabase)
 
     [[nodiscard]] static bool isPostgresql();
-    [[nodiscard]] const devserver::DatabaseAddress& address() const { return address_; }
+    [[nodiscard]] const devserver::DatabaseAddress& address() const { return m_address; }
     /// The value for `--database`.
     [[nodiscard]] QString option() const;
     /// The first value of the first row.
@@ -29,15 +30,21 @@ public:
     void run(const QString& sql, const QVariantList& values = {}) const;
 
 private:
-    QTemporaryDir folder_;
-    devserver::DatabaseAddress address_;
+    QTemporaryDir m_folder;
+    devserver::DatabaseAddress m_address;
 };
 
 /// The real server program on a free port of its own.
 class TestServer {
 public:
+    TestServer() = default;
+    ~TestServer();
+    Q_DISABLE_COPY_MOVE(TestServer)
+
     /// Returns once the server says that it listens.
     [[nodiscard]] bool start(const TestDatabase& database, const QStringList& more = {});
+    /// Starts the program and waits for nothing.
+    void launch(const QStringList& arguments);
     /// Runs the program to its end.
     [[nodiscard]] bool runToEnd(const QStringList& arguments);
     /// SIGTERM, then the end of the process.
@@ -45,14 +52,14 @@ public:
     /// SIGKILL.
     [[nodiscard]] bool kill();
 
-    [[nodiscard]] int port() const { return port_; }
+    [[nodiscard]] int port() const { return m_port; }
     [[nodiscard]] int exitCode() const;
-    [[nodiscard]] QProcess& process() { return process_; }
-    [[nodiscard]] QString standardError() { return QString::fromUtf8(process_.readAllStandardError()); }
+    [[nodiscard]] QProcess& process() { return m_process; }
+    [[nodiscard]] QString standardError() { return QString::fromUtf8(m_process.readAllStandardError()); }
 
 private:
-    QProcess process_;
-    int port_ = 0;
+    QProcess m_process;
+    int m_port = 0;
 };
 
 struct Reply {
@@ -63,6 +70,23 @@ struct Reply {
     [[nodiscard]] QString errorCode() const;
     /// The only result of a push.
     [[nodiscard]] QJsonObject result() const;
+};
+
+/// A connection that sends what no HTTP client would.
+class RawConnection {
+public:
+    explicit RawConnection(int port);
+
+    void send(const QByteArray& bytes);
+    /// Reads until `part` arrives; false when it does not.
+    [[nodiscard]] bool readUntil(const QByteArray& part);
+    /// Reads until the server closes; false when it does not.
+    [[nodiscard]] bool readToEnd();
+    [[nodiscard]] const QByteArray& received() const { return m_received; }
+
+private:
+    QTcpSocket m_socket;
+    QByteArray m_received;
 };
 
 /// One keep-alive HTTP connection.
@@ -78,6 +102,6 @@ public:
 private:
     [[nodiscard]] httplib::Headers with(const httplib::Headers& headers) const;
 
-    httplib::Client http_;
-    std::string authorization_;
+    httplib::Client m_http;
+    std::string m_authorization;
 };

@@ -51,17 +51,18 @@ void addPeriod(Connection& c, const World& world, const QString& user, const QSt
 } // namespace
 
 World::World(const TestDatabase& database)
-    : developer(devserver::kDevelopmentUser), workspace(devserver::kDevelopmentWorkspace) {
+    : developer(devserver::developmentUser), workspace(devserver::developmentWorkspace) {
     Connection c(database.address());
     devserver::migrate(c);
     c.run(
         u"INSERT INTO users (id, email, display_name, timezone) VALUES (?, 'other@example.com', 'Other', 'UTC')"_s,
         {other});
     for (const auto& [token, revoked] : {std::pair(otherToken, QVariant(QMetaType::fromType<qint64>())),
-                                         std::pair(revokedToken, QVariant(qint64(5)))})
+                                         std::pair(revokedToken, QVariant(qint64(5)))}) {
         c.run(u"INSERT INTO sessions (id, user_id, token_hash, client, device_name, created_at, revoked_at)"
               " VALUES (?, ?, ?, 'test', 'test', 0, ?)"_s,
               {newId(), other, hashOf(token), revoked});
+    }
     c.run(u"INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"_s, {workspace, other});
     addWorkspace(c, secondWorkspace, developer, u"Second"_s);
     addWorkspace(c, foreignWorkspace, other, u"Foreign"_s);

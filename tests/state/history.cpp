@@ -39,8 +39,9 @@ const QJsonArray& times() {
 }
 
 QJsonObject mergedInto(QJsonObject base, const QJsonObject& changes) {
-    for (auto it = changes.begin(); it != changes.end(); ++it)
+    for (auto it = changes.begin(); it != changes.end(); ++it) {
         base.insert(it.key(), it.value());
+    }
     return base;
 }
 
@@ -58,15 +59,17 @@ QJsonObject History::shaped(const QJsonObject& pools) {
     QJsonObject object;
     for (auto pool = pools.begin(); pool != pools.end(); ++pool) {
         const QJsonValue value = pick(pool.value().toArray());
-        if (value != "-"_L1)
+        if (value != "-"_L1) {
             object.insert(pool.key(), value);
+        }
     }
     return object;
 }
 
 QJsonValue History::entry() {
-    if (below(40) == 0)
+    if (below(40) == 0) {
         return pick(json(R"([null,"text",[],{}])"));
+    }
     return shaped({{u"id"_s, ids()},
                    {u"workspace_id"_s, workspaces()},
                    {u"user_id"_s, users()},
@@ -79,8 +82,9 @@ QJsonValue History::entry() {
 }
 
 QJsonValue History::period() {
-    if (below(20) == 0)
+    if (below(20) == 0) {
         return pick(json(R"([null,"text",[],{}])"));
+    }
     return shaped({{u"workspace_id"_s, workspaces()},
                    {u"user_id"_s, users()},
                    {u"status"_s, json(R"(["approved","submitted","open","Approved",1,"-"])")},
@@ -89,8 +93,9 @@ QJsonValue History::period() {
 }
 
 QJsonValue History::item() {
-    if (below(30) == 0)
+    if (below(30) == 0) {
         return pick(json(R"([null,"text",{},{"status":"pending","mutation":7}])"));
+    }
     QJsonObject payload = entry().toObject();
     payload.remove(pick(json(R"(["id","user_id","start_at","stop_at"])")).toString());
     QJsonObject mutation =
@@ -127,11 +132,13 @@ void History::acknowledge() {
         {u"status"_s, pick(json(R"(["accepted","accepted","accepted","conflict","rejected"])"))},
         {u"canonical"_s, canonical}};
     const auto stored = [](const QJsonObject&) { return true; };
-    if (SyncState::acknowledge(m_state, head, result, stored, nullptr) && below(8) != 0)
+    if (SyncState::acknowledge(m_state, head, result, stored, nullptr) && below(8) != 0) {
         return;
+    }
     QJsonArray queue = m_state.value("queue"_L1).toArray();
-    if (!queue.isEmpty())
+    if (!queue.isEmpty()) {
         queue.removeFirst();
+    }
     m_state.insert(u"queue"_s, queue);
 }
 
@@ -144,20 +151,24 @@ void History::editEntries() {
         entries.insert(place, entry());
         break;
     case 1:
-        if (place < size)
+        if (place < size) {
             entries.removeAt(place);
+        }
         break;
     case 2:
-        if (place < size)
+        if (place < size) {
             entries.append(entries.takeAt(place));
+        }
         break;
     case 3:
-        if (place < size)
+        if (place < size) {
             entries.append(entries.at(place));
+        }
         break;
     default:
-        if (place < size)
+        if (place < size) {
             entries.replace(place, entry());
+        }
         break;
     }
     setSnapshot(u"time_entries"_s, entries);
@@ -167,8 +178,9 @@ void History::editEntries() {
 void History::reload() {
     const QJsonObject snapshot = m_state.value("snapshot"_L1).toObject();
     m_state.insert(u"snapshot"_s, QJsonDocument::fromJson(QJsonDocument(snapshot).toJson()).object());
-    for (int edits = below(4); edits > 0; --edits)
+    for (int edits = below(4); edits > 0; --edits) {
         editEntries();
+    }
 }
 
 void History::changeScope() {
@@ -207,8 +219,9 @@ QString History::step() {
         return u"reload"_s;
     case 4: {
         QJsonArray periods;
-        for (int count = below(6); count > 0; --count)
+        for (int count = below(6); count > 0; --count) {
             periods.append(period());
+        }
         setSnapshot(u"timesheet_periods"_s, periods);
         return u"periods"_s;
     }
@@ -222,8 +235,9 @@ QString History::step() {
     case 7:
         return u"nothing"_s;
     default:
-        for (int edits = below(8); edits >= 0; --edits)
+        for (int edits = below(8); edits >= 0; --edits) {
             editEntries();
+        }
         return u"edit"_s;
     }
 }

@@ -100,7 +100,7 @@ QJsonArray DevServer::entries(const QString& workspace) const {
 QJsonArray DevServer::entriesNamed(const QString& description) const {
     QJsonArray found;
     const QJsonArray all = entries();
-    for (const QJsonValue& entry : all) {
+    for (const auto& entry : all) {
         if (entry.toObject().value(u"description").toString() == description) {
             found.append(entry);
         }

@@ -60,6 +60,20 @@ QJsonObject snapshot(const QJsonArray& entries, const QJsonArray& periods) {
             {QStringLiteral("timesheet_periods"), periods}};
 }
 
+QJsonObject oneEntry() {
+    return snapshot({entry(QStringLiteral("e1"), QStringLiteral("2024-03-01T08:00:00Z"),
+                           QStringLiteral("2024-03-01T09:00:00Z"))});
+}
+
+QStringList connectionLog() {
+    return {QStringLiteral("GET /v1/me"), QStringLiteral("GET /v1/workspaces"),
+            QStringLiteral("GET /v1/sync/snapshot"), QStringLiteral("GET /v1/me/timer")};
+}
+
+QJsonObject session(const QString& ofUser) {
+    return {{QStringLiteral("token"), QStringLiteral("a-token")}, {userId, ofUser}};
+}
+
 QJsonObject durable(const QJsonObject& snapshot, const QJsonArray& queue) {
     return {{QStringLiteral("auth"), QJsonObject()},
             {QStringLiteral("signed_out"), false},

@@ -18,6 +18,12 @@ namespace sample {
 /// A period of user and workspace one.
 [[nodiscard]] QJsonObject period(const QString& status, const QString& start, const QString& end);
 [[nodiscard]] QJsonObject snapshot(const QJsonArray& entries = {}, const QJsonArray& periods = {});
+/// A snapshot with the one closed entry "e1".
+[[nodiscard]] QJsonObject oneEntry();
+/// What a connection asks for, in this order.
+[[nodiscard]] QStringList connectionLog();
+/// `auth` of a signed-in client, with the token "a-token".
+[[nodiscard]] QJsonObject session(const QString& user);
 /// The durable state of a client that has loaded the snapshot.
 [[nodiscard]] QJsonObject durable(const QJsonObject& snapshot, const QJsonArray& queue = {});
 /// A queue item; `status` other than "pending" makes it a retained one.

@@ -26,8 +26,9 @@ ScriptedSecrets::ScriptedSecrets(QObject* parent) : QDBusVirtualObject(parent) {
     qDBusRegisterMetaType<QMap<QString, QString>>();
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.registerVirtualObject(root, this, QDBusConnection::SubPath) ||
-        !bus.registerService(QStringLiteral("org.freedesktop.secrets")))
+        !bus.registerService(QStringLiteral("org.freedesktop.secrets"))) {
         qFatal("The private bus does not take the scripted Secret Service");
+    }
 }
 
 ScriptedSecrets::~ScriptedSecrets() {
@@ -55,37 +56,45 @@ void ScriptedSecrets::release() {
     holdWrites = false;
     holdReads = false;
     for (const QDBusMessage& message : std::exchange(m_held, {})) {
-        if (!QDBusConnection::sessionBus().send(answer(message)))
+        if (!QDBusConnection::sessionBus().send(answer(message))) {
             qFatal("The private bus does not take an answer");
+        }
     }
 }
 
 QDBusMessage ScriptedSecrets::answer(const QDBusMessage& message) {
     const QString member = message.member();
     if (member == u"OpenSession") {
-        if (message.arguments().value(0).toString() != u"plain")
+        if (message.arguments().value(0).toString() != u"plain") {
             return message.createErrorReply(QDBusError::NotSupported, QStringLiteral("plain only"));
+        }
         return message.createReply(
             {QVariant::fromValue(QDBusVariant(QString())),
              QVariant::fromValue(QDBusObjectPath(root + QStringLiteral("/session/1")))});
     }
-    if (member == u"SearchItems")
+    if (member == u"SearchItems") {
         return search(message);
-    if (member == u"GetSecrets")
+    }
+    if (member == u"GetSecrets") {
         return secrets(message);
-    if (member == u"CreateItem")
+    }
+    if (member == u"CreateItem") {
         return createItem(message);
-    if (member == u"Unlock")
+    }
+    if (member == u"Unlock") {
         return message.createReply({message.arguments().value(0), QVariant::fromValue(nothing)});
-    if (member == u"Get" || member == u"GetAll")
+    }
+    if (member == u"Get" || member == u"GetAll") {
         return property(message);
+    }
     return message.createErrorReply(QDBusError::UnknownMethod, member);
 }
 
 QDBusMessage ScriptedSecrets::search(const QDBusMessage& message) {
     ++m_reads;
-    if (readsFail)
+    if (readsFail) {
         return message.createErrorReply(QDBusError::Failed, QStringLiteral("scripted"));
+    }
     const auto wanted = qdbus_cast<Attributes>(message.arguments().value(0));
     Paths found;
     for (qsizetype index = 0; index < m_items.size(); ++index) {
@@ -93,8 +102,9 @@ QDBusMessage ScriptedSecrets::search(const QDBusMessage& message) {
         const bool matches = std::all_of(wanted.keyValueBegin(), wanted.keyValueEnd(), [&](const auto& pair) {
             return attributes.value(pair.first) == pair.second;
         });
-        if (matches)
+        if (matches) {
             found.append(QDBusObjectPath(itemPrefix + QString::number(index)));
+        }
     }
     return message.createReply({QVariant::fromValue(found), QVariant::fromValue(Paths())});
 }
@@ -111,8 +121,9 @@ QDBusMessage ScriptedSecrets::secrets(const QDBusMessage& message) {
 }
 
 QDBusMessage ScriptedSecrets::createItem(const QDBusMessage& message) {
-    if (writes == Writes::Refused)
+    if (writes == Writes::Refused) {
         return message.createErrorReply(QDBusError::AccessDenied, QStringLiteral("scripted"));
+    }
     const auto properties = qdbus_cast<QVariantMap>(message.arguments().value(0));
     const auto secret = qdbus_cast<Secret>(message.arguments().value(1));
     const auto attributes =
@@ -120,8 +131,9 @@ QDBusMessage ScriptedSecrets::createItem(const QDBusMessage& message) {
     m_written.append(secret.value);
     if (writes != Writes::Lost) {
         QByteArray value = secret.value;
-        if (writes == Writes::Altered)
+        if (writes == Writes::Altered) {
             value[0] = value.at(0) == 'A' ? 'B' : 'A';
+        }
         erase_if(m_items, [&attributes](const Item& item) { return item.attributes == attributes; });
         m_items.append({attributes, value, secret.contentType});
     }
@@ -134,8 +146,9 @@ QDBusMessage ScriptedSecrets::property(const QDBusMessage& message) const {
     QVariantMap all{{QStringLiteral("Collections"), QVariant::fromValue(Paths())},
                     {QStringLiteral("Locked"), false},
                     {QStringLiteral("Label"), QStringLiteral("test")}};
-    if (message.member() == u"GetAll")
+    if (message.member() == u"GetAll") {
         return message.createReply(QVariant(all));
+    }
     return message.createReply(
         QVariant::fromValue(QDBusVariant(all.value(message.arguments().value(1).toString()))));
 }

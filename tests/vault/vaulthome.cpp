@@ -37,8 +37,9 @@ QString VaultHome::unlock(Vault& vault, const QString& scope) {
     QSignalSpy ready(&vault, &Vault::ready);
     QSignalSpy unavailable(&vault, &Vault::unavailable);
     vault.unlock(scope);
-    if (!QTest::qWaitFor([&] { return !ready.isEmpty() || !unavailable.isEmpty(); }, 20000))
+    if (!QTest::qWaitFor([&] { return !ready.isEmpty() || !unavailable.isEmpty(); }, 20000)) {
         return QStringLiteral("no answer");
+    }
     return ready.isEmpty() ? unavailable.first().first().toString() : QString();
 }
 
@@ -93,8 +94,9 @@ bool VaultHome::deleteKey(const QString& scope) {
 VaultHome::Connection::Connection(const QString& file) : m_name(QUuid::createUuid().toString()) {
     QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
     database.setDatabaseName(file);
-    if (!database.open())
+    if (!database.open()) {
         QTest::qFail(qPrintable(database.lastError().text()), __FILE__, __LINE__);
+    }
 }
 
 VaultHome::Connection::~Connection() {
@@ -104,12 +106,15 @@ VaultHome::Connection::~Connection() {
 QVariantList VaultHome::Connection::run(const QString& statement, const QVariantList& values) {
     QSqlQuery query(QSqlDatabase::database(m_name, false));
     query.prepare(statement);
-    for (const QVariant& value : values)
+    for (const QVariant& value : values) {
         query.addBindValue(value);
-    if (!query.exec())
+    }
+    if (!query.exec()) {
         QTest::qFail(qPrintable(query.lastError().text()), __FILE__, __LINE__);
+    }
     QVariantList firstColumn;
-    while (query.next())
+    while (query.next()) {
         firstColumn.append(query.value(0));
+    }
     return firstColumn;
 }

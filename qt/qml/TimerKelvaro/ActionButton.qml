@@ -11,6 +11,12 @@ Button {
     property color ink: !enabled ? Material.hintTextColor : highlighted ? Theme.accentInk : Material.foreground
     property real corner: Theme.radius
 
+    /// Once for a key that is held.
+    function takeKey(event: KeyEvent) {
+        if (!event.isAutoRepeat)
+            clicked()
+    }
+
     leftPadding: 16
     rightPadding: 16
     font.capitalization: Font.MixedCase
@@ -18,8 +24,8 @@ Button {
     Accessible.role: Accessible.Button
     Accessible.name: text
     Accessible.onPressAction: if (enabled) clicked()
-    Keys.onReturnPressed: clicked()
-    Keys.onEnterPressed: clicked()
+    Keys.onReturnPressed: event => takeKey(event)
+    Keys.onEnterPressed: event => takeKey(event)
 
     contentItem: Label {
         text: button.text

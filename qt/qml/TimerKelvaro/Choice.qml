@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls.Material
 
@@ -7,12 +9,58 @@ ComboBox {
 
     readonly property bool dark: Material.theme === Material.Dark
     property string name
+    /// Grows when the texts of the rows may have changed.
+    property int revision: 0
 
     topInset: 4
     bottomInset: 4
 
     Accessible.role: Accessible.ComboBox
     Accessible.name: name
+    Accessible.description: displayText
+    Accessible.onPressAction: if (enabled) popup.open()
+
+    delegate: ItemDelegate {
+        id: option
+
+        required property int index
+        readonly property string label: choice.revision < 0 ? "" : choice.textAt(index)
+
+        width: ListView.view ? ListView.view.width : 0
+        highlighted: choice.highlightedIndex === index
+        Accessible.name: label
+        Accessible.onPressAction: clicked()
+
+        contentItem: Label {
+            text: option.label
+            font.bold: choice.currentIndex === option.index
+            horizontalAlignment: Text.AlignLeft
+            verticalAlignment: Text.AlignVCenter
+            elide: Text.ElideRight
+            textFormat: Text.PlainText
+        }
+    }
+
+    popup: Popup {
+        y: choice.height
+        width: choice.width
+        height: Math.min(contentItem.implicitHeight + topPadding + bottomPadding, Theme.popupHeight)
+        margins: Theme.toolMargin
+        padding: 4
+        background: Rectangle {
+            radius: Theme.radius
+            color: Theme.card(choice.dark)
+            border.color: Theme.line(choice.dark)
+        }
+        contentItem: ListView {
+            clip: true
+            implicitHeight: contentHeight
+            model: choice.delegateModel
+            currentIndex: choice.highlightedIndex
+            boundsBehavior: Flickable.StopAtBounds
+            ScrollBar.vertical: SlimBar {}
+        }
+    }
 
     contentItem: Label {
         leftPadding: 12

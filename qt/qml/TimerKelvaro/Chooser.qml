@@ -26,6 +26,7 @@ Choice {
     Connections {
         target: chooser.rows
         function onUpdated() {
+            ++chooser.revision
             chooser.show()
         }
     }

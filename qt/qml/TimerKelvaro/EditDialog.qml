@@ -18,6 +18,7 @@ FormDialog {
     objectName: "editDialog"
     title: window.label("עריכת תיאור", "Edit description")
     width: 500
+    acceptable: !controller.busy
 
     onAccepted: controller.editDescription(entryId, field.text)
     onOpened: field.forceActiveFocus()
@@ -30,6 +31,6 @@ FormDialog {
         focus: true
         maximumLength: 4096
         name: dialog.window.label("תיאור", "Description")
-        onAccepted: dialog.accept()
+        onAccepted: dialog.acceptIfPossible()
     }
 }

@@ -15,8 +15,8 @@ RowPanel {
 
     height: 72
     Accessible.name: description.text + ", " + start.text + ", " + length.text + (lock.visible ? ", " + lock.text : "")
-    Keys.onReturnPressed: edit.press()
-    Keys.onEnterPressed: edit.press()
+    Keys.onReturnPressed: if (edit.enabled) edit.clicked()
+    Keys.onEnterPressed: if (edit.enabled) edit.clicked()
 
     RowLayout {
         anchors.fill: parent
@@ -28,6 +28,7 @@ RowPanel {
             Label {
                 id: description
 
+                objectName: "entryDescription"
                 text: entry.row.description || "…"
                 font.bold: true
                 elide: Text.ElideRight
@@ -38,6 +39,7 @@ RowPanel {
             Label {
                 id: start
 
+                objectName: "startAt"
                 text: (entry.row.start_at || "") + entry.pendingMark
                 font.pixelSize: 11
                 opacity: 0.6
@@ -50,19 +52,16 @@ RowPanel {
         ActionButton {
             id: edit
 
-            function press() {
-                if (enabled)
-                    clicked()
-            }
-
+            objectName: "editEntry"
             text: entry.window.label("ערוך תיאור", "Edit description")
             enabled: !entry.row.period_locked && !entry.row.local_pending && !entry.busy
-            focusPolicy: entry.current ? Qt.StrongFocus : Qt.ClickFocus
+            focusPolicy: entry.tabStop ? Qt.StrongFocus : Qt.ClickFocus
             onClicked: entry.editRequested(entry.row.id, entry.row.description || "")
         }
         Label {
             id: lock
 
+            objectName: "locked"
             visible: !!entry.row.period_locked
             text: entry.window.label("נעול לאישור", "Submitted / locked")
             color: Theme.accent

@@ -9,6 +9,13 @@ Dialog {
     id: dialog
 
     required property TimerWindow window
+    /// What was typed stays on the screen while it could not be taken.
+    property bool acceptable: true
+
+    function acceptIfPossible() {
+        if (acceptable)
+            accept()
+    }
 
     parent: window.contentItem
     anchors.centerIn: T.Overlay.overlay
@@ -54,7 +61,8 @@ Dialog {
                 objectName: "ok"
                 text: dialog.window.label("אישור", "OK")
                 highlighted: true
-                onClicked: dialog.accept()
+                enabled: dialog.acceptable
+                onClicked: dialog.acceptIfPossible()
             }
             ActionButton {
                 objectName: "cancel"

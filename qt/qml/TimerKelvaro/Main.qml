@@ -19,7 +19,7 @@ TimerWindow {
 
         font.capitalization: Font.MixedCase
         Accessible.name: text
-        Accessible.onPressAction: toggle()
+        Accessible.onPressAction: if (!checked) toggle()
 
         background: Rectangle {
             anchors.bottom: parent.bottom
@@ -41,20 +41,25 @@ TimerWindow {
         required property url file
         required property var given
         required property bool settled
-        readonly property bool shown: StackLayout.isCurrentItem
+        property bool shown: false
 
+        function load(now: bool) {
+            if (status === Loader.Ready || (status === Loader.Loading && !now))
+                return
+            source = "" // a load under way cannot be hurried: it would forget what is given
+            asynchronous = !now
+            setSource(file, given)
+        }
         function made(): QtObject {
-            asynchronous = false
-            active = true
+            load(true)
             return item
         }
 
-        active: settled || shown
-        asynchronous: !shown
-        Component.onCompleted: setSource(file, given)
+        onShownChanged: if (shown) load(true)
+        onSettledChanged: load(false)
     }
 
-    /// The first frame is on the screen.
+    /// The first frame is on its way to the screen.
     property bool settled: false
 
     objectName: "timerWindow"
@@ -65,7 +70,6 @@ TimerWindow {
     minimumHeight: 620
     visible: true
 
-    onFrameSwapped: settled = true
     onClosing: close => {
         if (!hidesOnClose)
             return
@@ -73,8 +77,23 @@ TimerWindow {
         hide()
     }
 
+    Connections {
+        target: window
+        enabled: !window.settled
+        function onAfterAnimating() {
+            afterFrame.start()
+        }
+    }
+    Timer {
+        id: afterFrame
+
+        interval: 0
+        onTriggered: window.settled = true
+    }
+
     Shortcut {
         sequence: "Ctrl+Shift+Space"
+        autoRepeat: false
         onActivated: timerPage.toggle()
     }
 
@@ -159,6 +178,7 @@ TimerWindow {
                 id: status
 
                 objectName: "status"
+                Accessible.name: text
                 anchors.fill: parent
                 anchors.margins: 11
                 text: window.client.message
@@ -212,21 +232,25 @@ TimerWindow {
             }
             Late {
                 settled: window.settled
+                shown: tabs.currentIndex === 1
                 file: Qt.resolvedUrl("ReportsPage.qml")
                 given: ({ window: window, controller: window.client, created: window.created })
             }
             Late {
                 settled: window.settled
+                shown: tabs.currentIndex === 2
                 file: Qt.resolvedUrl("MigrationPage.qml")
                 given: ({ window: window, controller: window.client })
             }
             Late {
                 settled: window.settled
+                shown: tabs.currentIndex === 3
                 file: Qt.resolvedUrl("SettingsPage.qml")
                 given: ({ window: window, controller: window.client })
             }
             Late {
                 settled: window.settled
+                shown: tabs.currentIndex === 4
                 file: Qt.resolvedUrl("TimesheetsPage.qml")
                 given: ({ window: window, controller: window.client })
             }

@@ -20,6 +20,7 @@ RowPanel {
 
             text: period.row.from_date + " → " + period.row.to_date
             font.bold: true
+            textFormat: Text.PlainText
             horizontalAlignment: Text.AlignLeft
             Layout.fillWidth: true
         }
@@ -27,6 +28,7 @@ RowPanel {
             id: state
 
             text: period.row.status + " · " + period.row.timezone + " · v" + period.row.version
+            textFormat: Text.PlainText
             elide: Text.ElideRight
             horizontalAlignment: Text.AlignLeft
             Layout.fillWidth: true

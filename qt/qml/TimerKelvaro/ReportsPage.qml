@@ -75,6 +75,7 @@ ScrollPage {
         Layout.fillWidth: true
 
         ActionButton {
+            objectName: "exportCsv"
             text: "CSV"
             onClicked: page.controller.downloadReport("csv")
         }
@@ -87,6 +88,7 @@ ScrollPage {
             onClicked: page.controller.downloadReport("json")
         }
         ActionButton {
+            objectName: "exportHtml"
             text: page.window.label("שמור דוח HTML להדפסה", "Save printable HTML")
             onClicked: page.controller.downloadReport("html")
         }

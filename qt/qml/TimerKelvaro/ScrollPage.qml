@@ -29,7 +29,11 @@ Item {
     Connections {
         target: page.window
         function onActiveFocusItemChanged() {
-            page.reveal(page.window.activeFocusItem)
+            const item = page.window.activeFocusItem
+            const reason = (item as Control)?.focusReason ?? (item as TextField)?.focusReason
+            // The window that comes back finds the page where it was left.
+            if (reason !== Qt.ActiveWindowFocusReason && reason !== Qt.PopupFocusReason)
+                page.reveal(item)
         }
     }
 

@@ -25,7 +25,7 @@ ScrollPage {
     LtrField {
         id: server
 
-        /// Replaces what is typed only when the address itself changes.
+        // Notifies only when the address itself changes, so that nothing else replaces what is typed.
         readonly property string address: page.controller.server || "http://127.0.0.1:18080"
 
         objectName: "server"
@@ -33,8 +33,7 @@ ScrollPage {
         placeholderText: "https://timer.example.com"
         name: page.window.label("כתובת השרת", "Server address")
         Layout.fillWidth: true
-        onAddressChanged: text = address
-        Component.onCompleted: text = address
+        text: address
     }
     ActionButton {
         objectName: "connect"
@@ -43,11 +42,11 @@ ScrollPage {
         onClicked: page.controller.connectServer(server.text)
     }
     Note {
+        objectName: "account"
         text: page.controller.accountSignedIn
               ? page.window.label("חשבון אישי: ", "Personal account: ") + page.controller.accountName
               : page.window.label("לא מחובר לחשבון אישי", "Not signed in to a personal account")
         font.bold: true
-        textFormat: Text.PlainText
     }
     Note {
         text: page.window.label(
@@ -122,7 +121,7 @@ ScrollPage {
     }
     ReadOnlyText {
         objectName: "conflicts"
-        name: page.window.label("ייצוא תור ממתין", "Export pending changes")
+        name: page.window.label("התנגשויות שנשמרו", "Retained conflicts")
         visible: text !== "[\n]"
         text: page.controller.conflictDetails
         pixelSize: 11

@@ -17,6 +17,7 @@ QtObject {
     readonly property int gap: 14
     readonly property int rowPadding: 14
     readonly property int scrollBar: 10
+    readonly property int popupHeight: 360
     readonly property int radius: 10
     readonly property int actionRadius: 12
     readonly property int focusWidth: 2

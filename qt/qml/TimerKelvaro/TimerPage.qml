@@ -102,6 +102,13 @@ ScrollPage {
                         }
                     }
                 }
+                ActionButton {
+                    objectName: "clearProject"
+                    text: "×"
+                    visible: project.chosen !== ""
+                    Accessible.name: page.window.label("ללא פרויקט", "No project")
+                    onClicked: project.chosen = ""
+                }
                 ToggleBox {
                     id: billable
 
@@ -122,7 +129,6 @@ ScrollPage {
                 text: page.timer.description || ""
                 font.pixelSize: 12
                 opacity: 0.7
-                textFormat: Text.PlainText
             }
         }
     }

@@ -45,10 +45,8 @@ Q_SIGNALS:
     /// Rows were inserted, removed or changed; comes once, after the last of them.
     void updated();
 
-private Q_SLOTS:
-    void refresh();
-
 private:
+    Q_SLOT void refresh();
     void attach();
     void adopt(const QVariantList& rows);
     void removeRowsNotIn(const QList<bool>& kept, int offset);

@@ -21,8 +21,9 @@ private Q_SLOTS:
 namespace {
 
 QJsonObject merged(QJsonObject base, const QJsonObject& changes) {
-    for (auto it = changes.begin(); it != changes.end(); ++it)
+    for (auto it = changes.begin(); it != changes.end(); ++it) {
         base.insert(it.key(), it.value());
+    }
     return base;
 }
 
@@ -95,4 +96,4 @@ void PeriodLockTest::readsTimes() {
 }
 
 QTEST_GUILESS_MAIN(PeriodLockTest)
-#include "periodlock_test.moc"
+#include "periodlock.moc"

@@ -63,12 +63,14 @@ QStringList filesHolding(const QByteArrayList& words) {
     QDirIterator files(QDir::homePath(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
     while (files.hasNext()) {
         QFile file(files.next());
-        if (!file.open(QIODevice::ReadOnly))
+        if (!file.open(QIODevice::ReadOnly)) {
             continue;
+        }
         const QByteArray content = file.readAll();
         for (const QByteArray& word : words) {
-            if (content.contains(word))
+            if (content.contains(word)) {
                 found.append(file.fileName());
+            }
         }
     }
     return found;
@@ -129,8 +131,9 @@ void VaultStorageTest::noClearTextReachesAnyFile() {
     {
         Vault vault;
         QCOMPARE(VaultHome::unlock(vault, home), QString());
-        for (int round = 0; round < 3; ++round)
+        for (int round = 0; round < 3; ++round) {
             QVERIFY(vault.save(before));
+        }
         QVERIFY(QFileInfo::exists(VaultHome::databaseFile(home) + QStringLiteral("-wal")));
         QCOMPARE(filesHolding(words), QStringList());
         QCOMPARE(filesHolding({VaultHome::storedKey(home), VaultHome::storedKey(home).toBase64(),
@@ -156,8 +159,9 @@ void VaultStorageTest::refusedStatementKeepsTheRow() {
     QFETCH(bool, stored);
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
-    if (stored)
+    if (stored) {
         QVERIFY(vault.save(before));
+    }
     const QByteArray record = VaultHome::record(home);
 
     VaultHome::Connection second(VaultHome::databaseFile(home));
@@ -199,8 +203,9 @@ void VaultStorageTest::fullDiskKeepsTheRowWhereverItStrikes() {
             saved = vault.save(large);
         }
         QCOMPARE(vault.load(), saved ? large : before);
-        if (!saved)
+        if (!saved) {
             ++refused;
+        }
         QVERIFY(vault.save(after));
         QCOMPARE(vault.load(), after);
     }
@@ -239,8 +244,9 @@ void VaultStorageTest::fileWithoutARowIsFirstUse_data() {
 void VaultStorageTest::fileWithoutARowIsFirstUse() {
     QFETCH(QString, statement);
     QVERIFY(write(VaultHome::databaseFile(home), {}));
-    if (!statement.isEmpty())
+    if (!statement.isEmpty()) {
         VaultHome::Connection(VaultHome::databaseFile(home)).run(statement);
+    }
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(vault.save(before));
@@ -276,12 +282,13 @@ void VaultStorageTest::fileThatCannotBeInspectedGetsNoKey_data() {
 void VaultStorageTest::fileThatCannotBeInspectedGetsNoKey() {
     QFETCH(QString, kind);
     const QString path = VaultHome::databaseFile(home);
-    if (kind == u"garbage")
+    if (kind == u"garbage") {
         QVERIFY(write(path, QByteArray(5000, 'g')));
-    else if (kind == u"directory")
+    } else if (kind == u"directory") {
         QVERIFY(QDir().mkpath(path));
-    else
+    } else {
         QVERIFY(QDir().mkpath(VaultHome::directory()) && QFile::link(path + QStringLiteral(".gone"), path));
+    }
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), databaseRefused);
     QVERIFY(!vault.isReady());
@@ -327,4 +334,4 @@ void VaultStorageTest::unusableDirectoryIsReportedOnFirstUse() {
 }
 
 QTEST_GUILESS_MAIN(VaultStorageTest)
-#include "vaultstoragetest.moc"
+#include "storage.moc"

@@ -27,42 +27,42 @@ private Q_SLOTS:
 void TestDevserverReplay::aReplayHearsTheFirstAnswer() {
     const QString id = World::newId();
     const auto start = startOf(id);
-    const Reply first = client_->push(start);
+    const Reply first = m_client->push(start);
     QCOMPARE(statusOf(first), u"accepted"_s);
     QCOMPARE(statusOf(push(u"timer.stop"_s, id, 1, {{u"stop_at"_s, u"2025-06-01T09:00:00Z"_s}})),
              u"accepted"_s);
-    QCOMPARE(client_->push(start).text, first.text);
-    QCOMPARE(TestClient(server_.port()).push(start).text, first.text);
-    QCOMPARE(database_.value(u"SELECT version FROM time_entries"_s).toInt(), 2);
+    QCOMPARE(m_client->push(start).text, first.text);
+    QCOMPARE(TestClient(m_server.port()).push(start).text, first.text);
+    QCOMPARE(m_database.value(u"SELECT version FROM time_entries"_s).toInt(), 2);
 }
 
 void TestDevserverReplay::aRefusalIsRepeatedEvenWhenItsReasonIsGone() {
     const QString id = stored(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s);
-    const auto late = mutation(world_.workspace, u"entry.update"_s, id, 4, {{u"description"_s, u"x"_s}});
-    const Reply first = client_->push(late);
+    const auto late = mutation(m_world.workspace, u"entry.update"_s, id, 4, {{u"description"_s, u"x"_s}});
+    const Reply first = m_client->push(late);
     QCOMPARE(statusOf(first), u"conflict"_s);
-    database_.run(u"UPDATE time_entries SET version = 4"_s);
-    QCOMPARE(client_->push(late).text, first.text);
-    QCOMPARE(database_.value(u"SELECT description FROM time_entries"_s), u"stored"_s);
+    m_database.run(u"UPDATE time_entries SET version = 4"_s);
+    QCOMPARE(m_client->push(late).text, first.text);
+    QCOMPARE(m_database.value(u"SELECT description FROM time_entries"_s), u"stored"_s);
 }
 
 void TestDevserverReplay::theSameIdWithAnotherContentIsUnprocessable() {
     auto record = startOf(World::newId());
-    const Reply first = client_->push(record);
+    const Reply first = m_client->push(record);
     QCOMPARE(statusOf(first), u"accepted"_s);
     const QJsonObject original = record;
     record[u"device_id"] = World::newId();
-    const Reply reused = client_->push(record);
+    const Reply reused = m_client->push(record);
     QCOMPARE(reused.status, 422);
     QCOMPARE(reused.errorCode(), u"idempotency_key_reused"_s);
-    QCOMPARE(client_->push(original).text, first.text);
+    QCOMPARE(m_client->push(original).text, first.text);
     QCOMPARE(count(u"time_entries"_s), 1);
 }
 
 void TestDevserverReplay::anotherUsersMutationIdSaysNothing() {
     const auto record = startOf(World::newId());
-    QCOMPARE(statusOf(client_->push(record)), u"accepted"_s);
-    const Reply other = other_->push(record);
+    QCOMPARE(statusOf(m_client->push(record)), u"accepted"_s);
+    const Reply other = m_other->push(record);
     QCOMPARE(statusOf(other), u"conflict"_s);
     QVERIFY(!other.result().contains(u"canonical"));
     QCOMPARE(count(u"time_entries"_s), 1);
@@ -77,35 +77,39 @@ static void race(int port, int rounds, Make make, Check check) {
         std::array<Reply, 2> replies;
         std::barrier together(2);
         std::array<std::thread, 2> threads;
-        for (size_t i = 0; i < 2; ++i)
+        for (size_t i = 0; i < 2; ++i) {
             threads[i] = std::thread([&, i] {
                 TestClient client(port);
                 const bool connected = client.get("/v1/me").status == 200;
                 together.arrive_and_wait();
-                if (connected)
+                if (connected) {
                     replies[i] = client.push(records[i]);
+                }
             });
-        for (std::thread& thread : threads)
+        }
+        for (std::thread& thread : threads) {
             thread.join();
+        }
         check(replies);
-        if (QTest::currentTestFailed())
+        if (QTest::currentTestFailed()) {
             return;
+        }
     }
 }
 
 void TestDevserverReplay::twoClientsPushingTheSameMutationApplyItOnce() {
-    constexpr int kRounds = 60;
+    constexpr int rounds = 60;
     const auto make = [this] {
-        const auto record = mutation(world_.workspace, u"entry.create"_s, World::newId(), 0,
+        const auto record = mutation(m_world.workspace, u"entry.create"_s, World::newId(), 0,
                                      closed(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s));
         return std::array{record, record};
     };
-    race(server_.port(), kRounds, make, [](const std::array<Reply, 2>& replies) {
+    race(m_server.port(), rounds, make, [](const std::array<Reply, 2>& replies) {
         QCOMPARE(statusOf(replies[0]), u"accepted"_s);
         QCOMPARE(replies[1].text, replies[0].text);
     });
-    QCOMPARE(count(u"time_entries"_s), kRounds);
-    QCOMPARE(count(u"mutations"_s), kRounds);
+    QCOMPARE(count(u"time_entries"_s), rounds);
+    QCOMPARE(count(u"mutations"_s), rounds);
 }
 
 void TestDevserverReplay::twoClientsChangingTheSameVersionGetOneAcceptance() {
@@ -113,17 +117,17 @@ void TestDevserverReplay::twoClientsChangingTheSameVersionGetOneAcceptance() {
     int version = 5;
     const auto make = [&] {
         const auto record = [&](const QString& text) {
-            return mutation(world_.workspace, u"entry.update"_s, id, version, {{u"description"_s, text}});
+            return mutation(m_world.workspace, u"entry.update"_s, id, version, {{u"description"_s, text}});
         };
         return std::array{record(u"a"_s), record(u"b"_s)};
     };
-    race(server_.port(), 30, make, [&version](const std::array<Reply, 2>& replies) {
+    race(m_server.port(), 30, make, [&version](const std::array<Reply, 2>& replies) {
         QStringList statuses{statusOf(replies[0]), statusOf(replies[1])};
         statuses.sort();
         QCOMPARE(statuses, (QStringList{u"accepted"_s, u"conflict"_s}));
         ++version;
     });
-    QCOMPARE(database_.value(u"SELECT version FROM time_entries"_s).toInt(), 35);
+    QCOMPARE(m_database.value(u"SELECT version FROM time_entries"_s).toInt(), 35);
 }
 
 void TestDevserverReplay::twoClientsStartingATimerGetOne() {
@@ -131,14 +135,14 @@ void TestDevserverReplay::twoClientsStartingATimerGetOne() {
         const auto record = [this] { return startOf(World::newId()); };
         return std::array{record(), record()};
     };
-    race(server_.port(), 30, make, [this](const std::array<Reply, 2>& replies) {
+    race(m_server.port(), 30, make, [this](const std::array<Reply, 2>& replies) {
         QStringList statuses{statusOf(replies[0]), statusOf(replies[1])};
         statuses.sort();
         QCOMPARE(statuses, (QStringList{u"accepted"_s, u"conflict"_s}));
-        database_.run(u"UPDATE time_entries SET stop_at = start_at"_s);
+        m_database.run(u"UPDATE time_entries SET stop_at = start_at"_s);
     });
     QCOMPARE(count(u"time_entries"_s), 30);
 }
 
 QTEST_GUILESS_MAIN(TestDevserverReplay)
-#include "tst_devserver_replay.moc"
+#include "replay.moc"

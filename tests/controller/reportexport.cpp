@@ -314,4 +314,4 @@ void ReportExportTest::exportIsWrittenAlthoughTheAccountHasChanged() {
 }
 
 QTEST_MAIN(ReportExportTest)
-#include "reportexport_test.moc"
+#include "reportexport.moc"

@@ -121,6 +121,7 @@ void AccountStateTest::sendsPersonalCredentialsOnlyOverProtectedTransport_data()
     QTest::newRow("http ::1") << u"http://[::1]"_s << true;
     QTest::newRow("http ::1 and port") << u"http://[::1]:18080"_s << true;
     QTest::newRow("http ::1 written out") << u"http://[0:0:0:0:0:0:0:1]:18080"_s << true;
+    QTest::newRow("http 127.0.0.1 inside IPv6") << u"http://[::ffff:127.0.0.1]"_s << false;
     QTest::newRow("http localhost with user") << u"http://user@localhost"_s << false;
     QTest::newRow("http localhost with query") << u"http://localhost/?a"_s << false;
     QTest::newRow("http localhost with fragment") << u"http://localhost/#a"_s << false;
@@ -327,4 +328,4 @@ void AccountStateTest::worksWithoutAnErrorText() {
 }
 
 QTEST_GUILESS_MAIN(AccountStateTest)
-#include "accountstate_test.moc"
+#include "accountstate.moc"

@@ -247,4 +247,4 @@ void MigrationTest::failedPreviewKeepsTheFormerOne() {
 }
 
 QTEST_MAIN(MigrationTest)
-#include "migration_test.moc"
+#include "migration.moc"

@@ -415,4 +415,4 @@ void AccountsTest::opensNoPageWithoutAServer() {
 }
 
 QTEST_MAIN(AccountsTest)
-#include "accounts_test.moc"
+#include "accounts.moc"

@@ -235,4 +235,4 @@ void SignOutTest::lateRepliesOfTheFormerAccountAreDropped() {
 }
 
 QTEST_MAIN(SignOutTest)
-#include "signout_test.moc"
+#include "signout.moc"

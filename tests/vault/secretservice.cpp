@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "vault/vault.h"
 #include "tests/vault/failingrandom.h"
 #include "tests/vault/vaulthome.h"
+#include "vault/vault.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -61,8 +61,9 @@ private Q_SLOTS:
 };
 
 void VaultTest::cleanup() {
-    for (const QString& scope : {home, other, home + u'/'})
+    for (const QString& scope : {home, other, home + u'/'}) {
         static_cast<void>(VaultHome::deleteKey(scope));
+    }
     QVERIFY(QDir(VaultHome::directory()).removeRecursively());
 }
 
@@ -118,8 +119,9 @@ void VaultTest::everyFileIsForTheOwnerOnly() {
     QVERIFY(files.size() >= 2); // the database and its log
     const QFileDevice::Permissions ownerOnly =
         QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
-    for (const QFileInfo& file : files)
+    for (const QFileInfo& file : files) {
         QCOMPARE(file.permissions(), ownerOnly);
+    }
 }
 
 void VaultTest::twoServersHaveFilesAndKeysOfTheirOwn() {
@@ -332,4 +334,4 @@ void VaultTest::connectionGoesWithTheVault() {
 }
 
 QTEST_GUILESS_MAIN(VaultTest)
-#include "vaulttest.moc"
+#include "secretservice.moc"

@@ -187,4 +187,4 @@ void ReportsTest::failedQueryKeepsTheLastReport() {
 }
 
 QTEST_MAIN(ReportsTest)
-#include "reports_test.moc"
+#include "reports.moc"

@@ -104,4 +104,4 @@ void LockedKeyringTest::lockedKeyringTakesNoNewKey() {
 }
 
 QTEST_GUILESS_MAIN(LockedKeyringTest)
-#include "lockedkeyringtest.moc"
+#include "lockedkeyring.moc"

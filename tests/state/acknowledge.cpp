@@ -68,8 +68,9 @@ void AcknowledgeTest::followsTheRules() {
     QCOMPARE(store.calls, applied ? 1 : 0);
     const QString found = differences(applied ? c.expected : before, c.state);
     QVERIFY2(found.isEmpty(), qPrintable(found));
-    if (applied)
+    if (applied) {
         QCOMPARE(store.stored, c.state);
+    }
 }
 
 void AcknowledgeTest::worksWithoutAnErrorText() {
@@ -85,8 +86,9 @@ void AcknowledgeTest::worksWithoutAnErrorText() {
 void AcknowledgeTest::aFailedSaveLeavesEverythingForReplay() {
     QFETCH(const QJsonObject, given);
     Case c(given);
-    if (!c.error.isNull())
+    if (!c.error.isNull()) {
         return;
+    }
     const QJsonObject before = c.state;
     Store store;
     store.answer = false;
@@ -149,4 +151,4 @@ void AcknowledgeTest::acknowledgesTheWholeQueueInOrder() {
 }
 
 QTEST_GUILESS_MAIN(AcknowledgeTest)
-#include "acknowledge_test.moc"
+#include "acknowledge.moc"

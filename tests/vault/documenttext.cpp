@@ -27,8 +27,9 @@ public:
             QString(QChar(0)),          QString(QChar(0x7f)),         QString(QChar(0xd800)),
             QString(QChar(0xdc00)),     QString(QChar(0x2028)),       QStringLiteral("é")};
         QString result;
-        for (int count = number(4); count > 0; --count)
+        for (int count = number(4); count > 0; --count) {
             result += pieces.at(number(static_cast<int>(pieces.size())));
+        }
         return result;
     }
 
@@ -68,24 +69,28 @@ public:
 
     QJsonObject object(int depth) {
         QJsonObject result;
-        for (int count = number(6); count > 0; --count)
+        for (int count = number(6); count > 0; --count) {
             result.insert(text(), value(depth));
+        }
         return result;
     }
 
     QJsonArray array(int depth) {
         QJsonArray result;
         const bool large = number(8) == 0;
-        for (int count = large ? 200 + number(400) : number(6); count > 0; --count)
+        for (int count = large ? 200 + number(400) : number(6); count > 0; --count) {
             result.append(value(large ? std::min(depth, 1) : depth));
+        }
         return result;
     }
 
     QJsonValue mutated(const QJsonValue& value, int depth) {
-        if (value.isObject() && number(4) != 0)
+        if (value.isObject() && number(4) != 0) {
             return mutated(value.toObject(), depth);
-        if (value.isArray() && number(4) != 0)
+        }
+        if (value.isArray() && number(4) != 0) {
             return mutated(value.toArray(), depth);
+        }
         return this->value(depth);
     }
 
@@ -96,10 +101,11 @@ public:
             return object;
         }
         const QString& key = keys.at(number(static_cast<int>(keys.size())));
-        if (number(6) == 0)
+        if (number(6) == 0) {
             object.remove(key);
-        else
+        } else {
             object[key] = mutated(object.value(key), depth - 1);
+        }
         return object;
     }
 
@@ -109,10 +115,11 @@ public:
             return array;
         }
         const int index = number(static_cast<int>(array.size()));
-        if (number(4) == 0)
+        if (number(4) == 0) {
             array.removeAt(index);
-        else
+        } else {
             array[index] = mutated(array.at(index), depth - 1);
+        }
         return array;
     }
 
@@ -171,8 +178,9 @@ void DocumentTextTest::edgeDocumentsAreByteIdentical() {
 
 void DocumentTextTest::randomDocumentsAreByteIdenticalThroughChanges_data() {
     QTest::addColumn<quint32>("seed");
-    for (quint32 seed = 1; seed <= 30; ++seed)
+    for (quint32 seed = 1; seed <= 30; ++seed) {
         QTest::addRow("seed %u", seed) << seed;
+    }
 }
 
 void DocumentTextTest::randomDocumentsAreByteIdenticalThroughChanges() {
@@ -188,15 +196,17 @@ void DocumentTextTest::randomDocumentsAreByteIdenticalThroughChanges() {
 
 void DocumentTextTest::largeArraysAreByteIdenticalAfterEveryChange_data() {
     QTest::addColumn<int>("count");
-    for (const int count : {0, 1, 255, 256, 257, 511, 512, 513, 3000})
+    for (const int count : {0, 1, 255, 256, 257, 511, 512, 513, 3000}) {
         QTest::addRow("%d entries", count) << count;
+    }
 }
 
 void DocumentTextTest::largeArraysAreByteIdenticalAfterEveryChange() {
     QFETCH(int, count);
     QJsonArray entries;
-    for (int number = 0; number < count; ++number)
+    for (int number = 0; number < count; ++number) {
         entries.append(entry(number));
+    }
     QJsonArray queue;
     DocumentText text;
     const auto check = [&] {
@@ -216,8 +226,9 @@ void DocumentTextTest::largeArraysAreByteIdenticalAfterEveryChange() {
     check();
     entries.removeAt(entries.size() / 2);
     check();
-    while (entries.size() > 1)
+    while (entries.size() > 1) {
         entries.removeLast();
+    }
     check();
     entries = {};
     queue = {};
@@ -247,8 +258,9 @@ void DocumentTextTest::clearForgetsOnlyTheText() {
 void DocumentTextTest::textIsBuiltInPlace() {
     // A buffer that grew would have left parts of the text behind in freed memory.
     QJsonArray entries;
-    for (int number = 0; number < 5000; ++number)
+    for (int number = 0; number < 5000; ++number) {
         entries.append(entry(number));
+    }
     DocumentText text;
     const QByteArray result = text.of(document(entries, {}));
     QVERIFY(result.capacity() - result.size() < 1000);
@@ -263,4 +275,4 @@ void DocumentTextTest::wipingReachesEverySharedCopy() {
 }
 
 QTEST_GUILESS_MAIN(DocumentTextTest)
-#include "documenttexttest.moc"
+#include "documenttext.moc"

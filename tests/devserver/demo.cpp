@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/accounts.h"
 #include "devserver/demo.h"
+#include "devserver/accounts.h"
 #include "devserver/schema.h"
 #include "devserver/snapshot.h"
 #include "tests/devserver/testserver.h"
@@ -17,23 +17,25 @@ using namespace devserver;
 
 namespace {
 
-const Caller kDeveloper{kDevelopmentUser, false};
+const Caller developer{developmentUser, false};
 
 QStringList workspaces(Connection& connection) {
     QStringList ids;
-    const auto reply = QJsonDocument::fromJson(workspacesReply(connection, kDeveloper));
-    for (const QJsonValue workspace : reply[u"items"].toArray())
+    const auto reply = QJsonDocument::fromJson(workspacesReply(connection, developer));
+    for (const QJsonValue workspace : reply[u"items"].toArray()) {
         ids += workspace[u"id"].toString();
+    }
     return ids;
 }
 
 /// Everything that a client could see.
 QByteArray contents(const DatabaseAddress& address) {
     Connection connection(address);
-    QByteArray all = identityReply(connection, kDeveloper) + workspacesReply(connection, kDeveloper);
-    for (const QString& workspace : workspaces(connection))
-        all += snapshotReply(connection, kDeveloper, workspace);
-    return all + timerReply(connection, kDeveloper);
+    QByteArray all = identityReply(connection, developer) + workspacesReply(connection, developer);
+    for (const QString& workspace : workspaces(connection)) {
+        all += snapshotReply(connection, developer, workspace);
+    }
+    return all + timerReply(connection, developer);
 }
 
 bool fill(const DatabaseAddress& address, QDate today) {
@@ -55,6 +57,7 @@ class TestDevserverDemo : public QObject {
 private Q_SLOTS:
     void theSameDayGivesTheSameData();
     void itIsAddedOnceToADatabaseWithoutWork();
+    void ownWorkIsLeftAlone();
     void itIsAYearOfBelievableWork_data();
     void itIsAYearOfBelievableWork();
     void workDaysAreNotDoubleBooked();
@@ -79,8 +82,23 @@ void TestDevserverDemo::itIsAddedOnceToADatabaseWithoutWork() {
     const TestDatabase database;
     QVERIFY(fill(database.address(), QDate(2026, 4, 1)));
     const QByteArray before = contents(database.address());
+    QVERIFY(fill(database.address(), QDate(2026, 4, 1)));
+    QVERIFY(fill(database.address(), QDate(2026, 4, 9)));
+    QCOMPARE(contents(database.address()), before);
+}
+
+void TestDevserverDemo::ownWorkIsLeftAlone() {
+    const TestDatabase database;
+    {
+        Connection connection(database.address());
+        migrate(connection);
+    }
+    database.run(
+        u"INSERT INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable, start_at,"
+        " version) VALUES ('own', ?, ?, 'my own', '[]', 0, 0, 1)"_s,
+        {developmentWorkspace, developmentUser});
+    const QByteArray before = contents(database.address());
     QVERIFY(!fill(database.address(), QDate(2026, 4, 1)));
-    QVERIFY(!fill(database.address(), QDate(2026, 4, 9)));
     QCOMPARE(contents(database.address()), before);
 }
 
@@ -102,7 +120,7 @@ void TestDevserverDemo::itIsAYearOfBelievableWork() {
     QCOMPARE(ids.size(), 2);
     const auto number = [&](const char* sql) {
         return database
-            .value(QString::fromLatin1(sql).replace(u"%1"_s, kDevelopmentUser).replace(u"%2"_s, ids[0]))
+            .value(QString::fromLatin1(sql).replace(u"%1"_s, developmentUser).replace(u"%2"_s, ids[0]))
             .toInt();
     };
     QCOMPARE(number("SELECT COUNT(*) FROM users"), 2);
@@ -127,13 +145,12 @@ void TestDevserverDemo::itIsAYearOfBelievableWork() {
             midnight.addDays(-5).toSecsSinceEpoch());
 
     const QJsonArray periods =
-        QJsonDocument::fromJson(snapshotReply(connection, kDeveloper, ids[0]))[u"timesheet_periods"]
-            .toArray();
+        QJsonDocument::fromJson(snapshotReply(connection, developer, ids[0]))[u"timesheet_periods"].toArray();
     QCOMPARE(periods.size(), 3);
     QStringList statuses;
     for (const QJsonValue period : periods) {
         statuses += period[u"status"].toString();
-        QCOMPARE(period[u"user_id"], kDevelopmentUser);
+        QCOMPARE(period[u"user_id"], developmentUser);
         QCOMPARE(local(period[u"start_at"]), QDate::fromString(period[u"from_date"].toString(), Qt::ISODate)
                                                  .startOfDay(QTimeZone("Asia/Jerusalem")));
         QCOMPARE(local(period[u"end_at"]), QDate::fromString(period[u"to_date"].toString(), Qt::ISODate)
@@ -150,13 +167,14 @@ void TestDevserverDemo::workDaysAreNotDoubleBooked() {
     QVERIFY(fill(database.address(), QDate(2026, 8, 15)));
     Connection connection(database.address());
     const auto snapshot =
-        QJsonDocument::fromJson(snapshotReply(connection, kDeveloper, workspaces(connection)[0]));
+        QJsonDocument::fromJson(snapshotReply(connection, developer, workspaces(connection)[0]));
     QDateTime last;
     bool hebrew = false;
     bool english = false;
     for (const QJsonValue entry : snapshot[u"time_entries"].toArray()) {
-        if (entry[u"user_id"] != kDevelopmentUser)
+        if (entry[u"user_id"] != developmentUser) {
             continue;
+        }
         const QDateTime start = local(entry[u"start_at"]);
         const QDateTime stop = local(entry[u"stop_at"]);
         QVERIFY(!last.isValid() || last <= start);
@@ -201,4 +219,4 @@ void TestDevserverDemo::theProgramFillsItsDatabaseOnRequest() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverDemo)
-#include "tst_devserver_demo.moc"
+#include "demo.moc"

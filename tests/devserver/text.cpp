@@ -61,8 +61,9 @@ void TestDevserverText::otherTimesAreRefused_data() {
                              "2024-02-30T00:00:00Z", "2024-03-05T24:00:00Z", "2024-03-05T07:60:00Z",
                              "2024-03-05T07:08:09+24:00", "2024-03-05T07:08:09+02",
                              "0001-01-01T00:00:00+01:00", "9999-12-31T23:59:59-01:00", "0000-12-31T00:00:00Z",
-                             "2024-03-05T07:08:09Z\n", " 2024-03-05T07:08:09Z", "+02024-03-05T07:08:09Z"})
+                             "2024-03-05T07:08:09Z\n", " 2024-03-05T07:08:09Z", "+02024-03-05T07:08:09Z"}) {
         QTest::newRow(*text ? text : "empty") << QString::fromLatin1(text);
+    }
 }
 
 void TestDevserverText::otherTimesAreRefused() {
@@ -92,13 +93,15 @@ void TestDevserverText::onlyPrivateHostsAreServed_data() {
     QTest::addColumn<QString>("header");
     QTest::addColumn<bool>("served");
     for (const char* host : {"127.0.0.1", "127.9.9.9:80", "localhost", "LOCALHOST:18080", "[::1]:18080",
-                             "10.1.2.3:1", "172.16.0.1", "172.31.255.255", "192.168.5.5"})
+                             "10.1.2.3:1", "172.16.0.1", "172.31.255.255", "192.168.5.5"}) {
         QTest::newRow(host) << QString::fromLatin1(host) << true;
+    }
     for (const char* host :
          {"example.com", "example.com:18080", "127.0.0.1.example.com", "localhost.example.com", "172.32.0.1",
           "172.15.0.1", "11.0.0.1", "192.169.0.1", "8.8.8.8", "0.0.0.0", "::1", "[::1", "[::2]",
-          "[::ffff:127.0.0.1]", "a@127.0.0.1", "127.0.0.1:", "127.1", "x:y:z"})
+          "[::ffff:127.0.0.1]", "a@127.0.0.1", "127.0.0.1:", "127.1", "x:y:z"}) {
         QTest::newRow(host) << QString::fromLatin1(host) << false;
+    }
     QTest::newRow("empty") << QString() << false;
 }
 
@@ -114,8 +117,9 @@ void TestDevserverText::listenAddressesNeedAnAddressAndAPort_data() {
     QTest::newRow("localhost") << u"localhost:0"_s << u"127.0.0.1:0"_s;
     QTest::newRow("IPv6") << u"[::1]:80"_s << u"[::1]:80"_s;
     for (const char* text : {"127.0.0.1", "18080", ":18080", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1",
-                             "example.com:80", "::1:80", "127.0.0.1:80x"})
+                             "example.com:80", "::1:80", "127.0.0.1:80x"}) {
         QTest::newRow(text) << QString::fromLatin1(text) << QString();
+    }
 }
 
 void TestDevserverText::listenAddressesNeedAnAddressAndAPort() {
@@ -160,4 +164,4 @@ void TestDevserverText::databaseAddressesAreTakenApart() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverText)
-#include "tst_devserver_text.moc"
+#include "text.moc"

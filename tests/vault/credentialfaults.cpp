@@ -154,8 +154,9 @@ void CredentialFaultsTest::unlocksWhileWaitingReadOnce() {
     QSignalSpy ready(&vault, &Vault::ready);
     vault.unlock(other);
     QTRY_COMPARE(m_secrets->held(), 1);
-    for (int count = 0; count < 5; ++count)
+    for (int count = 0; count < 5; ++count) {
         vault.unlock(home);
+    }
     m_secrets->release();
     QTRY_COMPARE(ready.size(), 1);
     QVERIFY(vault.save(document));
@@ -239,4 +240,4 @@ void CredentialFaultsTest::programMayEndDuringTheUnlock() {
 }
 
 QTEST_GUILESS_MAIN(CredentialFaultsTest)
-#include "credentialfaultstest.moc"
+#include "credentialfaults.moc"

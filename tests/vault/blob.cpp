@@ -52,8 +52,9 @@ void SealedBlobTest::publishedVectorsOpen_data() {
     QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.errorString()));
     const QJsonArray vectors = QJsonDocument::fromJson(file.readAll()).object()[u"vectors"].toArray();
     QVERIFY(vectors.size() > 4);
-    for (const QJsonValue vector : vectors)
+    for (const QJsonValue vector : vectors) {
         QTest::addRow("%s", qPrintable(vector[u"name"].toString())) << vector.toObject();
+    }
 }
 
 void SealedBlobTest::publishedVectorsOpen() {
@@ -106,8 +107,9 @@ void SealedBlobTest::emptyTextSealsToTheHeaderAlone() {
 
 void SealedBlobTest::keysOfAnotherLengthAreRefused_data() {
     QTest::addColumn<qsizetype>("length");
-    for (const qsizetype length : {0, 16, 24, 31, 33, 64})
+    for (const qsizetype length : {0, 16, 24, 31, 33, 64}) {
         QTest::addRow("%lld bytes", static_cast<long long>(length)) << length;
+    }
 }
 
 void SealedBlobTest::keysOfAnotherLengthAreRefused() {
@@ -204,4 +206,4 @@ void SealedBlobTest::withoutRandomnessNothingIsSealed() {
 }
 
 QTEST_GUILESS_MAIN(SealedBlobTest)
-#include "sealedblobtest.moc"
+#include "blob.moc"

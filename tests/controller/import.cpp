@@ -271,4 +271,4 @@ void ImportTest::failureInTheMiddleKeepsTheLastReply() {
 }
 
 QTEST_MAIN(ImportTest)
-#include "import_test.moc"
+#include "import.moc"

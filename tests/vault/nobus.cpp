@@ -29,4 +29,4 @@ void NoBusTest::withoutABusTheVaultIsUnavailable() {
 }
 
 QTEST_GUILESS_MAIN(NoBusTest)
-#include "nobustest.moc"
+#include "nobus.moc"

@@ -40,17 +40,19 @@ void ProjectionTest::ordersOddIdsAsStringsCompare() {
                     u"aaaaB"_s,  u"ab"_s,        u"\u00e9"_s,   u"\uffff"_s,
                     u"\u05d0"_s, u"aaa\uffff"_s, u"zzzzzzzz"_s, u"aa"_s + QChar(0)};
     QJsonArray entries;
-    for (const QString& id : std::as_const(ids))
+    for (const QString& id : std::as_const(ids)) {
         entries.append(QJsonObject{{u"id"_s, id}, {u"workspace_id"_s, u"w"_s}, {u"user_id"_s, u"u"_s}});
+    }
     const QJsonObject view = SyncState::project({{u"workspace"_s, u"w"_s},
                                                  {u"me"_s, QJsonObject{{u"id"_s, u"u"_s}}},
                                                  {u"snapshot"_s, QJsonObject{{u"time_entries"_s, entries}}}});
     std::sort(ids.begin(), ids.end());
     QStringList found;
-    for (const auto& entry : view.value("entries"_L1).toArray())
+    for (const auto& entry : view.value("entries"_L1).toArray()) {
         found.append(entry.toObject().value("id"_L1).toString());
+    }
     QCOMPARE(found, ids);
 }
 
 QTEST_GUILESS_MAIN(ProjectionTest)
-#include "projection_test.moc"
+#include "projection.moc"

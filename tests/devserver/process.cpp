@@ -2,12 +2,16 @@
 #include "devserver/schema.h"
 #include "tests/devserver/testworld.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 #include <QVariant>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <mutex>
@@ -22,47 +26,67 @@ namespace {
 class Load {
 public:
     explicit Load(int port) {
-        for (int i = 0; i < 4; ++i)
-            threads_.emplace_back([this, port] { pushUntilDead(port); });
+        for (int i = 0; i < 4; ++i) {
+            m_threads.emplace_back([this, port] { pushUntilDead(port); });
+        }
     }
     ~Load() { join(); }
     Q_DISABLE_COPY_MOVE(Load)
 
     void join() {
-        for (std::thread& thread : threads_) {
-            if (thread.joinable())
+        for (std::thread& thread : m_threads) {
+            if (thread.joinable()) {
                 thread.join();
+            }
         }
     }
 
-    [[nodiscard]] int acknowledged() const { return acknowledged_; }
+    [[nodiscard]] int acknowledged() const { return m_acknowledged; }
 
     struct Sent {
         QJsonObject mutation;
         std::string answer; ///< empty: never acknowledged
     };
-    [[nodiscard]] const std::vector<Sent>& sent() const { return sent_; }
+    [[nodiscard]] const std::vector<Sent>& sent() const { return m_sent; }
 
 private:
     void pushUntilDead(int port) {
         TestClient client(port);
         for (bool alive = true; alive;) {
             const auto record =
-                mutation(devserver::kDevelopmentWorkspace, u"entry.create"_s, World::newId(), 0,
+                mutation(devserver::developmentWorkspace, u"entry.create"_s, World::newId(), 0,
                          closed(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s, u"עומס"_s));
             const Reply reply = client.push(record);
             alive = reply.status == 200;
-            acknowledged_ += alive ? 1 : 0;
-            const std::lock_guard lock(mutex_);
-            sent_.push_back({record, reply.text});
+            m_acknowledged += alive ? 1 : 0;
+            const std::lock_guard lock(m_mutex);
+            m_sent.push_back({record, reply.text});
         }
     }
 
-    std::mutex mutex_;
-    std::vector<Sent> sent_;
-    std::atomic<int> acknowledged_ = 0;
-    std::vector<std::thread> threads_;
+    std::mutex m_mutex;
+    std::vector<Sent> m_sent;
+    std::atomic<int> m_acknowledged = 0;
+    std::vector<std::thread> m_threads;
 };
+
+/// A PostgreSQL that takes connections and never says a word.
+QString addressOf(const QTcpServer& silent) {
+    return u"postgresql://nobody@127.0.0.1:%1/test"_s.arg(silent.serverPort());
+}
+
+quint16 freePort() {
+    QTcpServer server;
+    return server.listen(QHostAddress::LocalHost) ? server.serverPort() : 0;
+}
+
+bool holdsOpen(qint64 process, const QString& file) {
+    const QDir descriptors(u"/proc/%1/fd"_s.arg(process));
+    const QFileInfoList links =
+        descriptors.entryInfoList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
+    return std::any_of(links.begin(), links.end(),
+                       [&file](const QFileInfo& link) { return link.symLinkTarget() == file; });
+}
 
 } // namespace
 
@@ -84,6 +108,10 @@ private Q_SLOTS:
     void theDatabaseFileIsTheOwnersAlone();
     void signalsEndItCleanly_data();
     void signalsEndItCleanly();
+    void signalsEndTheWaitForASilentDatabase_data();
+    void signalsEndTheWaitForASilentDatabase();
+    void signalsEndTheWaitForALockedDatabase();
+    void aSilentDatabaseIsOneSentence();
     void aSignalUnderLoadLosesNothing();
     void allAcknowledgedSurvivesSigkill();
     void aLostDatabaseIsAnErrorAndThenForgotten();
@@ -94,8 +122,9 @@ void TestDevserverProcess::helpAndVersionArePrinted() {
     QVERIFY(help.runToEnd({u"--help"_s}));
     QCOMPARE(help.exitCode(), 0);
     const QByteArray text = help.process().readAllStandardOutput();
-    for (const char* option : {"--listen", "--database", "--demo", "--help", "--version"})
+    for (const char* option : {"--listen", "--database", "--demo", "--help", "--version"}) {
         QVERIFY(text.contains(option));
+    }
     TestServer version;
     QVERIFY(version.runToEnd({u"--version"_s}));
     QCOMPARE(version.exitCode(), 0);
@@ -106,8 +135,9 @@ void TestDevserverProcess::helpAndVersionArePrinted() {
 void TestDevserverProcess::openNetworksAreRefused_data() {
     QTest::addColumn<QString>("address");
     for (const char* address :
-         {"0.0.0.0:0", "[::]:0", "8.8.8.8:0", "172.32.0.1:0", "[2001:db8::1]:0", "169.254.1.1:0"})
+         {"0.0.0.0:0", "[::]:0", "8.8.8.8:0", "172.32.0.1:0", "[2001:db8::1]:0", "169.254.1.1:0"}) {
         QTest::newRow(address) << QString::fromLatin1(address);
+    }
 }
 
 void TestDevserverProcess::openNetworksAreRefused() {
@@ -184,7 +214,7 @@ void TestDevserverProcess::anEmptyDatabaseGetsADeveloperAndAWorkspace() {
 
 void TestDevserverProcess::startingAgainKeepsTheDataAndMigratesOnce() {
     const TestDatabase database;
-    const auto record = mutation(devserver::kDevelopmentWorkspace, u"timer.start"_s, World::newId(), 0,
+    const auto record = mutation(devserver::developmentWorkspace, u"timer.start"_s, World::newId(), 0,
                                  started(u"2025-06-01T08:00:00Z"_s));
     std::string answer;
     for (int run = 0; run < 3; ++run) {
@@ -204,8 +234,9 @@ void TestDevserverProcess::startingAgainKeepsTheDataAndMigratesOnce() {
 }
 
 void TestDevserverProcess::theDatabaseFileIsTheOwnersAlone() {
-    if (TestDatabase::isPostgresql())
+    if (TestDatabase::isPostgresql()) {
         QSKIP("PostgreSQL keeps its own files");
+    }
     const TestDatabase database;
     TestServer server;
     QVERIFY(server.start(database));
@@ -213,8 +244,9 @@ void TestDevserverProcess::theDatabaseFileIsTheOwnersAlone() {
         QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
     for (const char* suffix : {"", "-wal", "-shm"}) {
         const QFileInfo file(database.address().name + QString::fromLatin1(suffix));
-        if (file.exists())
+        if (file.exists()) {
             QCOMPARE(file.permissions(), owners);
+        }
     }
 }
 
@@ -236,8 +268,61 @@ void TestDevserverProcess::signalsEndItCleanly() {
     QCOMPARE(server.exitCode(), 0);
     QCOMPARE(server.standardError(), QString());
     QCOMPARE(idle.get("/v1/me").status, 0);
-    if (!TestDatabase::isPostgresql())
+    if (!TestDatabase::isPostgresql()) {
         QVERIFY2(!QFile::exists(database.address().name + u"-wal"_s), "the database was not closed");
+    }
+}
+
+void TestDevserverProcess::signalsEndTheWaitForASilentDatabase_data() {
+    signalsEndItCleanly_data();
+}
+
+void TestDevserverProcess::signalsEndTheWaitForASilentDatabase() {
+    QFETCH(int, signal);
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const quint16 port = freePort();
+    TestServer server;
+    server.launch({u"--listen"_s, u"127.0.0.1:%1"_s.arg(port), u"--database"_s, addressOf(silent)});
+    QVERIFY(silent.waitForNewConnection(30'000));
+    QTcpSocket early;
+    early.connectToHost(QHostAddress::LocalHost, port);
+    QVERIFY2(!early.waitForConnected(), "a client would wait for an answer that cannot come yet");
+    QCOMPARE(::kill(static_cast<pid_t>(server.process().processId()), signal), 0);
+    QVERIFY(server.process().waitForFinished());
+    QCOMPARE(server.exitCode(), 0);
+    QCOMPARE(server.standardError(), QString());
+}
+
+void TestDevserverProcess::signalsEndTheWaitForALockedDatabase() {
+    if (TestDatabase::isPostgresql()) {
+        QSKIP("SQLite alone locks the whole file");
+    }
+    const TestDatabase database;
+    const World world(database);
+    devserver::Connection holder(database.address());
+    holder.run(u"BEGIN EXCLUSIVE"_s);
+    TestServer server;
+    server.launch({u"--listen"_s, u"127.0.0.1:0"_s, u"--database"_s, database.option()});
+    QVERIFY(server.process().waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(holdsOpen(server.process().processId(), database.address().name), 30'000);
+    QVERIFY(server.terminate());
+    QCOMPARE(server.exitCode(), 0);
+    QCOMPARE(server.standardError(), QString());
+    holder.run(u"COMMIT"_s);
+    TestServer again;
+    QVERIFY(again.start(database));
+}
+
+void TestDevserverProcess::aSilentDatabaseIsOneSentence() {
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    TestServer server;
+    QVERIFY(server.runToEnd({u"--listen"_s, u"127.0.0.1:0"_s, u"--database"_s, addressOf(silent)}));
+    QCOMPARE(server.exitCode(), 1);
+    const QString error = server.standardError();
+    QVERIFY2(error.startsWith(u"Cannot use the database test: ") && error.count(u'\n') == 1,
+             qPrintable(error));
 }
 
 void TestDevserverProcess::verifyRecovered(const TestDatabase& database, const Load& load) {
@@ -255,8 +340,9 @@ void TestDevserverProcess::verifyRecovered(const TestDatabase& database, const L
         }
         const Reply replay = client.push(sent.mutation);
         QCOMPARE(replay.result().value(u"status"), u"accepted"_s);
-        if (!sent.answer.empty())
+        if (!sent.answer.empty()) {
             QCOMPARE(replay.text, sent.answer);
+        }
         ids.insert(sent.mutation[u"entity_id"].toString());
     }
     QCOMPARE(database.value(u"SELECT COUNT(*) FROM time_entries"_s).toULongLong(), ids.size());
@@ -296,7 +382,7 @@ void TestDevserverProcess::aLostDatabaseIsAnErrorAndThenForgotten() {
     QCOMPARE(failed.status, 500);
     QCOMPARE(failed.errorCode(), u"internal"_s);
     QVERIFY2(!failed.text.empty() && failed.text.find("users") == std::string::npos, failed.text.c_str());
-    const auto record = mutation(devserver::kDevelopmentWorkspace, u"timer.start"_s, World::newId(), 0,
+    const auto record = mutation(devserver::developmentWorkspace, u"timer.start"_s, World::newId(), 0,
                                  started(u"2025-06-01T08:00:00Z"_s));
     database.run(u"ALTER TABLE lost RENAME TO users"_s);
     database.run(u"ALTER TABLE mutations RENAME TO lost"_s);
@@ -308,4 +394,4 @@ void TestDevserverProcess::aLostDatabaseIsAnErrorAndThenForgotten() {
 }
 
 QTEST_GUILESS_MAIN(TestDevserverProcess)
-#include "tst_devserver_process.moc"
+#include "process.moc"

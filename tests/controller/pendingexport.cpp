@@ -234,4 +234,4 @@ void PendingExportTest::successLeavesARunningRequestBusy() {
 }
 
 QTEST_MAIN(PendingExportTest)
-#include "pendingexport_test.moc"
+#include "pendingexport.moc"

@@ -19,6 +19,8 @@ private Q_SLOTS:
     void overlappingEntriesAreAccepted();
     void unusablePayloadsAreRejected_data();
     void unusablePayloadsAreRejected();
+    void unreadableRecordsAreRejected_data();
+    void unreadableRecordsAreRejected();
     void closedPeriodsLockByTheirHalfOpenInterval_data();
     void closedPeriodsLockByTheirHalfOpenInterval();
     void anUpdateIsLockedByTheOldAndByTheNewInterval_data();
@@ -73,13 +75,13 @@ void TestDevserverPush::anEntryIsCreatedChangedDeletedAndRestored() {
 void TestDevserverPush::anUpdateChangesOnlyWhatItNames() {
     const QString id = stored(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s);
     const QString tag = World::newId();
-    const QJsonObject payload{{u"project_id"_s, world_.project},
+    const QJsonObject payload{{u"project_id"_s, m_world.project},
                               {u"tag_ids"_s, QJsonArray{tag}},
                               {u"billable"_s, true},
                               {u"start_at"_s, u"2025-06-01T07:00:00Z"_s}};
     const QJsonObject entry = canonicalOf(push(u"entry.update"_s, id, 5, payload));
     QCOMPARE(entry[u"description"], u"stored"_s);
-    QCOMPARE(entry[u"project_id"], world_.project);
+    QCOMPARE(entry[u"project_id"], m_world.project);
     QCOMPARE(entry[u"tag_ids"].toArray(), QJsonArray{tag});
     QCOMPARE(entry[u"billable"], true);
     QCOMPARE(entry[u"duration_seconds"], 7200);
@@ -127,7 +129,7 @@ void TestDevserverPush::unusablePayloadsAreRejected_data() {
     row("start without a zone", u"start_at"_s, u"2025-06-01T08:00:00"_s);
     row("stop null", u"stop_at"_s, QJsonValue::Null);
     row("stop before start", u"stop_at"_s, u"2025-06-01T07:59:59Z"_s);
-    row("unknown field", u"user_id"_s, world_.other);
+    row("unknown field", u"user_id"_s, m_world.other);
     QJsonObject endless = create;
     endless.remove(u"stop_at"_s);
     QTest::newRow("create without stop") << u"entry.create"_s << endless;
@@ -145,6 +147,40 @@ void TestDevserverPush::unusablePayloadsAreRejected() {
     QVERIFY(reply.result().value(u"message").toString().endsWith(u'.'));
     QVERIFY(!reply.result().contains(u"canonical"));
     QCOMPARE(count(u"time_entries"_s), 0);
+}
+
+void TestDevserverPush::unreadableRecordsAreRejected_data() {
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QJsonValue>("value");
+    for (const QString& key : mutation({}, {}, {}, 0).keys()) {
+        if (key != u"mutation_id") {
+            QTest::newRow(qPrintable(u"without "_s + key)) << key << QJsonValue(QJsonValue::Undefined);
+            QTest::newRow(qPrintable(u"wrong type of "_s + key)) << key << QJsonValue(QJsonArray());
+        }
+    }
+    QTest::newRow("payload null") << u"payload"_s << QJsonValue();
+    for (const QJsonValue& version :
+         {QJsonValue(1.5), QJsonValue(-1), QJsonValue(u"1"_s), QJsonValue(1e300)}) {
+        QTest::newRow(qPrintable(u"base_version "_s + version.toVariant().toString()))
+            << u"base_version"_s << version;
+    }
+}
+
+void TestDevserverPush::unreadableRecordsAreRejected() {
+    QFETCH(QString, key);
+    QFETCH(QJsonValue, value);
+    const QString id = stored(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s);
+    QJsonObject record = mutation(m_world.workspace, u"entry.delete"_s, id, 5);
+    record[key] = value;
+    const Reply reply = m_client->push(record);
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(statusOf(reply), u"rejected"_s);
+    const QString message = reply.result().value(u"message").toString();
+    QVERIFY2(message.contains(key) && message.endsWith(u'.'), qPrintable(message));
+    const bool found = key != u"entity_id" && key != u"workspace_id";
+    QCOMPARE(canonicalOf(reply).value(u"version").toInt(), found ? 5 : 0);
+    QCOMPARE(m_client->push(record).text, reply.text);
+    QCOMPARE(count(u"mutations"_s), 1);
 }
 
 void TestDevserverPush::closedPeriodsLockByTheirHalfOpenInterval_data() {
@@ -200,13 +236,13 @@ void TestDevserverPush::everyChangeOfALockedEntryIsRejected() {
     const QString within = stored(u"2024-01-03T08:00:00Z"_s, u"2024-01-03T09:00:00Z"_s);
     QCOMPARE(statusOf(push(u"entry.update"_s, within, 5, {{u"description"_s, u"late"_s}})), u"rejected"_s);
     QCOMPARE(statusOf(push(u"entry.delete"_s, within, 5)), u"rejected"_s);
-    database_.run(u"UPDATE time_entries SET deleted_at = 1"_s);
+    m_database.run(u"UPDATE time_entries SET deleted_at = 1"_s);
     QCOMPARE(statusOf(push(u"entry.restore"_s, within, 5)), u"rejected"_s);
     const QString running = stored(u"2024-01-31T08:00:00Z"_s, {});
     const Reply stop = push(u"timer.stop"_s, running, 5, {{u"stop_at"_s, u"2024-01-31T09:00:00Z"_s}});
     QCOMPARE(statusOf(stop), u"rejected"_s);
     QVERIFY(canonicalOf(stop)[u"stop_at"].isNull());
-    QCOMPARE(database_.value(u"SELECT SUM(version) FROM time_entries"_s).toInt(), 10);
+    QCOMPARE(m_database.value(u"SELECT SUM(version) FROM time_entries"_s).toInt(), 10);
 }
 
 void TestDevserverPush::anOutdatedBaseVersionIsAConflict() {
@@ -227,14 +263,14 @@ void TestDevserverPush::anExistingIdIsAConflict() {
     QCOMPARE(statusOf(own), u"conflict"_s);
     QCOMPARE(canonicalOf(own)[u"version"], 5);
     const auto record =
-        mutation(world_.workspace, u"timer.start"_s, id, 0, started(u"2025-06-01T10:00:00Z"_s));
-    const Reply foreign = other_->push(record);
+        mutation(m_world.workspace, u"timer.start"_s, id, 0, started(u"2025-06-01T10:00:00Z"_s));
+    const Reply foreign = m_other->push(record);
     QCOMPARE(statusOf(foreign), u"conflict"_s);
     QVERIFY(!foreign.result().contains(u"canonical"));
     // A canonical entry of another workspace than the mutation's would not be taken by a client.
     const auto elsewhere =
-        mutation(world_.secondWorkspace, u"timer.start"_s, id, 0, started(u"2025-06-01T10:00:00Z"_s));
-    const Reply second = client_->push(elsewhere);
+        mutation(m_world.secondWorkspace, u"timer.start"_s, id, 0, started(u"2025-06-01T10:00:00Z"_s));
+    const Reply second = m_client->push(elsewhere);
     QCOMPARE(statusOf(second), u"conflict"_s);
     QVERIFY(!second.result().contains(u"canonical"));
 }
@@ -243,8 +279,8 @@ void TestDevserverPush::aSecondTimerIsAConflict() {
     const QString running = stored(u"2025-06-01T08:00:00Z"_s, {});
     const QString other = World::newId();
     const auto elsewhere =
-        mutation(world_.secondWorkspace, u"timer.start"_s, other, 0, started(u"2025-06-01T10:00:00Z"_s));
-    const Reply reply = client_->push(elsewhere);
+        mutation(m_world.secondWorkspace, u"timer.start"_s, other, 0, started(u"2025-06-01T10:00:00Z"_s));
+    const Reply reply = m_client->push(elsewhere);
     QCOMPARE(statusOf(reply), u"conflict"_s);
     QVERIFY(!reply.result().contains(u"canonical"));
     // A deleted running entry leaves room for a timer, and then has none to come back to.
@@ -253,8 +289,8 @@ void TestDevserverPush::aSecondTimerIsAConflict() {
     QCOMPARE(statusOf(push(u"entry.restore"_s, running, 6)), u"conflict"_s);
     // Another user's timer is another matter.
     const auto theirs =
-        mutation(world_.workspace, u"timer.start"_s, World::newId(), 0, started(u"2025-06-01T10:00:00Z"_s));
-    QCOMPARE(statusOf(other_->push(theirs)), u"accepted"_s);
+        mutation(m_world.workspace, u"timer.start"_s, World::newId(), 0, started(u"2025-06-01T10:00:00Z"_s));
+    QCOMPARE(statusOf(m_other->push(theirs)), u"accepted"_s);
 }
 
 void TestDevserverPush::foreignAndMissingEntriesAreRejected() {
@@ -264,12 +300,12 @@ void TestDevserverPush::foreignAndMissingEntriesAreRejected() {
                         {{u"description"_s, u"x"_s}});
     };
     for (const Reply& reply :
-         {other_->push(edit(world_.workspace)), client_->push(edit(world_.secondWorkspace)),
-          client_->push(edit(world_.workspace, World::newId()))}) {
+         {m_other->push(edit(m_world.workspace)), m_client->push(edit(m_world.secondWorkspace)),
+          m_client->push(edit(m_world.workspace, World::newId()))}) {
         QCOMPARE(statusOf(reply), u"rejected"_s);
         QVERIFY(!reply.result().contains(u"canonical"));
     }
-    QCOMPARE(database_.value(u"SELECT description FROM time_entries"_s), u"stored"_s);
+    QCOMPARE(m_database.value(u"SELECT description FROM time_entries"_s), u"stored"_s);
 }
 
 void TestDevserverPush::deletedEntriesAreRejected() {
@@ -294,13 +330,13 @@ void TestDevserverPush::operationsOutOfPlaceAreRejected() {
     QCOMPARE(statusOf(push(u"entry.update"_s, id, 5, {{u"stop_at"_s, QJsonValue::Null}})), u"rejected"_s);
     QCOMPARE(statusOf(push(u"entry.update"_s, id, 5, {{u"start_at"_s, u"2025-06-01T09:00:01Z"_s}})),
              u"rejected"_s);
-    QCOMPARE(database_.value(u"SELECT version FROM time_entries"_s).toInt(), 5);
+    QCOMPARE(m_database.value(u"SELECT version FROM time_entries"_s).toInt(), 5);
 }
 
 void TestDevserverPush::foreignProjectsAreRejected_data() {
     QTest::addColumn<QString>("project");
-    QTest::newRow("another workspace's") << world_.foreignProject;
-    QTest::newRow("archived") << world_.archivedProject;
+    QTest::newRow("another workspace's") << m_world.foreignProject;
+    QTest::newRow("archived") << m_world.archivedProject;
     QTest::newRow("nobody's") << World::newId();
 }
 
@@ -317,33 +353,33 @@ void TestDevserverPush::foreignProjectsAreRejected() {
 
 void TestDevserverPush::anArchivedProjectStaysOnItsEntry() {
     const QString id = stored(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s,
-                              u"project_id = '%1'"_s.arg(world_.archivedProject));
+                              u"project_id = '%1'"_s.arg(m_world.archivedProject));
     const Reply reply = push(u"entry.update"_s, id, 5, {{u"description"_s, u"x"_s}});
     QCOMPARE(statusOf(reply), u"accepted"_s);
-    QCOMPARE(canonicalOf(reply)[u"project_id"], world_.archivedProject);
+    QCOMPARE(canonicalOf(reply)[u"project_id"], m_world.archivedProject);
 }
 
 void TestDevserverPush::unknownWorkspacesAndIdsAreRejected_data() {
     QTest::addColumn<QString>("workspace");
     QTest::addColumn<QString>("entity");
-    QTest::newRow("someone else's") << world_.foreignWorkspace << World::newId();
+    QTest::newRow("someone else's") << m_world.foreignWorkspace << World::newId();
     QTest::newRow("nobody's") << World::newId() << World::newId();
     QTest::newRow("no workspace") << QString() << World::newId();
     QTest::newRow("workspace with a null character") << QString(QChar(0)) << World::newId();
-    QTest::newRow("no entry") << world_.workspace << QString();
-    QTest::newRow("entry with a null character") << world_.workspace << QString(36, QChar(0));
-    QTest::newRow("upper case") << world_.workspace << World::newId().toUpper();
+    QTest::newRow("no entry") << m_world.workspace << QString();
+    QTest::newRow("entry with a null character") << m_world.workspace << QString(36, QChar(0));
+    QTest::newRow("upper case") << m_world.workspace << World::newId().toUpper();
 }
 
 void TestDevserverPush::unknownWorkspacesAndIdsAreRejected() {
     QFETCH(QString, workspace);
     QFETCH(QString, entity);
     const auto payload = closed(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s);
-    const Reply create = client_->push(mutation(workspace, u"entry.create"_s, entity, 0, payload));
+    const Reply create = m_client->push(mutation(workspace, u"entry.create"_s, entity, 0, payload));
     QCOMPARE(statusOf(create), u"rejected"_s);
-    QCOMPARE(statusOf(client_->push(mutation(workspace, u"entry.delete"_s, entity, 1))), u"rejected"_s);
+    QCOMPARE(statusOf(m_client->push(mutation(workspace, u"entry.delete"_s, entity, 1))), u"rejected"_s);
     QCOMPARE(count(u"time_entries"_s), 0);
 }
 
 QTEST_GUILESS_MAIN(TestDevserverPush)
-#include "tst_devserver_push.moc"
+#include "push.moc"

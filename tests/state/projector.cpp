@@ -57,8 +57,9 @@ QJsonObject withWrite(QJsonObject state) {
 
 void ProjectorTest::rememberingChangesNothing_data() {
     QTest::addColumn<quint32>("seed");
-    for (quint32 seed = 1; seed <= 40; ++seed)
+    for (quint32 seed = 1; seed <= 40; ++seed) {
         QTest::addRow("seed %u", seed) << seed;
+    }
 }
 
 void ProjectorTest::rememberingChangesNothing() {
@@ -72,8 +73,9 @@ void ProjectorTest::rememberingChangesNothing() {
         const QJsonObject expected = referenceProjection(state);
         const QJsonObject remembered = projector.project(state);
         QString found = differences(expected, remembered);
-        if (found.isEmpty())
+        if (found.isEmpty()) {
             found = differences(expected, SyncState::project(state));
+        }
         QVERIFY2(found.isEmpty(), qPrintable(steps.join(u' ') + found));
         QCOMPARE(bytes(remembered), bytes(expected));
     }
@@ -101,8 +103,9 @@ void ProjectorTest::aWriteSharesTheUnchangedEntries() {
     const std::size_t atFirst = inUse();
     const QJsonObject before = projector.project(state);
     const std::size_t whole = inUse() - atFirst;
-    if (inUse() == atFirst)
+    if (inUse() == atFirst) {
         QSKIP("this allocator does not tell what is in use");
+    }
     const QJsonObject after = projector.project(withWrite(state));
     const std::size_t added = inUse() - atFirst - whole;
     QVERIFY(after != before);
@@ -114,4 +117,4 @@ void ProjectorTest::aWriteSharesTheUnchangedEntries() {
 }
 
 QTEST_GUILESS_MAIN(ProjectorTest)
-#include "projector_test.moc"
+#include "projector.moc"

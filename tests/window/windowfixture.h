@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "controller/controller.h"
+
+#include <QJsonObject>
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTcpServer>
+
+/// The real window on a real controller, which holds what a test puts in.
+class WindowFixture {
+public:
+    explicit WindowFixture(bool trayAvailable = false);
+
+    /// A signed-in person's document: workspace "w1", three projects and these entries.
+    [[nodiscard]] static QJsonObject document(const QJsonArray& entries = {}, const QJsonArray& queue = {});
+    /// `id` names the entry; it starts `minutes` after an hour far in the past.
+    [[nodiscard]] static QJsonObject entry(const QString& id, int minutes = 0);
+    /// A queued edit of an entry's description.
+    [[nodiscard]] static QJsonObject edit(const QString& id, const QString& description);
+
+    /// Loads a document and tells the window.
+    void show(const QJsonObject& document);
+    /// Connects to a server that never answers: the controller stays busy.
+    void keepBusy();
+
+    /// The one visible or hidden object of this name; waits for the late pages.
+    [[nodiscard]] QQuickItem* item(const QString& name) const;
+    [[nodiscard]] QObject* object(const QString& name) const;
+    /// The value of an expression in the window's own scope.
+    [[nodiscard]] QVariant evaluate(const QString& expression) const;
+    /// Lays out what has changed, as the next frame would.
+    void layOut() const;
+    void openTab(int index) const;
+    void click(QQuickItem* target) const;
+
+    Controller controller;
+    QQuickWindow* window = nullptr;
+
+private:
+    [[nodiscard]] bool pagesAreMade() const;
+
+    QTcpServer m_silent;
+    QQmlApplicationEngine m_engine;
+};
+
+/// Prepares the process as the program's start does; call before the fixture.
+void prepareApplication();

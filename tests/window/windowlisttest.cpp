@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+#include "tests/window/windowfixture.h"
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QTest>
+
+namespace {
+
+constexpr int rowCount = 300;
+
+QString idAt(int number) {
+    return QStringLiteral("e%1").arg(number, 4, 10, QLatin1Char('0'));
+}
+
+/// Entries first..last, of which the last is the newest and so the first row.
+QJsonArray entries(int first, int last) {
+    QJsonArray list;
+    for (int i = first; i <= last; ++i)
+        list.append(WindowFixture::entry(idAt(i), i));
+    return list;
+}
+
+QJsonObject renamed(const QJsonValue& entry) {
+    QJsonObject changed = entry.toObject();
+    changed.insert(u"description", QStringLiteral("Renamed"));
+    return changed;
+}
+
+} // namespace
+
+class WindowListTest : public QObject {
+    Q_OBJECT
+
+    [[nodiscard]] QQuickItem* row(const QString& id) const;
+    /// Where a row stands in the visible part of the list.
+    [[nodiscard]] double offset(const QString& id) const;
+
+    std::unique_ptr<WindowFixture> m_fixture;
+    QQuickItem* m_list = nullptr;
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void staysWhereItWasScrolled_data();
+    void staysWhereItWasScrolled();
+    void showsANewEntryAtTheTop();
+    void keepsTheRowsThatDidNotChange();
+    void arrowsWalkTheRowsAndEnterEdits();
+};
+
+void WindowListTest::init() {
+    m_fixture = std::make_unique<WindowFixture>();
+    m_fixture->show(WindowFixture::document(entries(0, rowCount - 1)));
+    m_list = m_fixture->item(QStringLiteral("entryList"));
+    QTRY_COMPARE(m_list->property("count").toInt(), rowCount);
+}
+
+void WindowListTest::cleanup() {
+    m_fixture.reset();
+}
+
+QQuickItem* WindowListTest::row(const QString& id) const {
+    const auto children = m_list->property("contentItem").value<QQuickItem*>()->childItems();
+    for (QQuickItem* const child : children) {
+        const QVariant map = child->property("row");
+        if (child->isVisible() && map.toMap().value(QStringLiteral("id")).toString() == id)
+            return child;
+    }
+    return nullptr;
+}
+
+double WindowListTest::offset(const QString& id) const {
+    const QQuickItem* const found = row(id);
+    return found ? found->mapToItem(m_list, {}).y() : qQNaN();
+}
+
+void WindowListTest::staysWhereItWasScrolled_data() {
+    QTest::addColumn<QJsonArray>("after");
+
+    QJsonArray changedAbove = entries(0, rowCount - 1);
+    changedAbove[rowCount - 2] = renamed(changedAbove[rowCount - 2]);
+    QJsonArray removedAbove = entries(0, rowCount - 1);
+    removedAbove.removeAt(rowCount - 5);
+    QJsonArray removedBelow = entries(0, rowCount - 1);
+    removedBelow.removeAt(4);
+
+    QTest::newRow("one above changed") << changedAbove;
+    QTest::newRow("one inserted at the top") << entries(0, rowCount);
+    QTest::newRow("ten inserted at the top") << entries(0, rowCount + 9);
+    QTest::newRow("one above removed") << removedAbove;
+    QTest::newRow("all twenty above removed") << entries(0, rowCount - 21);
+    QTest::newRow("one below removed") << removedBelow;
+    QTest::newRow("ten inserted at the bottom") << entries(-10, rowCount - 1);
+}
+
+void WindowListTest::staysWhereItWasScrolled() {
+    QFETCH(QJsonArray, after);
+    const QString watched = idAt(rowCount - 103);
+    QMetaObject::invokeMethod(m_list, "positionViewAtIndex", Q_ARG(int, 100), Q_ARG(int, 0));
+    m_list->setProperty("contentY", m_list->property("contentY").toDouble() + 30);
+    QTRY_VERIFY(row(watched));
+    const double before = offset(watched);
+
+    m_fixture->show(WindowFixture::document(after));
+
+    QTRY_COMPARE(m_list->property("count").toInt(), after.size());
+    QTRY_VERIFY(row(watched));
+    QCOMPARE(offset(watched), before);
+    // The next frame lays the rows out once more.
+    QVERIFY(!m_fixture->window->grabWindow().isNull());
+    QCOMPARE(offset(watched), before);
+}
+
+void WindowListTest::showsANewEntryAtTheTop() {
+    m_fixture->show(WindowFixture::document(entries(0, rowCount)));
+
+    QTRY_VERIFY(row(idAt(rowCount)));
+    QTRY_COMPARE(offset(idAt(rowCount)), 0.0);
+}
+
+void WindowListTest::keepsTheRowsThatDidNotChange() {
+    QTRY_VERIFY(row(idAt(rowCount - 2)));
+    const QQuickItem* const kept = row(idAt(rowCount - 2));
+
+    QJsonArray changed = entries(0, rowCount - 1);
+    changed[rowCount - 1] = renamed(changed[rowCount - 1]);
+    m_fixture->show(WindowFixture::document(changed));
+
+    QTRY_COMPARE(
+        row(idAt(rowCount - 1))->property("row").toMap().value(QStringLiteral("description")).toString(),
+        QStringLiteral("Renamed"));
+    QCOMPARE(row(idAt(rowCount - 2)), kept);
+}
+
+void WindowListTest::arrowsWalkTheRowsAndEnterEdits() {
+    m_list->forceActiveFocus(Qt::TabFocusReason);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(idAt(rowCount - 1)));
+    for (int i = 0; i < 20; ++i)
+        QTest::keyClick(m_fixture->window, Qt::Key_Down);
+
+    const QString reached = idAt(rowCount - 21);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(reached));
+    QVERIFY(offset(reached) >= 0);
+    QVERIFY(offset(reached) + 72 <= m_list->height());
+
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    QCOMPARE(dialog->property("entryId").toString(), reached);
+    QCOMPARE(m_fixture->item(QStringLiteral("editDescription"))->property("text").toString(),
+             QStringLiteral("Work ") + reached);
+}
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    prepareApplication();
+    WindowListTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "windowlisttest.moc"
