@@ -130,13 +130,6 @@ QStringList expectedControls(qsizetype page, bool hebrew) {
 class AccessibilityTest : public QObject {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase();
-    void controlsHaveNamesAndRoles_data();
-    void controlsHaveNamesAndRoles();
-    void pressingStartsAndStopsExactlyOnce();
-
-private:
     /// Presses it once it can be used, until that did what it is for.
     [[nodiscard]] bool pressUntil(Role role, const QString& name, const std::function<bool()>& outcome) const;
     [[nodiscard]] bool speak(bool hebrew) const;
@@ -145,6 +138,12 @@ private:
     Screen m_screen;
     DevServer m_server;
     Program m_program;
+
+private Q_SLOTS:
+    void initTestCase();
+    void controlsHaveNamesAndRoles_data();
+    void controlsHaveNamesAndRoles();
+    void pressingStartsAndStopsExactlyOnce();
 };
 
 void AccessibilityTest::initTestCase() {
@@ -221,7 +220,7 @@ void AccessibilityTest::pressingStartsAndStopsExactlyOnce() {
         QTRY_VERIFY_WITH_TIMEOUT(synced(), Screen::patienceMs);
         const QJsonArray stopped = m_server.entriesNamed(QString());
         QCOMPARE(stopped.size(), round);
-        for (const QJsonValue& entry : stopped) {
+        for (const auto& entry : stopped) {
             QCOMPARE(entry.toObject().value(u"version").toInt(), 2);
             QVERIFY(entry.toObject().value(u"stop_at").isString());
         }

@@ -11,6 +11,9 @@
 class ClosingTest : public QObject {
     Q_OBJECT
 
+    Screen m_screen;
+    DevServer m_server{DevServer::Data::Demo};
+
 private Q_SLOTS:
     void initTestCase();
     void init();
@@ -18,10 +21,6 @@ private Q_SLOTS:
     void endsTheProgramAtAnyMomentOfItsStart_data();
     void endsTheProgramAtAnyMomentOfItsStart();
     void endsTheProgramWhileTheKeyringAsksForItsPassword();
-
-private:
-    Screen m_screen;
-    DevServer m_server{DevServer::Data::Demo};
 };
 
 void ClosingTest::initTestCase() {

@@ -49,6 +49,12 @@ int closedEntries(const DevServer& server) {
 class ProbeTest : public QObject {
     Q_OBJECT
 
+    /// A probe run to its end; its result, empty when it failed.
+    [[nodiscard]] QJsonObject probe(const QStringList& arguments);
+
+    QTemporaryDir m_folder;
+    QString m_file = m_folder.filePath(QStringLiteral("probe.json"));
+
 private Q_SLOTS:
     void init() { startClean(); }
     void tellsWhatWasLoadedWithAPicture();
@@ -56,13 +62,6 @@ private Q_SLOTS:
     void givenServerOverridesTheStoredOneAndIsStored();
     void storedServerIsUsed();
     void readyTwiceWritesOnce();
-
-private:
-    /// A probe run to its end; its result, empty when it failed.
-    [[nodiscard]] QJsonObject probe(const QStringList& arguments);
-
-    QTemporaryDir m_folder;
-    QString m_file = m_folder.filePath(QStringLiteral("probe.json"));
 };
 
 QJsonObject ProbeTest::probe(const QStringList& arguments) {

@@ -27,6 +27,13 @@ const QString connected = QStringLiteral("Connected to PostgreSQL");
 class TrayTest : public QObject {
     Q_OBJECT
 
+    [[nodiscard]] bool start(Program& program) const;
+    [[nodiscard]] bool hide(const Program& program) const;
+    [[nodiscard]] bool isHidden(const Program& program) const;
+
+    Screen m_screen{Screen::Tray::Shown};
+    DevServer m_server;
+
 private Q_SLOTS:
     void initTestCase();
     void init() { startClean(); }
@@ -34,14 +41,6 @@ private Q_SLOTS:
     void menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits();
     void onlyAPlainClickShowsTheWindow_data();
     void onlyAPlainClickShowsTheWindow();
-
-private:
-    [[nodiscard]] bool start(Program& program) const;
-    [[nodiscard]] bool hide(const Program& program) const;
-    [[nodiscard]] bool isHidden(const Program& program) const;
-
-    Screen m_screen{Screen::Tray::Shown};
-    DevServer m_server;
 };
 
 void TrayTest::initTestCase() {

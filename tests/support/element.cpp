@@ -76,6 +76,27 @@ QList<std::pair<QString, QString>> childrenOf(const QString& service, const QStr
     return children;
 }
 
+QStringList actionsOf(const QString& service, const QString& path) {
+    const QDBusMessage reply = call(service, path, action, QStringLiteral("GetActions"));
+    QStringList names;
+    if (reply.type() != QDBusMessage::ReplyMessage) {
+        return names;
+    }
+    const QDBusArgument list = reply.arguments().constFirst().value<QDBusArgument>();
+    list.beginArray();
+    while (!list.atEnd()) {
+        QString name;
+        QString description;
+        QString key;
+        list.beginStructure();
+        list >> name >> description >> key;
+        list.endStructure();
+        names.append(name);
+    }
+    list.endArray();
+    return names;
+}
+
 } // namespace
 
 Element::Element(QString service, QString path) : m_service(std::move(service)), m_path(std::move(path)) {
@@ -167,7 +188,7 @@ Element Element::find(Role role, const QString& name) const {
         if (child.name() == name && child.role() == role && child.isShowing()) {
             return child;
         }
-        if (const Element found = child.find(role, name); !found.isNull()) {
+        if (Element found = child.find(role, name); !found.isNull()) {
             return found;
         }
     }
@@ -183,26 +204,10 @@ Element Element::findStarting(const QString& start) const {
 }
 
 bool Element::press() const {
-    const QDBusMessage reply = call(m_service, m_path, action, QStringLiteral("GetActions"));
-    if (reply.type() != QDBusMessage::ReplyMessage) {
+    const int number = int(actionsOf(m_service, m_path).indexOf(QStringLiteral("Press")));
+    if (number < 0) {
         return false;
     }
-    const QDBusArgument list = reply.arguments().constFirst().value<QDBusArgument>();
-    int number = 0;
-    list.beginArray();
-    while (!list.atEnd()) {
-        QString name;
-        QString description;
-        QString key;
-        list.beginStructure();
-        list >> name >> description >> key;
-        list.endStructure();
-        if (name == QStringLiteral("Press")) {
-            const QDBusReply<bool> done =
-                call(m_service, m_path, action, QStringLiteral("DoAction"), {number});
-            return done.value();
-        }
-        ++number;
-    }
-    return false;
+    const QDBusReply<bool> done = call(m_service, m_path, action, QStringLiteral("DoAction"), {number});
+    return done.value();
 }
