@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <QTest>
 
+#include <utility>
+
 namespace {
 
 /// One text on the screen in both languages.
@@ -165,7 +167,7 @@ void WindowTextsTest::everyTextIsShownInBothLanguages() {
 }
 
 void WindowTextsTest::noHebrewIsLeftInEnglish() {
-    for (const Pair& pair : qAsConst(m_pairs)) {
+    for (const Pair& pair : std::as_const(m_pairs)) {
         const bool hebrew = std::any_of(pair.first.cbegin(), pair.first.cend(),
                                         [](QChar c) { return c.script() == QChar::Script_Hebrew; });
         QVERIFY2(!hebrew || pair.first == QStringLiteral("עברית"), qPrintable(pair.first));
