@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/window/windowfixture.h"
 
+#include <QAccessible>
 #include <QFont>
 #include <QGuiApplication>
 #include <QJsonArray>
@@ -27,6 +28,16 @@ QQuickItem* findDrawn(QQuickItem* parent, const QString& name) {
 }
 
 } // namespace
+
+QString deadServer() {
+    static int count = 0;
+    return QStringLiteral("http://127.0.0.%1:9").arg(++count);
+}
+
+void pressByAssistiveTechnology(QObject* control) {
+    QAccessibleInterface* const found = QAccessible::queryAccessibleInterface(control);
+    found->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+}
 
 void prepareApplication() {
     QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaro"));
@@ -128,6 +139,12 @@ void WindowFixture::show(const QJsonObject& document) {
     Q_EMIT controller.changed();
 }
 
+void WindowFixture::unlock(const QString& server) {
+    controller.connectServer(server);
+    if (!QTest::qWaitFor([this] { return controller.secureStorage() && !controller.busy(); }))
+        qFatal("the keyring did not unlock");
+}
+
 void WindowFixture::keepBusy() {
     if (!m_silent.listen(QHostAddress::LocalHost))
         qFatal("no port to listen on");
@@ -155,6 +172,27 @@ QQuickItem* WindowFixture::item(const QString& name) const {
     return found;
 }
 
+QList<QQuickItem*> WindowFixture::textItems(const QQuickItem* parent) {
+    QList<QQuickItem*> found;
+    const auto children = parent->childItems();
+    for (QQuickItem* const child : children) {
+        if (!child->isVisible())
+            continue;
+        if (!child->property("text").toString().isEmpty())
+            found.append(child);
+        found.append(textItems(child));
+    }
+    return found;
+}
+
+QStringList WindowFixture::texts(const QQuickItem* parent) {
+    QStringList all;
+    const auto items = textItems(parent);
+    for (const QQuickItem* const item : items)
+        all.append(item->property("text").toString());
+    return all;
+}
+
 QVariant WindowFixture::evaluate(const QString& expression) const {
     QQmlExpression code(qmlContext(window), window, expression);
     QVariant value = code.evaluate();
@@ -177,4 +215,10 @@ void WindowFixture::click(QQuickItem* target) const {
     layOut();
     const QPointF centre = target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
     QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
+}
+
+void WindowFixture::hold(Qt::Key key, Qt::KeyboardModifiers modifiers) const {
+    for (const bool repeated : {false, true, true, true})
+        QTest::simulateEvent(window, true, key, modifiers, {}, repeated);
+    QTest::simulateEvent(window, false, key, modifiers, {}, false);
 }

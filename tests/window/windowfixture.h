@@ -9,6 +9,9 @@
 #include <QQuickWindow>
 #include <QTcpServer>
 
+/// Nobody listens there. Each has a store of its own.
+[[nodiscard]] QString deadServer();
+
 /// The real window on a real controller, which holds what a test puts in.
 class WindowFixture {
 public:
@@ -23,18 +26,25 @@ public:
 
     /// Loads a document and tells the window.
     void show(const QJsonObject& document);
+    /// Unlocks the real keyring for a server whose identity check fails.
+    void unlock(const QString& server = deadServer());
     /// Connects to a server that never answers: the controller stays busy.
     void keepBusy();
 
     /// The one visible or hidden object of this name; waits for the late pages.
     [[nodiscard]] QQuickItem* item(const QString& name) const;
     [[nodiscard]] QObject* object(const QString& name) const;
+    /// What is drawn inside `parent` and carries a text of its own.
+    [[nodiscard]] static QList<QQuickItem*> textItems(const QQuickItem* parent);
+    [[nodiscard]] static QStringList texts(const QQuickItem* parent);
     /// The value of an expression in the window's own scope.
     [[nodiscard]] QVariant evaluate(const QString& expression) const;
     /// Lays out what has changed, as the next frame would.
     void layOut() const;
     void openTab(int index) const;
     void click(QQuickItem* target) const;
+    /// Presses a key, lets it repeat itself three times, and releases it.
+    void hold(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const;
 
     Controller controller;
     QQuickWindow* window = nullptr;
@@ -45,6 +55,9 @@ private:
     QTcpServer m_silent;
     QQmlApplicationEngine m_engine;
 };
+
+/// What a screen reader does to a control.
+void pressByAssistiveTechnology(QObject* control);
 
 /// Prepares the process as the program's start does; call before the fixture.
 void prepareApplication();

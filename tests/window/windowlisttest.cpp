@@ -47,6 +47,7 @@ private Q_SLOTS:
     void showsANewEntryAtTheTop();
     void keepsTheRowsThatDidNotChange();
     void arrowsWalkTheRowsAndEnterEdits();
+    void staysWhereItWasWhenTheWindowComesBack();
 };
 
 void WindowListTest::init() {
@@ -150,6 +151,27 @@ void WindowListTest::arrowsWalkTheRowsAndEnterEdits() {
     QCOMPARE(dialog->property("entryId").toString(), reached);
     QCOMPARE(m_fixture->item(QStringLiteral("editDescription"))->property("text").toString(),
              QStringLiteral("Work ") + reached);
+}
+
+void WindowListTest::staysWhereItWasWhenTheWindowComesBack() {
+    m_list->forceActiveFocus(Qt::TabFocusReason);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(idAt(rowCount - 1)));
+    // Rows just outside the screen are kept, and with them the focus.
+    m_list->setProperty("contentY", 130);
+    m_fixture->layOut();
+    QVERIFY(m_fixture->window->activeFocusItem());
+
+    QWindow other;
+    other.resize(100, 100);
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    other.requestActivate();
+    QTRY_VERIFY(other.isActive());
+    m_fixture->window->requestActivate();
+    QTRY_VERIFY(m_fixture->window->isActive());
+
+    m_fixture->layOut();
+    QCOMPARE(m_list->property("contentY").toDouble(), 130.0);
 }
 
 int main(int argc, char* argv[]) {

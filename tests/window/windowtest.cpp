@@ -9,12 +9,6 @@
 
 namespace {
 
-/// Nobody listens there. Each has a store of its own.
-QString deadServer() {
-    static int count = 0;
-    return QStringLiteral("http://127.0.0.%1:9").arg(++count);
-}
-
 QString text(const QObject* object) {
     return object->property("text").toString();
 }
@@ -48,8 +42,6 @@ class WindowTest : public QObject {
         return m_fixture->item(QString::fromLatin1(name));
     }
     [[nodiscard]] QList<QQuickItem*> stops() const;
-    /// Unlocks the real keyring; no server answers.
-    void unlock();
     [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
 
     std::unique_ptr<WindowFixture> m_fixture;
@@ -93,11 +85,6 @@ QList<QQuickItem*> WindowTest::stops() const {
     QList<QQuickItem*> found;
     collect(m_fixture->window->contentItem(), found);
     return found;
-}
-
-void WindowTest::unlock() {
-    controller().connectServer(deadServer());
-    QTRY_VERIFY(controller().secureStorage() && !controller().busy());
 }
 
 void WindowTest::startsInHebrewAndLightOnTheDescription() {
@@ -191,7 +178,7 @@ void WindowTest::importWaitsForAPreview() {
 }
 
 void WindowTest::pendingChangesBlockTheAccount() {
-    unlock();
+    m_fixture->unlock();
     QVERIFY(item("signIn")->isEnabled());
     QVERIFY(!item("signOut")->isEnabled());
 
@@ -240,7 +227,7 @@ void WindowTest::buttonAndShortcutStart_data() {
 
 void WindowTest::buttonAndShortcutStart() {
     QFETCH(bool, byButton);
-    unlock();
+    m_fixture->unlock();
     m_fixture->show(WindowFixture::document());
     const auto act = [&] {
         if (byButton)
@@ -322,7 +309,7 @@ void WindowTest::serverFieldKeepsWhatIsTyped() {
 }
 
 void WindowTest::passwordIsForgottenAtOnce() {
-    unlock();
+    m_fixture->unlock();
     m_fixture->openTab(3);
     item("email")->setProperty("text", QStringLiteral("dana@example.com"));
     item("password")->setProperty("text", QStringLiteral("secret"));
@@ -337,7 +324,7 @@ void WindowTest::passwordIsForgottenAtOnce() {
 }
 
 void WindowTest::refusedManualEntryIsKept() {
-    unlock();
+    m_fixture->unlock();
     m_fixture->show(WindowFixture::document());
     QObject* const dialog = m_fixture->object(QStringLiteral("manualDialog"));
     m_fixture->click(item("manualEntry"));
@@ -364,7 +351,7 @@ void WindowTest::refusedManualEntryIsKept() {
 }
 
 void WindowTest::editDialogQueuesTheText() {
-    unlock();
+    m_fixture->unlock();
     m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
     QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
     QTRY_VERIFY(item("editEntry")->isVisible());
@@ -442,10 +429,7 @@ void WindowTest::everyControlIsNamedInTheLanguageOnScreen() {
 
 void WindowTest::assistiveTechnologyPressesOnce() {
     QAccessible::setActive(true);
-    const auto press = [](QObject* object) {
-        QAccessibleInterface* const found = QAccessible::queryAccessibleInterface(object);
-        found->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    };
+    const auto press = pressByAssistiveTechnology;
 
     press(item("language"));
     QCOMPARE(m_fixture->window->property("hebrew"), false);

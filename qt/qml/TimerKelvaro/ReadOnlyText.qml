@@ -11,6 +11,8 @@ ScrollView {
     property alias family: area.font.family
     property string name
 
+    contentWidth: availableWidth
+
     TextArea {
         id: area
 

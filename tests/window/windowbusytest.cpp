@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: MIT
+#include "tests/controller/filedialogs.h"
+#include "tests/support/scriptedpeer.h"
+#include "tests/window/windowfixture.h"
+
+#include <QAccessible>
+#include <QApplication>
+#include <QDesktopServices>
+#include <QJsonArray>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+/// Stands in for the browser.
+class Browser : public QObject {
+    Q_OBJECT
+
+public:
+    Browser() { QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "open"); }
+    ~Browser() override { QDesktopServices::unsetUrlHandler(QStringLiteral("http")); }
+
+    QList<QUrl> opened;
+
+public Q_SLOTS:
+    void open(const QUrl& url) { opened.append(url); }
+};
+
+/// A person who is signed in with secure storage, has a report and an import
+/// preview, and whose next report stays under way until it is released.
+class WindowBusyTest : public QObject {
+    Q_OBJECT
+
+    [[nodiscard]] QQuickItem* item(const char* name) const {
+        return m_fixture->item(QString::fromLatin1(name));
+    }
+    [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
+    void loadReport();
+    void loadPreview();
+    void becomeBusy();
+
+    std::unique_ptr<ScriptedPeer> m_peer;
+    std::unique_ptr<WindowFixture> m_fixture;
+    std::unique_ptr<FileDialogs> m_dialogs;
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void whatMustWaitIsDisabledOnlyWhileBusy_data();
+    void whatMustWaitIsDisabledOnlyWhileBusy();
+    void exportsWorkWhileBusy_data();
+    void exportsWorkWhileBusy();
+    void shortcutLanguagePauseAndBrowserWorkWhileBusy();
+    void editWaitsUntilItCanBeTaken();
+    void disabledChooserStaysShutForAssistiveTechnology();
+};
+
+void WindowBusyTest::init() {
+    m_peer = std::make_unique<ScriptedPeer>();
+    m_dialogs = std::make_unique<FileDialogs>();
+    m_fixture = std::make_unique<WindowFixture>();
+    m_fixture->unlock(m_peer->url());
+    QJsonObject document = WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))});
+    document.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
+    m_fixture->show(document);
+    loadReport();
+    loadPreview();
+}
+
+void WindowBusyTest::cleanup() {
+    m_fixture.reset();
+    m_dialogs.reset();
+    m_peer.reset();
+}
+
+void WindowBusyTest::loadReport() {
+    m_peer->answerOnce("POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
+                       PeerReply::json({{QStringLiteral("snapshot_id"), QStringLiteral("r1")}}));
+    QMetaObject::invokeMethod(item("generateReport"), "clicked");
+    QTRY_COMPARE(controller().message(), QStringLiteral("Server snapshot loaded"));
+}
+
+void WindowBusyTest::loadPreview() {
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("entries.csv")));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("a,b\n") == 4 && file.flush());
+    m_peer->answer("POST", QStringLiteral("/v1/workspaces/w1/imports/csv/preview"),
+                   PeerReply::json({{QStringLiteral("id"), QStringLiteral("i1")}}, 201));
+    m_dialogs->choose(file.fileName());
+    controller().previewCsv(QStringLiteral("source"), QStringLiteral("UTC"), true);
+    m_dialogs->cancel();
+    QTRY_COMPARE(controller().importPreview().value(QStringLiteral("id")).toString(), QStringLiteral("i1"));
+}
+
+void WindowBusyTest::becomeBusy() {
+    m_peer->answer("POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
+                   PeerReply::json({}).delivered(PeerReply::Delivery::Hold));
+    QMetaObject::invokeMethod(item("generateReport"), "clicked");
+    QVERIFY(controller().busy());
+}
+
+void WindowBusyTest::whatMustWaitIsDisabledOnlyWhileBusy_data() {
+    QTest::addColumn<QString>("name");
+    for (const char* const name :
+         {"workspaceSelect", "synchronize", "timerAction", "generateReport", "previewImport", "confirmImport",
+          "connect", "signIn", "signOut", "editEntry"})
+        QTest::newRow(name) << QString::fromLatin1(name);
+}
+
+void WindowBusyTest::whatMustWaitIsDisabledOnlyWhileBusy() {
+    QFETCH(QString, name);
+    QVERIFY(m_fixture->item(name)->isEnabled());
+    becomeBusy();
+    QVERIFY(!m_fixture->item(name)->isEnabled());
+    QTRY_COMPARE(m_peer->held(), 1);
+    m_peer->release();
+    QTRY_VERIFY(m_fixture->item(name)->isEnabled());
+}
+
+void WindowBusyTest::exportsWorkWhileBusy_data() {
+    QTest::addColumn<int>("tab");
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<QString>("file");
+
+    QTest::newRow("csv") << 1 << QStringLiteral("CSV") << QStringLiteral("timer-report.csv");
+    QTest::newRow("excel") << 1 << QStringLiteral("Excel") << QStringLiteral("timer-report.xlsx");
+    QTest::newRow("json") << 1 << QStringLiteral("JSON") << QStringLiteral("timer-report.json");
+    QTest::newRow("html") << 1 << QStringLiteral("Save printable HTML")
+                          << QStringLiteral("timer-report.html");
+    QTest::newRow("pending") << 3 << QStringLiteral("Export pending changes")
+                             << QStringLiteral("timer-pending-changes.json");
+}
+
+void WindowBusyTest::exportsWorkWhileBusy() {
+    QFETCH(int, tab);
+    QFETCH(QString, button);
+    m_fixture->window->setProperty("hebrew", false);
+    m_fixture->openTab(tab);
+    becomeBusy();
+    const auto items = WindowFixture::textItems(m_fixture->window->contentItem());
+    const auto found = std::find_if(items.cbegin(), items.cend(), [&](const QQuickItem* item) {
+        return item->property("text").toString() == button && item->inherits("QQuickButton");
+    });
+    QVERIFY(found != items.cend());
+    QVERIFY((*found)->isEnabled());
+    const auto before = m_dialogs->seen().size();
+
+    (*found)->forceActiveFocus(Qt::TabFocusReason);
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+
+    QTRY_COMPARE(m_dialogs->seen().size(), before + 1);
+    QTEST(m_dialogs->seen().constLast().proposedName, "file");
+    QVERIFY(controller().busy());
+}
+
+void WindowBusyTest::shortcutLanguagePauseAndBrowserWorkWhileBusy() {
+    Browser browser;
+    QObject* shortcut = nullptr;
+    const auto objects = m_fixture->window->findChildren<QObject*>();
+    for (QObject* const object : objects) {
+        if (object->inherits("QQuickShortcut"))
+            shortcut = object;
+    }
+    QVERIFY(shortcut);
+    QSignalSpy activated(shortcut, SIGNAL(activated()));
+    becomeBusy();
+
+    QTRY_VERIFY(m_fixture->window->isActive());
+    QTest::keyClick(m_fixture->window, Qt::Key_Space, Qt::ControlModifier | Qt::ShiftModifier);
+    QCOMPARE(activated.count(), 1);
+    m_fixture->click(item("language"));
+    QCOMPARE(m_fixture->window->property("hebrew"), false);
+    m_fixture->openTab(2);
+    m_fixture->click(item("pauseImport"));
+    QCOMPARE(controller().message(), QStringLiteral("Pausing after the current committed chunk"));
+    m_fixture->openTab(4);
+    m_fixture->click(item("openTimesheets"));
+    QCOMPARE(browser.opened, QList<QUrl>{QUrl(m_peer->url() + QStringLiteral("/#timesheet"))});
+    QVERIFY(controller().busy());
+}
+
+void WindowBusyTest::editWaitsUntilItCanBeTaken() {
+    QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
+    QTRY_VERIFY(item("editEntry")->isVisible());
+    m_fixture->click(item("editEntry"));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    item("editDescription")->setProperty("text", QStringLiteral("Better"));
+    QVERIFY(dialog->findChild<QQuickItem*>(QStringLiteral("ok"))->isEnabled());
+
+    becomeBusy();
+    QVERIFY(!dialog->findChild<QQuickItem*>(QStringLiteral("ok"))->isEnabled());
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QVERIFY(dialog->property("opened").toBool());
+    QCOMPARE(item("editDescription")->property("text").toString(), QStringLiteral("Better"));
+    QCOMPARE(controller().pending(), 0);
+
+    QTRY_COMPARE(m_peer->held(), 1);
+    m_peer->release();
+    QTRY_VERIFY(!controller().busy());
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(controller().entries().constFirst().toMap().value(QStringLiteral("description")).toString(),
+             QStringLiteral("Better"));
+    QTRY_VERIFY(!dialog->property("visible").toBool());
+}
+
+void WindowBusyTest::disabledChooserStaysShutForAssistiveTechnology() {
+    QAccessible::setActive(true);
+    const auto* const popup = item("workspaceSelect")->property("popup").value<QObject*>();
+    becomeBusy();
+    pressByAssistiveTechnology(item("workspaceSelect"));
+    QCOMPARE(popup->property("visible"), false);
+
+    QTRY_COMPARE(m_peer->held(), 1);
+    m_peer->release();
+    QTRY_VERIFY(!controller().busy());
+    pressByAssistiveTechnology(item("workspaceSelect"));
+    QCOMPARE(popup->property("visible"), true);
+}
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    prepareApplication();
+    WindowBusyTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "windowbusytest.moc"

@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include "tests/window/windowfixture.h"
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QTest>
+
+/// What mouse and keyboard do beyond a single press.
+class WindowInputTest : public QObject {
+    Q_OBJECT
+
+    [[nodiscard]] QQuickItem* item(const char* name) const {
+        return m_fixture->item(QString::fromLatin1(name));
+    }
+    [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
+    void type(const char* name, const QByteArray& text);
+
+    std::unique_ptr<WindowFixture> m_fixture;
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void heldReturnPressesOnce();
+    void heldShortcutTogglesOnce();
+    void renamedProjectShowsItsNewName();
+    void crossClearsTheProject();
+    void switchChangesTheTheme_data();
+    void switchChangesTheTheme();
+    void timerRunsInEnglish();
+    void manualEntryIsAddedInEnglish();
+    void descriptionIsEditedInEnglish();
+};
+
+void WindowInputTest::init() {
+    m_fixture = std::make_unique<WindowFixture>();
+    QTRY_VERIFY(m_fixture->window->isActive());
+}
+
+void WindowInputTest::cleanup() {
+    m_fixture.reset();
+}
+
+void WindowInputTest::type(const char* name, const QByteArray& text) {
+    QQuickItem* const field = item(name);
+    field->forceActiveFocus();
+    for (const char letter : text)
+        QTest::keyClick(m_fixture->window, letter);
+    QCOMPARE(field->property("text").toString(), QString::fromLatin1(text));
+}
+
+void WindowInputTest::heldReturnPressesOnce() {
+    item("language")->forceActiveFocus(Qt::TabFocusReason);
+    m_fixture->hold(Qt::Key_Return);
+    QCOMPARE(m_fixture->window->property("hebrew"), false);
+    m_fixture->hold(Qt::Key_Enter);
+    QCOMPARE(m_fixture->window->property("hebrew"), true);
+}
+
+void WindowInputTest::heldShortcutTogglesOnce() {
+    m_fixture->unlock();
+    m_fixture->show(WindowFixture::document());
+    m_fixture->hold(Qt::Key_Space, Qt::ControlModifier | Qt::ShiftModifier);
+    QVERIFY(!controller().timer().isEmpty());
+    QCOMPARE(controller().pending(), 1);
+}
+
+void WindowInputTest::renamedProjectShowsItsNewName() {
+    QJsonObject document = WindowFixture::document();
+    m_fixture->show(document);
+    QQuickItem* const chooser = item("projectSelect");
+    m_fixture->click(chooser);
+    auto* const popup = chooser->property("popup").value<QObject*>();
+    QTRY_VERIFY(popup->property("opened").toBool());
+    const auto* const list = popup->property("contentItem").value<QQuickItem*>();
+    QTRY_VERIFY(WindowFixture::texts(list).contains(QStringLiteral("Two")));
+
+    QJsonObject snapshot = document.value(u"snapshot").toObject();
+    QJsonArray projects = snapshot.value(u"catalog").toObject().value(u"projects").toArray();
+    projects[1] = QJsonObject{{QStringLiteral("id"), QStringLiteral("p2")},
+                              {QStringLiteral("name"), QStringLiteral("Renamed")}};
+    snapshot.insert(u"catalog", QJsonObject{{QStringLiteral("projects"), projects}});
+    document.insert(u"snapshot", snapshot);
+    m_fixture->show(document);
+
+    QTRY_VERIFY(WindowFixture::texts(list).contains(QStringLiteral("Renamed")));
+    QVERIFY(!WindowFixture::texts(list).contains(QStringLiteral("Two")));
+}
+
+void WindowInputTest::crossClearsTheProject() {
+    m_fixture->show(WindowFixture::document());
+    QQuickItem* const chooser = item("projectSelect");
+    QVERIFY(!item("clearProject")->isVisible());
+    chooser->forceActiveFocus();
+    QTest::keyClick(m_fixture->window, Qt::Key_Down);
+    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("One"));
+
+    QCOMPARE(item("clearProject")->property("text").toString(), QStringLiteral("×"));
+    QVERIFY(item("clearProject")->isVisible());
+    m_fixture->click(item("clearProject"));
+    QCOMPARE(chooser->property("chosen").toString(), QString());
+    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("—"));
+    QVERIFY(!item("clearProject")->isVisible());
+}
+
+void WindowInputTest::switchChangesTheTheme_data() {
+    QTest::addColumn<bool>("byMouse");
+    QTest::newRow("click") << true;
+    QTest::newRow("space") << false;
+}
+
+void WindowInputTest::switchChangesTheTheme() {
+    QFETCH(bool, byMouse);
+    m_fixture->openTab(3);
+    QQuickItem* const appearance = item("darkAppearance");
+    const auto act = [&] {
+        if (byMouse) {
+            m_fixture->click(appearance);
+            return;
+        }
+        appearance->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(m_fixture->window, Qt::Key_Space);
+    };
+    const auto isDark = [this] {
+        return m_fixture->evaluate(QStringLiteral("Material.theme === Material.Dark")).toBool();
+    };
+
+    act();
+    QVERIFY(isDark());
+    act();
+    QVERIFY(!isDark());
+}
+
+void WindowInputTest::timerRunsInEnglish() {
+    m_fixture->unlock();
+    m_fixture->show(WindowFixture::document());
+    m_fixture->click(item("language"));
+    type("description", "plan");
+    m_fixture->click(item("billable"));
+
+    m_fixture->click(item("timerAction"));
+    QCOMPARE(item("timerAction")->property("text").toString(), QStringLiteral("Stop"));
+    QCOMPARE(controller().timer().value(QStringLiteral("description")).toString(), QStringLiteral("plan"));
+    QCOMPARE(controller().timer().value(QStringLiteral("billable")).toBool(), true);
+
+    QTRY_VERIFY(item("timerAction")->isEnabled());
+    m_fixture->click(item("timerAction"));
+    QCOMPARE(item("timerAction")->property("text").toString(), QStringLiteral("Start"));
+    QCOMPARE(controller().pending(), 2);
+    QTRY_COMPARE(item("entryDescription")->property("text").toString(), QStringLiteral("plan"));
+}
+
+void WindowInputTest::manualEntryIsAddedInEnglish() {
+    m_fixture->unlock();
+    m_fixture->show(WindowFixture::document());
+    m_fixture->click(item("language"));
+    QObject* const dialog = m_fixture->object(QStringLiteral("manualDialog"));
+    m_fixture->click(item("manualEntry"));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    QCOMPARE(dialog->property("title").toString(), QStringLiteral("Manual entry"));
+    type("manualDescription", "Call");
+    type("manualFrom", "2021-03-01T09:00:00+02:00");
+    type("manualTo", "2021-03-01T10:00:00+02:00");
+
+    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
+    QCOMPARE(controller().pending(), 1);
+    QTRY_COMPARE(item("entryDescription")->property("text").toString(), QStringLiteral("Call"));
+    QCOMPARE(item("startAt")->property("text").toString(),
+             QStringLiteral("2021-03-01T07:00:00Z · Pending sync"));
+}
+
+void WindowInputTest::descriptionIsEditedInEnglish() {
+    m_fixture->unlock();
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    m_fixture->click(item("language"));
+    QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
+    QTRY_VERIFY(item("editEntry")->isVisible());
+    m_fixture->click(item("editEntry"));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    QCOMPARE(dialog->property("title").toString(), QStringLiteral("Edit description"));
+    item("editDescription")->setProperty("text", QString());
+    type("editDescription", "Better");
+
+    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
+    QCOMPARE(controller().pending(), 1);
+    QTRY_COMPARE(item("entryDescription")->property("text").toString(), QStringLiteral("Better"));
+}
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    prepareApplication();
+    WindowInputTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "windowinputtest.moc"
