@@ -207,4 +207,4 @@ void RowModelTest::startsEmptyWithoutASource() {
 }
 
 QTEST_GUILESS_MAIN(RowModelTest)
-#include "rowmodeltest.moc"
+#include "rowmodel.moc"

@@ -193,4 +193,4 @@ int main(int argc, char* argv[]) {
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "windowinputtest.moc"
+#include "input.moc"

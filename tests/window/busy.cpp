@@ -225,4 +225,4 @@ int main(int argc, char* argv[]) {
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "windowbusytest.moc"
+#include "busy.moc"

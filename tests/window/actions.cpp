@@ -452,4 +452,4 @@ int main(int argc, char* argv[]) {
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "windowtest.moc"
+#include "actions.moc"

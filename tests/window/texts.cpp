@@ -265,4 +265,4 @@ int main(int argc, char* argv[]) {
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "windowtextstest.moc"
+#include "texts.moc"
