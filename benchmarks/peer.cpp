@@ -51,7 +51,7 @@ struct Peer::Server {
 
 Peer::Peer(const QJsonObject& state) : m_server(std::make_unique<Server>()) {
     const QJsonObject snapshot = state.value(u"snapshot").toObject();
-    for (const QJsonValue& entry : snapshot.value(u"time_entries").toArray()) {
+    for (const auto& entry : snapshot.value(u"time_entries").toArray()) {
         m_server->entries.insert(entry.toObject().value(u"id").toString(), entry.toObject());
     }
     m_server->http.set_tcp_nodelay(true);

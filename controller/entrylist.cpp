@@ -67,7 +67,7 @@ void EntryList::update(const QJsonArray& entries) {
     Order fresh;
     // Both lists are ordered by id, so one walk finds what is unchanged.
     qsizetype known = 0;
-    for (const QJsonValue& entry : entries) {
+    for (const auto& entry : entries) {
         known = findKnown(entry, known);
         if (known < m_source.size() && m_source.at(known) == entry) {
             places[static_cast<std::size_t>(known)] = converted.size();
@@ -97,8 +97,10 @@ void EntryList::update(const QJsonArray& entries) {
 
 EntryList::Order EntryList::merged(const Rows& rows, Order kept, const Order& fresh) {
     // The text is compared, not the instant: the order people see is that of the stamps they read.
+    // Rows of the same second keep their order from one start of the program to the next.
     const auto later = [&rows](std::size_t left, std::size_t right) {
-        return rows[left].start > rows[right].start;
+        const int order = rows[left].start.compare(rows[right].start);
+        return order == 0 ? left < right : order > 0;
     };
     const auto middle = std::ssize(kept);
     std::copy_if(fresh.begin(), fresh.end(), std::back_inserter(kept),

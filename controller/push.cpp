@@ -86,7 +86,7 @@ void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& repl
 
 QString Controller::conflictDetails() const {
     QJsonArray retained;
-    for (const QJsonValue& item : m_queue) {
+    for (const auto& item : m_queue) {
         if (!isPending(item)) {
             retained.append(item);
         }
