@@ -19,10 +19,9 @@ public:
     Browser() { QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "open"); }
     ~Browser() override { QDesktopServices::unsetUrlHandler(QStringLiteral("http")); }
 
-    QList<QUrl> opened;
+    Q_INVOKABLE void open(const QUrl& url) { opened.append(url); }
 
-public Q_SLOTS:
-    void open(const QUrl& url) { opened.append(url); }
+    QList<QUrl> opened;
 };
 
 /// A person who is signed in with secure storage, has a report and an import
