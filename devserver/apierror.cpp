@@ -18,8 +18,6 @@ ApiError errorForStatus(int status) {
     switch (status) {
     case 404:
         return {404, QStringLiteral("not_found"), QStringLiteral("This server has nothing at this address.")};
-    case 413:
-        return {413, QStringLiteral("too_large"), QStringLiteral("The request is larger than 1 MiB.")};
     case 500:
         return {500, QStringLiteral("internal"),
                 QStringLiteral("The server could not complete the request; nothing was changed.")};
@@ -27,6 +25,11 @@ ApiError errorForStatus(int status) {
         return {status, QStringLiteral("bad_request"),
                 QStringLiteral("The request is not one that this server understands.")};
     }
+}
+
+ApiError tooLarge(qsizetype largest) {
+    return {413, QStringLiteral("too_large"),
+            QStringLiteral("The request is larger than %1 MiB.").arg(largest / (qsizetype{1024} * 1024))};
 }
 
 } // namespace devserver

@@ -20,4 +20,7 @@ struct ApiError {
 /// The error for a status that the HTTP library answers by itself.
 [[nodiscard]] ApiError errorForStatus(int status);
 
+/// The error for a body of more than `largest` bytes, which is whole MiB.
+[[nodiscard]] ApiError tooLarge(qsizetype largest);
+
 } // namespace devserver

@@ -62,6 +62,44 @@ QStringList developmentAccount() {
     };
 }
 
+QStringList passwords() {
+    // Null: nobody can sign in as this user.
+    return {QStringLiteral("ALTER TABLE users ADD COLUMN password_hash TEXT")};
+}
+
+// What reports count by. Rates are in hundredths of the workspace's currency
+// per hour, null where none was agreed; durations are rounded up to whole
+// rounding_minutes, 0 for not at all; the language decides which day begins a week.
+QStringList reportRules() {
+    return {
+        QStringLiteral("ALTER TABLE workspaces ADD COLUMN language TEXT NOT NULL DEFAULT 'he'"
+                       " CHECK (language IN ('he', 'en'))"),
+        QStringLiteral("ALTER TABLE workspaces ADD COLUMN currency TEXT NOT NULL DEFAULT 'ILS'"),
+        QStringLiteral("ALTER TABLE workspaces ADD COLUMN rounding_minutes INTEGER NOT NULL DEFAULT 0"),
+        QStringLiteral("ALTER TABLE projects ADD COLUMN hourly_rate BIGINT"),
+        QStringLiteral("CREATE TABLE tasks (id ID PRIMARY KEY, project_id ID NOT NULL"
+                       " REFERENCES projects(id), name TEXT NOT NULL)"),
+        QStringLiteral("CREATE INDEX tasks_of ON tasks (project_id)"),
+        QStringLiteral("ALTER TABLE time_entries ADD COLUMN task_id ID REFERENCES tasks(id)"),
+        QStringLiteral("CREATE TABLE tags (id ID PRIMARY KEY, workspace_id ID NOT NULL"
+                       " REFERENCES workspaces(id), name TEXT NOT NULL)"),
+        QStringLiteral("CREATE INDEX tags_of ON tags (workspace_id)"),
+    };
+}
+
+// Each row is the JSON object that the query answered with, so that an export
+// holds the same whatever has changed since.
+QStringList reportSnapshots() {
+    return {
+        QStringLiteral("CREATE TABLE report_snapshots (id ID PRIMARY KEY, workspace_id ID NOT NULL"
+                       " REFERENCES workspaces(id), user_id ID NOT NULL REFERENCES users(id),"
+                       " created_at BIGINT NOT NULL, header TEXT NOT NULL)"),
+        QStringLiteral("CREATE TABLE report_rows (snapshot_id ID NOT NULL REFERENCES report_snapshots(id),"
+                       " position INTEGER NOT NULL, content TEXT NOT NULL,"
+                       " PRIMARY KEY (snapshot_id, position))"),
+    };
+}
+
 QString dialect(const Connection& connection, QString statement) {
     return statement.replace(QStringLiteral(" ID"), connection.isSqlite()
                                                         ? QStringLiteral(" TEXT")
@@ -82,7 +120,8 @@ void migrate(Connection& connection) {
         }
     }
     // Append only: a migration that has ever run somewhere is never edited.
-    const QList<QStringList> migrations{firstTables(), developmentAccount()};
+    const QList<QStringList> migrations{firstTables(), developmentAccount(), passwords(), reportRules(),
+                                        reportSnapshots()};
     if (version > migrations.size()) {
         throw DatabaseError("it was made by a newer version of this program");
     }

@@ -1,23 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/accounts.h"
 #include "devserver/address.h"
+#include "devserver/router.h"
 
 #include <atomic>
-#include <functional>
 #include <memory>
-
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-} // namespace httplib
 
 namespace devserver {
 
-/// The HTTP side: routes, the caller of each request, one transaction around
-/// each request, and the shape of every error reply.
+/// The HTTP side: the port, the worker threads, and every subject's routes.
 class Server {
 public:
     /// Throws StartError when the address to listen on is an open network's.
@@ -37,17 +29,12 @@ public:
     void stop();
 
 private:
-    using Reply = std::function<QByteArray(Connection&, const Caller&)>;
-
     void addRoutes();
-    void addErrorReplies();
-    void answer(const httplib::Request& request, httplib::Response& response, Transaction::Kind kind,
-                const Reply& reply);
-    void push(const httplib::Request& request, httplib::Response& response, const QByteArray& body);
 
     ListenAddress m_address;
     Database m_database;
     std::unique_ptr<httplib::Server> m_http;
+    Router m_router;
     std::atomic<bool> m_ended = false;
 };
 
