@@ -99,6 +99,19 @@ void Controller::applyLogoutReply(int status) {
 void Controller::changeAccount(const QJsonObject& state) {
     dropReplies();
     applyDurable(state);
+    forgetReport();
+}
+
+void Controller::forgetAccount() {
+    m_me = {};
+    m_workspaces = {};
+    m_snapshot = {};
+    m_serverTimer = {};
+    projectQueue();
+    forgetReport();
+}
+
+void Controller::forgetReport() {
     m_report = {};
     m_importPreview = {};
     m_reportRows = {};

@@ -58,6 +58,9 @@ void Controller::connectServer(const QString& url) {
     }
 
     dropReplies();
+    if (!sameServer) {
+        forgetAccount();
+    }
     m_server = address;
     QSettings().setValue(QStringLiteral("server"), address);
     m_busy = true;
@@ -113,6 +116,11 @@ void Controller::adoptIdentity(const QJsonObject& identity) {
     if (foreignSession || foreignWork) {
         fail(QStringLiteral("Account changed; pending work was not reassigned"));
         return;
+    }
+    const QJsonValue formerId = m_me.value(u"id");
+    if (!formerId.isUndefined() && id != formerId) {
+        // Nothing of the former account may show under the new one's name.
+        forgetAccount();
     }
     m_me = identity;
     m_timezone = identity.value(u"timezone").toString(QStringLiteral("Asia/Jerusalem"));

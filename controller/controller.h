@@ -156,6 +156,8 @@ private:
     void applyLoginReply(const QJsonObject& reply, int status);
     void applyLogoutReply(int status);
     void changeAccount(const QJsonObject& state);
+    void forgetAccount();
+    void forgetReport();
     void revokeUnstoredSession(const QString& token);
 
     void pushHead(const QJsonObject& item);
@@ -163,6 +165,7 @@ private:
 
     void saveExport(const QString& fileName, const QByteArray& body, int status);
     void applyImportReply(const QJsonObject& reply, int status);
+    void continueImport();
 
     QNetworkAccessManager m_network;
     Vault m_vault;

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <optional>
@@ -12,12 +13,14 @@ namespace {
 
 constexpr qint64 maxCsvBytes = 900000;
 constexpr int recordsPerChunk = 25;
+constexpr int retryMs = 50;
 
 /// The whole file, or nothing when it cannot be read to its end, is larger than
 /// the limit, or changes meanwhile: rows that are missing would never be imported.
 std::optional<QByteArray> readCsv(const QString& fileName) {
     QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly)) {
+    // Opening a pipe would wait for somebody to write.
+    if (!QFileInfo(fileName).isFile() || !file.open(QIODevice::ReadOnly)) {
         return std::nullopt;
     }
     const QByteArray bytes = file.read(maxCsvBytes + 1);
@@ -98,10 +101,19 @@ void Controller::applyImportReply(const QJsonObject& reply, int status) {
             .arg(reply.value(u"state").toString(), QString::number(reply.value(u"checkpoint").toInteger()),
                  QString::number(reply.value(u"total").toInteger())));
     if (reply.value(u"has_more").toBool() && !m_importPaused) {
-        QTimer::singleShot(0, this, &Controller::applyImport);
+        QTimer::singleShot(0, this, &Controller::continueImport);
         return;
     }
     loadWorkspace();
+}
+
+void Controller::continueImport() {
+    // A reload may have come between two chunks; the import must not end with that.
+    if (m_busy && !m_importPreview.isEmpty()) {
+        QTimer::singleShot(retryMs, this, &Controller::continueImport);
+        return;
+    }
+    applyImport();
 }
 
 void Controller::pauseImport() {

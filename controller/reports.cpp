@@ -46,9 +46,15 @@ void Controller::downloadReport(const QString& format) {
     }
     const QString path = QStringLiteral("/workspaces/") + m_workspace + QStringLiteral("/report-snapshots/") +
                          snapshotId + QStringLiteral("/export?format=") + format;
+    const qint64 generation = m_requestGeneration;
     const QString fileName = QFileDialog::getSaveFileName(nullptr, QStringLiteral("Save report"),
                                                           QStringLiteral("timer-report.") + format);
     if (fileName.isEmpty()) {
+        return;
+    }
+    // The dialog stood open while the account changed: the report is not this one's.
+    if (generation != m_requestGeneration) {
+        say(QStringLiteral("Export failed"));
         return;
     }
     QNetworkRequest request = plainRequest(m_server + QStringLiteral("/v1") + path);
@@ -60,7 +66,7 @@ void Controller::downloadReport(const QString& format) {
         reply->deleteLater();
         // A body that breaks off still has the status 200; half a report must not pass for a whole one.
         const bool whole = reply->error() == QNetworkReply::NoError;
-        saveExport(fileName, reply->readAll(), whole ? httpStatus(*reply) : 0);
+        saveExport(fileName, replyBody(*reply), whole ? httpStatus(*reply) : 0);
     });
 }
 

@@ -275,7 +275,12 @@ bool Vault::save(const QJsonObject& state) {
     QByteArray record = currentPrefix;
     const bool sealed = appendSealed(record, text, m_key, accountAwareContext());
     wipe(text);
-    return sealed && write(record);
+    if (sealed && write(record)) {
+        return true;
+    }
+    // Remembered texts of what is not kept, a refused session's token say, would only lie about.
+    m_text.clear();
+    return false;
 }
 
 bool Vault::write(const QByteArray& record) {

@@ -258,8 +258,8 @@ void AccountsTest::signInRefusedByTheServerChangesNothing_data() {
     const auto refused = [](const QJsonValue& message, int status) {
         return PeerReply::json(AccountClient::errorReply(message), status);
     };
-    QTest::newRow("wrong password") << refused(u"Wrong e-mail or AccountClient::password(). %1"_s, 401)
-                                    << u"Wrong e-mail or AccountClient::password(). %1"_s;
+    QTest::newRow("wrong password") << refused(u"Wrong e-mail or password. %1"_s, 401)
+                                    << u"Wrong e-mail or password. %1"_s;
     QTest::newRow("too many attempts")
         << refused(u"Try again in a minute."_s, 429) << u"Try again in a minute."_s;
     QTest::newRow("created instead of ok") << PeerReply::json(AccountClient::signInReply(), 201) << fallback;

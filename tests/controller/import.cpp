@@ -52,6 +52,7 @@ private Q_SLOTS:
     void progressShowsTheStateAsItComes();
     void pauseStopsBehindTheChunkInFlight();
     void pauseBetweenTwoChunksIsDropped();
+    void reloadBetweenTwoChunksDoesNotEndTheImport();
     void pauseChangesOnlyTheMessage();
     void failureInTheMiddleKeepsTheLastReply_data();
     void failureInTheMiddleKeepsTheLastReply();
@@ -214,6 +215,25 @@ void ImportTest::pauseBetweenTwoChunksIsDropped() {
     QVERIFY(paused);
     QCOMPARE(migrant.chunks(), 3);
     QCOMPARE(migrant.reloads(), 1);
+}
+
+void ImportTest::reloadBetweenTwoChunksDoesNotEndTheImport() {
+    Migrant migrant;
+    QVERIFY(migrant.connectAndSettle());
+    QVERIFY(migrant.loadPreview());
+    migrant.peer.forgetRequests();
+    bool reloaded = false;
+    connect(&migrant.controller, &Controller::changed, &migrant.controller, [&] {
+        if (!reloaded && migrant.controller.message() == u"Import: applying · 25 / 60") {
+            reloaded = true;
+            migrant.controller.refresh();
+        }
+    });
+    migrant.controller.applyImport();
+    QTRY_COMPARE(migrant.chunks(), 3);
+    QTRY_COMPARE(migrant.reloads(), 2);
+    QVERIFY(waitForSilence(migrant.controller));
+    QCOMPARE(migrant.shown(), Migrant::record(60, 60, u"applied"_s, u"sum-60"_s));
 }
 
 void ImportTest::pauseChangesOnlyTheMessage() {

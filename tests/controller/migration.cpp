@@ -9,6 +9,8 @@
 #include <QTest>
 #include <QUuid>
 
+#include <sys/stat.h>
+
 #include <functional>
 
 using namespace Qt::StringLiterals;
@@ -121,6 +123,10 @@ void MigrationTest::previewRefusesFilesItCannotReadToTheEnd_data() {
     // Has no size and never ends.
     QTest::newRow("endless") << FileAction(
         [](const QString& path) { QVERIFY(QFile::remove(path) && QFile::link(u"/dev/zero"_s, path)); });
+    // Opening it would wait for a writer.
+    QTest::newRow("a pipe") << FileAction([](const QString& path) {
+        QVERIFY(QFile::remove(path) && mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
+    });
 #endif
 }
 

@@ -291,7 +291,6 @@ void ReportExportTest::exportFollowsTheLastSuccessfulReport() {
     QVERIFY(reader.loadReport());
     reader.peer.answer("POST", Reader::queryPath(), PeerReply::json(Reader::reportReply(1, u"report-2"_s)));
     QVERIFY(reader.loadReport());
-    // A slow export of the first report must not become one of the second, nor the other way round.
     reader.peer.answer("GET", u"/v1/workspaces/ws-1/report-snapshots/report-2/export"_s,
                        PeerReply::text("second report"));
     reader.controller.downloadReport(u"csv"_s);

@@ -36,7 +36,10 @@ private Q_SLOTS:
     void enterSignsInOnlyWhenTheButtonWould();
     void theSentPasswordCannotBeBroughtBack();
     void whatOneAccountTypedIsGoneForTheNext();
+    void namelessAccountsLeaveNothingEither();
     void theFirstIdentityTakesNothingAway();
+    void theTimeOfAnotherAccountIsNotShown();
+    void nothingOfOneAccountIsOnTheScreenOfTheNext();
     void anImportShowsHowFarItIs();
     void reportDurationsStandInColumns();
 };
@@ -101,10 +104,13 @@ void WindowAccountTest::theSentPasswordCannotBeBroughtBack() {
 
 void WindowAccountTest::whatOneAccountTypedIsGoneForTheNext() {
     m_fixture->show(WindowFixture::document());
-    const QList<const char*> fields{"description", "email",    "password",
-                                    "manualFrom",  "manualTo", "manualDescription"};
+    const QList<const char*> fields{"description", "email",    "password",          "editDescription",
+                                    "manualFrom",  "manualTo", "manualDescription", "importSource"};
     for (const char* const field : fields)
         set(field, "mine alone");
+    QObject* const dialog = m_fixture->object(QStringLiteral("manualDialog"));
+    QMetaObject::invokeMethod(dialog, "open");
+    QTRY_VERIFY(dialog->property("opened").toBool());
     QVERIFY(item("entriesAreMine")->setProperty("checked", true));
     QVERIFY(item("billable")->setProperty("checked", true));
 
@@ -113,7 +119,8 @@ void WindowAccountTest::whatOneAccountTypedIsGoneForTheNext() {
                                    {QStringLiteral("email"), QStringLiteral("omer@example.com")}});
     m_fixture->show(next);
     for (const char* const field : fields)
-        QVERIFY2(text(field).isEmpty(), field);
+        QVERIFY2(text(field) != QStringLiteral("mine alone"), field);
+    QTRY_VERIFY(!dialog->property("visible").toBool());
     QVERIFY(!item("entriesAreMine")->property("checked").toBool());
     QVERIFY(!item("billable")->property("checked").toBool());
 }
@@ -124,6 +131,66 @@ void WindowAccountTest::theFirstIdentityTakesNothingAway() {
     m_fixture->show(WindowFixture::document());
     QVERIFY(!m_fixture->controller.accountName().isEmpty());
     QCOMPARE(text("description"), QStringLiteral("typed before the server answered"));
+}
+
+void WindowAccountTest::namelessAccountsLeaveNothingEither() {
+    QJsonObject nameless = WindowFixture::document();
+    nameless.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u1")}});
+    nameless.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
+    m_fixture->show(nameless);
+    set("description", "mine alone");
+    m_fixture->show({{QStringLiteral("signed_out"), true}});
+    QCOMPARE(text("description"), QString());
+}
+
+void WindowAccountTest::theTimeOfAnotherAccountIsNotShown() {
+    QJsonObject document = WindowFixture::document();
+    document.insert(u"timer",
+                    QJsonObject{{QStringLiteral("id"), QStringLiteral("t1")},
+                                {QStringLiteral("user_id"), QStringLiteral("u1")},
+                                {QStringLiteral("workspace_id"), QStringLiteral("w1")},
+                                {QStringLiteral("start_at"), QStringLiteral("2021-03-01T09:00:00Z")}});
+    m_fixture->show(document);
+    QVERIFY(text("elapsed") != QStringLiteral("00:00:00"));
+    m_fixture->show({{QStringLiteral("signed_out"), true}});
+    QCOMPARE(text("elapsed"), QStringLiteral("00:00:00"));
+}
+
+void WindowAccountTest::nothingOfOneAccountIsOnTheScreenOfTheNext() {
+    QJsonObject entry = WindowFixture::entry(QStringLiteral("secret"));
+    QJsonObject document = WindowFixture::document({entry});
+    document.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
+    m_fixture->show(document);
+    preview();
+    m_peer->answerOnce(
+        "POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
+        PeerReply::json(
+            {{QStringLiteral("snapshot_id"), QStringLiteral("r1")},
+             {QStringLiteral("totals"), QJsonObject{{QStringLiteral("entry_count"), 77}}},
+             {QStringLiteral("rows"),
+              QJsonArray{QJsonObject{{QStringLiteral("labels"), QJsonArray{QStringLiteral("secret")}}}}}}));
+    QMetaObject::invokeMethod(item("generateReport"), "clicked");
+    QTRY_COMPARE(item("reportList")->property("count").toInt(), 1);
+    QVERIFY(text("importPreview").contains(QStringLiteral("i1")));
+    QVERIFY(text("reportTotals").contains(QStringLiteral("77")));
+
+    QStringList seen;
+    // Connected after the window's bindings, so it looks at what they have made of each change.
+    connect(&m_fixture->controller, &Controller::changed, this, [&] {
+        if (m_fixture->controller.accountSignedIn())
+            return;
+        for (const char* const list : {"reportList", "entryList"})
+            seen.append(QString::number(item(list)->property("count").toInt()));
+        seen.append(text("importPreview"));
+        QVERIFY(!text("reportTotals").contains(QStringLiteral("77")));
+    });
+    m_peer->answer("POST", QStringLiteral("/v1/auth/logout"), PeerReply::json({}));
+    m_fixture->controller.logoutAccount();
+    QTRY_COMPARE(m_fixture->controller.message(),
+                 QStringLiteral("Signed out. No private developer fallback was opened automatically."));
+    QVERIFY(!seen.isEmpty());
+    seen.removeDuplicates();
+    QCOMPARE(seen, (QStringList{QStringLiteral("0"), QStringLiteral("{}")}));
 }
 
 void WindowAccountTest::preview() {

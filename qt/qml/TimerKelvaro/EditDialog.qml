@@ -23,6 +23,15 @@ FormDialog {
     onAccepted: controller.editDescription(entryId, field.text)
     onOpened: field.forceActiveFocus()
 
+    Connections {
+        target: dialog.window
+        function onAccountLeft() {
+            dialog.close()
+            dialog.entryId = ""
+            field.text = ""
+        }
+    }
+
     Field {
         id: field
 

@@ -13,13 +13,15 @@ TimerWindow {
     readonly property Controller client: controller // qmllint disable unqualified
     readonly property bool hidesOnClose: trayAvailable // qmllint disable unqualified
     readonly property date created: new Date()
-    readonly property string accountName: client.accountName
-    property string lastAccount: ""
+    readonly property var account: ({ name: client.accountName, signedIn: client.accountSignedIn, server: client.server })
+    property var lastAccount: ({ name: "", signedIn: false, server: "" })
 
-    onAccountNameChanged: {
-        if (lastAccount !== "")
+    onAccountChanged: {
+        const last = lastAccount
+        lastAccount = account
+        if ((last.name !== "" && last.name !== account.name) || (last.signedIn && !account.signedIn)
+                || (last.server !== "" && last.server !== account.server))
             accountLeft()
-        lastAccount = accountName
     }
 
     component PageTab: TabButton {

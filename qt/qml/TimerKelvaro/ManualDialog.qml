@@ -34,6 +34,7 @@ FormDialog {
     Connections {
         target: dialog.window
         function onAccountLeft() {
+            dialog.close()
             dialog.empty()
         }
     }

@@ -9,6 +9,7 @@ ScrollPage {
 
     required property Controller controller
     readonly property var preview: controller.importPreview
+    readonly property string usualSource: "toggl-personal-export"
 
     spacing: 14
 
@@ -16,6 +17,7 @@ ScrollPage {
         target: page.window
         function onAccountLeft() {
             mine.checked = false
+            source.text = page.usualSource
         }
     }
 
@@ -33,7 +35,7 @@ ScrollPage {
         id: source
 
         objectName: "importSource"
-        text: "toggl-personal-export"
+        text: page.usualSource
         placeholderText: page.window.label("מזהה מקור קבוע", "Stable source identifier")
         Layout.fillWidth: true
     }
@@ -67,6 +69,7 @@ ScrollPage {
         }
     }
     ReadOnlyText {
+        objectName: "importPreview"
         name: page.window.label("ייבוא CSV מפורט", "Detailed CSV import")
         text: JSON.stringify(page.preview, null, 2)
         family: "monospace"

@@ -50,7 +50,8 @@ ScrollPage {
 
                 Label {
                     objectName: "elapsed"
-                    text: page.controller.elapsed
+                    // Another timer shows its own time at once, not with the next second.
+                    text: page.timer ? page.controller.elapsed : ""
                     font.pixelSize: 42
                     font.bold: true
                     horizontalAlignment: page.window.hebrew ? Text.AlignRight : Text.AlignLeft
