@@ -17,7 +17,8 @@ struct Entry {
     QString userId;
     QString description;
     std::optional<QString> projectId;
-    QByteArray tagIds = "[]"; ///< a compact JSON array of strings
+    std::optional<QString> taskId; ///< of the project
+    QByteArray tagIds = "[]";      ///< a compact JSON array of strings
     bool billable = false;
     qint64 startAt = 0;
     std::optional<qint64> stopAt;
