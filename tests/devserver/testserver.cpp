@@ -190,6 +190,11 @@ Reply TestClient::post(const std::string& body, const httplib::Headers& headers)
     return replyOf(m_http.Post("/v1/sync/push", with(headers), body, ""));
 }
 
+Reply TestClient::postTo(const std::string& path, const QJsonObject& body, const httplib::Headers& headers) {
+    const std::string text = QJsonDocument(body).toJson(QJsonDocument::Compact).toStdString();
+    return replyOf(m_http.Post(path, with(headers), text, "application/json"));
+}
+
 Reply TestClient::push(const QJsonObject& mutation) {
     const QJsonObject body{{QStringLiteral("mutations"), QJsonArray{mutation}}};
     return post(

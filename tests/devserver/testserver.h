@@ -96,6 +96,8 @@ public:
 
     Reply get(const std::string& path, const httplib::Headers& headers = {});
     Reply post(const std::string& body, const httplib::Headers& headers);
+    /// Posts an object as JSON to any address.
+    Reply postTo(const std::string& path, const QJsonObject& body, const httplib::Headers& headers = {});
     /// Pushes one mutation record under its own id.
     Reply push(const QJsonObject& mutation);
 
