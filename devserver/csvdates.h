@@ -39,7 +39,7 @@ public:
         Repeated ///< The clocks were put back, and showed this time twice.
     };
 
-    explicit LocalClock(QTimeZone zone) : m_zone(std::move(zone)) {}
+    explicit LocalClock(const QTimeZone& zone) : m_zone(zone) {}
 
     /// The instant at which the clocks showed this.
     [[nodiscard]] std::variant<qint64, Fault> instant(QDate date, int secondOfDay) const;

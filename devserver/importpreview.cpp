@@ -18,7 +18,7 @@ namespace {
 constexpr qsizetype longestNamespace = 255;
 constexpr qsizetype mostProblems = 50;
 constexpr qsizetype sampleSize = 5;
-constexpr qsizetype mostUsers = 10;
+constexpr qsizetype mostNames = 100;
 
 ApiError unusable(const QString& message) {
     return {422, QStringLiteral("unusable_request"), message};
@@ -93,7 +93,7 @@ void Judgement::readAll(const CsvTable& table, const QTimeZone& zone) {
             refuse(problems);
         }
         const QString user = reader.userOf(record);
-        if (!user.isEmpty() && m_users.size() < mostUsers && !m_users.contains(user)) {
+        if (!user.isEmpty() && m_users.size() < mostNames && !m_users.contains(user)) {
             m_users += user;
         }
     }
@@ -161,8 +161,10 @@ QJsonObject Judgement::reply(const StagedImport& import) const {
     reply.insert(QStringLiteral("duplicates"), m_duplicates);
     reply.insert(QStringLiteral("problems"), problems);
     reply.insert(QStringLiteral("sample"), m_sample);
-    reply.insert(QStringLiteral("new_projects"), QJsonArray::fromStringList(m_newProjects));
-    reply.insert(QStringLiteral("new_clients"), QJsonArray::fromStringList(m_newClients));
+    reply.insert(QStringLiteral("new_projects"), QJsonArray::fromStringList(m_newProjects.mid(0, mostNames)));
+    reply.insert(QStringLiteral("new_project_count"), m_newProjects.size());
+    reply.insert(QStringLiteral("new_clients"), QJsonArray::fromStringList(m_newClients.mid(0, mostNames)));
+    reply.insert(QStringLiteral("new_client_count"), m_newClients.size());
     reply.insert(QStringLiteral("source_users"), QJsonArray::fromStringList(m_users));
     return reply;
 }

@@ -13,7 +13,7 @@
 namespace devserver {
 namespace {
 
-constexpr qint64 patience = 24 * 3600; // seconds that a staged import waits
+constexpr qint64 patience = 86'400; // seconds that a staged import waits
 
 QByteArray textOf(const ImportRow& row) {
     return QJsonDocument(contentOf(row)).toJson(QJsonDocument::Compact);

@@ -127,7 +127,7 @@ QString ImportTarget::clientFor(const QString& name) {
 
 QString ImportTarget::projectFor(const ImportRow& row) {
     static const QStringList palette = colors();
-    const QString color = palette[m_projects.size() % palette.size()];
+    const qsizetype number = m_projects.size();
     QString& id = m_projects[{row.client, row.project}].id;
     if (id.isEmpty()) {
         id = newId();
@@ -136,7 +136,7 @@ QString ImportTarget::projectFor(const ImportRow& row) {
         m_connection.run(
             QStringLiteral("INSERT INTO projects (id, workspace_id, client_id, name, color, archived)"
                            " VALUES (?, ?, ?, ?, ?, 0)"),
-            {id, m_workspaceId, client, row.project, color});
+            {id, m_workspaceId, client, row.project, palette[number % palette.size()]});
     }
     return id;
 }

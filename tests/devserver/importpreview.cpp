@@ -23,6 +23,7 @@ private Q_SLOTS:
     void theReplyTellsWhatWouldBeWritten();
     void everyRowIsJudged();
     void fiftyProblemsAreTold();
+    void aHundredNewNamesAreTold();
     void rowsAreNumberedAsInASpreadsheet();
     void rowsTwiceInTheFileAreDuplicates();
     void rowsInClosedPeriodsAreRefused_data();
@@ -81,7 +82,9 @@ void TestDevserverImportPreview::theReplyTellsWhatWouldBeWritten() {
                                {u"has_more"_s, true},
                                {u"problems"_s, QJsonArray()},
                                {u"new_projects"_s, QJsonArray{u"Trees"_s, u"Lawn"_s}},
+                               {u"new_project_count"_s, 2},
                                {u"new_clients"_s, QJsonArray{u"גינון"_s}},
+                               {u"new_client_count"_s, 1},
                                {u"source_users"_s, QJsonArray{u"noa@example.org"_s, u"Dan"_s}}};
     QCOMPARE(body, expected);
     QCOMPARE(sample.size(), 3);
@@ -120,6 +123,18 @@ void TestDevserverImportPreview::fiftyProblemsAreTold() {
     const QStringList problems = problemsOf(reply);
     QCOMPARE(problems.size(), 50);
     QVERIFY(problems.last().startsWith(u"51 Start date: "));
+}
+
+void TestDevserverImportPreview::aHundredNewNamesAreTold() {
+    QString content = u"Client,Project,Start date,Start time,Duration\n"_s;
+    for (int i = 0; i < 120; ++i) {
+        content += u"c%1,p%1,2025-06-01,09:00,1:00\n"_s.arg(i);
+    }
+    const Reply reply = preview(content);
+    QCOMPARE(reply.body.value(u"new_projects").toArray().size(), 100);
+    QCOMPARE(reply.body.value(u"new_project_count"), 120);
+    QCOMPARE(reply.body.value(u"new_clients").toArray().last(), u"c99"_s);
+    QCOMPARE(reply.body.value(u"new_client_count"), 120);
 }
 
 void TestDevserverImportPreview::rowsAreNumberedAsInASpreadsheet() {
