@@ -14,7 +14,7 @@ const char style[] = R"css(
 @page { size: A4 portrait; margin: 12mm; }
 @page wide { size: A4 landscape; margin: 12mm; }
 body { margin: 2rem; color: #1b1b1b; font: 10pt/1.35 Arimo, Arial, "Liberation Sans", sans-serif; }
-body.wide { page: wide; font-size: 8.5pt; }
+body.wide { page: wide; font-size: 8pt; }
 h1 { margin: 0; font-size: 1.6em; }
 p { margin: .3em 0 1.2em; color: #555; }
 table { width: 100%; border-collapse: collapse; }
@@ -23,12 +23,12 @@ tfoot { display: table-row-group; font-weight: bold; }
 tr { break-inside: avoid; }
 th, td { padding: .3em .5em; text-align: start; vertical-align: top; overflow-wrap: anywhere; }
 th { border-bottom: 1.5pt solid #1b1b1b; vertical-align: bottom; overflow-wrap: normal; }
-td { border-bottom: .5pt solid #ccc; white-space: pre-line; }
+td { min-width: 5.2em; border-bottom: .5pt solid #ccc; white-space: pre-line; }
 tfoot td { border-top: 1.5pt solid #1b1b1b; border-bottom: 0; }
 th.number, td.number { text-align: right; }
-td.number, td.day { direction: ltr; white-space: nowrap; font-variant-numeric: tabular-nums; }
-td.day { text-align: left; }
-[dir=rtl] td.day { text-align: right; }
+td.number, td.time { min-width: 0; direction: ltr; overflow-wrap: normal; font-variant-numeric: tabular-nums; }
+td.time { text-align: left; }
+[dir=rtl] td.time { text-align: right; }
 @media print { body { margin: 0; } }
 )css";
 
@@ -38,7 +38,7 @@ QByteArray classOf(Kind kind) {
         return {};
     case Kind::Day:
     case Kind::Moment:
-        return " class=\"day\"";
+        return " class=\"time\"";
     default:
         return " class=\"number\"";
     }
