@@ -2,6 +2,7 @@
 #include "devserver/server.h"
 
 #include "devserver/accounts.h"
+#include "devserver/reportroutes.h"
 #include "devserver/syncroutes.h"
 
 #include <httplib.h>
@@ -117,6 +118,7 @@ void Server::addRoutes() {
     m_router.get("/v1/workspaces", Work::Read,
                  [](Request& request) { return workspacesReply(request.connection(), request.caller()); });
     addSyncRoutes(m_router);
+    addReportRoutes(m_router);
     m_router.addRefusals();
 }
 
