@@ -16,13 +16,15 @@ ReportGroups::ReportGroups(const ReportQuery& query, const ReportDays& days, con
 void ReportGroups::add(const Entry& entry) {
     const WorkedTime work = m_catalog.workOf(entry);
     const QString id = idOf(entry);
-    ++m_totals.entries;
     if (!m_query.splitsDays()) {
+        ++m_totals.entries;
         add(partOf(work, work.start, work.stop), entry, {}, id);
         return;
     }
+    const auto days = m_days.touchedBy(work.start, work.stop);
+    m_totals.entries += days.empty() ? 0 : 1;
     const bool weekly = m_query.kind == ReportKind::Weekly;
-    for (const ReportDays::Day& day : m_days.touchedBy(work.start, work.stop)) {
+    for (const ReportDays::Day& day : days) {
         const auto part = partOf(work, std::max(work.start, day.begin), std::min(work.stop, day.end));
         const QString& group = m_query.grouping == Grouping::Day    ? day.date
                                : m_query.grouping == Grouping::Week ? day.week
