@@ -2,6 +2,7 @@
 #include "devserver/reporttable.h"
 
 #include "devserver/timestamps.h"
+#include "devserver/timezones.h"
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -69,7 +70,7 @@ QString textOf(const QVariant& cell, ReportTable::Kind kind) {
 
 ReportTable::ReportTable(const QByteArray& header)
     : m_header(objectOf(header)), m_kind(field(u"kind")), m_hebrew(field(u"language") == u"he"),
-      m_zone(field(u"timezone").toLatin1()) {
+      m_zone(zoneNamed(field(u"timezone")).value_or(QTimeZone())) {
     if (!m_zone.isValid()) {
         throw std::runtime_error("a stored report has an unknown time zone");
     }

@@ -3,6 +3,7 @@
 
 #include "devserver/accounts.h"
 #include "devserver/exportroutes.h"
+#include "devserver/reportroutes.h"
 #include "devserver/syncroutes.h"
 
 #include <httplib.h>
@@ -119,6 +120,7 @@ void Server::addRoutes() {
                  [](Request& request) { return workspacesReply(request.connection(), request.caller()); });
     addSyncRoutes(m_router);
     addExportRoutes(m_router);
+    addReportRoutes(m_router);
     m_router.addRefusals();
 }
 

@@ -190,6 +190,11 @@ Reply TestClient::post(const std::string& body, const httplib::Headers& headers)
     return replyOf(m_http.Post("/v1/sync/push", with(headers), body, ""));
 }
 
+Reply TestClient::postTo(const std::string& path, const QJsonObject& body) {
+    return replyOf(
+        m_http.Post(path, with({}), QJsonDocument(body).toJson().toStdString(), "application/json"));
+}
+
 Reply TestClient::push(const QJsonObject& mutation) {
     const QJsonObject body{{QStringLiteral("mutations"), QJsonArray{mutation}}};
     return post(

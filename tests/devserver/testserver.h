@@ -96,6 +96,7 @@ public:
 
     Reply get(const std::string& path, const httplib::Headers& headers = {});
     Reply post(const std::string& body, const httplib::Headers& headers);
+    Reply postTo(const std::string& path, const QJsonObject& body);
     /// Pushes one mutation record under its own id.
     Reply push(const QJsonObject& mutation);
 
