@@ -59,7 +59,9 @@ std::variant<Options, Notice> readOptions(const QStringList& arguments) {
         QStringLiteral("address"), QStringLiteral("sqlite:") + defaultFile());
     const QCommandLineOption demo(QStringLiteral("demo"),
                                   QStringLiteral("Fill an empty database with a year of believable work."));
-    parser.addOptions({listen, database, demo});
+    const QCommandLineOption revoke(QStringLiteral("revoke-sessions"),
+                                    QStringLiteral("Sign everyone out before anything is served."));
+    parser.addOptions({listen, database, demo, revoke});
     if (!parser.parse(arguments)) {
         return Notice{parser.errorText(), usageError};
     }
@@ -84,7 +86,7 @@ std::variant<Options, Notice> readOptions(const QStringList& arguments) {
     if (const auto* notice = std::get_if<Notice>(&opened)) {
         return *notice;
     }
-    return Options{*address, std::get<DatabaseAddress>(opened), parser.isSet(demo)};
+    return Options{*address, std::get<DatabaseAddress>(opened), parser.isSet(demo), parser.isSet(revoke)};
 }
 
 } // namespace devserver

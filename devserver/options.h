@@ -15,6 +15,7 @@ struct Options {
     ListenAddress listen;
     DatabaseAddress database;
     bool demo = false;
+    bool revokeSessions = false;
 };
 
 /// Nothing to serve: print `text` and end with `exitCode`.

@@ -2,6 +2,7 @@
 #include "devserver/server.h"
 
 #include "devserver/accounts.h"
+#include "devserver/authroutes.h"
 #include "devserver/syncroutes.h"
 
 #include <httplib.h>
@@ -116,6 +117,7 @@ void Server::addRoutes() {
                  [](Request& request) { return identityReply(request.connection(), request.caller()); });
     m_router.get("/v1/workspaces", Work::Read,
                  [](Request& request) { return workspacesReply(request.connection(), request.caller()); });
+    addAuthRoutes(m_router, m_signIn);
     addSyncRoutes(m_router);
     m_router.addRefusals();
 }

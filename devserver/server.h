@@ -3,6 +3,7 @@
 
 #include "devserver/address.h"
 #include "devserver/router.h"
+#include "devserver/signin.h"
 
 #include <atomic>
 #include <memory>
@@ -34,6 +35,7 @@ private:
     ListenAddress m_address;
     Database m_database;
     std::unique_ptr<httplib::Server> m_http;
+    SignIn m_signIn;
     Router m_router;
     std::atomic<bool> m_ended = false;
 };
