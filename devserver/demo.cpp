@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/demo.h"
 
+#include "devserver/demoaccounts.h"
 #include "devserver/democatalog.h"
 #include "devserver/entries.h"
 #include "devserver/schema.h"
@@ -17,7 +18,6 @@ constexpr quint64 seed = 0x5eed'0f'da7;
 constexpr quint64 detailSeed = seed + 1;
 constexpr int roundingMinutes = 15;
 constexpr int minute = 60;
-const QString demoEmail = QStringLiteral("noa@example.com");
 const QByteArray demoZone = QByteArrayLiteral("Asia/Jerusalem");
 
 /// The standard's distributions differ between libraries; its engine does not.
@@ -98,10 +98,10 @@ private:
 
 void Demo::write() {
     m_connection.run(QStringLiteral("UPDATE users SET email = ?, display_name = ? WHERE id = ?"),
-                     {demoEmail, QStringLiteral("נועה לוי"), developmentUser});
+                     {demoOwner.email, QStringLiteral("נועה לוי"), developmentUser});
     m_connection.run(QStringLiteral("UPDATE workspaces SET name = ?, created_at = 0 WHERE id = ?"),
                      {QStringLiteral("סטודיו גל"), developmentWorkspace});
-    const QString other = addUser(QStringLiteral("dan@example.com"), QStringLiteral("Dan Adler"));
+    const QString other = addUser(demoColleague.email, QStringLiteral("Dan Adler"));
     addMember(developmentWorkspace, other);
     const QString own = addWorkspace(QStringLiteral("Freelance"), developmentUser);
     setRules(developmentWorkspace, QStringLiteral("he"), QStringLiteral("ILS"));
@@ -309,7 +309,7 @@ bool holdsWork(Connection& connection) {
 
 bool holdsDemo(Connection& connection) {
     QSqlQuery query = connection.run(QStringLiteral("SELECT 1 FROM users WHERE id = ? AND email = ?"),
-                                     {developmentUser, demoEmail});
+                                     {developmentUser, demoOwner.email});
     return connection.next(query);
 }
 

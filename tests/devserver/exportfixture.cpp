@@ -128,23 +128,8 @@ ExportFixture::Export ExportFixture::get(const QString& workspace, const QString
     return {result->status, QByteArray::fromStdString(result->body), result->headers};
 }
 
-QJsonObject ExportFixture::read(const QString& format, const QByteArray& body) const {
-    const QString file = save(u"report."_s + format.section(u'-', 0, 0), body);
-    return QJsonDocument::fromJson(outputOf(QStringLiteral(READ_EXPORT), {format, file})).object();
-}
-
 QString ExportFixture::save(const QString& name, const QByteArray& bytes) const {
     QFile file(m_folder.filePath(name));
     const bool saved = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
     return saved ? file.fileName() : QString();
-}
-
-QByteArray outputOf(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(program, arguments);
-    const bool ended = process.waitForFinished(120'000);
-    return ended && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0
-               ? process.readAllStandardOutput()
-               : QByteArray();
 }

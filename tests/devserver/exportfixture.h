@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tests/devserver/testworld.h"
+#include "tests/support/exportreader.h"
 
 #include <QJsonArray>
 
@@ -44,11 +45,8 @@ public:
     [[nodiscard]] Export get(const QString& format, const QByteArray& token = {}) const;
     [[nodiscard]] Export get(const QString& workspace, const QString& snapshot, const QString& format,
                              const QByteArray& token = {}) const;
-    /// The export as tests/devserver/readexport.py finds it; empty when it cannot read it.
-    [[nodiscard]] QJsonObject read(const QString& format, const QByteArray& body) const;
     /// Writes the bytes to a file of this name in a folder of the test's own; its path.
     [[nodiscard]] QString save(const QString& name, const QByteArray& bytes) const;
-    [[nodiscard]] QString folder() const { return m_folder.path(); }
 
     TestDatabase database;
     World world{database};
@@ -58,6 +56,3 @@ private:
     QTemporaryDir m_folder;
     QString m_snapshot;
 };
-
-/// What a program prints; empty when it fails.
-[[nodiscard]] QByteArray outputOf(const QString& program, const QStringList& arguments);

@@ -68,7 +68,7 @@ void TestDevserverExportFormats::initTestCase() {
 
 QJsonObject TestDevserverExportFormats::exported(const QString& format) {
     const ExportFixture::Export answer = m_fixture.get(format);
-    return answer.status == 200 ? m_fixture.read(format, answer.body) : QJsonObject();
+    return answer.status == 200 ? readExport(format, answer.body) : QJsonObject();
 }
 
 void TestDevserverExportFormats::csvIsATable_data() {

@@ -3,6 +3,7 @@
 """readexport FORMAT FILE: prints as JSON what a reader that is not ours finds in an export."""
 import csv
 import datetime
+import html.parser
 import io
 import json
 import sys
@@ -19,9 +20,8 @@ def read_csv(path):
         "byte_order_mark": text.startswith(b"\xef\xbb\xbf"),
         "ends_with_crlf": text.endswith(b"\r\n"),
         "bare_line_feeds": text.count(b"\n") - text.count(b"\r\n"),
-        "widths": sorted({len(row) for row in rows}),
         "count": len(rows),
-        "rows": rows[:100],
+        "rows": rows,
     }
 
 
@@ -45,7 +45,7 @@ def read_xlsx(path):
         "frozen_at": sheet.freeze_panes,
         "widths": [dimension.width for _, dimension in sorted(sheet.column_dimensions.items())],
         "count": sheet.max_row,
-        "rows": [[cell(found) for found in row] for row in sheet.iter_rows(max_row=100)],
+        "rows": [[cell(found) for found in row] for row in sheet.iter_rows()],
     }
 
 
@@ -54,7 +54,7 @@ def measure_xlsx(path):
     lengths = [len(row) for row in sheet.iter_rows(values_only=True)]
     with zipfile.ZipFile(path) as parts:
         size = parts.getinfo("xl/worksheets/sheet1.xml").file_size
-    return {"count": len(lengths), "widths": sorted(set(lengths)), "sheet_bytes": size}
+    return {"count": len(lengths), "sheet_bytes": size}
 
 
 def read_json(path):
@@ -62,6 +62,40 @@ def read_json(path):
         return json.load(file)
 
 
+class Page(html.parser.HTMLParser):
+    """The table of a page, and what the page says about itself."""
+
+    def __init__(self):
+        super().__init__()
+        self.found = {"rows": []}
+        self.cell = None
+
+    def handle_starttag(self, tag, attrs):
+        if tag == "html":
+            self.found.update(attrs)
+        elif tag == "tr":
+            self.found["rows"].append([])
+        elif tag in ("td", "th"):
+            self.cell = ""
+
+    def handle_data(self, data):
+        if self.cell is not None:
+            self.cell += data
+
+    def handle_endtag(self, tag):
+        if tag in ("td", "th"):
+            self.found["rows"][-1].append(self.cell)
+            self.cell = None
+
+
+def read_html(path):
+    page = Page()
+    with open(path, encoding="utf-8", newline="") as file:
+        page.feed(file.read())
+    return page.found
+
+
 if __name__ == "__main__":
-    readers = {"csv": read_csv, "xlsx": read_xlsx, "xlsx-size": measure_xlsx, "json": read_json}
+    readers = {"csv": read_csv, "xlsx": read_xlsx, "xlsx-size": measure_xlsx, "json": read_json,
+               "html": read_html}
     json.dump(readers[sys.argv[1]](sys.argv[2]), sys.stdout)
