@@ -100,7 +100,7 @@ char separatorOf(QByteArrayView text) {
 } // namespace
 
 ApiError unusableCsv(const QString& sentence) {
-    return {422, QStringLiteral("unusable_csv"), sentence};
+    return {422, QStringLiteral("invalid_csv"), sentence};
 }
 
 CsvTable readCsv(QByteArrayView text) {

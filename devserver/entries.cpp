@@ -73,6 +73,15 @@ std::optional<Entry> findRunning(Connection& connection, const QString& userId) 
                    QStringLiteral(" WHERE user_id = ? AND stop_at IS NULL AND deleted_at IS NULL"), userId);
 }
 
+QList<Entry> findEntries(Connection& connection, const QString& rest, const QVariantList& values) {
+    QSqlQuery query = connection.run(selectEntries + rest, values);
+    QList<Entry> entries;
+    while (connection.next(query)) {
+        entries += entryOf(query);
+    }
+    return entries;
+}
+
 void insertEntries(Connection& connection, const QList<Entry>& entries) {
     QSqlQuery query = connection.prepare(QStringLiteral(
         "INSERT INTO time_entries (id, workspace_id, user_id, description, project_id, task_id, tag_ids,"

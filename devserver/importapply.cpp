@@ -32,7 +32,7 @@ QString keyOf(const Request& request) {
 int limitOf(const QJsonObject& body) {
     const qint64 limit = body.value(QStringLiteral("limit")).toInteger();
     if (limit < 1 || limit > largestLimit) {
-        throw ApiError{422, QStringLiteral("unusable_request"),
+        throw ApiError{422, QStringLiteral("invalid_import"),
                        QStringLiteral("The limit must be a whole number from 1 to %1.").arg(largestLimit)};
     }
     return static_cast<int>(limit);

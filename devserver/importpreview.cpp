@@ -5,11 +5,11 @@
 #include "devserver/importapply.h"
 #include "devserver/importtarget.h"
 #include "devserver/jsontext.h"
+#include "devserver/timezones.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QTimeZone>
 #include <QUuid>
 
 namespace devserver {
@@ -21,7 +21,7 @@ constexpr qsizetype sampleSize = 5;
 constexpr qsizetype mostNames = 100;
 
 ApiError unusable(const QString& message) {
-    return {422, QStringLiteral("unusable_request"), message};
+    return {422, QStringLiteral("invalid_import"), message};
 }
 
 struct PreviewRequest {
@@ -32,12 +32,12 @@ struct PreviewRequest {
 
 PreviewRequest readRequest(const QJsonObject& body) {
     const QJsonValue content = body.value(QStringLiteral("content"));
-    const QByteArray zone = body.value(QStringLiteral("timezone")).toString().toUtf8();
+    const auto zone = zoneNamed(body.value(QStringLiteral("timezone")).toString());
     const QString source = body.value(QStringLiteral("source_namespace")).toString().trimmed();
     if (!body.value(QStringLiteral("assign_to_me")).toBool()) {
         throw unusable(QStringLiteral("Confirm that the records belong to the current account."));
     }
-    if (!QTimeZone::isTimeZoneIdAvailable(zone)) {
+    if (!zone) {
         throw unusable(QStringLiteral("The timezone must be the name of a time zone, such as Europe/Paris."));
     }
     if (source.isEmpty() || source.size() > longestNamespace || !isStorableText(source)) {
@@ -47,7 +47,7 @@ PreviewRequest readRequest(const QJsonObject& body) {
     if (!content.isString() || !isStorableText(content.toString())) {
         throw unusable(QStringLiteral("The content must be the text of a CSV file."));
     }
-    return {content.toString().toUtf8(), QTimeZone(zone), source};
+    return {content.toString().toUtf8(), *zone, source};
 }
 
 /// Judges row after row, and keeps the account.

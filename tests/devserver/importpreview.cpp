@@ -242,7 +242,7 @@ void TestDevserverImportPreview::unusableRequestsAreRefused() {
     body.insert(key, value);
     const Reply reply = m_client->postTo(previewOf(m_world.workspace), body);
     QCOMPARE(reply.status, 422);
-    QCOMPARE(reply.errorCode(), u"unusable_request"_s);
+    QCOMPARE(reply.errorCode(), u"invalid_import"_s);
     QCOMPARE(count(u"imports"_s), 0);
 }
 

@@ -107,7 +107,7 @@ void TestDevserverImportRows::filesThatCannotBeReadAreRefusedAsAWhole() {
     QFETCH(const QString, message);
     const Reply reply = preview(content);
     QCOMPARE(reply.status, 422);
-    QCOMPARE(reply.errorCode(), u"unusable_csv"_s);
+    QCOMPARE(reply.errorCode(), u"invalid_csv"_s);
     QCOMPARE(reply.body[u"error"][u"message"].toString(), message);
     QCOMPARE(count(u"imports"_s), 0);
 }
@@ -154,7 +154,7 @@ void TestDevserverImportRows::datesHaveOneFormInTheWholeFile() {
     }
     const Reply reply = preview(content);
     if (expected.size() == 1 && reply.status != 201) {
-        QCOMPARE(reply.errorCode(), u"unusable_csv"_s);
+        QCOMPARE(reply.errorCode(), u"invalid_csv"_s);
         QVERIFY(reply.body[u"error"][u"message"].toString().contains(expected.first()));
         return;
     }

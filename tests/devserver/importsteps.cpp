@@ -167,7 +167,7 @@ void TestDevserverImportSteps::requestsThatCannotBeUsedAreRefused_data() {
     for (const QJsonValue& limit : {QJsonValue(0), QJsonValue(-1), QJsonValue(501), QJsonValue(1.5),
                                     QJsonValue(u"25"_s), QJsonValue(5e9), QJsonValue()}) {
         QTest::addRow("limit %s", qPrintable(limit.toVariant().toString()))
-            << QJsonObject{{u"limit"_s, limit}} << key << 422 << u"unusable_request"_s;
+            << QJsonObject{{u"limit"_s, limit}} << key << 422 << u"invalid_import"_s;
     }
     for (const QJsonValue& checksum : {QJsonValue(QString(64, u'0')), QJsonValue(), QJsonValue(u""_s)}) {
         QTest::addRow("checksum %s", qPrintable(checksum.toString()))
