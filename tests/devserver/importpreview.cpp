@@ -274,9 +274,9 @@ void TestDevserverImportPreview::aRequestWithoutAWorkspaceIsRefusedInASentence()
 
 void TestDevserverImportPreview::bodiesUpToSixMebibytesAreRead() {
     QJsonObject body = bodyOf(records(1));
-    body.insert(u"padding"_s, QString(5 * 1024 * 1024, u'x'));
+    body.insert(u"padding"_s, QString(5'242'880, u'x'));
     QCOMPARE(m_client->postTo(previewOf(m_world.workspace), body).status, 201);
-    body.insert(u"padding"_s, QString(6 * 1024 * 1024, u'x'));
+    body.insert(u"padding"_s, QString(6'291'456, u'x'));
     const Reply reply = m_client->postTo(previewOf(m_world.workspace), body);
     QCOMPARE(reply.status, 413);
     QCOMPARE(reply.errorCode(), u"too_large"_s);
