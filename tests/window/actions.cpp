@@ -55,7 +55,6 @@ private Q_SLOTS:
     void formatsDurations();
     void reportDatesAreThoseOfToday();
     void languageMirrorsAllButAddressesAndTimes();
-    void busyDisablesWhatMustWait();
     void importWaitsForAPreview();
     void pendingChangesBlockTheAccount();
     void rowsTellPendingAndLocked();
@@ -155,21 +154,6 @@ void WindowTest::languageMirrorsAllButAddressesAndTimes() {
     QVERIFY(x("language") > x("workspaceSelect"));
     QCOMPARE(text(item("language")), QStringLiteral("עברית"));
     QCOMPARE(text(item("timerAction")), QStringLiteral("Start"));
-}
-
-void WindowTest::busyDisablesWhatMustWait() {
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
-    QVERIFY(item("generateReport")->isEnabled());
-    m_fixture->keepBusy();
-    QVERIFY(controller().busy());
-
-    for (const char* const name :
-         {"workspaceSelect", "synchronize", "timerAction", "generateReport", "previewImport", "confirmImport",
-          "connect", "signIn", "signOut", "editEntry"})
-        QVERIFY2(!item(name)->isEnabled(), name);
-    for (const char* const name : {"exportCsv", "exportHtml", "pauseImport", "exportPending",
-                                   "openTimesheets", "language", "manualEntry"})
-        QVERIFY2(item(name)->isEnabled(), name);
 }
 
 void WindowTest::importWaitsForAPreview() {

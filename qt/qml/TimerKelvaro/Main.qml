@@ -13,6 +13,14 @@ TimerWindow {
     readonly property Controller client: controller // qmllint disable unqualified
     readonly property bool hidesOnClose: trayAvailable // qmllint disable unqualified
     readonly property date created: new Date()
+    readonly property string accountName: client.accountName
+    property string lastAccount: ""
+
+    onAccountNameChanged: {
+        if (lastAccount !== "")
+            accountLeft()
+        lastAccount = accountName
+    }
 
     component PageTab: TabButton {
         id: tab
@@ -186,6 +194,17 @@ TimerWindow {
                 wrapMode: Text.Wrap
                 textFormat: Text.PlainText
                 horizontalAlignment: Text.AlignLeft
+            }
+            ImportProgress {
+                record: window.client.importPreview
+                name: window.label("התקדמות הייבוא", "Import progress")
+                dark: window.dark
+                anchors.bottom: parent.bottom
+                anchors.left: parent.left
+                anchors.right: parent.right
+                anchors.leftMargin: 11
+                anchors.rightMargin: 11
+                anchors.bottomMargin: 4
             }
         }
         TabBar {

@@ -15,11 +15,13 @@ FormDialog {
     function submit() {
         const before = controller.pending
         controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
-        if (controller.pending <= before)
-            return
-        description.clear()
-        from.clear()
-        to.clear()
+        if (controller.pending > before)
+            empty()
+    }
+    function empty() {
+        description.text = ""
+        from.text = ""
+        to.text = ""
     }
 
     objectName: "manualDialog"
@@ -28,6 +30,13 @@ FormDialog {
 
     onAccepted: submit()
     onOpened: description.forceActiveFocus()
+
+    Connections {
+        target: dialog.window
+        function onAccountLeft() {
+            dialog.empty()
+        }
+    }
 
     ColumnLayout {
         width: parent.width

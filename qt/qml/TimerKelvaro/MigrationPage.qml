@@ -12,6 +12,13 @@ ScrollPage {
 
     spacing: 14
 
+    Connections {
+        target: page.window
+        function onAccountLeft() {
+            mine.checked = false
+        }
+    }
+
     Note {
         text: page.window.label("ייבוא CSV מפורט", "Detailed CSV import")
         font.pixelSize: 24
@@ -33,6 +40,7 @@ ScrollPage {
     ToggleBox {
         id: mine
 
+        objectName: "entriesAreMine"
         text: page.window.label("אני מאשר שהרשומות שייכות לי", "I confirm these entries belong to me")
     }
     Flow {

@@ -33,14 +33,18 @@ RowPanel {
 
             text: line.window.duration(line.totals.raw_duration_seconds)
             font.bold: true
+            horizontalAlignment: Text.AlignRight
             LayoutMirroring.enabled: false
+            Layout.minimumWidth: Theme.durationWidth
         }
         Label {
             id: rounded
 
             text: line.window.duration(line.totals.rounded_duration_seconds)
             opacity: 0.7
+            horizontalAlignment: Text.AlignRight
             LayoutMirroring.enabled: false
+            Layout.minimumWidth: Theme.durationWidth
         }
     }
 }

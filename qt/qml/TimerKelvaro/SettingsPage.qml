@@ -10,7 +10,20 @@ ScrollPage {
     required property Controller controller
     readonly property bool accountFree: !controller.busy && controller.pending === 0
 
+    function signIn() {
+        controller.loginAccount(email.text, password.text)
+        password.text = "" // unlike clear(), leaves nothing to undo either
+    }
+
     spacing: 16
+
+    Connections {
+        target: page.window
+        function onAccountLeft() {
+            email.text = ""
+            password.text = ""
+        }
+    }
 
     Note {
         text: page.window.label("שרת וזהות פיתוח", "Server and development identity")
@@ -69,20 +82,23 @@ ScrollPage {
         inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText
         placeholderText: page.window.label("סיסמת חשבון אישי", "Personal account password")
         Layout.fillWidth: true
+        onAccepted: {
+            if (signIn.enabled)
+                page.signIn()
+        }
     }
     Flow {
         spacing: Theme.gap
         Layout.fillWidth: true
 
         ActionButton {
+            id: signIn
+
             objectName: "signIn"
             text: page.window.label("כניסה אישית", "Personal sign-in")
             enabled: page.controller.secureStorage && page.accountFree
             highlighted: true
-            onClicked: {
-                page.controller.loginAccount(email.text, password.text)
-                password.clear()
-            }
+            onClicked: page.signIn()
         }
         ActionButton {
             objectName: "signOut"

@@ -17,6 +17,8 @@ QtObject {
     readonly property int gap: 14
     readonly property int rowPadding: 14
     readonly property int scrollBar: 10
+    readonly property int durationWidth: 84 // "1000:00:00" in bold
+    readonly property int progressHeight: 4
     readonly property int popupHeight: 360
     readonly property int radius: 10
     readonly property int actionRadius: 12

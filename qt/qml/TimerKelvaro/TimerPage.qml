@@ -27,6 +27,14 @@ ScrollPage {
 
     spacing: 16
 
+    Connections {
+        target: page.window
+        function onAccountLeft() {
+            description.text = ""
+            billable.checked = false
+        }
+    }
+
     Panel {
         focus: true
         padding: 20

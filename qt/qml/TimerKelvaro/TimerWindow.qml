@@ -10,6 +10,9 @@ ApplicationWindow {
     property bool hebrew: true
     property bool dark: false
 
+    /// Whoever was named here is no longer: what they typed is not for the next one's eyes.
+    signal accountLeft
+
     function label(he, en) {
         return hebrew ? he : en
     }
