@@ -7,13 +7,15 @@
 namespace devserver {
 namespace {
 
+constexpr qsizetype usualLine = 512;
+
 void appendField(QByteArray& line, const QString& text) {
     const QByteArray utf8 = text.toUtf8();
-    const auto length = static_cast<size_t>(utf8.size());
-    const size_t quoted = csv_write(nullptr, 0, utf8.constData(), length);
     const qsizetype at = line.size();
-    line.resize(at + static_cast<qsizetype>(quoted));
-    csv_write(line.data() + at, quoted, utf8.constData(), length);
+    line.resize(at + 2 * utf8.size() + 2); // every character a quote
+    const size_t length = csv_write(line.data() + at, static_cast<size_t>(line.size() - at), utf8.constData(),
+                                    static_cast<size_t>(utf8.size()));
+    line.resize(at + static_cast<qsizetype>(length));
 }
 
 // Spreadsheets run a cell that looks like a formula, also when it is quoted.
@@ -24,13 +26,15 @@ QString harmless(const QString& text) {
 
 QByteArray lineOf(const QStringList& fields) {
     QByteArray line;
+    line.reserve(usualLine);
     for (const QString& field : fields) {
         if (!line.isEmpty()) {
             line += ',';
         }
         appendField(line, harmless(field));
     }
-    return line + "\r\n";
+    line += "\r\n";
+    return line;
 }
 
 } // namespace

@@ -9,6 +9,8 @@ namespace {
 
 using Kind = ReportTable::Kind;
 
+constexpr qsizetype usualRow = 1024;
+
 // The totals stand at the end only: a browser would print a table's foot on every page.
 const char style[] = R"css(
 @page { size: A4 portrait; margin: 12mm; }
@@ -32,10 +34,10 @@ td.time { text-align: left; }
 @media print { body { margin: 0; } }
 )css";
 
-QByteArray classOf(Kind kind) {
+const char* classOf(Kind kind) {
     switch (kind) {
     case Kind::Text:
-        return {};
+        return "";
     case Kind::Day:
     case Kind::Moment:
         return " class=\"time\"";
@@ -56,18 +58,24 @@ QString grouped(QString amount) {
     return amount;
 }
 
+// A text keeps its own direction beside its neighbours.
+void appendCell(QByteArray& html, const QString& text, Kind kind) {
+    html += "<td";
+    html += classOf(kind);
+    html += kind == Kind::Text ? "><bdi>" : ">";
+    html += escaped(kind == Kind::Amount ? grouped(text) : text);
+    html += kind == Kind::Text ? "</bdi></td>" : "</td>";
+}
+
 QByteArray rowOf(const ReportTable& table, const ReportTable::Row& row) {
     QByteArray html = "<tr>";
+    html.reserve(usualRow);
     const QStringList texts = table.texts(row);
     for (qsizetype i = 0; i < texts.size(); ++i) {
-        const Kind kind = table.columns()[i].kind;
-        const QString text = kind == Kind::Amount ? grouped(texts[i]) : texts[i];
-        html += "<td" + classOf(kind) + '>';
-        // A text keeps its own direction beside its neighbours.
-        html += kind == Kind::Text ? "<bdi>" + escaped(text) + "</bdi>" : escaped(text);
-        html += "</td>";
+        appendCell(html, texts[i], table.columns()[i].kind);
     }
-    return html + "</tr>\n";
+    html += "</tr>\n";
+    return html;
 }
 
 QByteArray headOf(const ReportTable& table) {
@@ -95,7 +103,9 @@ QByteArray titleOf(const ReportTable& table, bool empty) {
     }
     html += "<table>\n<thead><tr>";
     for (const ReportTable::Column& column : table.columns()) {
-        html += "<th scope=\"col\"" + classOf(column.kind) + '>' + escaped(column.title) + "</th>";
+        html += "<th scope=\"col\"";
+        html += classOf(column.kind);
+        html += '>' + escaped(column.title) + "</th>";
     }
     return html + "</tr></thead>\n<tbody>\n";
 }

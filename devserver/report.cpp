@@ -36,7 +36,9 @@ void appendTags(QByteArray& out, const ReportCatalog& catalog, const QByteArray&
 
 QByteArray rowOf(const Entry& entry, const ReportCatalog& catalog, const ReportTotals& totals) {
     const ReportCatalog::Project project = catalog.projectOf(entry);
-    QByteArray row = R"({"entry":)";
+    QByteArray row;
+    row.reserve(1024); // enough for nearly all
+    row += R"({"entry":)";
     appendEntry(row, entry);
     row.chop(1); // the object goes on
     row += R"(,"project_name":)";

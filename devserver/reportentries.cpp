@@ -25,7 +25,7 @@ QList<Entry> ReportEntries::nextPage() {
         values += m_begin;
     }
     rest += QStringLiteral(" ORDER BY start_at DESC, id DESC LIMIT %1").arg(pageSize);
-    const QList<Entry> page = findEntries(m_connection, rest, values);
+    QList<Entry> page = findEntries(m_connection, rest, values);
     if (!page.isEmpty()) {
         m_beforeStart = page.constLast().startAt;
         m_beforeId = page.constLast().id;

@@ -10,7 +10,7 @@
 namespace devserver {
 namespace {
 
-constexpr qint64 lifetime = 24 * 3600;
+constexpr qint64 lifetime = 86400; // seconds
 constexpr qsizetype columns = 3;
 constexpr qsizetype batch = 100; // one statement each: a database elsewhere costs a round trip
 

@@ -44,21 +44,48 @@ QVariant namesOf(const QJsonArray& tags) {
     return names.join(QStringLiteral(", "));
 }
 
+void appendTwoDigits(QString& text, int number) {
+    text += QChar(u'0' + number / 10);
+    text += QChar(u'0' + number % 10);
+}
+
 QString durationText(qint64 seconds) {
-    return QStringLiteral("%1:%2:%3")
-        .arg(seconds / 3600)
-        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    QString text = QString::number(seconds / 3600) + u':';
+    appendTwoDigits(text, static_cast<int>(seconds / 60 % 60));
+    text += u':';
+    appendTwoDigits(text, static_cast<int>(seconds % 60));
+    return text;
+}
+
+// Qt's own way to write a date takes longer than all else that is done for a row.
+QString dayText(QDate date) {
+    if (date.year() < 1000 || date.year() > 9999) {
+        return date.toString(QStringLiteral("yyyy-MM-dd"));
+    }
+    QString text = QString::number(date.year()) + u'-';
+    appendTwoDigits(text, date.month());
+    text += u'-';
+    appendTwoDigits(text, date.day());
+    return text;
+}
+
+QString momentText(const QDateTime& moment) {
+    const QTime time = moment.time();
+    QString text = dayText(moment.date()) + u' ';
+    appendTwoDigits(text, time.hour());
+    text += u':';
+    appendTwoDigits(text, time.minute());
+    text += u':';
+    appendTwoDigits(text, time.second());
+    return text;
 }
 
 QString textOf(const QVariant& cell, ReportTable::Kind kind) {
     switch (cell.typeId()) {
     case QMetaType::QDate:
-        return cell.toDate().toString(Qt::ISODate);
-    case QMetaType::QDateTime: {
-        const QDateTime moment = cell.toDateTime();
-        return moment.date().toString(Qt::ISODate) + u' ' + moment.time().toString(Qt::ISODate);
-    }
+        return dayText(cell.toDate());
+    case QMetaType::QDateTime:
+        return momentText(cell.toDateTime());
     case QMetaType::LongLong:
         return kind == ReportTable::Kind::Duration ? durationText(cell.toLongLong()) : cell.toString();
     default:

@@ -158,7 +158,7 @@ void TestDevserverReports::allGroupingsAgreeOverWholeEntries() {
 void TestDevserverReports::anEntryOverMidnightIsSplitBetweenItsDays() {
     ReportWorld world({u"he"_s, 15});
     // 23:10 to 00:35 in Jerusalem: 50 and 35 minutes, and five more up to the quarter.
-    Entry entry = world.entry(u"2026-01-10T21:10:00Z"_s, 85 * 60);
+    Entry entry = world.entry(u"2026-01-10T21:10:00Z"_s, 5100);
     entry.projectId = world.projects[0];
     entry.billable = true;
     world.add({entry});
