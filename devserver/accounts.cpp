@@ -4,36 +4,27 @@
 #include "devserver/apierror.h"
 #include "devserver/jsontext.h"
 #include "devserver/schema.h"
+#include "devserver/sessions.h"
 
 #include <QVariant>
-
-#include <sodium.h>
 
 namespace devserver {
 namespace {
 
-// A token holds 256 random bits, so a plain hash is enough to keep it out of the database.
-QString tokenHash(const QByteArray& token) {
-    QByteArray hash(crypto_generichash_BYTES, '\0');
-    crypto_generichash(reinterpret_cast<unsigned char*>(hash.data()), static_cast<size_t>(hash.size()),
-                       reinterpret_cast<const unsigned char*>(token.constData()),
-                       static_cast<unsigned long long>(token.size()), nullptr, 0);
-    return QString::fromLatin1(hash.toHex());
-}
+const QByteArray bearer = QByteArrayLiteral("Bearer ");
 
 } // namespace
+
+QByteArray bearerToken(const QByteArray& authorization) {
+    return authorization.startsWith(bearer) ? authorization.mid(bearer.size()) : QByteArray();
+}
 
 Caller authenticate(Connection& connection, const QByteArray& authorization) {
     if (authorization.isEmpty()) {
         return {developmentUser, false};
     }
-    if (authorization.startsWith("Bearer ")) {
-        QSqlQuery query = connection.run(
-            QStringLiteral("SELECT user_id FROM sessions WHERE token_hash = ? AND revoked_at IS NULL"),
-            {tokenHash(authorization.mid(7))});
-        if (connection.next(query)) {
-            return {query.value(0).toString(), true};
-        }
+    if (const auto user = sessionUser(connection, bearerToken(authorization))) {
+        return {*user, true};
     }
     throw ApiError{401, QStringLiteral("unauthorized"),
                    QStringLiteral("This session is unknown or was revoked.")};

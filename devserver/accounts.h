@@ -14,6 +14,9 @@ struct Caller {
     bool hasSession = false; ///< false: the development user, who needs no token
 };
 
+/// The token in an `Authorization` header; empty when it holds none.
+[[nodiscard]] QByteArray bearerToken(const QByteArray& authorization);
+
 /// Reads the `Authorization` header: empty is the development user, "Bearer TOKEN"
 /// the owner of that session. Throws ApiError 401 for any other text and for a
 /// token that is unknown or revoked.

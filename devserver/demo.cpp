@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/demo.h"
 
+#include "devserver/demoaccounts.h"
 #include "devserver/democatalog.h"
 #include "devserver/entries.h"
 #include "devserver/schema.h"
@@ -14,13 +15,16 @@ namespace devserver {
 namespace {
 
 constexpr quint64 seed = 0x5eed'0f'da7;
+constexpr quint64 detailSeed = seed + 1;
+constexpr int roundingMinutes = 15;
 constexpr int minute = 60;
-const QString demoEmail = QStringLiteral("noa@example.com");
 const QByteArray demoZone = QByteArrayLiteral("Asia/Jerusalem");
 
 /// The standard's distributions differ between libraries; its engine does not.
 class Random {
 public:
+    explicit Random(quint64 start) : m_engine(start) {}
+
     int between(int low, int high) { return low + static_cast<int>(m_engine() % quint64(high - low + 1)); }
     bool chance(int percent) { return between(1, 100) <= percent; }
 
@@ -40,12 +44,13 @@ public:
     }
 
 private:
-    std::mt19937_64 m_engine{seed};
+    std::mt19937_64 m_engine;
 };
 
 struct Project {
     QString id;
     Language language;
+    QStringList tasks; ///< by id
 };
 
 /// One person's way of working in one workspace.
@@ -53,7 +58,8 @@ struct Habit {
     QString workspaceId;
     QString userId;
     QList<Project> projects;
-    int fewest = 0; ///< entries in a day
+    QStringList tags; ///< by id
+    int fewest = 0;   ///< entries in a day
     int most = 0;
     int earliest = 0; ///< minutes after midnight
     int latest = 0;
@@ -69,10 +75,14 @@ private:
     QString addUser(const QString& email, const QString& name);
     QString addWorkspace(const QString& name, const QString& userId);
     void addMember(const QString& workspaceId, const QString& userId);
+    void setRules(const QString& workspaceId, const QString& language, const QString& currency);
     QList<Project> addCatalog(const QString& workspaceId, const QList<DemoClient>& clients);
+    QStringList addTasks(const QString& projectId, Language language);
+    QStringList addTags(const QString& workspaceId, Language language);
     void workDay(const Habit& habit, QDate day);
     void clockChangeNights(const Habit& habit);
     void addEntry(const Habit& habit, const Project& project, qint64 start, qint64 stop);
+    void addDetails(Entry& entry, const Habit& habit, const Project& project);
     void addPeriods();
     void addPeriod(QDate sunday, const QString& status, int version, const QVariant& reason);
     QString description(Language language);
@@ -81,23 +91,30 @@ private:
     Connection& m_connection;
     QDate m_today;
     QTimeZone m_zone;
-    Random m_random;
+    Random m_random{seed};
+    Random m_details{detailSeed}; // what came later leaves the rest of the demo as it was
     QList<Entry> m_entries;
 };
 
 void Demo::write() {
     m_connection.run(QStringLiteral("UPDATE users SET email = ?, display_name = ? WHERE id = ?"),
-                     {demoEmail, QStringLiteral("נועה לוי"), developmentUser});
+                     {demoOwner.email, QStringLiteral("נועה לוי"), developmentUser});
     m_connection.run(QStringLiteral("UPDATE workspaces SET name = ?, created_at = 0 WHERE id = ?"),
                      {QStringLiteral("סטודיו גל"), developmentWorkspace});
-    const QString other = addUser(QStringLiteral("dan@example.com"), QStringLiteral("Dan Adler"));
+    const QString other = addUser(demoColleague.email, QStringLiteral("Dan Adler"));
     addMember(developmentWorkspace, other);
     const QString own = addWorkspace(QStringLiteral("Freelance"), developmentUser);
+    setRules(developmentWorkspace, QStringLiteral("he"), QStringLiteral("ILS"));
+    setRules(own, QStringLiteral("en"), QStringLiteral("EUR"));
+    const QStringList sharedTags = addTags(developmentWorkspace, Language::Hebrew);
+    const QStringList ownTags = addTags(own, Language::English);
     const QList<Project> shared = addCatalog(developmentWorkspace, sharedClients());
 
-    const Habit mainJob{developmentWorkspace, developmentUser, shared, 7, 11, 8 * 60 + 15, 9 * 60 + 20};
-    const Habit colleague{developmentWorkspace, other, shared, 2, 5, 9 * 60, 11 * 60};
-    const Habit sideJob{own, developmentUser, addCatalog(own, ownClients()), 3, 5, 8 * 60, 9 * 60 + 30};
+    const Habit mainJob{developmentWorkspace, developmentUser, shared, sharedTags, 7, 11,
+                        8 * 60 + 15,          9 * 60 + 20};
+    const Habit colleague{developmentWorkspace, other, shared, sharedTags, 2, 5, 9 * 60, 11 * 60};
+    const Habit sideJob{own,    developmentUser, addCatalog(own, ownClients()), ownTags, 3, 5,
+                        8 * 60, 9 * 60 + 30};
     for (QDate day = m_today.addDays(-365); day < m_today; day = day.addDays(1)) {
         const bool weekend = day.dayOfWeek() == Qt::Friday || day.dayOfWeek() == Qt::Saturday;
         if (!weekend && !m_random.chance(5)) {
@@ -136,6 +153,12 @@ void Demo::addMember(const QString& workspaceId, const QString& userId) {
                      {workspaceId, userId});
 }
 
+void Demo::setRules(const QString& workspaceId, const QString& language, const QString& currency) {
+    m_connection.run(
+        QStringLiteral("UPDATE workspaces SET language = ?, currency = ?, rounding_minutes = ? WHERE id = ?"),
+        {language, currency, roundingMinutes, workspaceId});
+}
+
 QList<Project> Demo::addCatalog(const QString& workspaceId, const QList<DemoClient>& clients) {
     QList<Project> open;
     qsizetype color = 0;
@@ -144,19 +167,40 @@ QList<Project> Demo::addCatalog(const QString& workspaceId, const QList<DemoClie
         m_connection.run(QStringLiteral("INSERT INTO clients (id, workspace_id, name) VALUES (?, ?, ?)"),
                          {clientId, workspaceId, client.name});
         for (const QString& name : client.projects) {
-            const Project project{m_random.id(), client.language};
+            Project project{m_random.id(), client.language, {}};
             const bool archived = name == archivedProject();
             m_connection.run(
-                QStringLiteral("INSERT INTO projects (id, workspace_id, client_id, name, color, archived)"
-                               " VALUES (?, ?, ?, ?, ?, ?)"),
-                {project.id, workspaceId, clientId, name, colors()[color++ % colors().size()],
-                 int(archived)});
+                QStringLiteral("INSERT INTO projects (id, workspace_id, client_id, name, color, archived,"
+                               " hourly_rate) VALUES (?, ?, ?, ?, ?, ?, ?)"),
+                {project.id, workspaceId, clientId, name, colors()[color++ % colors().size()], int(archived),
+                 client.hourlyRate ? QVariant(*client.hourlyRate) : QVariant(QMetaType::fromType<int>())});
+            project.tasks = addTasks(project.id, client.language);
             if (!archived) {
                 open += project;
             }
         }
     }
     return open;
+}
+
+QStringList Demo::addTasks(const QString& projectId, Language language) {
+    QStringList ids;
+    for (const QString& name : tasks(language)) {
+        ids += m_details.id();
+        m_connection.run(QStringLiteral("INSERT INTO tasks (id, project_id, name) VALUES (?, ?, ?)"),
+                         {ids.constLast(), projectId, name});
+    }
+    return ids;
+}
+
+QStringList Demo::addTags(const QString& workspaceId, Language language) {
+    QStringList ids;
+    for (const QString& name : tags(language)) {
+        ids += m_details.id();
+        m_connection.run(QStringLiteral("INSERT INTO tags (id, workspace_id, name) VALUES (?, ?, ?)"),
+                         {ids.constLast(), workspaceId, name});
+    }
+    return ids;
 }
 
 void Demo::workDay(const Habit& habit, QDate day) {
@@ -211,7 +255,17 @@ void Demo::addEntry(const Habit& habit, const Project& project, qint64 start, qi
     if (m_random.chance(1)) {
         entry.deletedAt = stop + m_random.between(minute, 90 * minute);
     }
+    addDetails(entry, habit, project);
     m_entries += entry;
+}
+
+void Demo::addDetails(Entry& entry, const Habit& habit, const Project& project) {
+    if (entry.projectId && m_details.chance(85)) {
+        entry.taskId = m_details.pick(project.tasks);
+    }
+    if (m_details.chance(20)) {
+        entry.tagIds = R"([")" + m_details.pick(habit.tags).toLatin1() + R"("])";
+    }
 }
 
 void Demo::addPeriods() {
@@ -255,7 +309,7 @@ bool holdsWork(Connection& connection) {
 
 bool holdsDemo(Connection& connection) {
     QSqlQuery query = connection.run(QStringLiteral("SELECT 1 FROM users WHERE id = ? AND email = ?"),
-                                     {developmentUser, demoEmail});
+                                     {developmentUser, demoOwner.email});
     return connection.next(query);
 }
 

@@ -8,26 +8,32 @@ QList<DemoClient> sharedClients() {
     return {
         {QStringLiteral("בית ספר אלונים"),
          Hebrew,
+         320'00,
          {QStringLiteral("אתר בית הספר"), QStringLiteral("מערכת שעות"), QStringLiteral("הדרכת מורים"),
           QStringLiteral("ניוזלטר חודשי")}},
         {QStringLiteral("Harbor Coffee"),
          English,
+         380'00,
          {QStringLiteral("Loyalty app"), QStringLiteral("Point of sale"), QStringLiteral("Menu website"),
           QStringLiteral("Spring campaign")}},
         {QStringLiteral("מרפאת הדר"),
          Hebrew,
+         350'00,
          {QStringLiteral("זימון תורים"), QStringLiteral("פורטל מטופלים"), QStringLiteral("חיבור לתיק הרפואי"),
           QStringLiteral("נגישות")}},
         {QStringLiteral("Blue Ridge Logistics"),
          English,
+         410'50,
          {QStringLiteral("Fleet dashboard"), QStringLiteral("Driver app"), QStringLiteral("Billing export"),
           archivedProject()}},
         {QStringLiteral("גלריה נווה"),
          Hebrew,
+         290'00,
          {QStringLiteral("קטלוג תערוכות"), QStringLiteral("חנות מקוונת"), QStringLiteral("ארכיון דיגיטלי"),
           QStringLiteral("הזמנת כרטיסים")}},
         {QStringLiteral("הסטודיו"),
          Hebrew,
+         std::nullopt,
          {QStringLiteral("ניהול ומטה"), QStringLiteral("גיוס עובדים"), QStringLiteral("כלי פיתוח"),
           QStringLiteral("למידה ומחקר")}},
     };
@@ -38,9 +44,11 @@ QList<DemoClient> ownClients() {
     return {
         {QStringLiteral("Amber Press"),
          English,
+         85'00,
          {QStringLiteral("Book site"), QStringLiteral("Reader newsletter"), QStringLiteral("Print layout")}},
         {QStringLiteral("עמותת שביל"),
          Hebrew,
+         62'50,
          {QStringLiteral("אתר תרומות"), QStringLiteral("דוח שנתי"), QStringLiteral("מערך מתנדבים")}},
     };
 }
@@ -145,6 +153,19 @@ QStringList subjects(Language language) {
             QStringLiteral("route planning"),    QStringLiteral("the settings screen"),
             QStringLiteral("the photo gallery"), QStringLiteral("the month-end report"),
             QStringLiteral("offline mode"),      QStringLiteral("the receipt printer")};
+}
+
+QStringList tasks(Language language) {
+    return language == Language::Hebrew ? QStringList{QStringLiteral("פיתוח"), QStringLiteral("עיצוב"),
+                                                      QStringLiteral("פגישות"), QStringLiteral("בדיקות")}
+                                        : QStringList{QStringLiteral("Development"), QStringLiteral("Design"),
+                                                      QStringLiteral("Meetings"), QStringLiteral("Testing")};
+}
+
+QStringList tags(Language language) {
+    return language == Language::Hebrew
+               ? QStringList{QStringLiteral("דחוף"), QStringLiteral("אצל הלקוח"), QStringLiteral("מהבית")}
+               : QStringList{QStringLiteral("urgent"), QStringLiteral("on site"), QStringLiteral("remote")};
 }
 
 QStringList colors() {

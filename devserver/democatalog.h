@@ -4,6 +4,8 @@
 #include <QList>
 #include <QStringList>
 
+#include <optional>
+
 namespace devserver {
 
 enum class Language { Hebrew, English };
@@ -12,6 +14,7 @@ enum class Language { Hebrew, English };
 struct DemoClient {
     QString name;
     Language language;
+    std::optional<int> hourlyRate; ///< hundredths of the workspace's currency
     QStringList projects;
 };
 
@@ -32,5 +35,10 @@ struct DemoClient {
 [[nodiscard]] QStringList subjects(Language language);
 
 [[nodiscard]] QStringList colors();
+
+/// The tasks of every project.
+[[nodiscard]] QStringList tasks(Language language);
+
+[[nodiscard]] QStringList tags(Language language);
 
 } // namespace devserver

@@ -11,7 +11,7 @@ namespace {
 
 const QString selectEntries =
     QStringLiteral("SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
-                   " billable, start_at, stop_at, deleted_at, version FROM time_entries");
+                   " billable, start_at, stop_at, deleted_at, version, task_id FROM time_entries");
 
 std::optional<qint64> instantOf(const QVariant& value) {
     return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
@@ -45,6 +45,9 @@ Entry entryOf(const QSqlQuery& row) {
     entry.stopAt = instantOf(row.value(8));
     entry.deletedAt = instantOf(row.value(9));
     entry.version = row.value(10).toLongLong();
+    if (const QVariant task = row.value(11); !task.isNull()) {
+        entry.taskId = task.toString();
+    }
     return entry;
 }
 
@@ -70,26 +73,36 @@ std::optional<Entry> findRunning(Connection& connection, const QString& userId) 
                    QStringLiteral(" WHERE user_id = ? AND stop_at IS NULL AND deleted_at IS NULL"), userId);
 }
 
+QList<Entry> findEntries(Connection& connection, const QString& rest, const QVariantList& values) {
+    QSqlQuery query = connection.run(selectEntries + rest, values);
+    QList<Entry> entries;
+    while (connection.next(query)) {
+        entries += entryOf(query);
+    }
+    return entries;
+}
+
 void insertEntries(Connection& connection, const QList<Entry>& entries) {
     QSqlQuery query = connection.prepare(QStringLiteral(
-        "INSERT INTO time_entries (id, workspace_id, user_id, description, project_id, tag_ids,"
+        "INSERT INTO time_entries (id, workspace_id, user_id, description, project_id, task_id, tag_ids,"
         " billable, start_at, stop_at, deleted_at, version)"
-        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
     for (const Entry& entry : entries) {
-        connection.execute(query,
-                           {entry.id, entry.workspaceId, entry.userId, textOf(entry.description),
-                            orNull(entry.projectId), QString::fromUtf8(entry.tagIds), int(entry.billable),
-                            entry.startAt, orNull(entry.stopAt), orNull(entry.deletedAt), entry.version});
+        connection.execute(query, {entry.id, entry.workspaceId, entry.userId, textOf(entry.description),
+                                   orNull(entry.projectId), orNull(entry.taskId),
+                                   QString::fromUtf8(entry.tagIds), int(entry.billable), entry.startAt,
+                                   orNull(entry.stopAt), orNull(entry.deletedAt), entry.version});
     }
 }
 
 void updateEntry(Connection& connection, const Entry& entry) {
-    connection.run(QStringLiteral("UPDATE time_entries SET description = ?, project_id = ?, tag_ids = ?,"
-                                  " billable = ?, start_at = ?, stop_at = ?, deleted_at = ?, version = ?"
-                                  " WHERE id = ?"),
-                   {textOf(entry.description), orNull(entry.projectId), QString::fromUtf8(entry.tagIds),
-                    int(entry.billable), entry.startAt, orNull(entry.stopAt), orNull(entry.deletedAt),
-                    entry.version, entry.id});
+    connection.run(
+        QStringLiteral("UPDATE time_entries SET description = ?, project_id = ?, task_id = ?,"
+                       " tag_ids = ?, billable = ?, start_at = ?, stop_at = ?, deleted_at = ?, version = ?"
+                       " WHERE id = ?"),
+        {textOf(entry.description), orNull(entry.projectId), orNull(entry.taskId),
+         QString::fromUtf8(entry.tagIds), int(entry.billable), entry.startAt, orNull(entry.stopAt),
+         orNull(entry.deletedAt), entry.version, entry.id});
 }
 
 void appendEntry(QByteArray& out, const Entry& entry) {

@@ -17,7 +17,8 @@ struct Entry {
     QString userId;
     QString description;
     std::optional<QString> projectId;
-    QByteArray tagIds = "[]"; ///< a compact JSON array of strings
+    std::optional<QString> taskId; ///< of the project
+    QByteArray tagIds = "[]";      ///< a compact JSON array of strings
     bool billable = false;
     qint64 startAt = 0;
     std::optional<qint64> stopAt;
@@ -32,6 +33,10 @@ struct Entry {
 
 /// The user's running timer, in whatever workspace.
 [[nodiscard]] std::optional<Entry> findRunning(Connection& connection, const QString& userId);
+
+/// The entries that `rest` selects, from its WHERE on.
+[[nodiscard]] QList<Entry> findEntries(Connection& connection, const QString& rest,
+                                       const QVariantList& values);
 
 void insertEntries(Connection& connection, const QList<Entry>& entries);
 void updateEntry(Connection& connection, const Entry& entry);

@@ -38,7 +38,10 @@ bool isBookable(Connection& connection, const QString& workspaceId, const QStrin
 
 Entry changed(Entry entry, const Change& change) {
     entry.description = change.description.value_or(entry.description);
-    entry.projectId = change.projectId.value_or(entry.projectId);
+    if (change.projectId && *change.projectId != entry.projectId) {
+        entry.projectId = *change.projectId;
+        entry.taskId = std::nullopt; // a task is its project's
+    }
     entry.tagIds = change.tagIds.value_or(entry.tagIds);
     entry.billable = change.billable.value_or(entry.billable);
     entry.startAt = change.startAt.value_or(entry.startAt);

@@ -83,4 +83,8 @@ bool isId(QStringView id) {
     return true;
 }
 
+bool isStorableText(QStringView text) {
+    return !text.contains(QChar(0)) && text.isValidUtf16();
+}
+
 } // namespace devserver

@@ -47,10 +47,6 @@ bool holds(const std::array<const char*, N>& names, const QString& name) {
                        [&name](const char* known) { return known && name == QLatin1StringView(known); });
 }
 
-bool isStorableText(const QString& text) {
-    return !text.contains(QChar(0)) && text.isValidUtf16();
-}
-
 QString mustBe(const QString& field, const QString& what) {
     return QStringLiteral("The field %1 must be %2.").arg(field, what);
 }

@@ -2,8 +2,10 @@
 #include "devserver/program.h"
 
 #include "devserver/demo.h"
+#include "devserver/demoaccounts.h"
 #include "devserver/schema.h"
 #include "devserver/server.h"
+#include "devserver/sessions.h"
 
 #include <sodium.h>
 #include <unistd.h>
@@ -17,14 +19,26 @@
 namespace devserver {
 namespace {
 
+void prepareDemo(Connection& connection) {
+    if (!addDemo(connection, currentDemoDay())) {
+        std::cerr << "The database holds other work already; no demo data was added." << std::endl;
+        return;
+    }
+    giveDemoPasswords(connection);
+    std::cout << demoAccountLines().constData() << std::flush;
+}
+
 void prepareDatabase(const Options& options) {
     try {
         Connection connection(options.database);
         migrate(connection);
-        if (options.demo && !addDemo(connection, currentDemoDay())) {
-            std::cerr << "The database holds other work already; no demo data was added." << std::endl;
+        if (options.demo) {
+            prepareDemo(connection);
         }
-    } catch (const DatabaseError& error) {
+        if (options.revokeSessions) {
+            std::cout << "Sessions ended: " << endAllSessions(connection) << std::endl;
+        }
+    } catch (const std::runtime_error& error) {
         throw StartError("Cannot use the database " + options.database.name.toStdString() + ": " +
                          error.what() + '.');
     }
@@ -83,12 +97,13 @@ int serve(const Options& options) {
         return 1;
     }
     try {
-        Server server(options.listen, options.database);
+        Server server(options.listen, options.database, options.tls);
         SignalWaiter signals(server);
         prepareDatabase(options);
         const ListenAddress address = server.bind();
         signals.serving();
-        std::cout << "Listening on http://" << address.text().toStdString() << std::endl;
+        std::cout << "Listening on " << (options.tls ? "https://" : "http://") << address.text().toStdString()
+                  << std::endl;
         if (server.run()) {
             return 0;
         }

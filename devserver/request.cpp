@@ -2,6 +2,7 @@
 #include "devserver/request.h"
 
 #include "devserver/apierror.h"
+#include "devserver/wipe.h"
 
 #include <QJsonDocument>
 
@@ -37,6 +38,10 @@ QJsonObject Request::json() const {
                        QStringLiteral("The request is not a valid JSON object.")};
     }
     return document.object();
+}
+
+void Request::wipeBody() {
+    wipe(m_body);
 }
 
 } // namespace devserver

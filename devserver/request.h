@@ -33,6 +33,8 @@ public:
     [[nodiscard]] const QByteArray& body() const { return m_body; }
     /// The body as an object; throws ApiError 400 when it is anything else.
     [[nodiscard]] QJsonObject json() const;
+    /// For a body that holds a secret: overwrites it, once it is read.
+    void wipeBody();
 
     [[nodiscard]] Connection& connection() const { return m_connection; }
     /// Nobody where the handler has to find out by itself (`Work::Own`).

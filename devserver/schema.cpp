@@ -100,6 +100,30 @@ QStringList reportSnapshots() {
     };
 }
 
+// What was read from a CSV and waits to be written, record by record, with the
+// answers to the steps so far. imported_records outlives it: what was imported
+// once is never imported again, whatever became of the entry.
+QStringList imports() {
+    return {
+        QStringLiteral("CREATE TABLE imports (id ID PRIMARY KEY, workspace_id ID NOT NULL"
+                       " REFERENCES workspaces(id), user_id ID NOT NULL REFERENCES users(id),"
+                       " source_namespace TEXT NOT NULL, checksum TEXT NOT NULL, total INTEGER NOT NULL,"
+                       " invalid INTEGER NOT NULL, written INTEGER NOT NULL, checkpoint INTEGER NOT NULL"
+                       " CHECK (checkpoint BETWEEN 0 AND total), created_at BIGINT NOT NULL)"),
+        QStringLiteral("CREATE INDEX imports_of ON imports (user_id, created_at)"),
+        QStringLiteral("CREATE TABLE import_records (import_id ID NOT NULL REFERENCES imports(id),"
+                       " position INTEGER NOT NULL, file_row INTEGER NOT NULL, content TEXT NOT NULL,"
+                       " PRIMARY KEY (import_id, position))"),
+        QStringLiteral("CREATE TABLE import_replies (import_id ID NOT NULL REFERENCES imports(id),"
+                       " idempotency_key TEXT NOT NULL, reply TEXT NOT NULL,"
+                       " PRIMARY KEY (import_id, idempotency_key))"),
+        QStringLiteral("CREATE TABLE imported_records (user_id ID NOT NULL REFERENCES users(id),"
+                       " workspace_id ID NOT NULL REFERENCES workspaces(id), source_namespace TEXT NOT NULL,"
+                       " fingerprint TEXT NOT NULL,"
+                       " PRIMARY KEY (user_id, workspace_id, source_namespace, fingerprint))"),
+    };
+}
+
 QString dialect(const Connection& connection, QString statement) {
     return statement.replace(QStringLiteral(" ID"), connection.isSqlite()
                                                         ? QStringLiteral(" TEXT")
@@ -121,7 +145,7 @@ void migrate(Connection& connection) {
     }
     // Append only: a migration that has ever run somewhere is never edited.
     const QList<QStringList> migrations{firstTables(), developmentAccount(), passwords(), reportRules(),
-                                        reportSnapshots()};
+                                        reportSnapshots(), imports()};
     if (version > migrations.size()) {
         throw DatabaseError("it was made by a newer version of this program");
     }

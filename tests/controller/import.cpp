@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/controller/messages.h"
 #include "tests/controller/migrant.h"
 #include "tests/support/client.h"
 
@@ -6,36 +7,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include <algorithm>
-#include <iterator>
-
 using namespace Qt::StringLiterals;
-
-namespace {
-
-/// Every status that was shown, without repetitions.
-class Messages : public QObject {
-public:
-    explicit Messages(const Controller& controller) {
-        connect(&controller, &Controller::changed, this, [this, &controller] {
-            if (m_texts.isEmpty() || m_texts.last() != controller.message()) {
-                m_texts.append(controller.message());
-            }
-        });
-    }
-
-    [[nodiscard]] QStringList startingWith(const QString& prefix) const {
-        QStringList found;
-        std::copy_if(m_texts.begin(), m_texts.end(), std::back_inserter(found),
-                     [&](const QString& text) { return text.startsWith(prefix); });
-        return found;
-    }
-
-private:
-    QStringList m_texts;
-};
-
-} // namespace
 
 class ImportTest : public QObject {
     Q_OBJECT

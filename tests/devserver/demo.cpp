@@ -62,6 +62,7 @@ private Q_SLOTS:
     void itIsAYearOfBelievableWork();
     void workDaysAreNotDoubleBooked();
     void nightsOfClockChangesHaveWork();
+    void reportsHaveSomethingToAddUp();
     void theProgramFillsItsDatabaseOnRequest();
 };
 
@@ -200,6 +201,29 @@ void TestDevserverDemo::nightsOfClockChangesHaveWork() {
                 .toInt(),
             1);
     }
+}
+
+void TestDevserverDemo::reportsHaveSomethingToAddUp() {
+    const TestDatabase database;
+    QVERIFY(fill(database.address(), QDate(2026, 8, 15)));
+    const auto number = [&database](const QString& sql) { return database.value(sql).toInt(); };
+    for (const QString& workspace : {u"name = 'סטודיו גל' AND language = 'he' AND currency = 'ILS'"_s,
+                                     u"name = 'Freelance' AND language = 'en' AND currency = 'EUR'"_s}) {
+        QCOMPARE(number(u"SELECT COUNT(*) FROM workspaces WHERE rounding_minutes = 15 AND "_s + workspace),
+                 1);
+    }
+    QCOMPARE(number(u"SELECT COUNT(*) FROM projects WHERE hourly_rate > 0"_s), 26);
+    QCOMPARE(number(u"SELECT COUNT(DISTINCT client_id) FROM projects WHERE hourly_rate IS NULL"_s), 1);
+    QCOMPARE(number(u"SELECT COUNT(*) FROM tasks"_s), 30 * 4);
+    const int entries = number(u"SELECT COUNT(*) FROM time_entries"_s);
+    QVERIFY(number(u"SELECT COUNT(*) FROM time_entries WHERE task_id IS NOT NULL"_s) > entries * 7 / 10);
+    QVERIFY(number(u"SELECT COUNT(*) FROM time_entries WHERE tag_ids <> '[]'"_s) > entries / 10);
+    QCOMPARE(number(u"SELECT COUNT(*) FROM time_entries e JOIN tasks t ON t.id = e.task_id"
+                    " WHERE e.project_id IS NULL OR e.project_id <> t.project_id"_s),
+             0);
+    QCOMPARE(number(u"SELECT COUNT(*) FROM time_entries e JOIN tags t ON e.tag_ids LIKE '%' || t.id || '%'"
+                    " WHERE e.workspace_id <> t.workspace_id"_s),
+             0);
 }
 
 void TestDevserverDemo::theProgramFillsItsDatabaseOnRequest() {

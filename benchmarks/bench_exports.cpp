@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+//
+// What the export of a detailed report of 100,000 rows costs: the real server
+// over HTTP, beside bare SQL that reads the same rows from the same file.
+// "peak_mb" is the server's highest memory meanwhile, its floor that of
+// the server that has made the report and does nothing.
+#include "benchmarks/reportserver.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QVariant>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+namespace {
+
+constexpr int entryCount = 100'000;
+constexpr char peak[] = "peak_mb";
+
+/// The server with one report.
+struct Desk {
+    Desk() : server(entryCount) {
+        const std::string reply = server.report(QStringLiteral("detailed"), QStringLiteral("project"));
+        snapshot = QJsonDocument::fromJson(QByteArray::fromStdString(reply))
+                       .object()
+                       .value(u"snapshot_id")
+                       .toString();
+        path = server.workspacePath() + "/report-snapshots/" + snapshot.toStdString() + "/export?format=";
+        server.resetPeak();
+        idle = server.peakMemory();
+    }
+
+    ReportServer server;
+    QString snapshot;
+    std::string path;
+    double idle = 0;
+};
+
+const Desk& desk() {
+    static const Desk only;
+    return only;
+}
+
+void exportReport(benchmark::State& run, const std::string& format) {
+    for (auto _ : run) {
+        desk().server.resetPeak();
+        QElapsedTimer timer;
+        timer.start();
+        const std::string file = desk().server.get(desk().path + format);
+        run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
+        run.counters[peak] = desk().server.peakMemory();
+        run.counters["file_mb"] = static_cast<double>(file.size()) / 1024 / 1024;
+    }
+}
+
+void readBare(benchmark::State& run) {
+    QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("bare"));
+    database.setDatabaseName(desk().server.databaseFile());
+    if (!database.open()) {
+        throw std::runtime_error("the server's file cannot be read");
+    }
+    for (auto _ : run) {
+        QElapsedTimer timer;
+        timer.start();
+        QSqlQuery query(database);
+        query.setForwardOnly(true);
+        query.prepare(
+            QStringLiteral("SELECT content FROM report_rows WHERE snapshot_id = ? ORDER BY position"));
+        query.addBindValue(desk().snapshot);
+        query.exec();
+        int rows = 0;
+        for (; query.next(); ++rows) {
+            benchmark::DoNotOptimize(query.value(0));
+        }
+        run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
+        if (rows != entryCount) {
+            throw std::runtime_error("the rows are not those of the report");
+        }
+    }
+    run.counters[peak] = desk().idle;
+}
+
+template <typename Work>
+void add(const std::string& name, Work work) {
+    benchmark::RegisterBenchmark(name.c_str(), work)
+        ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMicrosecond);
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const QCoreApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    for (const std::string format : {"csv", "xlsx", "json", "html"}) {
+        const std::string name = format + " export, 100000 entries";
+        add(name, [format](benchmark::State& run) { exportReport(run, format); });
+        add(name + "/floor", readBare);
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return EXIT_SUCCESS;
+}

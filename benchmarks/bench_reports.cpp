@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+//
+// What a report over 100,000 entries costs: the real server over HTTP, beside
+// bare SQL that reads the same rows from the same file. "peak_mb" is the
+// server's highest memory meanwhile, its floor that of a server
+// which has done nothing yet.
+#include "benchmarks/reportserver.h"
+
+#include "devserver/schema.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QVariant>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+constexpr int entryCount = 100'000;
+constexpr char peak[] = "peak_mb";
+
+const ReportServer& server() {
+    static const ReportServer only(entryCount);
+    return only;
+}
+
+void report(benchmark::State& run, const char* kind, const char* group) {
+    for (auto _ : run) {
+        server().resetPeak();
+        QElapsedTimer timer;
+        timer.start();
+        const std::string reply = server().report(QString::fromLatin1(kind), QString::fromLatin1(group));
+        run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
+        if (reply.find("\"entry_count\":100000}") == std::string::npos) {
+            throw std::runtime_error("the report is not one of all entries");
+        }
+        run.counters[peak] = server().peakMemory();
+        server().forgetReports();
+    }
+}
+
+void readBare(benchmark::State& run) {
+    QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("bare"));
+    database.setDatabaseName(server().databaseFile());
+    if (!database.open()) {
+        throw std::runtime_error("the server's file cannot be read");
+    }
+    for (auto _ : run) {
+        QElapsedTimer timer;
+        timer.start();
+        QSqlQuery query(database);
+        query.setForwardOnly(true);
+        query.prepare(QStringLiteral("SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
+                                     " billable, start_at, stop_at, deleted_at, version, task_id"
+                                     " FROM time_entries WHERE workspace_id = ? AND stop_at IS NOT NULL"
+                                     " AND deleted_at IS NULL ORDER BY start_at DESC, id DESC"));
+        query.addBindValue(devserver::developmentWorkspace);
+        query.exec();
+        int rows = 0;
+        for (; query.next(); ++rows) {
+            for (int column = 0; column < 12; ++column) {
+                benchmark::DoNotOptimize(query.value(column));
+            }
+        }
+        run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
+        if (rows != entryCount) {
+            throw std::runtime_error("the rows are not those of the report");
+        }
+    }
+    run.counters[peak] = server().idleMemory();
+}
+
+template <typename Work>
+void add(const std::string& name, Work work) {
+    benchmark::RegisterBenchmark(name.c_str(), work)
+        ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMicrosecond);
+}
+
+void addReport(const std::string& name, const char* kind, const char* group) {
+    add(name, [kind, group](benchmark::State& run) { report(run, kind, group); });
+    add(name + "/floor", readBare);
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const QCoreApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    addReport("summary report, 100000 entries", "summary", "project");
+    addReport("detailed report, 100000 entries", "detailed", "project");
+    addReport("weekly report, 100000 entries", "weekly", "task");
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: MIT
+#include "benchmarks/reportserver.h"
+
+#include "devserver/entries.h"
+#include "devserver/schema.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+#include <QTimeZone>
+#include <QUuid>
+
+#include <httplib.h>
+
+#include <stdexcept>
+
+using devserver::Connection;
+using devserver::Transaction;
+
+const QString ReportServer::from = QStringLiteral("2023-01-01");
+const QString ReportServer::to = QStringLiteral("2026-12-31");
+const QString ReportServer::zone = QStringLiteral("Asia/Jerusalem");
+
+namespace {
+
+constexpr int people = 8;
+constexpr int projectCount = 40;
+constexpr int tasksEach = 4;
+
+struct Project {
+    QString id;
+    QStringList tasks;
+};
+
+QString newId() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
+QStringList addPeople(Connection& connection) {
+    QStringList ids{devserver::developmentUser};
+    while (ids.size() < people) {
+        const QString id = newId();
+        connection.run(
+            QStringLiteral("INSERT INTO users (id, email, display_name, timezone)"
+                           " VALUES (?, ?, ?, 'UTC')"),
+            {id, id + QStringLiteral("@example.org"), QStringLiteral("Person %1").arg(ids.size())});
+        connection.run(QStringLiteral("INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"),
+                       {devserver::developmentWorkspace, id});
+        ids += id;
+    }
+    return ids;
+}
+
+QList<Project> addProjects(Connection& connection) {
+    QList<Project> projects;
+    while (projects.size() < projectCount) {
+        Project project{newId(), {}};
+        connection.run(
+            QStringLiteral("INSERT INTO projects (id, workspace_id, name, color, archived,"
+                           " hourly_rate) VALUES (?, ?, ?, '#2e86ab', 0, 25000)"),
+            {project.id, devserver::developmentWorkspace, QStringLiteral("פרויקט %1").arg(projects.size())});
+        while (project.tasks.size() < tasksEach) {
+            project.tasks += newId();
+            connection.run(
+                QStringLiteral("INSERT INTO tasks (id, project_id, name) VALUES (?, ?, ?)"),
+                {project.tasks.constLast(), project.id, QStringLiteral("Task %1").arg(project.tasks.size())});
+        }
+        projects += project;
+    }
+    return projects;
+}
+
+std::string bodyOf(const httplib::Result& result) {
+    if (!result || result->status != 200) {
+        throw std::runtime_error("the server does not answer as it should");
+    }
+    return result->body;
+}
+
+} // namespace
+
+ReportServer::ReportServer(int entries) {
+    fill(entries);
+    start();
+}
+
+ReportServer::~ReportServer() {
+    m_process.kill();
+    m_process.waitForFinished();
+}
+
+QString ReportServer::databaseFile() const {
+    return m_folder.filePath(QStringLiteral("server.sqlite"));
+}
+
+void ReportServer::fill(int count) const {
+    devserver::DatabaseAddress address;
+    address.name = databaseFile();
+    Connection connection(address);
+    devserver::migrate(connection);
+    Transaction transaction(connection, Transaction::Kind::Write);
+    connection.run(QStringLiteral("UPDATE workspaces SET rounding_minutes = 15"));
+    const QStringList users = addPeople(connection);
+    const QList<Project> projects = addProjects(connection);
+
+    QRandomGenerator random(2026);
+    const QTimeZone local(zone.toLatin1());
+    const qint64 first = QDate::fromString(from, Qt::ISODate).startOfDay(local).toSecsSinceEpoch();
+    const qint64 end = QDate::fromString(to, Qt::ISODate).startOfDay(local).toSecsSinceEpoch();
+    QList<devserver::Entry> entries;
+    for (int i = 0; i < count; ++i) {
+        const Project& project = projects[random.bounded(projectCount)];
+        devserver::Entry entry;
+        entry.id = newId();
+        entry.workspaceId = devserver::developmentWorkspace;
+        entry.userId = users[i % people];
+        entry.description = QStringLiteral("פגישת תכנון, review of change %1").arg(i);
+        entry.projectId = project.id;
+        entry.taskId = project.tasks[random.bounded(tasksEach)];
+        entry.billable = i % 3 != 0;
+        entry.startAt = first + (end - first) * i / count;
+        entry.stopAt = entry.startAt + 600 + random.bounded(6000);
+        entry.version = 2;
+        entries += entry;
+    }
+    devserver::insertEntries(connection, entries);
+    transaction.commit();
+}
+
+void ReportServer::start() {
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_process.start(QStringLiteral(DEVSERVER_PROGRAM),
+                    {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"), QStringLiteral("--database"),
+                     QStringLiteral("sqlite:") + databaseFile()});
+    static const QRegularExpression listening(QStringLiteral("Listening on http://127\\.0\\.0\\.1:([0-9]+)"));
+    int port = 0;
+    while (port == 0 && (m_process.canReadLine() || m_process.waitForReadyRead())) {
+        port = listening.match(QString::fromUtf8(m_process.readLine())).captured(1).toInt();
+    }
+    if (port == 0) {
+        throw std::runtime_error("the development server does not start");
+    }
+    m_client = std::make_unique<httplib::Client>("127.0.0.1", port);
+    m_client->set_keep_alive(true);
+    m_client->set_tcp_nodelay(true);
+    m_client->set_read_timeout(std::chrono::minutes(5));
+    if (get("/v1/me").empty()) {
+        throw std::runtime_error("the development server does not answer");
+    }
+    m_idle = peakMemory();
+}
+
+std::string ReportServer::workspacePath() const {
+    return "/v1/workspaces/" + devserver::developmentWorkspace.toStdString();
+}
+
+std::string ReportServer::get(const std::string& path) const {
+    return bodyOf(m_client->Get(path));
+}
+
+std::string ReportServer::post(const std::string& path, const QJsonObject& body) const {
+    return bodyOf(m_client->Post(path, QJsonDocument(body).toJson().toStdString(), "application/json"));
+}
+
+std::string ReportServer::report(const QString& kind, const QString& group) const {
+    return post(workspacePath() + "/reports/" + kind.toStdString() + "/query",
+                {{QStringLiteral("from_date"), from},
+                 {QStringLiteral("to_date"), to},
+                 {QStringLiteral("timezone"), zone},
+                 {QStringLiteral("group_by"), QJsonArray{group}},
+                 {QStringLiteral("limit"), 500}});
+}
+
+void ReportServer::forgetReports() const {
+    devserver::DatabaseAddress address;
+    address.name = databaseFile();
+    Connection connection(address);
+    connection.run(QStringLiteral("DELETE FROM report_rows"));
+    connection.run(QStringLiteral("DELETE FROM report_snapshots"));
+}
+
+void ReportServer::resetPeak() const {
+    QFile file(QStringLiteral("/proc/%1/clear_refs").arg(m_process.processId()));
+    if (!file.open(QIODevice::WriteOnly) || file.write("5") != 1) {
+        throw std::runtime_error("the count of the highest memory cannot be reset");
+    }
+}
+
+double ReportServer::peakMemory() const {
+    QFile file(QStringLiteral("/proc/%1/status").arg(m_process.processId()));
+    static const QRegularExpression highest(QStringLiteral("VmHWM:\\s+([0-9]+) kB"));
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw std::runtime_error("the server has ended");
+    }
+    return highest.match(QString::fromLatin1(file.readAll())).captured(1).toDouble() / 1024;
+}

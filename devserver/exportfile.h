@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QTemporaryFile>
+
+#include <memory>
+#include <string>
+
+namespace devserver {
+
+/// Where an export is written before the first byte of it is sent, so that one
+/// that fails in the middle is answered with an error and not cut off. It lies
+/// in TMPDIR, where it has no name and ends with its last user.
+/// Every failure throws std::runtime_error.
+class ExportFile {
+public:
+    ExportFile();
+
+    void write(const QByteArray& bytes);
+
+    /// A path under which a library can write the file by itself.
+    [[nodiscard]] std::string path() const;
+
+    /// The complete file.
+    [[nodiscard]] std::shared_ptr<QIODevice> finish();
+
+private:
+    std::shared_ptr<QTemporaryFile> m_file;
+};
+
+} // namespace devserver

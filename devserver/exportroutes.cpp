@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/exportroutes.h"
+
+#include "devserver/apierror.h"
+#include "devserver/reportformat.h"
+#include "devserver/router.h"
+
+namespace devserver {
+namespace {
+
+void requireFitting(SnapshotReader& report, const ReportFormat& format) {
+    if (format.largest > 0 && report.rowCount() > format.largest) {
+        throw ApiError{422, QStringLiteral("too_many_rows"),
+                       QStringLiteral("This report has more rows than a spreadsheet can hold (1,048,576);"
+                                      " export it as CSV, or report on a shorter time.")};
+    }
+}
+
+Answer exportReport(Request& request) {
+    SnapshotReader report(request.connection(), request.caller(), request.part(1), request.part(2));
+    const ReportFormat& format = reportFormat(request.parameter("format"));
+    requireFitting(report, format);
+    ExportFile file;
+    format.write(report, file);
+    Answer answer;
+    answer.type = format.type;
+    answer.file = file.finish();
+    answer.headers = {
+        {"Content-Disposition", "attachment; filename=\"timer-report." + format.name.toLatin1() + '"'},
+        {"X-Content-Type-Options", "nosniff"},
+        {"Cache-Control", "no-store"},
+    };
+    return answer;
+}
+
+} // namespace
+
+void addExportRoutes(Router& router) {
+    router.get("/v1/workspaces/([^/]+)/report-snapshots/([^/]+)/export", Work::Read, exportReport);
+}
+
+} // namespace devserver

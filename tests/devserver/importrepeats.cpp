@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: MIT
+#include "tests/devserver/importfixture.h"
+
+#include <QTest>
+#include <QVariant>
+
+#include <array>
+#include <atomic>
+#include <barrier>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+/// Each record is written once, whatever is sent again, at once, or lost.
+class TestDevserverImportRepeats : public ImportFixture {
+    Q_OBJECT
+
+    void restart();
+
+private Q_SLOTS:
+    void theSameKeyHearsTheSameAnswer();
+    void aCompletedImportWritesNothing();
+    void theSameFileWritesNothingNew_data();
+    void theSameFileWritesNothingNew();
+    void aLongerFileWritesWhatIsNew();
+    void whatWasChangedOrDeletedSinceIsNotWrittenAgain();
+    void duplicatesAreSkippedInClosedPeriods();
+    void anotherNamespaceUserOrWorkspaceIsAnotherSource();
+    void importsStagedSideBySideWriteOnce();
+    void twoClientsWithTheSameKeyMakeOneStep();
+    void twoClientsWithTheirOwnKeysTakeTurns();
+    void aServerKilledBetweenStepsGoesOn();
+    void aServerKilledInTheMiddleOfStepsGoesOn();
+};
+
+void TestDevserverImportRepeats::restart() {
+    QVERIFY(m_server.start(m_database));
+    m_client = std::make_unique<TestClient>(m_server.port());
+    m_other = std::make_unique<TestClient>(m_server.port(), m_world.otherToken);
+}
+
+void TestDevserverImportRepeats::theSameKeyHearsTheSameAnswer() {
+    const Reply staged = preview(records(60));
+    const Reply first = applyAs(*m_client, staged, 25, u"one"_s);
+    QCOMPARE(progressOf(first), u"importing 25/60"_s);
+    QCOMPARE(applyAs(*m_client, staged, 25, u"one"_s).text, first.text);
+    QCOMPARE(count(u"time_entries"_s), 25);
+    QCOMPARE(progressOf(applyAs(*m_client, staged, 25, u"two"_s)), u"importing 50/60"_s);
+    QCOMPARE(applyAs(*m_client, staged, 25, u"one"_s).text, first.text);
+    const Reply last = applyAs(*m_client, staged, 25, u"three"_s);
+    QCOMPARE(progressOf(last), u"completed 60/60"_s);
+    QCOMPARE(applyAs(*m_client, staged, 25, u"three"_s).text, last.text);
+    QCOMPARE(applyAs(*m_client, staged, 25, u"one"_s).text, first.text);
+    QCOMPARE(count(u"time_entries"_s), 60);
+}
+
+void TestDevserverImportRepeats::aCompletedImportWritesNothing() {
+    const Reply last = applyAll(preview(records(3)));
+    QCOMPARE(progressOf(last), u"completed 3/3"_s);
+    const Reply again = apply(last);
+    QCOMPARE(again.status, 200);
+    QCOMPARE(again.body, last.body);
+    QCOMPARE(again.body.value(u"has_more"), false);
+    QCOMPARE(count(u"time_entries"_s), 3);
+}
+
+void TestDevserverImportRepeats::theSameFileWritesNothingNew_data() {
+    QTest::addColumn<QString>("again");
+    const QString content = records(60);
+    QTest::newRow("byte by byte") << content;
+    QTest::newRow("with semicolons and other line ends")
+        << QString(content).replace(u',', u';').replace(u'\n', u"\r\n"_s);
+    QTest::newRow("with another column") << QString(content).replace(u'\n', u",extra\n"_s) + u",extra"_s;
+}
+
+void TestDevserverImportRepeats::theSameFileWritesNothingNew() {
+    QFETCH(const QString, again);
+    QCOMPARE(progressOf(applyAll(preview(records(60)))), u"completed 60/60"_s);
+    const Reply staged = preview(again);
+    QCOMPARE(numbersOf(staged), u"60 0 0 60"_s);
+    const Reply first = apply(staged);
+    QCOMPARE(progressOf(first), u"importing 25/60"_s);
+    const Reply last = applyAll(first, 25);
+    QCOMPARE(progressOf(last), u"completed 60/60"_s);
+    QCOMPARE(last.body.value(u"written"), 0);
+    QCOMPARE(last.body.value(u"skipped"), 60);
+    QCOMPARE(count(u"time_entries"_s), 60);
+}
+
+void TestDevserverImportRepeats::aLongerFileWritesWhatIsNew() {
+    QCOMPARE(progressOf(applyAll(preview(records(10)))), u"completed 10/10"_s);
+    const Reply staged = preview(records(15));
+    QCOMPARE(numbersOf(staged), u"15 5 0 10"_s);
+    QCOMPARE(sampleOf(staged).value(u"description"), u"work 10"_s);
+    QCOMPARE(applyAll(staged).body.value(u"written"), 5);
+    QCOMPARE(descriptions().size(), 15);
+}
+
+void TestDevserverImportRepeats::whatWasChangedOrDeletedSinceIsNotWrittenAgain() {
+    QCOMPARE(progressOf(applyAll(preview(records(2)))), u"completed 2/2"_s);
+    m_database.run(u"UPDATE time_entries SET description = 'mine' WHERE description = 'work 0'"_s);
+    m_database.run(u"UPDATE time_entries SET deleted_at = 5 WHERE description = 'work 1'"_s);
+    QCOMPARE(applyAll(preview(records(2))).body.value(u"written"), 0);
+    QCOMPARE(descriptions(), (QStringList{u"mine"_s, u"work 1"_s}));
+}
+
+void TestDevserverImportRepeats::duplicatesAreSkippedInClosedPeriods() {
+    QCOMPARE(progressOf(applyAll(preview(records(3)))), u"completed 3/3"_s);
+    addPeriod(u"approved"_s, u"2025-06-01T00:00:00Z"_s, u"2025-06-08T00:00:00Z"_s);
+    const Reply staged = preview(records(3));
+    QCOMPARE(numbersOf(staged), u"3 0 0 3"_s);
+    QCOMPARE(progressOf(applyAll(staged)), u"completed 3/3"_s);
+    QCOMPARE(count(u"time_entries"_s), 3);
+}
+
+void TestDevserverImportRepeats::anotherNamespaceUserOrWorkspaceIsAnotherSource() {
+    QJsonObject body = bodyOf(records(2));
+    QCOMPARE(progressOf(applyAll(preview(records(2)))), u"completed 2/2"_s);
+    const Reply others = m_other->postTo(previewOf(m_world.workspace), body);
+    QCOMPARE(numbersOf(others), u"2 2 0 0"_s);
+    QCOMPARE(progressOf(applyAs(*m_other, others, 25, u"k"_s)), u"completed 2/2"_s);
+    QCOMPARE(count(u"time_entries WHERE user_id = '%1'"_s.arg(m_world.other)), 2);
+    QCOMPARE(numbersOf(m_client->postTo(previewOf(m_world.secondWorkspace), body)), u"2 2 0 0"_s);
+    body[u"source_namespace"] = u" old-tracker "_s;
+    QCOMPARE(numbersOf(m_client->postTo(previewOf(m_world.workspace), body)), u"2 0 0 2"_s);
+    body[u"source_namespace"] = u"Old-tracker"_s;
+    QCOMPARE(numbersOf(m_client->postTo(previewOf(m_world.workspace), body)), u"2 2 0 0"_s);
+}
+
+void TestDevserverImportRepeats::importsStagedSideBySideWriteOnce() {
+    const Reply left = preview(records(40));
+    const Reply right = preview(records(60));
+    QCOMPARE(numbersOf(right), u"60 60 0 0"_s);
+    QCOMPARE(progressOf(apply(left)), u"importing 25/40"_s);
+    const Reply middle = apply(right, 30);
+    QCOMPARE(middle.body.value(u"written"), 5);
+    QCOMPARE(middle.body.value(u"skipped"), 25);
+    QCOMPARE(applyAll(left).body.value(u"skipped"), 5);
+    QCOMPARE(applyAll(right).body.value(u"written"), 25);
+    QStringList once = descriptions();
+    once.removeDuplicates();
+    QCOMPARE(once.size(), 60);
+    QCOMPARE(count(u"time_entries"_s), 60);
+}
+
+void TestDevserverImportRepeats::twoClientsWithTheSameKeyMakeOneStep() {
+    const Reply staged = preview(records(200));
+    for (int round = 1; round <= 8; ++round) {
+        std::array<Reply, 2> replies;
+        std::array<std::thread, 2> threads;
+        std::barrier together(2);
+        const QString key = World::newId();
+        for (size_t i = 0; i < 2; ++i) {
+            threads[i] = std::thread([&, i] {
+                TestClient client(m_server.port());
+                const bool connected = client.get("/v1/me").status == 200;
+                together.arrive_and_wait();
+                if (connected) {
+                    replies[i] = applyAs(client, staged, 25, key);
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        QCOMPARE(replies[0].body.value(u"checkpoint"), 25 * round);
+        QCOMPARE(replies[1].text, replies[0].text);
+    }
+    QCOMPARE(count(u"time_entries"_s), 200);
+}
+
+void TestDevserverImportRepeats::twoClientsWithTheirOwnKeysTakeTurns() {
+    const Reply staged = preview(records(1000));
+    std::array<std::thread, 4> threads;
+    std::atomic<int> failures = 0;
+    for (std::thread& thread : threads) {
+        thread = std::thread([&] {
+            TestClient client(m_server.port());
+            for (Reply reply = staged; reply.body.value(u"has_more").toBool();) {
+                reply = applyAs(client, staged, 25, World::newId());
+                failures += reply.status == 200 ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    QCOMPARE(failures.load(), 0);
+    QCOMPARE(progressOf(apply(staged)), u"completed 1000/1000"_s);
+    QStringList once = descriptions();
+    QCOMPARE(once.size(), 1000);
+    QCOMPARE(once.removeDuplicates(), 0);
+}
+
+void TestDevserverImportRepeats::aServerKilledBetweenStepsGoesOn() {
+    const Reply staged = preview(records(60));
+    const Reply first = applyAs(*m_client, staged, 25, u"one"_s);
+    QCOMPARE(progressOf(first), u"importing 25/60"_s);
+    QVERIFY(m_server.kill());
+    restart();
+    QCOMPARE(applyAs(*m_client, staged, 25, u"one"_s).text, first.text);
+    QCOMPARE(count(u"time_entries"_s), 25);
+    QCOMPARE(progressOf(applyAs(*m_client, staged, 25, u"two"_s)), u"importing 50/60"_s);
+    QCOMPARE(progressOf(applyAll(staged)), u"completed 60/60"_s);
+    QCOMPARE(count(u"time_entries"_s), 60);
+}
+
+void TestDevserverImportRepeats::aServerKilledInTheMiddleOfStepsGoesOn() {
+    const Reply staged = preview(records(1500));
+    for (int round = 1; round <= 4; ++round) {
+        std::atomic<int> steps = 0;
+        std::thread walker([&] {
+            TestClient client(m_server.port());
+            while (applyAs(client, staged, 10, World::newId()).status == 200) {
+                ++steps;
+            }
+        });
+        const bool begun = QTest::qWaitFor([&steps] { return steps >= 10; }, 30'000);
+        const bool killed = m_server.kill();
+        walker.join();
+        restart();
+        QVERIFY(begun && killed);
+        // A step is written whole or not at all.
+        QCOMPARE(count(u"time_entries"_s), m_database.value(u"SELECT checkpoint FROM imports"_s).toInt());
+    }
+    QCOMPARE(progressOf(applyAll(staged)), u"completed 1500/1500"_s);
+    QStringList once = descriptions();
+    QCOMPARE(once.size(), 1500);
+    QCOMPARE(once.removeDuplicates(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestDevserverImportRepeats)
+#include "importrepeats.moc"
