@@ -69,19 +69,22 @@ ScrollPage {
         inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText
         placeholderText: page.window.label("סיסמת חשבון אישי", "Personal account password")
         Layout.fillWidth: true
+        onAccepted: if (signIn.enabled) signIn.clicked()
     }
     Flow {
         spacing: Theme.gap
         Layout.fillWidth: true
 
         ActionButton {
+            id: signIn
+
             objectName: "signIn"
             text: page.window.label("כניסה אישית", "Personal sign-in")
             enabled: page.controller.secureStorage && page.accountFree
             highlighted: true
             onClicked: {
                 page.controller.loginAccount(email.text, password.text)
-                password.clear()
+                password.text = "" // clear() would leave it in the undo history
             }
         }
         ActionButton {
