@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
 #include "controller/wire.h"
+#include "vault/wipe.h"
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
@@ -30,22 +31,26 @@ void Controller::send(const QByteArray& method, const QString& path, const QJson
     }
 
     QNetworkReply* reply = nullptr;
+    QByteArray bytes;
     if (method == "GET") {
         reply = m_network.get(request);
     } else {
         const QString key =
             idempotencyKey.isEmpty() ? QUuid::createUuid().toString(QUuid::WithoutBraces) : idempotencyKey;
         request.setRawHeader("Idempotency-Key", key.toUtf8());
-        reply =
-            m_network.sendCustomRequest(request, method, QJsonDocument(body).toJson(QJsonDocument::Compact));
+        bytes = QJsonDocument(body).toJson(QJsonDocument::Compact);
+        reply = m_network.sendCustomRequest(request, method, bytes);
     }
-    connect(reply, &QNetworkReply::finished, this, [this, reply, callback, generation = m_requestGeneration] {
+    const qint64 generation = m_requestGeneration;
+    connect(reply, &QNetworkReply::finished, this, [this, reply, bytes, callback, generation]() mutable {
         reply->deleteLater();
+        wipe(bytes); // a password may be in it
+        QByteArray answer = replyBody(*reply);
         // A reply that outlived its server or account must not land in the new state.
-        if (generation != m_requestGeneration) {
-            return;
+        if (generation == m_requestGeneration) {
+            deliver(answer, httpStatus(*reply), callback);
         }
-        deliver(replyBody(*reply), httpStatus(*reply), callback);
+        wipe(answer); // or a token in this
     });
 }
 

@@ -23,7 +23,7 @@ void closeArray(QByteArray& out);
 /// characters, lower-case hexadecimal with hyphens, no braces.
 [[nodiscard]] bool isId(QStringView id);
 
-/// Whether both databases keep the text as it is: no null character, no half of a surrogate pair.
+/// Whether both databases can hold the text: no null character, no half of a surrogate pair.
 [[nodiscard]] bool isStorableText(QStringView text);
 
 } // namespace devserver

@@ -22,7 +22,7 @@ QString tokenHash(const QByteArray& token) {
 QByteArray newToken() {
     QByteArray random(32, '\0');
     randombytes_buf(random.data(), static_cast<size_t>(random.size()));
-    const QByteArray token = random.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    QByteArray token = random.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
     wipe(random);
     return token;
 }
@@ -31,8 +31,7 @@ QByteArray newToken() {
 
 OpenedSession openSession(Connection& connection, const QString& userId, const QString& client,
                           const QString& deviceName) {
-    const OpenedSession session{QUuid::createUuid().toString(QUuid::WithoutBraces), newToken(),
-                                currentInstant()};
+    OpenedSession session{QUuid::createUuid().toString(QUuid::WithoutBraces), newToken(), currentInstant()};
     connection.run(QStringLiteral("INSERT INTO sessions (id, user_id, token_hash, client, device_name,"
                                   " created_at) VALUES (?, ?, ?, ?, ?, ?)"),
                    {session.id, userId, tokenHash(session.token), client, deviceName, session.createdAt});

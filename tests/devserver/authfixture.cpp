@@ -31,7 +31,7 @@ QString addPerson(const TestDatabase& database, const QString& email, const QByt
         }
         hash = QString::fromLatin1(text);
     }
-    const QString id = World::newId();
+    QString id = World::newId();
     database.run(u"INSERT INTO users (id, email, display_name, timezone, password_hash)"
                  " VALUES (?, ?, 'Person', 'UTC', ?)"_s,
                  {id, email, hash});
