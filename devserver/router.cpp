@@ -122,6 +122,11 @@ Answer workIn(Transaction::Kind kind, Request& request, const Router::Handler& h
 } // namespace
 
 Router::Router(httplib::Server& http, const Database& database) : m_http(http), m_database(database) {
+    // What is answered is one person's, now: not for other sites, not for a cache.
+    m_http.set_default_headers({{"Cache-Control", "no-store"},
+                                {"Cross-Origin-Resource-Policy", "same-origin"},
+                                {"Referrer-Policy", "no-referrer"},
+                                {"X-Content-Type-Options", "nosniff"}});
     m_http.set_error_handler([](const httplib::Request&, httplib::Response& response) {
         // The library's own refusals come without a body.
         if (!response.has_header("Content-Type")) {

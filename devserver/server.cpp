@@ -4,6 +4,7 @@
 #include "devserver/accounts.h"
 #include "devserver/authroutes.h"
 #include "devserver/syncroutes.h"
+#include "devserver/webroutes.h"
 
 #include <httplib.h>
 
@@ -109,7 +110,7 @@ void Server::stop() {
 }
 
 void Server::addRoutes() {
-    m_router.get("/", Work::Read, [](Request&) {
+    m_router.get("/v1", Work::Read, [](Request&) {
         return QByteArrayLiteral(R"({"name":"Timer.Kelvaro development server","version":")" TIMER_VERSION
                                  R"("})");
     });
@@ -119,6 +120,7 @@ void Server::addRoutes() {
                  [](Request& request) { return workspacesReply(request.connection(), request.caller()); });
     addAuthRoutes(m_router, m_signIn);
     addSyncRoutes(m_router);
+    addWebRoutes(m_router, m_signIn, false);
     m_router.addRefusals();
 }
 
