@@ -42,6 +42,50 @@ std::variant<DatabaseAddress, Notice> readDatabase(const QString& text) {
     return address;
 }
 
+struct Known {
+    QCommandLineOption listen{QStringLiteral("listen"),
+                              QStringLiteral("Listen here; port 0 takes any free port."),
+                              QStringLiteral("HOST:PORT"), QStringLiteral("127.0.0.1:18080")};
+    QCommandLineOption database{
+        QStringLiteral("database"),
+        QStringLiteral("Keep the data here: sqlite:FILE or postgresql://USER@HOST/DB."),
+        QStringLiteral("address"), QStringLiteral("sqlite:") + defaultFile()};
+    QCommandLineOption demo{
+        QStringLiteral("demo"),
+        QStringLiteral("Fill an empty database with a year of believable work, and say who can sign in.")};
+    QCommandLineOption revoke{QStringLiteral("revoke-sessions"),
+                              QStringLiteral("End all sessions before the first request is answered.")};
+    QCommandLineOption certificate{QStringLiteral("tls-certificate"),
+                                   QStringLiteral("Serve https with this certificate, in PEM form."),
+                                   QStringLiteral("file")};
+    QCommandLineOption key{QStringLiteral("tls-key"),
+                           QStringLiteral("The certificate's private key, in PEM form without a passphrase."),
+                           QStringLiteral("file")};
+};
+
+std::variant<Options, Notice> readValues(const QCommandLineParser& parser, const Known& known) {
+    const auto address = parseListenAddress(parser.value(known.listen));
+    if (!address) {
+        return Notice{
+            QStringLiteral("The address to listen on must be HOST:PORT with an IP address or localhost."),
+            usageError};
+    }
+    const auto database = readDatabase(parser.value(known.database));
+    if (const auto* notice = std::get_if<Notice>(&database)) {
+        return *notice;
+    }
+    if (parser.isSet(known.certificate) != parser.isSet(known.key)) {
+        return Notice{QStringLiteral("A certificate and its key belong together: give both or neither."),
+                      usageError};
+    }
+    Options options{*address, std::get<DatabaseAddress>(database), parser.isSet(known.demo),
+                    parser.isSet(known.revoke), std::nullopt};
+    if (parser.isSet(known.certificate)) {
+        options.tls = {parser.value(known.certificate), parser.value(known.key)};
+    }
+    return options;
+}
+
 } // namespace
 
 std::variant<Options, Notice> readOptions(const QStringList& arguments) {
@@ -50,18 +94,8 @@ std::variant<Options, Notice> readOptions(const QStringList& arguments) {
         "The Timer.Kelvaro development server, for one machine and never for the open network."));
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
-    const QCommandLineOption listen(QStringLiteral("listen"),
-                                    QStringLiteral("Listen here; port 0 takes any free port."),
-                                    QStringLiteral("HOST:PORT"), QStringLiteral("127.0.0.1:18080"));
-    const QCommandLineOption database(
-        QStringLiteral("database"),
-        QStringLiteral("Keep the data here: sqlite:FILE or postgresql://USER@HOST/DB."),
-        QStringLiteral("address"), QStringLiteral("sqlite:") + defaultFile());
-    const QCommandLineOption demo(QStringLiteral("demo"),
-                                  QStringLiteral("Fill an empty database with a year of believable work."));
-    const QCommandLineOption revoke(QStringLiteral("revoke-sessions"),
-                                    QStringLiteral("Sign everyone out before anything is served."));
-    parser.addOptions({listen, database, demo, revoke});
+    const Known known;
+    parser.addOptions({known.listen, known.database, known.demo, known.revoke, known.certificate, known.key});
     if (!parser.parse(arguments)) {
         return Notice{parser.errorText(), usageError};
     }
@@ -76,17 +110,7 @@ std::variant<Options, Notice> readOptions(const QStringList& arguments) {
             QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().constFirst()),
             usageError};
     }
-    const auto address = parseListenAddress(parser.value(listen));
-    if (!address) {
-        return Notice{
-            QStringLiteral("The address to listen on must be HOST:PORT with an IP address or localhost."),
-            usageError};
-    }
-    const auto opened = readDatabase(parser.value(database));
-    if (const auto* notice = std::get_if<Notice>(&opened)) {
-        return *notice;
-    }
-    return Options{*address, std::get<DatabaseAddress>(opened), parser.isSet(demo), parser.isSet(revoke)};
+    return readValues(parser, known);
 }
 
 } // namespace devserver

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "devserver/address.h"
+#include "devserver/certificate.h"
 #include "devserver/database.h"
 
 #include <QStringList>
 
+#include <optional>
 #include <variant>
 
 namespace devserver {
@@ -16,6 +18,7 @@ struct Options {
     DatabaseAddress database;
     bool demo = false;
     bool revokeSessions = false;
+    std::optional<CertificateFiles> tls;
 };
 
 /// Nothing to serve: print `text` and end with `exitCode`.

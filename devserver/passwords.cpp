@@ -30,12 +30,15 @@ QByteArray hashPassword(const QByteArray& password) {
 }
 
 bool hasHash(const QByteArray& password, const QByteArray& hash) {
+    if (crypto_pwhash_str_needs_rehash(hash.constData(), rounds, memory) < 0) {
+        throw std::runtime_error("what is stored of a password is not a hash");
+    }
     errno = 0;
     if (crypto_pwhash_str_verify(hash.constData(), password.constData(),
                                  static_cast<unsigned long long>(password.size())) == 0) {
         return true;
     }
-    // The library's word for a comparison that was made and failed.
+    // The library's word for a comparison that was made and failed; it also fails without enough memory.
     if (errno != EINVAL) {
         throw std::runtime_error("a password could not be compared with its hash");
     }

@@ -97,12 +97,13 @@ int serve(const Options& options) {
         return 1;
     }
     try {
-        Server server(options.listen, options.database);
+        Server server(options.listen, options.database, options.tls);
         SignalWaiter signals(server);
         prepareDatabase(options);
         const ListenAddress address = server.bind();
         signals.serving();
-        std::cout << "Listening on http://" << address.text().toStdString() << std::endl;
+        std::cout << "Listening on " << (options.tls ? "https://" : "http://") << address.text().toStdString()
+                  << std::endl;
         if (server.run()) {
             return 0;
         }

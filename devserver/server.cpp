@@ -57,11 +57,26 @@ void endReading(int port) {
     }
 }
 
+std::unique_ptr<httplib::Server> makeHttp(const std::optional<CertificateFiles>& tls) {
+    if (!tls) {
+        return std::make_unique<httplib::Server>();
+    }
+    QString refusal;
+    auto http = std::make_unique<httplib::SSLServer>([&](SSL_CTX& context) {
+        refusal = useCertificate(context, *tls);
+        return refusal.isEmpty();
+    });
+    if (!http->is_valid()) {
+        throw StartError(refusal.isEmpty() ? "The TLS library cannot start." : refusal.toStdString());
+    }
+    return http;
+}
+
 } // namespace
 
-Server::Server(ListenAddress address, DatabaseAddress database)
-    : m_address(std::move(address)), m_database(std::move(database)),
-      m_http(std::make_unique<httplib::Server>()), m_router(*m_http, m_database) {
+Server::Server(ListenAddress address, DatabaseAddress database, const std::optional<CertificateFiles>& tls)
+    : m_address(std::move(address)), m_database(std::move(database)), m_http(makeHttp(tls)),
+      m_router(*m_http, m_database) {
     if (!isPrivateAddress(m_address.host)) {
         throw StartError("The address " + m_address.host.toStdString() +
                          " is neither loopback nor private; this server is not for the open network.");

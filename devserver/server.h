@@ -2,19 +2,22 @@
 #pragma once
 
 #include "devserver/address.h"
+#include "devserver/certificate.h"
 #include "devserver/router.h"
 #include "devserver/signin.h"
 
 #include <atomic>
 #include <memory>
+#include <optional>
 
 namespace devserver {
 
 /// The HTTP side: the port, the worker threads, and every subject's routes.
 class Server {
 public:
-    /// Throws StartError when the address to listen on is an open network's.
-    Server(ListenAddress address, DatabaseAddress database);
+    /// Serves https when there is a certificate. Throws StartError when that cannot
+    /// be used, and when the address to listen on is an open network's.
+    Server(ListenAddress address, DatabaseAddress database, const std::optional<CertificateFiles>& tls);
     ~Server();
     Q_DISABLE_COPY_MOVE(Server)
 

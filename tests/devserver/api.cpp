@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/testworld.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QTest>
@@ -19,17 +18,6 @@ QByteArray chunkedHead(const QByteArray& path, const QByteArray& key) {
 
 QByteArray chunk(const QByteArray& data) {
     return QByteArray::number(data.size(), 16) + "\r\n" + data + "\r\n";
-}
-
-/// The most memory that a process ever held, in KiB.
-qint64 peakMemory(qint64 process) {
-    QFile status(u"/proc/%1/status"_s.arg(process));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return 0;
-    }
-    const QByteArray text = status.readAll();
-    const qsizetype at = text.indexOf("VmHWM:");
-    return at < 0 ? 0 : text.mid(at + 6, text.indexOf("kB", at) - at - 6).trimmed().toLongLong();
 }
 
 } // namespace

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/testserver.h"
 
+#include <QFile>
 #include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QUrl>
 #include <QUuid>
 #include <QVariant>
 
@@ -85,15 +87,18 @@ bool TestServer::start(const TestDatabase& database, const QStringList& more) {
                     QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
                                 QStringLiteral("--database"), database.option()} +
                         more);
-    const QByteArray announced = QByteArrayLiteral("Listening on http://127.0.0.1:");
-    while (!m_process.canReadLine() || !m_process.peek(4096).contains(announced)) {
-        if (!m_process.waitForReadyRead(patience)) {
-            return false;
+    m_announced.clear();
+    const QByteArray listening = QByteArrayLiteral("Listening on ");
+    while (m_process.canReadLine() || m_process.waitForReadyRead(patience)) {
+        const QByteArray line = m_process.canReadLine() ? m_process.readLine() : QByteArray();
+        if (line.startsWith(listening)) {
+            m_url = QString::fromUtf8(line.sliced(listening.size()).trimmed());
+            m_port = QUrl(m_url).port();
+            return m_port > 0;
         }
+        m_announced += line;
     }
-    const QByteArray output = m_process.readAllStandardOutput();
-    m_port = output.mid(output.indexOf(announced) + announced.size()).trimmed().toInt();
-    return m_port > 0;
+    return false;
 }
 
 void TestServer::launch(const QStringList& arguments) {
@@ -117,6 +122,16 @@ bool TestServer::kill() {
 
 int TestServer::exitCode() const {
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+qint64 peakMemory(qint64 process) {
+    QFile status(QStringLiteral("/proc/%1/status").arg(process));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    const QByteArray text = status.readAll();
+    const qsizetype at = text.indexOf("VmHWM:");
+    return at < 0 ? 0 : text.mid(at + 6, text.indexOf("kB", at) - at - 6).trimmed().toLongLong();
 }
 
 QString Reply::errorCode() const {
@@ -188,6 +203,11 @@ Reply TestClient::get(const std::string& path, const httplib::Headers& headers) 
 
 Reply TestClient::post(const std::string& body, const httplib::Headers& headers) {
     return replyOf(m_http.Post("/v1/sync/push", with(headers), body, ""));
+}
+
+Reply TestClient::postTo(const std::string& path, const QJsonObject& body) {
+    return replyOf(
+        m_http.Post(path, with({}), QJsonDocument(body).toJson().toStdString(), "application/json"));
 }
 
 Reply TestClient::push(const QJsonObject& mutation) {

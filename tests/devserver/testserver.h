@@ -53,14 +53,23 @@ public:
     [[nodiscard]] bool kill();
 
     [[nodiscard]] int port() const { return m_port; }
+    /// "http://127.0.0.1:PORT"
+    [[nodiscard]] const QString& url() const { return m_url; }
+    /// What the last start said before it listened.
+    [[nodiscard]] const QByteArray& announced() const { return m_announced; }
     [[nodiscard]] int exitCode() const;
     [[nodiscard]] QProcess& process() { return m_process; }
     [[nodiscard]] QString standardError() { return QString::fromUtf8(m_process.readAllStandardError()); }
 
 private:
     QProcess m_process;
+    QByteArray m_announced;
+    QString m_url;
     int m_port = 0;
 };
+
+/// The most memory that a process ever held, in KiB.
+[[nodiscard]] qint64 peakMemory(qint64 process);
 
 struct Reply {
     int status = 0; ///< 0: no reply
@@ -94,8 +103,12 @@ class TestClient {
 public:
     explicit TestClient(int port, const QByteArray& token = {});
 
+    /// Comes from another of this machine's addresses, such as 127.0.0.2.
+    void comeFrom(const std::string& address) { m_http.set_interface(address); }
+
     Reply get(const std::string& path, const httplib::Headers& headers = {});
     Reply post(const std::string& body, const httplib::Headers& headers);
+    Reply postTo(const std::string& path, const QJsonObject& body);
     /// Pushes one mutation record under its own id.
     Reply push(const QJsonObject& mutation);
 
