@@ -85,7 +85,7 @@ Server::Server(ListenAddress address, DatabaseAddress database, const std::optio
     m_http->set_tcp_nodelay(true);
     m_http->set_keep_alive_max_count(10'000);
     m_http->set_socket_options(shareNothing);
-    addRoutes();
+    addRoutes(tls.has_value());
 }
 
 Server::~Server() = default;
@@ -124,7 +124,7 @@ void Server::stop() {
     endReading(m_address.port);
 }
 
-void Server::addRoutes() {
+void Server::addRoutes(bool tls) {
     m_router.get("/v1", Work::Read, [](Request&) {
         return QByteArrayLiteral(R"({"name":"Timer.Kelvaro development server","version":")" TIMER_VERSION
                                  R"("})");
@@ -135,7 +135,7 @@ void Server::addRoutes() {
                  [](Request& request) { return workspacesReply(request.connection(), request.caller()); });
     addAuthRoutes(m_router, m_signIn);
     addSyncRoutes(m_router);
-    addWebRoutes(m_router, m_signIn, false);
+    addWebRoutes(m_router, m_signIn, tls);
     m_router.addRefusals();
 }
 
