@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "tests/controller/accountclient.h"
 #include "tests/support/client.h"
+#include "tests/support/filesearch.h"
 #include "tests/support/sample.h"
 #include "tests/support/vaultfile.h"
 #include "vault/vault.h"
 
 #include <QDesktopServices>
-#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMetaProperty>
@@ -27,18 +27,6 @@ bool storeSignedOut(const QString& server) {
     QSignalSpy ready(&vault, &Vault::ready);
     vault.unlock(server);
     return (!ready.isEmpty() || ready.wait()) && vault.save({{u"signed_out"_s, true}});
-}
-
-QStringList filesThatHold(const QByteArray& secret) {
-    QStringList found;
-    QDirIterator files(QDir::homePath(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        QFile file(files.next());
-        if (file.open(QIODevice::ReadOnly) && file.readAll().contains(secret)) {
-            found.append(file.fileName());
-        }
-    }
-    return found;
 }
 
 } // namespace
@@ -205,9 +193,9 @@ void AccountsTest::signInKeepsThePasswordNowhere() {
         QVERIFY2(!shown.contains(AccountClient::password()) && !shown.contains(AccountClient::token()),
                  type->property(i).name());
     }
-    QCOMPARE(filesThatHold(AccountClient::password().toUtf8()), QStringList());
-    QCOMPARE(filesThatHold(AccountClient::token().toUtf8()), QStringList());
-    QVERIFY2(!filesThatHold(client.peer.url().toUtf8()).isEmpty(), "the search finds nothing at all");
+    QCOMPARE(filesThatHold(AccountClient::password()), QStringList());
+    QCOMPARE(filesThatHold(AccountClient::token()), QStringList());
+    QVERIFY2(!filesThatHold(client.peer.url()).isEmpty(), "the search finds nothing at all");
 }
 
 void AccountsTest::signInLoadsTheAccountAndDropsWhatBelongedToTheOther() {
@@ -258,8 +246,8 @@ void AccountsTest::signInRefusedByTheServerChangesNothing_data() {
     const auto refused = [](const QJsonValue& message, int status) {
         return PeerReply::json(AccountClient::errorReply(message), status);
     };
-    QTest::newRow("wrong password") << refused(u"Wrong e-mail or AccountClient::password(). %1"_s, 401)
-                                    << u"Wrong e-mail or AccountClient::password(). %1"_s;
+    QTest::newRow("wrong password") << refused(u"Wrong e-mail or password. %1"_s, 401)
+                                    << u"Wrong e-mail or password. %1"_s;
     QTest::newRow("too many attempts")
         << refused(u"Try again in a minute."_s, 429) << u"Try again in a minute."_s;
     QTest::newRow("created instead of ok") << PeerReply::json(AccountClient::signInReply(), 201) << fallback;

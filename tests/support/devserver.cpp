@@ -12,6 +12,7 @@
 #include <QUuid>
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -23,7 +24,7 @@ QString freshId() {
 
 } // namespace
 
-DevServer::DevServer(Data data) : m_data(data) {
+DevServer::DevServer(Data data, QStringList options) : m_data(data), m_options(std::move(options)) {
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
 }
 
@@ -31,14 +32,14 @@ DevServer::~DevServer() {
     kill();
 }
 
-bool DevServer::start() {
+bool DevServer::start(const QStringList& more) {
     const QString address = m_url.isEmpty() ? QStringLiteral("127.0.0.1:0") : QUrl(m_url).authority();
     QStringList arguments{QStringLiteral("--listen"), address, QStringLiteral("--database"),
                           QStringLiteral("sqlite:") + databaseFile()};
     if (m_data == Data::Demo) {
         arguments.append(QStringLiteral("--demo"));
     }
-    m_process.start(QStringLiteral(DEVSERVER_PROGRAM), arguments);
+    m_process.start(QStringLiteral(DEVSERVER_PROGRAM), arguments + m_options + more);
     while (m_process.canReadLine() || m_process.waitForReadyRead()) {
         if (!m_process.canReadLine()) {
             continue;
@@ -67,10 +68,13 @@ void DevServer::kill() {
 }
 
 DevServer::Answer DevServer::request(const QByteArray& method, const QString& path, const QJsonObject& body,
-                                     const QString& idempotencyKey) const {
+                                     const QString& idempotencyKey, const QString& token) const {
     QNetworkAccessManager network;
     QNetworkRequest request{QUrl(m_url + QStringLiteral("/v1") + path)};
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    if (!token.isEmpty()) {
+        request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    }
     const bool read = method == "GET";
     if (!read) {
         request.setRawHeader("Idempotency-Key",

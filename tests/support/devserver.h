@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 /// The development server as a process of its own, on a loopback port and an
@@ -20,24 +21,25 @@ public:
         QJsonObject body;
     };
 
-    explicit DevServer(Data data = Data::Empty);
+    /// The options are given at each start.
+    explicit DevServer(Data data = Data::Empty, QStringList options = {});
     ~DevServer();
 
     /// Waits until the server listens; the first start takes a free port.
-    [[nodiscard]] bool start();
+    [[nodiscard]] bool start(const QStringList& more = {});
     /// SIGTERM; false unless it ended cleanly.
     [[nodiscard]] bool stop();
     /// SIGKILL.
     void kill();
 
-    /// "http://127.0.0.1:PORT"
+    /// "http://127.0.0.1:PORT", or "https" with a certificate
     [[nodiscard]] QString url() const { return m_url; }
     [[nodiscard]] QString databaseFile() const { return m_folder.filePath(QStringLiteral("server.sqlite")); }
 
-    /// One request of another client, without a token: the development user's.
-    /// `path` starts behind "/v1". Runs the event loop until the reply is there.
+    /// One request of another client; without a token it is the development user's. `path` starts behind
+    /// "/v1". Runs the event loop until the reply is there.
     [[nodiscard]] Answer request(const QByteArray& method, const QString& path, const QJsonObject& body = {},
-                                 const QString& idempotencyKey = {}) const;
+                                 const QString& idempotencyKey = {}, const QString& token = {}) const;
     /// The development user's first workspace.
     [[nodiscard]] QString workspace() const;
     /// The server's entries of a workspace; of the first one by default.
@@ -54,6 +56,7 @@ public:
 private:
     QTemporaryDir m_folder;
     Data m_data;
+    QStringList m_options;
     QString m_url;
     QProcess m_process;
 };
