@@ -95,7 +95,7 @@ QJsonValue Browser::request(const QByteArray& method, const QString& path, const
         m_problem = u"the driver did not answer "_s + path;
         return QJsonValue::Undefined;
     }
-    const QJsonValue value = QJsonDocument::fromJson(reply->readAll()).object().value(u"value");
+    QJsonValue value = QJsonDocument::fromJson(reply->readAll()).object().value(u"value");
     if (reply->error() != QNetworkReply::NoError) {
         const QString message = value.toObject().value(u"message").toString();
         m_problem = path + u": "_s + (message.isEmpty() ? reply->errorString() : message);

@@ -10,12 +10,11 @@ using namespace Qt::StringLiterals;
 class WebAccountTest : public WebFixture {
     Q_OBJECT
 
-public:
-    WebAccountTest() : WebFixture(DevServer::Data::Demo) {}
-
-private:
     [[nodiscard]] bool signIn(const QString& email, const QString& password);
     [[nodiscard]] bool isPerson(const QString& name);
+
+public:
+    WebAccountTest() : WebFixture(DevServer::Data::Demo) {}
 
 private Q_SLOTS:
     void anAccountIsSignedInAndOutAndShowsItsOwnAlone();

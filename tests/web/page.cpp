@@ -65,7 +65,7 @@ private Q_SLOTS:
 };
 
 QString WebPageTest::openedPeriod() {
-    const QString id = addPeriod({2026, 3, 1}, u"open"_s, u"חסר תיאור"_s);
+    QString id = addPeriod({2026, 3, 1}, u"open"_s, u"חסר תיאור"_s);
     if (!addEntry(u"2026-03-01T08:00:00Z"_s, u"2026-03-01T09:30:00Z"_s, u"Morning"_s) ||
         !addEntry(u"2026-03-01T22:30:00Z"_s, u"2026-03-02T01:15:05Z"_s, u"עבודת לילה"_s) ||
         !addEntry(u"2026-03-05T10:00:00Z"_s, u"2026-03-05T10:00:30Z"_s, {}) || !openPage() ||

@@ -14,6 +14,8 @@
 class WebFixture : public QObject {
     Q_OBJECT
 
+    DevServer::Data m_data;
+
 protected:
     explicit WebFixture(DevServer::Data data = DevServer::Data::Empty) : m_data(data) {}
 
@@ -36,9 +38,6 @@ protected:
 
     Browser m_browser;
     std::unique_ptr<DevServer> m_server;
-
-private:
-    DevServer::Data m_data;
 
 private Q_SLOTS:
     void initTestCase();
