@@ -164,7 +164,12 @@ void WebStepsTest::aReasonMustBeGiven() {
 void WebStepsTest::aDoubleClickTakesOneStep() {
     const QString id = addPeriod({2026, 3, 1}, u"open"_s);
     QVERIFY(openPage());
+    QVERIFY(m_browser
+                .evaluate(u"((real) => { window.sent = 0; window.fetch = (...all) => { sent += all[1].method"
+                          " === 'POST' ? 1 : 0; return real(...all); }; return true; })(window.fetch)"_s)
+                .toBool());
     QVERIFY(m_browser.doubleClick(part(u"submit"_s, id)));
+    QCOMPARE(m_browser.evaluate(u"window.sent"_s), 1);
     QVERIFY(saysInTheEnd(u"התקופה 1–7 במרץ 2026 הוגשה."_s));
     QCOMPARE(period(id).value(u"version"), 2);
     QVERIFY(!m_browser.shows(u"dialog"_s));
