@@ -37,7 +37,7 @@ void sendBytes(httplib::Response& response, QByteArray body, const std::string& 
 void sendFile(httplib::Response& response, const std::shared_ptr<QIODevice>& file, const std::string& type) {
     response.set_content_provider(
         static_cast<size_t>(file->size()), type, [file](size_t offset, size_t size, httplib::DataSink& sink) {
-            constexpr size_t piece = 256 * 1024;
+            constexpr size_t piece = size_t{256} * 1024;
             const auto wanted = static_cast<qint64>(std::min(size, piece));
             if (!file->seek(static_cast<qint64>(offset))) {
                 return false;

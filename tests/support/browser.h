@@ -10,7 +10,6 @@
 #include <QString>
 #include <QTemporaryDir>
 
-
 /// A real Chromium without a window, with a profile of its own, driven as the
 /// W3C WebDriver standard says. It reaches this machine's loopback and nothing
 /// else. An element is named by a CSS selector; a command on one that is not
