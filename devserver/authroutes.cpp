@@ -42,20 +42,10 @@ QByteArray loginReply(const OpenedSession& session, const QString& userId, const
 }
 
 Answer login(Request& request, SignIn& signIn) {
-    QString password;
-    QByteArray passwordBytes;
-    const auto forget = qScopeGuard([&] {
-        request.wipeBody();
-        wipe(password);
-        wipe(passwordBytes);
-    });
     const QJsonObject fields = request.json();
-    const QString email = textField(fields, QStringLiteral("email"), 320);
-    password = textField(fields, QStringLiteral("password"), 1024);
     const QString client = textField(fields, QStringLiteral("client"), 100);
     const QString deviceName = textField(fields, QStringLiteral("device_name"), 200);
-    passwordBytes = password.toUtf8();
-    const QString userId = signIn.userOf(request.connection(), email, passwordBytes, request.remoteAddress());
+    const QString userId = userSigningIn(request, signIn);
     Transaction transaction(request.connection(), Transaction::Kind::Write);
     OpenedSession session = openSession(request.connection(), userId, client, deviceName);
     transaction.commit();
@@ -82,6 +72,21 @@ Answer logout(Request& request) {
 }
 
 } // namespace
+
+QString userSigningIn(Request& request, SignIn& signIn) {
+    QString password;
+    QByteArray passwordBytes;
+    const auto forget = qScopeGuard([&] {
+        request.wipeBody();
+        wipe(password);
+        wipe(passwordBytes);
+    });
+    const QJsonObject fields = request.json();
+    const QString email = textField(fields, QStringLiteral("email"), 320);
+    password = textField(fields, QStringLiteral("password"), 1024);
+    passwordBytes = password.toUtf8();
+    return signIn.userOf(request.connection(), email, passwordBytes, request.remoteAddress());
+}
 
 void addAuthRoutes(Router& router, SignIn& signIn) {
     router.post("/v1/auth/login", Work::Own, [&signIn](Request& request) { return login(request, signIn); });

@@ -37,7 +37,7 @@ void sendBytes(httplib::Response& response, QByteArray body, const std::string& 
 void sendFile(httplib::Response& response, const std::shared_ptr<QIODevice>& file, const std::string& type) {
     response.set_content_provider(
         static_cast<size_t>(file->size()), type, [file](size_t offset, size_t size, httplib::DataSink& sink) {
-            constexpr size_t piece = 256 * 1024;
+            constexpr size_t piece = size_t{256} * 1024;
             const auto wanted = static_cast<qint64>(std::min(size, piece));
             if (!file->seek(static_cast<qint64>(offset))) {
                 return false;
@@ -122,6 +122,11 @@ Answer workIn(Transaction::Kind kind, Request& request, const Router::Handler& h
 } // namespace
 
 Router::Router(httplib::Server& http, const Database& database) : m_http(http), m_database(database) {
+    // What is answered is one person's, now: not for other sites, not for a cache.
+    m_http.set_default_headers({{"Cache-Control", "no-store"},
+                                {"Cross-Origin-Resource-Policy", "same-origin"},
+                                {"Referrer-Policy", "no-referrer"},
+                                {"X-Content-Type-Options", "nosniff"}});
     m_http.set_error_handler([](const httplib::Request&, httplib::Response& response) {
         // The library's own refusals come without a body.
         if (!response.has_header("Content-Type")) {

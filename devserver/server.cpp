@@ -7,6 +7,7 @@
 #include "devserver/importroutes.h"
 #include "devserver/reportroutes.h"
 #include "devserver/syncroutes.h"
+#include "devserver/webroutes.h"
 
 #include <httplib.h>
 
@@ -87,7 +88,7 @@ Server::Server(ListenAddress address, DatabaseAddress database, const std::optio
     m_http->set_tcp_nodelay(true);
     m_http->set_keep_alive_max_count(10'000);
     m_http->set_socket_options(shareNothing);
-    addRoutes();
+    addRoutes(tls.has_value());
 }
 
 Server::~Server() = default;
@@ -126,8 +127,8 @@ void Server::stop() {
     endReading(m_address.port);
 }
 
-void Server::addRoutes() {
-    m_router.get("/", Work::Read, [](Request&) {
+void Server::addRoutes(bool tls) {
+    m_router.get("/v1", Work::Read, [](Request&) {
         return QByteArrayLiteral(R"({"name":"Timer.Kelvaro development server","version":")" TIMER_VERSION
                                  R"("})");
     });
@@ -140,6 +141,7 @@ void Server::addRoutes() {
     addImportRoutes(m_router);
     addExportRoutes(m_router);
     addReportRoutes(m_router);
+    addWebRoutes(m_router, m_signIn, tls);
     m_router.addRefusals();
 }
 

@@ -33,7 +33,7 @@ public:
     void stop();
 
 private:
-    void addRoutes();
+    void addRoutes(bool tls);
 
     ListenAddress m_address;
     Database m_database;

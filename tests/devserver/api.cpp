@@ -45,7 +45,7 @@ private Q_SLOTS:
     void snapshotsOfOtherWorkspacesAreNotFound_data();
     void snapshotsOfOtherWorkspacesAreNotFound();
     void theRunningTimerIsTheUsersInAnyWorkspace();
-    void theRootNamesTheServer();
+    void v1NamesTheServer();
     void otherAddressesAreNotFound();
     void webPagesCannotReachTheServerByAName();
     void pushesMustBeJson_data();
@@ -222,8 +222,8 @@ void TestDevserverApi::theRunningTimerIsTheUsersInAnyWorkspace() {
         TestClient(m_server.port(), m_world.otherToken).get("/v1/me/timer").body.value(u"timer").isNull());
 }
 
-void TestDevserverApi::theRootNamesTheServer() {
-    const Reply reply = TestClient(m_server.port()).get("/");
+void TestDevserverApi::v1NamesTheServer() {
+    const Reply reply = TestClient(m_server.port()).get("/v1");
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.body, (QJsonObject{{u"name"_s, u"Timer.Kelvaro development server"_s},
                                       {u"version"_s, QStringLiteral(TIMER_VERSION)}}));
@@ -231,7 +231,7 @@ void TestDevserverApi::theRootNamesTheServer() {
 
 void TestDevserverApi::otherAddressesAreNotFound() {
     TestClient client(m_server.port());
-    for (const char* path : {"/v1", "/v1/me/", "/v1/nothing", "/v1/sync/push", "/me", "/v1/auth/login"}) {
+    for (const char* path : {"/v1/", "/v1/me/", "/v1/nothing", "/v1/sync/push", "/me", "/v1/auth/login"}) {
         const Reply reply = client.get(path);
         QCOMPARE(reply.status, 404);
         QCOMPARE(reply.errorCode(), u"not_found"_s);

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/sqlitefile.h"
+#include "tests/web/webfixture.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+/// Signing in and out on the page, with the demo's accounts.
+class WebAccountTest : public WebFixture {
+    Q_OBJECT
+
+    [[nodiscard]] bool signIn(const QString& email, const QString& password);
+    [[nodiscard]] bool isPerson(const QString& name);
+
+public:
+    WebAccountTest() : WebFixture(DevServer::Data::Demo) {}
+
+private Q_SLOTS:
+    void anAccountIsSignedInAndOutAndShowsItsOwnAlone();
+    void aWrongPasswordIsSaidAndCanBeTriedAgain();
+    void nothingSecretStaysInThePage();
+    void anotherTabsAccountIsNotActedOn();
+    void anEndedSessionIsSaid();
+};
+
+bool WebAccountTest::signIn(const QString& email, const QString& password) {
+    return m_browser.click(u"#sign-in"_s) && m_browser.type(u"#email"_s, email) &&
+           m_browser.type(u"#password"_s, password) && m_browser.press(Browser::enter);
+}
+
+bool WebAccountTest::isPerson(const QString& name) {
+    return QTest::qWaitFor([&] { return m_browser.text(u"#person"_s) == name; }, Browser::patienceMs);
+}
+
+void WebAccountTest::anAccountIsSignedInAndOutAndShowsItsOwnAlone() {
+    QVERIFY2(openPage(), qPrintable(m_browser.problem()));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+    QCOMPARE(m_browser.text(u"#mode"_s), u"חשבון הפיתוח"_s);
+    QCOMPARE(m_browser.evaluate(u"document.querySelectorAll('.period').length"_s), 3);
+    QVERIFY(m_browser.click(u".toggle"_s));
+    QTRY_VERIFY_WITH_TIMEOUT(m_browser.shows(u"table"_s), Browser::patienceMs);
+
+    QVERIFY(signIn(u" DAN@example.com "_s, u"dan-in-the-demo"_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QCOMPARE(m_browser.text(u"#mode"_s), QString());
+    QCOMPARE(m_browser.evaluate(u"document.querySelectorAll('.period').length"_s), 0);
+    QVERIFY(!m_browser.evaluate(u"document.body.textContent"_s).toString().contains(u"נועה"));
+    QTRY_VERIFY_WITH_TIMEOUT(m_browser.isFocused(u"#sign-out"_s), Browser::patienceMs);
+    QCOMPARE(outcome(), u"נכנסת בשם Dan Adler."_s);
+    QVERIFY(m_browser.click(u".add button"_s));
+    QTRY_VERIFY_WITH_TIMEOUT(m_browser.shows(u".period"_s), Browser::patienceMs);
+    QVERIFY(openPage());
+    QVERIFY(isPerson(u"Dan Adler"_s));
+
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(m_browser.evaluate(u"document.querySelectorAll('.period').length"_s), 3,
+                              Browser::patienceMs);
+    QCOMPARE(outcome(), u"יצאת. מוצג חשבון הפיתוח."_s);
+    SqliteFile database(m_server->databaseFile());
+    QCOMPARE(database.run(u"SELECT COUNT(*) FROM sessions WHERE client = 'web' AND revoked_at IS NOT NULL"_s),
+             1);
+    QCOMPARE(database.run(u"SELECT COUNT(*) FROM timesheet_periods p JOIN users u ON u.id = p.user_id"
+                          " WHERE u.email = 'dan@example.com'"_s),
+             1);
+}
+
+void WebAccountTest::aWrongPasswordIsSaidAndCanBeTriedAgain() {
+    QVERIFY(openPage());
+    QVERIFY(m_browser.click(u"#sign-in"_s));
+    QVERIFY(m_browser.click(u"#sign-in-dialog .primary"_s));
+    QCOMPARE(m_browser.text(u"#sign-in-error"_s), u"צריך לכתוב דוא״ל וסיסמה."_s);
+    QVERIFY(m_browser.press(Browser::escape));
+    QVERIFY(signIn(u"dan@example.com"_s, u"dan-in-the-dem"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(m_browser.text(u"#sign-in-error"_s), u"הדוא״ל או הסיסמה שגויים."_s,
+                              Browser::patienceMs);
+    QCOMPARE(m_browser.evaluate(u"document.getElementById('email').value"_s), u"dan@example.com"_s);
+    QVERIFY(m_browser.type(u"#password"_s, u"o"_s));
+    QVERIFY(m_browser.press(Browser::enter));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+}
+
+void WebAccountTest::nothingSecretStaysInThePage() {
+    QVERIFY(openPage());
+    QVERIFY(signIn(u"dan@example.com"_s, u"dan-in-the-demo"_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QCOMPARE(m_browser.evaluate(u"document.cookie"_s), QString());
+    QCOMPARE(m_browser.evaluate(u"document.getElementById('password').value"_s), QString());
+    QCOMPARE(m_browser.evaluate(u"Object.keys(localStorage).concat(Object.keys(sessionStorage))"
+                                ".filter((key) => key !== 'timesheet-language')"_s),
+             QJsonArray());
+    const QJsonArray cookies = m_browser.cookies();
+    QCOMPARE(cookies.size(), 1);
+    const QJsonObject cookie = cookies.first().toObject();
+    QCOMPARE(cookie.value(u"httpOnly"), true);
+    QCOMPARE(cookie.value(u"sameSite"), u"Strict"_s);
+    QCOMPARE(cookie.value(u"path"), u"/"_s);
+    const QString token = cookie.value(u"value").toString().section(u'.', 1);
+    QVERIFY(token.size() >= 43);
+    QVERIFY(!m_browser.evaluate(u"document.documentElement.outerHTML"_s).toString().contains(token));
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+}
+
+void WebAccountTest::anotherTabsAccountIsNotActedOn() {
+    QVERIFY(openPage());
+    QVERIFY(m_browser.shows(u"[id^=submit-]"_s));
+    const QString id = m_browser.evaluate(u"document.querySelector('[id^=submit-]').id"_s).toString();
+    QVERIFY(m_browser.openTab(m_server->url()));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+    QVERIFY(signIn(u"dan@example.com"_s, u"dan-in-the-demo"_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QVERIFY(m_browser.goToTab(0));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QVERIFY(!m_browser.shows(u'#' + id));
+    QCOMPARE(statusOf(id.section(u'-', 1)), u"open"_s);
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+}
+
+void WebAccountTest::anEndedSessionIsSaid() {
+    QVERIFY(openPage());
+    QVERIFY(signIn(u"dan@example.com"_s, u"dan-in-the-demo"_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QVERIFY(m_browser.shows(u".add button"_s));
+    SqliteFile database(m_server->databaseFile());
+    database.run(u"UPDATE sessions SET revoked_at = 1"_s);
+    const QVariant periods = database.run(u"SELECT COUNT(*) FROM timesheet_periods"_s);
+    QVERIFY(m_browser.click(u".add button"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome(), u"הכניסה שלך הסתיימה. מוצג חשבון הפיתוח."_s, Browser::patienceMs);
+    QCOMPARE(database.run(u"SELECT COUNT(*) FROM timesheet_periods"_s), periods);
+}
+
+QTEST_GUILESS_MAIN(WebAccountTest)
+#include "account.moc"
