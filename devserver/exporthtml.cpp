@@ -23,13 +23,14 @@ table { width: 100%; border-collapse: collapse; }
 thead { display: table-header-group; }
 tfoot { display: table-row-group; font-weight: bold; }
 tr { break-inside: avoid; }
-th, td { padding: .3em .5em; text-align: start; vertical-align: top; overflow-wrap: anywhere; }
+th, td { padding: .3em .4em; text-align: start; vertical-align: top; overflow-wrap: anywhere; }
 th { border-bottom: 1.5pt solid #1b1b1b; vertical-align: bottom; overflow-wrap: normal; }
-td { min-width: 5.2em; border-bottom: .5pt solid #ccc; white-space: pre-line; }
+td { min-width: 6em; border-bottom: .5pt solid #ccc; white-space: pre-line; }
 tfoot td { border-top: 1.5pt solid #1b1b1b; border-bottom: 0; }
 th.number, td.number { text-align: right; }
 td.number, td.time { min-width: 0; direction: ltr; overflow-wrap: normal; font-variant-numeric: tabular-nums; }
-td.time { text-align: left; }
+th.time { width: 1%; }
+td.time { min-width: 5.6em; text-align: left; }
 [dir=rtl] td.time { text-align: right; }
 @media print { body { margin: 0; } }
 )css";

@@ -19,7 +19,7 @@ Number numberAt(const QByteArray& bytes, qsizetype at) {
 }
 
 QByteArray readAt(QIODevice& file, qint64 at, qint64 size) {
-    const QByteArray bytes = at >= 0 && file.seek(at) ? file.read(size) : QByteArray();
+    QByteArray bytes = at >= 0 && file.seek(at) ? file.read(size) : QByteArray();
     if (bytes.size() != size) {
         throw std::runtime_error("the workbook has no end");
     }

@@ -116,7 +116,9 @@ qint64 secondsOf(const QJsonValue& cell) {
         return cell[u"value"].toInteger();
     }
     const QStringList parts = cell.toString().split(u':');
-    return parts.size() == 3 ? parts[0].toLongLong() * 3600 + parts[1].toInt() * 60 + parts[2].toInt() : 0;
+    return parts.size() == 3
+               ? parts[0].toLongLong() * 3600 + parts[1].toLongLong() * 60 + parts[2].toLongLong()
+               : 0;
 }
 
 QString titleOf(const QJsonValue& cell) {

@@ -11,7 +11,9 @@ namespace {
 /// The seconds of a duration as text, "26:03:04".
 qint64 secondsOf(const QString& text) {
     const QStringList parts = text.split(u':');
-    return parts.size() == 3 ? parts[0].toLongLong() * 3600 + parts[1].toInt() * 60 + parts[2].toInt() : -1;
+    return parts.size() == 3
+               ? parts[0].toLongLong() * 3600 + parts[1].toLongLong() * 60 + parts[2].toLongLong()
+               : -1;
 }
 
 qint64 rawSeconds(const QJsonValue& row) {
