@@ -27,8 +27,6 @@ Answer exportReport(Request& request) {
     answer.file = file.finish();
     answer.headers = {
         {"Content-Disposition", "attachment; filename=\"timer-report." + format.name.toLatin1() + '"'},
-        {"X-Content-Type-Options", "nosniff"},
-        {"Cache-Control", "no-store"},
     };
     return answer;
 }

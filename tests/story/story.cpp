@@ -174,9 +174,7 @@ Element StoryTest::editableRow() {
 }
 
 bool StoryTest::fillIn(const QString& field, const QString& text) const {
-    return m_screen.clickUntil(m_program, Role::Text, field,
-                               [&] { return elements().find(Role::Text, field).isFocused(); }) &&
-           m_screen.key(QStringLiteral("ctrl+a")) && m_screen.type(text) &&
+    return m_screen.fillIn(m_program, Role::Text, field, text) &&
            QTest::qWaitFor([&] { return elements().find(Role::Text, field).text() == text; },
                            Screen::patienceMs);
 }

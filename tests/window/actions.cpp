@@ -64,7 +64,6 @@ private Q_SLOTS:
     void refusedWorkspaceReturns();
     void serverFieldKeepsWhatIsTyped();
     void passwordIsForgottenAtOnce();
-    void enterInThePasswordSignsInWhereTheButtonWould();
     void refusedManualEntryIsKept();
     void editDialogQueuesTheText();
     void closeHidesOnlyWithATray();
@@ -306,26 +305,6 @@ void WindowTest::passwordIsForgottenAtOnce() {
     QCOMPARE(text(item("password")), QString());
     QTRY_VERIFY(!controller().busy());
     QVERIFY(!controller().accountSignedIn());
-}
-
-void WindowTest::enterInThePasswordSignsInWhereTheButtonWould() {
-    m_fixture->openTab(3);
-    QQuickItem* const password = item("password");
-    QTRY_VERIFY(password->isVisible());
-    password->forceActiveFocus(Qt::TabFocusReason);
-    for (const char key : {'s', 'e', 'c', 'r', 'e', 't'}) {
-        QTest::keyClick(m_fixture->window, key);
-    }
-    QVERIFY(!item("signIn")->isEnabled());
-    QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QCOMPARE(text(password), QStringLiteral("secret"));
-
-    m_fixture->unlock();
-    QVERIFY(item("signIn")->isEnabled());
-    QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QCOMPARE(text(password), QString());
-    QVERIFY(controller().busy());
-    QTRY_COMPARE(controller().message(), QStringLiteral("Personal sign-in failed"));
 }
 
 void WindowTest::refusedManualEntryIsKept() {

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/client.h"
+#include "tests/support/devserver.h"
+#include "tests/support/filesearch.h"
+#include "tests/support/program.h"
+#include "tests/support/screen.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTest>
+
+using Role = Element::Role;
+
+namespace {
+
+// One of the demo's people.
+const QString email = QStringLiteral("dan@example.com");
+const QString password = QStringLiteral("dan-in-the-demo");
+const QString work = QStringLiteral("Count the paper boats");
+
+} // namespace
+
+/// A day of a person who signs in, with the real program, server and keyring.
+class StoryAccountTest : public QObject {
+    Q_OBJECT
+
+    void connectAsDeveloper();
+    void signInWithTheKeyboard();
+    void workWithoutServer();
+    void findSignOutClosed();
+    void letTheServerReturn();
+    void signOut();
+    void startAgainSignedOut();
+    void reconnectAsDeveloper();
+    void findThePasswordNowhere();
+
+    [[nodiscard]] bool shows(const QString& label) const { return m_program.shows(Role::Label, label); }
+    [[nodiscard]] bool lists(const QString& start) const {
+        return !m_program.elements().findStarting(start).isNull();
+    }
+    [[nodiscard]] bool press(const char* button, const std::function<bool()>& outcome) const {
+        return m_screen.clickUntil(m_program, Role::PushButton, QString::fromLatin1(button), outcome);
+    }
+    [[nodiscard]] bool openTab(const char* tab, Role role, const char* holds) const;
+    [[nodiscard]] bool speakEnglish() const;
+
+    Screen m_screen;
+    DevServer m_server{DevServer::Data::Demo};
+    Program m_program;
+
+private Q_SLOTS:
+    void workUnderAnAccountEndsWithItAndLeavesNothingReadable();
+};
+
+void StoryAccountTest::workUnderAnAccountEndsWithItAndLeavesNothingReadable() {
+    for (const auto step : {
+             &StoryAccountTest::connectAsDeveloper,
+             &StoryAccountTest::signInWithTheKeyboard,
+             &StoryAccountTest::workWithoutServer,
+             &StoryAccountTest::findSignOutClosed,
+             &StoryAccountTest::findThePasswordNowhere,
+             &StoryAccountTest::letTheServerReturn,
+             &StoryAccountTest::signOut,
+             &StoryAccountTest::startAgainSignedOut,
+             &StoryAccountTest::reconnectAsDeveloper,
+             &StoryAccountTest::findThePasswordNowhere,
+         }) {
+        (this->*step)();
+        if (QTest::currentTestFailed()) {
+            return;
+        }
+    }
+}
+
+bool StoryAccountTest::openTab(const char* tab, Role role, const char* holds) const {
+    return m_screen.clickUntil(m_program, Role::PageTab, QString::fromLatin1(tab),
+                               [&] { return m_program.shows(role, QString::fromLatin1(holds)); });
+}
+
+bool StoryAccountTest::speakEnglish() const {
+    return press("EN", [this] { return m_program.shows(Role::PageTab, QStringLiteral("Settings")); });
+}
+
+void StoryAccountTest::connectAsDeveloper() {
+    startClean();
+    QVERIFY(m_screen.start());
+    QVERIFY(m_server.start());
+    m_program.start({QStringLiteral("--server"), m_server.url()});
+    QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Connected to PostgreSQL")), Screen::patienceMs);
+    QVERIFY(speakEnglish());
+    QVERIFY(openTab("Settings", Role::Label, "Not signed in to a personal account"));
+}
+
+void StoryAccountTest::signInWithTheKeyboard() {
+    QVERIFY(m_screen.fillIn(m_program, Role::Text, QStringLiteral("Existing account email"), email));
+    QVERIFY(m_screen.key(QStringLiteral("Tab")) && m_screen.type(password));
+    QVERIFY(m_screen.key(QStringLiteral("Return")));
+    QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Personal account: ") + email), Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Connected to PostgreSQL")), Screen::patienceMs);
+}
+
+void StoryAccountTest::workWithoutServer() {
+    m_server.kill();
+    QVERIFY(openTab("Timer and entries", Role::PushButton, "Start"));
+    QVERIFY(m_screen.fillIn(m_program, Role::Text, QStringLiteral("What are you working on?"), work));
+    QVERIFY(press("Start", [this] { return m_program.shows(Role::PushButton, QStringLiteral("Stop")); }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, QStringLiteral("Sync (1)")),
+                             Screen::patienceMs);
+}
+
+void StoryAccountTest::findSignOutClosed() {
+    QVERIFY(openTab("Settings", Role::PushButton, "Sign out"));
+    const Element button = m_program.elements().find(Role::PushButton, QStringLiteral("Sign out"));
+    QVERIFY(!button.isNull());
+    QVERIFY(m_screen.click(button.area().center()));
+    QVERIFY(m_screen.key(QStringLiteral("Return")));
+    QVERIFY(m_program.shows(Role::PushButton, QStringLiteral("Sync (1)")));
+    QVERIFY(shows(QStringLiteral("Personal account: ") + email));
+}
+
+void StoryAccountTest::letTheServerReturn() {
+    QVERIFY(m_server.start());
+    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, QStringLiteral("Sync (0)")),
+                             Screen::patienceMs);
+    const QJsonArray pushed = m_server.entriesNamed(work);
+    QCOMPARE(pushed.size(), 1);
+    const QJsonValue developer = m_server.request("GET", QStringLiteral("/me")).body.value(u"id");
+    QVERIFY(developer.isString());
+    QVERIFY(pushed.first().toObject().value(u"user_id") != developer);
+}
+
+void StoryAccountTest::signOut() {
+    QVERIFY(press("Sign out", [this] {
+        return shows(QStringLiteral("Signed out. No private developer fallback was opened automatically."));
+    }));
+    QVERIFY(shows(QStringLiteral("Not signed in to a personal account")));
+    QVERIFY(openTab("Timer and entries", Role::PushButton, "Start"));
+    QVERIFY(shows(QStringLiteral("00:00:00")));
+    QVERIFY(!lists(work));
+}
+
+void StoryAccountTest::startAgainSignedOut() {
+    QVERIFY(m_screen.close(m_program));
+    QCOMPARE(m_program.exitCode(), 0);
+    m_program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Signed out. Use personal login, or explicitly reconnect "
+                                                  "for private development.")),
+                             Screen::patienceMs);
+    QVERIFY(speakEnglish());
+    QVERIFY(openTab("Settings", Role::Label, "Not signed in to a personal account"));
+}
+
+void StoryAccountTest::reconnectAsDeveloper() {
+    QVERIFY(press("Connect / explicit developer entry",
+                  [this] { return shows(QStringLiteral("Connected to PostgreSQL")); }));
+    QVERIFY(shows(QStringLiteral("Not signed in to a personal account")));
+    QVERIFY(m_screen.close(m_program));
+    QCOMPARE(m_program.exitCode(), 0);
+}
+
+void StoryAccountTest::findThePasswordNowhere() {
+    QCOMPARE(filesThatHold(password), QStringList());
+    const QString data = QFileInfo(m_server.databaseFile()).path();
+    QCOMPARE(filesThatHold(password, data), QStringList());
+    // That this finds what is there.
+    QVERIFY(!filesThatHold(email, data).isEmpty());
+}
+
+QTEST_MAIN(StoryAccountTest)
+#include "account.moc"
