@@ -144,8 +144,8 @@ void migrate(Connection& connection) {
         }
     }
     // Append only: a migration that has ever run somewhere is never edited.
-    const QList<QStringList> migrations{firstTables(), developmentAccount(), passwords(), reportRules(),
-                                        reportSnapshots(), imports()};
+    const QList<QStringList> migrations{firstTables(), developmentAccount(), passwords(),
+                                        reportRules(), reportSnapshots(),    imports()};
     if (version > migrations.size()) {
         throw DatabaseError("it was made by a newer version of this program");
     }
