@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/client.h"
-#include "tests/support/devserver.h"
+#include "tests/story/windowstory.h"
 #include "tests/support/filesearch.h"
-#include "tests/support/program.h"
-#include "tests/support/screen.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -22,7 +19,7 @@ const QString work = QStringLiteral("Count the paper boats");
 } // namespace
 
 /// A day of a person who signs in, with the real program, server and keyring.
-class StoryAccountTest : public QObject {
+class StoryAccountTest : public WindowStory {
     Q_OBJECT
 
     void connectAsDeveloper();
@@ -39,15 +36,10 @@ class StoryAccountTest : public QObject {
     [[nodiscard]] bool lists(const QString& start) const {
         return !m_program.elements().findStarting(start).isNull();
     }
-    [[nodiscard]] bool press(const char* button, const std::function<bool()>& outcome) const {
-        return m_screen.clickUntil(m_program, Role::PushButton, QString::fromLatin1(button), outcome);
-    }
-    [[nodiscard]] bool openTab(const char* tab, Role role, const char* holds) const;
     [[nodiscard]] bool speakEnglish() const;
 
-    Screen m_screen;
-    DevServer m_server{DevServer::Data::Demo};
-    Program m_program;
+public:
+    StoryAccountTest() : WindowStory(DevServer::Data::Demo) {}
 
 private Q_SLOTS:
     void workUnderAnAccountEndsWithItAndLeavesNothingReadable();
@@ -73,27 +65,19 @@ void StoryAccountTest::workUnderAnAccountEndsWithItAndLeavesNothingReadable() {
     }
 }
 
-bool StoryAccountTest::openTab(const char* tab, Role role, const char* holds) const {
-    return m_screen.clickUntil(m_program, Role::PageTab, QString::fromLatin1(tab),
-                               [&] { return m_program.shows(role, QString::fromLatin1(holds)); });
-}
-
 bool StoryAccountTest::speakEnglish() const {
-    return press("EN", [this] { return m_program.shows(Role::PageTab, QStringLiteral("Settings")); });
+    return press(QStringLiteral("EN"),
+                 [this] { return m_program.shows(Role::PageTab, QStringLiteral("Settings")); });
 }
 
 void StoryAccountTest::connectAsDeveloper() {
-    startClean();
-    QVERIFY(m_screen.start());
-    QVERIFY(m_server.start());
-    m_program.start({QStringLiteral("--server"), m_server.url()});
-    QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Connected to PostgreSQL")), Screen::patienceMs);
-    QVERIFY(speakEnglish());
-    QVERIFY(openTab("Settings", Role::Label, "Not signed in to a personal account"));
+    QVERIFY(startDesk());
+    QVERIFY(openProgram());
+    QVERIFY(openTab(QStringLiteral("Settings"), QStringLiteral("Sign out")));
 }
 
 void StoryAccountTest::signInWithTheKeyboard() {
-    QVERIFY(m_screen.fillIn(m_program, Role::Text, QStringLiteral("Existing account email"), email));
+    QVERIFY(fillIn(QStringLiteral("Existing account email"), email));
     QVERIFY(m_screen.key(QStringLiteral("Tab")) && m_screen.type(password));
     QVERIFY(m_screen.key(QStringLiteral("Return")));
     QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Personal account: ") + email), Screen::patienceMs);
@@ -102,15 +86,16 @@ void StoryAccountTest::signInWithTheKeyboard() {
 
 void StoryAccountTest::workWithoutServer() {
     m_server.kill();
-    QVERIFY(openTab("Timer and entries", Role::PushButton, "Start"));
-    QVERIFY(m_screen.fillIn(m_program, Role::Text, QStringLiteral("What are you working on?"), work));
-    QVERIFY(press("Start", [this] { return m_program.shows(Role::PushButton, QStringLiteral("Stop")); }));
+    QVERIFY(openTab(QStringLiteral("Timer and entries"), QStringLiteral("Manual entry")));
+    QVERIFY(fillIn(QStringLiteral("What are you working on?"), work));
+    QVERIFY(press(QStringLiteral("Start"),
+                  [this] { return m_program.shows(Role::PushButton, QStringLiteral("Stop")); }));
     QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, QStringLiteral("Sync (1)")),
                              Screen::patienceMs);
 }
 
 void StoryAccountTest::findSignOutClosed() {
-    QVERIFY(openTab("Settings", Role::PushButton, "Sign out"));
+    QVERIFY(openTab(QStringLiteral("Settings"), QStringLiteral("Sign out")));
     const Element button = m_program.elements().find(Role::PushButton, QStringLiteral("Sign out"));
     QVERIFY(!button.isNull());
     QVERIFY(m_screen.click(button.area().center()));
@@ -131,11 +116,11 @@ void StoryAccountTest::letTheServerReturn() {
 }
 
 void StoryAccountTest::signOut() {
-    QVERIFY(press("Sign out", [this] {
+    QVERIFY(press(QStringLiteral("Sign out"), [this] {
         return shows(QStringLiteral("Signed out. No private developer fallback was opened automatically."));
     }));
     QVERIFY(shows(QStringLiteral("Not signed in to a personal account")));
-    QVERIFY(openTab("Timer and entries", Role::PushButton, "Start"));
+    QVERIFY(openTab(QStringLiteral("Timer and entries"), QStringLiteral("Manual entry")));
     QVERIFY(shows(QStringLiteral("00:00:00")));
     QVERIFY(!lists(work));
 }
@@ -148,11 +133,11 @@ void StoryAccountTest::startAgainSignedOut() {
                                                   "for private development.")),
                              Screen::patienceMs);
     QVERIFY(speakEnglish());
-    QVERIFY(openTab("Settings", Role::Label, "Not signed in to a personal account"));
+    QVERIFY(openTab(QStringLiteral("Settings"), QStringLiteral("Sign out")));
 }
 
 void StoryAccountTest::reconnectAsDeveloper() {
-    QVERIFY(press("Connect / explicit developer entry",
+    QVERIFY(press(QStringLiteral("Connect / explicit developer entry"),
                   [this] { return shows(QStringLiteral("Connected to PostgreSQL")); }));
     QVERIFY(shows(QStringLiteral("Not signed in to a personal account")));
     QVERIFY(m_screen.close(m_program));

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/client.h"
-#include "tests/support/devserver.h"
-#include "tests/support/program.h"
-#include "tests/support/screen.h"
+#include "tests/story/windowstory.h"
 #include "tests/support/vaultfile.h"
 
 #include <QByteArrayList>
@@ -83,7 +80,7 @@ QStringList filesHolding(const QSet<QString>& texts) {
 } // namespace
 
 /// A day of a person with the real program, server and keyring.
-class StoryTest : public QObject {
+class StoryTest : public WindowStory {
     Q_OBJECT
 
     void openFullWindow();
@@ -97,23 +94,19 @@ class StoryTest : public QObject {
     void quit();
     void findNothingReadableInTheHome();
 
-    [[nodiscard]] Element elements() const { return m_program.elements(); }
     /// Whether the list shows the entry, marked as waiting or not.
     [[nodiscard]] bool lists(const QString& description, bool pending) const;
-    [[nodiscard]] bool isWaiting(int changes) const;
     /// The list's first row that nobody has touched yet and that can be edited: its
     /// button, and in m_original the server's entry.
     [[nodiscard]] Element editableRow();
-    /// Clicks into the field, and replaces what it holds.
-    [[nodiscard]] bool fillIn(const QString& field, const QString& text) const;
 
-    Screen m_screen;
-    DevServer m_server{DevServer::Data::Demo};
-    Program m_program;
     QJsonArray m_before; // the server's entries at first
     QJsonObject m_original;
     QString m_manualStart;
     QSet<QString> m_secrets{timed, manual, edited};
+
+public:
+    StoryTest() : WindowStory(DevServer::Data::Demo) {}
 
 private Q_SLOTS:
     void workDoneWhileTheServerIsAwayReachesItOnceAndIsNeverReadable();
@@ -148,11 +141,6 @@ bool StoryTest::lists(const QString& description, bool pending) const {
                                          row.contains(QStringLiteral(" · ממתין לסנכרון")));
 }
 
-bool StoryTest::isWaiting(int changes) const {
-    return m_program.shows(Role::PushButton, QStringLiteral("Sync (%1)").arg(changes)) ||
-           m_program.shows(Role::PushButton, QStringLiteral("סנכרון (%1)").arg(changes));
-}
-
 Element StoryTest::editableRow() {
     const QList<Element> all = elements().everything();
     for (const Element& row : all) {
@@ -173,16 +161,8 @@ Element StoryTest::editableRow() {
     return {};
 }
 
-bool StoryTest::fillIn(const QString& field, const QString& text) const {
-    return m_screen.fillIn(m_program, Role::Text, field, text) &&
-           QTest::qWaitFor([&] { return elements().find(Role::Text, field).text() == text; },
-                           Screen::patienceMs);
-}
-
 void StoryTest::openFullWindow() {
-    startClean();
-    QVERIFY(m_screen.start());
-    QVERIFY(m_server.start());
+    QVERIFY(startDesk());
     m_before = m_server.entries();
     QVERIFY(m_before.size() > 2000);
     const QString snapshot = QStringLiteral("/sync/snapshot?workspace_id=") + m_server.workspace();
@@ -191,29 +171,22 @@ void StoryTest::openFullWindow() {
     }
     QVERIFY(m_secrets.size() > 100);
 
-    m_program.start({QStringLiteral("--server"), m_server.url()});
-    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::Label, QStringLiteral("Connected to PostgreSQL")),
-                             Screen::patienceMs);
-    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("EN"), [this] {
-        return m_program.shows(Role::PushButton, QStringLiteral("Start"));
-    }));
+    QVERIFY(openProgram());
     QVERIFY(!editableRow().isNull());
 }
 
 void StoryTest::startTimer() {
     QVERIFY(fillIn(QStringLiteral("What are you working on?"), timed));
-    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("Start"), [this] {
-        return m_program.shows(Role::PushButton, QStringLiteral("Stop"));
-    }));
+    QVERIFY(press(QStringLiteral("Start"),
+                  [this] { return m_program.shows(Role::PushButton, QStringLiteral("Stop")); }));
     QTRY_VERIFY_WITH_TIMEOUT(isWaiting(0), Screen::patienceMs);
     QCOMPARE(m_server.entriesNamed(timed).size(), 1);
     m_server.kill();
 }
 
 void StoryTest::stopTimerWithoutServer() {
-    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("Stop"), [this] {
-        return m_program.shows(Role::PushButton, QStringLiteral("Start"));
-    }));
+    QVERIFY(press(QStringLiteral("Stop"),
+                  [this] { return m_program.shows(Role::PushButton, QStringLiteral("Start")); }));
     QTRY_VERIFY_WITH_TIMEOUT(isWaiting(1), Screen::patienceMs);
     QTRY_VERIFY_WITH_TIMEOUT(lists(timed, true), Screen::patienceMs);
 }
@@ -226,13 +199,13 @@ void StoryTest::addManualEntryWithoutServer() {
         return now.addSecs(-ago).toOffsetFromUtc(int(3 * hour)).toString(Qt::ISODate);
     };
     m_manualStart = now.addSecs(-3 * hour).toString(Qt::ISODate);
-    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("Manual entry"),
-                                [this] { return m_program.shows(Role::Text, QStringLiteral("From")); }));
+    QVERIFY(press(QStringLiteral("Manual entry"),
+                  [this] { return m_program.shows(Role::Text, QStringLiteral("From")); }));
     QVERIFY(fillIn(QStringLiteral("Description"), manual));
     QVERIFY(fillIn(QStringLiteral("From"), local(3 * hour)));
     QVERIFY(fillIn(QStringLiteral("To"), local(2 * hour)));
-    QVERIFY(m_screen.clickUntil(m_program, Role::PushButton, QStringLiteral("OK"),
-                                [this] { return !m_program.shows(Role::Text, QStringLiteral("From")); }));
+    QVERIFY(
+        press(QStringLiteral("OK"), [this] { return !m_program.shows(Role::Text, QStringLiteral("From")); }));
     QTRY_VERIFY_WITH_TIMEOUT(isWaiting(2), Screen::patienceMs);
     QTRY_VERIFY_WITH_TIMEOUT(lists(manual, true), Screen::patienceMs);
 }

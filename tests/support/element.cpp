@@ -18,6 +18,7 @@ const QString accessible = QStringLiteral("org.a11y.atspi.Accessible");
 const QString action = QStringLiteral("org.a11y.atspi.Action");
 
 // The bits of an AT-SPI state set.
+constexpr int stateChecked = 4;
 constexpr int stateEnabled = 8;
 constexpr int stateFocused = 12;
 constexpr int stateShowing = 25;
@@ -152,6 +153,10 @@ bool Element::isEnabled() const {
 
 bool Element::isFocused() const {
     return has(stateFocused);
+}
+
+bool Element::isChecked() const {
+    return has(stateChecked);
 }
 
 QRect Element::area() const {

@@ -40,6 +40,8 @@ public:
     [[nodiscard]] bool isShowing() const;
     [[nodiscard]] bool isEnabled() const;
     [[nodiscard]] bool isFocused() const;
+    /// A tick box.
+    [[nodiscard]] bool isChecked() const;
     /// On the screen.
     [[nodiscard]] QRect area() const;
 

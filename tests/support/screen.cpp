@@ -126,13 +126,6 @@ bool Screen::close(const Program& program) const {
     return retry(act, [&] { return window(program).isEmpty(); });
 }
 
-bool Screen::fillIn(const Program& program, Element::Role role, const QString& field,
-                    const QString& text) const {
-    return clickUntil(program, role, field,
-                      [&] { return program.elements().find(role, field).isFocused(); }) &&
-           key(QStringLiteral("ctrl+a")) && type(text);
-}
-
 bool Screen::clickUntil(const Program& program, Element::Role role, const QString& name,
                         const std::function<bool()>& outcome) const {
     const auto act = [&] {

@@ -49,10 +49,6 @@ public:
     [[nodiscard]] bool clickUntil(const Program& program, Element::Role role, const QString& name,
                                   const std::function<bool()>& outcome) const;
 
-    /// Clicks into the field until it has the focus, and types over what it holds.
-    [[nodiscard]] bool fillIn(const Program& program, Element::Role role, const QString& field,
-                              const QString& text) const;
-
 private:
     bool m_wantsTray;
     QProcess m_manager;
