@@ -9,18 +9,19 @@ RowPanel {
     required property TimerWindow window
 
     readonly property var totals: row.totals || {}
+    readonly property string title: (row.entry ? row.entry.description : (row.labels || []).join(" / ")) || ""
+    // Dates and names in two directions keep the order of the window's language.
+    readonly property string direction: row.entry ? "" : window.label("\u200f", "\u200e")
 
     height: 68
-    Accessible.name: title.text + ", " + raw.text + ", " + rounded.text
+    Accessible.name: title + ", " + raw.text + ", " + rounded.text
 
     RowLayout {
         anchors.fill: parent
         spacing: Theme.gap
 
         Label {
-            id: title
-
-            text: (line.row.entry ? line.row.entry.description : (line.row.labels || []).join(" / ")) || ""
+            text: line.direction + line.title
             wrapMode: Text.Wrap
             maximumLineCount: 3
             elide: Text.ElideRight
