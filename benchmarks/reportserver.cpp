@@ -92,6 +92,14 @@ ReportServer::~ReportServer() {
     m_process.waitForFinished();
 }
 
+void ReportServer::restart() {
+    m_process.terminate();
+    if (!m_process.waitForFinished()) {
+        throw std::runtime_error("the server does not end");
+    }
+    start();
+}
+
 QString ReportServer::databaseFile() const {
     return m_folder.filePath(QStringLiteral("server.sqlite"));
 }

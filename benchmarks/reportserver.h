@@ -40,6 +40,9 @@ public:
     /// Empties the tables of the snapshots, past the server.
     void forgetReports() const;
 
+    /// Ends the server and starts it anew on the same file.
+    void restart();
+
     /// In MB, when it had only just answered a first request.
     [[nodiscard]] double idleMemory() const { return m_idle; }
     /// Starts a new count of the highest memory.

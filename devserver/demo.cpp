@@ -81,6 +81,7 @@ private:
     QStringList addTags(const QString& workspaceId, Language language);
     void workDay(const Habit& habit, QDate day);
     void clockChangeNights(const Habit& habit);
+    void lateEvenings(const Habit& habit);
     void addEntry(const Habit& habit, const Project& project, qint64 start, qint64 stop);
     void addDetails(Entry& entry, const Habit& habit, const Project& project);
     void addPeriods();
@@ -128,8 +129,11 @@ void Demo::write() {
         }
     }
     clockChangeNights(sideJob);
-    insertEntries(m_connection, m_entries);
     addPeriods();
+    // Last of all, which leaves the rest of the demo as it was.
+    lateEvenings(colleague);
+    clockChangeNights(colleague);
+    insertEntries(m_connection, m_entries);
 }
 
 QString Demo::addUser(const QString& email, const QString& name) {
@@ -236,6 +240,18 @@ void Demo::clockChangeNights(const Habit& habit) {
         const qint64 start = at - m_random.between(70 * minute, 110 * minute);
         const qint64 stop = at + m_random.between(70 * minute, 110 * minute);
         addEntry(habit, habit.projects.constFirst(), start, stop);
+    }
+}
+
+// Work over midnight, which belongs to two days: on the first Monday of a month,
+// a night in which the clocks never change.
+void Demo::lateEvenings(const Habit& habit) {
+    for (QDate day = m_today.addDays(-365); day < m_today.addDays(-1); day = day.addDays(1)) {
+        if (day.dayOfWeek() == Qt::Monday && day.day() <= 7) {
+            const int start = m_random.between(22 * 3600, 23 * 3600);
+            const int length = m_random.between(125 * minute, 180 * minute);
+            addEntry(habit, habit.projects.constFirst(), instant(day, start), instant(day, start) + length);
+        }
     }
 }
 

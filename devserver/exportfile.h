@@ -10,7 +10,8 @@ namespace devserver {
 
 /// Where an export is written before the first byte of it is sent, so that one
 /// that fails in the middle is answered with an error and not cut off. It lies
-/// in TMPDIR, where it has no name and ends with its last user.
+/// in TMPDIR and ends with its last user. There it has no name, or a random one
+/// on a file system that knows no nameless files (O_TMPFILE).
 /// Every failure throws std::runtime_error.
 class ExportFile {
 public:

@@ -87,7 +87,7 @@ public:
 
 private:
     struct Free {
-        void operator()(lxw_workbook* book) const { lxw_workbook_free(book); }
+        void operator()(lxw_workbook* book) const;
     };
 
     void describe(qint64 createdAt);
@@ -138,6 +138,16 @@ void Workbook::describe(qint64 createdAt) {
     properties.title = title.data();
     properties.created = static_cast<time_t>(createdAt);
     require(workbook_set_properties(m_book.get(), &properties));
+}
+
+// Only closing a workbook closes the file with its rows as well.
+void Workbook::Free::operator()(lxw_workbook* book) const {
+    lxw_worksheet* sheet = STAILQ_FIRST(book->worksheets);
+    if (sheet && sheet->optimize_tmpfile) {
+        std::fclose(sheet->optimize_tmpfile); // what was written to it is not wanted any more
+        sheet->optimize_tmpfile = nullptr;
+    }
+    lxw_workbook_free(book);
 }
 
 void Workbook::layOut() {

@@ -102,6 +102,7 @@ void Judgement::readAll(const CsvTable& table, const QTimeZone& zone) {
 void Judgement::judge(const ImportRow& row) {
     const QString fingerprint = fingerprintOf(row);
     m_checksum.addData(fingerprint.toLatin1());
+    m_checksum.addData(QByteArray::number(row.startAt) + ' ' + QByteArray::number(row.stopAt));
     if (m_imported.contains(fingerprint)) {
         ++m_duplicates;
         m_rows += row;
@@ -122,7 +123,7 @@ void Judgement::judge(const ImportRow& row) {
         m_newProjects += row.project;
     }
     if (m_sample.size() < sampleSize) {
-        QJsonObject entry = contentOf(row);
+        QJsonObject entry = entryOf(row);
         entry.insert(QStringLiteral("row"), row.row);
         entry.insert(QStringLiteral("duration_seconds"), row.stopAt - row.startAt);
         m_sample += entry;

@@ -23,6 +23,8 @@ const QString tagsKey = QStringLiteral("tags");
 const QString billableKey = QStringLiteral("billable");
 const QString startKey = QStringLiteral("start_at");
 const QString stopKey = QStringLiteral("stop_at");
+const QString clockStartKey = QStringLiteral("clock_start");
+const QString clockStopKey = QStringLiteral("clock_stop");
 
 QString textOf(qint64 instant) {
     return QDateTime::fromSecsSinceEpoch(instant, Qt::UTC).toString(Qt::ISODate);
@@ -70,7 +72,23 @@ QJsonObject contentOf(const ImportRow& row) {
             {tagsKey, QJsonArray::fromStringList(row.tags)},
             {billableKey, row.billable},
             {startKey, textOf(row.startAt)},
-            {stopKey, textOf(row.stopAt)}};
+            {stopKey, textOf(row.stopAt)},
+            {clockStartKey, row.clockStart},
+            {clockStopKey, row.clockStop}};
+}
+
+QJsonObject identityOf(const ImportRow& row) {
+    QJsonObject identity = contentOf(row);
+    identity.remove(startKey);
+    identity.remove(stopKey);
+    return identity;
+}
+
+QJsonObject entryOf(const ImportRow& row) {
+    QJsonObject entry = contentOf(row);
+    entry.remove(clockStartKey);
+    entry.remove(clockStopKey);
+    return entry;
 }
 
 ImportRow rowOf(const QJsonObject& content, int row) {
@@ -87,6 +105,8 @@ ImportRow rowOf(const QJsonObject& content, int row) {
     result.billable = content.value(billableKey).toBool();
     result.startAt = parseInstant(content.value(startKey).toString()).value();
     result.stopAt = parseInstant(content.value(stopKey).toString()).value();
+    result.clockStart = content.value(clockStartKey).toInteger();
+    result.clockStop = content.value(clockStopKey).toInteger();
     return result;
 }
 
@@ -137,7 +157,7 @@ void RowReader::requireColumns() const {
             missing += nameOf(column);
         }
     }
-    if (m_places[Duration] < 0 && (m_places[EndDate] < 0 || m_places[EndTime] < 0)) {
+    if (m_places[Duration] < 0 && !hasEnds()) {
         missing += QStringLiteral("End date with End time, or Duration");
     }
     if (!missing.isEmpty()) {
@@ -207,34 +227,40 @@ void RowReader::readNames(Reading& reading, ImportRow& row) const {
 }
 
 void RowReader::readTimes(Reading& reading, ImportRow& row) const {
-    const auto start = readInstant(reading, StartDate, StartTime);
-    const bool hasEnd = !cell(reading.record, EndDate).isEmpty() || !cell(reading.record, EndTime).isEmpty();
-    auto stop = hasEnd ? readInstant(reading, EndDate, EndTime) : std::nullopt;
+    const auto start = readMoment(reading, StartDate, StartTime);
+    const bool hasEnd =
+        hasEnds() && !(cell(reading.record, EndDate).isEmpty() && cell(reading.record, EndTime).isEmpty());
+    auto stop = hasEnd ? readMoment(reading, EndDate, EndTime) : std::nullopt;
     const QString length = cell(reading.record, Duration);
     const auto duration = readDuration(length);
     if (!length.isEmpty() && !duration) {
         reading.report(Duration, QStringLiteral("This is not a duration such as 1:30:00."));
     }
     if (!hasEnd && length.isEmpty()) {
-        reading.report(EndTime, QStringLiteral("The row has neither an end nor a duration."));
+        reading.report(hasEnds() ? EndTime : Duration,
+                       QStringLiteral("The row has neither an end nor a duration."));
     }
     if (!hasEnd && start && duration) {
-        stop = *start + *duration;
+        stop = Moment{start->instant + *duration, start->clock + *duration};
     }
     if (!start || !stop) {
         return;
     }
-    row.startAt = *start;
-    row.stopAt = *stop;
-    const qint64 elapsed = *stop - *start;
-    if (elapsed < 0) {
+    row.startAt = start->instant;
+    row.stopAt = stop->instant;
+    row.clockStart = start->clock;
+    row.clockStop = stop->clock;
+    const qint64 elapsed = row.stopAt - row.startAt;
+    if (row.stopAt > lastInstant) {
+        reading.report(Duration, QStringLiteral("The entry would end after the year 9999."));
+    } else if (elapsed < 0) {
         reading.report(EndTime, QStringLiteral("The entry would end before it starts."));
     } else if (duration && std::abs(elapsed - *duration) > 1) {
         reading.report(Duration, QStringLiteral("From start to end it is %1.").arg(durationText(elapsed)));
     }
 }
 
-std::optional<qint64> RowReader::readInstant(Reading& reading, Column date, Column time) const {
+std::optional<RowReader::Moment> RowReader::readMoment(Reading& reading, Column date, Column time) const {
     const auto day = readDate(cell(reading.record, date), m_dates);
     if (!day) {
         reading.report(date,
@@ -257,7 +283,8 @@ std::optional<qint64> RowReader::readInstant(Reading& reading, Column date, Colu
                       : QStringLiteral("This time was twice in %1: the clocks were put back.").arg(m_zone));
         return std::nullopt;
     }
-    return std::get<qint64>(instant);
+    return Moment{std::get<qint64>(instant),
+                  QDateTime(*day, QTime(0, 0), Qt::UTC).toSecsSinceEpoch() + *second};
 }
 
 } // namespace devserver

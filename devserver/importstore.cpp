@@ -13,22 +13,18 @@
 namespace devserver {
 namespace {
 
-constexpr qint64 patience = 86'400; // seconds that a staged import waits
+constexpr qint64 patience = 86'400; // seconds that a staged import waits, and that replies are kept
 
-QByteArray textOf(const ImportRow& row) {
-    return QJsonDocument(contentOf(row)).toJson(QJsonDocument::Compact);
-}
-
-QString hashOf(const QByteArray& text) {
-    return QString::fromLatin1(QCryptographicHash::hash(text, QCryptographicHash::Sha256).toHex());
+QByteArray textOf(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
 void forgetStale(Connection& connection, const QString& userId) {
-    const QString stale = QStringLiteral(" IN (SELECT id FROM imports WHERE user_id = ? AND created_at < ?"
-                                         " AND checkpoint < total)");
+    const QString old = QStringLiteral(" IN (SELECT id FROM imports WHERE user_id = ? AND created_at < ?");
+    const QString stale = old + QStringLiteral(" AND (checkpoint < total OR total = 0))");
     const QVariantList values{userId, currentInstant() - patience};
+    connection.run(QStringLiteral("DELETE FROM import_replies WHERE import_id") + old + u')', values);
     connection.run(QStringLiteral("DELETE FROM import_records WHERE import_id") + stale, values);
-    connection.run(QStringLiteral("DELETE FROM import_replies WHERE import_id") + stale, values);
     connection.run(QStringLiteral("DELETE FROM imports WHERE id") + stale, values);
 }
 
@@ -50,7 +46,7 @@ void insertRecords(Connection& connection, const QString& importId, const QList<
         QVariantList values;
         values.reserve(size * 4);
         for (qsizetype i = from; i < from + size; ++i) {
-            values << importId << i << rows[i].row << QString::fromUtf8(textOf(rows[i]));
+            values << importId << i << rows[i].row << QString::fromUtf8(textOf(contentOf(rows[i])));
         }
         connection.execute(query, values);
     }
@@ -59,7 +55,8 @@ void insertRecords(Connection& connection, const QString& importId, const QList<
 } // namespace
 
 QString fingerprintOf(const ImportRow& row) {
-    return hashOf(textOf(row));
+    const QByteArray text = textOf(identityOf(row));
+    return QString::fromLatin1(QCryptographicHash::hash(text, QCryptographicHash::Sha256).toHex());
 }
 
 QSet<QString> importedFrom(Connection& connection, const ImportSource& source) {
@@ -124,8 +121,8 @@ QList<StagedRecord> nextRecords(Connection& connection, const StagedImport& impo
     QList<StagedRecord> records;
     while (connection.next(query)) {
         const QByteArray content = query.value(1).toString().toUtf8();
-        records +=
-            {rowOf(QJsonDocument::fromJson(content).object(), query.value(0).toInt()), hashOf(content)};
+        const ImportRow row = rowOf(QJsonDocument::fromJson(content).object(), query.value(0).toInt());
+        records += {row, fingerprintOf(row)};
     }
     return records;
 }

@@ -36,7 +36,8 @@ struct StagedRecord {
     QString fingerprint;
 };
 
-/// Of the row's content alone, hexadecimal.
+/// Of the record as the file has it, hexadecimal: neither its row nor the time
+/// zone in which it is read make it another one.
 [[nodiscard]] QString fingerprintOf(const ImportRow& row);
 
 /// The fingerprints of everything imported from this source.
@@ -47,7 +48,8 @@ struct StagedRecord {
                                 const QString& fingerprint);
 
 /// Stores the import with its records. Other imports of the same user that were
-/// staged more than a day ago and not completed are forgotten.
+/// staged more than a day ago are forgotten unless they were completed with
+/// something in them; of those that were, the replies to earlier steps are.
 void stage(Connection& connection, const StagedImport& import, const QList<ImportRow>& rows);
 
 /// The user's own import; text that is not an id finds nothing.

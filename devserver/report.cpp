@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/report.h"
 
+#include "devserver/apierror.h"
 #include "devserver/jsontext.h"
 #include "devserver/reportentries.h"
 #include "devserver/reportgroups.h"
+#include "devserver/reportquery.h"
 #include "devserver/reportsnapshots.h"
 
 #include <QJsonArray>
@@ -121,21 +123,19 @@ QByteArray headerOf(const ReportQuery& query, const ReportCatalog& catalog, cons
     return header + '}';
 }
 
-} // namespace
-
-QByteArray reportReply(Connection& connection, const QString& userId, const QString& workspaceId,
-                       const ReportQuery& query) {
-    const ReportCatalog catalog = readReportCatalog(connection, workspaceId);
+ReportTotals readReport(Connection& connection, const QString& workspaceId, const ReportQuery& query,
+                        const ReportCatalog& catalog, ReportSnapshot& snapshot) {
     const ReportDays days(query.from, query.to, query.zone, catalog.firstOfWeek());
     ReportEntries entries(connection, workspaceId, days.begin(), days.end(),
                           query.splitsDays() ? ReportEntries::Choice::Touching
                                              : ReportEntries::Choice::Starting);
-    ReportSnapshot snapshot(connection, workspaceId, userId, query.limit);
-    const ReportTotals totals = query.kind == ReportKind::Detailed
-                                    ? writeEntries(snapshot, entries, catalog)
-                                    : writeGroups(snapshot, entries, ReportGroups(query, days, catalog));
-    snapshot.finish(headerOf(query, catalog, totals));
+    return query.kind == ReportKind::Detailed
+               ? writeEntries(snapshot, entries, catalog)
+               : writeGroups(snapshot, entries, ReportGroups(query, days, catalog));
+}
 
+QByteArray bodyOf(const ReportQuery& query, const ReportCatalog& catalog, const ReportTotals& totals,
+                  const ReportSnapshot& snapshot) {
     QByteArray body = R"({"snapshot_id":)";
     appendString(body, snapshot.id());
     body += ',' + describe(query, catalog) + R"(,"group_by":[)";
@@ -144,6 +144,34 @@ QByteArray reportReply(Connection& connection, const QString& userId, const QStr
     appendTotals(body, totals);
     body += snapshot.hasMore() ? R"(,"has_more":true,"rows":)" : R"(,"has_more":false,"rows":)";
     return body + snapshot.firstRows() + '}';
+}
+
+} // namespace
+
+Answer queryReport(Request& request) {
+    Connection& connection = request.connection();
+    const QString workspaceId = request.part(1);
+    QString userId;
+    ReportQuery query;
+    ReportCatalog catalog;
+    ReportTotals totals;
+    std::optional<ReportSnapshot> snapshot;
+    {
+        const Transaction reading(connection, Transaction::Kind::Read);
+        userId = authenticate(connection, request.header("Authorization")).userId;
+        if (!isMember(connection, userId, workspaceId)) {
+            throw ApiError{404, QStringLiteral("not_found"),
+                           QStringLiteral("This workspace does not exist or is not yours to see.")};
+        }
+        query = readReportQuery(request.part(2), request.json());
+        catalog = readReportCatalog(connection, workspaceId);
+        snapshot.emplace(query.limit);
+        totals = readReport(connection, workspaceId, query, catalog, *snapshot);
+    }
+    Transaction writing(connection, Transaction::Kind::Write);
+    snapshot->store(connection, workspaceId, userId, headerOf(query, catalog, totals));
+    writing.commit();
+    return bodyOf(query, catalog, totals, *snapshot);
 }
 
 } // namespace devserver

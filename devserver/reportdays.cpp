@@ -1,23 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/reportdays.h"
 
-#include <QDateTime>
+#include "devserver/timezones.h"
 
 #include <algorithm>
 
 namespace devserver {
-namespace {
-
-qint64 firstMoment(QDate date, const QTimeZone& zone) {
-    QDateTime moment = date.startOfDay(zone);
-    while (!moment.isValid()) {
-        date = date.addDays(1);
-        moment = date.startOfDay(zone);
-    }
-    return moment.toSecsSinceEpoch();
-}
-
-} // namespace
 
 ReportDays::ReportDays(QDate from, QDate to, const QTimeZone& zone, Qt::DayOfWeek firstOfWeek)
     : m_begin(firstMoment(from, zone)), m_end(m_begin) {

@@ -4,6 +4,7 @@
 #include "devserver/accounts.h"
 #include "devserver/apierror.h"
 #include "devserver/jsontext.h"
+#include "devserver/timezones.h"
 
 #include <QDateTime>
 #include <QUuid>
@@ -165,8 +166,8 @@ Period addPeriod(Connection& connection, const QString& userId, const QString& w
     period.fromDate = first.toString(Qt::ISODate);
     period.toDate = first.addDays(6).toString(Qt::ISODate);
     period.timezone = QString::fromLatin1(zone.id());
-    period.startAt = first.startOfDay(zone).toSecsSinceEpoch();
-    period.endAt = first.addDays(7).startOfDay(zone).toSecsSinceEpoch();
+    period.startAt = firstMoment(first, zone);
+    period.endAt = firstMoment(first.addDays(7), zone);
     period.version = 1;
     if (overlapsAnother(connection, userId, period)) {
         throw refusal(QStringLiteral("period_exists"),

@@ -44,8 +44,7 @@ std::optional<qint64> parseInstant(const QString& text) {
     const qint64 local = secondsAt(date, number(4), number(5), number(6));
     const qint64 instant = match.capturedView(7) == u"-" ? local + offset : local - offset;
     static const qint64 first = secondsAt(QDate(1, 1, 1), 0, 0, 0);
-    static const qint64 last = secondsAt(QDate(9999, 12, 31), 23, 59, 59);
-    if (instant < first || instant > last) {
+    if (instant < first || instant > lastInstant) {
         return std::nullopt;
     }
     return instant;

@@ -22,4 +22,6 @@ void appendInstant(QByteArray& out, const std::optional<qint64>& instant);
 
 [[nodiscard]] qint64 currentInstant();
 
+constexpr qint64 lastInstant = 253'402'300'799; ///< the end of the year 9999
+
 } // namespace devserver

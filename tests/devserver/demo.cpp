@@ -62,6 +62,7 @@ private Q_SLOTS:
     void itIsAYearOfBelievableWork();
     void workDaysAreNotDoubleBooked();
     void nightsOfClockChangesHaveWork();
+    void theColleagueWorksOverMidnight();
     void reportsHaveSomethingToAddUp();
     void theProgramFillsItsDatabaseOnRequest();
 };
@@ -195,12 +196,29 @@ void TestDevserverDemo::nightsOfClockChangesHaveWork() {
     // 2025-10-26 02:00 and 2026-03-27 02:00 in Israel.
     for (const char* change : {"2025-10-25T23:00:00Z", "2026-03-27T00:00:00Z"}) {
         const qint64 at = QDateTime::fromString(QString::fromLatin1(change), Qt::ISODate).toSecsSinceEpoch();
-        QCOMPARE(
-            database
-                .value(u"SELECT COUNT(*) FROM time_entries WHERE start_at < ? AND stop_at > ?"_s, {at, at})
-                .toInt(),
-            1);
+        QCOMPARE(database
+                     .value(u"SELECT COUNT(DISTINCT workspace_id) FROM time_entries"
+                            " WHERE start_at < ? AND stop_at > ? AND deleted_at IS NULL"_s,
+                            {at, at})
+                     .toInt(),
+                 2);
     }
+}
+
+void TestDevserverDemo::theColleagueWorksOverMidnight() {
+    const TestDatabase database;
+    QVERIFY(fill(database.address(), QDate(2026, 8, 15)));
+    Connection connection(database.address());
+    const auto snapshot =
+        QJsonDocument::fromJson(snapshotReply(connection, developer, workspaces(connection)[0]));
+    int late = 0;
+    for (const QJsonValue entry : snapshot[u"time_entries"].toArray()) {
+        const QDateTime start = local(entry[u"start_at"]);
+        const QDateTime stop = local(entry[u"stop_at"]);
+        late += start.date() < stop.date() && start.time() > QTime(21, 0) ? 1 : 0;
+        QVERIFY(entry[u"user_id"] != developmentUser || start.date() == stop.date());
+    }
+    QVERIFY(late >= 10);
 }
 
 void TestDevserverDemo::reportsHaveSomethingToAddUp() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/exportfixture.h"
 
+#include <QDir>
 #include <QTest>
 
 #include <csignal>
@@ -19,6 +20,16 @@ void formatRows() {
     for (const QString& format : formats) {
         QTest::newRow(qPrintable(format)) << format;
     }
+}
+
+/// How many files without a name a process keeps open.
+int namelessFiles(qint64 process) {
+    int count = 0;
+    const QDir open(u"/proc/%1/fd"_s.arg(process));
+    for (const QFileInfo& file : open.entryInfoList(QDir::Files | QDir::System | QDir::Hidden)) {
+        count += file.symLinkTarget().endsWith(u"(deleted)"_s) ? 1 : 0;
+    }
+    return count;
 }
 
 /// While it lives, a process cannot make a file longer than this.
@@ -48,6 +59,7 @@ class TestDevserverExports : public QObject {
     Q_OBJECT
 
     void storeReport();
+    [[nodiscard]] int namelessFiles();
 
     ExportFixture m_fixture;
 
@@ -81,6 +93,10 @@ void TestDevserverExports::initTestCase() {
 
 void TestDevserverExports::storeReport() {
     m_fixture.store(reportHeader(u"detailed"_s), {detailedRow(u"Answer mail"_s)});
+}
+
+int TestDevserverExports::namelessFiles() {
+    return ::namelessFiles(m_fixture.server.process().processId());
 }
 
 void TestDevserverExports::answersNameTheirFile_data() {
@@ -214,6 +230,7 @@ void TestDevserverExports::aDamagedRowIsNoReport() {
     QCOMPARE(answer.status, 500);
     QCOMPARE(answer.errorCode(), u"internal"_s);
     QCOMPARE(answer.header("Content-Disposition"), QByteArray());
+    QTRY_COMPARE(namelessFiles(), 0);
     storeReport();
     QCOMPARE(m_fixture.get(format).status, 200);
 }
@@ -242,6 +259,7 @@ void TestDevserverExports::aFullDiskIsNoReport() {
         }
     }
     QVERIFY(refused > 3);
+    QTRY_COMPARE(namelessFiles(), 0);
 }
 
 // A workbook's rows are written twice, the second time with a little before and behind them.
@@ -258,6 +276,7 @@ void TestDevserverExports::aSheetWithoutItsEndIsNoReport() {
     }
     const FilesUpTo enough(m_fixture.server.process().processId(), whole);
     QCOMPARE(m_fixture.get(u"xlsx"_s).body, complete);
+    QTRY_COMPARE(namelessFiles(), 0);
 }
 
 void TestDevserverExports::manyRowsAreCompleteAndLeaveMemoryFlat() {

@@ -289,13 +289,17 @@ void TestDevserverImportPreview::staleImportsAreForgotten() {
     const Reply begun = preview(records(3, u"begun"_s));
     QCOMPARE(apply(begun, 1).status, 200);
     const Reply others = m_other->postTo(previewOf(m_world.workspace), bodyOf(records(3)));
-    for (const Reply& old : {complete, begun, others}) {
+    const Reply empty = preview(records(0));
+    QCOMPARE(empty.body.value(u"total"), 0);
+    for (const Reply& old : {complete, begun, others, empty}) {
         m_database.run(u"UPDATE imports SET created_at = created_at - 90000 WHERE id = ?"_s,
                        {old.body.value(u"id").toString()});
     }
     QCOMPARE(preview(records(1)).status, 201);
+    QCOMPARE(count(u"import_replies"_s), 0);
     QCOMPARE(apply(fresh, 1).status, 200);
     QCOMPARE(progressOf(apply(complete, 1)), u"completed 3/3"_s);
+    QCOMPARE(apply(empty, 1).status, 404);
     QCOMPARE(applyAs(*m_other, others, 1, World::newId()).status, 200);
     const Reply forgotten = apply(begun, 1);
     QCOMPARE(forgotten.status, 404);

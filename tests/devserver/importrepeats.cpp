@@ -22,6 +22,8 @@ private Q_SLOTS:
     void aCompletedImportWritesNothing();
     void theSameFileWritesNothingNew_data();
     void theSameFileWritesNothingNew();
+    void theSameFileInAnotherTimeZoneWritesNothingNew_data();
+    void theSameFileInAnotherTimeZoneWritesNothingNew();
     void aLongerFileWritesWhatIsNew();
     void whatWasChangedOrDeletedSinceIsNotWrittenAgain();
     void duplicatesAreSkippedInClosedPeriods();
@@ -85,6 +87,35 @@ void TestDevserverImportRepeats::theSameFileWritesNothingNew() {
     QCOMPARE(last.body.value(u"written"), 0);
     QCOMPARE(last.body.value(u"skipped"), 60);
     QCOMPARE(count(u"time_entries"_s), 60);
+}
+
+void TestDevserverImportRepeats::theSameFileInAnotherTimeZoneWritesNothingNew_data() {
+    QTest::addColumn<QString>("content");
+    QTest::newRow("with ends") << records(60);
+    QTest::newRow("with durations")
+        << u"Start date,Start time,Duration\n"
+           "2025-03-09,09:00,1:00\n2025-03-09,09:00,1:30\n2025-03-08,23:30,9:00"_s;
+}
+
+// Between the two the clocks change on different days, so that durations over
+// a night do not end at the same time of day.
+void TestDevserverImportRepeats::theSameFileInAnotherTimeZoneWritesNothingNew() {
+    QFETCH(const QString, content);
+    QJsonObject body = bodyOf(content);
+    const auto previewIn = [&](const QString& zone) {
+        body.insert(u"timezone"_s, zone);
+        return m_client->postTo(previewOf(m_world.workspace), body);
+    };
+    const Reply before = previewIn(u"Asia/Jerusalem"_s);
+    const int total = before.body.value(u"total").toInt();
+    QCOMPARE(numbersOf(before), u"%1 %1 0 0"_s.arg(total));
+    const Reply beside = previewIn(u"America/New_York"_s);
+    QCOMPARE(numbersOf(beside), u"%1 %1 0 0"_s.arg(total));
+    QVERIFY(beside.body.value(u"checksum") != before.body.value(u"checksum"));
+    QCOMPARE(applyAll(before).body.value(u"written"), total);
+    QCOMPARE(applyAll(beside).body.value(u"written"), 0);
+    QCOMPARE(numbersOf(previewIn(u"America/New_York"_s)), u"%1 0 0 %1"_s.arg(total));
+    QCOMPARE(count(u"time_entries"_s), total);
 }
 
 void TestDevserverImportRepeats::aLongerFileWritesWhatIsNew() {

@@ -56,6 +56,10 @@ void TestDevserverImportRows::filesAreReadInManyForms_data() {
                                    << u"x"_s;
     QTest::newRow("any order and case")
         << u"DURATION,start  time , Description,START DATE\n1:00,09:00,x,2025-06-01"_s << u"x"_s;
+    QTest::newRow("an end time without its date")
+        << header + u",End time\nx,"_s + anyRow + u",10:00"_s << u"x"_s;
+    QTest::newRow("an end date without its time")
+        << header + u",End date\nx,"_s + anyRow + u",2025-06-01"_s << u"x"_s;
     QTest::newRow("further columns") << u"Id,"_s + header + u",Amount (USD),Amount\n7,x,"_s + anyRow +
                                             u",3,4"_s
                                      << u"x"_s;
@@ -270,6 +274,12 @@ void TestDevserverImportRows::cellsThatCannotBeUsedAreNamed_data() {
         QTest::addRow("duration %s", qPrintable(duration))
             << times << u"2025-06-01,9:00,,,"_s + duration << QStringList{noDuration};
     }
+    const QString tooLate = u"The entry would end after the year 9999."_s;
+    QTest::newRow("end after the last year")
+        << times << u"9998-12-31,9:00,,,99999:00"_s << QStringList{u"2 Duration: "_s + tooLate};
+    QTest::newRow("no duration where there are no ends")
+        << anyHeader << u"2025-06-01,9:00,"_s
+        << QStringList{u"2 Duration: The row has neither an end nor a duration."_s};
     QTest::newRow("end before start") << times << u"2025-06-01,9:00,2025-06-01,8:59:59,"_s
                                       << QStringList{u"2 End time: The entry would end before it starts."_s};
     QTest::newRow("several") << times << u"x,y,2025-06-01,z,w"_s

@@ -117,6 +117,14 @@ void TestDevserverReportRules::daysHaveTheLengthOfTheirZone_data() {
         << "Asia/Jerusalem"_ba << QDate(2026, 10, 25) << QDate(2026, 10, 25) << 25 * 60;
     QTest::newRow("half an hour") << "Australia/Lord_Howe"_ba << QDate(2026, 4, 5) << QDate(2026, 4, 5)
                                   << 24 * 60 + 30;
+    QTest::newRow("two midnights") << "America/Havana"_ba << QDate(2026, 11, 1) << QDate(2026, 11, 1)
+                                   << 25 * 60;
+    QTest::newRow("before two midnights")
+        << "America/Havana"_ba << QDate(2026, 10, 31) << QDate(2026, 10, 31) << 24 * 60;
+    QTest::newRow("two midnights, Azores")
+        << "Atlantic/Azores"_ba << QDate(2026, 10, 25) << QDate(2026, 10, 25) << 25 * 60;
+    QTest::newRow("back to the day before")
+        << "America/Sao_Paulo"_ba << QDate(2019, 2, 16) << QDate(2019, 2, 16) << 25 * 60;
     QTest::newRow("no midnight") << "America/Sao_Paulo"_ba << QDate(2018, 11, 4) << QDate(2018, 11, 4)
                                  << 23 * 60;
     QTest::newRow("a day that never was")

@@ -60,7 +60,9 @@ private Q_SLOTS:
     void onlyMembersGetReports();
     void theReplyHoldsTheFirstRowsAndTheSnapshotAll();
     void snapshotsStayAsTheyWereAnswered();
-    void ownSnapshotsOlderThanADayAreForgotten();
+    void snapshotsOlderThanADayAreForgotten();
+    void theNewestTwentySnapshotsAreKept();
+    void aRefusedReportWaitsForNoWriter();
     void anEntryThatChangesItsProjectLosesItsTask();
 };
 
@@ -88,6 +90,9 @@ void TestDevserverReports::sumsAreThoseOfAPlainSum_data() {
     QTest::newRow("a day without midnight")
         << ReportRules{u"he"_s, 15} << "America/Sao_Paulo"_ba << QStringList{u"2018-11-04T03:00:00Z"_s}
         << QList<QStringList>{{u"2018-11-03"_s, u"2018-11-04"_s}, {u"2018-11-04"_s, u"2018-11-10"_s}};
+    QTest::newRow("a day with two midnights")
+        << ReportRules{u"en"_s, 15} << "America/Havana"_ba << QStringList{u"2026-11-01T04:30:00Z"_s}
+        << QList<QStringList>{{u"2026-10-31"_s, u"2026-10-31"_s}, {u"2026-11-01"_s, u"2026-11-07"_s}};
     QTest::newRow("a day that never was")
         << ReportRules{u"he"_s, 15} << "Pacific/Apia"_ba << QStringList{u"2011-12-30T10:00:00Z"_s}
         << QList<QStringList>{{u"2011-12-28"_s, u"2012-01-02"_s}, {u"2011-12-30"_s, u"2011-12-30"_s}};
@@ -361,7 +366,7 @@ void TestDevserverReports::snapshotsStayAsTheyWereAnswered() {
     QVERIFY(after.body.value(u"snapshot_id") != detailed.body.value(u"snapshot_id"));
 }
 
-void TestDevserverReports::ownSnapshotsOlderThanADayAreForgotten() {
+void TestDevserverReports::snapshotsOlderThanADayAreForgotten() {
     ReportWorld world;
     world.add({world.entry(u"2026-03-01T10:00:00Z"_s, 60)});
     const auto ask = [&world](const QByteArray& token = {}) {
@@ -378,11 +383,40 @@ void TestDevserverReports::ownSnapshotsOlderThanADayAreForgotten() {
     age(recent, 23 * 3600);
     age(another, 25 * 3600);
     const QString now = ask();
-    QCOMPARE(world.storedRows(old), QJsonArray());
-    for (const QString& kept : {recent, another, now}) {
+    for (const QString& forgotten : {old, another}) {
+        QCOMPARE(world.storedRows(forgotten), QJsonArray());
+    }
+    for (const QString& kept : {recent, now}) {
         QCOMPARE(world.storedRows(kept).size(), 1);
     }
-    QCOMPARE(world.database().value(u"SELECT COUNT(*) FROM report_snapshots"_s).toInt(), 3);
+    QCOMPARE(world.database().value(u"SELECT COUNT(*) FROM report_snapshots"_s).toInt(), 2);
+}
+
+void TestDevserverReports::theNewestTwentySnapshotsAreKept() {
+    ReportWorld world;
+    world.add({world.entry(u"2026-03-01T10:00:00Z"_s, 60)});
+    const auto ask = [&world](const QByteArray& token = {}) {
+        return world.query(u"summary"_s, march(), token).body.value(u"snapshot_id").toString();
+    };
+    const QString others = ask(world.people().otherToken);
+    QStringList own;
+    for (int i = 0; i < 22; ++i) {
+        world.database().run(u"UPDATE report_snapshots SET created_at = created_at - 60"_s);
+        own += ask();
+    }
+    for (qsizetype i = 0; i < own.size(); ++i) {
+        QCOMPARE(world.storedRows(own[i]).size(), i < 2 ? 0 : 1);
+    }
+    QCOMPARE(world.storedRows(others).size(), 1);
+    QCOMPARE(world.database().value(u"SELECT COUNT(*) FROM report_snapshots"_s).toInt(), 21);
+}
+
+void TestDevserverReports::aRefusedReportWaitsForNoWriter() {
+    const ReportWorld world;
+    devserver::Connection connection(world.database().address());
+    const devserver::Transaction writing(connection, devserver::Transaction::Kind::Write);
+    QCOMPARE(world.query(u"monthly"_s, march()).status, 422);
+    QCOMPARE(world.query(u"summary"_s, march(), world.people().revokedToken).status, 401);
 }
 
 void TestDevserverReports::anEntryThatChangesItsProjectLosesItsTask() {
