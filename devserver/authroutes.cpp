@@ -25,33 +25,23 @@ QString textField(const QJsonObject& fields, const QString& name, qsizetype long
     return text;
 }
 
-QByteArray loginReply(const OpenedSession& session, const QString& userId, const QString& client,
-                      const QString& deviceName) {
+Device nativeDevice(const QJsonObject& fields) {
+    return {textField(fields, QStringLiteral("client"), 100),
+            textField(fields, QStringLiteral("device_name"), 200)};
+}
+
+Answer loginReply(const OpenedSession& session, const QString& userId, const Device& device) {
     QByteArray body = R"({"session_token":")" + session.token + R"(","session":{"id":)";
     appendString(body, session.id);
     body += R"(,"user_id":)";
     appendString(body, userId);
     body += R"(,"client":)";
-    appendString(body, client);
+    appendString(body, device.client);
     body += R"(,"device_name":)";
-    appendString(body, deviceName);
+    appendString(body, device.name);
     body += R"(,"created_at":)";
     appendInstant(body, session.createdAt);
-    body += "}}";
-    return body;
-}
-
-Answer login(Request& request, SignIn& signIn) {
-    const QJsonObject fields = request.json();
-    const QString client = textField(fields, QStringLiteral("client"), 100);
-    const QString deviceName = textField(fields, QStringLiteral("device_name"), 200);
-    const QString userId = userSigningIn(request, signIn);
-    Transaction transaction(request.connection(), Transaction::Kind::Write);
-    OpenedSession session = openSession(request.connection(), userId, client, deviceName);
-    transaction.commit();
-    Answer answer = loginReply(session, userId, client, deviceName);
-    wipe(session.token);
-    return answer;
+    return {body + "}}"};
 }
 
 Answer logout(Request& request) {
@@ -73,23 +63,33 @@ Answer logout(Request& request) {
 
 } // namespace
 
-QString userSigningIn(Request& request, SignIn& signIn) {
+Answer openAccount(Request& request, SignIn& signIn, const DeviceOf& deviceOf, const SessionReply& reply) {
     QString password;
     QByteArray passwordBytes;
+    OpenedSession session;
     const auto forget = qScopeGuard([&] {
         request.wipeBody();
         wipe(password);
         wipe(passwordBytes);
+        wipe(session.token);
     });
     const QJsonObject fields = request.json();
+    const Device device = deviceOf(fields);
     const QString email = textField(fields, QStringLiteral("email"), 320);
     password = textField(fields, QStringLiteral("password"), 1024);
     passwordBytes = password.toUtf8();
-    return signIn.userOf(request.connection(), email, passwordBytes, request.remoteAddress());
+    Connection& connection = request.connection();
+    const QString userId = signIn.userOf(connection, email, passwordBytes, request.remoteAddress());
+    Transaction transaction(connection, Transaction::Kind::Write);
+    session = openSession(connection, userId, device.client, device.name);
+    transaction.commit();
+    return reply(session, userId, device);
 }
 
 void addAuthRoutes(Router& router, SignIn& signIn) {
-    router.post("/v1/auth/login", Work::Own, [&signIn](Request& request) { return login(request, signIn); });
+    router.post("/v1/auth/login", Work::Own, [&signIn](Request& request) {
+        return openAccount(request, signIn, nativeDevice, loginReply);
+    });
     router.post("/v1/auth/logout", Work::Write, logout);
 }
 

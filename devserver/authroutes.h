@@ -1,18 +1,36 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "devserver/request.h"
+
+#include <QJsonObject>
 #include <QString>
+
+#include <functional>
 
 namespace devserver {
 
-class Request;
 class Router;
 class SignIn;
+struct OpenedSession;
 
-/// The user whose `email` and `password` the request's body holds; the body is
-/// wiped. Throws ApiError 422 for fields of another type, and as
-/// `SignIn::userOf`. Not to be called in a transaction.
-[[nodiscard]] QString userSigningIn(Request& request, SignIn& signIn);
+/// Where a session is used, for people to recognise it by.
+struct Device {
+    QString client;
+    QString name;
+};
+
+using DeviceOf = std::function<Device(const QJsonObject& fields)>;
+using SessionReply =
+    std::function<Answer(const OpenedSession& session, const QString& userId, const Device& device)>;
+
+/// Opens a session for the user whose `email` and `password` the request's body
+/// holds; `deviceOf` reads its other fields. The body, the password and the
+/// session's token are overwritten however it ends. Throws ApiError 422 for
+/// fields of another type, and as `SignIn::userOf`. Not to be called in a
+/// transaction.
+[[nodiscard]] Answer openAccount(Request& request, SignIn& signIn, const DeviceOf& deviceOf,
+                                 const SessionReply& reply);
 
 /// `POST /auth/login` and `POST /auth/logout`. `signIn` must outlive the router.
 void addAuthRoutes(Router& router, SignIn& signIn);

@@ -52,7 +52,8 @@ QString useCertificate(SSL_CTX& context, const CertificateFiles& files) {
     if (!key) {
         return QStringLiteral("The file %1 holds no usable private key in PEM form.").arg(files.key);
     }
-    if (SSL_CTX_use_PrivateKey(&context, key.get()) != 1) {
+    // A key of another kind than the certificate's is taken at first, and found out by the check.
+    if (SSL_CTX_use_PrivateKey(&context, key.get()) != 1 || SSL_CTX_check_private_key(&context) != 1) {
         return QStringLiteral("The private key %1 does not belong to the certificate %2.")
             .arg(files.key, files.certificate);
     }

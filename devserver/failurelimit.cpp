@@ -33,14 +33,4 @@ void FailureLimit::failed(const QString& account, const QString& address, Time n
     m_failures.push_back({now, keyOf(account), address});
 }
 
-void FailureLimit::succeeded(const QString& account, const QString& address) {
-    const QByteArray key = keyOf(account);
-    std::erase_if(m_failures, [&](const Failure& f) { return f.account == key && f.address == address; });
-    for (Failure& failure : m_failures) {
-        if (failure.account == key) {
-            failure.account.clear();
-        }
-    }
-}
-
 } // namespace devserver

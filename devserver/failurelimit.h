@@ -10,7 +10,8 @@
 namespace devserver {
 
 /// Counts failed sign-ins: ten within ten minutes, of one account or from one
-/// address, are enough. Kept in memory and bounded. For one thread at a time.
+/// address, are enough, whatever succeeded meanwhile. Kept in memory and
+/// bounded. For one thread at a time.
 class FailureLimit {
 public:
     using Time = std::chrono::steady_clock::time_point;
@@ -23,16 +24,13 @@ public:
     /// Whether one more attempt may be made.
     [[nodiscard]] bool allows(const QString& account, const QString& address, Time now);
     void failed(const QString& account, const QString& address, Time now);
-    /// Forgets the account's failures. Those made at this address count for the
-    /// address no longer either: they were the person's own slips.
-    void succeeded(const QString& account, const QString& address);
 
     [[nodiscard]] size_t remembered() const { return m_failures.size(); }
 
 private:
     struct Failure {
         Time time;
-        QByteArray account; ///< A hash, of one size whatever is typed; empty: forgiven.
+        QByteArray account; ///< A hash, of one size whatever is typed.
         QString address;
     };
 

@@ -52,7 +52,6 @@ QString SignIn::userOf(Connection& connection, const QString& email, const QByte
         throw ApiError{401, QStringLiteral("wrong_credentials"),
                        QStringLiteral("The e-mail address or the password is wrong.")};
     }
-    m_limit.succeeded(account, remoteAddress);
     return found.userId;
 }
 

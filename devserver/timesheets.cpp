@@ -193,9 +193,7 @@ Period takeStep(Connection& connection, const QString& userId, const QString& id
         throw refusal(QStringLiteral("timer_running"),
                       QStringLiteral("A timer is still running in this period; stop it first."));
     }
-    if (step == PeriodStep::Reopen) {
-        period.lastReason = usableReason(reason);
-    }
+    period.lastReason = step == PeriodStep::Reopen ? std::optional(usableReason(reason)) : std::nullopt;
     ++period.version;
     connection.run(
         QStringLiteral("UPDATE timesheet_periods SET status = ?, version = ?, last_reason = ? WHERE id = ?"),

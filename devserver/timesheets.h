@@ -23,7 +23,7 @@ struct Period {
     qint64 startAt = 0;
     qint64 endAt = 0;
     qint64 version = 0;
-    std::optional<QString> lastReason; ///< what was said when it was last reopened
+    std::optional<QString> lastReason; ///< what was said when it was reopened, until it is submitted again
 
     [[nodiscard]] QTimeZone zone() const;
 };
@@ -50,9 +50,9 @@ constexpr qsizetype longestReason = 1000;
 [[nodiscard]] Period addPeriod(Connection& connection, const QString& userId, const QString& workspaceId,
                                QDate day);
 
-/// Takes the step and raises the version by one. Reopening writes the reason;
-/// the other steps leave the last one standing. There are no roles: whoever
-/// worked also approves.
+/// Takes the step, raises the version by one and writes `lastReason`: what was
+/// said when reopening, and nothing at the other steps, which answer it. There
+/// are no roles: whoever worked also approves.
 ///
 /// Throws ApiError: 404 as `findPeriod`; 409 `period_changed` when `version`
 /// is not the period's any more; 409 `period_status` when the step does not

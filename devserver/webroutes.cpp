@@ -10,8 +10,10 @@
 #include "devserver/timesheets.h"
 #include "devserver/timesheetview.h"
 #include "devserver/websession.h"
+#include "devserver/wipe.h"
 
 #include <QFile>
+#include <QScopeGuard>
 
 namespace devserver {
 namespace {
@@ -40,9 +42,13 @@ void addFile(Router& router, const std::string& path, const QString& name, const
     });
 }
 
-Answer sessionReply(const WebSession& session, bool ended, bool tls) {
-    Answer answer(R"({"csrf_token":")" + csrfToken(session) + R"(","session_ended":)" +
-                  (ended ? "true" : "false") + '}');
+Answer sessionReply(const WebSession& session, bool ended = false) {
+    return {R"({"csrf_token":")" + csrfToken(session) + R"(","session_ended":)" + (ended ? "true" : "false") +
+            '}'};
+}
+
+Answer newSessionReply(const WebSession& session, bool tls, bool ended = false) {
+    Answer answer = sessionReply(session, ended);
     answer.headers += cookieHeader(session, tls);
     return answer;
 }
@@ -114,26 +120,32 @@ void addTimesheetRoutes(Router& router, bool tls) {
 
 Answer openingReply(Request& request, bool tls) {
     Transaction transaction(request.connection(), Transaction::Kind::Read);
-    const bool ended = hasEndedSession(request);
-    const WebSession session = findWebSession(request).value_or(anonymousSession());
-    Answer answer = sessionReply(session, ended, tls);
+    // A valid cookie is not sent again: arriving late, it would undo a sign-in.
+    const auto session = findWebSession(request);
+    Answer answer =
+        session ? sessionReply(*session) : newSessionReply(anonymousSession(), tls, hasEndedSession(request));
     transaction.commit();
     return answer;
 }
 
 Answer signInReply(Request& request, SignIn& signIn, bool tls) {
+    const auto forget = qScopeGuard([&request] { request.wipeBody(); });
     const WebSession before = requireWebSession(request);
     requireOwnPage(request, before, tls);
     if (before.caller.hasSession) {
         throw ApiError{409, QStringLiteral("signed_in"), QStringLiteral("Sign out first.")};
     }
-    const QString user = userSigningIn(request, signIn);
-    Transaction transaction(request.connection(), Transaction::Kind::Write);
-    const OpenedSession opened =
-        openSession(request.connection(), user, QStringLiteral("web"), QStringLiteral("Timesheet page"));
-    Answer answer = sessionReply(accountSession(opened.token, user), false, tls);
-    transaction.commit();
-    return answer;
+    return openAccount(
+        request, signIn,
+        [](const QJsonObject&) {
+            return Device{QStringLiteral("web"), QStringLiteral("Timesheet page")};
+        },
+        [tls](const OpenedSession& opened, const QString& userId, const Device&) {
+            WebSession session = accountSession(opened.token, userId);
+            Answer answer = newSessionReply(session, tls);
+            wipe(session.cookie);
+            return answer;
+        });
 }
 
 Answer signOutReply(Request& request, bool tls) {
@@ -143,7 +155,7 @@ Answer signOutReply(Request& request, bool tls) {
     if (before.caller.hasSession) {
         endSession(request.connection(), tokenOf(before));
     }
-    Answer answer = sessionReply(anonymousSession(), false, tls);
+    Answer answer = newSessionReply(anonymousSession(), tls);
     transaction.commit();
     return answer;
 }

@@ -10,6 +10,8 @@
 
 #include <sodium.h>
 
+#include <algorithm>
+
 namespace devserver {
 namespace {
 
@@ -32,6 +34,21 @@ QByteArray cookieOf(const Request& request) {
     return {};
 }
 
+bool isAnonymous(const QByteArray& cookie) {
+    constexpr qsizetype length = 43; // of 32 bytes in base64url
+    return cookie.startsWith(anonymousPrefix) && cookie.size() == anonymousPrefix.size() + length &&
+           std::all_of(cookie.cbegin() + anonymousPrefix.size(), cookie.cend(), [](char c) {
+               return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+                      c == '-' || c == '_';
+           });
+}
+
+QByteArray randomBytes() {
+    QByteArray bytes(secretBytes, '\0');
+    randombytes_buf(bytes.data(), static_cast<size_t>(bytes.size()));
+    return bytes;
+}
+
 bool isEqual(const QByteArray& a, const QByteArray& b) {
     return a.size() == b.size() &&
            sodium_memcmp(a.constData(), b.constData(), static_cast<size_t>(a.size())) == 0;
@@ -40,9 +57,7 @@ bool isEqual(const QByteArray& a, const QByteArray& b) {
 } // namespace
 
 WebSession anonymousSession() {
-    QByteArray secret(secretBytes, '\0');
-    randombytes_buf(secret.data(), static_cast<size_t>(secret.size()));
-    return {anonymousPrefix + urlText(secret), {developmentUser, false}};
+    return {anonymousPrefix + urlText(randomBytes()), {developmentUser, false}};
 }
 
 WebSession accountSession(const QByteArray& token, const QString& userId) {
@@ -51,7 +66,7 @@ WebSession accountSession(const QByteArray& token, const QString& userId) {
 
 std::optional<WebSession> findWebSession(const Request& request) {
     const QByteArray cookie = cookieOf(request);
-    if (cookie.startsWith(anonymousPrefix)) {
+    if (isAnonymous(cookie)) {
         return WebSession{cookie, {developmentUser, false}};
     }
     if (!cookie.startsWith(accountPrefix)) {
@@ -78,11 +93,15 @@ QByteArray tokenOf(const WebSession& session) {
 }
 
 QByteArray csrfToken(const WebSession& session) {
+    // As old as the server: a page that is older fetches a new token.
+    static const QByteArray key = randomBytes();
     const QByteArray text = "the page of " + session.cookie;
     QByteArray hash(secretBytes, '\0');
     crypto_generichash(reinterpret_cast<unsigned char*>(hash.data()), static_cast<size_t>(hash.size()),
                        reinterpret_cast<const unsigned char*>(text.constData()),
-                       static_cast<unsigned long long>(text.size()), nullptr, 0);
+                       static_cast<unsigned long long>(text.size()),
+                       reinterpret_cast<const unsigned char*>(key.constData()),
+                       static_cast<size_t>(key.size()));
     return urlText(hash);
 }
 

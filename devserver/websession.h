@@ -38,7 +38,8 @@ struct WebSession {
 [[nodiscard]] QByteArray tokenOf(const WebSession& session);
 
 /// What a change has to carry in `X-CSRF-Token`: it follows from the cookie,
-/// which scripts cannot read, and says nothing about it.
+/// which scripts cannot read, and from a secret of the running server. It says
+/// nothing about either.
 [[nodiscard]] QByteArray csrfToken(const WebSession& session);
 
 /// Throws ApiError 403 `foreign_request` unless the request comes from this

@@ -13,7 +13,10 @@ const byId = (id) => document.getElementById(id);
 let texts = textsOf(localStorage.getItem(languageKey) === 'en' ? 'en' : 'he');
 let sheet = null; // what the server said last: the user, and the workspaces with their periods
 let opened = new Map(); // the days of the periods that stand open, by the period's id
-let lastLoad = 0;
+let newestLoad = null;
+let outOfReach = false; // what is shown may not be how it is
+let busy = false;
+let openings = 0; // of dialogs
 
 function say(text, isError = false) {
     byId('outcome').textContent = text;
@@ -24,7 +27,7 @@ function textOf(refusal) {
     if (!(refusal instanceof Refusal)) {
         throw refusal;
     }
-    return texts.errors[refusal.code] ?? (refusal.message || texts.errors.unreachable);
+    return texts.errors[refusal.code] ?? texts.errors.refused;
 }
 
 function today() {
@@ -47,6 +50,7 @@ function draw() {
     byId('mode').textContent = sheet && !signedIn ? texts.development : '';
     byId('sign-in').hidden = !sheet || signedIn;
     byId('sign-out').hidden = !signedIn;
+    byId('retry').hidden = !outOfReach;
     const handlers = { step, toggle, add };
     byId('workspaces').replaceChildren(
         ...(sheet ? workspaceSections(texts, sheet.workspaces, opened, today(), handlers) : []));
@@ -55,78 +59,152 @@ function draw() {
     }
 }
 
+function setOutOfReach() {
+    outOfReach = true;
+    draw();
+}
+
+// Nothing of one account stays on the screen for the next one.
 function forget() {
     sheet = null;
     opened = new Map();
+    for (const dialog of document.querySelectorAll('dialog[open]')) {
+        dialog.close();
+    }
+    byId('reopen-title').textContent = '';
+    say('');
+    draw();
+}
+
+async function read() {
+    const ended = await openSession();
+    const loaded = await get('/web/timesheet');
+    const known = new Set(loaded.workspaces.flatMap((workspace) => workspace.periods.map((period) => period.id)));
+    const wanted = loaded.user.id === sheet?.user.id ? [...opened.keys()].filter((id) => known.has(id)) : [];
+    const days = await Promise.all(wanted.map(async (id) => [id, (await get(`/web/periods/${id}`)).days]));
+    return { ended, loaded, known, days: new Map(days) };
+}
+
+// Returns what a person has to hear about the account; empty when it is still the same.
+function show({ ended, loaded, known, days }) {
+    const changed = sheet !== null && sheet.user.id !== loaded.user.id;
+    if (changed) {
+        forget();
+    }
+    if (outOfReach) {
+        outOfReach = false;
+        say('');
+    }
+    sheet = loaded;
+    opened = new Map([...opened].filter(([id]) => known.has(id)).map(([id, old]) => [id, days.get(id) ?? old]));
+    draw();
+    if (!ended && !changed) {
+        return '';
+    }
+    const change = ended ? texts.errors.session_ended : texts.accountChanged(loaded.user.display_name);
+    say(change, true);
+    return change;
 }
 
 /**
- * Shows the server's present state. Returns whether an account's session
- * turned out to have ended. A load overtaken by a later one shows nothing.
+ * Shows the server's present state. Returns what was said about a change of
+ * the account, or an empty text. A load overtaken by a later one shows nothing
+ * and ends as that one does.
  */
-async function load() {
-    const mine = ++lastLoad;
-    const ended = await openSession();
-    const loaded = await get('/web/timesheet');
-    const sameUser = loaded.user.id === sheet?.user.id;
-    const known = new Set(loaded.workspaces.flatMap((workspace) => workspace.periods.map((period) => period.id)));
-    const wanted = sameUser ? [...opened.keys()].filter((id) => known.has(id)) : [];
-    const days = await Promise.all(wanted.map(async (id) => [id, (await get(`/web/periods/${id}`)).days]));
-    if (mine === lastLoad) {
-        sheet = loaded;
-        opened = new Map(days);
-        draw();
-    }
-    return ended;
+function load() {
+    const mine = read().then(
+        (found) => (mine === newestLoad ? show(found) : newestLoad),
+        (refusal) => {
+            if (mine !== newestLoad) {
+                return newestLoad;
+            }
+            setOutOfReach();
+            throw refusal;
+        });
+    newestLoad = mine;
+    return mine;
 }
 
 // What is on the screen may be another account's by now, or out of date.
 async function refused(refusal) {
-    const text = textOf(refusal);
-    if (refusal.code !== 'unreachable') {
-        await load();
+    const heard = [textOf(refusal)];
+    if (refusal.code === 'unreachable') {
+        setOutOfReach();
+    } else {
+        try {
+            const change = await load();
+            heard.push(change || (refusal.code === 'unanswered' ? texts.present : ''));
+        } catch (second) {
+            heard.push(textOf(second));
+        }
     }
-    say(text, true);
+    say([...new Set(heard)].join(' ').trim(), true);
 }
 
 async function trying(action) {
     try {
         await action();
     } catch (refusal) {
-        await refused(refusal).catch((second) => say(textOf(second), true));
+        await refused(refusal);
     }
 }
 
-const refresh = () => trying(async () => {
-    if (await load()) {
-        say(texts.errors.session_ended, true);
-    }
-});
-
-const takeStep = (name, period, reason) => post(`/web/periods/${period.id}/${name}`, { version: period.version, reason });
-
-// The focus goes to the period itself: a key pressed twice must not take the next step as well.
-async function showStep(name, period) {
-    await load();
-    say(texts.done[name](periodName(texts, period)));
-    byId(toggleId(period))?.focus();
+function setBusy(now) {
+    busy = now;
+    document.body.setAttribute('aria-busy', String(now));
 }
 
-function step(name, period) {
-    if (name === 'reopen') {
-        askReason(period);
+// One change at a time: a key pressed again before the answer is no second wish.
+async function once(action) {
+    if (busy) {
         return;
     }
-    trying(async () => {
+    setBusy(true);
+    try {
+        await trying(action);
+    } finally {
+        setBusy(false);
+    }
+}
+
+const refresh = () => trying(load);
+
+// What was done is said even when the page cannot be read anew afterwards.
+async function finish(outcome, focus) {
+    try {
+        if (await load()) {
+            return;
+        }
+    } catch (refusal) {
+        say(`${outcome()} ${textOf(refusal)}`, true);
+        return;
+    }
+    say(outcome());
+    byId(focus)?.focus();
+}
+
+const takeStep = (name, period, reason) =>
+    post(`/web/periods/${period.id}/${name}`, { version: period.version, reason });
+
+// The focus goes to the period itself: a key pressed twice must not take the next step as well.
+const finishStep = (name, period) => finish(() => texts.done[name](periodName(texts, period)), toggleId(period));
+
+function step(name, period, title) {
+    if (name === 'reopen') {
+        askReason(period, title);
+        return;
+    }
+    once(async () => {
         await takeStep(name, period);
-        await showStep(name, period);
+        await finishStep(name, period);
     });
 }
 
 function toggle(period) {
     trying(async () => {
         if (!opened.delete(period.id)) {
-            opened.set(period.id, (await get(`/web/periods/${period.id}`)).days);
+            const { days } = await get(`/web/periods/${period.id}`);
+            opened.set(period.id, days);
         }
         draw();
     });
@@ -138,66 +216,87 @@ function add(workspace, date) {
         byId(`day-${workspace.id}`).focus();
         return;
     }
-    trying(async () => {
+    once(async () => {
         const { id } = await post('/web/periods', { workspace_id: workspace.id, date });
-        await load();
-        const period = sheet.workspaces.flatMap((each) => each.periods).find((each) => each.id === id);
-        say(texts.added(periodName(texts, period)));
-        byId(toggleId(period)).focus();
+        const outcome = () => {
+            const period = sheet.workspaces.flatMap((each) => each.periods).find((each) => each.id === id);
+            return period ? texts.added(periodName(texts, period)) : texts.addedUnseen;
+        };
+        await finish(outcome, toggleId({ id }));
     });
 }
 
 // Refusals that say: what this page shows is out of date. A dialog about it is over then.
-const overtaken = ['session_ended', 'foreign_request', 'signed_in', 'not_found', 'period_changed', 'period_status'];
+const overtaken = ['session_ended', 'signed_in', 'not_found', 'period_changed', 'period_status'];
 
 /**
- * Opens a dialog whose form calls `act`. It closes when that succeeds, and
- * stays, with the reason and with all that was typed, when it can be tried
- * again. Escape closes it as Cancel does, and the focus returns.
+ * Opens a dialog whose form calls `send`. It closes when that succeeds, and
+ * what `send` has returned is called; it stays, with the reason and with all
+ * that was typed, when it can be tried again. Escape closes it as Cancel does,
+ * and the focus returns. What was sent before then is shown all the same when
+ * it was done, or may have been.
  */
-function ask(dialogId, act) {
+function ask(dialogId, send) {
     const dialog = byId(dialogId);
     const opener = document.activeElement?.id;
     const form = dialog.querySelector('form');
     const error = dialog.querySelector('.error');
-    const button = dialog.querySelector('[type=submit]');
+    const mine = ++openings;
+    const isOpen = () => dialog.open && mine === openings;
+    const fail = async (refusal) => {
+        const text = textOf(refusal);
+        const isOver = overtaken.includes(refusal.code);
+        if (isOver && isOpen()) {
+            dialog.close();
+        }
+        if (isOver || (refusal.code === 'unanswered' && !isOpen())) {
+            throw refusal;
+        }
+        if (refusal.code === 'foreign_request') {
+            await load();
+        } else if (refusal.code === 'unanswered') {
+            setOutOfReach();
+        }
+        if (isOpen()) {
+            error.textContent = text;
+        }
+    };
     form.reset();
     error.textContent = '';
-    form.onsubmit = async (event) => {
+    form.onsubmit = (event) => {
         event.preventDefault();
         error.textContent = '';
-        button.disabled = true;
-        try {
-            await act();
-        } catch (refusal) {
-            if (overtaken.includes(refusal.code)) {
-                dialog.close();
-                await trying(() => { throw refusal; });
-            } else {
-                error.textContent = textOf(refusal);
+        once(async () => {
+            let follow;
+            try {
+                follow = await send();
+            } catch (refusal) {
+                await fail(refusal);
+                return;
             }
-        }
-        button.disabled = false;
+            if (isOpen()) {
+                dialog.close();
+            }
+            await follow();
+        });
     };
     dialog.onclose = () => {
         form.reset();
         byId(opener)?.focus();
     };
     dialog.showModal();
-    return dialog;
 }
 
-function askReason(period) {
-    byId('reopen-title').textContent = texts.nameOf.reopen(periodName(texts, period));
-    const dialog = ask('reopen-dialog', async () => {
+function askReason(period, title) {
+    byId('reopen-title').textContent = title;
+    ask('reopen-dialog', async () => {
         const reason = byId('reason').value.trim();
         if (reason === '') {
             byId('reason').focus();
-            throw new Refusal('reason_missing', '');
+            throw new Refusal('reason_missing');
         }
         await takeStep('reopen', period, reason);
-        dialog.close();
-        await trying(() => showStep('reopen', period));
+        return () => finishStep('reopen', period);
     });
 }
 
@@ -206,26 +305,17 @@ function askCredentials() {
         say(texts.errors.insecure, true);
         return;
     }
-    const dialog = ask('sign-in-dialog', async () => {
+    ask('sign-in-dialog', async () => {
         const [email, password] = [byId('email').value.trim(), byId('password').value];
         if (email === '' || password === '') {
             byId(email === '' ? 'email' : 'password').focus();
-            throw new Refusal('credentials_missing', '');
+            throw new Refusal('credentials_missing');
         }
         await signIn(email, password);
-        dialog.close();
-        await changeAccount(() => texts.signedInAs(sheet.user.display_name), 'sign-out');
-    });
-}
-
-// Nothing of one account stays on the screen while the other's is on its way.
-async function changeAccount(outcome, focus) {
-    forget();
-    draw();
-    await trying(async () => {
-        await load();
-        say(outcome());
-        byId(focus).focus();
+        return () => {
+            forget();
+            return finish(() => (sheet ? texts.signedInAs(sheet.user.display_name) : texts.signedIn), 'sign-out');
+        };
     });
 }
 
@@ -236,9 +326,14 @@ byId('language').addEventListener('click', () => {
     draw();
 });
 byId('sign-in').addEventListener('click', askCredentials);
-byId('sign-out').addEventListener('click', () => trying(async () => {
+byId('sign-out').addEventListener('click', () => once(async () => {
     await signOut();
-    await changeAccount(() => texts.signedOut, 'sign-in');
+    forget();
+    await finish(() => texts.signedOut, 'sign-in');
+}));
+byId('retry').addEventListener('click', () => trying(async () => {
+    await load();
+    byId('timesheet').focus();
 }));
 for (const button of document.querySelectorAll('dialog .cancel')) {
     button.addEventListener('click', () => button.closest('dialog').close());

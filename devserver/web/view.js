@@ -3,7 +3,7 @@
 // What the page looks like, from what the server said. All text goes in as
 // text: a description is data, whatever it looks like.
 
-import { clock } from './texts.js';
+import { clock, isolated } from './texts.js';
 
 function element(name, properties = {}, ...children) {
     const made = document.createElement(name);
@@ -28,6 +28,9 @@ const stepsFrom = { open: ['submit'], submitted: ['approve', 'reopen'], approved
 
 export const periodName = (texts, period) => texts.days(period.from_date, period.to_date);
 export const toggleId = (period) => `toggle-${period.id}`;
+
+// Read aloud without what stands around it, a name says in which workspace it is.
+const nameIn = (workspace, label) => `${label}, ${isolated(workspace.name)}`;
 
 function entryTime(texts, entry, date) {
     const moment = (local, shown) => {
@@ -73,25 +76,27 @@ function entriesOf(texts, period, days) {
     ];
 }
 
-function stepButton(texts, period, step, handlers) {
+function stepButton(texts, workspace, period, step, handlers) {
+    const name = nameIn(workspace, `${texts[step]}: ${periodName(texts, period)}`);
     return element('button', {
         type: 'button',
         id: `${step}-${period.id}`,
         class: step === 'reopen' ? 'step' : 'step primary',
-        'aria-label': texts.nameOf[step](periodName(texts, period)),
+        'aria-label': name,
         ...(step === 'reopen' ? { 'aria-haspopup': 'dialog' } : {}),
         // The second half of a double click must not take the next step as well.
-        onclick: (event) => event.detail > 1 || handlers.step(step, period),
+        onclick: (event) => event.detail > 1 || handlers.step(step, period, name),
     }, texts[step]);
 }
 
-function periodItem(texts, period, days, handlers) {
+function periodItem(texts, workspace, period, days, handlers) {
     const expanded = days !== undefined;
     const entries = `entries-${period.id}`;
     const toggle = element('button', {
         type: 'button',
         id: toggleId(period),
         class: 'toggle',
+        'aria-label': nameIn(workspace, periodName(texts, period)),
         'aria-expanded': String(expanded),
         'aria-controls': entries,
         onclick: () => handlers.toggle(period),
@@ -107,7 +112,7 @@ function periodItem(texts, period, days, handlers) {
             element('span', { class: 'total' }, element('span', { class: 'unseen' }, `${texts.total} `),
                 figures(clock(period.duration_seconds))),
             element('div', { class: 'actions' },
-                ...stepsFrom[period.status].map((step) => stepButton(texts, period, step, handlers)))),
+                ...stepsFrom[period.status].map((step) => stepButton(texts, workspace, period, step, handlers)))),
         ...reason,
         element('div', { id: entries, class: 'entries', hidden: !expanded },
             ...(expanded ? entriesOf(texts, period, days) : [])));
@@ -115,21 +120,24 @@ function periodItem(texts, period, days, handlers) {
 
 function addForm(texts, workspace, today, handlers) {
     const id = `day-${workspace.id}`;
-    const date = element('input', { id, type: 'date', value: today, min: '1970-01-01', max: '9998-12-31' });
+    // Drawn anew, the field keeps what is typed, a half date too.
+    const date = document.getElementById(id) ??
+        element('input', { id, type: 'date', value: today, min: '1970-01-01', max: '9998-12-31' });
+    date.setAttribute('aria-label', nameIn(workspace, texts.addLabel));
     const submit = (event) => {
         event.preventDefault();
         handlers.add(workspace, date.value);
     };
     return element('form', { class: 'add', novalidate: true, onsubmit: submit },
         element('label', { for: id }, texts.addLabel), date,
-        element('button', { type: 'submit', id: `add-${workspace.id}`, 'aria-label': texts.addIn(workspace.name) },
+        element('button', { type: 'submit', id: `add-${workspace.id}`, 'aria-label': nameIn(workspace, texts.add) },
             texts.add));
 }
 
 /**
  * The sections of all workspaces. `opened` maps the ids of the periods that
- * stand open to their days; `handlers` are step(step, period), toggle(period)
- * and add(workspace, date).
+ * stand open to their days; `handlers` are step(step, period, its name),
+ * toggle(period) and add(workspace, date).
  */
 export function workspaceSections(texts, workspaces, opened, today, handlers) {
     if (workspaces.length === 0) {
@@ -137,7 +145,8 @@ export function workspaceSections(texts, workspaces, opened, today, handlers) {
     }
     return workspaces.map((workspace) => {
         const title = `name-${workspace.id}`;
-        const periods = workspace.periods.map((period) => periodItem(texts, period, opened.get(period.id), handlers));
+        const periods = workspace.periods.map((period) =>
+            periodItem(texts, workspace, period, opened.get(period.id), handlers));
         return element('section', { 'aria-labelledby': title },
             element('div', { class: 'heading' },
                 element('h2', { id: title, dir: 'auto' }, workspace.name),

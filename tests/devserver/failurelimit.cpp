@@ -41,8 +41,6 @@ private Q_SLOTS:
     void tenFailuresFromAnAddressAreEnoughForAnyAccount();
     void failuresElsewhereDoNotCount();
     void eachFailureCountsForTenMinutes();
-    void successForgivesTheAccount();
-    void successForgivesTheAddressOnlyTheAccountsOwnFailures();
     void theOldestAreForgottenFirst();
 };
 
@@ -84,30 +82,6 @@ void TestDevserverFailureLimit::eachFailureCountsForTenMinutes() {
     m_now += 6min;
     QVERIFY(allows());
     QCOMPARE(m_limit.remembered(), size_t{1});
-}
-
-void TestDevserverFailureLimit::successForgivesTheAccount() {
-    fail(5);
-    fail(4, account, elsewhere);
-    m_limit.succeeded(account, address);
-    fail(9, account, u"10.0.0.1"_s);
-    QVERIFY(allows());
-    fail(1);
-    QVERIFY(!allows());
-}
-
-void TestDevserverFailureLimit::successForgivesTheAddressOnlyTheAccountsOwnFailures() {
-    fail(5);
-    fail(6, other);
-    QVERIFY(!allows(u"third"_s));
-    m_limit.succeeded(account, address);
-    QVERIFY(allows(u"third"_s));
-    fail(4, u"fourth"_s);
-    QVERIFY(!allows(u"third"_s));
-
-    fail(10, account, elsewhere);
-    m_limit.succeeded(account, u"10.0.0.1"_s);
-    QVERIFY(!allows(other, elsewhere));
 }
 
 void TestDevserverFailureLimit::theOldestAreForgottenFirst() {

@@ -4,6 +4,7 @@
 #include "tests/support/authority.h"
 
 #include <QJsonDocument>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
@@ -42,6 +43,7 @@ private Q_SLOTS:
     void aLargeReplyArrivesWhole();
     void signalsEndItCleanlyWithIdleConnections();
     void filesThatCannotBeUsedAreOneSentence();
+    void aKeyOfAnotherKindIsRefused();
     void aCertificateWithoutItsKeyIsAMistake();
 };
 
@@ -138,6 +140,15 @@ void TestDevserverTls::filesThatCannotBeUsedAreOneSentence() {
     refuses(certificate, m_authority.encryptedKey(),
             u"The private key %1 is encrypted; this server takes one without a passphrase."_s.arg(
                 m_authority.encryptedKey()));
+}
+
+void TestDevserverTls::aKeyOfAnotherKindIsRefused() {
+    const QTemporaryDir folder;
+    const QString key = folder.filePath(u"rsa.key"_s); // the certificate's is on an elliptic curve
+    QCOMPARE(QProcess::execute(u"openssl"_s, {u"genrsa"_s, u"-out"_s, key, u"2048"_s}), 0);
+    refuses(
+        m_authority.certificate(), key,
+        u"The private key %1 does not belong to the certificate %2."_s.arg(key, m_authority.certificate()));
 }
 
 void TestDevserverTls::aCertificateWithoutItsKeyIsAMistake() {

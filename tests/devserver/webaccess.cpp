@@ -149,6 +149,9 @@ void TestDevserverWebAccess::aCookieIsOutOfReachOfScriptsAndOtherSites() {
     const std::string cookie = first.cookie();
     const std::string token = first.csrfToken();
     QVERIFY(cookie.size() > 43 && token.size() >= 43);
+    const httplib::Headers known{{"Cookie", cookie}};
+    const auto again = httplib::Client("127.0.0.1", m_server->port()).Get("/web/session", known);
+    QVERIFY2(again && !again->has_header("Set-Cookie"), "arriving late it would undo a sign-in");
     first.load();
     QCOMPARE(first.cookie(), cookie);
     QCOMPARE(first.csrfToken(), token);
@@ -187,8 +190,14 @@ void TestDevserverWebAccess::withoutACookieNothingIsShownOrChanged() {
         QCOMPARE(reply.status, 401);
         QCOMPARE(reply.errorCode(), u"session_ended"_s);
     }
-    page.setCookie("timer_page=nonsense");
-    QCOMPARE(page.get("/web/timesheet").status, 401);
+    const std::string secret(43, 'A');
+    for (const std::string& cookie :
+         {std::string("nonsense"), std::string("anonymous."), "anonymous." + secret.substr(1),
+          "anonymous." + secret + 'A', "anonymous." + secret.substr(1) + '+',
+          "anonymous." + secret.substr(1) + '='}) {
+        page.setCookie("timer_page=" + cookie);
+        QCOMPARE(page.get("/web/timesheet").status, 401);
+    }
     QCOMPARE(statusOf(period), u"open"_s);
 }
 
@@ -352,6 +361,9 @@ void TestDevserverWebAccess::sessionsSurviveARestartUntilAllAreRevoked() {
         WebVisitor again(*m_server);
         again.setCookie(cookie);
         QCOMPARE(again.get("/web/timesheet").status, status);
+        const httplib::Headers stale{{"Content-Type", "application/json"},
+                                     {"X-CSRF-Token", page.csrfToken()}};
+        QCOMPARE(again.postWith("/web/periods", {}, stale).status, status == 200 ? 403 : 401);
     }
 }
 

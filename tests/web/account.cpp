@@ -2,6 +2,7 @@
 #include "tests/support/sqlitefile.h"
 #include "tests/web/webfixture.h"
 
+#include <QSet>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -21,7 +22,12 @@ private Q_SLOTS:
     void aWrongPasswordIsSaidAndCanBeTriedAgain();
     void nothingSecretStaysInThePage();
     void anotherTabsAccountIsNotActedOn();
+    void anotherTabsSignInIsSaidAndClosesDialogs();
     void anEndedSessionIsSaid();
+    void aSignInThatEndsAfterEscapeIsShown();
+    void aSignInWhosePageCannotBeReadIsSaidAndLoadedAgain();
+    void namesAreUniqueAndBeginWithWhatIsSeen_data();
+    void namesAreUniqueAndBeginWithWhatIsSeen();
 };
 
 bool WebAccountTest::signIn(const QString& email, const QString& password) {
@@ -57,7 +63,7 @@ void WebAccountTest::anAccountIsSignedInAndOutAndShowsItsOwnAlone() {
     QVERIFY(isPerson(u"נועה לוי"_s));
     QTRY_COMPARE_WITH_TIMEOUT(m_browser.evaluate(u"document.querySelectorAll('.period').length"_s), 3,
                               Browser::patienceMs);
-    QCOMPARE(outcome(), u"יצאת. מוצג חשבון הפיתוח."_s);
+    QCOMPARE(outcome(), u"יצאת."_s);
     SqliteFile database(m_server->databaseFile());
     QCOMPARE(database.run(u"SELECT COUNT(*) FROM sessions WHERE client = 'web' AND revoked_at IS NOT NULL"_s),
              1);
@@ -115,6 +121,7 @@ void WebAccountTest::anotherTabsAccountIsNotActedOn() {
     QVERIFY(isPerson(u"Dan Adler"_s));
     QVERIFY(m_browser.goToTab(0));
     QVERIFY(isPerson(u"Dan Adler"_s));
+    QVERIFY(saysInTheEnd(u"החשבון בדף הזה התחלף. מוצג החשבון של Dan Adler."_s));
     QVERIFY(!m_browser.shows(u'#' + id));
     QCOMPARE(statusOf(id.section(u'-', 1)), u"open"_s);
     QVERIFY(m_browser.click(u"#sign-out"_s));
@@ -133,6 +140,87 @@ void WebAccountTest::anEndedSessionIsSaid() {
     QVERIFY(isPerson(u"נועה לוי"_s));
     QTRY_COMPARE_WITH_TIMEOUT(outcome(), u"הכניסה שלך הסתיימה. מוצג חשבון הפיתוח."_s, Browser::patienceMs);
     QCOMPARE(database.run(u"SELECT COUNT(*) FROM timesheet_periods"_s), periods);
+}
+
+void WebAccountTest::anotherTabsSignInIsSaidAndClosesDialogs() {
+    QVERIFY(openPage());
+    QVERIFY(m_browser.click(u"[id^=reopen-]:is(button)"_s));
+    QVERIFY(m_browser.type(u"#reason"_s, u"Only Noa knows"_s));
+    QVERIFY(m_browser.openTab(m_server->url()));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+    QVERIFY(signIn(u"dan@example.com"_s, u"dan-in-the-demo"_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QVERIFY(m_browser.goToTab(0));
+    QVERIFY(saysInTheEnd(u"החשבון בדף הזה התחלף. מוצג החשבון של Dan Adler."_s));
+    QVERIFY(!m_browser.shows(u"dialog"_s));
+    QTRY_COMPARE(m_browser.evaluate(u"document.getElementById('reason').value"_s), QString());
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+}
+
+void WebAccountTest::aSignInThatEndsAfterEscapeIsShown() {
+    QVERIFY(openPage());
+    QVERIFY(intercept(u"hold"_s));
+    QVERIFY(signIn(u"dan@example.com"_s, u"dan-in-the-demo"_s));
+    QVERIFY(m_browser.press(Browser::escape));
+    QVERIFY(!m_browser.shows(u"dialog"_s));
+    QVERIFY(release());
+    QVERIFY(saysInTheEnd(u"נכנסת בשם Dan Adler."_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QVERIFY(setMode({}));
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+}
+
+void WebAccountTest::aSignInWhosePageCannotBeReadIsSaidAndLoadedAgain() {
+    QVERIFY(openPage());
+    QVERIFY(intercept(u"deaf"_s));
+    QVERIFY(signIn(u"dan@example.com"_s, u"dan-in-the-demo"_s));
+    QVERIFY(saysInTheEnd(u"נכנסת. השרת אינו עונה. אפשר לטעון שוב."_s));
+    QVERIFY(!m_browser.shows(u"section"_s));
+    QVERIFY(m_browser.click(u"#retry"_s));
+    QVERIFY(saysInTheEnd(u"השרת אינו עונה. אפשר לטעון שוב."_s));
+    QVERIFY(setMode({}));
+    QVERIFY(m_browser.click(u"#retry"_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QVERIFY(!m_browser.shows(u"#retry"_s));
+    QCOMPARE(outcome(), QString());
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+}
+
+void WebAccountTest::namesAreUniqueAndBeginWithWhatIsSeen_data() {
+    QTest::addColumn<bool>("english");
+    QTest::newRow("Hebrew") << false;
+    QTest::newRow("English") << true;
+}
+
+void WebAccountTest::namesAreUniqueAndBeginWithWhatIsSeen() {
+    QFETCH(bool, english);
+    QVERIFY(openPage());
+    QVERIFY(!english || chooseEnglish());
+    QVERIFY(m_browser.evaluate(u"document.querySelectorAll('section').length"_s).toInt() > 1);
+    for (int i = 0; i < 2; ++i) { // the same week in both workspaces, where there is none yet
+        const QString form = u"section:nth-of-type(%1) .add "_s.arg(i + 1);
+        QVERIFY(m_browser.type(form + u"input"_s, u"03102020"_s));
+        QVERIFY(m_browser.click(form + u"button"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(outcome().contains(u"2020"), Browser::patienceMs);
+        QVERIFY(m_browser.click(u"#language"_s)); // which empties the outcome
+        QVERIFY(m_browser.click(u"#language"_s));
+    }
+    const QJsonArray seen =
+        m_browser
+            .evaluate(u"[...document.querySelectorAll('button, input')].filter((node) =>"
+                      " node.checkVisibility()).map((node) => [node.id, node.labels?.[0]?.textContent ||"
+                      " node.textContent])"_s)
+            .toArray();
+    QSet<QString> names;
+    for (const auto& each : seen) {
+        const QString name = m_browser.label(u'#' + each[0].toString());
+        QVERIFY2(name.startsWith(each[1].toString()), qPrintable(name));
+        QVERIFY2(!names.contains(name), qPrintable(name + u" is the name of two"_s));
+        names += name;
+    }
 }
 
 QTEST_GUILESS_MAIN(WebAccountTest)

@@ -10,8 +10,10 @@ namespace {
 
 const QString markup = u"<img src=x onerror=\"document.title='taken'\"><b>bold</b> & \"quoted\""_s;
 
-/// Texts that stand out from what is behind them by less than 4.5 to 1.
+/// Texts that stand out from what is behind them by less than 4.5 to 1, and
+/// fields whose edges do by less than 3 to 1.
 const QString faintTexts = uR"JS((() => {
+    const contrast = (a, b) => (Math.max(a, b) + 0.05) / (Math.min(a, b) + 0.05);
     const levels = (color) => color.match(/[\d.]+/g).map(Number);
     const light = (c) => c.slice(0, 3).map((v) => v / 255)
         .map((v) => v <= 0.03928 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4)
@@ -20,12 +22,13 @@ const QString faintTexts = uR"JS((() => {
         const color = levels(getComputedStyle(node).backgroundColor);
         return (color[3] ?? 1) > 0 ? color : behind(node.parentElement);
     };
-    return [...document.querySelectorAll('body *')].filter((node) =>
+    const shown = [...document.querySelectorAll('body *')].filter((node) => node.checkVisibility());
+    const faintFields = shown.filter((node) => node.matches('input, textarea') &&
+        contrast(light(levels(getComputedStyle(node).borderTopColor)), light(behind(node))) < 3);
+    return faintFields.map((node) => node.id).concat(shown.filter((node) =>
         [...node.childNodes].some((child) => child.nodeType === 3 && child.data.trim() !== '') &&
-        node.checkVisibility()).filter((node) => {
-            const [a, b] = [light(levels(getComputedStyle(node).color)), light(behind(node))];
-            return (Math.max(a, b) + 0.05) / (Math.min(a, b) + 0.05) < 4.5;
-        }).map((node) => node.textContent);
+        contrast(light(levels(getComputedStyle(node).color)), light(behind(node))) < 4.5)
+        .map((node) => node.textContent));
 })())JS"_s;
 
 /// What stands outside the window's sides, or is cut off inside its box.
@@ -236,15 +239,15 @@ void WebPageTest::screenReadersHearWhatEverythingIs() {
         {u"#outcome"_s, u"status"_s, {}},
         {u"section"_s, u"region"_s, u"Development"_s},
         {u".periods"_s, u"list"_s, {}},
-        {part(u"toggle"_s, id), u"button"_s, u"1–7 March 2026"_s},
-        {part(u"submit"_s, id), u"button"_s, u"Submit the period 1–7 March 2026"_s},
+        {part(u"toggle"_s, id), u"button"_s, u"1–7 March 2026, Development"_s},
+        {part(u"submit"_s, id), u"button"_s, u"Submit: 1–7 March 2026, Development"_s},
         {u"table"_s, u"table"_s, u"Entries of the period 1–7 March 2026"_s},
         {u"thead .time"_s, u"columnheader"_s, u"Time"_s},
         {u"thead .work"_s, u"columnheader"_s, u"Description and project"_s},
         {u"thead .duration"_s, u"columnheader"_s, u"Duration"_s},
         {u".day th"_s, u"rowheader"_s, u"Sunday 1 March"_s},
-        {u".add input"_s, u"Date"_s, u"Add the week of"_s},
-        {u".add button"_s, u"button"_s, u"Add a period in Development"_s},
+        {u".add input"_s, u"Date"_s, u"Add the week of, Development"_s},
+        {u".add button"_s, u"button"_s, u"Add period, Development"_s},
     };
     for (const auto& [selector, role, label] : expected) {
         QVERIFY2(m_browser.role(selector) == role,

@@ -25,6 +25,37 @@ bool WebFixture::openPage() {
            QTest::qWaitFor([this] { return m_browser.shows(u"section"_s); }, Browser::patienceMs);
 }
 
+bool WebFixture::intercept(const QString& mode) {
+    return m_browser
+               .evaluate(uR"JS((() => {
+        const real = window.fetch;
+        const lost = () => { throw new TypeError('lost'); };
+        window.sent = 0;
+        window.fetch = async (path, options) => {
+            if (options.method === 'GET') {
+                return window.mode === 'deaf' ? lost() : real(path, options);
+            }
+            ++window.sent;
+            if (window.mode === 'hold') {
+                await new Promise((resolve) => { window.release = resolve; });
+            }
+            const response = await real(path, options);
+            return window.mode === 'lose' ? lost() : response;
+        };
+        return true;
+    })())JS"_s)
+               .toBool() &&
+           setMode(mode);
+}
+
+bool WebFixture::setMode(const QString& mode) {
+    return m_browser.evaluate(u"window.mode = '%1'"_s.arg(mode)) == mode;
+}
+
+bool WebFixture::release() {
+    return m_browser.evaluate(u"(window.release(), true)"_s).toBool();
+}
+
 bool WebFixture::chooseEnglish() {
     return m_browser.click(u"#language"_s) &&
            m_browser.evaluate(u"document.documentElement.lang"_s) == u"en"_s;
@@ -69,7 +100,12 @@ QString WebFixture::outcome() {
     return plain(m_browser.text(u"#outcome"_s));
 }
 
+bool WebFixture::saysInTheEnd(const QString& text) {
+    return QTest::qWaitFor([&] { return outcome() == text; }, Browser::patienceMs);
+}
+
 QString WebFixture::plain(QString text) {
+    text.remove(QChar(0x2068)).remove(QChar(0x2069));
     static const QRegularExpression dash(u"\\s*–\\s*"_s);
     return text.replace(dash, u"–"_s);
 }

@@ -21,6 +21,13 @@ protected:
 
     /// Loads the page and waits until it shows the timesheet.
     [[nodiscard]] bool openPage();
+    /// Gives the loaded page's requests a switch: `window.mode` is "hold" for
+    /// changes that wait until `release()`, "lose" for changes whose answers do
+    /// not arrive, "deaf" when nothing can be read. `window.sent` counts changes.
+    [[nodiscard]] bool intercept(const QString& mode);
+    [[nodiscard]] bool setMode(const QString& mode);
+    /// Lets the held change go.
+    [[nodiscard]] bool release();
     /// A Hebrew visitor changes the language.
     [[nodiscard]] bool chooseEnglish();
     /// A week of the development user's, written past the page, from this day in UTC; its id.
@@ -31,7 +38,9 @@ protected:
     [[nodiscard]] QJsonObject period(const QString& id) const;
     [[nodiscard]] QString statusOf(const QString& id) const;
     [[nodiscard]] QString outcome();
-    /// Without the spaces that some versions of the browser put around a range's dash.
+    [[nodiscard]] bool saysInTheEnd(const QString& text);
+    /// Without the spaces that some versions of the browser put around a range's
+    /// dash, and without the marks that keep a name's direction to itself.
     [[nodiscard]] static QString plain(QString text);
     /// The selector of a period's element: "toggle", "submit", "approve", "reopen", "entries".
     [[nodiscard]] static QString part(const QString& name, const QString& id);
