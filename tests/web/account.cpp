@@ -23,6 +23,7 @@ private Q_SLOTS:
     void nothingSecretStaysInThePage();
     void anotherTabsAccountIsNotActedOn();
     void anotherTabsSignInIsSaidAndClosesDialogs();
+    void aChangeUnderAnotherAccountIsNotMade();
     void anEndedSessionIsSaid();
     void aSignInThatEndsAfterEscapeIsShown();
     void aSignInWhosePageCannotBeReadIsSaidAndLoadedAgain();
@@ -124,6 +125,26 @@ void WebAccountTest::anotherTabsAccountIsNotActedOn() {
     QVERIFY(saysInTheEnd(u"החשבון בדף הזה התחלף. מוצג החשבון של Dan Adler."_s));
     QVERIFY(!m_browser.shows(u'#' + id));
     QCOMPARE(statusOf(id.section(u'-', 1)), u"open"_s);
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+}
+
+// As from another window beside this one, which is never hidden.
+void WebAccountTest::aChangeUnderAnotherAccountIsNotMade() {
+    QVERIFY(openPage());
+    const QString signInElsewhere =
+        uR"JS(fetch('/web/session').then((reply) => reply.json()).then((session) =>
+        fetch('/web/session', { method: 'POST',
+            headers: { 'Content-Type': 'application/json', 'X-CSRF-Token': session.csrf_token },
+            body: '{"email":"dan@example.com","password":"dan-in-the-demo"}' })).then((reply) => reply.status))JS"_s;
+    QCOMPARE(m_browser.evaluate(signInElsewhere), 200);
+    SqliteFile database(m_server->databaseFile());
+    const QVariant periods = database.run(u"SELECT COUNT(*) FROM timesheet_periods"_s);
+    QVERIFY(m_browser.click(u".add button"_s));
+    QVERIFY(saysInTheEnd(u"הדף לא היה עדכני וחודש; לא בוצע שינוי. כדאי לבדוק ולנסות שוב."
+                         " החשבון בדף הזה התחלף. מוצג החשבון של Dan Adler."_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QCOMPARE(database.run(u"SELECT COUNT(*) FROM timesheet_periods"_s), periods);
     QVERIFY(m_browser.click(u"#sign-out"_s));
     QVERIFY(isPerson(u"נועה לוי"_s));
 }
