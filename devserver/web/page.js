@@ -132,8 +132,8 @@ async function refused(refusal) {
         setOutOfReach();
     } else {
         try {
-            const change = await load();
-            heard.push(change || (refusal.code === 'unanswered' ? texts.present : ''));
+            const accountChange = await load() || refusal.accountChange;
+            heard.push(accountChange || (refusal.code === 'unanswered' ? texts.present : ''));
         } catch (second) {
             heard.push(textOf(second));
         }
@@ -183,8 +183,24 @@ async function finish(outcome, focus) {
     byId(focus)?.focus();
 }
 
-const takeStep = (name, period, reason) =>
-    post(`/web/periods/${period.id}/${name}`, { version: period.version, reason });
+// A restarted server knows no token from before. For the same account the wish still stands.
+async function change(send) {
+    try {
+        return await send();
+    } catch (refusal) {
+        if (refusal.code !== 'foreign_request') {
+            throw refusal;
+        }
+        refusal.accountChange = await load();
+        if (refusal.accountChange) {
+            throw refusal;
+        }
+        return send();
+    }
+}
+
+const takeStep = (name, period, reason) => change(() =>
+    post(`/web/periods/${period.id}/${name}`, { version: period.version, reason }));
 
 // The focus goes to the period itself: a key pressed twice must not take the next step as well.
 const finishStep = (name, period) => finish(() => texts.done[name](periodName(texts, period)), toggleId(period));
@@ -217,7 +233,7 @@ function add(workspace, date) {
         return;
     }
     once(async () => {
-        const { id } = await post('/web/periods', { workspace_id: workspace.id, date });
+        const { id } = await change(() => post('/web/periods', { workspace_id: workspace.id, date }));
         const outcome = () => {
             const period = sheet.workspaces.flatMap((each) => each.periods).find((each) => each.id === id);
             return period ? texts.added(periodName(texts, period)) : texts.addedUnseen;
@@ -249,12 +265,10 @@ function ask(dialogId, send) {
         if (isOver && isOpen()) {
             dialog.close();
         }
-        if (isOver || (refusal.code === 'unanswered' && !isOpen())) {
+        if (isOver || (['unanswered', 'foreign_request'].includes(refusal.code) && !isOpen())) {
             throw refusal;
         }
-        if (refusal.code === 'foreign_request') {
-            await load();
-        } else if (refusal.code === 'unanswered') {
+        if (refusal.code === 'unanswered') {
             setOutOfReach();
         }
         if (isOpen()) {
@@ -311,7 +325,7 @@ function askCredentials() {
             byId(email === '' ? 'email' : 'password').focus();
             throw new Refusal('credentials_missing');
         }
-        await signIn(email, password);
+        await change(() => signIn(email, password));
         return () => {
             forget();
             return finish(() => (sheet ? texts.signedInAs(sheet.user.display_name) : texts.signedIn), 'sign-out');
@@ -327,7 +341,7 @@ byId('language').addEventListener('click', () => {
 });
 byId('sign-in').addEventListener('click', askCredentials);
 byId('sign-out').addEventListener('click', () => once(async () => {
-    await signOut();
+    await change(signOut);
     forget();
     await finish(() => texts.signedOut, 'sign-in');
 }));

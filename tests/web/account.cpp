@@ -23,6 +23,7 @@ private Q_SLOTS:
     void nothingSecretStaysInThePage();
     void anotherTabsAccountIsNotActedOn();
     void anotherTabsSignInIsSaidAndClosesDialogs();
+    void aChangeUnderAnotherAccountIsNotMade();
     void anEndedSessionIsSaid();
     void aSignInThatEndsAfterEscapeIsShown();
     void aSignInWhosePageCannotBeReadIsSaidAndLoadedAgain();
@@ -128,6 +129,26 @@ void WebAccountTest::anotherTabsAccountIsNotActedOn() {
     QVERIFY(isPerson(u"נועה לוי"_s));
 }
 
+// As from another window beside this one, which is never hidden.
+void WebAccountTest::aChangeUnderAnotherAccountIsNotMade() {
+    QVERIFY(openPage());
+    const QString signInElsewhere =
+        uR"JS(fetch('/web/session').then((reply) => reply.json()).then((session) =>
+        fetch('/web/session', { method: 'POST',
+            headers: { 'Content-Type': 'application/json', 'X-CSRF-Token': session.csrf_token },
+            body: '{"email":"dan@example.com","password":"dan-in-the-demo"}' })).then((reply) => reply.status))JS"_s;
+    QCOMPARE(m_browser.evaluate(signInElsewhere), 200);
+    SqliteFile database(m_server->databaseFile());
+    const QVariant periods = database.run(u"SELECT COUNT(*) FROM timesheet_periods"_s);
+    QVERIFY(m_browser.click(u".add button"_s));
+    QVERIFY(saysInTheEnd(u"הדף לא היה עדכני וחודש; לא בוצע שינוי. כדאי לבדוק ולנסות שוב."
+                         " החשבון בדף הזה התחלף. מוצג החשבון של Dan Adler."_s));
+    QVERIFY(isPerson(u"Dan Adler"_s));
+    QCOMPARE(database.run(u"SELECT COUNT(*) FROM timesheet_periods"_s), periods);
+    QVERIFY(m_browser.click(u"#sign-out"_s));
+    QVERIFY(isPerson(u"נועה לוי"_s));
+}
+
 void WebAccountTest::anEndedSessionIsSaid() {
     QVERIFY(openPage());
     QVERIFY(signIn(u"dan@example.com"_s, u"dan-in-the-demo"_s));
@@ -200,7 +221,7 @@ void WebAccountTest::namesAreUniqueAndBeginWithWhatIsSeen() {
     QVERIFY(openPage());
     QVERIFY(!english || chooseEnglish());
     QVERIFY(m_browser.evaluate(u"document.querySelectorAll('section').length"_s).toInt() > 1);
-    for (int i = 0; i < 2; ++i) { // the same week in both workspaces, where there is none yet
+    for (int i = 0; i < 2; ++i) {
         const QString form = u"section:nth-of-type(%1) .add "_s.arg(i + 1);
         QVERIFY(m_browser.type(form + u"input"_s, u"03102020"_s));
         QVERIFY(m_browser.click(form + u"button"_s));
@@ -208,6 +229,11 @@ void WebAccountTest::namesAreUniqueAndBeginWithWhatIsSeen() {
         QVERIFY(m_browser.click(u"#language"_s)); // which empties the outcome
         QVERIFY(m_browser.click(u"#language"_s));
     }
+    // Weeks begin on different days in the two; now they are the same.
+    SqliteFile(m_server->databaseFile())
+        .run(u"UPDATE timesheet_periods SET from_date = '2020-03-08', to_date = '2020-03-14'"
+             " WHERE from_date LIKE '2020-03-%'"_s);
+    QVERIFY(openPage());
     const QJsonArray seen =
         m_browser
             .evaluate(u"[...document.querySelectorAll('button, input')].filter((node) =>"
