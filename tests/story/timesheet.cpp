@@ -107,7 +107,8 @@ void TimesheetStory::findTheEditRefused() {
 void TimesheetStory::reopenAndEditAgain() {
     QVERIFY2(reopenOnPage(u"One description is wrong"_s), qPrintable(m_browser.problem()));
     QCOMPARE(period(m_period).value(u"last_reason"), u"One description is wrong"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!isLocked(), Browser::patienceMs);
+    // A client that is reading takes no edit; the window's fields are disabled then.
+    QTRY_VERIFY_WITH_TIMEOUT(!isLocked() && !m_client->property("busy").toBool(), Browser::patienceMs);
     m_client->editDescription(m_entry, u"Second"_s);
     QTRY_COMPARE_WITH_TIMEOUT(m_client->pending(), 0, Browser::patienceMs);
     QTRY_COMPARE_WITH_TIMEOUT(descriptionOnServer(), u"Second"_s, Browser::patienceMs);
