@@ -21,14 +21,26 @@ void Controller::loginAccount(const QString& email, const QString& password) {
         fail(QStringLiteral("Sign out of the current account before logging into another session"));
         return;
     }
-    if (m_readOnly || !secureStorage()) {
-        fail(QStringLiteral("Unlock protected OS storage before personal login"));
+    if (!canKeepSession()) {
         return;
     }
     if (!m_queue.isEmpty()) {
         fail(QStringLiteral("Resolve pending work before personal login"));
         return;
     }
+    sendCredentials(email, password,
+                    [this](const QJsonObject& reply, int status) { applyLoginReply(reply, status); });
+}
+
+bool Controller::canKeepSession() {
+    if (m_readOnly || !secureStorage()) {
+        fail(QStringLiteral("Unlock protected OS storage before personal login"));
+        return false;
+    }
+    return true;
+}
+
+void Controller::sendCredentials(const QString& email, const QString& password, const Callback& callback) {
     if (!AccountState::transportAllowed(m_server)) {
         fail(
             QStringLiteral("Personal credentials require HTTPS or loopback. The private HTTP developer entry "
@@ -43,8 +55,7 @@ void Controller::loginAccount(const QString& email, const QString& password) {
         {QStringLiteral("client"), QStringLiteral("native")},
         {QStringLiteral("device_name"), QStringLiteral("Timer Qt desktop")},
     };
-    send("POST", QStringLiteral("/auth/login"), body,
-         [this](const QJsonObject& reply, int status) { applyLoginReply(reply, status); });
+    send("POST", QStringLiteral("/auth/login"), body, callback);
 }
 
 void Controller::applyLoginReply(const QJsonObject& reply, int status) {
@@ -98,6 +109,7 @@ void Controller::applyLogoutReply(int status) {
 
 void Controller::changeAccount(const QJsonObject& state) {
     dropReplies();
+    m_sessionRefused = false;
     applyDurable(state);
     forgetReport();
 }

@@ -100,6 +100,7 @@ void Controller::fetchIdentity() {
     m_busy = true;
     Q_EMIT changed();
     send("GET", QStringLiteral("/me"), {}, [this](const QJsonObject& reply, int status) {
+        judgeSession(status);
         if (status != 200) {
             fail(QStringLiteral("Session unavailable or revoked. Cached work retained; no developer fallback "
                                 "was attempted."));
@@ -124,6 +125,7 @@ void Controller::adoptIdentity(const QJsonObject& identity) {
     }
     m_me = identity;
     m_timezone = identity.value(u"timezone").toString(QStringLiteral("Asia/Jerusalem"));
+    describeRetained();
     send("GET", QStringLiteral("/workspaces"), {}, [this](const QJsonObject& reply, int status) {
         if (status != 200) {
             fail(QStringLiteral("Unable to list workspaces for this account"));
@@ -161,6 +163,7 @@ void Controller::loadWorkspace() {
     Q_EMIT changed();
     const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_workspace;
     send("GET", path, {}, [this, requested = m_workspace](const QJsonObject& reply, int status) {
+        judgeSession(status);
         // Another workspace was chosen meanwhile: its own load is under way.
         if (requested != m_workspace) {
             return;

@@ -40,6 +40,8 @@ class Controller : public QObject {
     Q_PROPERTY(QVariantList periods READ periods NOTIFY changed)
     Q_PROPERTY(QString conflictDetails READ conflictDetails NOTIFY changed)
     Q_PROPERTY(bool secureStorage READ secureStorage NOTIFY changed)
+    Q_PROPERTY(QVariantMap retained READ retained NOTIFY changed)
+    Q_PROPERTY(bool sessionRefused READ sessionRefused NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -73,6 +75,11 @@ public:
     /// The retained queue items as an indented JSON array.
     [[nodiscard]] QString conflictDetails() const;
     [[nodiscard]] bool secureStorage() const;
+    /// Retained::describe of the queue's head in the account's time zone; empty when the server refused
+    /// nothing.
+    [[nodiscard]] QVariantMap retained() const;
+    /// The server does not know the stored session any more.
+    [[nodiscard]] bool sessionRefused() const;
 
     // What a person can do
 
@@ -95,6 +102,14 @@ public:
     Q_INVOKABLE void pauseImport();
     Q_INVOKABLE void exportPending();
     Q_INVOKABLE void synchronize();
+    /// Sends the refused change again, as a new one that the server judges anew.
+    Q_INVOKABLE void resendRetained();
+    /// Asks for a file, saves the refused change and what depends on it there, and only then lets it go.
+    Q_INVOKABLE void removeRetained();
+    /// Opens a new session of the account whose session the server refused; the waiting work goes on.
+    Q_INVOKABLE void renewSession(const QString& email, const QString& password);
+    /// Asks for a file, saves everything that waits there, and only then lets it go.
+    Q_INVOKABLE void removePending();
 
     // The steps that the actions are made of
 
@@ -153,12 +168,24 @@ private:
     void loadTimer(const QString& requested);
     void finishLoading();
 
+    /// Posts a sign-in whose reply goes to `callback`, unless the server could be overheard.
+    void sendCredentials(const QString& email, const QString& password, const Callback& callback);
+    [[nodiscard]] bool canKeepSession();
     void applyLoginReply(const QJsonObject& reply, int status);
     void applyLogoutReply(int status);
     void changeAccount(const QJsonObject& state);
     void forgetAccount();
     void forgetReport();
     void revokeUnstoredSession(const QString& token);
+
+    void applyRenewalReply(const QJsonObject& reply, int status);
+    /// What an answer with this status says about the stored session.
+    void judgeSession(int status);
+
+    void describeRetained();
+    /// Saves what `choose` takes from the queue in a file that a person chooses, then drops it from the
+    /// queue. Whether that is done.
+    [[nodiscard]] bool setAside(const std::function<QJsonArray(const QJsonArray& queue)>& choose);
 
     void pushHead(const QJsonObject& item);
     void applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status);
@@ -194,6 +221,8 @@ private:
     bool m_signedOut = false;
     bool m_readOnly = false;
     bool m_recordRead = false;
+    bool m_sessionRefused = false;
+    QVariantMap m_retained;
 
     // Memories of what was computed last: a write costs what it changes, and a
     // reload that brings the same bytes brings the same shared data.

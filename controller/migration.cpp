@@ -5,7 +5,6 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QJsonDocument>
 
 #include <optional>
 
@@ -127,11 +126,7 @@ void Controller::exportPending() {
     if (fileName.isEmpty()) {
         return;
     }
-    const QJsonObject document{
-        {QStringLiteral("format"), QStringLiteral("timer-native-pending-v1")},
-        {QStringLiteral("queue"), m_queue},
-    };
-    if (!replaceFile(fileName, QJsonDocument(document).toJson(QJsonDocument::Indented))) {
+    if (!writePendingChanges(fileName, m_queue)) {
         fail(QStringLiteral("Pending-change export failed"));
         return;
     }

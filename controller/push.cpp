@@ -36,6 +36,7 @@ void Controller::nextMutation() {
     m_syncing = true;
     // Work recorded under one account must never be sent under another.
     send("GET", QStringLiteral("/me"), {}, [this, item](const QJsonObject& reply, int status) {
+        judgeSession(status);
         if (status == 200 && reply.value(u"id") == m_me.value(u"id")) {
             pushHead(item);
             return;
@@ -56,6 +57,7 @@ void Controller::pushHead(const QJsonObject& item) {
 
 void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status) {
     m_syncing = false;
+    judgeSession(status);
     if (status != 200) {
         say(QStringLiteral("Server did not acknowledge this request; original encrypted queue retained"));
         return;

@@ -42,4 +42,5 @@ void Controller::projectQueue() {
     m_entriesView = view.value(u"entries").toArray();
     m_timerView = view.value(u"timer").toObject();
     m_entryList.update(m_entriesView);
+    describeRetained();
 }

@@ -81,5 +81,6 @@ void Controller::deliver(const QByteArray& body, int status, const Callback& cal
 
 void Controller::dropReplies() {
     ++m_requestGeneration;
+    m_syncing = false; // its end would be such a reply
     m_largeReply = {};
 }

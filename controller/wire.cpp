@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "controller/wire.h"
 
+#include <QJsonDocument>
 #include <QNetworkReply>
 #include <QSaveFile>
 #include <QUrl>
@@ -29,4 +30,12 @@ QString errorText(const QJsonObject& reply, const QString& fallback) {
 bool replaceFile(const QString& fileName, const QByteArray& bytes) {
     QSaveFile file(fileName);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+}
+
+bool writePendingChanges(const QString& fileName, const QJsonArray& items) {
+    const QJsonObject document{
+        {QStringLiteral("format"), QStringLiteral("timer-native-pending-v1")},
+        {QStringLiteral("queue"), items},
+    };
+    return replaceFile(fileName, QJsonDocument(document).toJson(QJsonDocument::Indented));
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QNetworkRequest>
 #include <QString>
@@ -28,3 +29,6 @@ inline constexpr int transferTimeoutMs = 12000;
 
 /// Replaces the file as a whole or not at all.
 [[nodiscard]] bool replaceFile(const QString& fileName, const QByteArray& bytes);
+
+/// Writes queue items as a file for people to keep: {`format`, `queue`}.
+[[nodiscard]] bool writePendingChanges(const QString& fileName, const QJsonArray& items);

@@ -11,6 +11,10 @@ namespace {
 constexpr qsizetype minTokenLength = 32;
 constexpr qsizetype maxTokenLength = 4096;
 
+const QString invalidSession = QStringLiteral("Invalid native session response; existing account retained");
+const QString sessionNotSaved =
+    QStringLiteral("The new session could not be saved securely; previous account retained");
+
 bool isUuid(const QString& text) {
     static const QRegularExpression pattern(QRegularExpression::anchoredPattern(
         QStringLiteral("^[a-fA-F0-9]{8}-(?:[a-fA-F0-9]{4}-){3}[a-fA-F0-9]{12}$")));
@@ -51,6 +55,20 @@ bool replaceState(QJsonObject& state, const QJsonObject& candidate, const Persis
     return true;
 }
 
+/// The `auth` that a sign-in reply opens; {} when it is malformed.
+QJsonObject sessionIn(const QJsonObject& reply) {
+    const QJsonObject session = reply.value(u"session").toObject();
+    const QString userId = session.value(u"user_id").toString();
+    const QString sessionId = session.value(u"id").toString();
+    const QString token = reply.value(u"session_token").toString();
+    if (!isUuid(userId) || !isUuid(sessionId) || !isToken(token)) {
+        return {};
+    }
+    return {{QStringLiteral("user_id"), userId},
+            {QStringLiteral("session_id"), sessionId},
+            {QStringLiteral("token"), token}};
+}
+
 bool hasQueuedWork(const QJsonObject& state) {
     return !state.value(u"queue").toArray().isEmpty();
 }
@@ -83,22 +101,31 @@ bool AccountState::login(QJsonObject& state, const QJsonObject& reply, const Per
         return refuse(error, QStringLiteral("Pending work must be acknowledged or explicitly resolved before "
                                             "changing accounts"));
     }
-    const QJsonObject session = reply.value(u"session").toObject();
-    const QString userId = session.value(u"user_id").toString();
-    const QString sessionId = session.value(u"id").toString();
-    const QString token = reply.value(u"session_token").toString();
-    if (!isUuid(userId) || !isUuid(sessionId) || !isToken(token)) {
-        return refuse(error, QStringLiteral("Invalid native session response; existing account retained"));
+    const QJsonObject auth = sessionIn(reply);
+    if (auth.isEmpty()) {
+        return refuse(error, invalidSession);
     }
     QJsonObject candidate = blankState();
-    candidate.insert(u"me", QJsonObject{{QStringLiteral("id"), userId},
+    candidate.insert(u"me", QJsonObject{{QStringLiteral("id"), auth.value(u"user_id")},
                                         {QStringLiteral("auth_mode"), QStringLiteral("session")}});
-    candidate.insert(u"auth", QJsonObject{{QStringLiteral("user_id"), userId},
-                                          {QStringLiteral("session_id"), sessionId},
-                                          {QStringLiteral("token"), token}});
-    return replaceState(
-        state, candidate, persist, error,
-        QStringLiteral("The new session could not be saved securely; previous account retained"));
+    candidate.insert(u"auth", auth);
+    return replaceState(state, candidate, persist, error, sessionNotSaved);
+}
+
+bool AccountState::renew(QJsonObject& state, const QJsonObject& reply, const PersistState& persist,
+                         QString* error) {
+    QJsonObject auth = sessionIn(reply);
+    if (auth.isEmpty()) {
+        return refuse(error, invalidSession);
+    }
+    const QString userId = state.value(u"auth").toObject().value(u"user_id").toString();
+    if (auth.value(u"user_id").toString().compare(userId, Qt::CaseInsensitive) != 0) {
+        return refuse(error, QStringLiteral("This is another account; the waiting work stays with its own."));
+    }
+    auth.insert(u"user_id", userId);
+    QJsonObject candidate = state;
+    candidate.insert(u"auth", auth);
+    return replaceState(state, candidate, persist, error, sessionNotSaved);
 }
 
 bool AccountState::logout(QJsonObject& state, const PersistState& persist, QString* error) {

@@ -24,6 +24,11 @@ public:
     [[nodiscard]] static bool login(QJsonObject& state, const QJsonObject& reply, const PersistState& persist,
                                     QString* error = nullptr);
 
+    /// Puts a new session of the same account into `auth` and leaves all else as it is, the waiting work
+    /// above all. `auth.user_id` keeps its letter case: it is what the server's identity is compared with.
+    [[nodiscard]] static bool renew(QJsonObject& state, const QJsonObject& reply, const PersistState& persist,
+                                    QString* error = nullptr);
+
     /// Ends the session on this device and wipes all that belonged to the account.
     [[nodiscard]] static bool logout(QJsonObject& state, const PersistState& persist,
                                      QString* error = nullptr);

@@ -86,6 +86,8 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "QVariantList periods by changed",
         "QString conflictDetails by changed",
         "bool secureStorage by changed",
+        "QVariantMap retained by changed",
+        "bool sessionRefused by changed",
     };
     QCOMPARE(properties, expected);
 }
@@ -126,6 +128,10 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "pauseImport()",
         "exportPending()",
         "synchronize()",
+        "resendRetained()",
+        "removeRetained()",
+        "renewSession(QString,QString)",
+        "removePending()",
     };
     QCOMPARE(methodsOf(QMetaMethod::Method), expected);
     QCOMPARE(methodsOf(QMetaMethod::Slot), QList<QByteArray>());
@@ -157,6 +163,8 @@ void SurfaceTest::aNewControllerIsIdleAndEmpty() {
     QCOMPARE(controller.accountName(), QString());
     QVERIFY(controller.periods().isEmpty());
     QVERIFY(!controller.secureStorage());
+    QVERIFY(controller.retained().isEmpty());
+    QVERIFY(!controller.sessionRefused());
 }
 
 void SurfaceTest::theDeviceIsMadeOnceAndKept() {

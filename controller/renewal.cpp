@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+#include "controller/wire.h"
+#include "state/accountstate.h"
+
+bool Controller::sessionRefused() const {
+    return m_sessionRefused;
+}
+
+void Controller::judgeSession(int status) {
+    if (accountSignedIn() && (status == 200 || status == 401)) {
+        m_sessionRefused = status == 401;
+    }
+}
+
+void Controller::renewSession(const QString& email, const QString& password) {
+    if (m_busy || m_syncing || !m_sessionRefused || !canKeepSession()) {
+        return;
+    }
+    sendCredentials(email, password,
+                    [this](const QJsonObject& reply, int status) { applyRenewalReply(reply, status); });
+}
+
+void Controller::applyRenewalReply(const QJsonObject& reply, int status) {
+    if (status != 200) {
+        fail(errorText(reply, QStringLiteral("Personal sign-in failed")));
+        return;
+    }
+    QJsonObject state = durableState();
+    QString error;
+    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    if (!AccountState::renew(state, reply, persistState, &error)) {
+        // It would stay valid at the server without anybody who could end it.
+        revokeUnstoredSession(reply.value(u"session_token").toString());
+        fail(error);
+        return;
+    }
+    dropReplies();
+    m_auth = state.value(u"auth").toObject();
+    m_sessionRefused = false;
+    fetchIdentity();
+}

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#include "state/retained.h"
+
+#include "controller/controller.h"
+#include "controller/wire.h"
+
+#include <QDateTime>
+#include <QFileDialog>
+#include <QUuid>
+
+namespace {
+
+QString changes(qsizetype count) {
+    return count == 1 ? QStringLiteral("1 change") : QStringLiteral("%1 changes").arg(count);
+}
+
+/// A name of its own for each copy: what it holds is nowhere else, so that a
+/// later one must not replace it.
+QString proposedName() {
+    return QDateTime::currentDateTime().toString(
+        QStringLiteral("'timer-removed-changes-'yyyyMMdd-HHmmss'.json'"));
+}
+
+} // namespace
+
+QVariantMap Controller::retained() const {
+    return m_retained;
+}
+
+void Controller::describeRetained() {
+    m_retained = Retained::describe(durableState(), m_timezone).toVariantMap();
+}
+
+void Controller::resendRetained() {
+    if (m_busy || m_syncing || m_readOnly || m_retained.isEmpty()) {
+        return;
+    }
+    QJsonObject state = durableState();
+    QString error;
+    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const QString mutationId = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    if (!Retained::resend(state, mutationId, persistState, &error)) {
+        fail(error);
+        return;
+    }
+    m_queue = state.value(u"queue").toArray();
+    projectQueue();
+    say(QStringLiteral("The change is sent again as a new one."));
+    synchronize();
+}
+
+void Controller::removeRetained() {
+    if (setAside(&Retained::leaving)) {
+        synchronize();
+    }
+}
+
+void Controller::removePending() {
+    if (setAside([](const QJsonArray& queue) { return queue; })) {
+        // The account may be another one by now, which nothing stands against any more.
+        fetchIdentity();
+    }
+}
+
+bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue)>& choose) {
+    const QJsonArray items = choose(m_queue);
+    if (m_busy || m_syncing || m_readOnly || items.isEmpty()) {
+        return false;
+    }
+    const qint64 generation = m_requestGeneration;
+    const QString removed = changes(items.size());
+    // A request of the periodic step must not stand in the way of what is chosen.
+    m_syncTimer.stop();
+    const QString fileName = QFileDialog::getSaveFileName(
+        nullptr, QStringLiteral("Save a copy and remove ") + removed, proposedName());
+    m_syncTimer.start();
+    if (fileName.isEmpty()) {
+        return false;
+    }
+    // The dialog let events in.
+    if (m_busy || m_syncing) {
+        say(QStringLiteral(
+            "Another request is under way; nothing was removed. Try again when it has ended."));
+        return false;
+    }
+    if (generation != m_requestGeneration || choose(m_queue) != items) {
+        fail(QStringLiteral("The waiting changes are not the same any more; nothing was removed."));
+        return false;
+    }
+    if (!writePendingChanges(fileName, items)) {
+        fail(QStringLiteral("The copy could not be written; nothing was removed."));
+        return false;
+    }
+    QJsonObject state = durableState();
+    QString error;
+    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    if (!Retained::remove(state, items, persistState, &error)) {
+        fail(error);
+        return false;
+    }
+    m_queue = state.value(u"queue").toArray();
+    projectQueue();
+    say(QStringLiteral("Copy saved; %1 left the queue.").arg(removed));
+    return true;
+}

@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: MIT
+#include "state/retained.h"
+
+#include <QTimeZone>
+
+#include <algorithm>
+#include <array>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto entityIdKey = "entity_id"_L1;
+constexpr auto messageKey = "message"_L1;
+constexpr auto mutationKey = "mutation"_L1;
+constexpr auto operationKey = "operation"_L1;
+constexpr auto queueKey = "queue"_L1;
+constexpr auto resultKey = "result"_L1;
+constexpr auto snapshotKey = "snapshot"_L1;
+constexpr auto statusKey = "status"_L1;
+constexpr auto workspaceIdKey = "workspace_id"_L1;
+
+/// The entry's fields in the order in which they are shown.
+struct Field {
+    QLatin1StringView key;
+    QLatin1StringView name;
+};
+constexpr std::array fields{
+    Field{"description"_L1, "description"_L1}, Field{"project_id"_L1, "project"_L1},
+    Field{"billable"_L1, "billable"_L1},       Field{"start_at"_L1, "start_at"_L1},
+    Field{"stop_at"_L1, "stop_at"_L1},         Field{"tag_ids"_L1, "tags"_L1},
+    Field{"deleted_at"_L1, "deleted_at"_L1},
+};
+
+QJsonObject mutationOf(const QJsonValue& item) {
+    return item[mutationKey].toObject();
+}
+
+/// The queue's head, {} when the server did not refuse it.
+QJsonObject refusedHead(const QJsonArray& queue) {
+    const QJsonObject head = queue.isEmpty() ? QJsonObject() : queue.first().toObject();
+    return head.value(statusKey).toString() == "pending"_L1 ? QJsonObject() : head;
+}
+
+bool isCreation(const QJsonObject& mutation) {
+    const QString operation = mutation.value(operationKey).toString();
+    return operation == "entry.create"_L1 || operation == "timer.start"_L1;
+}
+
+QJsonArray queueOf(const QJsonObject& state) {
+    return state.value(queueKey).toArray();
+}
+
+/// What the server has for the refused item's entry: reloads refresh the snapshot, the verdict stays as it
+/// was. {} when the server never showed such an entry.
+QJsonObject serverEntry(const QJsonObject& state, const QJsonObject& item) {
+    const QJsonObject mutation = mutationOf(item);
+    const QJsonArray entries = state.value(snapshotKey)["time_entries"_L1].toArray();
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const QJsonValue& entry) {
+        return entry["id"_L1] == mutation.value(entityIdKey) &&
+               entry[workspaceIdKey] == mutation.value(workspaceIdKey);
+    });
+    return found != entries.end() ? found->toObject() : item.value(resultKey)["canonical"_L1].toObject();
+}
+
+/// Servers put their sentence in different places.
+QString sentenceOf(const QJsonValue& result) {
+    const QJsonValue error = result["error"_L1];
+    for (const QJsonValue& place : {error[messageKey], result[messageKey], result["reason"_L1], error}) {
+        if (!place.toString().isEmpty()) {
+            return place.toString();
+        }
+    }
+    return {};
+}
+
+QString timeText(const QString& text, const QString& zone) {
+    const QDateTime time = stamp(text);
+    if (!time.isValid()) {
+        return text;
+    }
+    const QString format = u"yyyy-MM-dd HH:mm:ss"_s;
+    const QTimeZone known(zone.toUtf8());
+    return known.isValid() ? time.toTimeZone(known).toString(format)
+                           : time.toUTC().toString(format) + u" +00:00"_s;
+}
+
+QString projectName(const QString& id, const QJsonObject& state) {
+    const QJsonArray projects = state.value(snapshotKey)["catalog"_L1]["projects"_L1].toArray();
+    const auto found = std::find_if(projects.begin(), projects.end(),
+                                    [&](const QJsonValue& project) { return project["id"_L1] == id; });
+    return found != projects.end() ? (*found)["name"_L1].toString(id) : id;
+}
+
+QString joined(const QJsonArray& texts) {
+    QStringList list;
+    std::transform(texts.begin(), texts.end(), std::back_inserter(list),
+                   [](const QJsonValue& text) { return text.toString(); });
+    return list.join(u", "_s);
+}
+
+/// The value of an entry's field as a person reads it; null when there is none.
+QJsonValue readable(const QJsonValue& value, QLatin1StringView name, const QJsonObject& state,
+                    const QString& zone) {
+    if (value.isBool()) {
+        return value;
+    }
+    QString text = value.isArray() ? joined(value.toArray()) : value.toString();
+    if (name.endsWith("_at"_L1)) {
+        text = timeText(text, zone);
+    } else if (name == "project"_L1) {
+        text = projectName(text, state);
+    }
+    return text.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(text);
+}
+
+QJsonArray describeFields(const QJsonObject& state, const QJsonObject& item, const QString& zone) {
+    const QJsonObject mutation = mutationOf(item);
+    const QJsonObject payload = mutation.value("payload"_L1).toObject();
+    const QJsonObject entry = serverEntry(state, item);
+    QJsonArray described;
+    for (const auto& [key, name] : fields) {
+        // Which entry it is, and whether it is still there, a change does not say by itself.
+        const bool tells = name == "description"_L1 || name == "start_at"_L1 || name == "deleted_at"_L1;
+        if (!tells && !isCreation(mutation) && !payload.contains(key)) {
+            continue;
+        }
+        const QJsonValue recorded = readable(payload.value(key), name, state, zone);
+        const QJsonValue server = readable(entry.value(key), name, state, zone);
+        if (!recorded.isNull() || !server.isNull()) {
+            described.append(
+                QJsonObject{{"name"_L1, name}, {"recorded"_L1, recorded}, {"server"_L1, server}});
+        }
+    }
+    return described;
+}
+
+bool replaceQueue(QJsonObject& state, const QJsonArray& queue, const PersistState& persist, QString* error,
+                  const QString& failure) {
+    QJsonObject candidate = state;
+    candidate.insert(queueKey, queue);
+    const bool stored = persist(candidate);
+    if (stored) {
+        state = candidate;
+    }
+    if (error) {
+        *error = stored ? QString() : failure;
+    }
+    return stored;
+}
+
+} // namespace
+
+QJsonObject Retained::describe(const QJsonObject& state, const QString& zone) {
+    const QJsonArray queue = queueOf(state);
+    const QJsonObject head = refusedHead(queue);
+    if (head.isEmpty()) {
+        return {};
+    }
+    return {{operationKey, mutationOf(head).value(operationKey)},
+            {statusKey, head.value(statusKey)},
+            {"sentence"_L1, sentenceOf(head.value(resultKey))},
+            {"leaving"_L1, leaving(queue).size()},
+            {"pending"_L1, queue.size()},
+            {"fields"_L1, describeFields(state, head, zone)}};
+}
+
+QJsonArray Retained::leaving(const QJsonArray& queue) {
+    const QJsonObject head = refusedHead(queue);
+    if (head.isEmpty()) {
+        return {};
+    }
+    const QJsonObject mutation = mutationOf(head);
+    if (!isCreation(mutation)) {
+        return {head};
+    }
+    QJsonArray items;
+    std::copy_if(queue.begin(), queue.end(), std::back_inserter(items), [&](const QJsonValue& item) {
+        const QJsonObject other = mutationOf(item);
+        return other.value(entityIdKey) == mutation.value(entityIdKey) &&
+               other.value(workspaceIdKey) == mutation.value(workspaceIdKey);
+    });
+    return items;
+}
+
+bool Retained::resend(QJsonObject& state, const QString& mutationId, const PersistState& persist,
+                      QString* error) {
+    QJsonArray queue = queueOf(state);
+    const QJsonObject head = refusedHead(queue);
+    const QString failure = u"The change could not be saved for sending again; it is retained as it was."_s;
+    if (head.isEmpty()) {
+        if (error) {
+            *error = failure;
+        }
+        return false;
+    }
+    QJsonObject mutation = mutationOf(head);
+    mutation.insert("mutation_id"_L1, mutationId);
+    const QJsonValue version = serverEntry(state, head).value("version"_L1);
+    if (version.isDouble()) {
+        mutation.insert("base_version"_L1, version);
+    }
+    queue.replace(0, QJsonObject{{statusKey, "pending"_L1}, {mutationKey, mutation}});
+    return replaceQueue(state, queue, persist, error, failure);
+}
+
+bool Retained::remove(QJsonObject& state, const QJsonArray& items, const PersistState& persist,
+                      QString* error) {
+    QJsonArray rest;
+    auto next = items.begin();
+    const QJsonArray queue = queueOf(state);
+    for (const auto& item : queue) {
+        if (next != items.end() && item == *next) {
+            ++next;
+        } else {
+            rest.append(item);
+        }
+    }
+    return replaceQueue(
+        state, rest, persist, error,
+        u"The copy was written, but the queue could not be saved securely; nothing was removed."_s);
+}
