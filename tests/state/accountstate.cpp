@@ -58,6 +58,13 @@ QJsonArray queuedWork() {
         QJsonObject{{u"status"_s, u"pending"_s}, {u"mutation"_s, QJsonObject{{u"mutation_id"_s, u"m"_s}}}}};
 }
 
+/// The same in use by the user of signInReply, under an older session and with work that waits.
+QJsonObject signedInDocument() {
+    QJsonObject state = documentInUse(queuedWork());
+    state.insert(u"auth"_s, QJsonObject{{u"user_id"_s, userId}, {u"token"_s, u"old token"_s}});
+    return state;
+}
+
 /// Stores or refuses, and remembers what it was asked to store.
 struct Store {
     bool accepts = true;
@@ -90,6 +97,13 @@ private Q_SLOTS:
     void signInWithPendingWorkLooksAtNothingElse();
     void signInThatCannotBeStoredKeepsThePreviousAccount();
     void signInTreatsAQueueOfTheWrongTypeAsEmpty();
+    void renewalReplacesTheSessionAndNothingElse();
+    void renewalKeepsTheCaseOfTheStoredUser();
+    void renewalOfAnotherAccountIsRefused_data();
+    void renewalOfAnotherAccountIsRefused();
+    void renewalRefusesMalformedReplies_data() { signInRefusesMalformedReplies_data(); }
+    void renewalRefusesMalformedReplies();
+    void renewalThatCannotBeStoredKeepsThePreviousSession();
     void signOutReplacesTheWholeDocument();
     void signOutWithPendingWorkIsRefused();
     void signOutThatCannotBeStoredKeepsTheAccount();
@@ -284,6 +298,68 @@ void AccountStateTest::signInTreatsAQueueOfTheWrongTypeAsEmpty() {
     Store store;
     QVERIFY(AccountState::login(state, signInReply(), store.callback()));
     QCOMPARE(state.value(u"queue"), QJsonValue(QJsonArray()));
+}
+
+void AccountStateTest::renewalReplacesTheSessionAndNothingElse() {
+    QJsonObject state = signedInDocument();
+    QJsonObject expected = state;
+    expected.insert(u"auth"_s,
+                    QJsonObject{{u"user_id"_s, userId}, {u"session_id"_s, sessionId}, {u"token"_s, token}});
+    Store store;
+    QString error = u"from before"_s;
+    QVERIFY(AccountState::renew(state, signInReply(), store.callback(), &error));
+    QCOMPARE(state, expected);
+    QCOMPARE(store.asked, QList<QJsonObject>{expected});
+    QVERIFY(error.isNull());
+}
+
+void AccountStateTest::renewalKeepsTheCaseOfTheStoredUser() {
+    QJsonObject state = signedInDocument();
+    Store store;
+    QVERIFY(AccountState::renew(state, signInReply(userId.toUpper()), store.callback()));
+    QCOMPARE(state.value(u"auth").toObject().value(u"user_id").toString(), userId);
+    QCOMPARE(state.value(u"auth").toObject().value(u"token").toString(), token);
+}
+
+void AccountStateTest::renewalOfAnotherAccountIsRefused_data() {
+    QTest::addColumn<QJsonObject>("before");
+    QTest::newRow("another user") << documentInUse(queuedWork());
+    QTest::newRow("nobody") << documentWith({}, {}, true);
+    QTest::newRow("a user that is not a text") << documentWith({{u"user_id"_s, 7}}, {}, false);
+}
+
+void AccountStateTest::renewalOfAnotherAccountIsRefused() {
+    QFETCH(const QJsonObject, before);
+    QJsonObject state = before;
+    Store store;
+    QString error;
+    QVERIFY(!AccountState::renew(state, signInReply(), store.callback(), &error));
+    QCOMPARE(error, u"This is another account; the waiting work stays with its own."_s);
+    QCOMPARE(state, before);
+    QVERIFY(store.asked.isEmpty());
+}
+
+void AccountStateTest::renewalRefusesMalformedReplies() {
+    QFETCH(const QJsonObject, reply);
+    const QJsonObject before = signedInDocument();
+    QJsonObject state = before;
+    Store store;
+    QString error;
+    QVERIFY(!AccountState::renew(state, reply, store.callback(), &error));
+    QCOMPARE(error, invalidReply);
+    QCOMPARE(state, before);
+    QVERIFY(store.asked.isEmpty());
+}
+
+void AccountStateTest::renewalThatCannotBeStoredKeepsThePreviousSession() {
+    const QJsonObject before = signedInDocument();
+    QJsonObject state = before;
+    Store store{false, {}};
+    QString error;
+    QVERIFY(!AccountState::renew(state, signInReply(), store.callback(), &error));
+    QCOMPARE(error, loginNotSaved);
+    QCOMPARE(state, before);
+    QCOMPARE(store.asked.size(), 1);
 }
 
 void AccountStateTest::signOutReplacesTheWholeDocument() {

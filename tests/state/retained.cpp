@@ -1,0 +1,371 @@
+// SPDX-License-Identifier: MIT
+#include "state/retained.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto zone = "Asia/Jerusalem"_L1;
+const QString notSaved = u"The change could not be saved for sending again; it is retained as it was."_s;
+const QString notRemoved =
+    u"The copy was written, but the queue could not be saved securely; nothing was removed."_s;
+
+QJsonObject item(const QString& operation, const QString& entity, const QJsonObject& payload,
+                 const QString& status = u"pending"_s, const QJsonObject& result = {}) {
+    static int number = 0;
+    QJsonObject made{{u"status"_s, status},
+                     {u"mutation"_s, QJsonObject{{u"mutation_id"_s, u"m%1"_s.arg(++number)},
+                                                 {u"device_id"_s, u"device"_s},
+                                                 {u"workspace_id"_s, u"w"_s},
+                                                 {u"entity_id"_s, entity},
+                                                 {u"base_version"_s, 3},
+                                                 {u"operation"_s, operation},
+                                                 {u"payload"_s, payload}}}};
+    if (!result.isEmpty()) {
+        made.insert(u"result"_s, result);
+    }
+    return made;
+}
+
+QJsonObject elsewhere(QJsonObject moved) {
+    QJsonObject mutation = moved.value(u"mutation").toObject();
+    mutation.insert(u"workspace_id"_s, u"other"_s);
+    moved.insert(u"mutation"_s, mutation);
+    return moved;
+}
+
+QJsonObject edit(const QString& entity, const QString& status = u"pending"_s,
+                 const QJsonObject& result = {}) {
+    return item(u"entry.update"_s, entity, {{u"description"_s, u"Mine"_s}}, status, result);
+}
+
+QJsonObject start(const QString& entity, const QString& status, const QJsonObject& result = {}) {
+    return item(u"timer.start"_s, entity,
+                {{u"description"_s, u"Mine"_s},
+                 {u"project_id"_s, u"p1"_s},
+                 {u"tag_ids"_s, QJsonArray()},
+                 {u"billable"_s, true},
+                 {u"start_at"_s, u"2024-03-01T08:00:00Z"_s}},
+                status, result);
+}
+
+QJsonObject stop(const QString& entity, const QString& status = u"pending"_s,
+                 const QJsonObject& result = {}) {
+    return item(u"timer.stop"_s, entity, {{u"stop_at"_s, u"2024-07-01T09:30:00Z"_s}}, status, result);
+}
+
+QJsonObject entry(const QString& id, int version) {
+    return {{u"id"_s, id},
+            {u"workspace_id"_s, u"w"_s},
+            {u"description"_s, u"Theirs"_s},
+            {u"project_id"_s, u"gone"_s},
+            {u"tag_ids"_s, QJsonArray{u"t1"_s, u"t2"_s}},
+            {u"billable"_s, false},
+            {u"start_at"_s, u"2024-03-01T07:00:00Z"_s},
+            {u"stop_at"_s, QJsonValue()},
+            {u"deleted_at"_s, QJsonValue()},
+            {u"version"_s, version}};
+}
+
+QJsonObject document(const QJsonArray& queue, const QJsonArray& entries = {}) {
+    const QJsonArray projects{QJsonObject{{u"id"_s, u"p1"_s}, {u"name"_s, u"Garden"_s}}};
+    return {{u"auth"_s, QJsonObject{{u"token"_s, u"kept"_s}}},
+            {u"workspace"_s, u"w"_s},
+            {u"snapshot"_s, QJsonObject{{u"catalog"_s, QJsonObject{{u"projects"_s, projects}}},
+                                        {u"time_entries"_s, entries}}},
+            {u"timer"_s, QJsonObject{{u"id"_s, u"running"_s}}},
+            {u"queue"_s, queue}};
+}
+
+QJsonObject field(const QString& name, const QJsonValue& recorded, const QJsonValue& server) {
+    return {{u"name"_s, name}, {u"recorded"_s, recorded}, {u"server"_s, server}};
+}
+
+QJsonObject mutationOf(const QJsonObject& of) {
+    return of.value(u"mutation").toObject();
+}
+
+QJsonArray fieldsOf(const QJsonObject& state, const QString& inZone = zone) {
+    return Retained::describe(state, inZone).value(u"fields").toArray();
+}
+
+/// Stores or refuses, and remembers what it was asked to store.
+struct Store {
+    bool accepts = true;
+    QList<QJsonObject> asked;
+
+    PersistState callback() {
+        return [this](const QJsonObject& candidate) {
+            asked.append(candidate);
+            return accepts;
+        };
+    }
+};
+
+} // namespace
+
+class RetainedTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void nothingIsRetainedWhileTheHeadWaits_data();
+    void nothingIsRetainedWhileTheHeadWaits();
+    void tellsWhatWasRefused();
+    void findsTheServersSentence_data();
+    void findsTheServersSentence();
+    void showsFieldsSideBySide_data();
+    void showsFieldsSideBySide();
+    void theSnapshotIsNewerThanTheVerdict();
+    void readsTimesInTheZone_data();
+    void readsTimesInTheZone();
+    void aCreationLeavesWithTheLaterChangesOfItsEntry_data();
+    void aCreationLeavesWithTheLaterChangesOfItsEntry();
+    void sendsTheSameChangeAgainAsANewOne_data();
+    void sendsTheSameChangeAgainAsANewOne();
+    void sendsNothingAgainThatWasNotRefused();
+    void takesWhatLeavesOutOfTheQueueAlone();
+    void whatCannotBeStoredChangesNothing();
+    void worksWithoutAnErrorText();
+};
+
+void RetainedTest::nothingIsRetainedWhileTheHeadWaits_data() {
+    QTest::addColumn<QJsonArray>("queue");
+    QTest::newRow("empty") << QJsonArray();
+    QTest::newRow("pending") << QJsonArray{edit(u"e"_s)};
+    QTest::newRow("refused behind a pending one") << QJsonArray{edit(u"e"_s), edit(u"f"_s, u"conflict"_s)};
+}
+
+void RetainedTest::nothingIsRetainedWhileTheHeadWaits() {
+    QFETCH(const QJsonArray, queue);
+    QCOMPARE(Retained::describe(document(queue), zone), QJsonObject());
+    QCOMPARE(Retained::leaving(queue), QJsonArray());
+}
+
+void RetainedTest::tellsWhatWasRefused() {
+    const QJsonObject head = start(u"e"_s, u"rejected"_s, {{u"message"_s, u"No such project."_s}});
+    const QJsonObject told =
+        Retained::describe(document({head, stop(u"e"_s), edit(u"f"_s)}, {entry(u"f"_s, 4)}), zone);
+    QCOMPARE(told.value(u"operation").toString(), u"timer.start"_s);
+    QCOMPARE(told.value(u"status").toString(), u"rejected"_s);
+    QCOMPARE(told.value(u"sentence").toString(), u"No such project."_s);
+    QCOMPARE(told.value(u"leaving").toInt(), 2);
+    QCOMPARE(told.value(u"pending").toInt(), 3);
+}
+
+void RetainedTest::findsTheServersSentence_data() {
+    QTest::addColumn<QJsonObject>("result");
+    QTest::addColumn<QString>("sentence");
+    const QString said = u"Because."_s;
+    const auto error = [](const QJsonValue& value) { return QJsonObject{{u"error"_s, value}}; };
+    QTest::newRow("message") << QJsonObject{{u"message"_s, said}} << said;
+    QTest::newRow("error.message") << error(QJsonObject{{u"message"_s, said}}) << said;
+    QTest::newRow("reason") << QJsonObject{{u"reason"_s, said}} << said;
+    QTest::newRow("error") << error(said) << said;
+    QTest::newRow("an empty one before")
+        << QJsonObject{{u"message"_s, QString()}, {u"reason"_s, said}} << said;
+    QTest::newRow("not a text") << QJsonObject{{u"message"_s, 7}} << QString();
+    QTest::newRow("none") << QJsonObject{{u"status"_s, u"conflict"_s}} << QString();
+}
+
+void RetainedTest::findsTheServersSentence() {
+    QFETCH(const QJsonObject, result);
+    QTEST(Retained::describe(document({edit(u"e"_s, u"conflict"_s, result)}), zone)
+              .value(u"sentence")
+              .toString(),
+          "sentence");
+}
+
+void RetainedTest::showsFieldsSideBySide_data() {
+    QTest::addColumn<QJsonObject>("state");
+    QTest::addColumn<QJsonArray>("fields");
+    const QJsonValue none;
+    const QString conflict = u"conflict"_s;
+    const QString theirStart = u"2024-03-01 09:00:00"_s;
+
+    QTest::newRow("an edit names its entry and the field that it changes")
+        << document({edit(u"e"_s, conflict)}, {entry(u"e"_s, 5)})
+        << QJsonArray{field(u"description"_s, u"Mine"_s, u"Theirs"_s),
+                      field(u"start_at"_s, none, theirStart)};
+    QTest::newRow("a stop") << document({stop(u"e"_s, conflict)}, {entry(u"e"_s, 5)})
+                            << QJsonArray{field(u"description"_s, none, u"Theirs"_s),
+                                          field(u"start_at"_s, none, theirStart),
+                                          field(u"stop_at"_s, u"2024-07-01 12:30:00"_s, none)};
+    QTest::newRow("a creation that the server does not have")
+        << document({start(u"e"_s, conflict)}, {entry(u"another"_s, 5)})
+        << QJsonArray{field(u"description"_s, u"Mine"_s, none), field(u"project"_s, u"Garden"_s, none),
+                      field(u"billable"_s, true, none), field(u"start_at"_s, u"2024-03-01 10:00:00"_s, none)};
+    QTest::newRow("a creation that the server has differently")
+        << document({start(u"e"_s, conflict)}, {entry(u"e"_s, 5)})
+        << QJsonArray{field(u"description"_s, u"Mine"_s, u"Theirs"_s),
+                      field(u"project"_s, u"Garden"_s, u"gone"_s), field(u"billable"_s, true, false),
+                      field(u"start_at"_s, u"2024-03-01 10:00:00"_s, theirStart),
+                      field(u"tags"_s, none, u"t1, t2"_s)};
+    QJsonObject deleted = entry(u"e"_s, 5);
+    deleted.insert(u"deleted_at"_s, u"2024-03-02T10:00:00Z"_s);
+    QTest::newRow("an entry that was deleted")
+        << document({edit(u"e"_s, u"rejected"_s)}, {deleted})
+        << QJsonArray{field(u"description"_s, u"Mine"_s, u"Theirs"_s), field(u"start_at"_s, none, theirStart),
+                      field(u"deleted_at"_s, none, u"2024-03-02 12:00:00"_s)};
+    QTest::newRow("an edit of what the server never showed")
+        << document({edit(u"e"_s, u"rejected"_s)}) << QJsonArray{field(u"description"_s, u"Mine"_s, none)};
+    QJsonObject foreign = entry(u"e"_s, 5);
+    foreign.insert(u"workspace_id"_s, u"other"_s);
+    QTest::newRow("an entry of another workspace is not the one")
+        << document({edit(u"e"_s, conflict)}, {foreign})
+        << QJsonArray{field(u"description"_s, u"Mine"_s, none)};
+}
+
+void RetainedTest::showsFieldsSideBySide() {
+    QFETCH(const QJsonObject, state);
+    QTEST(fieldsOf(state), "fields");
+}
+
+void RetainedTest::theSnapshotIsNewerThanTheVerdict() {
+    QJsonObject canonical = entry(u"e"_s, 4);
+    canonical.insert(u"description"_s, u"Then"_s);
+    const QJsonArray queue{edit(u"e"_s, u"conflict"_s, {{u"canonical"_s, canonical}})};
+    QCOMPARE(fieldsOf(document(queue)).first().toObject().value(u"server").toString(), u"Then"_s);
+    QCOMPARE(fieldsOf(document(queue, {entry(u"e"_s, 5)})).first().toObject().value(u"server").toString(),
+             u"Theirs"_s);
+}
+
+void RetainedTest::readsTimesInTheZone_data() {
+    QTest::addColumn<QString>("time");
+    QTest::addColumn<QString>("zone");
+    QTest::addColumn<QString>("shown");
+    const QString summer = u"2024-07-01T22:30:00Z"_s;
+    QTest::newRow("summer time") << summer << u"Asia/Jerusalem"_s << u"2024-07-02 01:30:00"_s;
+    QTest::newRow("winter time") << u"2024-01-01T22:30:00Z"_s << u"Asia/Jerusalem"_s
+                                 << u"2024-01-02 00:30:00"_s;
+    QTest::newRow("another zone") << summer << u"America/New_York"_s << u"2024-07-01 18:30:00"_s;
+    QTest::newRow("an offset in the text")
+        << u"2024-07-01T22:30:00+02:00"_s << u"UTC"_s << u"2024-07-01 20:30:00"_s;
+    QTest::newRow("an unknown zone") << summer << u"Nowhere/Else"_s << u"2024-07-01 22:30:00 +00:00"_s;
+    QTest::newRow("not a time") << u"tomorrow"_s << u"UTC"_s << u"tomorrow"_s;
+}
+
+void RetainedTest::readsTimesInTheZone() {
+    QFETCH(const QString, time);
+    QFETCH(const QString, zone);
+    QFETCH(const QString, shown);
+    const QJsonArray queue{item(u"timer.stop"_s, u"e"_s, {{u"stop_at"_s, time}}, u"conflict"_s)};
+    QCOMPARE(fieldsOf(document(queue), zone), QJsonArray{field(u"stop_at"_s, shown, QJsonValue())});
+}
+
+void RetainedTest::aCreationLeavesWithTheLaterChangesOfItsEntry_data() {
+    QTest::addColumn<QJsonArray>("leaving");
+    QTest::addColumn<QJsonArray>("staying");
+    const QJsonObject created =
+        item(u"entry.create"_s, u"e"_s, {{u"description"_s, u"Mine"_s}}, u"rejected"_s);
+    QTest::newRow("a start alone") << QJsonArray{start(u"e"_s, u"conflict"_s)} << QJsonArray{stop(u"f"_s)};
+    QTest::newRow("a start with its stop")
+        << QJsonArray{start(u"e"_s, u"conflict"_s), stop(u"e"_s)} << QJsonArray{edit(u"f"_s)};
+    QTest::newRow("a manual entry with its edits")
+        << QJsonArray{created, edit(u"e"_s), edit(u"e"_s)} << QJsonArray{edit(u"f"_s)};
+    QTest::newRow("the same id in another workspace")
+        << QJsonArray{created, edit(u"e"_s)} << QJsonArray{elsewhere(edit(u"e"_s))};
+    QTest::newRow("an edit alone") << QJsonArray{edit(u"e"_s, u"conflict"_s)} << QJsonArray{edit(u"e"_s)};
+    QTest::newRow("a stop alone") << QJsonArray{stop(u"e"_s, u"rejected"_s)} << QJsonArray{edit(u"e"_s)};
+}
+
+void RetainedTest::aCreationLeavesWithTheLaterChangesOfItsEntry() {
+    QFETCH(const QJsonArray, leaving);
+    QFETCH(const QJsonArray, staying);
+    // The head, what stays, and then what else leaves.
+    QJsonArray queue{leaving.first()};
+    for (const auto& other : staying) {
+        queue.append(other);
+    }
+    for (qsizetype i = 1; i < leaving.size(); ++i) {
+        queue.append(leaving.at(i));
+    }
+    QCOMPARE(Retained::leaving(queue), leaving);
+    QCOMPARE(Retained::describe(document(queue), zone).value(u"leaving").toInteger(), leaving.size());
+    QJsonObject state = document(queue);
+    Store store;
+    QVERIFY(Retained::remove(state, leaving, store.callback()));
+    QCOMPARE(state, document(staying));
+}
+
+void RetainedTest::sendsTheSameChangeAgainAsANewOne_data() {
+    QTest::addColumn<QJsonObject>("head");
+    QTest::addColumn<QJsonArray>("entries");
+    QTest::addColumn<int>("version");
+    const QJsonObject verdict{{u"canonical"_s, entry(u"e"_s, 8)}};
+    const QString conflict = u"conflict"_s;
+    QTest::newRow("the snapshot's version") << edit(u"e"_s, conflict) << QJsonArray{entry(u"e"_s, 9)} << 9;
+    QTest::newRow("the verdict's version") << edit(u"e"_s, conflict, verdict) << QJsonArray() << 8;
+    QTest::newRow("the snapshot's before the verdict's")
+        << edit(u"e"_s, conflict, verdict) << QJsonArray{entry(u"e"_s, 9)} << 9;
+    QTest::newRow("as recorded where the server has none")
+        << edit(u"e"_s, u"rejected"_s) << QJsonArray{entry(u"f"_s, 9)} << 3;
+    QTest::newRow("a stop") << stop(u"e"_s, conflict) << QJsonArray{entry(u"e"_s, 9)} << 9;
+}
+
+void RetainedTest::sendsTheSameChangeAgainAsANewOne() {
+    QFETCH(const QJsonObject, head);
+    QFETCH(const QJsonArray, entries);
+    QFETCH(const int, version);
+    const QJsonObject behind = edit(u"e"_s);
+    QJsonObject mutation = mutationOf(head);
+    mutation.insert(u"mutation_id"_s, u"new"_s);
+    mutation.insert(u"base_version"_s, version);
+    const QJsonObject expected =
+        document({QJsonObject{{u"status"_s, u"pending"_s}, {u"mutation"_s, mutation}}, behind}, entries);
+
+    QJsonObject state = document({head, behind}, entries);
+    Store store;
+    QString error = u"from before"_s;
+    QVERIFY(Retained::resend(state, u"new"_s, store.callback(), &error));
+    QCOMPARE(state, expected);
+    QCOMPARE(store.asked, QList<QJsonObject>{expected});
+    QVERIFY(error.isNull());
+}
+
+void RetainedTest::sendsNothingAgainThatWasNotRefused() {
+    for (const QJsonArray& queue : {QJsonArray(), QJsonArray{edit(u"e"_s)}}) {
+        QJsonObject state = document(queue);
+        Store store;
+        QVERIFY(!Retained::resend(state, u"new"_s, store.callback()));
+        QCOMPARE(state, document(queue));
+        QVERIFY(store.asked.isEmpty());
+    }
+}
+
+void RetainedTest::takesWhatLeavesOutOfTheQueueAlone() {
+    const QJsonArray queue{edit(u"e"_s, u"conflict"_s), edit(u"f"_s), stop(u"g"_s)};
+    QJsonObject state = document(queue, {entry(u"e"_s, 5)});
+    Store store;
+    QString error = u"from before"_s;
+    QVERIFY(Retained::remove(state, queue, store.callback(), &error));
+    QCOMPARE(state, document({}, {entry(u"e"_s, 5)}));
+    QCOMPARE(store.asked, QList<QJsonObject>{state});
+    QVERIFY(error.isNull());
+}
+
+void RetainedTest::whatCannotBeStoredChangesNothing() {
+    const QJsonObject before = document({edit(u"e"_s, u"conflict"_s), edit(u"f"_s)}, {entry(u"e"_s, 5)});
+    QJsonObject state = before;
+    Store store{false, {}};
+    QString error;
+    QVERIFY(!Retained::resend(state, u"new"_s, store.callback(), &error));
+    QCOMPARE(error, notSaved);
+    QCOMPARE(state, before);
+    QVERIFY(!Retained::remove(state, before.value(u"queue").toArray(), store.callback(), &error));
+    QCOMPARE(error, notRemoved);
+    QCOMPARE(state, before);
+    QCOMPARE(store.asked.size(), 2);
+}
+
+void RetainedTest::worksWithoutAnErrorText() {
+    QJsonObject state = document({edit(u"e"_s, u"conflict"_s)});
+    Store refusing{false, {}};
+    QVERIFY(!Retained::resend(state, u"new"_s, refusing.callback()));
+    QVERIFY(
+        !Retained::remove(state, Retained::leaving(state.value(u"queue").toArray()), refusing.callback()));
+}
+
+QTEST_GUILESS_MAIN(RetainedTest)
+#include "retained.moc"
