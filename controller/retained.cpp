@@ -84,10 +84,11 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
         return false;
     }
     if (generation != m_requestGeneration || choose(m_queue) != items) {
-        fail(QStringLiteral("The waiting changes are not the same any more; nothing was removed."));
+        fail(QStringLiteral(
+            "The session or the waiting changes are not the same any more; nothing was removed."));
         return false;
     }
-    if (!writePendingChanges(fileName, items)) {
+    if (!writePendingChanges(fileName, items) || !syncFolderOf(fileName)) {
         fail(QStringLiteral("The copy could not be written; nothing was removed."));
         return false;
     }

@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "controller/wire.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QSaveFile>
 #include <QUrl>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
 
 QNetworkRequest plainRequest(const QString& address, int timeoutMs) {
     QNetworkRequest request(QUrl(address, QUrl::TolerantMode));
@@ -38,4 +44,16 @@ bool writePendingChanges(const QString& fileName, const QJsonArray& items) {
         {QStringLiteral("queue"), items},
     };
     return replaceFile(fileName, QJsonDocument(document).toJson(QJsonDocument::Indented));
+}
+
+bool syncFolderOf(const QString& fileName) {
+    const QByteArray path = QFile::encodeName(QFileInfo(fileName).canonicalPath());
+    const int folder = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) {
+        return false;
+    }
+    // EINVAL: this file system has nothing to write for a folder.
+    const bool synced = ::fsync(folder) == 0 || errno == EINVAL;
+    ::close(folder);
+    return synced;
 }

@@ -32,3 +32,6 @@ inline constexpr int transferTimeoutMs = 12000;
 
 /// Writes queue items as a file for people to keep: {`format`, `queue`}.
 [[nodiscard]] bool writePendingChanges(const QString& fileName, const QJsonArray& items);
+
+/// Writes the file's folder to the disk: only then does a new file's name outlive a power failure.
+[[nodiscard]] bool syncFolderOf(const QString& fileName);
