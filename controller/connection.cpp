@@ -163,7 +163,7 @@ void Controller::loadWorkspace() {
     Q_EMIT changed();
     const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_workspace;
     send("GET", path, {}, [this, requested = m_workspace](const QJsonObject& reply, int status) {
-        judgeSession(status);
+        noteRefusal(status);
         // Another workspace was chosen meanwhile: its own load is under way.
         if (requested != m_workspace) {
             return;

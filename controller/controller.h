@@ -179,7 +179,9 @@ private:
     void revokeUnstoredSession(const QString& token);
 
     void applyRenewalReply(const QJsonObject& reply, int status);
-    /// What an answer with this status says about the stored session.
+    /// An answer with this status refuses the stored session, or does not tell.
+    void noteRefusal(int status);
+    /// The same for an answer to who we are, which also tells that the session is known.
     void judgeSession(int status);
 
     void describeRetained();

@@ -57,8 +57,8 @@ void Controller::pushHead(const QJsonObject& item) {
 
 void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status) {
     m_syncing = false;
-    judgeSession(status);
     if (status != 200) {
+        noteRefusal(status);
         say(QStringLiteral("Server did not acknowledge this request; original encrypted queue retained"));
         return;
     }

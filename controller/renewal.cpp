@@ -7,10 +7,13 @@ bool Controller::sessionRefused() const {
     return m_sessionRefused;
 }
 
+void Controller::noteRefusal(int status) {
+    m_sessionRefused = m_sessionRefused || (status == 401 && accountSignedIn());
+}
+
 void Controller::judgeSession(int status) {
-    if (accountSignedIn() && (status == 200 || status == 401)) {
-        m_sessionRefused = status == 401;
-    }
+    m_sessionRefused = m_sessionRefused && status != 200;
+    noteRefusal(status);
 }
 
 void Controller::renewSession(const QString& email, const QString& password) {
