@@ -88,6 +88,7 @@ private Q_SLOTS:
 
     void theRefusedChangeIsShownBesideTheServersEntry();
     void theServersSideFollowsTheReloads();
+    void timesFollowTheAccountsZone();
 
     void sendingAgainTakesTheHeadsPlaceAsANewChange();
     void sendingAgainSurvivesARestart();
@@ -158,6 +159,23 @@ void ResolvingTest::theServersSideFollowsTheReloads() {
     connect(&person.controller(), &Controller::changed, this, [&] { atChanged = server(); });
     person.controller().refresh();
     QTRY_COMPARE(atChanged, u"Changed once more"_s);
+}
+
+void ResolvingTest::timesFollowTheAccountsZone() {
+    Resolver person;
+    QVERIFY(person.hold({edit(u"e1"_s, u"conflict"_s)}));
+    const auto startTime = [&person] {
+        const QVariantList fields = person.controller().retained().value(u"fields"_s).toList();
+        return fields.value(1).toMap().value(u"server"_s).toString();
+    };
+    QCOMPARE(startTime(), u"2024-03-01 09:00:00"_s);
+    QJsonObject moved = sample::identity();
+    moved.insert(u"timezone"_s, u"America/New_York"_s);
+    person.desk.peer.answer("GET", u"/v1/me"_s, PeerReply::json(moved));
+    person.desk.peer.answer("GET", u"/v1/workspaces"_s, PeerReply::json({}, 503));
+    person.controller().fetchIdentity();
+    QTRY_COMPARE(person.controller().message(), u"Unable to list workspaces for this account"_s);
+    QCOMPARE(startTime(), u"2024-03-01 03:00:00"_s);
 }
 
 void ResolvingTest::sendingAgainTakesTheHeadsPlaceAsANewChange() {

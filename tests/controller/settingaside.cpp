@@ -51,6 +51,7 @@ private Q_SLOTS:
     void withNothingWaitingNothingIsAsked();
     void nothingIsSetAsideWhileWorkIsPushed();
     void workRecordedWhileTheFileIsChosenStopsIt();
+    void thePeriodicStepWaitsWhileTheFileIsChosen();
     void whatTheServerNeverAcknowledgesMakesWay();
     void anotherIdentityIsAdoptedAfterwards();
     void anEndedSessionCanBeLeftAfterwards();
@@ -117,6 +118,26 @@ void SettingAsideTest::workRecordedWhileTheFileIsChosenStopsIt() {
              u"The session or the waiting changes are not the same any more; nothing was removed."_s);
     QCOMPARE(desk.controller->pending(), 2);
     QVERIFY(!QFile::exists(copy.target));
+}
+
+void SettingAsideTest::thePeriodicStepWaitsWhileTheFileIsChosen() {
+    Desk desk;
+    Copy copy;
+    QVERIFY(desk.load());
+    QVERIFY(desk.holdQueue({edit(u"e1"_s)}));
+    desk.holdPushes();
+    Desk other; // a program whose periodic step comes later
+    QVERIFY(other.load());
+    other.peer.forgetRequests();
+    copy.dialogs.afterChoosing([&] { QTRY_VERIFY_WITH_TIMEOUT(!other.peer.requests().isEmpty(), 30'000); });
+    desk.controller->removePending();
+    QCOMPARE(desk.controller->pending(), 0);
+    QCOMPARE(copy.items().size(), 1);
+    // Afterwards it comes again.
+    desk.peer.answer("GET", mePath, PeerReply::json(sample::identity()));
+    QTRY_COMPARE(desk.controller->message(), connected);
+    QVERIFY(desk.holdQueue({edit(u"e2"_s)}));
+    QTRY_COMPARE_WITH_TIMEOUT(desk.peer.requests("POST", push).size(), 1, 30'000);
 }
 
 void SettingAsideTest::whatTheServerNeverAcknowledgesMakesWay() {
