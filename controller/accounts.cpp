@@ -21,7 +21,7 @@ void Controller::loginAccount(const QString& email, const QString& password) {
         fail(QStringLiteral("Sign out of the current account before logging into another session"));
         return;
     }
-    if (m_readOnly || !secureStorage()) {
+    if (m_readOnly || !queueReady()) {
         fail(QStringLiteral("Unlock protected OS storage before personal login"));
         return;
     }
@@ -54,7 +54,7 @@ void Controller::applyLoginReply(const QJsonObject& reply, int status) {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!AccountState::login(state, reply, persistState, &error)) {
         // A session that the server opened and this device cannot keep must not stay valid.
         revokeUnstoredSession(reply.value(u"session_token").toString());
@@ -87,7 +87,7 @@ void Controller::applyLogoutReply(int status) {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!AccountState::logout(state, persistState, &error)) {
         fail(error);
         return;

@@ -40,6 +40,7 @@ class Controller : public QObject {
     Q_PROPERTY(QVariantList periods READ periods NOTIFY changed)
     Q_PROPERTY(QString conflictDetails READ conflictDetails NOTIFY changed)
     Q_PROPERTY(bool secureStorage READ secureStorage NOTIFY changed)
+    Q_PROPERTY(bool queueReady READ queueReady NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -73,6 +74,8 @@ public:
     /// The retained queue items as an indented JSON array.
     [[nodiscard]] QString conflictDetails() const;
     [[nodiscard]] bool secureStorage() const;
+    /// What is recorded now would be kept: the storage is open and its record was read.
+    [[nodiscard]] bool queueReady() const;
 
     // What a person can do
 
@@ -144,8 +147,6 @@ private:
     void dropReplies();
     void syncPeriodically();
     void vaultReady();
-    /// Refuses while the vault's own record is unread: it must not be replaced unseen.
-    [[nodiscard]] bool save(const QJsonObject& state);
 
     void reconnectDeveloper();
     void adoptIdentity(const QJsonObject& identity);
@@ -193,7 +194,6 @@ private:
     bool m_importPaused = false;
     bool m_signedOut = false;
     bool m_readOnly = false;
-    bool m_recordRead = false;
 
     // Memories of what was computed last: a write costs what it changes, and a
     // reload that brings the same bytes brings the same shared data.

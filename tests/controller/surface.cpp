@@ -86,6 +86,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "QVariantList periods by changed",
         "QString conflictDetails by changed",
         "bool secureStorage by changed",
+        "bool queueReady by changed",
     };
     QCOMPARE(properties, expected);
 }
