@@ -33,7 +33,7 @@ void Controller::loginAccount(const QString& email, const QString& password) {
 }
 
 bool Controller::canKeepSession() {
-    if (m_readOnly || !secureStorage()) {
+    if (m_readOnly || !queueReady()) {
         fail(QStringLiteral("Unlock protected OS storage before personal login"));
         return false;
     }
@@ -65,7 +65,7 @@ void Controller::applyLoginReply(const QJsonObject& reply, int status) {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!AccountState::login(state, reply, persistState, &error)) {
         // A session that the server opened and this device cannot keep must not stay valid.
         revokeUnstoredSession(reply.value(u"session_token").toString());
@@ -98,7 +98,7 @@ void Controller::applyLogoutReply(int status) {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!AccountState::logout(state, persistState, &error)) {
         fail(error);
         return;

@@ -74,18 +74,17 @@ void Controller::connectServer(const QString& url) {
     }
     // The open vault is that of the previous address: another server's state
     // must never be saved into it.
-    if (m_signedOut && sameServer && secureStorage()) {
+    if (m_signedOut && sameServer && queueReady()) {
         reconnectDeveloper();
         return;
     }
-    m_recordRead = false;
     m_vault.unlock(address);
 }
 
 void Controller::reconnectDeveloper() {
     QJsonObject state = durableState();
     state.insert(u"signed_out", false);
-    if (!save(state)) {
+    if (!m_vault.save(state)) {
         fail(QStringLiteral("Unable to store explicit developer reconnect"));
         return;
     }

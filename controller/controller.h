@@ -42,6 +42,7 @@ class Controller : public QObject {
     Q_PROPERTY(bool secureStorage READ secureStorage NOTIFY changed)
     Q_PROPERTY(QVariantMap retained READ retained NOTIFY changed)
     Q_PROPERTY(bool sessionRefused READ sessionRefused NOTIFY changed)
+    Q_PROPERTY(bool queueReady READ queueReady NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -80,6 +81,8 @@ public:
     [[nodiscard]] QVariantMap retained() const;
     /// The server does not know the stored session any more.
     [[nodiscard]] bool sessionRefused() const;
+    /// What is recorded now would be kept: the storage is open and its record was read.
+    [[nodiscard]] bool queueReady() const;
 
     // What a person can do
 
@@ -159,8 +162,6 @@ private:
     void dropReplies();
     void syncPeriodically();
     void vaultReady();
-    /// Refuses while the vault's own record is unread: it must not be replaced unseen.
-    [[nodiscard]] bool save(const QJsonObject& state);
 
     void reconnectDeveloper();
     void adoptIdentity(const QJsonObject& identity);
@@ -222,7 +223,6 @@ private:
     bool m_importPaused = false;
     bool m_signedOut = false;
     bool m_readOnly = false;
-    bool m_recordRead = false;
     bool m_sessionRefused = false;
     QVariantMap m_retained;
 

@@ -38,8 +38,15 @@ void Controller::setReadOnly(bool readOnly) {
 }
 
 void Controller::vaultReady() {
-    const QJsonObject state = m_vault.load(&m_recordRead);
-    if (!m_recordRead) {
+    if (m_vault.recordMissing()) {
+        fail(
+            QStringLiteral("The encrypted record for this server is missing on this device. Connect again to "
+                           "begin anew with the server's data."));
+        return;
+    }
+    bool read = false;
+    const QJsonObject state = m_vault.load(&read);
+    if (!read) {
         fail(QStringLiteral(
             "Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
         return;
@@ -139,4 +146,8 @@ QVariantList Controller::periods() const {
 
 bool Controller::secureStorage() const {
     return m_vault.isReady();
+}
+
+bool Controller::queueReady() const {
+    return m_vault.acceptsWrites();
 }

@@ -30,13 +30,9 @@ bool Controller::persist() {
     if (m_readOnly || !secureStorage()) {
         return false;
     }
-    if (save(durableState())) {
+    if (m_vault.save(durableState())) {
         return true;
     }
     fail(QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally."));
     return false;
-}
-
-bool Controller::save(const QJsonObject& state) {
-    return m_recordRead && m_vault.save(state);
 }

@@ -24,7 +24,7 @@ void Controller::synchronize() {
 }
 
 void Controller::nextMutation() {
-    if (m_syncing || m_busy || m_queue.isEmpty() || !secureStorage()) {
+    if (m_syncing || m_busy || m_queue.isEmpty() || !queueReady()) {
         return;
     }
     const QJsonObject item = m_queue.first().toObject();
@@ -69,7 +69,9 @@ void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& repl
     }
     QJsonObject state = durableState();
     QString error;
-    const PersistState persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const PersistState persistState = [this](const QJsonObject& candidate) {
+        return m_vault.save(candidate);
+    };
     if (!SyncState::acknowledge(state, item, results.first().toObject(), persistState, &error)) {
         fail(error);
         return;

@@ -27,7 +27,7 @@ void Controller::enqueue(const QString& operation, const QString& entityId, int 
     const QJsonArray rollback = m_queue;
     m_queue.append(QJsonObject{{QStringLiteral("status"), QStringLiteral("pending")},
                                {QStringLiteral("mutation"), mutation}});
-    if (!save(durableState())) {
+    if (!m_vault.save(durableState())) {
         m_queue = rollback;
         fail(QStringLiteral("The write was not accepted because secure local storage failed."));
         return;

@@ -31,7 +31,7 @@ void Controller::applyRenewalReply(const QJsonObject& reply, int status) {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!AccountState::renew(state, reply, persistState, &error)) {
         // It would stay valid at the server without anybody who could end it.
         revokeUnstoredSession(reply.value(u"session_token").toString());

@@ -37,7 +37,7 @@ void Controller::resendRetained() {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     const QString mutationId = QUuid::createUuid().toString(QUuid::WithoutBraces);
     if (!Retained::resend(state, mutationId, persistState, &error)) {
         fail(error);
@@ -94,7 +94,7 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return save(candidate); };
+    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!Retained::remove(state, items, persistState, &error)) {
         fail(error);
         return false;

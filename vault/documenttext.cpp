@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -63,6 +64,26 @@ bool blockIsUnchanged(const QJsonArray& before, const QJsonArray& now, qsizetype
     return true;
 }
 
+// How deep the brackets of a text go, leaving out those within strings.
+int nestingOf(const QByteArray& text) {
+    int depth = 0;
+    int deepest = 0;
+    bool quoted = false;
+    for (qsizetype index = 0; index < text.size(); ++index) {
+        const char character = text.at(index);
+        if (character == '"') {
+            quoted = !quoted;
+        } else if (quoted) {
+            index += character == '\\' ? 1 : 0;
+        } else if (character == '{' || character == '[') {
+            deepest = std::max(deepest, ++depth);
+        } else if (character == '}' || character == ']') {
+            --depth;
+        }
+    }
+    return deepest;
+}
+
 QByteArray blockText(const QJsonArray& array, qsizetype first) {
     QJsonArray block;
     for (qsizetype index = first; index < std::min(first + blockSize, array.size()); ++index) {
@@ -73,16 +94,34 @@ QByteArray blockText(const QJsonArray& array, qsizetype first) {
 
 } // namespace
 
-QByteArray DocumentText::of(const QJsonObject& state) {
-    m_root.update(state, 0);
+bool DocumentText::update(const QJsonObject& state) {
+    return m_root.update(state, 0);
+}
+
+QByteArray DocumentText::text() const {
     QByteArray text;
     text.reserve(m_root.length());
     m_root.appendTo(text);
     return text;
 }
 
+int DocumentText::nesting() const {
+    return m_root.nesting();
+}
+
 void DocumentText::clear() {
     m_root.update(QJsonValue::Undefined, 0);
+}
+
+bool DocumentText::Piece::replace(QByteArray next) {
+    if (text == next) {
+        wipe(next);
+        return false;
+    }
+    wipe(text);
+    text = std::move(next);
+    nesting = nestingOf(text);
+    return true;
 }
 
 DocumentText::Node::~Node() {
@@ -90,75 +129,91 @@ DocumentText::Node::~Node() {
     wipe(m_key);
 }
 
-void DocumentText::Node::update(const QJsonValue& value, int depth) {
+bool DocumentText::Node::update(const QJsonValue& value, int depth) {
     const bool asMembers = value.isObject() && depth < depthOfMembers;
     const Form form = asMembers ? Form::Members : value.isArray() ? Form::Blocks : Form::Text;
-    if (form != m_form || value.isUndefined()) {
+    const bool sameForm = form == m_form;
+    if (!sameForm || value.isUndefined()) {
         forget();
     }
     m_form = form;
     if (value.isUndefined() || isUnchanged(m_value, value)) {
-        return;
+        return false;
     }
+    bool changed = !sameForm;
     if (form == Form::Members) {
-        updateMembers(value.toObject(), depth);
+        changed |= updateMembers(value.toObject(), depth);
     } else if (form == Form::Blocks) {
-        updateBlocks(value.toArray());
+        changed |= updateBlocks(value.toArray());
     } else {
-        updateText(value);
+        m_pieces.resize(1);
+        changed |= m_pieces.front().replace(listText({value}));
     }
     m_value = value;
+    return changed;
 }
 
-void DocumentText::Node::updateMembers(const QJsonObject& object, int depth) {
-    std::erase_if(m_members, [&object](const auto& member) { return !object.contains(member.first); });
+bool DocumentText::Node::updateMembers(const QJsonObject& object, int depth) {
+    const auto isGone = [&object](const auto& member) { return !object.contains(member.first); };
+    bool changed = std::erase_if(m_members, isGone) > 0;
     for (auto member = object.begin(); member != object.end(); ++member) {
         Node& node = m_members[member.key()];
         if (node.m_key.isEmpty()) {
             node.m_key = listText({member.key()});
+            changed = true;
         }
-        node.update(member.value(), depth + 1);
+        changed |= node.update(member.value(), depth + 1);
     }
+    return changed;
 }
 
-void DocumentText::Node::updateBlocks(const QJsonArray& array) {
+bool DocumentText::Node::updateBlocks(const QJsonArray& array) {
     const QJsonArray before = m_value.toArray();
     const auto count = static_cast<size_t>((array.size() + blockSize - 1) / blockSize);
-    while (m_texts.size() > count) {
-        wipe(m_texts.back());
-        m_texts.pop_back();
+    bool changed = count != m_pieces.size();
+    while (m_pieces.size() > count) {
+        wipe(m_pieces.back().text);
+        m_pieces.pop_back();
     }
-    m_texts.resize(count);
+    m_pieces.resize(count);
     for (size_t block = 0; block < count; ++block) {
         const qsizetype first = static_cast<qsizetype>(block) * blockSize;
-        if (!m_texts[block].isEmpty() && blockIsUnchanged(before, array, first)) {
-            continue;
+        Piece& piece = m_pieces[block];
+        if (piece.text.isEmpty() || !blockIsUnchanged(before, array, first)) {
+            changed |= piece.replace(blockText(array, first));
         }
-        wipe(m_texts[block]);
-        m_texts[block] = blockText(array, first);
     }
-}
-
-void DocumentText::Node::updateText(const QJsonValue& value) {
-    m_texts.resize(1);
-    wipe(m_texts.front());
-    m_texts.front() = listText({value});
+    return changed;
 }
 
 void DocumentText::Node::forget() {
-    for (QByteArray& text : m_texts) {
-        wipe(text);
+    for (Piece& piece : m_pieces) {
+        wipe(piece.text);
     }
-    m_texts.clear();
+    m_pieces.clear();
     m_members.clear();
     m_value = QJsonValue::Undefined;
+}
+
+int DocumentText::Node::nesting() const {
+    if (m_form == Form::Text) {
+        return m_pieces.front().nesting - 1; // without the list around it
+    }
+    int deepest = m_form == Form::Members ? 0 : 1;
+    for (const Piece& piece : m_pieces) {
+        deepest = std::max(deepest, piece.nesting);
+    }
+    for (const auto& [name, member] : m_members) {
+        deepest = std::max(deepest, member.nesting());
+    }
+    return m_form == Form::Members ? deepest + 1 : deepest;
 }
 
 qsizetype DocumentText::Node::length() const {
     // Brackets give way to commas, so that this is at most a few bytes too many.
     qsizetype length = 2;
-    for (const QByteArray& text : m_texts) {
-        length += text.size();
+    for (const Piece& piece : m_pieces) {
+        length += piece.text.size();
     }
     for (const auto& [name, member] : m_members) {
         length += member.m_key.size() + member.length();
@@ -168,7 +223,7 @@ qsizetype DocumentText::Node::length() const {
 
 void DocumentText::Node::appendTo(QByteArray& out) const {
     if (m_form == Form::Text) {
-        out.append(withoutBrackets(m_texts.front()));
+        out.append(withoutBrackets(m_pieces.front().text));
         return;
     }
     out.append(m_form == Form::Members ? '{' : '[');
@@ -186,9 +241,9 @@ void DocumentText::Node::appendTo(QByteArray& out) const {
         out.append(withoutBrackets(member.m_key)).append(':');
         member.appendTo(out);
     }
-    for (const QByteArray& text : m_texts) {
+    for (const Piece& piece : m_pieces) {
         separate();
-        out.append(withoutBrackets(text));
+        out.append(withoutBrackets(piece.text));
     }
     out.append(m_form == Form::Members ? '}' : ']');
 }

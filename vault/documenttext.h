@@ -18,14 +18,27 @@ public:
     ~DocumentText() = default;
     Q_DISABLE_COPY_MOVE(DocumentText)
 
+    /// Takes the next document; false when its text is the same as that of the last one.
+    bool update(const QJsonObject& state);
+
     /// Byte for byte QJsonDocument(state).toJson(QJsonDocument::Compact), in one
     /// buffer that was never moved; the caller wipes it.
-    [[nodiscard]] QByteArray of(const QJsonObject& state);
+    [[nodiscard]] QByteArray text() const;
 
-    /// Wipes and forgets everything.
+    /// How many objects and arrays lie in each other.
+    [[nodiscard]] int nesting() const;
+
+    /// Wipes and forgets everything; the next document is a new one.
     void clear();
 
 private:
+    struct Piece {
+        QByteArray text;
+        int nesting = 0;
+        /// False when it is the same text.
+        bool replace(QByteArray next);
+    };
+
     // One value of the document: an outer object by its members, an array by
     // blocks of elements, anything else as one text. Each text is a JSON array,
     // whose brackets are left out when it is used.
@@ -35,20 +48,20 @@ private:
         ~Node();
         Q_DISABLE_COPY_MOVE(Node)
 
-        void update(const QJsonValue& value, int depth);
+        bool update(const QJsonValue& value, int depth);
+        [[nodiscard]] int nesting() const;
         [[nodiscard]] qsizetype length() const;
         void appendTo(QByteArray& out) const;
 
     private:
-        void updateMembers(const QJsonObject& object, int depth);
-        void updateBlocks(const QJsonArray& array);
-        void updateText(const QJsonValue& value);
+        bool updateMembers(const QJsonObject& object, int depth);
+        bool updateBlocks(const QJsonArray& array);
         void forget();
 
         enum class Form { Text, Members, Blocks };
         Form m_form = Form::Text;
         QJsonValue m_value = QJsonValue::Undefined;
-        std::vector<QByteArray> m_texts;
+        std::vector<Piece> m_pieces;
         std::map<QString, Node> m_members;
         QByteArray m_key;
     };

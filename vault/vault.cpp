@@ -5,30 +5,28 @@
 #include "vault/wipe.h"
 
 #include <QCryptographicHash>
-#include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
-#include <QSqlQuery>
 #include <QStandardPaths>
-#include <QUuid>
 #include <qt6keychain/keychain.h>
 
 #include <openssl/rand.h>
 
-#include <filesystem>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 namespace {
 
 const QByteArray currentPrefix = QByteArrayLiteral("TKVA");
-const QString driver = QStringLiteral("QSQLITE");
 const QString service = QStringLiteral("TimerKelvaro");
 
-// Another instance holds the lock for one commit. The window must not stand
-// still for the driver's five seconds when somebody else holds it for longer.
-const QString busyTimeout = QStringLiteral("QSQLITE_BUSY_TIMEOUT=1000");
+// What the parser reads again: one level more, and the record would be lost.
+constexpr int deepestNesting = 1024;
+
+QString alreadyOpen() {
+    return QStringLiteral("Timer.Kelvaro is already open on this server; offline writes are disabled in this "
+                          "window.");
+}
 
 QString storageRefused() {
     return QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
@@ -52,19 +50,9 @@ QByteArray unsharedCopy(const QByteArray& secret) {
     return {secret.constData(), secret.size()};
 }
 
-// True or false as the statement's one value says; nothing when it cannot be asked.
-std::optional<bool> ask(const QSqlDatabase& database, const QString& statement) {
-    QSqlQuery query(database);
-    query.setForwardOnly(true);
-    if (!query.exec(statement) || !query.next()) {
-        return std::nullopt;
-    }
-    return query.value(0).toBool();
-}
-
 } // namespace
 
-Vault::Vault(QObject* parent) : QObject(parent), m_connection(QUuid::createUuid().toString()) {
+Vault::Vault(QObject* parent) : QObject(parent) {
 }
 
 Vault::~Vault() {
@@ -73,28 +61,60 @@ Vault::~Vault() {
     for (QKeychain::Job* job : findChildren<QKeychain::Job*>(Qt::FindDirectChildrenOnly)) {
         job->setParent(nullptr);
     }
-    m_database.close();
-    m_database = {};
-    QSqlDatabase::removeDatabase(m_connection);
+    m_file.close();
     forgetSecrets();
 }
 
 void Vault::unlock(const QString& scope) {
     ++m_generation;
-    m_database.close();
-    forgetSecrets();
+    close();
     m_scope = scope;
     m_context = QByteArrayLiteral("timer.desktop.vault.v1\n") + scope.toUtf8();
     // A key on its way into the credential store has to arrive before anybody asks
     // for it: read too early, it would be missing, and a second key written by this
     // unlock could be replaced by the first one after it has sealed a record.
     if (!m_job) {
-        startReading(&Vault::onKeyRead);
+        begin();
     }
 }
 
 bool Vault::isReady() const {
-    return m_key.size() == sealingKeySize && m_database.isOpen();
+    return m_key.size() == sealingKeySize && m_file.isOpen();
+}
+
+bool Vault::acceptsWrites() const {
+    return isReady() && m_record == Record::Read && !m_file.isReplaced();
+}
+
+bool Vault::recordMissing() const {
+    return m_recordMissing;
+}
+
+void Vault::begin() {
+    m_lock = std::make_shared<DatabaseLock>();
+    if (m_lock->take(databasePath()) != LockFile::Answer::Held) {
+        startReading(&Vault::onKeyRead);
+        return;
+    }
+    const auto answer = [this, generation = m_generation] {
+        if (generation == m_generation) {
+            refuse(alreadyOpen());
+        }
+    };
+    QMetaObject::invokeMethod(this, answer, Qt::QueuedConnection);
+}
+
+void Vault::close() {
+    m_file.close();
+    m_lock.reset();
+    m_record = Record::Unread;
+    m_recordMissing = false;
+    forgetSecrets();
+}
+
+void Vault::refuse(const QString& message) {
+    close();
+    Q_EMIT unavailable(message);
 }
 
 void Vault::forgetSecrets() {
@@ -128,14 +148,17 @@ void Vault::expect(QKeychain::Job* job, Completion completion) {
     m_job = job;
     job->setKey(scopeHash());
     job->setInsecureFallback(false);
-    connect(job, &QKeychain::Job::finished, this, [this, job, completion, generation = m_generation] {
+    // The lock is kept for as long as a key may be on its way, whatever is unlocked meanwhile.
+    const auto finish = [this, job, completion, generation = m_generation, lock = m_lock]() mutable {
         m_job.clear();
+        lock.reset();
         if (generation == m_generation) {
             (this->*completion)(job);
         } else {
-            startReading(&Vault::onKeyRead); // for the newer unlock, which has waited for this answer
+            begin(); // for the newer unlock, which has waited for this answer
         }
-    });
+    };
+    connect(job, &QKeychain::Job::finished, this, finish);
 }
 
 void Vault::onKeyRead(QKeychain::Job* job) {
@@ -144,32 +167,37 @@ void Vault::onKeyRead(QKeychain::Job* job) {
         return;
     }
     if (job->error() != QKeychain::NoError) {
-        Q_EMIT unavailable(storageRefused());
+        refuse(storageRefused());
         return;
     }
     m_key = unsharedCopy(answer(job));
-    if (m_key.size() == sealingKeySize && openDatabase()) {
+    if (m_key.size() == sealingKeySize && openFile()) {
+        // A key that is there already has sealed something, so the file once was there as well.
+        m_recordMissing = m_file.wasMissing();
         Q_EMIT ready();
         return;
     }
-    wipe(m_key);
-    Q_EMIT unavailable(QStringLiteral("Secure storage could not be opened; offline writes are disabled."));
+    refuse(QStringLiteral("Secure storage could not be opened; offline writes are disabled."));
 }
 
 void Vault::createKey() {
+    // Two programs that make a key at once would leave one of them with a record that nobody can read.
+    if (!m_lock->isInPlace()) {
+        refuse(databaseRefused());
+        return;
+    }
     // A locked store can answer "not found" as well. A new key would then replace
     // the only one that opens the record on disk, so only a server without a record
     // gets a key.
-    const Record record = recordOnDisk();
-    if (record != Record::Absent) {
-        Q_EMIT unavailable(record == Record::Present ? storageRefused() : databaseRefused());
+    const std::optional<QByteArray> mark = m_file.markAt(databasePath());
+    if (!mark || !mark->isEmpty()) {
+        refuse(mark ? storageRefused() : databaseRefused());
         return;
     }
     m_newKey = QByteArray(sealingKeySize, '\0');
     if (RAND_bytes(reinterpret_cast<unsigned char*>(m_newKey.data()), static_cast<int>(sealingKeySize)) !=
         1) {
-        wipe(m_newKey);
-        Q_EMIT unavailable(QStringLiteral("Secure key generation failed"));
+        refuse(QStringLiteral("Secure key generation failed"));
         return;
     }
     startWriting(m_newKey, &Vault::onKeyWritten);
@@ -177,8 +205,7 @@ void Vault::createKey() {
 
 void Vault::onKeyWritten(QKeychain::Job* job) {
     if (job->error() != QKeychain::NoError) {
-        wipe(m_newKey);
-        Q_EMIT unavailable(keyRefused());
+        refuse(keyRefused());
         return;
     }
     // Some stores report a refused write as done. Only what can be read back is
@@ -188,17 +215,15 @@ void Vault::onKeyWritten(QKeychain::Job* job) {
 
 void Vault::onKeyReadBack(QKeychain::Job* job) {
     if (job->error() != QKeychain::NoError || answer(job) != m_newKey) {
-        wipe(m_newKey);
-        Q_EMIT unavailable(keyRefused());
+        refuse(keyRefused());
         return;
     }
     m_key = std::exchange(m_newKey, {});
-    if (openDatabase()) {
+    if (openFile()) {
         Q_EMIT ready();
         return;
     }
-    wipe(m_key);
-    Q_EMIT unavailable(databaseRefused());
+    refuse(databaseRefused());
 }
 
 QString Vault::scopeHash() const {
@@ -207,60 +232,15 @@ QString Vault::scopeHash() const {
 }
 
 QString Vault::databasePath() const {
-    return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + u'/' + scopeHash() +
-           QStringLiteral(".sqlite");
+    const QString path = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + u'/' +
+                         scopeHash() + QStringLiteral(".sqlite");
+    // The log and the lock lie beside the file itself, not beside a link to it.
+    const QString target = QFileInfo(path).canonicalFilePath();
+    return target.isEmpty() ? path : target;
 }
 
-Vault::Record Vault::recordOnDisk() const {
-    const QString path = databasePath();
-    std::error_code error;
-    const auto file = std::filesystem::symlink_status(QFileInfo(path).filesystemFilePath(), error);
-    if (file.type() == std::filesystem::file_type::not_found) {
-        return Record::Absent;
-    }
-
-    const QString connection = m_connection + QStringLiteral(" inspection");
-    std::optional<bool> present;
-    {
-        QSqlDatabase database = QSqlDatabase::addDatabase(driver, connection);
-        database.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;") + busyTimeout);
-        database.setDatabaseName(path);
-        if (database.open()) {
-            present = ask(database,
-                          QStringLiteral("SELECT EXISTS(SELECT 1 FROM sqlite_master WHERE name='vault')"));
-            if (present.value_or(false)) {
-                present = ask(database, QStringLiteral("SELECT EXISTS(SELECT 1 FROM vault WHERE id=1)"));
-            }
-        }
-    }
-    QSqlDatabase::removeDatabase(connection);
-    if (!present) {
-        return Record::Unknown;
-    }
-    return *present ? Record::Present : Record::Absent;
-}
-
-bool Vault::openDatabase() {
-    m_database.close();
-    const QString path = databasePath();
-    if (!QDir().mkpath(QFileInfo(path).absolutePath())) {
-        return false;
-    }
-    if (!m_database.isValid()) {
-        m_database = QSqlDatabase::addDatabase(driver, m_connection);
-    }
-    m_database.setConnectOptions(busyTimeout);
-    m_database.setDatabaseName(path);
-    if (!m_database.open()) {
-        return false;
-    }
-    // Best effort: file systems without permissions exist, and the content is sealed.
-    QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    QSqlQuery query(m_database);
-    return query.exec(QStringLiteral("PRAGMA journal_mode=WAL")) &&
-           query.exec(QStringLiteral("PRAGMA synchronous=FULL")) &&
-           query.exec(QStringLiteral("CREATE TABLE IF NOT EXISTS vault (id INTEGER PRIMARY KEY CHECK(id=1), "
-                                     "payload BLOB NOT NULL)"));
+bool Vault::openFile() {
+    return m_lock->isInPlace() && m_file.open(databasePath());
 }
 
 QByteArray Vault::accountAwareContext() const {
@@ -268,14 +248,13 @@ QByteArray Vault::accountAwareContext() const {
 }
 
 bool Vault::save(const QJsonObject& state) {
-    if (!isReady()) {
+    if (m_record == Record::Unread) {
+        static_cast<void>(load()); // what cannot be read is not replaced
+    }
+    if (!acceptsWrites()) {
         return false;
     }
-    QByteArray text = m_text.of(state);
-    QByteArray record = currentPrefix;
-    const bool sealed = appendSealed(record, text, m_key, accountAwareContext());
-    wipe(text);
-    if (sealed && write(record)) {
+    if (m_lock->take(databasePath()) == LockFile::Answer::Taken && store(state)) {
         return true;
     }
     // Remembered texts of what is not kept, a refused session's token say, would only lie about.
@@ -283,21 +262,19 @@ bool Vault::save(const QJsonObject& state) {
     return false;
 }
 
-bool Vault::write(const QByteArray& record) {
-    if (!m_database.transaction()) {
+bool Vault::store(const QJsonObject& state) {
+    if (!m_text.update(state)) {
+        return m_file.isIntact(); // the record holds these very words
+    }
+    if (m_text.nesting() > deepestNesting) {
         return false;
     }
-    QSqlQuery query(m_database);
-    const bool prepared =
-        query.prepare(QStringLiteral("INSERT INTO vault(id,payload) VALUES(1,?) ON CONFLICT(id) "
-                                     "DO UPDATE SET payload=excluded.payload"));
-    query.addBindValue(record);
-    if (prepared && query.exec() && m_database.commit()) {
-        return true;
-    }
-    query.finish();
-    m_database.rollback();
-    return false;
+    QByteArray text = m_text.text();
+    QByteArray record = currentPrefix;
+    const bool sealed =
+        text.size() <= largestReadableText && appendSealed(record, text, m_key, accountAwareContext());
+    wipe(text);
+    return sealed && m_file.write(record);
 }
 
 QJsonObject Vault::load(bool* ok) {
@@ -307,36 +284,40 @@ QJsonObject Vault::load(bool* ok) {
     if (!isReady()) {
         return {};
     }
-    QSqlQuery query(m_database);
-    query.setForwardOnly(true);
-    if (!query.exec(QStringLiteral("SELECT payload FROM vault WHERE id=1"))) {
+    m_record = Record::Unreadable;
+    const std::optional<QByteArray> record = m_file.read();
+    if (!record) {
         return {};
     }
-    if (!query.next()) {
-        if (ok) {
-            *ok = true;
-        }
+    const std::optional<QJsonObject> state = record->isNull() ? QJsonObject() : opened(*record);
+    if (!state) {
         return {};
     }
-    QByteArray blob = query.value(0).toByteArray();
-    const bool current = blob.startsWith(currentPrefix);
-    if (current) {
-        blob.remove(0, currentPrefix.size());
+    m_record = Record::Read;
+    if (ok) {
+        *ok = true;
     }
+    return *state;
+}
+
+std::optional<QJsonObject> Vault::opened(const QByteArray& record) {
+    const bool current = record.startsWith(currentPrefix);
+    const QByteArray blob = current ? record.sliced(currentPrefix.size()) : record;
     bool authentic = false;
     QByteArray text = unseal(blob, m_key, current ? accountAwareContext() : m_context, &authentic);
     if (!authentic) {
         forgetSecrets();
-        return {};
+        return std::nullopt;
     }
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(text, &error);
     wipe(text);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        return {};
+        return std::nullopt;
     }
-    if (ok) {
-        *ok = true;
+    const QJsonObject state = document.object();
+    if (current) {
+        m_text.update(state); // so that saving the same again is known to be nothing new
     }
-    return document.object();
+    return state;
 }

@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "vault/databaselock.h"
 #include "vault/documenttext.h"
+#include "vault/recordfile.h"
 
 #include <QByteArray>
 #include <QJsonObject>
 #include <QObject>
 #include <QPointer>
-#include <QSqlDatabase>
 #include <QString>
+
+#include <memory>
+#include <optional>
 
 namespace QKeychain {
 class Job;
@@ -26,13 +30,22 @@ public:
 
     /// Starts to unlock the store of one server; `scope` is its base address as
     /// the controller keeps it. Answers with ready() or unavailable(), unless a
-    /// newer unlock() overtakes this one.
+    /// newer unlock() overtakes this one. One program at a time has a server's store.
     void unlock(const QString& scope);
 
     /// The key is in memory and the database is open.
     [[nodiscard]] bool isReady() const;
 
-    /// Seals and commits the whole document; false means that the previous row stands.
+    /// Ready, and what the store held has been read: nothing is saved over a record
+    /// that cannot be.
+    [[nodiscard]] bool acceptsWrites() const;
+
+    /// There was a key at the last unlock, but no database that it could belong to.
+    [[nodiscard]] bool recordMissing() const;
+
+    /// Seals and commits the whole document, unless the record holds the same already.
+    /// False means that the previous row stands, or that somebody else took the file
+    /// away; what load() could not read again is refused as well.
     [[nodiscard]] bool save(const QJsonObject& state);
 
     /// The stored document. `ok`, when given, is true with an empty object when
@@ -58,9 +71,12 @@ Q_SIGNALS:
     void unavailable(const QString& message);
 
 private:
-    enum class Record { Absent, Present, Unknown };
+    enum class Record { Unread, Read, Unreadable };
     using Completion = void (Vault::*)(QKeychain::Job*);
 
+    void begin();
+    void close();
+    void refuse(const QString& message);
     void forgetSecrets();
     void startReading(Completion completion);
     void startWriting(const QByteArray& key, Completion completion);
@@ -73,17 +89,19 @@ private:
 
     [[nodiscard]] QString scopeHash() const;
     [[nodiscard]] QString databasePath() const;
-    [[nodiscard]] Record recordOnDisk() const;
-    [[nodiscard]] bool openDatabase();
+    [[nodiscard]] bool openFile();
     [[nodiscard]] QByteArray accountAwareContext() const;
-    [[nodiscard]] bool write(const QByteArray& record);
+    [[nodiscard]] bool store(const QJsonObject& state);
+    [[nodiscard]] std::optional<QJsonObject> opened(const QByteArray& record);
 
     QByteArray m_key;
     QByteArray m_context; // what every record of this scope is bound to
     quint64 m_generation = 0;
     QString m_scope;
-    QString m_connection;
-    QSqlDatabase m_database;
+    std::shared_ptr<DatabaseLock> m_lock; // outlives the file that it is for
+    RecordFile m_file;
+    Record m_record = Record::Unread;
+    bool m_recordMissing = false;
 
     QByteArray m_newKey; // made, but not yet read back from the credential store
     QPointer<QKeychain::Job> m_job;

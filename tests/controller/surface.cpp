@@ -88,6 +88,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "bool secureStorage by changed",
         "QVariantMap retained by changed",
         "bool sessionRefused by changed",
+        "bool queueReady by changed",
     };
     QCOMPARE(properties, expected);
 }

@@ -23,7 +23,7 @@ public:
     void holdPushes();
     /// Takes this as the loaded state with this queue, stored and not yet pushed.
     [[nodiscard]] bool holdQueue(const QJsonArray& queue);
-    /// What is in the vault, read by a second client that cannot reach the server.
+    /// What is in the vault, opened from outside with the stored key.
     [[nodiscard]] QJsonObject stored();
 
     ScriptedPeer peer;
