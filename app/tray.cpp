@@ -13,7 +13,7 @@ Tray::Tray(Controller& controller, QQuickWindow* window)
     const QString name = QStringLiteral("Timer.Kelvaro");
     QObject::connect(m_menu.addAction(name), &QAction::triggered, &m_menu, [this] { showWindow(); });
     QObject::connect(m_menu.addAction(QStringLiteral("Stop timer")), &QAction::triggered, &controller,
-                     &Controller::stop);
+                     &Controller::stopTimer);
     m_menu.addSeparator();
     QObject::connect(m_menu.addAction(QStringLiteral("Quit")), &QAction::triggered, qApp,
                      &QCoreApplication::quit);

@@ -4,6 +4,7 @@
 #include "state/accountstate.h"
 
 #include <QDesktopServices>
+#include <QJsonDocument>
 #include <QNetworkReply>
 #include <QUrl>
 
@@ -28,8 +29,8 @@ void Controller::loginAccount(const QString& email, const QString& password) {
         fail(QStringLiteral("Resolve pending work before personal login"));
         return;
     }
-    sendCredentials(email, password,
-                    [this](const QJsonObject& reply, int status) { applyLoginReply(reply, status); });
+    requestSession(email, password,
+                   [this](const QJsonObject& reply, int status) { applyLoginReply(reply, status); });
 }
 
 bool Controller::canKeepSession() {
@@ -40,7 +41,7 @@ bool Controller::canKeepSession() {
     return true;
 }
 
-void Controller::sendCredentials(const QString& email, const QString& password, const Callback& callback) {
+void Controller::requestSession(const QString& email, const QString& password, const Callback& callback) {
     if (!AccountState::transportAllowed(m_server)) {
         fail(
             QStringLiteral("Personal credentials require HTTPS or loopback. The private HTTP developer entry "
@@ -55,7 +56,20 @@ void Controller::sendCredentials(const QString& email, const QString& password, 
         {QStringLiteral("client"), QStringLiteral("native")},
         {QStringLiteral("device_name"), QStringLiteral("Timer Qt desktop")},
     };
-    send("POST", QStringLiteral("/auth/login"), body, callback);
+    exchange("POST", loginPath, body, {},
+             [this, callback, server = m_server, generation = m_requestGeneration](const QByteArray& answer,
+                                                                                   int status) {
+                 const QString token =
+                     QJsonDocument::fromJson(answer).object().value(u"session_token").toString();
+                 if (generation == m_requestGeneration) {
+                     deliver(answer, status, callback);
+                 }
+                 // A session that the server opened and this device does not keep must not
+                 // stay valid, whatever came between the question and its answer.
+                 if (token != m_auth.value(u"token").toString()) {
+                     revokeUnstoredSession(server, token);
+                 }
+             });
 }
 
 void Controller::applyLoginReply(const QJsonObject& reply, int status) {
@@ -67,8 +81,6 @@ void Controller::applyLoginReply(const QJsonObject& reply, int status) {
     QString error;
     const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!AccountState::login(state, reply, persistState, &error)) {
-        // A session that the server opened and this device cannot keep must not stay valid.
-        revokeUnstoredSession(reply.value(u"session_token").toString());
         fail(error);
         return;
     }
@@ -86,11 +98,13 @@ void Controller::logoutAccount() {
     }
     m_busy = true;
     Q_EMIT changed();
+    m_signingOut = true;
     send("POST", QStringLiteral("/auth/logout"), {{QStringLiteral("local_queue_empty"), true}},
          [this](const QJsonObject&, int status) { applyLogoutReply(status); });
 }
 
 void Controller::applyLogoutReply(int status) {
+    m_signingOut = false;
     // 401: the server no longer knows the session, so there is nothing left to end.
     if (status != 200 && status != 204 && status != 401) {
         fail(QStringLiteral("Logout not confirmed; account and protected cache retained"));
@@ -115,8 +129,10 @@ void Controller::changeAccount(const QJsonObject& state) {
 }
 
 void Controller::forgetAccount() {
+    m_press.reset();
     m_me = {};
     m_workspaces = {};
+    m_workspace.clear();
     m_snapshot = {};
     m_serverTimer = {};
     projectQueue();
@@ -125,17 +141,17 @@ void Controller::forgetAccount() {
 
 void Controller::forgetReport() {
     m_report = {};
-    m_importPreview = {};
     m_reportRows = {};
+    adoptPreview({});
 }
 
-void Controller::revokeUnstoredSession(const QString& token) {
+void Controller::revokeUnstoredSession(const QString& server, const QString& token) {
     // A token with a line break would end its header early and leave the rest of
     // the request to be read as another one.
     if (token.isEmpty() || token.contains(u'\r') || token.contains(u'\n')) {
         return;
     }
-    QNetworkRequest request = plainRequest(m_server + QStringLiteral("/v1/auth/logout"), revocationTimeoutMs);
+    QNetworkRequest request = plainRequest(server + QStringLiteral("/v1/auth/logout"), revocationTimeoutMs);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
     QNetworkReply* reply = m_network.post(request, QByteArrayLiteral(R"({"local_queue_empty":true})"));

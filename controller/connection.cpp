@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "controller/wire.h"
 #include "state/accountstate.h"
 
 #include <QHostAddress>
@@ -33,6 +34,10 @@ QString baseAddress(const QUrl& url) {
         address.chop(1);
     }
     return address;
+}
+
+bool hasId(const QJsonValue& item) {
+    return isId(item.toObject().value(u"id"));
 }
 
 } // namespace
@@ -100,7 +105,7 @@ void Controller::fetchIdentity() {
     Q_EMIT changed();
     send("GET", QStringLiteral("/me"), {}, [this](const QJsonObject& reply, int status) {
         judgeSession(status);
-        if (status != 200) {
+        if (status != 200 || !isId(reply.value(u"id"))) {
             fail(QStringLiteral("Session unavailable or revoked. Cached work retained; no developer fallback "
                                 "was attempted."));
             return;
@@ -126,11 +131,12 @@ void Controller::adoptIdentity(const QJsonObject& identity) {
     m_timezone = identity.value(u"timezone").toString(QStringLiteral("Asia/Jerusalem"));
     describeRetained();
     send("GET", QStringLiteral("/workspaces"), {}, [this](const QJsonObject& reply, int status) {
-        if (status != 200) {
+        const QJsonArray items = reply.value(u"items").toArray();
+        if (status != 200 || !std::all_of(items.begin(), items.end(), hasId)) {
             fail(QStringLiteral("Unable to list workspaces for this account"));
             return;
         }
-        adoptWorkspaces(reply.value(u"items").toArray());
+        adoptWorkspaces(items);
     });
 }
 
@@ -152,55 +158,6 @@ void Controller::adoptWorkspaces(const QJsonArray& items) {
         m_workspace = items.first().toObject().value(u"id").toString();
     }
     loadWorkspace();
-}
-
-void Controller::loadWorkspace() {
-    if (m_workspace.isEmpty()) {
-        return;
-    }
-    m_busy = true;
-    Q_EMIT changed();
-    const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_workspace;
-    send("GET", path, {}, [this, requested = m_workspace](const QJsonObject& reply, int status) {
-        noteRefusal(status);
-        // Another workspace was chosen meanwhile: its own load is under way.
-        if (requested != m_workspace) {
-            return;
-        }
-        if (status != 200) {
-            projectQueue();
-            fail(QStringLiteral("Server unavailable. Encrypted cached data retained."));
-            return;
-        }
-        m_snapshot = reply;
-        projectQueue();
-        loadTimer(requested);
-    });
-}
-
-void Controller::loadTimer(const QString& requested) {
-    send("GET", QStringLiteral("/me/timer"), {}, [this, requested](const QJsonObject& reply, int status) {
-        if (requested != m_workspace) {
-            return;
-        }
-        if (status == 200) {
-            m_serverTimer = reply.value(u"timer").toObject();
-        }
-        finishLoading();
-    });
-}
-
-void Controller::finishLoading() {
-    m_busy = false;
-    projectQueue();
-    m_message = m_queue.isEmpty() ? QStringLiteral("Connected to PostgreSQL")
-                                  : QStringLiteral("Local changes await acknowledgement");
-    persist();
-    Q_EMIT changed();
-    Q_EMIT ready();
-    if (!m_syncing) {
-        nextMutation();
-    }
 }
 
 void Controller::selectWorkspace(const QString& id) {

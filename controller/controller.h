@@ -15,6 +15,7 @@
 #include <QVariantMap>
 
 #include <functional>
+#include <optional>
 
 /// The one object that the window binds to: all client state, and every action
 /// that a person can take. Operations return nothing; their outcome arrives as
@@ -113,6 +114,16 @@ public:
     Q_INVOKABLE void renewSession(const QString& email, const QString& password);
     /// Asks for a file, saves everything that waits there, and only then lets it go.
     Q_INVOKABLE void removePending();
+    /// Starts a timer, or stops the one that runs. While `busy` is set it waits for
+    /// its end and is then done once, if the same still is to be started or stopped.
+    Q_INVOKABLE void toggleTimer(const QString& description, const QString& projectId, bool billable);
+    /// Stops the running timer, in the same way.
+    Q_INVOKABLE void stopTimer();
+    /// What speaks against a manual entry with these times, the first that holds:
+    /// "order" (the end is not after the start), "offset" (a time names none, so what
+    /// it means depends on this device), "period" (the server will refuse it: it lies in
+    /// a closed period), "future"; empty when nothing does or they cannot be read yet.
+    Q_INVOKABLE [[nodiscard]] QString manualNotice(const QString& from, const QString& to) const;
 
     // The steps that the actions are made of
 
@@ -156,28 +167,70 @@ Q_SIGNALS:
     void ready();
 
 private:
+    /// A load of the workspace that is under way, as it was asked for.
+    struct Load {
+        QString workspace;
+        qint64 number;
+        qint64 acknowledgements;
+        bool periodic;
+    };
+    /// What a person pressed to start or stop: `timer` is what ran then.
+    struct Press {
+        QString workspace;
+        QString timer;
+        QString description;
+        QString projectId;
+        bool billable;
+    };
+    /// The chunk of an import after the one that the server has answered.
+    enum class NextChunk { None, Scheduled, Waiting };
+
+    /// Receives what arrived of a reply, nothing when it was given up, and the HTTP status.
+    using Answer = std::function<void(const QByteArray& body, int status)>;
+
     void say(const QString& text);
+    /// Sends a request; `answer` is called in any case.
+    void exchange(const QByteArray& method, const QString& path, const QJsonObject& body,
+                  const QString& idempotencyKey, const Answer& answer);
     void deliver(const QByteArray& body, int status, const Callback& callback);
     /// Every reply still under way belongs to the past from now on.
     void dropReplies();
     void syncPeriodically();
+    void takeSyncStep(bool periodic);
     void vaultReady();
 
     void reconnectDeveloper();
     void adoptIdentity(const QJsonObject& identity);
     void adoptWorkspaces(const QJsonArray& items);
-    void loadTimer(const QString& requested);
+    void reload(bool periodic);
+    void loadTimer(const Load& load);
+    /// A newer load is under way, or the workspace is another by now.
+    [[nodiscard]] bool isOvertaken(const Load& load) const;
+    /// What it brings may be older than what an acknowledgement brought meanwhile.
+    [[nodiscard]] bool isOutdated(const Load& load) const;
     void finishLoading();
+    /// The periodic reloads pause while the server is silent.
+    void noteReload(const Load& load, bool succeeded);
+    void resumeReloads();
+    void watchNetwork();
 
-    /// Posts a sign-in whose reply goes to `callback`, unless the server could be overheard.
-    void sendCredentials(const QString& email, const QString& password, const Callback& callback);
+    void press(const Press& press);
+    void carryOutPress();
+    /// What waits for the end of `busy` goes on.
+    void noticeIdle();
+    void resumeWaiting();
+
+    /// The one road to a new session, whatever it is for. It is asked for once, unless the server
+    /// could be overheard, and revoked unless `callback` has adopted it.
+    void requestSession(const QString& email, const QString& password, const Callback& callback);
+
     [[nodiscard]] bool canKeepSession();
     void applyLoginReply(const QJsonObject& reply, int status);
     void applyLogoutReply(int status);
     void changeAccount(const QJsonObject& state);
     void forgetAccount();
     void forgetReport();
-    void revokeUnstoredSession(const QString& token);
+    void revokeUnstoredSession(const QString& server, const QString& token);
 
     void applyRenewalReply(const QJsonObject& reply, int status);
     /// An answer with this status refuses the stored session, or does not tell.
@@ -194,7 +247,8 @@ private:
     void applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status);
 
     void saveExport(const QString& fileName, const QByteArray& body, int status);
-    void applyImportReply(const QJsonObject& reply, int status);
+    void adoptPreview(const QJsonObject& preview);
+    void applyImportReply(qint64 preview, const QJsonObject& reply, int status);
     void continueImport();
 
     QNetworkAccessManager m_network;
@@ -225,6 +279,19 @@ private:
     bool m_readOnly = false;
     bool m_sessionRefused = false;
     QVariantMap m_retained;
+    bool m_signingOut = false;
+
+    /// Which workspace the snapshot is of.
+    QString m_snapshotWorkspace;
+    qint64 m_loads = 0;
+    qint64 m_acknowledgements = 0;
+    /// The request whose reply is being delivered ended by a time-out.
+    bool m_timedOut = false;
+    QTimer m_reloadPause;
+    std::size_t m_silentReloads = 0;
+    std::optional<Press> m_press;
+    qint64 m_previews = 0;
+    NextChunk m_nextChunk = NextChunk::None;
 
     // Memories of what was computed last: a write costs what it changes, and a
     // reload that brings the same bytes brings the same shared data.

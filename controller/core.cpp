@@ -24,7 +24,10 @@ QString installationId() {
 } // namespace
 
 Controller::Controller(QObject* parent)
-    : QObject(parent), m_network(this), m_vault(this), m_deviceId(installationId()) {
+    : QObject(parent), m_network(this), m_vault(this), m_tickTimer(this), m_syncTimer(this),
+      m_deviceId(installationId()), m_reloadPause(this) {
+    m_reloadPause.setSingleShot(true);
+    connect(this, &Controller::changed, this, &Controller::noticeIdle);
     connect(&m_tickTimer, &QTimer::timeout, this, &Controller::tick);
     m_tickTimer.start(tickMs);
     connect(&m_syncTimer, &QTimer::timeout, this, &Controller::syncPeriodically);
@@ -59,12 +62,6 @@ void Controller::vaultReady() {
         return;
     }
     fetchIdentity();
-}
-
-void Controller::syncPeriodically() {
-    if (!m_syncing) {
-        synchronize();
-    }
 }
 
 void Controller::refresh() {
@@ -104,6 +101,10 @@ QVariantList Controller::workspaces() const {
 }
 
 QVariantList Controller::projects() const {
+    // The snapshot outlives a change of workspace while the server is away.
+    if (m_snapshotWorkspace != m_workspace) {
+        return {};
+    }
     return m_snapshot.value(u"catalog").toObject().value(u"projects").toArray().toVariantList();
 }
 

@@ -22,6 +22,7 @@ void Controller::applyDurable(const QJsonObject& state) {
     m_workspaces = state.value(u"workspaces").toArray();
     m_workspace = state.value(u"workspace").toString();
     m_snapshot = state.value(u"snapshot").toObject();
+    m_snapshotWorkspace = m_snapshot.value(u"workspace_id").toString(m_workspace);
     m_serverTimer = state.value(u"timer").toObject();
     projectQueue();
 }

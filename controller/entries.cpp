@@ -15,6 +15,23 @@ QString utcText(const QDateTime& time) {
     return time.toUTC().toString(Qt::ISODate);
 }
 
+/// Four digits of year is all that this form holds.
+bool hasUtcText(const QDateTime& time) {
+    const int year = time.toUTC().date().year();
+    return time.isValid() && year >= 1 && year <= 9999;
+}
+
+bool isAfter(const QDateTime& end, const QDateTime& start) {
+    return start.secsTo(end) > 0;
+}
+
+/// The end of a timer that is stopped now: after its start, whatever the clock says.
+QDateTime stopTime(const QDateTime& started) {
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime earliest = started.addSecs(1);
+    return hasUtcText(earliest) ? std::max(now, earliest) : now;
+}
+
 QString newEntryId() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
@@ -49,16 +66,16 @@ void Controller::stop() {
             "Select the running timer's workspace before stopping it in this native preview."));
         return;
     }
-    const QString now = utcText(QDateTime::currentDateTimeUtc());
+    const QString stopAt = utcText(stopTime(stamp(m_timerView.value(u"start_at"))));
     enqueue(QStringLiteral("timer.stop"), m_timerView.value(u"id").toString(),
-            m_timerView.value(u"version").toInt(), {{QStringLiteral("stop_at"), now}});
+            m_timerView.value(u"version").toInt(), {{QStringLiteral("stop_at"), stopAt}});
 }
 
 void Controller::addManual(const QString& description, const QString& projectId, const QString& from,
                            const QString& to, bool billable) {
     const QDateTime start = QDateTime::fromString(from, Qt::ISODateWithMs);
     const QDateTime end = QDateTime::fromString(to, Qt::ISODateWithMs);
-    if (!start.isValid() || !end.isValid() || start.secsTo(end) <= 0) {
+    if (!hasUtcText(start) || !hasUtcText(end) || !isAfter(end, start)) {
         fail(QStringLiteral("Enter valid ISO timestamps with an explicit offset; end must be after start."));
         return;
     }
@@ -66,6 +83,30 @@ void Controller::addManual(const QString& description, const QString& projectId,
     payload.insert(u"start_at", utcText(start));
     payload.insert(u"stop_at", utcText(end));
     enqueue(QStringLiteral("entry.create"), newEntryId(), 0, payload);
+}
+
+QString Controller::manualNotice(const QString& from, const QString& to) const {
+    const QDateTime start = QDateTime::fromString(from, Qt::ISODateWithMs);
+    const QDateTime end = QDateTime::fromString(to, Qt::ISODateWithMs);
+    if (!start.isValid() || !end.isValid()) {
+        return {};
+    }
+    if (!isAfter(end, start)) {
+        return QStringLiteral("order");
+    }
+    if (start.timeSpec() == Qt::LocalTime || end.timeSpec() == Qt::LocalTime) {
+        return QStringLiteral("offset");
+    }
+    const QJsonObject entry{
+        {QStringLiteral("workspace_id"), m_workspace},
+        {QStringLiteral("user_id"), m_me.value(u"id")},
+        {QStringLiteral("start_at"), utcText(start)},
+        {QStringLiteral("stop_at"), utcText(end)},
+    };
+    if (SyncState::isLocked(entry, m_snapshot.value(u"timesheet_periods").toArray())) {
+        return QStringLiteral("period");
+    }
+    return end > QDateTime::currentDateTimeUtc() ? QStringLiteral("future") : QString();
 }
 
 void Controller::editDescription(const QString& id, const QString& description) {

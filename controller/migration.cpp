@@ -12,7 +12,6 @@ namespace {
 
 constexpr qint64 maxCsvBytes = 900000;
 constexpr int recordsPerChunk = 25;
-constexpr int retryMs = 50;
 
 /// The whole file, or nothing when it cannot be read to its end, is larger than
 /// the limit, or changes meanwhile: rows that are missing would never be imported.
@@ -67,15 +66,23 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
             say(errorText(reply, QStringLiteral("Import preview failed")));
             return;
         }
-        m_importPreview = reply;
+        adoptPreview(reply);
         say(QStringLiteral("Preview only: no time entries have been written"));
     });
+}
+
+void Controller::adoptPreview(const QJsonObject& preview) {
+    m_importPreview = preview;
+    // Nothing of a former import goes on under a preview that nobody has confirmed.
+    ++m_previews;
+    m_nextChunk = NextChunk::None;
 }
 
 void Controller::applyImport() {
     if (m_busy || m_importPreview.isEmpty() || m_importPreview.value(u"invalid").toDouble() >= 1) {
         return;
     }
+    m_nextChunk = NextChunk::None;
     m_importPaused = false;
     m_busy = true;
     Q_EMIT changed();
@@ -85,21 +92,26 @@ void Controller::applyImport() {
         {QStringLiteral("preview_checksum"), m_importPreview.value(u"checksum").toString()},
         {QStringLiteral("limit"), recordsPerChunk},
     };
-    send("POST", path, body,
-         [this](const QJsonObject& reply, int status) { applyImportReply(reply, status); });
+    send("POST", path, body, [this, preview = m_previews](const QJsonObject& reply, int status) {
+        applyImportReply(preview, reply, status);
+    });
 }
 
-void Controller::applyImportReply(const QJsonObject& reply, int status) {
+void Controller::applyImportReply(qint64 preview, const QJsonObject& reply, int status) {
     m_busy = false;
     if (status != 200) {
         say(errorText(reply, QStringLiteral("Import failed")));
         return;
     }
-    m_importPreview = reply;
+    const bool replaced = preview != m_previews;
+    if (!replaced) {
+        m_importPreview = reply;
+    }
     say(QStringLiteral("Import: %1 · %2 / %3")
             .arg(reply.value(u"state").toString(), QString::number(reply.value(u"checkpoint").toInteger()),
                  QString::number(reply.value(u"total").toInteger())));
-    if (reply.value(u"has_more").toBool() && !m_importPaused) {
+    if (reply.value(u"has_more").toBool() && !m_importPaused && !replaced) {
+        m_nextChunk = NextChunk::Scheduled;
         QTimer::singleShot(0, this, &Controller::continueImport);
         return;
     }
@@ -107,9 +119,17 @@ void Controller::applyImportReply(const QJsonObject& reply, int status) {
 }
 
 void Controller::continueImport() {
-    // A reload may have come between two chunks; the import must not end with that.
-    if (m_busy && !m_importPreview.isEmpty()) {
-        QTimer::singleShot(retryMs, this, &Controller::continueImport);
+    if (m_nextChunk == NextChunk::None) {
+        return;
+    }
+    if (m_busy) {
+        // A reload came between two chunks; the import goes on when it ends.
+        m_nextChunk = NextChunk::Waiting;
+        return;
+    }
+    if (m_nextChunk == NextChunk::Waiting && m_importPaused) {
+        m_nextChunk = NextChunk::None;
+        loadWorkspace();
         return;
     }
     applyImport();

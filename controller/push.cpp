@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "controller/wire.h"
 #include "state/syncstate.h"
 
 #include <QJsonDocument>
@@ -11,17 +12,6 @@ bool isPending(const QJsonValue& item) {
 }
 
 } // namespace
-
-void Controller::synchronize() {
-    if (m_busy || m_server.isEmpty() || m_signedOut || m_readOnly) {
-        return;
-    }
-    if (!m_queue.isEmpty()) {
-        nextMutation();
-        return;
-    }
-    loadWorkspace();
-}
 
 void Controller::nextMutation() {
     if (m_syncing || m_busy || m_queue.isEmpty() || !queueReady()) {
@@ -37,7 +27,8 @@ void Controller::nextMutation() {
     // Work recorded under one account must never be sent under another.
     send("GET", QStringLiteral("/me"), {}, [this, item](const QJsonObject& reply, int status) {
         judgeSession(status);
-        if (status == 200 && reply.value(u"id") == m_me.value(u"id")) {
+        const QJsonValue id = reply.value(u"id");
+        if (status == 200 && isId(id) && id == m_me.value(u"id")) {
             pushHead(item);
             return;
         }
@@ -76,6 +67,7 @@ void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& repl
         fail(error);
         return;
     }
+    ++m_acknowledgements;
     m_queue = state.value(u"queue").toArray();
     m_snapshot = state.value(u"snapshot").toObject();
     m_serverTimer = state.value(u"timer").toObject();

@@ -9,6 +9,11 @@ void Controller::enqueue(const QString& operation, const QString& entityId, int 
         fail(QStringLiteral("Connect to the server first"));
         return;
     }
+    if (m_signingOut) {
+        // The sign-out told the server that nothing waits here; `busy` stays its own.
+        say(QStringLiteral("You are being signed out; this was not recorded."));
+        return;
+    }
     const QJsonObject mutation{
         {QStringLiteral("mutation_id"), QUuid::createUuid().toString(QUuid::WithoutBraces)},
         {QStringLiteral("device_id"), m_deviceId},

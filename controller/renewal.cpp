@@ -20,8 +20,8 @@ void Controller::renewSession(const QString& email, const QString& password) {
     if (m_busy || m_syncing || !m_sessionRefused || !canKeepSession()) {
         return;
     }
-    sendCredentials(email, password,
-                    [this](const QJsonObject& reply, int status) { applyRenewalReply(reply, status); });
+    requestSession(email, password,
+                   [this](const QJsonObject& reply, int status) { applyRenewalReply(reply, status); });
 }
 
 void Controller::applyRenewalReply(const QJsonObject& reply, int status) {
@@ -33,8 +33,6 @@ void Controller::applyRenewalReply(const QJsonObject& reply, int status) {
     QString error;
     const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!AccountState::renew(state, reply, persistState, &error)) {
-        // It would stay valid at the server without anybody who could end it.
-        revokeUnstoredSession(reply.value(u"session_token").toString());
         fail(error);
         return;
     }

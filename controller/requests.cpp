@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "controller/replyreader.h"
 #include "controller/wire.h"
+#include "state/replylimits.h"
 #include "vault/wipe.h"
 
 #include <QCryptographicHash>
@@ -11,7 +13,6 @@
 
 namespace {
 
-constexpr qsizetype maxReplyBytes = 52428800;
 /// Below this a reply is parsed sooner than it is worth remembering.
 constexpr qsizetype largeReplyBytes = 65536;
 
@@ -23,10 +24,21 @@ void Controller::send(const QByteArray& method, const QString& path, const QJson
         callback({}, 0);
         return;
     }
+    exchange(method, path, body, idempotencyKey,
+             [this, callback, generation = m_requestGeneration](const QByteArray& answer, int status) {
+                 // A reply that outlived its server or account must not land in the new state.
+                 if (generation == m_requestGeneration) {
+                     deliver(answer, status, callback);
+                 }
+             });
+}
+
+void Controller::exchange(const QByteArray& method, const QString& path, const QJsonObject& body,
+                          const QString& idempotencyKey, const Answer& answer) {
     QNetworkRequest request = plainRequest(m_server + QStringLiteral("/v1") + path);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     const QString token = m_auth.value(u"token").toString();
-    if (!token.isEmpty() && path != QStringLiteral("/auth/login")) {
+    if (!token.isEmpty() && path != loginPath) {
         request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
     }
 
@@ -39,26 +51,19 @@ void Controller::send(const QByteArray& method, const QString& path, const QJson
             idempotencyKey.isEmpty() ? QUuid::createUuid().toString(QUuid::WithoutBraces) : idempotencyKey;
         request.setRawHeader("Idempotency-Key", key.toUtf8());
         bytes = QJsonDocument(body).toJson(QJsonDocument::Compact);
-        reply = m_network.sendCustomRequest(request, method, bytes);
+        reply = path == loginPath ? sendOnce(m_network, request, method, bytes)
+                                  : m_network.sendCustomRequest(request, method, bytes);
     }
-    const qint64 generation = m_requestGeneration;
-    connect(reply, &QNetworkReply::finished, this, [this, reply, bytes, callback, generation]() mutable {
+    auto* reader = new ReplyReader(*reply);
+    connect(reply, &QNetworkReply::finished, this, [this, reply, reader, bytes, answer]() mutable {
         reply->deleteLater();
         wipe(bytes); // a password may be in it
-        QByteArray answer = replyBody(*reply);
-        // A reply that outlived its server or account must not land in the new state.
-        if (generation == m_requestGeneration) {
-            deliver(answer, httpStatus(*reply), callback);
-        }
-        wipe(answer); // or a token in this
+        m_timedOut = reader->timedOut();
+        answer(reader->body(), httpStatus(*reply));
     });
 }
 
 void Controller::deliver(const QByteArray& body, int status, const Callback& callback) {
-    if (body.size() > maxReplyBytes) {
-        callback({}, 0);
-        return;
-    }
     const bool large = body.size() >= largeReplyBytes;
     const QByteArray digest =
         large ? QCryptographicHash::hash(body, QCryptographicHash::Blake2b_256) : QByteArray();
@@ -73,6 +78,10 @@ void Controller::deliver(const QByteArray& body, int status, const Callback& cal
         callback({}, status == 204 ? 204 : 0);
         return;
     }
+    if (!canBeKept(object)) {
+        callback({}, 0);
+        return;
+    }
     if (large) {
         m_largeReply = {digest, object};
     }
@@ -80,6 +89,9 @@ void Controller::deliver(const QByteArray& body, int status, const Callback& cal
 }
 
 void Controller::dropReplies() {
+    m_press.reset();
+    m_signingOut = false;
+    resumeReloads();
     ++m_requestGeneration;
     m_syncing = false; // its end would be such a reply
     m_largeReply = {};

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "controller/wire.h"
 
+#include "controller/onetimebody.h"
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
+
+#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSaveFile>
 #include <QUrl>
 
 #include <cerrno>
 #include <fcntl.h>
+#include <memory>
 #include <unistd.h>
 
 QNetworkRequest plainRequest(const QString& address, int timeoutMs) {
@@ -21,12 +25,27 @@ QNetworkRequest plainRequest(const QString& address, int timeoutMs) {
     return request;
 }
 
+QNetworkReply* sendOnce(QNetworkAccessManager& network, QNetworkRequest request, const QByteArray& method,
+                        const QByteArray& body) {
+    // Unless its size is known and nothing is buffered, the layer would keep a copy to repeat.
+    request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
+    request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    auto device = std::make_unique<OneTimeBody>(body);
+    QNetworkReply* reply = network.sendCustomRequest(request, method, device.get());
+    device.release()->setParent(reply);
+    return reply;
+}
+
 int httpStatus(const QNetworkReply& reply) {
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
 QByteArray replyBody(QNetworkReply& reply) {
     return reply.isOpen() ? reply.readAll() : QByteArray();
+}
+
+bool isId(const QJsonValue& value) {
+    return !value.toString().isEmpty();
 }
 
 QString errorText(const QJsonObject& reply, const QString& fallback) {

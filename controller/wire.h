@@ -7,6 +7,7 @@
 #include <QNetworkRequest>
 #include <QString>
 
+class QNetworkAccessManager;
 class QNetworkReply;
 
 // Small pieces that several operations of the controller share.
@@ -18,11 +19,20 @@ inline constexpr int transferTimeoutMs = 12000;
 /// that nothing but the token tells one account's requests from another's.
 [[nodiscard]] QNetworkRequest plainRequest(const QString& address, int timeoutMs = transferTimeoutMs);
 
+inline const QString loginPath = QStringLiteral("/auth/login");
+
+/// Sends a request that the network layer does not repeat by itself.
+[[nodiscard]] QNetworkReply* sendOnce(QNetworkAccessManager& network, QNetworkRequest request,
+                                      const QByteArray& method, const QByteArray& body);
+
 /// 0 when no HTTP answer arrived.
 [[nodiscard]] int httpStatus(const QNetworkReply& reply);
 
 /// Empty when no answer arrived.
 [[nodiscard]] QByteArray replyBody(QNetworkReply& reply);
+
+/// Whether a value can name somebody or something: a text that is not empty.
+[[nodiscard]] bool isId(const QJsonValue& value);
 
 /// The server's own sentence in `error`.`message`, else `fallback`.
 [[nodiscard]] QString errorText(const QJsonObject& reply, const QString& fallback);

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+
+#include <QNetworkInformation>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+/// How long the periodic reloads pause after one, two, three and more of them in
+/// a row were given up. Each of those keeps a person from starting a timer for the
+/// 12 s of its time-out: with these pauses less than a tenth of the time.
+constexpr std::array pausesMs{30000, 60000, 150000, 300000};
+
+} // namespace
+
+void Controller::synchronize() {
+    resumeReloads();
+    takeSyncStep(false);
+}
+
+void Controller::syncPeriodically() {
+    const bool paused = m_queue.isEmpty() && m_reloadPause.isActive();
+    if (!m_syncing && !paused) {
+        takeSyncStep(true);
+    }
+}
+
+void Controller::takeSyncStep(bool periodic) {
+    if (m_busy || m_server.isEmpty() || m_signedOut || m_readOnly) {
+        return;
+    }
+    if (!m_queue.isEmpty()) {
+        nextMutation();
+        return;
+    }
+    reload(periodic);
+}
+
+void Controller::loadWorkspace() {
+    reload(false);
+}
+
+void Controller::reload(bool periodic) {
+    if (m_workspace.isEmpty()) {
+        return;
+    }
+    m_busy = true;
+    Q_EMIT changed();
+    const Load load{m_workspace, ++m_loads, m_acknowledgements, periodic};
+    const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_workspace;
+    send("GET", path, {}, [this, load](const QJsonObject& reply, int status) {
+        noteRefusal(status);
+        if (isOvertaken(load)) {
+            return;
+        }
+        if (status != 200) {
+            noteReload(load, false);
+            projectQueue();
+            fail(QStringLiteral("Server unavailable. Encrypted cached data retained."));
+            return;
+        }
+        if (isOutdated(load)) {
+            reload(load.periodic);
+            return;
+        }
+        m_snapshot = reply;
+        m_snapshotWorkspace = reply.value(u"workspace_id").toString(load.workspace);
+        projectQueue();
+        loadTimer(load);
+    });
+}
+
+void Controller::loadTimer(const Load& load) {
+    send("GET", QStringLiteral("/me/timer"), {}, [this, load](const QJsonObject& reply, int status) {
+        if (isOvertaken(load)) {
+            return;
+        }
+        if (isOutdated(load)) {
+            reload(load.periodic);
+            return;
+        }
+        if (status == 200) {
+            m_serverTimer = reply.value(u"timer").toObject();
+        }
+        noteReload(load, !m_timedOut);
+        finishLoading();
+    });
+}
+
+bool Controller::isOvertaken(const Load& load) const {
+    return load.number != m_loads || load.workspace != m_workspace;
+}
+
+bool Controller::isOutdated(const Load& load) const {
+    return load.acknowledgements != m_acknowledgements;
+}
+
+void Controller::finishLoading() {
+    m_busy = false;
+    projectQueue();
+    m_message = m_queue.isEmpty() ? QStringLiteral("Connected to PostgreSQL")
+                                  : QStringLiteral("Local changes await acknowledgement");
+    persist();
+    Q_EMIT changed();
+    Q_EMIT ready();
+    if (!m_syncing) {
+        nextMutation();
+    }
+}
+
+void Controller::noteReload(const Load& load, bool succeeded) {
+    if (succeeded) {
+        resumeReloads();
+    } else if (load.periodic && m_timedOut) {
+        m_reloadPause.start(pausesMs.at(std::min(m_silentReloads, pausesMs.size() - 1)));
+        ++m_silentReloads;
+        watchNetwork();
+    }
+}
+
+void Controller::resumeReloads() {
+    m_silentReloads = 0;
+    m_reloadPause.stop();
+}
+
+void Controller::watchNetwork() {
+    // Asked for only now: most programs never need to know.
+    if (!QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability)) {
+        return;
+    }
+    const QNetworkInformation* network = QNetworkInformation::instance();
+    connect(network, &QNetworkInformation::reachabilityChanged, this, &Controller::resumeReloads,
+            Qt::UniqueConnection);
+    connect(network, &QNetworkInformation::transportMediumChanged, this, &Controller::resumeReloads,
+            Qt::UniqueConnection);
+}

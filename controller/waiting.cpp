@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+
+#include <utility>
+
+void Controller::toggleTimer(const QString& description, const QString& projectId, bool billable) {
+    press({m_workspace, m_timerView.value(u"id").toString(), description, projectId, billable});
+}
+
+void Controller::stopTimer() {
+    if (m_timerView.isEmpty()) {
+        // The last press counts: who stops does not want what waits to start either.
+        m_press.reset();
+        return;
+    }
+    press({m_workspace, m_timerView.value(u"id").toString(), {}, {}, false});
+}
+
+void Controller::press(const Press& press) {
+    // What waits is replaced: pressed twice, it is still one start or one stop.
+    m_press = press;
+    if (m_busy) {
+        say(QStringLiteral("The server is being asked; the timer follows as soon as that has ended."));
+        return;
+    }
+    carryOutPress();
+}
+
+void Controller::carryOutPress() {
+    const Press press = *std::exchange(m_press, std::nullopt);
+    const bool applies = press.workspace == m_workspace && press.timer == m_timerView.value(u"id").toString();
+    if (!applies) {
+        return;
+    }
+    if (m_timerView.isEmpty()) {
+        start(press.description, press.projectId, press.billable);
+    } else {
+        stop();
+    }
+}
+
+void Controller::noticeIdle() {
+    // Later, so that whoever cleared `busy` has finished what it was doing.
+    if (!m_busy && (m_press || m_nextChunk == NextChunk::Waiting)) {
+        QMetaObject::invokeMethod(this, &Controller::resumeWaiting, Qt::QueuedConnection);
+    }
+}
+
+void Controller::resumeWaiting() {
+    if (m_press && !m_busy) {
+        carryOutPress();
+    }
+    if (m_nextChunk == NextChunk::Waiting) {
+        continueImport();
+    }
+}
