@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QSqlQuery>
@@ -144,6 +145,53 @@ QByteArray exchange(QNetworkAccessManager& network, const QString& address, cons
     return answer;
 }
 
+/// What this process has handed over to be written to files so far; sockets do not count here.
+double bytesWritten() {
+    QFile io(QStringLiteral("/proc/self/io"));
+    require(io.open(QIODevice::ReadOnly), "the kernel counts what is written");
+    const QByteArray counts = io.readAll();
+    const qsizetype start = counts.indexOf("wchar: ") + 7;
+    return counts.sliced(start, counts.indexOf('\n', start) - start).toDouble();
+}
+
+constexpr char written[] = "written_mb";
+
+/// The bytes that `work` writes on average, not counting what it sets off.
+void countWritten(benchmark::State& run, const Client& subject, const std::function<void()>& work) {
+    double sum = 0;
+    for (auto _ : run) {
+        const double before = bytesWritten();
+        run.SetIterationTime(timed(work));
+        sum += bytesWritten() - before;
+        waitUntil([&] { return subject.idle(); });
+    }
+    run.counters[written] = sum / 1e6 / static_cast<double>(run.iterations());
+}
+
+void writeBytes(benchmark::State& run) {
+    Client& subject = client(static_cast<int>(run.range(0)));
+    int index = 0;
+    countWritten(run, subject, [&] { subject.edit(index++ % queueLength); });
+}
+
+void reloadBytes(benchmark::State& run) {
+    Client& subject = client(static_cast<int>(run.range(0)));
+    countWritten(run, subject, [&] {
+        subject.controller.refresh();
+        waitUntil([&] { return subject.idle(); });
+    });
+}
+
+/// The floor of both: the document, once.
+void documentBytes(benchmark::State& run) {
+    const Client& subject = client(static_cast<int>(run.range(0)));
+    const QByteArray text = QJsonDocument(subject.controller.durableState()).toJson(QJsonDocument::Compact);
+    for (auto _ : run) {
+        run.SetIterationTime(timed([] {}));
+    }
+    run.counters[written] = static_cast<double>(text.size()) / 1e6;
+}
+
 void push(benchmark::State& run) {
     Client& subject = client(static_cast<int>(run.range(0)));
     for (auto _ : run) {
@@ -213,6 +261,8 @@ int main(int argc, char* argv[]) {
     addPair("write, 10000 entries", write, writeBare, 10000, 20);
     addPair("push 100 mutations, 10000 entries", push, pushBare, 10000, 1);
     addPair("reload, nothing new, 10000 entries", reload, reloadBare, 10000, 20);
+    addPair("reload, nothing new, written", reloadBytes, documentBytes, 10000, 20);
+    addPair("write, written", writeBytes, documentBytes, 10000, 20);
     addPair("write, 50000 entries", write, writeBare, 50000, 5);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

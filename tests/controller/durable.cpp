@@ -134,6 +134,7 @@ void DurableTest::readOnlyNeverPersists() {
     const QByteArray record = sealedRecord(peer.url());
     controller.setReadOnly(true);
     controller.fail(QStringLiteral("As it was"));
+    controller.applyDurable(fullDocument());
     QVERIFY(!controller.persist());
     QCOMPARE(controller.message(), QStringLiteral("As it was"));
     QCOMPARE(sealedRecord(peer.url()), record);
@@ -214,6 +215,7 @@ void DurableTest::aRecordThatCouldNotBeReadIsNotReplaced() {
 
     desk.controller->applyDurable(sample::durable(sample::snapshot()));
     QVERIFY(desk.controller->secureStorage());
+    QVERIFY(!desk.controller->queueReady());
     QVERIFY(!desk.controller->persist());
     desk.controller->start(QStringLiteral("new"), QString(), false);
     QCOMPARE(desk.controller->pending(), 0);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/vault/scriptedsecrets.h"
 #include "tests/vault/vaulthome.h"
+#include "vault/databaselock.h"
 #include "vault/vault.h"
 
 #include <QDir>
@@ -45,6 +46,7 @@ private Q_SLOTS:
     void nothingIsSealedBeforeTheKeyIsReadBack();
     void unlockWaitsForTheKeyOnItsWay();
     void unlockOfAnotherServerDropsTheKeyOnItsWay();
+    void keyOnItsWayIsCoveredByALock();
     void unlocksWhileWaitingReadOnce();
     void vaultMayGoDuringAnyJob_data();
     void vaultMayGoDuringAnyJob();
@@ -146,6 +148,20 @@ void CredentialFaultsTest::unlockOfAnotherServerDropsTheKeyOnItsWay() {
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QCOMPARE(m_secrets->written().size(), 2);
     QVERIFY(vault.load().isEmpty());
+}
+
+void CredentialFaultsTest::keyOnItsWayIsCoveredByALock() {
+    m_secrets->holdWrites = true;
+    Vault vault;
+    QSignalSpy ready(&vault, &Vault::ready);
+    vault.unlock(home);
+    QTRY_COMPARE(m_secrets->held(), 1);
+    vault.unlock(other);
+    DatabaseLock somebody;
+    QCOMPARE(somebody.take(VaultHome::databaseFile(home)), LockFile::Answer::Held);
+    m_secrets->release();
+    QTRY_COMPARE(ready.size(), 1);
+    QCOMPARE(somebody.take(VaultHome::databaseFile(home)), LockFile::Answer::Taken);
 }
 
 void CredentialFaultsTest::unlocksWhileWaitingReadOnce() {

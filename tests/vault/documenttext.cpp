@@ -158,6 +158,10 @@ private Q_SLOTS:
     void largeArraysAreByteIdenticalAfterEveryChange_data();
     void largeArraysAreByteIdenticalAfterEveryChange();
     void numbersThatCompareEqualAreToldApart();
+    void updateTellsWhetherTheTextChanged_data();
+    void updateTellsWhetherTheTextChanged();
+    void nestingIsThatOfTheText_data();
+    void nestingIsThatOfTheText();
     void clearForgetsOnlyTheText();
     void textIsBuiltInPlace();
     void wipingReachesEverySharedCopy();
@@ -248,6 +252,55 @@ void DocumentTextTest::numbersThatCompareEqualAreToldApart() {
             {QStringLiteral("deep"), QJsonArray{number, QJsonObject{{QString(), number}}}}};
         QCOMPARE(textOf(text, state), plainText(state));
     }
+}
+
+void DocumentTextTest::updateTellsWhetherTheTextChanged_data() {
+    QTest::addColumn<quint32>("seed");
+    for (quint32 seed = 1; seed <= 5; ++seed) {
+        QTest::addRow("seed %u", seed) << seed;
+    }
+}
+
+void DocumentTextTest::updateTellsWhetherTheTextChanged() {
+    QFETCH(quint32, seed);
+    Documents documents(seed);
+    DocumentText text;
+    QJsonObject state = documents.object(5);
+    QByteArray last;
+    for (int round = 0; round < 40; ++round) {
+        const QByteArray next = plainText(state);
+        QCOMPARE(text.update(state), next != last);
+        QVERIFY(!text.update(state));
+        // The same once more, but nothing of it shared.
+        if (plainText(QJsonDocument::fromJson(next).object()) == next) {
+            QVERIFY(!text.update(QJsonDocument::fromJson(next).object()));
+        }
+        last = next;
+        state = documents.number(20) == 0 ? documents.object(5) : documents.mutated(state, 5);
+    }
+    text.clear();
+    QVERIFY(text.update({}));
+}
+
+void DocumentTextTest::nestingIsThatOfTheText_data() {
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<int>("nesting");
+    QTest::newRow("empty") << QByteArray("{}") << 1;
+    QTest::newRow("values") << QByteArray(R"({"a":1,"b":"[[[[","[[[[":"\\"})") << 1;
+    QTest::newRow("empty members") << QByteArray(R"({"a":{},"b":[]})") << 2;
+    QTest::newRow("quotes") << QByteArray(R"({"a":["\"[[",{"\"[":"]\\"}]})") << 3;
+    QTest::newRow("below the members") << QByteArray(R"({"a":{"b":{"c":{"d":[[],[[]],{}]}}}})") << 7;
+    QTest::newRow("the deepest of several") << QByteArray(R"({"a":[[]],"b":{"c":[{"d":{}}]},"e":{}})") << 5;
+}
+
+void DocumentTextTest::nestingIsThatOfTheText() {
+    QFETCH(QByteArray, json);
+    QFETCH(int, nesting);
+    DocumentText text;
+    text.update(QJsonDocument::fromJson(json).object());
+    QCOMPARE(text.nesting(), nesting);
+    text.update({});
+    QCOMPARE(text.nesting(), 1);
 }
 
 void DocumentTextTest::clearForgetsOnlyTheText() {

@@ -7,6 +7,7 @@
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QSqlQuery>
 #include <QTest>
 
@@ -26,6 +27,24 @@ const QString notOpened = QStringLiteral("Secure storage could not be opened; of
 QJsonObject document(const QString& description) {
     return {{QStringLiteral("auth"), QJsonObject{{QStringLiteral("token"), QStringLiteral("secret-token")}}},
             {QStringLiteral("queue"), QJsonArray{description}}};
+}
+
+// 32 bytes of seal around it make 50 MiB.
+constexpr qsizetype longestText = 52'428'768;
+
+QJsonObject documentOfLength(qsizetype length) {
+    const auto around = QJsonDocument(document(QString())).toJson(QJsonDocument::Compact).size();
+    return document(QString(length - around, u'x'));
+}
+
+// Objects and arrays in each other, `levels` of them.
+QJsonObject nested(int levels) {
+    QJsonValue value = QStringLiteral("[{ no bracket \"");
+    for (int level = 1; level < levels; ++level) {
+        value = level % 2 == 0 ? QJsonValue(QJsonObject{{QStringLiteral("in"), value}})
+                               : QJsonValue(QJsonArray{value});
+    }
+    return {{QStringLiteral("snapshot"), value}};
 }
 
 const QJsonObject before = document(QStringLiteral("before"));
@@ -93,7 +112,10 @@ private Q_SLOTS:
     void lockedDatabaseKeepsTheRow();
     void fullDiskKeepsTheRowWhereverItStrikes();
     void withoutRandomnessTheRowStays();
+    void documentBeyondTheLimitKeepsTheRow_data();
     void documentBeyondTheLimitKeepsTheRow();
+    void longestDocumentIsReadAgain();
+    void documentBeyondTheParserKeepsTheRow();
     void fileWithoutARowIsFirstUse_data();
     void fileWithoutARowIsFirstUse();
     void recordWithoutItsKeyIsNotFirstUse();
@@ -225,12 +247,48 @@ void VaultStorageTest::withoutRandomnessTheRowStays() {
     QVERIFY(vault.save(after));
 }
 
+void VaultStorageTest::documentBeyondTheLimitKeepsTheRow_data() {
+    QTest::addColumn<qsizetype>("length");
+    QTest::newRow("sealed, but not opened again") << longestText + 1;
+    QTest::newRow("the longest that is sealed") << qsizetype(52'428'800);
+    QTest::newRow("not sealed") << qsizetype(52'428'801);
+}
+
 void VaultStorageTest::documentBeyondTheLimitKeepsTheRow() {
+    QFETCH(qsizetype, length);
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(vault.save(before));
-    QVERIFY(!vault.save(document(QString(52'428'800, u'x'))));
+    QVERIFY(!vault.save(documentOfLength(length)));
     QCOMPARE(vault.load(), before);
+    QVERIFY(vault.save(after));
+}
+
+void VaultStorageTest::longestDocumentIsReadAgain() {
+    const QJsonObject longest = documentOfLength(longestText);
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(longest));
+    }
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(vault.load() == longest);
+}
+
+void VaultStorageTest::documentBeyondTheParserKeepsTheRow() {
+    const QJsonObject deepest = nested(1024);
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(deepest));
+        QVERIFY(!vault.save(nested(1025)));
+    }
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    bool ok = false;
+    QVERIFY(vault.load(&ok) == deepest);
+    QVERIFY(ok);
 }
 
 void VaultStorageTest::fileWithoutARowIsFirstUse_data() {

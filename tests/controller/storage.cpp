@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: MIT
+#include "controller/controller.h"
+#include "tests/support/client.h"
+#include "tests/support/desk.h"
+#include "tests/support/vaultfile.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+const QString notAccepted = QStringLiteral("The write was not accepted because secure local storage failed.");
+
+bool deleteVault(const QString& server) {
+    return QFile::remove(vaultFile(server));
+}
+
+/// Connects and waits for the outcome, whatever it is.
+QString outcomeOf(Controller& controller, const QString& server) {
+    controller.connectServer(server);
+    return QTest::qWaitFor([&controller] { return !controller.busy(); }) ? controller.message() : QString();
+}
+
+} // namespace
+
+/// The store held by another program, lost, or not readable.
+class StorageTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { startClean(); }
+
+    void aSecondProgramRecordsNothing();
+    void aMissingRecordIsSaidBeforeBeginningAnew();
+    void aLostStoreRefusesOneWriteAndNoMore();
+    void aReplacedStoreTakesNothingUntilTheNextConnect();
+    void anUnreadQueueIsNotPushed();
+    void anIdleReloadWritesNothing();
+};
+
+void StorageTest::aSecondProgramRecordsNothing() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    QVERIFY(desk.controller->queueReady());
+    desk.holdPushes();
+    desk.controller->start(QStringLiteral("first"), QString(), false);
+    const QByteArray record = sealedRecord(desk.peer.url());
+    {
+        Controller second;
+        QCOMPARE(
+            outcomeOf(second, desk.peer.url()),
+            QStringLiteral("Timer.Kelvaro is already open on this server; offline writes are disabled in "
+                           "this window."));
+        QVERIFY(!second.secureStorage());
+        QVERIFY(!second.queueReady());
+        second.applyDurable(sample::durable(sample::snapshot()));
+        QVERIFY(!second.persist());
+        second.start(QStringLiteral("second"), QString(), false);
+        QCOMPARE(second.pending(), 0);
+    }
+    QCOMPARE(sealedRecord(desk.peer.url()), record);
+    desk.restart();
+    desk.peer.goOffline();
+    QVERIFY(!outcomeOf(*desk.controller, desk.peer.url()).isEmpty());
+    QCOMPARE(desk.controller->pending(), 1);
+}
+
+void StorageTest::aMissingRecordIsSaidBeforeBeginningAnew() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    desk.controller.reset();
+    QVERIFY(deleteVault(desk.peer.url()));
+    desk.restart();
+    desk.peer.forgetRequests();
+    QCOMPARE(
+        outcomeOf(*desk.controller, desk.peer.url()),
+        QStringLiteral("The encrypted record for this server is missing on this device. Connect again to "
+                       "begin anew with the server's data."));
+    QVERIFY(desk.controller->secureStorage());
+    QVERIFY(!desk.controller->queueReady());
+    QVERIFY(waitForSilence(*desk.controller));
+    QVERIFY(desk.peer.requests().isEmpty());
+
+    QVERIFY(desk.load());
+    QVERIFY(desk.controller->queueReady());
+    QCOMPARE(desk.controller->entries().size(), 1);
+    desk.restart();
+    QVERIFY(desk.load());
+}
+
+void StorageTest::aLostStoreRefusesOneWriteAndNoMore() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    desk.holdPushes();
+    QVERIFY(deleteVault(desk.peer.url()));
+    desk.controller->start(QStringLiteral("lost"), QString(), false);
+    QCOMPARE(desk.controller->message(), notAccepted);
+    QCOMPARE(desk.controller->pending(), 0);
+    QVERIFY(desk.controller->queueReady());
+    desk.controller->start(QStringLiteral("kept"), QString(), false);
+    QCOMPARE(desk.controller->pending(), 1);
+    QCOMPARE(desk.stored(), desk.controller->durableState());
+}
+
+void StorageTest::aReplacedStoreTakesNothingUntilTheNextConnect() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    desk.holdPushes();
+    const QJsonObject theirs = desk.controller->durableState();
+    const QByteArray record = sealedRecord(desk.peer.url());
+    desk.controller->applyDurable(sample::durable(sample::snapshot()));
+    QVERIFY(desk.controller->persist());
+    replaceSealedRecord(desk.peer.url(), record);
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        desk.controller->start(QStringLiteral("over it"), QString(), false);
+        QCOMPARE(desk.controller->message(), notAccepted);
+        QCOMPARE(desk.controller->pending(), 0);
+    }
+    QVERIFY(!desk.controller->queueReady());
+    QCOMPARE(sealedRecord(desk.peer.url()), record);
+    QVERIFY(desk.load());
+    QVERIFY(desk.controller->queueReady());
+    QCOMPARE(desk.controller->durableState(), theirs);
+}
+
+void StorageTest::anUnreadQueueIsNotPushed() {
+    Desk desk;
+    QVERIFY(desk.load());
+    desk.restart();
+    SqliteFile file(vaultFile(desk.peer.url()));
+    file.run(QStringLiteral("ALTER TABLE vault RENAME TO aside"));
+    file.run(QStringLiteral("CREATE VIEW vault AS SELECT * FROM missing"));
+    static_cast<void>(outcomeOf(*desk.controller, desk.peer.url()));
+    QVERIFY(desk.controller->secureStorage());
+    desk.peer.forgetRequests();
+    desk.controller->applyDurable(sample::durable(
+        sample::snapshot(), {sample::queueItem(QStringLiteral("timer.start"), QStringLiteral("e1"), {})}));
+    QVERIFY(!desk.controller->queueReady());
+    desk.controller->nextMutation();
+    desk.controller->synchronize();
+    QVERIFY(waitForSilence(*desk.controller));
+    QVERIFY(desk.peer.requests().isEmpty());
+}
+
+void StorageTest::anIdleReloadWritesNothing() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    const QByteArray record = sealedRecord(desk.peer.url());
+    QSignalSpy ready(desk.controller.get(), &Controller::ready);
+    desk.controller->refresh();
+    QVERIFY(ready.wait());
+    QCOMPARE(sealedRecord(desk.peer.url()), record);
+    desk.restart();
+    QVERIFY(desk.load());
+    QCOMPARE(sealedRecord(desk.peer.url()), record);
+
+    desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::json(sample::snapshot()));
+    QSignalSpy changed(desk.controller.get(), &Controller::ready);
+    desk.controller->refresh();
+    QVERIFY(changed.wait());
+    QVERIFY(sealedRecord(desk.peer.url()) != record);
+}
+
+QTEST_MAIN(StorageTest)
+#include "storage.moc"
