@@ -99,8 +99,9 @@ void ReplyLimitsTest::aVersionThatNoChangeCanBeBasedOnIsRefused() {
     QCOMPARE(desk.controller->durableState(), before);
 
     desk.peer.answer("GET", snapshotPath, PeerReply::json(snapshotWithVersion(2147483647)));
+    QSignalSpy ready(desk.controller.get(), &Controller::ready);
     desk.controller->refresh();
-    QTRY_VERIFY(!listedEntry(*desk.controller, u"id"_s, u"e2"_s).isEmpty());
+    QVERIFY(ready.wait());
     desk.holdPushes();
     desk.controller->editDescription(u"e2"_s, u"The last one"_s);
     QCOMPARE(mutationAt(*desk.controller, 0).value(u"base_version").toInt(), 2147483647);
