@@ -66,7 +66,7 @@ void Controller::requestSession(const QString& email, const QString& password, c
                  }
                  // A session that the server opened and this device does not keep must not
                  // stay valid, whatever came between the question and its answer.
-                 if (token != m_auth.value(u"token").toString()) {
+                 if (status == 200 && token != m_auth.value(u"token").toString()) {
                      revokeUnstoredSession(server, token);
                  }
              });

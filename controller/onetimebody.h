@@ -13,6 +13,7 @@ public:
 
     [[nodiscard]] bool isSequential() const override { return true; }
     [[nodiscard]] qint64 bytesAvailable() const override;
+    bool reset() override { return false; }
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override;

@@ -3,10 +3,12 @@
 
 #include "controller/controller.h"
 #include "tests/support/client.h"
+#include "tests/support/desk.h"
 #include "tests/support/devserver.h"
 #include "tests/support/program.h"
 #include "tests/support/screen.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QMouseEvent>
 #include <QQuickWindow>
@@ -39,6 +41,7 @@ private Q_SLOTS:
     void init() { startClean(); }
     void closingHidesAndAClickShowsAgain();
     void menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits();
+    void menuStopsTheTimerOnceTheServerHasBeenAsked();
     void onlyAPlainClickShowsTheWindow_data();
     void onlyAPlainClickShowsTheWindow();
 };
@@ -97,6 +100,35 @@ void TrayTest::menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits() {
     QVERIFY(m_screen.chooseInTray(program, menuQuit));
     QCOMPARE(program.exitCode(), 0);
     QCOMPARE(program.output(), QByteArray());
+}
+
+void TrayTest::menuStopsTheTimerOnceTheServerHasBeenAsked() {
+    const QJsonObject running =
+        sample::entry(QStringLiteral("t1"), QStringLiteral("2026-01-05T08:00:00Z"), {});
+    Desk desk;
+    desk.peer.answer("GET", QStringLiteral("/v1/me/timer"),
+                     PeerReply::json({{QStringLiteral("timer"), running}}));
+    QVERIFY(desk.load());
+    desk.holdPushes();
+    desk.peer.answerOnce("GET", QStringLiteral("/v1/sync/snapshot"),
+                         PeerReply::json(sample::snapshot()).delivered(PeerReply::Delivery::Hold));
+    desk.controller->refresh();
+    QTRY_COMPARE(desk.peer.held(), 1);
+    const Tray tray(*desk.controller, nullptr);
+    const QWidgetList widgets = QApplication::topLevelWidgets();
+    for (const QWidget* widget : widgets) {
+        const QList<QAction*> actions = widget->actions();
+        for (QAction* action : actions) {
+            if (action->text() == QStringLiteral("Stop timer")) {
+                action->trigger();
+            }
+        }
+    }
+    QCOMPARE(desk.controller->pending(), 0);
+    desk.peer.release();
+    QTRY_COMPARE(desk.controller->pending(), 1);
+    QCOMPARE(mutationAt(*desk.controller, 0).value(u"operation").toString(), QStringLiteral("timer.stop"));
+    QVERIFY(desk.controller->timer().isEmpty());
 }
 
 void TrayTest::onlyAPlainClickShowsTheWindow_data() {

@@ -2,6 +2,7 @@
 #include "tests/controller/messages.h"
 #include "tests/controller/migrant.h"
 #include "tests/support/client.h"
+#include "tests/support/sample.h"
 
 #include <QSet>
 #include <QSignalSpy>
@@ -11,6 +12,9 @@ using namespace Qt::StringLiterals;
 
 class ImportTest : public QObject {
     Q_OBJECT
+
+    /// Applies the first chunk and holds a reload that comes before the second.
+    static void waitForAReload(Migrant& migrant);
 
 private Q_SLOTS:
     void init() { startClean(); }
@@ -25,6 +29,10 @@ private Q_SLOTS:
     void pauseStopsBehindTheChunkInFlight();
     void pauseBetweenTwoChunksIsDropped();
     void reloadBetweenTwoChunksDoesNotEndTheImport();
+    void pauseWhileAReloadIsWaitedForHolds();
+    void previewWhileAReloadIsWaitedForIsNotApplied();
+    void previewDuringAChunkEndsTheImport();
+    void anotherAccountEndsTheImport();
     void pauseChangesOnlyTheMessage();
     void failureInTheMiddleKeepsTheLastReply_data();
     void failureInTheMiddleKeepsTheLastReply();
@@ -206,6 +214,87 @@ void ImportTest::reloadBetweenTwoChunksDoesNotEndTheImport() {
     QTRY_COMPARE(migrant.reloads(), 2);
     QVERIFY(waitForSilence(migrant.controller));
     QCOMPARE(migrant.shown(), Migrant::record(60, 60, u"applied"_s, u"sum-60"_s));
+}
+
+void ImportTest::waitForAReload(Migrant& migrant) {
+    QVERIFY(migrant.connectAndSettle());
+    QVERIFY(migrant.loadPreview());
+    migrant.peer.forgetRequests();
+    migrant.peer.answerOnce("GET", u"/v1/sync/snapshot"_s,
+                            PeerReply::json(sample::snapshot()).delivered(PeerReply::Delivery::Hold));
+    const auto reload = connect(&migrant.controller, &Controller::changed, &migrant.controller, [&migrant] {
+        if (migrant.reloads() == 0 && migrant.controller.message() == u"Import: applying · 25 / 60") {
+            migrant.controller.refresh();
+        }
+    });
+    migrant.controller.applyImport();
+    QTRY_COMPARE(migrant.peer.held(), 1);
+    QVERIFY(migrant.controller.busy());
+    disconnect(reload);
+}
+
+void ImportTest::pauseWhileAReloadIsWaitedForHolds() {
+    Migrant migrant;
+    waitForAReload(migrant);
+    migrant.controller.pauseImport();
+    migrant.peer.release();
+    QTRY_COMPARE(migrant.reloads(), 2);
+    QTRY_COMPARE(migrant.controller.message(), u"Connected to PostgreSQL"_s);
+    QVERIFY(waitForSilence(migrant.controller));
+    QVERIFY(!migrant.controller.busy());
+    QCOMPARE(migrant.chunks(), 1);
+
+    migrant.controller.applyImport();
+    QTRY_COMPARE(migrant.chunks(), 3);
+    QTRY_COMPARE(migrant.reloads(), 3);
+    QCOMPARE(migrant.shown(), Migrant::record(60, 60, u"applied"_s, u"sum-60"_s));
+}
+
+void ImportTest::previewWhileAReloadIsWaitedForIsNotApplied() {
+    Migrant migrant;
+    waitForAReload(migrant);
+    migrant.preview();
+    QTRY_COMPARE(migrant.controller.message(), Migrant::previewed());
+    migrant.peer.release();
+    QTRY_COMPARE(migrant.controller.message(), u"Connected to PostgreSQL"_s);
+    QVERIFY(waitForSilence(migrant.controller));
+    QCOMPARE(migrant.chunks(), 1);
+    QCOMPARE(migrant.shown(), Migrant::record(0, 60, u"previewed"_s));
+    QVERIFY(!migrant.controller.busy());
+}
+
+void ImportTest::previewDuringAChunkEndsTheImport() {
+    Migrant migrant;
+    QVERIFY(migrant.connectAndSettle());
+    QVERIFY(migrant.loadPreview());
+    migrant.peer.forgetRequests();
+    migrant.peer.answerOnce("POST", Migrant::applyPath(),
+                            PeerReply::json(Migrant::record(25, 60, u"applying"_s, u"sum-25"_s))
+                                .delivered(PeerReply::Delivery::Hold));
+    migrant.controller.applyImport();
+    QTRY_COMPARE(migrant.peer.held(), 1);
+    migrant.preview();
+    QVERIFY(migrant.controller.busy());
+    QTRY_VERIFY(!migrant.controller.busy());
+    migrant.peer.release();
+    QTRY_COMPARE(migrant.reloads(), 1);
+    QTRY_COMPARE(migrant.controller.message(), u"Connected to PostgreSQL"_s);
+    QVERIFY(waitForSilence(migrant.controller));
+    QCOMPARE(migrant.chunks(), 1);
+    QCOMPARE(migrant.shown(), Migrant::record(0, 60, u"previewed"_s));
+}
+
+void ImportTest::anotherAccountEndsTheImport() {
+    Migrant migrant;
+    waitForAReload(migrant);
+    // A refused time clears busy, so that the person can connect anew.
+    migrant.controller.addManual({}, {}, u"no time"_s, u"no time"_s, false);
+    migrant.peer.answer("GET", u"/v1/me"_s, PeerReply::json({{u"id"_s, u"user-2"_s}}));
+    QVERIFY(connectAndLoad(migrant.controller, migrant.peer.url()));
+    migrant.peer.release();
+    QVERIFY(waitForSilence(migrant.controller));
+    QCOMPARE(migrant.chunks(), 1);
+    QVERIFY(migrant.shown().isEmpty());
 }
 
 void ImportTest::pauseChangesOnlyTheMessage() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/controller/accountclient.h"
 #include "tests/support/client.h"
+#include "tests/support/sample.h"
 #include "tests/support/vaultfile.h"
 
 #include <QJsonArray>
@@ -31,7 +32,8 @@ private Q_SLOTS:
     void signOutIsIgnoredWhileARequestIsUnderWay();
     void signOutWithPendingWorkIsRefused();
     void signOutThatCannotBeStoredKeepsTheAccount();
-    void workRecordedDuringSignOutIsKept();
+    void nothingIsRecordedDuringSignOut();
+    void workThatAppearsDuringSignOutIsKept();
     void lateRepliesOfTheFormerAccountAreDropped();
 };
 
@@ -185,7 +187,32 @@ void SignOutTest::signOutThatCannotBeStoredKeepsTheAccount() {
     QVERIFY(client.showsOldWork());
 }
 
-void SignOutTest::workRecordedDuringSignOutIsKept() {
+void SignOutTest::nothingIsRecordedDuringSignOut() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.peer.answer("POST", AccountClient::logoutPath(),
+                       PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.peer.held(), 1);
+    const auto addManual = [&client](const QString& end) {
+        client.controller.addManual(u"Meanwhile"_s, {}, u"2026-03-02T10:00:00Z"_s, end, false);
+    };
+    addManual(u"2026-03-02T11:00:00Z"_s);
+    QCOMPARE(client.controller.message(), u"You are being signed out; this was not recorded."_s);
+    QVERIFY(client.controller.busy());
+    // A refused time clears busy; the sign-out is under way nevertheless.
+    addManual(u"2026-03-02T09:00:00Z"_s);
+    client.controller.start(u"Meanwhile"_s, {}, false);
+    QCOMPARE(client.controller.pending(), 0);
+    client.peer.release();
+    QTRY_COMPARE(client.controller.message(),
+                 u"Logout not confirmed; account and protected cache retained"_s);
+    addManual(u"2026-03-02T11:00:00Z"_s);
+    QCOMPARE(client.controller.pending(), 1);
+}
+
+void SignOutTest::workThatAppearsDuringSignOutIsKept() {
     AccountClient client;
     QVERIFY(client.connectAndSettle());
     QVERIFY(client.signIn());
@@ -193,12 +220,11 @@ void SignOutTest::workRecordedDuringSignOutIsKept() {
                        PeerReply::text({}, 204).delivered(PeerReply::Delivery::Hold));
     client.controller.logoutAccount();
     QTRY_COMPARE(client.peer.held(), 1);
-    client.controller.addManual(u"Meanwhile"_s, {}, u"2026-03-02T10:00:00Z"_s, u"2026-03-02T11:00:00Z"_s,
-                                false);
-    const QJsonObject before = client.controller.durableState();
+    QJsonObject before = client.controller.durableState();
+    before.insert(u"queue", QJsonArray{sample::queueItem(u"entry.update"_s, u"entry-1"_s, {})});
+    client.controller.applyDurable(before);
     client.peer.release();
     QTRY_COMPARE(client.controller.message(), u"Pending work prevents logout"_s);
-    QCOMPARE(client.controller.pending(), 1);
     QCOMPARE(client.controller.durableState(), before);
 }
 

@@ -133,8 +133,12 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "removeRetained()",
         "renewSession(QString,QString)",
         "removePending()",
+        "toggleTimer(QString,QString,bool)",
+        "stopTimer()",
     };
-    QCOMPARE(methodsOf(QMetaMethod::Method), expected);
+    // Questions come behind the actions.
+    const QList<QByteArray> questions{"manualNotice(QString,QString)"};
+    QCOMPARE(methodsOf(QMetaMethod::Method), expected + questions);
     QCOMPARE(methodsOf(QMetaMethod::Slot), QList<QByteArray>());
     for (const QByteArray& signature : expected) {
         const QMetaObject& surface = Controller::staticMetaObject;

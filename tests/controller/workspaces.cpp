@@ -43,6 +43,9 @@ private Q_SLOTS:
     void aFailedLoadShowsNothingOfTheWorkspaceLeft();
     void aLateSnapshotOfTheWorkspaceLeftIsDropped();
     void aLateTimerOfTheWorkspaceLeftEndsNoOtherLoad();
+    void onlyProjectsOfTheSelectedOneAreOffered_data();
+    void onlyProjectsOfTheSelectedOneAreOffered();
+    void projectsAreStillOnlyItsOwnAfterARestart();
 };
 
 void WorkspacesTest::anotherWorkspaceIsLoadedAndStored() {
@@ -139,6 +142,50 @@ void WorkspacesTest::aLateSnapshotOfTheWorkspaceLeftIsDropped() {
     QCOMPARE(onlyEntry(*desk.controller), QStringLiteral("other"));
     QCOMPARE(desk.controller->durableState().value(u"snapshot").toObject().value(u"time_entries").toArray(),
              QJsonArray{entryOfTheOther()});
+}
+
+void WorkspacesTest::onlyProjectsOfTheSelectedOneAreOffered_data() {
+    QTest::addColumn<QJsonValue>("named");
+    QTest::newRow("the snapshot names its workspace") << QJsonValue(QStringLiteral("ws-1"));
+    QTest::newRow("it does not") << QJsonValue();
+}
+
+void WorkspacesTest::onlyProjectsOfTheSelectedOneAreOffered() {
+    QFETCH(const QJsonValue, named);
+    QJsonObject snapshot = sample::oneEntry();
+    snapshot.insert(u"workspace_id", named);
+    Desk desk(snapshot);
+    QVERIFY(desk.load());
+    QCOMPARE(desk.controller->projects().size(), 1);
+    const QJsonObject cached = desk.controller->durableState().value(u"snapshot").toObject();
+
+    desk.peer.goOffline();
+    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    QVERIFY(desk.controller->projects().isEmpty());
+    QTRY_VERIFY(!desk.controller->busy());
+    QVERIFY(desk.controller->projects().isEmpty());
+    QCOMPARE(desk.controller->durableState().value(u"snapshot").toObject(), cached);
+    desk.controller->selectWorkspace(QStringLiteral("ws-1"));
+    QTRY_VERIFY(!desk.controller->busy());
+    QCOMPARE(desk.controller->projects().size(), 1);
+    QCOMPARE(desk.controller->entries().size(), 1);
+}
+
+void WorkspacesTest::projectsAreStillOnlyItsOwnAfterARestart() {
+    QJsonObject snapshot = sample::oneEntry();
+    snapshot.insert(u"workspace_id", QStringLiteral("ws-1"));
+    Desk desk(snapshot);
+    QVERIFY(desk.load());
+    desk.peer.goOffline();
+    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    QTRY_VERIFY(!desk.controller->busy());
+    QVERIFY(desk.controller->persist());
+    desk.restart();
+    desk.controller->connectServer(desk.peer.url());
+    QTRY_VERIFY(!desk.controller->busy());
+    QCOMPARE(desk.controller->workspace(), QStringLiteral("ws-2"));
+    QVERIFY(desk.controller->projects().isEmpty());
+    QVERIFY(desk.controller->durableState().value(u"snapshot").toObject() == snapshot);
 }
 
 QTEST_MAIN(WorkspacesTest)
