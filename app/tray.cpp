@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/tray.h"
 
+#include "app/foreground.h"
 #include "controller/controller.h"
 
 #include <QGuiApplication>
@@ -33,10 +34,7 @@ void Tray::install() {
 }
 
 void Tray::showWindow() const {
-    if (!m_window) {
-        return;
+    if (m_window) {
+        bringToFront(*m_window);
     }
-    m_window->show();
-    m_window->raise();
-    m_window->requestActivate();
 }

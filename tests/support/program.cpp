@@ -7,14 +7,19 @@
 #include <QTest>
 
 Program::Program() : m_file(QStringLiteral(TIMER_PROGRAM)) {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
-    m_process.setProcessEnvironment(environment);
+    m_process.setProcessEnvironment(QProcessEnvironment::systemEnvironment());
+    setVariable(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
     m_process.setProcessChannelMode(QProcess::MergedChannels);
 }
 
 Program::~Program() {
     kill();
+}
+
+void Program::setVariable(const QString& name, const QString& value) {
+    QProcessEnvironment environment = m_process.processEnvironment();
+    environment.insert(name, value);
+    m_process.setProcessEnvironment(environment);
 }
 
 void Program::start(const QStringList& arguments) {

@@ -99,6 +99,22 @@ QString Screen::window(const Program& program) const {
     return windowNamed(QStringLiteral("Timer.Kelvaro · Native preview"), program);
 }
 
+bool Screen::isInFront(const Program& program) const {
+    const QString shown = window(program);
+    return !shown.isEmpty() &&
+           xdotool({QStringLiteral("getactivewindow")}).value_or(QString()).trimmed() == shown &&
+           xdotool({QStringLiteral("get_desktop_for_window"), shown}) ==
+               xdotool({QStringLiteral("get_desktop")});
+}
+
+bool Screen::minimise(const Program& program) const {
+    return xdotool({QStringLiteral("windowminimize"), QStringLiteral("--sync"), window(program)}).has_value();
+}
+
+bool Screen::goToDesktop(int number) const {
+    return xdotool({QStringLiteral("set_desktop"), QString::number(number)}).has_value();
+}
+
 QRect Screen::trayIcon(const Program& program) const {
     return areaOf(windowNamed(QStringLiteral("TimerKelvaro"), program));
 }

@@ -38,6 +38,11 @@ public:
 
     /// The program's window; empty unless it is on the screen.
     [[nodiscard]] QString window(const Program& program) const;
+    /// Whether the program's window is on the current desktop, and has the keyboard.
+    [[nodiscard]] bool isInFront(const Program& program) const;
+    [[nodiscard]] bool minimise(const Program& program) const;
+    /// Counted from 0.
+    [[nodiscard]] bool goToDesktop(int number) const;
     /// The program's icon in the tray; null when there is none.
     [[nodiscard]] QRect trayIcon(const Program& program) const;
     /// Opens the icon's menu, which AT-SPI does not show, and chooses the entry of

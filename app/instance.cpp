@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+#include "app/instance.h"
+
+#include <QDBusAbstractAdaptor>
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QDeadlineTimer>
+#include <QTimer>
+
+#include <algorithm>
+#include <functional>
+
+namespace {
+
+constexpr int answerMs = 4000;
+
+const QString& name() {
+    static const QString text = QStringLiteral("io.github.timer_kelvaro.timer");
+    return text;
+}
+
+/// The path that the Desktop Entry Specification derives from the name.
+const QString& path() {
+    static const QString text = QStringLiteral("/io/github/timer_kelvaro/timer");
+    return text;
+}
+
+const QString& interface() {
+    static const QString text = QStringLiteral("org.freedesktop.Application");
+    return text;
+}
+
+const QString& connectAction() {
+    static const QString text = QStringLiteral("connect-server");
+    return text;
+}
+
+QDBusMessage handover(const Instance::Start& start) {
+    const QString method = start.server ? QStringLiteral("ActivateAction") : QStringLiteral("Activate");
+    QDBusMessage message = QDBusMessage::createMethodCall(name(), path(), interface(), method);
+    // Whoever is asked is there, or else this program takes its place.
+    message.setAutoStartService(false);
+    if (start.server) {
+        message << connectAction() << QVariantList{*start.server};
+    }
+    message << start.platformData;
+    return message;
+}
+
+/// The answer of someone who is gone by now; or of nobody, until the time is up.
+bool isNoAnswer(const QDBusMessage& answer) {
+    const QDBusError::ErrorType error = QDBusError(answer).type();
+    return error == QDBusError::NoReply || error == QDBusError::Timeout ||
+           error == QDBusError::ServiceUnknown || error == QDBusError::Disconnected;
+}
+
+/// All that can be called over the bus.
+class Application : public QDBusAbstractAdaptor {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+
+public:
+    explicit Application(Instance* instance) : QDBusAbstractAdaptor(instance), m_instance(instance) {}
+
+public Q_SLOTS:
+    void Activate(const QVariantMap& platformData, const QDBusMessage& call) {
+        answerLater(call, [this, platformData] { Q_EMIT m_instance->activated(platformData); });
+    }
+
+    /// There is no kind of file that the program opens.
+    void Open(const QStringList& uris, const QVariantMap& platformData, const QDBusMessage& call) {
+        Q_UNUSED(uris)
+        Activate(platformData, call);
+    }
+
+    void ActivateAction(const QString& action, const QVariantList& parameter, const QVariantMap& platformData,
+                        const QDBusMessage& call) {
+        if (action != connectAction() || parameter.size() != 1 ||
+            parameter.first().typeId() != QMetaType::QString) {
+            call.setDelayedReply(true);
+            QDBusConnection::sessionBus().send(
+                call.createErrorReply(QDBusError::InvalidArgs, QStringLiteral("There is no such action.")));
+            return;
+        }
+        answerLater(call, [this, platformData, address = parameter.first().toString()] {
+            Q_EMIT m_instance->activated(platformData);
+            Q_EMIT m_instance->serverGiven(address);
+        });
+    }
+
+private:
+    /// Not before the next turn of the event loop: when this is the last one, because the program is
+    /// quitting, there is no answer, and the second program opens its own window.
+    void answerLater(const QDBusMessage& call, const std::function<void()>& act) {
+        call.setDelayedReply(true);
+        QTimer::singleShot(0, this, [call, act] {
+            act();
+            QDBusConnection::sessionBus().send(call.createReply());
+        });
+    }
+
+    Instance* m_instance;
+};
+
+} // namespace
+
+QVariantMap Instance::platformData() {
+    QVariantMap data;
+    const auto pass = [&data](const QString& key, const char* variable) {
+        const QString value = qEnvironmentVariable(variable);
+        if (!value.isEmpty()) {
+            data.insert(key, value);
+        }
+    };
+    pass(QStringLiteral("desktop-startup-id"), "DESKTOP_STARTUP_ID");
+    pass(QStringLiteral("activation-token"), "XDG_ACTIVATION_TOKEN");
+    return data;
+}
+
+Instance::Role Instance::claim(const Start& start) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    // What can be called is there before somebody can find it.
+    new Application(this);
+    if (!bus.isConnected() || !bus.registerObject(path(), this, QDBusConnection::ExportAdaptors)) {
+        return Role::First;
+    }
+    const QDeadlineTimer deadline(answerMs);
+    while (!bus.registerService(name())) {
+        if (!bus.isConnected()) {
+            return Role::First;
+        }
+        if (deadline.hasExpired()) {
+            return Role::Unanswered;
+        }
+        const QDBusMessage answer =
+            bus.call(handover(start), QDBus::Block, std::max(1, int(deadline.remainingTime())));
+        if (answer.type() == QDBusMessage::ReplyMessage) {
+            return Role::HandedOver;
+        }
+        if (!isNoAnswer(answer)) {
+            return Role::Unanswered;
+        }
+    }
+    return Role::First;
+}
+
+#include "instance.moc"

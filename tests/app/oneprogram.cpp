@@ -1,0 +1,338 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/client.h"
+#include "tests/support/devserver.h"
+#include "tests/support/program.h"
+#include "tests/support/screen.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDBusVirtualObject>
+#include <QFile>
+#include <QSettings>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <csignal>
+#include <list>
+
+namespace {
+
+using Role = Element::Role;
+
+const QString name = QStringLiteral("io.github.timer_kelvaro.timer");
+const QString path = QStringLiteral("/io/github/timer_kelvaro/timer");
+const QString interface = QStringLiteral("org.freedesktop.Application");
+const QByteArray unanswered =
+    "Timer.Kelvaro is already open but does not answer; end it, then start it again.\n";
+
+QDBusConnectionInterface& bus() {
+    return *QDBusConnection::sessionBus().interface();
+}
+
+/// The process that holds the name; 0 when nobody does.
+qint64 holder() {
+    const QDBusReply<uint> process = bus().servicePid(name);
+    return process.isValid() ? process.value() : 0;
+}
+
+bool isOnTheBus(const Program& program) {
+    const QStringList names = bus().registeredServiceNames().value();
+    return std::any_of(names.begin(), names.end(), [&program](const QString& other) {
+        const QDBusReply<uint> process = bus().servicePid(other);
+        return process.isValid() && process.value() == program.id();
+    });
+}
+
+void stop(const Program& program) {
+    ::kill(pid_t(program.id()), SIGSTOP);
+}
+
+void resume(const Program& program) {
+    ::kill(pid_t(program.id()), SIGCONT);
+}
+
+QDBusMessage call(const QString& method, const QVariantList& arguments, const QString& of = interface) {
+    QDBusMessage message = QDBusMessage::createMethodCall(name, path, of, method);
+    message.setArguments(arguments);
+    return QDBusConnection::sessionBus().call(message);
+}
+
+/// In the place of the first program: takes down what it is asked, and answers or not.
+class Stranger : public QDBusVirtualObject {
+public:
+    Stranger() {
+        QDBusConnection connection = QDBusConnection::sessionBus();
+        if (!connection.registerVirtualObject(path, this) || !connection.registerService(name)) {
+            qFatal("The name is taken.");
+        }
+    }
+    ~Stranger() override {
+        QDBusConnection connection = QDBusConnection::sessionBus();
+        connection.unregisterService(name);
+        connection.unregisterObject(path);
+    }
+    Stranger(const Stranger&) = delete;
+    Stranger& operator=(const Stranger&) = delete;
+
+    [[nodiscard]] const QList<QDBusMessage>& calls() const { return m_calls; }
+
+    [[nodiscard]] QString introspect(const QString& of) const override {
+        Q_UNUSED(of)
+        return {};
+    }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+        m_calls.append(message);
+        return connection.send(message.createReply());
+    }
+
+private:
+    QList<QDBusMessage> m_calls;
+};
+
+} // namespace
+
+/// However many are started: one program per session bus.
+class OneProgramTest : public QObject {
+    Q_OBJECT
+
+    /// Runs the program until it is connected.
+    [[nodiscard]] bool open(Program& program) const;
+    [[nodiscard]] bool hasWindow(const Program& program) const { return !m_screen.window(program).isEmpty(); }
+
+    Screen m_screen;
+    DevServer m_server;
+
+private Q_SLOTS:
+    void initTestCase();
+    void init() { startClean(); }
+    void isAskedBeforeAnythingIsMade();
+    void startsAtOnceMakeOneWindow();
+    void aProgramThatHangsIsNamed();
+    void aProgramThatDiesWhileItIsAskedIsReplaced();
+    void aProgramThatQuitsWhileItIsAskedLeavesOneWindow();
+    void aProbeNeitherAsksNorAnswers();
+    void withoutABusEachStartIsTheFirst();
+    void nothingElseCanBeCalled();
+    void whatIsNoRequestChangesNothing_data();
+    void whatIsNoRequestChangesNothing();
+};
+
+void OneProgramTest::initTestCase() {
+    QVERIFY(m_screen.start());
+    QVERIFY(m_server.start());
+}
+
+bool OneProgramTest::open(Program& program) const {
+    program.start({QStringLiteral("--server"), m_server.url()});
+    return QTest::qWaitFor(
+        [&] { return program.shows(Role::Label, QStringLiteral("Connected to PostgreSQL")); },
+        Screen::patienceMs);
+}
+
+// Neither a controller, which gives the device its name, nor a window.
+void OneProgramTest::isAskedBeforeAnythingIsMade() {
+    const Stranger first;
+    Program program;
+    program.setVariable(QStringLiteral("DESKTOP_STARTUP_ID"), QStringLiteral("launcher_TIME1"));
+    program.setVariable(QStringLiteral("XDG_ACTIVATION_TOKEN"), QStringLiteral("token"));
+    program.start();
+    QCOMPARE(program.exitCode(), 0);
+    program.start({QStringLiteral("--server"), QStringLiteral("as it is typed")});
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.output(), QByteArray());
+    QVERIFY(QSettings().allKeys().isEmpty());
+
+    QCOMPARE(first.calls().size(), 2);
+    const QDBusMessage plain = first.calls().at(0);
+    QCOMPARE(plain.interface() + u'.' + plain.member(), interface + QStringLiteral(".Activate"));
+    const QVariantMap platformData{{QStringLiteral("desktop-startup-id"), QStringLiteral("launcher_TIME1")},
+                                   {QStringLiteral("activation-token"), QStringLiteral("token")}};
+    QCOMPARE(qdbus_cast<QVariantMap>(plain.arguments().at(0)), platformData);
+    const QDBusMessage named = first.calls().at(1);
+    QCOMPARE(named.interface() + u'.' + named.member(), interface + QStringLiteral(".ActivateAction"));
+    QCOMPARE(named.arguments().at(0).toString(), QStringLiteral("connect-server"));
+    QCOMPARE(qdbus_cast<QVariantList>(named.arguments().at(1)),
+             QVariantList{QStringLiteral("as it is typed")});
+    QCOMPARE(qdbus_cast<QVariantMap>(named.arguments().at(2)), platformData);
+}
+
+// On a machine that is busy enough, one of them waits in vain for the first to get ready, and says so.
+void OneProgramTest::startsAtOnceMakeOneWindow() {
+    for (int round = 0; round < 3; ++round) {
+        std::list<Program> programs(3);
+        for (Program& program : programs) {
+            program.start({QStringLiteral("--server"), m_server.url()});
+        }
+        const auto running = [&] {
+            return std::count_if(programs.begin(), programs.end(),
+                                 [](const Program& program) { return program.isRunning(); });
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(running(), 1, Screen::patienceMs);
+        for (Program& program : programs) {
+            if (program.isRunning()) {
+                QCOMPARE(holder(), program.id());
+                QTRY_VERIFY_WITH_TIMEOUT(hasWindow(program), Screen::patienceMs);
+                continue;
+            }
+            const int code = program.exitCode();
+            QCOMPARE(program.output(), code == 1 ? unanswered : QByteArray());
+            QVERIFY(code == 0 || code == 1);
+        }
+    }
+}
+
+void OneProgramTest::aProgramThatHangsIsNamed() {
+    Program first;
+    QVERIFY(open(first));
+    stop(first);
+    Program second;
+    second.start();
+    QCOMPARE(second.exitCode(), 1);
+    QCOMPARE(second.output(), unanswered);
+    QVERIFY(hasWindow(first));
+
+    resume(first);
+    second.start();
+    QCOMPARE(second.exitCode(), 0);
+    QCOMPARE(second.output(), QByteArray());
+}
+
+void OneProgramTest::aProgramThatDiesWhileItIsAskedIsReplaced() {
+    Program first;
+    QVERIFY(open(first));
+    stop(first);
+    Program second;
+    second.start();
+    QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(second), Screen::patienceMs);
+    first.kill();
+    QTRY_VERIFY_WITH_TIMEOUT(hasWindow(second), Screen::patienceMs);
+    QCOMPARE(holder(), second.id());
+}
+
+// What was closed and what was asked reach the first program together.
+void OneProgramTest::aProgramThatQuitsWhileItIsAskedLeavesOneWindow() {
+    for (int round = 0; round < 5; ++round) {
+        Program first;
+        QVERIFY(open(first));
+        QTRY_VERIFY_WITH_TIMEOUT(m_screen.isInFront(first), Screen::patienceMs);
+        stop(first);
+        QVERIFY(m_screen.key(QStringLiteral("alt+F4")));
+        Program second;
+        second.start();
+        QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(second), Screen::patienceMs);
+        resume(first);
+
+        QTRY_VERIFY_WITH_TIMEOUT(first.isRunning() != second.isRunning(), Screen::patienceMs);
+        Program& left = first.isRunning() ? first : second;
+        Program& gone = first.isRunning() ? second : first;
+        QCOMPARE(gone.exitCode(), 0);
+        QCOMPARE(gone.output(), QByteArray());
+        QTRY_VERIFY_WITH_TIMEOUT(hasWindow(left), Screen::patienceMs);
+        // And that one stays.
+        Program third;
+        third.start();
+        QCOMPARE(third.exitCode(), 0);
+        QVERIFY(hasWindow(left));
+    }
+}
+
+void OneProgramTest::aProbeNeitherAsksNorAnswers() {
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const QTemporaryDir folder;
+    Program waiting;
+    waiting.start({QStringLiteral("--server"), QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort()),
+                   QStringLiteral("--read-only-probe"), folder.filePath(QStringLiteral("waiting.json"))});
+    QTRY_VERIFY_WITH_TIMEOUT(hasWindow(waiting), Screen::patienceMs);
+    QCOMPARE(holder(), 0);
+    waiting.kill();
+
+    Program first;
+    QVERIFY(open(first));
+    stop(first);
+    Program probe;
+    const QString file = folder.filePath(QStringLiteral("probe.json"));
+    probe.start({QStringLiteral("--server"), m_server.url(), QStringLiteral("--read-only-probe"), file});
+    QCOMPARE(probe.exitCode(), 0);
+    QVERIFY(QFile::exists(file));
+    QCOMPARE(holder(), first.id());
+}
+
+void OneProgramTest::withoutABusEachStartIsTheFirst() {
+    std::list<Program> programs(2);
+    for (Program& program : programs) {
+        program.setVariable(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                            QStringLiteral("unix:path=/dev/null"));
+        program.start({QStringLiteral("--server"), m_server.url()});
+    }
+    for (const Program& program : programs) {
+        QTRY_VERIFY_WITH_TIMEOUT(hasWindow(program), Screen::patienceMs);
+    }
+    QCOMPARE(holder(), 0);
+}
+
+void OneProgramTest::nothingElseCanBeCalled() {
+    Program program;
+    QVERIFY(open(program));
+    const QString description =
+        call(QStringLiteral("Introspect"), {}, QStringLiteral("org.freedesktop.DBus.Introspectable"))
+            .arguments()
+            .value(0)
+            .toString();
+    const auto count = [&description](const char* element) {
+        return description.count(QStringLiteral("<%1 ").arg(QLatin1String(element)));
+    };
+    // Ours, and what every object on the bus has.
+    QVERIFY(description.contains(QStringLiteral("<interface name=\"%1\">").arg(interface)));
+    QCOMPARE(count("interface"), 4);
+    QCOMPARE(count("method"), 3 + 3 + 1 + 2);
+    QCOMPARE(count("property"), 0);
+    QCOMPARE(count("node"), 0);
+    QCOMPARE(call(QStringLiteral("quit"), {}).type(), QDBusMessage::ErrorMessage);
+    QCOMPARE(call(QStringLiteral("deleteLater"), {}).type(), QDBusMessage::ErrorMessage);
+    QVERIFY(program.isRunning());
+}
+
+void OneProgramTest::whatIsNoRequestChangesNothing_data() {
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QVariantList>("arguments");
+    const QString action = QStringLiteral("ActivateAction");
+    const QString connectServer = QStringLiteral("connect-server");
+    const QVariantMap none;
+    QTest::newRow("no arguments") << action << QVariantList();
+    QTest::newRow("another type") << QStringLiteral("Activate") << QVariantList{QStringLiteral("text")};
+    QTest::newRow("another action") << action << QVariantList{QStringLiteral("quit"), QVariantList(), none};
+    QTest::newRow("no address") << action << QVariantList{connectServer, QVariantList(), none};
+    QTest::newRow("a number") << action << QVariantList{connectServer, QVariantList{42}, none};
+    QTest::newRow("two addresses") << action
+                                   << QVariantList{connectServer,
+                                                   QVariantList{QStringLiteral("a"), QStringLiteral("b")},
+                                                   none};
+    QTest::newRow("a list") << action
+                            << QVariantList{connectServer, QVariantList{QStringList{m_server.url()}}, none};
+}
+
+void OneProgramTest::whatIsNoRequestChangesNothing() {
+    QFETCH(QString, method);
+    QFETCH(QVariantList, arguments);
+    Program program;
+    QVERIFY(open(program));
+    QCOMPARE(call(method, arguments).type(), QDBusMessage::ErrorMessage);
+    // Tokens that are none do not keep the window away.
+    const QVariantMap garbage{{QStringLiteral("desktop-startup-id"), QStringLiteral("a\nb \"c\"")},
+                              {QStringLiteral("activation-token"), QVariantList{1, 2}},
+                              {QStringLiteral("unknown"), QString(100'000, u'x')}};
+    QCOMPARE(call(QStringLiteral("Activate"), {garbage}).type(), QDBusMessage::ReplyMessage);
+    QCOMPARE(
+        call(QStringLiteral("Open"), {QStringList{QStringLiteral("file:///etc/passwd")}, garbage}).type(),
+        QDBusMessage::ReplyMessage);
+    QVERIFY(program.shows(Role::Label, QStringLiteral("Connected to PostgreSQL")));
+    QTRY_VERIFY_WITH_TIMEOUT(m_screen.isInFront(program), Screen::patienceMs);
+}
+
+QTEST_MAIN(OneProgramTest)
+#include "oneprogram.moc"

@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/client.h"
+#include "tests/support/devserver.h"
+#include "tests/support/program.h"
+#include "tests/support/screen.h"
+#include "tests/support/scriptedpeer.h"
+
+#include <QAbstractNativeEventFilter>
+#include <QApplication>
+#include <QLineEdit>
+#include <QSettings>
+#include <QTest>
+
+namespace {
+
+using Role = Element::Role;
+
+const QString connected = QStringLiteral("Connected to PostgreSQL");
+
+/// The texts that programs tell the whole desktop in client messages of X11, put together from their pieces.
+class Announcements : public QAbstractNativeEventFilter {
+public:
+    Announcements() { qApp->installNativeEventFilter(this); }
+
+    [[nodiscard]] bool contain(const QByteArray& text) const { return m_text.contains(text); }
+
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override {
+        Q_UNUSED(type)
+        Q_UNUSED(result)
+        constexpr char clientMessage = 33;
+        constexpr char bytes = 8;
+        constexpr int header = 12;
+        constexpr int length = 20;
+        const char* event = static_cast<const char*>(message);
+        if ((event[0] & 0x7f) == clientMessage && event[1] == bytes) {
+            m_text.append(event + header, length);
+        }
+        return false;
+    }
+
+private:
+    QByteArray m_text;
+};
+
+} // namespace
+
+/// The program is open, and somebody starts it once more.
+class SecondStartTest : public QObject {
+    Q_OBJECT
+
+    /// Runs the program until it is connected.
+    [[nodiscard]] bool open(Program& program) const;
+    /// Once more; true when that one ended as it is to, and said nothing.
+    [[nodiscard]] static bool handOver(const QStringList& arguments = {}, const QString& startupId = {});
+    [[nodiscard]] bool comesToTheFront(const Program& program) const;
+
+    Screen m_screen{Screen::Tray::Shown};
+    DevServer m_server;
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void bringsTheWindowOutOfTheTray();
+    void bringsTheWindowFromAnotherDesktop();
+    void bringsTheMinimisedWindow();
+    void bringsTheWindowBeforeTheOneInUse();
+    void endsTheBusyPointerOfItsLauncher();
+    void leavesTheServerWhereItNamesNone();
+    void connectsToTheServerItNames();
+    void connectsToTheServerItNamesWhenTheFirstIsFree();
+    void refusedServerIsNamedInTheStatusLine();
+};
+
+void SecondStartTest::initTestCase() {
+    QVERIFY(m_screen.start());
+    QVERIFY(m_server.start());
+}
+
+void SecondStartTest::init() {
+    startClean();
+    QVERIFY(m_screen.goToDesktop(0));
+}
+
+bool SecondStartTest::open(Program& program) const {
+    program.start({QStringLiteral("--server"), m_server.url()});
+    return QTest::qWaitFor([&] { return program.shows(Role::Label, connected); }, Screen::patienceMs);
+}
+
+bool SecondStartTest::handOver(const QStringList& arguments, const QString& startupId) {
+    Program second;
+    second.setVariable(QStringLiteral("DESKTOP_STARTUP_ID"), startupId);
+    second.start(arguments);
+    const int code = second.exitCode();
+    const QByteArray output = second.output();
+    if (code != 0 || !output.isEmpty()) {
+        qWarning("The second start ended with code %d: %s", code, output.constData());
+        return false;
+    }
+    return true;
+}
+
+bool SecondStartTest::comesToTheFront(const Program& program) const {
+    return QTest::qWaitFor([&] { return m_screen.isInFront(program); }, Screen::patienceMs);
+}
+
+void SecondStartTest::bringsTheWindowOutOfTheTray() {
+    Program program;
+    QVERIFY(open(program));
+    QTRY_VERIFY_WITH_TIMEOUT(m_screen.trayIcon(program).isValid(), Screen::patienceMs);
+    QVERIFY(m_screen.close(program));
+    QVERIFY(program.isRunning());
+
+    QVERIFY(handOver());
+    QVERIFY(comesToTheFront(program));
+}
+
+void SecondStartTest::bringsTheWindowFromAnotherDesktop() {
+    Program program;
+    QVERIFY(open(program));
+    QVERIFY(comesToTheFront(program));
+    QVERIFY(m_screen.goToDesktop(1));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.isInFront(program), Screen::patienceMs);
+
+    QVERIFY(handOver());
+    QVERIFY(comesToTheFront(program));
+}
+
+void SecondStartTest::bringsTheMinimisedWindow() {
+    Program program;
+    QVERIFY(open(program));
+    QVERIFY(comesToTheFront(program));
+    QVERIFY(m_screen.minimise(program));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.isInFront(program), Screen::patienceMs);
+
+    QVERIFY(handOver());
+    QVERIFY(comesToTheFront(program));
+}
+
+void SecondStartTest::bringsTheWindowBeforeTheOneInUse() {
+    Program program;
+    QVERIFY(open(program));
+    QLineEdit other;
+    other.showMaximized();
+    QVERIFY(QTest::qWaitForWindowExposed(&other, Screen::patienceMs));
+    QVERIFY(m_screen.click(other.mapToGlobal(other.rect().center())));
+    QTRY_VERIFY_WITH_TIMEOUT(other.hasFocus(), Screen::patienceMs);
+    QVERIFY(m_screen.type(QStringLiteral("work")));
+    QTRY_COMPARE_WITH_TIMEOUT(other.text(), QStringLiteral("work"), Screen::patienceMs);
+    QVERIFY(!m_screen.isInFront(program));
+
+    QVERIFY(handOver());
+    QVERIFY(comesToTheFront(program));
+}
+
+// The launcher shows it until a window has come, or somebody says that none will.
+void SecondStartTest::endsTheBusyPointerOfItsLauncher() {
+    Program program;
+    QVERIFY(open(program));
+    const Announcements announcements;
+    const QString id = QStringLiteral("launcher/timer-kelvaro/1-host_TIME4711");
+    QVERIFY(handOver({}, id));
+    QTRY_VERIFY_WITH_TIMEOUT(announcements.contain("remove: ID=" + id.toLatin1() + '\0'), Screen::patienceMs);
+    QVERIFY(comesToTheFront(program));
+}
+
+void SecondStartTest::leavesTheServerWhereItNamesNone() {
+    Program program;
+    QVERIFY(open(program));
+    QSettings().setValue(QStringLiteral("server"), QStringLiteral("http://127.0.0.1:1"));
+    QVERIFY(handOver());
+    QVERIFY(comesToTheFront(program));
+    QVERIFY(program.shows(Role::Label, connected));
+}
+
+void SecondStartTest::connectsToTheServerItNames() {
+    DevServer other;
+    QVERIFY(other.start());
+    Program program;
+    QVERIFY(open(program));
+    QVERIFY(handOver({QStringLiteral("--server"), QStringLiteral(" %1/path/ ").arg(other.url())}));
+    const auto stored = [] {
+        QSettings settings;
+        settings.sync();
+        return settings.value(QStringLiteral("server")).toString();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(stored(), other.url(), Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(program.shows(Role::Label, connected), Screen::patienceMs);
+}
+
+void SecondStartTest::connectsToTheServerItNamesWhenTheFirstIsFree() {
+    ScriptedPeer peer;
+    peer.forwardTo(m_server.url());
+    peer.answerOnce("GET", QStringLiteral("/v1/me"), PeerReply::forward(PeerReply::Delivery::Hold));
+    Program program;
+    program.start({QStringLiteral("--server"), peer.url()});
+    QTRY_COMPARE_WITH_TIMEOUT(peer.held(), 1, Screen::patienceMs);
+
+    DevServer other;
+    QVERIFY(other.start());
+    QVERIFY(handOver({QStringLiteral("--server"), other.url()}));
+    QVERIFY(!program.shows(Role::Label, connected));
+    peer.release();
+    const auto stored = [] {
+        QSettings settings;
+        settings.sync();
+        return settings.value(QStringLiteral("server")).toString();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(stored(), other.url(), Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(program.shows(Role::Label, connected), Screen::patienceMs);
+}
+
+void SecondStartTest::refusedServerIsNamedInTheStatusLine() {
+    Program program;
+    QVERIFY(open(program));
+    QVERIFY(handOver({QStringLiteral("--server"), QStringLiteral("http://example.org")}));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        program.shows(Role::Label, QStringLiteral("Use HTTPS or the trusted private development server")),
+        Screen::patienceMs);
+    QCOMPARE(QSettings().value(QStringLiteral("server")).toString(), m_server.url());
+}
+
+QTEST_MAIN(SecondStartTest)
+#include "secondstart.moc"
