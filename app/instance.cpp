@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int answerMs = 4000;
+constexpr int answerMs = 3500;
 constexpr int graceMs = 100;
 
 const QString& name() {
