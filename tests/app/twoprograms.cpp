@@ -84,7 +84,7 @@ void TwoProgramsTest::initTestCase() {
 
 QByteArray TwoProgramsTest::stored() const {
     QByteArray bytes;
-    for (const auto* part : {u"", u"-wal"}) {
+    for (const QString& part : {QString(), QStringLiteral("-wal")}) {
         QFile file(vaultFile(m_server.url()) + part);
         bytes += file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
