@@ -13,7 +13,8 @@
 
 namespace {
 
-constexpr int answerMs = 4000;
+constexpr int answerMs = 3500;
+constexpr int graceMs = 100;
 
 const QString& name() {
     static const QString text = QStringLiteral("io.github.timer_kelvaro.timer");
@@ -90,13 +91,19 @@ public Q_SLOTS:
     }
 
 private:
-    /// Not before the next turn of the event loop: when this is the last one, because the program is
-    /// quitting, there is no answer, and the second program opens its own window.
+    /// Nobody may be told that there is a window which then closes: what the person did before may still be
+    /// on its way from the window system, and comes first. When that ends the program, its event loop makes
+    /// no further turn, there is no answer, and the second program opens its own window.
     void answerLater(const QDBusMessage& call, const std::function<void()>& act) {
         call.setDelayedReply(true);
-        QTimer::singleShot(0, this, [call, act] {
+        const auto answer = [call, act] {
             act();
             QDBusConnection::sessionBus().send(call.createReply());
+        };
+        // Behind all that is posted by then, and in a turn of its own.
+        const auto afterTheRest = [this, answer] { QTimer::singleShot(0, this, answer); };
+        QTimer::singleShot(graceMs, this, [this, afterTheRest] {
+            QMetaObject::invokeMethod(this, afterTheRest, Qt::QueuedConnection);
         });
     }
 

@@ -32,7 +32,7 @@ public:
     /// before the application object is made, which takes it from the environment.
     [[nodiscard]] static QVariantMap platformData();
 
-    /// Takes the name, or hands the start over to who has it; waits 4 s at most.
+    /// Takes the name, or hands the start over to who has it; waits 3.5 s at most.
     [[nodiscard]] Role claim(const Start& start);
 
 Q_SIGNALS:
