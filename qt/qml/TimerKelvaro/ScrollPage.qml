@@ -28,12 +28,11 @@ Item {
 
     Connections {
         target: page.window
-        function onActiveFocusItemChanged() {
-            const item = page.window.activeFocusItem
-            const reason = (item as Control)?.focusReason ?? (item as TextField)?.focusReason
+        function onStopMoved() {
+            const reason = page.window.stopReason
             // The window that comes back finds the page where it was left.
             if (reason !== Qt.ActiveWindowFocusReason && reason !== Qt.PopupFocusReason)
-                page.reveal(item)
+                page.reveal(page.window.stop)
         }
     }
 
