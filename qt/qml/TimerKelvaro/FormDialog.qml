@@ -11,6 +11,8 @@ ModalDialog {
 
     required property Controller controller
     default property alias form: fields.data
+    /// There is nothing to be refused: OK closes it.
+    property bool question: false
     /// The controller takes this change only while it is not busy.
     property bool takesTurns: false
     readonly property bool waiting: turn.waiting
@@ -35,7 +37,7 @@ ModalDialog {
     function hand() {
         const before = controller.pending
         submitted()
-        taken = controller.pending > before
+        taken = question || controller.pending > before
         if (taken)
             accept()
         else
@@ -44,6 +46,7 @@ ModalDialog {
 
     onNoticeChanged: window.announce(notice)
     onWaitingChanged: window.announce(waiting ? waitNote.text : "")
+    onOpened: if (question) ok.forceActiveFocus(Qt.TabFocusReason)
     onVisibleChanged: {
         turn.forget()
         taken = false
@@ -96,6 +99,8 @@ ModalDialog {
             Layout.preferredHeight: 28
         },
         ActionButton {
+            id: ok
+
             objectName: "ok"
             text: dialog.window.label("אישור", "OK")
             highlighted: true

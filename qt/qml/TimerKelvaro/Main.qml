@@ -261,6 +261,8 @@ TimerWindow {
                 given: ({ window: window, controller: window.client })
             }
             Late {
+                id: settings
+
                 settled: window.settled
                 shown: tabs.currentIndex === 3
                 file: Qt.resolvedUrl("SettingsPage.qml")
@@ -280,6 +282,20 @@ TimerWindow {
         function onAccountLeft() {
             workspaceTurn.forget()
         }
+        function onWholeTextWanted(text) {
+            (messageDialog.made() as MessageDialog).show(text)
+        }
+        function onRetainedWanted() {
+            tabs.currentIndex = 3;
+            (settings.made() as SettingsPage).showRetained()
+        }
+    }
+    Late {
+        id: messageDialog
+
+        settled: window.settled
+        file: Qt.resolvedUrl("MessageDialog.qml")
+        given: ({ window: window })
     }
     Late {
         id: editDialog

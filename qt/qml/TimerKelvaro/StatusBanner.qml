@@ -10,6 +10,7 @@ Rectangle {
     required property TimerWindow window
     required property Controller controller
     readonly property int inset: 11
+    readonly property var retained: controller.retained
 
     radius: 10
     color: Theme.banner(window.dark)
@@ -46,13 +47,16 @@ Rectangle {
             objectName: "wholeMessage"
             text: banner.window.label("הודעה מלאה", "Whole message")
             visible: status.truncated
-            onClicked: whole.show(status.text)
+            onClicked: banner.window.wholeTextWanted(status.text)
         }
-    }
-    MessageDialog {
-        id: whole
-
-        window: banner.window
+        BannerButton {
+            objectName: "showRetained"
+            text: banner.window.label("הצג", "Show")
+            Accessible.name: banner.window.label("הצג את השינוי שהשרת לא קיבל", "Show the change that the server did not accept")
+            highlighted: true
+            visible: !!banner.retained.operation
+            onClicked: banner.window.retainedWanted()
+        }
     }
     ImportProgress {
         record: banner.controller.importPreview

@@ -18,6 +18,7 @@ QtObject {
     readonly property int rowPadding: 14
     readonly property int scrollBar: 10
     readonly property int durationWidth: 84 // "1000:00:00" in bold
+    readonly property int fieldName: 110
     readonly property int progressHeight: 4
     readonly property int bannerButton: 28
     readonly property int popupHeight: 360

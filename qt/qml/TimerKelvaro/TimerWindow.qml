@@ -18,6 +18,10 @@ ApplicationWindow {
 
     /// Whoever was named here is no longer: what they typed is not for the next one's eyes.
     signal accountLeft
+    /// Of a text that is too long for its place.
+    signal wholeTextWanted(string text)
+    /// The change that the server refused is to be seen.
+    signal retainedWanted
     /// The keyboard went to another control.
     signal stopMoved
 
@@ -55,7 +59,8 @@ ApplicationWindow {
 
     onActiveFocusItemChanged: {
         const item = activeFocusItem
-        if (stopIsOff && isAround(item, stop))
+        // It is switched off before it says so: the binding comes later.
+        if (stop && !stop.enabled && isAround(item, stop))
             return
         if (item === stop) {
             // Back after a wait: as it came there first.
