@@ -44,6 +44,7 @@ class Controller : public QObject {
     Q_PROPERTY(QVariantMap retained READ retained NOTIFY changed)
     Q_PROPERTY(bool sessionRefused READ sessionRefused NOTIFY changed)
     Q_PROPERTY(bool queueReady READ queueReady NOTIFY changed)
+    Q_PROPERTY(QString accountId READ accountId NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -84,6 +85,8 @@ public:
     [[nodiscard]] bool sessionRefused() const;
     /// What is recorded now would be kept: the storage is open and its record was read.
     [[nodiscard]] bool queueReady() const;
+    /// The server's id of the person; empty while it is unknown.
+    [[nodiscard]] QString accountId() const;
 
     // What a person can do
 

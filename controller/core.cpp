@@ -152,3 +152,7 @@ bool Controller::secureStorage() const {
 bool Controller::queueReady() const {
     return m_vault.acceptsWrites();
 }
+
+QString Controller::accountId() const {
+    return m_me.value(u"id").toString();
+}

@@ -89,6 +89,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "QVariantMap retained by changed",
         "bool sessionRefused by changed",
         "bool queueReady by changed",
+        "QString accountId by changed",
     };
     QCOMPARE(properties, expected);
 }

@@ -64,7 +64,6 @@ private Q_SLOTS:
     void refusedWorkspaceReturns();
     void serverFieldKeepsWhatIsTyped();
     void passwordIsForgottenAtOnce();
-    void refusedManualEntryIsKept();
     void editDialogQueuesTheText();
     void closeHidesOnlyWithATray();
     void everyControlIsReachedByTab();
@@ -305,33 +304,6 @@ void WindowTest::passwordIsForgottenAtOnce() {
     QCOMPARE(text(item("password")), QString());
     QTRY_VERIFY(!controller().busy());
     QVERIFY(!controller().accountSignedIn());
-}
-
-void WindowTest::refusedManualEntryIsKept() {
-    m_fixture->unlock();
-    m_fixture->show(WindowFixture::document());
-    QObject* const dialog = m_fixture->object(QStringLiteral("manualDialog"));
-    m_fixture->click(item("manualEntry"));
-    QTRY_VERIFY(dialog->property("opened").toBool());
-    QCOMPARE(m_fixture->window->activeFocusItem(), item("manualDescription"));
-    item("manualDescription")->setProperty("text", QStringLiteral("Call"));
-    item("manualFrom")->setProperty("text", QStringLiteral("2021-03-01T09:00:00+02:00"));
-
-    QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QTRY_VERIFY(!dialog->property("visible").toBool());
-    QCOMPARE(controller().pending(), 0);
-
-    m_fixture->click(item("manualEntry"));
-    QTRY_VERIFY(dialog->property("opened").toBool());
-    QCOMPARE(text(item("manualDescription")), QStringLiteral("Call"));
-    item("manualTo")->setProperty("text", QStringLiteral("2021-03-01T10:00:00+02:00"));
-    QTest::keyClick(m_fixture->window, Qt::Key_Return);
-
-    QCOMPARE(controller().pending(), 1);
-    QCOMPARE(controller().entries().constFirst().toMap().value(QStringLiteral("description")).toString(),
-             QStringLiteral("Call"));
-    for (const char* const name : {"manualDescription", "manualFrom", "manualTo"})
-        QCOMPARE(text(item(name)), QString());
 }
 
 void WindowTest::editDialogQueuesTheText() {

@@ -50,7 +50,6 @@ private Q_SLOTS:
     void exportsWorkWhileBusy_data();
     void exportsWorkWhileBusy();
     void shortcutLanguagePauseAndBrowserWorkWhileBusy();
-    void editWaitsUntilItCanBeTaken();
     void disabledChooserStaysShutForAssistiveTechnology();
 };
 
@@ -176,31 +175,6 @@ void WindowBusyTest::shortcutLanguagePauseAndBrowserWorkWhileBusy() {
     m_fixture->click(item("openTimesheets"));
     QCOMPARE(browser.opened, QList<QUrl>{QUrl(m_peer->url() + QStringLiteral("/#timesheet"))});
     QVERIFY(controller().busy());
-}
-
-void WindowBusyTest::editWaitsUntilItCanBeTaken() {
-    QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
-    QTRY_VERIFY(item("editEntry")->isVisible());
-    m_fixture->click(item("editEntry"));
-    QTRY_VERIFY(dialog->property("opened").toBool());
-    item("editDescription")->setProperty("text", QStringLiteral("Better"));
-    QVERIFY(dialog->findChild<QQuickItem*>(QStringLiteral("ok"))->isEnabled());
-
-    becomeBusy();
-    QVERIFY(!dialog->findChild<QQuickItem*>(QStringLiteral("ok"))->isEnabled());
-    QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QVERIFY(dialog->property("opened").toBool());
-    QCOMPARE(item("editDescription")->property("text").toString(), QStringLiteral("Better"));
-    QCOMPARE(controller().pending(), 0);
-
-    QTRY_COMPARE(m_peer->held(), 1);
-    m_peer->release();
-    QTRY_VERIFY(!controller().busy());
-    QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QCOMPARE(controller().pending(), 1);
-    QCOMPARE(controller().entries().constFirst().toMap().value(QStringLiteral("description")).toString(),
-             QStringLiteral("Better"));
-    QTRY_VERIFY(!dialog->property("visible").toBool());
 }
 
 void WindowBusyTest::disabledChooserStaysShutForAssistiveTechnology() {

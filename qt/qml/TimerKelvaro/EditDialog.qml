@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
 import QtQuick.Controls.Material
+import QtQuick.Layouts
 import TimerKelvaro
 
 FormDialog {
     id: dialog
 
-    required property Controller controller
     property string entryId: ""
 
     function edit(id: string, description: string) {
@@ -18,9 +18,9 @@ FormDialog {
     objectName: "editDialog"
     title: window.label("עריכת תיאור", "Edit description")
     width: 500
-    acceptable: !controller.busy
+    takesTurns: true
 
-    onAccepted: controller.editDescription(entryId, field.text)
+    onSubmitted: controller.editDescription(entryId, field.text)
     onOpened: field.forceActiveFocus()
 
     Connections {
@@ -35,11 +35,13 @@ FormDialog {
     Field {
         id: field
 
-        width: parent.width
         objectName: "editDescription"
         focus: true
         maximumLength: 4096
         name: dialog.window.label("תיאור", "Description")
-        onAccepted: dialog.acceptIfPossible()
+        readOnly: dialog.waiting
+        Layout.fillWidth: true
+        onTextEdited: dialog.refusal = ""
+        onAccepted: dialog.submit()
     }
 }

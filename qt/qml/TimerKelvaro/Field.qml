@@ -31,7 +31,7 @@ T.TextField {
         height: field.height
         visible: !field.length && !field.preeditText
         text: field.placeholderText
-        font: field.font
+        font.pixelSize: field.font.pixelSize // of the font as a whole only what was set by hand is taken over
         color: field.placeholderTextColor
         horizontalAlignment: Text.AlignLeft
         verticalAlignment: Text.AlignVCenter

@@ -2,73 +2,114 @@
 import QtQuick
 import QtQuick.Controls.Material
 import QtQuick.Layouts
-import QtQuick.Templates as T
+import TimerKelvaro
 
-/// A modal form: Enter in a field accepts it, Escape leaves it.
-Dialog {
+/// A modal form for one change: Enter in a field submits it, Escape leaves it. It
+/// closes when the change is taken; when it is not, it stays and says why.
+ModalDialog {
     id: dialog
 
-    required property TimerWindow window
-    /// What was typed stays on the screen while it could not be taken.
-    property bool acceptable: true
+    required property Controller controller
+    default property alias form: fields.data
+    /// There is nothing to be refused: OK closes it.
+    property bool question: false
+    /// The controller takes this change only while it is not busy.
+    property bool takesTurns: false
+    readonly property bool waiting: turn.waiting
+    /// What is to be known about what is typed.
+    property string notice: ""
+    /// Why the last try was not taken.
+    property string refusal: ""
+    property bool taken: false
 
-    function acceptIfPossible() {
-        if (acceptable)
+    /// Hands the change to the controller.
+    signal submitted
+
+    function submit() {
+        if (taken || waiting)
+            return
+        refusal = ""
+        if (takesTurns)
+            turn.ask()
+        else
+            hand()
+    }
+    function hand() {
+        const before = controller.pending
+        submitted()
+        taken = question || controller.pending > before
+        if (taken)
             accept()
+        else
+            refusal = controller.message
     }
 
-    parent: window.contentItem
-    anchors.centerIn: T.Overlay.overlay
-    modal: true
-    focus: true
-    closePolicy: Popup.CloseOnEscape
-    padding: Theme.margin
-    topPadding: Theme.gap
-
-    T.Overlay.modal: Rectangle {
-        color: Theme.shade
+    onNoticeChanged: window.announce(notice)
+    onWaitingChanged: window.announce(waiting ? waitNote.text : "")
+    onOpened: if (question) ok.forceActiveFocus(Qt.TabFocusReason)
+    onVisibleChanged: {
+        turn.forget()
+        taken = false
+        refusal = ""
     }
 
-    background: Rectangle {
-        radius: Theme.actionRadius
-        color: Theme.card(dialog.window.dark)
-        border.color: Theme.line(dialog.window.dark)
+    WhenFree {
+        id: turn
+
+        controller: dialog.controller
+        onFree: dialog.hand()
     }
+    ColumnLayout {
+        width: parent.width
+        spacing: Theme.gap
 
-    header: Label {
-        text: dialog.title
-        font.pixelSize: 18
-        font.bold: true
-        leftPadding: Theme.margin
-        rightPadding: Theme.margin
-        topPadding: Theme.margin
-        horizontalAlignment: Text.AlignLeft
-    }
+        ColumnLayout {
+            id: fields
 
-    footer: Pane {
-        background: null
-        padding: Theme.margin
-        topPadding: 0
-
-        RowLayout {
-            anchors.fill: parent
             spacing: Theme.gap
+        }
+        Note {
+            objectName: "notice"
+            visible: text !== ""
+            text: dialog.notice
+            color: Theme.warning(dialog.window.dark)
+        }
+        Note {
+            objectName: "refusal"
+            visible: text !== ""
+            text: dialog.refusal
+            color: Theme.warning(dialog.window.dark)
+            font.bold: true
+        }
+        Note {
+            id: waitNote
 
-            Item {
-                Layout.fillWidth: true
-            }
-            ActionButton {
-                objectName: "ok"
-                text: dialog.window.label("אישור", "OK")
-                highlighted: true
-                enabled: dialog.acceptable
-                onClicked: dialog.acceptIfPossible()
-            }
-            ActionButton {
-                objectName: "cancel"
-                text: dialog.window.label("ביטול", "Cancel")
-                onClicked: dialog.reject()
-            }
+            objectName: "waitNote"
+            visible: dialog.waiting
+            text: dialog.window.label("ממתין לתשובת השרת; השינוי יישמר מיד אחריה.",
+                                      "Waiting for the server's answer; the change is saved right after it.")
         }
     }
+
+    actions: [
+        BusyIndicator {
+            running: dialog.waiting
+            padding: 0
+            Layout.preferredWidth: 28
+            Layout.preferredHeight: 28
+        },
+        ActionButton {
+            id: ok
+
+            objectName: "ok"
+            text: dialog.window.label("אישור", "OK")
+            highlighted: true
+            onClicked: dialog.submit()
+        },
+        ActionButton {
+            objectName: "cancel"
+            text: dialog.window.label("ביטול", "Cancel")
+            onClicked: dialog.reject()
+        }
+    ]
 }

@@ -13,15 +13,23 @@ TimerWindow {
     readonly property Controller client: controller // qmllint disable unqualified
     readonly property bool hidesOnClose: trayAvailable // qmllint disable unqualified
     readonly property date created: new Date()
-    readonly property var account: ({ name: client.accountName, signedIn: client.accountSignedIn, server: client.server })
-    property var lastAccount: ({ name: "", signedIn: false, server: "" })
+    /// Who is at work here, as the server knows them; empty while that is unknown.
+    readonly property string account: client.accountId && client.server + " " + client.accountId
+    readonly property bool signedIn: client.accountSignedIn
+    property string lastAccount: ""
 
     onAccountChanged: {
-        const last = lastAccount
-        lastAccount = account
-        if ((last.name !== "" && last.name !== account.name) || (last.signedIn && !account.signedIn)
-                || (last.server !== "" && last.server !== account.server))
+        if (account === "")
+            return
+        if (lastAccount !== "" && lastAccount !== account)
             accountLeft()
+        lastAccount = account
+    }
+    onSignedInChanged: {
+        if (signedIn)
+            return
+        lastAccount = client.accountId && account
+        accountLeft()
     }
 
     component PageTab: TabButton {
@@ -139,14 +147,29 @@ TimerWindow {
                 Layout.fillWidth: true
             }
             Chooser {
+                id: workspace
+
+                /// Chosen while the controller was busy.
+                property string held: ""
+
                 objectName: "workspaceSelect"
                 name: window.label("סביבת עבודה", "Workspace")
-                shownId: window.client.workspace
-                enabled: !window.client.busy
+                shownId: workspaceTurn.waiting ? held : window.client.workspace
+                enabled: !window.client.busy || popup.visible
                 Layout.preferredWidth: 280
                 onActivated: index => {
-                    window.client.selectWorkspace(rows.idAt(index))
+                    held = rows.idAt(index)
+                    workspaceTurn.ask()
                     show()
+                }
+                WhenFree {
+                    id: workspaceTurn
+
+                    controller: window.client
+                    onFree: {
+                        if (workspace.rows.indexOf(workspace.held) >= 0)
+                            window.client.selectWorkspace(workspace.held)
+                    }
                 }
                 rows: RowModel {
                     source: window.client
@@ -178,36 +201,10 @@ TimerWindow {
         anchors.margins: Theme.margin
         spacing: Theme.gap
 
-        Rectangle {
-            radius: 10
-            color: Theme.banner(window.dark)
+        StatusBanner {
+            window: window
+            controller: window.client
             Layout.fillWidth: true
-            Layout.preferredHeight: status.implicitHeight + 22
-
-            Label {
-                id: status
-
-                objectName: "status"
-                Accessible.name: text
-                anchors.fill: parent
-                anchors.margins: 11
-                text: window.client.message
-                font.pixelSize: 12
-                wrapMode: Text.Wrap
-                textFormat: Text.PlainText
-                horizontalAlignment: Text.AlignLeft
-            }
-            ImportProgress {
-                record: window.client.importPreview
-                name: window.label("התקדמות הייבוא", "Import progress")
-                dark: window.dark
-                anchors.bottom: parent.bottom
-                anchors.left: parent.left
-                anchors.right: parent.right
-                anchors.leftMargin: 11
-                anchors.rightMargin: 11
-                anchors.bottomMargin: 4
-            }
         }
         TabBar {
             id: tabs
@@ -264,6 +261,8 @@ TimerWindow {
                 given: ({ window: window, controller: window.client })
             }
             Late {
+                id: settings
+
                 settled: window.settled
                 shown: tabs.currentIndex === 3
                 file: Qt.resolvedUrl("SettingsPage.qml")
@@ -278,6 +277,26 @@ TimerWindow {
         }
     }
 
+    Connections {
+        target: window
+        function onAccountLeft() {
+            workspaceTurn.forget()
+        }
+        function onWholeTextWanted(text) {
+            (messageDialog.made() as MessageDialog).show(text)
+        }
+        function onRetainedWanted() {
+            tabs.currentIndex = 3;
+            (settings.made() as SettingsPage).showRetained()
+        }
+    }
+    Late {
+        id: messageDialog
+
+        settled: window.settled
+        file: Qt.resolvedUrl("MessageDialog.qml")
+        given: ({ window: window })
+    }
     Late {
         id: editDialog
 

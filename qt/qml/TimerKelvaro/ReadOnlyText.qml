@@ -9,6 +9,7 @@ ScrollView {
     property alias text: area.text
     property alias pixelSize: area.font.pixelSize
     property alias family: area.font.family
+    readonly property alias reader: area
     property string name
 
     contentWidth: availableWidth
@@ -18,6 +19,7 @@ ScrollView {
 
         readOnly: true
         selectByMouse: true
+        selectByKeyboard: true
         wrapMode: TextEdit.Wrap
         padding: Theme.rowPadding
         background: null

@@ -12,6 +12,15 @@ Item {
     default property alias content: column.data
     property alias spacing: column.spacing
 
+    /// Made or moved only just now: it is brought into view once it has its place.
+    property Item wanted: null
+
+    function goTo(item: Item) {
+        item.forceActiveFocus(Qt.TabFocusReason)
+        wanted = item
+        window.update()
+    }
+
     /// Brings what the keyboard reached into view.
     function reveal(item: Item) {
         let above = item
@@ -23,17 +32,26 @@ Item {
         if (top < view.contentY)
             view.contentY = Math.max(0, top - Theme.gap)
         else if (top + item.height > view.contentY + view.height)
-            view.contentY = Math.min(view.contentHeight - view.height, top + item.height + Theme.gap - view.height)
+            view.contentY = Math.min(view.contentHeight - view.height, top + item.height + Theme.gap - view.height,
+                                     Math.max(0, top - Theme.gap))
     }
 
     Connections {
         target: page.window
-        function onActiveFocusItemChanged() {
-            const item = page.window.activeFocusItem
-            const reason = (item as Control)?.focusReason ?? (item as TextField)?.focusReason
+        function onStopMoved() {
+            const reason = page.window.stopReason
             // The window that comes back finds the page where it was left.
             if (reason !== Qt.ActiveWindowFocusReason && reason !== Qt.PopupFocusReason)
-                page.reveal(item)
+                page.reveal(page.window.stop)
+        }
+    }
+
+    Connections {
+        target: page.window
+        enabled: !!page.wanted
+        function onAfterAnimating() {
+            page.reveal(page.wanted)
+            page.wanted = null
         }
     }
 

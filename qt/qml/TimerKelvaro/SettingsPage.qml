@@ -15,6 +15,14 @@ ScrollPage {
         password.text = "" // unlike clear(), leaves nothing to undo either
     }
 
+    function renew() {
+        controller.renewSession(email.text, password.text)
+        password.text = ""
+    }
+    function showRetained() {
+        goTo(retained)
+    }
+
     spacing: 16
 
     Connections {
@@ -41,6 +49,8 @@ ScrollPage {
         // Notifies only when the address itself changes, so that nothing else replaces what is typed.
         readonly property string address: page.controller.server || "http://127.0.0.1:18080"
 
+        onAddressChanged: password.text = "" // was meant for another server
+
         objectName: "server"
         inputMethodHints: Qt.ImhUrlCharactersOnly | Qt.ImhNoPredictiveText
         placeholderText: "https://timer.example.com"
@@ -60,6 +70,14 @@ ScrollPage {
               ? page.window.label("חשבון אישי: ", "Personal account: ") + page.controller.accountName
               : page.window.label("לא מחובר לחשבון אישי", "Not signed in to a personal account")
         font.bold: true
+    }
+    Note {
+        objectName: "sessionEnded"
+        visible: page.controller.sessionRefused
+        text: page.window.label(
+            "החיבור לחשבון הסתיים. השינויים הממתינים נשמרים; התחבר מחדש לאותו חשבון כדי שיישלחו.",
+            "The session has ended. Waiting changes are kept; sign in again to the same account, and they are sent.")
+        color: Theme.warning(page.window.dark)
     }
     Note {
         text: page.window.label(
@@ -83,7 +101,9 @@ ScrollPage {
         placeholderText: page.window.label("סיסמת חשבון אישי", "Personal account password")
         Layout.fillWidth: true
         onAccepted: {
-            if (signIn.enabled)
+            if (again.visible && again.enabled)
+                page.renew()
+            else if (signIn.enabled)
                 page.signIn()
         }
     }
@@ -105,6 +125,16 @@ ScrollPage {
             text: page.window.label("התנתק מהחשבון", "Sign out")
             enabled: page.controller.accountSignedIn && page.accountFree
             onClicked: page.controller.logoutAccount()
+        }
+        ActionButton {
+            id: again
+
+            objectName: "signInAgain"
+            text: page.window.label("התחבר מחדש", "Sign in again")
+            visible: page.controller.sessionRefused
+            enabled: page.controller.secureStorage && !page.controller.busy
+            highlighted: true
+            onClicked: page.renew()
         }
     }
     Switch {
@@ -130,10 +160,36 @@ ScrollPage {
               : page.window.label("אחסון מאובטח אינו זמין. קריאה ודוחות זמינים; כתיבת זמן דורשת אחסון מאובטח.",
                                   "Secure storage unavailable. Reports and reads are available; time writes require secure storage.")
     }
-    ActionButton {
-        objectName: "exportPending"
-        text: page.window.label("ייצוא תור ממתין", "Export pending changes")
-        onClicked: page.controller.exportPending()
+    Flow {
+        spacing: Theme.gap
+        Layout.fillWidth: true
+
+        ActionButton {
+            objectName: "exportPending"
+            text: page.window.label("ייצוא תור ממתין", "Export pending changes")
+            onClicked: page.controller.exportPending()
+        }
+        ActionButton {
+            objectName: "removePending"
+            text: page.window.label("שמור עותק והסר את כל השינויים הממתינים", "Save a copy and remove all waiting changes")
+            visible: page.controller.pending > 0
+            enabled: !page.controller.busy
+            onClicked: removeDialog.open()
+        }
+    }
+    RemovePendingDialog {
+        id: removeDialog
+
+        window: page.window
+        controller: page.controller
+    }
+    RetainedPanel {
+        id: retained
+
+        objectName: "retainedPanel"
+        window: page.window
+        controller: page.controller
+        Layout.fillWidth: true
     }
     ReadOnlyText {
         objectName: "conflicts"

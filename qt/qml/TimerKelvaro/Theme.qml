@@ -18,7 +18,9 @@ QtObject {
     readonly property int rowPadding: 14
     readonly property int scrollBar: 10
     readonly property int durationWidth: 84 // "1000:00:00" in bold
+    readonly property int fieldName: 110
     readonly property int progressHeight: 4
+    readonly property int bannerButton: 28
     readonly property int popupHeight: 360
     readonly property int radius: 10
     readonly property int actionRadius: 12
@@ -44,6 +46,10 @@ QtObject {
     }
     function thumb(dark: bool): color {
         return dark ? "#5a5373" : "#c3bcdc"
+    }
+    /// What a person must not overlook.
+    function warning(dark: bool): color {
+        return dark ? "#ffb4a8" : "#a3241a"
     }
     /// The accent where it carries small text or a thin ring.
     function tint(dark: bool): color {

@@ -1,17 +1,29 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
 import QtQuick.Controls.Material
+import TimerKelvaro
 
-/// What every page and dialog knows of the window: its language, its theme and
-/// the two formatters.
+/// What every page and dialog knows of the window: its language, its theme, the
+/// two formatters, its voice, and where the keyboard is.
 ApplicationWindow {
     id: window
 
     property bool hebrew: true
     property bool dark: false
 
+    /// Where the keyboard is, also while a wait has switched that control off.
+    property Item stop: null
+    property int stopReason: Qt.OtherFocusReason
+    readonly property bool stopIsOff: !!stop && !stop.enabled
+
     /// Whoever was named here is no longer: what they typed is not for the next one's eyes.
     signal accountLeft
+    /// Of a text that is too long for its place.
+    signal wholeTextWanted(string text)
+    /// The change that the server refused is to be seen.
+    signal retainedWanted
+    /// The keyboard went to another control.
+    signal stopMoved
 
     function label(he, en) {
         return hebrew ? he : en
@@ -23,9 +35,70 @@ ApplicationWindow {
         return padded(Math.floor(seconds / 3600)) + ":" + padded(Math.floor(seconds / 60) % 60) + ":" + padded(seconds % 60)
     }
 
+    /// Has a text spoken by assistive technology.
+    function announce(text: string) {
+        if (text !== "")
+            voices.next().say(text)
+    }
+
+    function isAround(outer: Item, inner: Item): bool {
+        let item = inner
+        while (item && item !== outer)
+            item = item.parent
+        return !!outer && item === outer
+    }
+    function step(forward: bool) {
+        stop.nextItemInFocusChain(forward).forceActiveFocus(forward ? Qt.TabFocusReason : Qt.BacktabFocusReason)
+    }
+
     Material.theme: dark ? Material.Dark : Material.Light
     Material.accent: Theme.accent
     Material.background: Theme.page(dark)
     LayoutMirroring.enabled: hebrew
     LayoutMirroring.childrenInherit: true
+
+    onActiveFocusItemChanged: {
+        const item = activeFocusItem
+        // It is switched off before it says so: the binding comes later.
+        if (stop && !stop.enabled && isAround(item, stop))
+            return
+        if (item === stop) {
+            // Back after a wait: as it came there first.
+            if (item && item["focusReason"] === Qt.OtherFocusReason)
+                item["focusReason"] = stopReason
+            return
+        }
+        stop = item
+        stopReason = item?.["focusReason"] ?? Qt.OtherFocusReason
+        stopMoved()
+    }
+
+    Shortcut {
+        sequence: "Tab"
+        enabled: window.stopIsOff
+        onActivated: window.step(true)
+    }
+    Shortcut {
+        sequences: ["Backtab", "Shift+Tab"]
+        enabled: window.stopIsOff
+        onActivated: window.step(false)
+    }
+
+    // They take turns, so that one that is read late still says its own.
+    Repeater {
+        id: voices
+
+        property int turn: 0
+
+        function next(): Announcer {
+            turn = (turn + 1) % count
+            return itemAt(turn) as Announcer
+        }
+
+        model: 4
+        Announcer {
+            Accessible.role: Accessible.Notification
+            Accessible.name: text
+        }
+    }
 }

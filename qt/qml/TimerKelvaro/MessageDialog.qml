@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Layouts
+
+/// A text that is too long for its place, to scroll through and to copy.
+ModalDialog {
+    id: dialog
+
+    function show(text: string) {
+        message.text = text
+        open()
+    }
+
+    objectName: "messageDialog"
+    title: window.label("הודעה מלאה", "Whole message")
+    width: 640
+
+    onOpened: message.reader.forceActiveFocus()
+
+    ReadOnlyText {
+        id: message
+
+        objectName: "message"
+        name: dialog.title
+        pixelSize: 13
+        width: parent.width
+        height: 320
+    }
+
+    actions: ActionButton {
+        objectName: "close"
+        text: dialog.window.label("סגירה", "Close")
+        onClicked: dialog.close()
+    }
+}

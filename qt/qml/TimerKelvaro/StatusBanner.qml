@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+import TimerKelvaro
+
+/// The status message: a few lines of it, and a way to the rest.
+Rectangle {
+    id: banner
+
+    required property TimerWindow window
+    required property Controller controller
+    readonly property int inset: 11
+    readonly property var retained: controller.retained
+
+    radius: 10
+    color: Theme.banner(window.dark)
+    implicitHeight: status.implicitHeight + 2 * inset
+
+    Label {
+        id: status
+
+        objectName: "status"
+        Accessible.name: text
+        anchors.left: parent.left
+        anchors.right: buttons.left
+        anchors.top: parent.top
+        anchors.margins: banner.inset
+        anchors.rightMargin: buttons.width > 0 ? banner.inset : 0
+        text: banner.controller.message
+        font.pixelSize: 12
+        wrapMode: Text.Wrap
+        maximumLineCount: 4
+        elide: Text.ElideRight
+        textFormat: Text.PlainText
+        horizontalAlignment: Text.AlignLeft
+        onTextChanged: banner.window.announce(text)
+    }
+    Row {
+        id: buttons
+
+        spacing: 8
+        anchors.right: parent.right
+        anchors.rightMargin: banner.inset
+        anchors.verticalCenter: parent.verticalCenter
+
+        BannerButton {
+            objectName: "wholeMessage"
+            text: banner.window.label("הודעה מלאה", "Whole message")
+            visible: status.truncated
+            onClicked: banner.window.wholeTextWanted(status.text)
+        }
+        BannerButton {
+            objectName: "showRetained"
+            text: banner.window.label("הצג", "Show")
+            Accessible.name: banner.window.label("הצג את השינוי שהשרת לא קיבל", "Show the change that the server did not accept")
+            highlighted: true
+            visible: !!banner.retained.operation
+            onClicked: banner.window.retainedWanted()
+        }
+    }
+    ImportProgress {
+        record: banner.controller.importPreview
+        name: banner.window.label("התקדמות הייבוא", "Import progress")
+        dark: banner.window.dark
+        anchors.bottom: parent.bottom
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.leftMargin: banner.inset
+        anchors.rightMargin: banner.inset
+        anchors.bottomMargin: 4
+    }
+}

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "tests/window/windowfixture.h"
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QTest>
+
+/// What the banner shows of a message, however long the server made it.
+class WindowBannerTest : public QObject {
+    Q_OBJECT
+
+    [[nodiscard]] QQuickItem* item(const char* name) const {
+        return m_fixture->item(QString::fromLatin1(name));
+    }
+    [[nodiscard]] QQuickItem* banner() const { return item("status")->parentItem(); }
+
+    std::unique_ptr<WindowFixture> m_fixture;
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void shortMessageIsWhole();
+    void longMessageTakesAFewLines_data();
+    void longMessageTakesAFewLines();
+    void wholeMessageStaysWhileItIsRead();
+    void wholeMessageIsScrolledByKeyboard();
+};
+
+void WindowBannerTest::init() {
+    m_fixture = std::make_unique<WindowFixture>();
+    QTRY_VERIFY(m_fixture->window->isActive());
+}
+
+void WindowBannerTest::cleanup() {
+    m_fixture.reset();
+}
+
+void WindowBannerTest::shortMessageIsWhole() {
+    m_fixture->controller.fail(QStringLiteral("Connected to PostgreSQL"));
+    m_fixture->layOut();
+    QVERIFY(!item("wholeMessage")->isVisible());
+    QCOMPARE(banner()->height(), item("status")->implicitHeight() + 22);
+}
+
+void WindowBannerTest::longMessageTakesAFewLines_data() {
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<bool>("byKey");
+    const QString words = QStringLiteral("The period is closed. ").repeated(400);
+    const QString solid(10'000, u'x');
+    QTest::newRow("words, key") << words << true;
+    QTest::newRow("words, mouse") << words << false;
+    QTest::newRow("without spaces, key") << solid << true;
+    QTest::newRow("without spaces, mouse") << solid << false;
+}
+
+void WindowBannerTest::longMessageTakesAFewLines() {
+    QFETCH(QString, message);
+    QFETCH(bool, byKey);
+    m_fixture->window->resize(m_fixture->window->minimumSize());
+    m_fixture->controller.fail(message);
+    m_fixture->layOut();
+    QVERIFY2(banner()->height() < 100, qPrintable(QString::number(banner()->height())));
+    QQuickItem* const more = item("wholeMessage");
+    QTRY_VERIFY(more->isVisible());
+    QVERIFY(banner()->boundingRect().contains(more->mapRectToItem(banner(), more->boundingRect())));
+    QVERIFY(!more->mapRectToScene(more->boundingRect())
+                 .intersects(item("status")->mapRectToScene(item("status")->boundingRect())));
+
+    if (byKey) {
+        more->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    } else {
+        m_fixture->click(more);
+    }
+    const QObject* const dialog = m_fixture->object(QStringLiteral("messageDialog"));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    QCOMPARE(item("message")->property("text").toString(), message);
+    QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    QTRY_VERIFY(!dialog->property("visible").toBool());
+}
+
+void WindowBannerTest::wholeMessageStaysWhileItIsRead() {
+    const QString message = QStringLiteral("The period is closed. ").repeated(400);
+    m_fixture->controller.fail(message);
+    m_fixture->layOut();
+    QTRY_VERIFY(item("wholeMessage")->isVisible());
+    m_fixture->click(item("wholeMessage"));
+    m_fixture->controller.fail(QStringLiteral("Connected to PostgreSQL"));
+    QCOMPARE(item("message")->property("text").toString(), message);
+    QTRY_VERIFY(!item("wholeMessage")->isVisible());
+}
+
+void WindowBannerTest::wholeMessageIsScrolledByKeyboard() {
+    m_fixture->controller.fail(QString(10'000, u'x'));
+    m_fixture->layOut();
+    QTRY_VERIFY(item("wholeMessage")->isVisible());
+    m_fixture->click(item("wholeMessage"));
+    QTRY_VERIFY(m_fixture->object(QStringLiteral("messageDialog"))->property("opened").toBool());
+    const auto* const view = item("message")->property("contentItem").value<QQuickItem*>();
+    const double end = view->property("contentHeight").toDouble() - view->height();
+    QVERIFY(end > 0);
+    QTest::keyClick(m_fixture->window, Qt::Key_End, Qt::ControlModifier);
+    QTRY_VERIFY(view->property("contentY").toDouble() > end - 20);
+}
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    prepareApplication();
+    WindowBannerTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "banner.moc"

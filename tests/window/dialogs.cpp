@@ -1,0 +1,261 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/scriptedpeer.h"
+#include "tests/window/windowfixture.h"
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QSignalSpy>
+#include <QTest>
+
+/// A change in a dialog is taken, or refused with a sentence, or waits in sight;
+/// what was typed is never lost. The server lets a reload hang until it is released.
+class WindowDialogsTest : public QObject {
+    Q_OBJECT
+
+    [[nodiscard]] QQuickItem* item(const char* name) const {
+        return m_fixture->item(QString::fromLatin1(name));
+    }
+    [[nodiscard]] QString text(const char* name) const { return item(name)->property("text").toString(); }
+    [[nodiscard]] QQuickItem* part(const char* name) const {
+        return m_dialog->findChild<QQuickItem*>(QString::fromLatin1(name));
+    }
+    [[nodiscard]] bool isOpen() const { return m_dialog->property("opened").toBool(); }
+    [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
+    [[nodiscard]] QString listed() const {
+        return controller().entries().constFirst().toMap().value(QStringLiteral("description")).toString();
+    }
+    void open(const char* dialog, const char* button);
+    void openEdit(const QString& text);
+    void openManual(const char* from, const char* to);
+    void startReload();
+    void endReload();
+    /// Enter in the field that has the focus, or the button.
+    void confirm(bool byKey) const;
+
+    std::unique_ptr<ScriptedPeer> m_peer;
+    std::unique_ptr<WindowFixture> m_fixture;
+    QObject* m_dialog = nullptr;
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void refusedEditKeepsItsText_data();
+    void refusedEditKeepsItsText();
+    void refusedManualEntryKeepsItsText_data();
+    void refusedManualEntryKeepsItsText();
+    void refusalIsForgottenWithTheNextLetterAndTheNextTime();
+    void editWaitsForTheEndOfAReload_data();
+    void editWaitsForTheEndOfAReload();
+    void waitingEditCanBeTakenBack();
+    void waitingEditIsRefusedInSight();
+    void manualEntryIsTakenDuringAReload();
+    void pressedTwiceIsOneChange_data();
+    void pressedTwiceIsOneChange();
+};
+
+void WindowDialogsTest::init() {
+    m_peer = std::make_unique<ScriptedPeer>();
+    m_fixture = std::make_unique<WindowFixture>();
+    m_fixture->unlock(m_peer->url());
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    QTRY_VERIFY(m_fixture->window->isActive());
+}
+
+void WindowDialogsTest::cleanup() {
+    m_fixture.reset();
+    m_peer.reset();
+}
+
+void WindowDialogsTest::open(const char* dialog, const char* button) {
+    m_dialog = m_fixture->object(QString::fromLatin1(dialog));
+    QTRY_VERIFY(item(button)->isVisible());
+    m_fixture->click(item(button));
+    QTRY_VERIFY(isOpen());
+}
+
+void WindowDialogsTest::openEdit(const QString& text) {
+    open("editDialog", "editEntry");
+    item("editDescription")->setProperty("text", text);
+}
+
+void WindowDialogsTest::openManual(const char* from, const char* to) {
+    open("manualDialog", "manualEntry");
+    QCOMPARE(m_fixture->window->activeFocusItem(), item("manualDescription"));
+    item("manualDescription")->setProperty("text", QStringLiteral("Call"));
+    item("manualFrom")->setProperty("text", QString::fromLatin1(from));
+    item("manualTo")->setProperty("text", QString::fromLatin1(to));
+}
+
+void WindowDialogsTest::startReload() {
+    m_peer->answer("GET", QStringLiteral("/v1/sync/snapshot"),
+                   PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
+    controller().refresh();
+    QVERIFY(controller().busy());
+    QTRY_COMPARE(m_peer->held(), 1);
+}
+
+void WindowDialogsTest::endReload() {
+    m_peer->release();
+    QTRY_VERIFY(!controller().busy());
+}
+
+void WindowDialogsTest::confirm(bool byKey) const {
+    if (byKey)
+        QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    else
+        m_fixture->click(part("ok"));
+}
+
+void WindowDialogsTest::refusedEditKeepsItsText_data() {
+    QTest::addColumn<bool>("byKey");
+    QTest::newRow("Enter") << true;
+    QTest::newRow("OK") << false;
+}
+
+void WindowDialogsTest::refusedEditKeepsItsText() {
+    QFETCH(bool, byKey);
+    openEdit(QStringLiteral("Better"));
+    m_fixture->show(WindowFixture::document());
+    confirm(byKey);
+    QCOMPARE(controller().message(), QStringLiteral("Entry not found in this workspace"));
+    QVERIFY(isOpen());
+    QVERIFY(part("refusal")->isVisible());
+    QCOMPARE(text("refusal"), QStringLiteral("Entry not found in this workspace"));
+    QCOMPARE(text("editDescription"), QStringLiteral("Better"));
+
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    confirm(byKey);
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), QStringLiteral("Better"));
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+}
+
+void WindowDialogsTest::refusedManualEntryKeepsItsText_data() {
+    refusedEditKeepsItsText_data();
+}
+
+void WindowDialogsTest::refusedManualEntryKeepsItsText() {
+    QFETCH(bool, byKey);
+    openManual("2021-03-02T09:00:00+02:00", "tomorrow");
+    confirm(byKey);
+    QCOMPARE(controller().pending(), 0);
+    QVERIFY(isOpen());
+    QVERIFY(part("refusal")->isVisible());
+    QCOMPARE(text("refusal"),
+             QStringLiteral("Enter valid ISO timestamps with an explicit offset; end must be after start."));
+    QCOMPARE(text("manualDescription"), QStringLiteral("Call"));
+    QCOMPARE(text("manualFrom"), QStringLiteral("2021-03-02T09:00:00+02:00"));
+
+    item("manualTo")->setProperty("text", QStringLiteral("2021-03-02T10:00:00+02:00"));
+    confirm(byKey);
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), QStringLiteral("Call"));
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+    for (const char* const name : {"manualDescription", "manualFrom", "manualTo"})
+        QCOMPARE(text(name), QString());
+}
+
+void WindowDialogsTest::refusalIsForgottenWithTheNextLetterAndTheNextTime() {
+    openManual("", "");
+    confirm(true);
+    QVERIFY(part("refusal")->isVisible());
+    QTest::keyClick(m_fixture->window, 's');
+    QVERIFY(!part("refusal")->isVisible());
+
+    confirm(true);
+    QVERIFY(part("refusal")->isVisible());
+    QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+    open("manualDialog", "manualEntry");
+    QVERIFY(!part("refusal")->isVisible());
+    QCOMPARE(text("manualDescription"), QStringLiteral("Calls"));
+}
+
+void WindowDialogsTest::editWaitsForTheEndOfAReload_data() {
+    refusedEditKeepsItsText_data();
+}
+
+void WindowDialogsTest::editWaitsForTheEndOfAReload() {
+    QFETCH(bool, byKey);
+    openEdit(QStringLiteral("Better"));
+    startReload();
+    QVERIFY(part("ok")->isEnabled());
+    QVERIFY(!part("waitNote")->isVisible());
+    confirm(byKey);
+    confirm(byKey);
+    QVERIFY(isOpen());
+    QVERIFY(part("waitNote")->isVisible());
+    QCOMPARE(controller().pending(), 0);
+    // What was confirmed is what will be saved.
+    QTest::keyClick(m_fixture->window, 'x');
+    QCOMPARE(text("editDescription"), QStringLiteral("Better"));
+
+    endReload();
+    QTRY_COMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), QStringLiteral("Better"));
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+    QCOMPARE(controller().pending(), 1);
+}
+
+void WindowDialogsTest::waitingEditCanBeTakenBack() {
+    openEdit(QStringLiteral("Better"));
+    startReload();
+    confirm(true);
+    QVERIFY(part("waitNote")->isVisible());
+    m_fixture->click(part("cancel"));
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+
+    QSignalSpy changed(&controller(), &Controller::changed);
+    endReload();
+    QTRY_VERIFY(!changed.isEmpty());
+    openEdit(QStringLiteral("Best"));
+    QVERIFY(!part("waitNote")->isVisible());
+    QCOMPARE(controller().pending(), 0);
+    confirm(true);
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), QStringLiteral("Best"));
+}
+
+void WindowDialogsTest::waitingEditIsRefusedInSight() {
+    openEdit(QStringLiteral("Better"));
+    startReload();
+    confirm(true);
+    m_fixture->show(WindowFixture::document());
+    endReload();
+    QTRY_VERIFY(part("refusal")->isVisible());
+    QVERIFY(isOpen());
+    QVERIFY(!part("waitNote")->isVisible());
+    QCOMPARE(text("refusal"), QStringLiteral("Entry not found in this workspace"));
+    QCOMPARE(text("editDescription"), QStringLiteral("Better"));
+}
+
+void WindowDialogsTest::manualEntryIsTakenDuringAReload() {
+    openManual("2021-03-02T09:00:00+02:00", "2021-03-02T10:00:00+02:00");
+    startReload();
+    confirm(true);
+    QCOMPARE(controller().pending(), 1);
+    QVERIFY(controller().busy());
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+}
+
+void WindowDialogsTest::pressedTwiceIsOneChange_data() {
+    refusedEditKeepsItsText_data();
+}
+
+void WindowDialogsTest::pressedTwiceIsOneChange() {
+    QFETCH(bool, byKey);
+    openEdit(QStringLiteral("Better"));
+    confirm(byKey);
+    confirm(byKey);
+    QCOMPARE(controller().pending(), 1);
+}
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    prepareApplication();
+    WindowDialogsTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "dialogs.moc"

@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/scriptedpeer.h"
+#include "tests/window/windowfixture.h"
+
+#include <QAccessible>
+#include <QApplication>
+#include <QJsonArray>
+#include <QTest>
+
+/// What a reload does to the control that the keyboard acts on, and to an open
+/// chooser: nothing that a person would notice.
+class WindowFocusTest : public QObject {
+    Q_OBJECT
+
+    [[nodiscard]] QQuickItem* item(const char* name) const {
+        return m_fixture->item(QString::fromLatin1(name));
+    }
+    [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
+    [[nodiscard]] QObject* popup() const {
+        return item("workspaceSelect")->property("popup").value<QObject*>();
+    }
+    void startReload();
+    void endReload();
+
+    std::unique_ptr<ScriptedPeer> m_peer;
+    std::unique_ptr<WindowFixture> m_fixture;
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void focusComesBackAsItWas_data();
+    void focusComesBackAsItWas();
+    void focusThatWentElsewhereStaysThere();
+    void tabGoesOnFromTheControlThatWaits_data();
+    void tabGoesOnFromTheControlThatWaits();
+    void pageStaysWhereItWasScrolled();
+    void openChooserHoldsTheChoice_data();
+    void openChooserHoldsTheChoice();
+    void heldChoiceIsLeftWithItsAccount();
+    void placeholderIsAsLargeAsTheText();
+};
+
+void WindowFocusTest::init() {
+    m_peer = std::make_unique<ScriptedPeer>();
+    m_fixture = std::make_unique<WindowFixture>();
+    m_fixture->unlock(m_peer->url());
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    m_peer->answer("GET", QStringLiteral("/v1/sync/snapshot"),
+                   PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
+    QTRY_VERIFY(m_fixture->window->isActive());
+    QTRY_VERIFY(item("description")->hasActiveFocus());
+}
+
+void WindowFocusTest::cleanup() {
+    m_fixture.reset();
+    m_peer.reset();
+}
+
+void WindowFocusTest::startReload() {
+    controller().refresh();
+    QVERIFY(controller().busy());
+    QTRY_COMPARE(m_peer->held(), 1);
+}
+
+void WindowFocusTest::endReload() {
+    m_peer->release();
+    QTRY_VERIFY(!controller().busy());
+}
+
+void WindowFocusTest::focusComesBackAsItWas_data() {
+    QTest::addColumn<int>("tab");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("tool bar") << 0 << QStringLiteral("synchronize");
+    QTest::newRow("chooser") << 0 << QStringLiteral("workspaceSelect");
+    QTest::newRow("timer") << 0 << QStringLiteral("timerAction");
+    QTest::newRow("row") << 0 << QStringLiteral("editEntry");
+    QTest::newRow("reports") << 1 << QStringLiteral("generateReport");
+    QTest::newRow("settings") << 3 << QStringLiteral("connect");
+}
+
+void WindowFocusTest::focusComesBackAsItWas() {
+    QFETCH(int, tab);
+    QFETCH(QString, name);
+    m_fixture->openTab(tab);
+    QQuickItem* const control = m_fixture->item(name);
+    QTRY_VERIFY(control->isVisible());
+    control->forceActiveFocus(Qt::TabFocusReason);
+    QVERIFY(control->property("visualFocus").toBool());
+
+    startReload();
+    QVERIFY(!control->isEnabled());
+    endReload();
+    QTRY_VERIFY(control->hasActiveFocus());
+    QVERIFY(control->property("visualFocus").toBool());
+}
+
+void WindowFocusTest::focusThatWentElsewhereStaysThere() {
+    item("synchronize")->forceActiveFocus(Qt::TabFocusReason);
+    startReload();
+    m_fixture->click(item("description"));
+    QVERIFY(item("description")->hasActiveFocus());
+    endReload();
+    QVERIFY(item("synchronize")->isEnabled());
+    QVERIFY(item("description")->hasActiveFocus());
+}
+
+void WindowFocusTest::tabGoesOnFromTheControlThatWaits_data() {
+    QTest::addColumn<bool>("back");
+    QTest::newRow("Tab") << false;
+    QTest::newRow("Shift+Tab") << true;
+}
+
+void WindowFocusTest::tabGoesOnFromTheControlThatWaits() {
+    QFETCH(bool, back);
+    const auto press = [&] {
+        QTest::keyClick(m_fixture->window, back ? Qt::Key_Backtab : Qt::Key_Tab,
+                        back ? Qt::ShiftModifier : Qt::NoModifier);
+        return m_fixture->window->activeFocusItem();
+    };
+    // Its neighbours stay enabled.
+    QQuickItem* const control = item("timerAction");
+    control->forceActiveFocus(Qt::TabFocusReason);
+    QQuickItem* const neighbour = press();
+    QVERIFY(neighbour && neighbour != control);
+
+    control->forceActiveFocus(Qt::TabFocusReason);
+    startReload();
+    if (neighbour->isEnabled())
+        QCOMPARE(press(), neighbour);
+    else
+        QVERIFY(press()->isEnabled());
+    QQuickItem* const reached = m_fixture->window->activeFocusItem();
+    QVERIFY(reached->property("visualFocus").toBool() || reached->inherits("QQuickTextField"));
+    endReload();
+    QCOMPARE(m_fixture->window->activeFocusItem(), reached);
+}
+
+void WindowFocusTest::pageStaysWhereItWasScrolled() {
+    m_fixture->window->resize(m_fixture->window->minimumSize());
+    m_fixture->openTab(3);
+    item("connect")->forceActiveFocus(Qt::TabFocusReason);
+    QQuickItem* view = item("connect");
+    while (!view->inherits("QQuickFlickable"))
+        view = view->parentItem();
+    QTRY_VERIFY(view->property("contentHeight").toDouble() > view->height() + 100);
+    const double end = view->property("contentHeight").toDouble() - view->height();
+    view->setProperty("contentY", end);
+    startReload();
+    endReload();
+    QTRY_VERIFY(item("connect")->hasActiveFocus());
+    QCOMPARE(view->property("contentY").toDouble(), end);
+}
+
+void WindowFocusTest::openChooserHoldsTheChoice_data() {
+    QTest::addColumn<bool>("byKey");
+    QTest::newRow("Enter") << true;
+    QTest::newRow("click") << false;
+}
+
+void WindowFocusTest::openChooserHoldsTheChoice() {
+    QFETCH(bool, byKey);
+    QQuickItem* const chooser = item("workspaceSelect");
+    m_fixture->click(chooser);
+    QTRY_VERIFY(popup()->property("opened").toBool());
+    startReload();
+    QVERIFY(popup()->property("opened").toBool());
+    if (byKey) {
+        QTest::keyClick(m_fixture->window, Qt::Key_Down);
+        QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    } else {
+        const auto rows = WindowFixture::textItems(popup()->property("contentItem").value<QQuickItem*>());
+        const auto garden = std::find_if(rows.cbegin(), rows.cend(), [](const QQuickItem* row) {
+            return row->property("text").toString() == QStringLiteral("Garden");
+        });
+        QVERIFY(garden != rows.cend());
+        m_fixture->click(*garden);
+    }
+    QTRY_VERIFY(!popup()->property("visible").toBool());
+    QVERIFY(!chooser->isEnabled());
+    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("Garden"));
+    QCOMPARE(controller().workspace(), QStringLiteral("w1"));
+
+    m_peer->release();
+    QTRY_COMPARE(controller().workspace(), QStringLiteral("w2"));
+    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("Garden"));
+}
+
+void WindowFocusTest::heldChoiceIsLeftWithItsAccount() {
+    m_fixture->click(item("workspaceSelect"));
+    QTRY_VERIFY(popup()->property("opened").toBool());
+    startReload();
+    QTest::keyClick(m_fixture->window, Qt::Key_Down);
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QTRY_VERIFY(!popup()->property("visible").toBool());
+    QJsonObject next = WindowFixture::document();
+    next.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u2")}});
+    m_fixture->show(next);
+    endReload();
+    QCoreApplication::processEvents();
+    QCOMPARE(controller().workspace(), QStringLiteral("w1"));
+    QCOMPARE(item("workspaceSelect")->property("displayText").toString(), QStringLiteral("Studio"));
+}
+
+void WindowFocusTest::placeholderIsAsLargeAsTheText() {
+    for (const char* const name : {"description", "email", "password", "server", "manualFrom"}) {
+        const QQuickItem* const field = item(name);
+        const auto children = field->childItems();
+        const auto placeholder =
+            std::find_if(children.cbegin(), children.cend(),
+                         [](const QQuickItem* child) { return child->inherits("QQuickLabel"); });
+        QVERIFY(placeholder != children.cend());
+        const auto fontOf = [](const QQuickItem* item) {
+            return QFontInfo(item->property("font").value<QFont>());
+        };
+        QCOMPARE(fontOf(*placeholder).pixelSize(), fontOf(field).pixelSize());
+        QCOMPARE(fontOf(*placeholder).family(), fontOf(field).family());
+    }
+}
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    prepareApplication();
+    WindowFocusTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "focus.moc"
