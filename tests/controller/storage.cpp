@@ -106,7 +106,6 @@ void StorageTest::aLostStoreRefusesOneWriteAndNoMore() {
 void StorageTest::aReplacedStoreTakesNothingUntilTheNextConnect() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
-    desk.holdPushes();
     const QJsonObject theirs = desk.controller->durableState();
     const QByteArray record = sealedRecord(desk.peer.url());
     desk.controller->applyDurable(sample::durable(sample::snapshot()));
