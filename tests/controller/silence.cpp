@@ -146,6 +146,7 @@ void SilenceTest::pressingSyncEndsThePauses() {
 
 void SilenceTest::connectingEndsThePauses() {
     timeOut();
+    QVERIFY(pause()->isActive());
     m_desk->controller->connectServer(m_desk->peer.url());
     QVERIFY(!pause()->isActive());
 }
