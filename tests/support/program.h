@@ -24,7 +24,7 @@ public:
     void kill();
     /// Waits until the process ends; its exit code, -1 when it crashed or goes on.
     [[nodiscard]] int exitCode();
-    [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
+    [[nodiscard]] bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
     [[nodiscard]] qint64 id() const { return m_process.processId(); }
     /// What it printed, errors included.
     [[nodiscard]] QByteArray output() { return m_process.readAll(); }
