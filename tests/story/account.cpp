@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/story/windowstory.h"
 #include "tests/support/filesearch.h"
+#include "tests/support/sqlitefile.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -26,7 +27,8 @@ class StoryAccountTest : public WindowStory {
     void signInWithTheKeyboard();
     void workWithoutServer();
     void findSignOutClosed();
-    void letTheServerReturn();
+    void loseTheSession();
+    void signInAgainAndSeeTheWorkArrive();
     void signOut();
     void startAgainSignedOut();
     void reconnectAsDeveloper();
@@ -52,7 +54,8 @@ void StoryAccountTest::workUnderAnAccountEndsWithItAndLeavesNothingReadable() {
              &StoryAccountTest::workWithoutServer,
              &StoryAccountTest::findSignOutClosed,
              &StoryAccountTest::findThePasswordNowhere,
-             &StoryAccountTest::letTheServerReturn,
+             &StoryAccountTest::loseTheSession,
+             &StoryAccountTest::signInAgainAndSeeTheWorkArrive,
              &StoryAccountTest::signOut,
              &StoryAccountTest::startAgainSignedOut,
              &StoryAccountTest::reconnectAsDeveloper,
@@ -104,8 +107,21 @@ void StoryAccountTest::findSignOutClosed() {
     QVERIFY(shows(QStringLiteral("Personal account: ") + email));
 }
 
-void StoryAccountTest::letTheServerReturn() {
+void StoryAccountTest::loseTheSession() {
+    SqliteFile(m_server.databaseFile()).run(QStringLiteral("DELETE FROM sessions"));
     QVERIFY(m_server.start());
+    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, QStringLiteral("Sign in again")),
+                             Screen::patienceMs);
+    QVERIFY(m_program.shows(Role::PushButton, QStringLiteral("Sync (1)")));
+    QCOMPARE(m_server.entriesNamed(work).size(), 0);
+}
+
+void StoryAccountTest::signInAgainAndSeeTheWorkArrive() {
+    QVERIFY(fillIn(QStringLiteral("Existing account email"), email));
+    QVERIFY(m_screen.key(QStringLiteral("Tab")) && m_screen.type(password));
+    QVERIFY(press(QStringLiteral("Sign in again"), [this] {
+        return m_program.elements().find(Role::PushButton, QStringLiteral("Sign in again")).isNull();
+    }));
     QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, QStringLiteral("Sync (0)")),
                              Screen::patienceMs);
     const QJsonArray pushed = m_server.entriesNamed(work);
