@@ -123,9 +123,11 @@ bool RefusalStory::runTimer(const QString& description) {
 bool RefusalStory::showsRefusal(const QString& sentence, const QString& recorded) {
     const auto isOpen = [this] { return m_program.shows(Role::PushButton, sendAgain); };
     const auto isTold = [&] {
-        return !elements().findStarting(sentence).isNull() && !elements().findStarting(recorded).isNull();
+        return !elements().findStarting(sentence).isNull() &&
+               !elements().findStarting(u"Description. Recorded here: "_s + recorded + u". "_s).isNull();
     };
-    return press(u"Show"_s, isOpen) && QTest::qWaitFor(isTold, Screen::patienceMs);
+    return press(u"Show the change that the server did not accept"_s, isOpen) &&
+           QTest::qWaitFor(isTold, Screen::patienceMs);
 }
 
 bool RefusalStory::sendAgainUntilWaiting(int changes) {
@@ -134,8 +136,8 @@ bool RefusalStory::sendAgainUntilWaiting(int changes) {
 
 QJsonArray RefusalStory::setAsideUntilWaiting(int changes) {
     const QString file = QDir::home().filePath(QUuid::createUuid().toString(QUuid::Id128));
-    const bool removed = chooseFile(setAside, file) &&
-                         QTest::qWaitFor([&] { return isWaiting(changes); }, Screen::patienceMs);
+    const bool removed =
+        chooseFile(setAside, file) && QTest::qWaitFor([&] { return isWaiting(changes); }, Screen::patienceMs);
     QFile saved(file);
     return removed && saved.open(QIODevice::ReadOnly) ? queueIn(saved.readAll()) : QJsonArray();
 }
@@ -192,7 +194,10 @@ void RefusalStory::findTheFirstRefusal() {
     QVERIFY(press(u"EN"_s, [this] { return m_program.shows(Role::PushButton, u"Start"_s); }));
     QTRY_VERIFY_WITH_TIMEOUT(isWaiting(9), Screen::patienceMs);
     QVERIFY(showsRefusal(overtaken, u"First on the train"_s));
-    QVERIFY(!elements().findStarting(u"First draft by a colleague"_s).isNull());
+    QVERIFY(elements()
+                .findStarting(u"Description. "_s)
+                .name()
+                .endsWith(u"On the server now: First draft by a colleague"_s));
 }
 
 void RefusalStory::overrideTheEditMadeElsewhere() {
