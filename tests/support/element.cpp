@@ -23,21 +23,6 @@ constexpr int stateEnabled = 8;
 constexpr int stateFocused = 12;
 constexpr int stateShowing = 25;
 
-/// The accessibility bus, which the session bus knows the address of.
-const QDBusConnection& accessibilityBus() {
-    static const QDBusConnection bus = [] {
-        const QDBusMessage ask =
-            QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                                           QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
-        const QDBusReply<QString> address = QDBusConnection::sessionBus().call(ask);
-        if (!address.isValid()) {
-            qFatal("There is no accessibility bus: %s", qPrintable(address.error().message()));
-        }
-        return QDBusConnection::connectToBus(address, QStringLiteral("accessibility"));
-    }();
-    return bus;
-}
-
 QDBusMessage call(const QString& service, const QString& path, const QString& interface,
                   const QString& method, const QVariantList& arguments = {}) {
     if (path.isEmpty()) {
@@ -99,6 +84,21 @@ QStringList actionsOf(const QString& service, const QString& path) {
 }
 
 } // namespace
+
+// The session bus knows its address.
+const QDBusConnection& accessibilityBus() {
+    static const QDBusConnection bus = [] {
+        const QDBusMessage ask =
+            QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                           QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
+        const QDBusReply<QString> address = QDBusConnection::sessionBus().call(ask);
+        if (!address.isValid()) {
+            qFatal("There is no accessibility bus: %s", qPrintable(address.error().message()));
+        }
+        return QDBusConnection::connectToBus(address, QStringLiteral("accessibility"));
+    }();
+    return bus;
+}
 
 Element::Element(QString service, QString path) : m_service(std::move(service)), m_path(std::move(path)) {
 }

@@ -5,6 +5,11 @@
 #include <QRect>
 #include <QString>
 
+class QDBusConnection;
+
+/// The bus that assistive technology and programs meet on.
+[[nodiscard]] const QDBusConnection& accessibilityBus();
+
 /// One element of another program's window, as assistive technology sees it
 /// over AT-SPI. A handle: every question goes to the program and is answered as
 /// things stand now; an element that is gone answers as an empty one.
@@ -25,9 +30,11 @@ public:
         Text = 61,
         ToggleButton = 62,
         Entry = 79,
+        Notification = 101,
     };
 
     Element() = default;
+    Element(QString service, QString path);
     /// The program of that process id; null until it can be reached.
     [[nodiscard]] static Element application(qint64 processId);
 
@@ -57,8 +64,6 @@ public:
     [[nodiscard]] bool press() const;
 
 private:
-    Element(QString service, QString path);
-
     [[nodiscard]] bool has(int state) const;
 
     QString m_service;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/controller/filedialogs.h"
 #include "tests/support/scriptedpeer.h"
+#include "tests/support/vaultfile.h"
 #include "tests/window/windowfixture.h"
 
 #include <QApplication>
@@ -38,6 +39,11 @@ private Q_SLOTS:
     void whatOneAccountTypedIsGoneForTheNext();
     void namelessAccountsLeaveNothingEither();
     void theFirstIdentityTakesNothingAway();
+    void aSignInLeavesWhatWasTyped();
+    void aRenamedAccountLeavesWhatWasTyped();
+    void theSameIdOfAnotherServerIsAnotherAccount();
+    void aPasswordIsForgottenWithItsServer();
+    void anUnreadRecordIsNotCalledAQueue();
     void theTimeOfAnotherAccountIsNotShown();
     void nothingOfOneAccountIsOnTheScreenOfTheNext();
     void anImportShowsHowFarItIs();
@@ -141,6 +147,68 @@ void WindowAccountTest::namelessAccountsLeaveNothingEither() {
     set("description", "mine alone");
     m_fixture->show({{QStringLiteral("signed_out"), true}});
     QCOMPARE(text("description"), QString());
+}
+
+void WindowAccountTest::aSignInLeavesWhatWasTyped() {
+    m_fixture->show(WindowFixture::document());
+    set("description", "half a thought");
+    QJsonObject signedIn = WindowFixture::document();
+    signedIn.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
+    signedIn.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u1")}});
+    m_fixture->show(signedIn);
+    QCOMPARE(text("description"), QStringLiteral("half a thought"));
+
+    m_fixture->show({{QStringLiteral("signed_out"), true}});
+    QCOMPARE(text("description"), QString());
+    set("description", "begun while signed out");
+    m_fixture->show(signedIn);
+    QCOMPARE(text("description"), QStringLiteral("begun while signed out"));
+}
+
+void WindowAccountTest::aRenamedAccountLeavesWhatWasTyped() {
+    m_fixture->show(WindowFixture::document());
+    set("description", "half a thought");
+    QJsonObject renamed = WindowFixture::document();
+    renamed.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u1")},
+                                      {QStringLiteral("email"), QStringLiteral("dana@example.org")}});
+    m_fixture->show(renamed);
+    QCOMPARE(m_fixture->controller.accountName(), QStringLiteral("dana@example.org"));
+    QCOMPARE(text("description"), QStringLiteral("half a thought"));
+}
+
+void WindowAccountTest::theSameIdOfAnotherServerIsAnotherAccount() {
+    m_fixture->show(WindowFixture::document());
+    set("description", "mine alone");
+    m_fixture->unlock(deadServer());
+    m_fixture->show(WindowFixture::document());
+    QCOMPARE(text("description"), QString());
+}
+
+void WindowAccountTest::aPasswordIsForgottenWithItsServer() {
+    set("password", "secret");
+    Q_EMIT m_fixture->controller.changed();
+    QCOMPARE(text("password"), QStringLiteral("secret"));
+    m_fixture->unlock(deadServer());
+    QCOMPARE(text("password"), QString());
+}
+
+void WindowAccountTest::anUnreadRecordIsNotCalledAQueue() {
+    m_fixture->window->setProperty("hebrew", false);
+    QCOMPARE(text("storage"),
+             QStringLiteral("Local queue encrypted; key stored in KWallet / OS credential storage."));
+    m_fixture->show(WindowFixture::document());
+    QVERIFY(m_fixture->controller.persist());
+    m_fixture.reset();
+    replaceSealedRecord(m_peer->url(), "not a record");
+
+    m_fixture = std::make_unique<WindowFixture>();
+    m_fixture->unlock(m_peer->url());
+    QVERIFY(m_fixture->controller.secureStorage());
+    QCOMPARE(text("storage"), QStringLiteral("לא ניתן לקרוא את הרשומה המקומית; דבר לא יישמר במקומה. קריאה "
+                                             "ודוחות זמינים."));
+    m_fixture->window->setProperty("hebrew", false);
+    QCOMPARE(text("storage"), QStringLiteral("The local record could not be read; nothing is saved over it. "
+                                             "Reads and reports are available."));
 }
 
 void WindowAccountTest::theTimeOfAnotherAccountIsNotShown() {

@@ -50,6 +50,7 @@ private Q_SLOTS:
     void exportsWorkWhileBusy_data();
     void exportsWorkWhileBusy();
     void shortcutLanguagePauseAndBrowserWorkWhileBusy();
+    void shortcutPressedWhileBusyStartsOnceItEnds();
     void disabledChooserStaysShutForAssistiveTechnology();
 };
 
@@ -175,6 +176,19 @@ void WindowBusyTest::shortcutLanguagePauseAndBrowserWorkWhileBusy() {
     m_fixture->click(item("openTimesheets"));
     QCOMPARE(browser.opened, QList<QUrl>{QUrl(m_peer->url() + QStringLiteral("/#timesheet"))});
     QVERIFY(controller().busy());
+}
+
+void WindowBusyTest::shortcutPressedWhileBusyStartsOnceItEnds() {
+    item("description")->setProperty("text", QStringLiteral("plan"));
+    becomeBusy();
+    QTRY_VERIFY(m_fixture->window->isActive());
+    QTest::keyClick(m_fixture->window, Qt::Key_Space, Qt::ControlModifier | Qt::ShiftModifier);
+    QVERIFY(controller().timer().isEmpty());
+    QTRY_COMPARE(m_peer->held(), 1);
+    m_peer->release();
+    QTRY_COMPARE(controller().timer().value(QStringLiteral("description")).toString(),
+                 QStringLiteral("plan"));
+    QCOMPARE(controller().pending(), 1);
 }
 
 void WindowBusyTest::disabledChooserStaysShutForAssistiveTechnology() {

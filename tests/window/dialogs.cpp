@@ -50,6 +50,8 @@ private Q_SLOTS:
     void waitingEditCanBeTakenBack();
     void waitingEditIsRefusedInSight();
     void manualEntryIsTakenDuringAReload();
+    void manualDialogTellsWhatSpeaksAgainstTheTimes_data();
+    void manualDialogTellsWhatSpeaksAgainstTheTimes();
     void pressedTwiceIsOneChange_data();
     void pressedTwiceIsOneChange();
 };
@@ -237,6 +239,43 @@ void WindowDialogsTest::manualEntryIsTakenDuringAReload() {
     QCOMPARE(controller().pending(), 1);
     QVERIFY(controller().busy());
     QTRY_VERIFY(!m_dialog->property("visible").toBool());
+}
+
+void WindowDialogsTest::manualDialogTellsWhatSpeaksAgainstTheTimes_data() {
+    QTest::addColumn<QString>("from");
+    QTest::addColumn<QString>("to");
+    QTest::addColumn<QString>("english");
+    QTest::addColumn<QString>("hebrew");
+    const auto row = [](const char* name, const char* from, const char* to, const char* english,
+                        const char* hebrew) {
+        QTest::newRow(name) << QString::fromLatin1(from) << QString::fromLatin1(to)
+                            << QString::fromLatin1(english) << QString::fromUtf8(hebrew);
+    };
+    row("nothing", "2021-03-02T09:00:00+02:00", "2021-03-02T10:00:00+02:00", "", "");
+    row("half typed", "2021-03-02T09:00:00+02:00", "2021-03-02T1", "", "");
+    row("order", "2021-03-02T09:00:00+02:00", "2021-03-02T08:00:00+02:00", "The end must be after the start.",
+        "הסיום חייב להיות אחרי ההתחלה.");
+    row("offset", "2021-03-02T09:00:00", "2021-03-02T10:00:00",
+        "A time has no UTC offset; it is read in this device's time zone.",
+        "לאחד הזמנים אין היסט מ־UTC; הוא ייקרא לפי אזור הזמן של המכשיר.");
+    row("period", "2020-01-05T09:00:00+02:00", "2020-01-05T10:00:00+02:00",
+        "This time lies in a submitted period; the server will refuse it.",
+        "הזמן הזה נמצא בתקופה שהוגשה; השרת ידחה אותו.");
+    row("future", "2999-03-02T09:00:00+02:00", "2999-03-02T10:00:00+02:00", "This time lies in the future.",
+        "הזמן הזה נמצא בעתיד.");
+}
+
+void WindowDialogsTest::manualDialogTellsWhatSpeaksAgainstTheTimes() {
+    QFETCH(QString, from);
+    QFETCH(QString, to);
+    openManual("", "");
+    QVERIFY(!part("notice")->isVisible());
+    item("manualFrom")->setProperty("text", from);
+    item("manualTo")->setProperty("text", to);
+    QTEST(text("notice"), "hebrew");
+    m_fixture->window->setProperty("hebrew", false);
+    QTEST(text("notice"), "english");
+    QCOMPARE(part("notice")->isVisible(), !text("notice").isEmpty());
 }
 
 void WindowDialogsTest::pressedTwiceIsOneChange_data() {

@@ -112,7 +112,7 @@ TimerWindow {
     Shortcut {
         sequence: "Ctrl+Shift+Space"
         autoRepeat: false
-        onActivated: timerPage.toggle()
+        onActivated: timerPage.toggleByKey()
     }
 
     header: ToolBar {

@@ -9,6 +9,16 @@ FormDialog {
 
     required property TimerPage timerPage
 
+    readonly property string concern: controller.manualNotice(from.text, to.text)
+    readonly property var concerns: ({
+        "order": window.label("הסיום חייב להיות אחרי ההתחלה.", "The end must be after the start."),
+        "offset": window.label("לאחד הזמנים אין היסט מ־UTC; הוא ייקרא לפי אזור הזמן של המכשיר.",
+                               "A time has no UTC offset; it is read in this device's time zone."),
+        "period": window.label("הזמן הזה נמצא בתקופה שהוגשה; השרת ידחה אותו.",
+                               "This time lies in a submitted period; the server will refuse it."),
+        "future": window.label("הזמן הזה נמצא בעתיד.", "This time lies in the future.")
+    })
+
     function empty() {
         description.text = ""
         from.text = ""
@@ -18,6 +28,7 @@ FormDialog {
     objectName: "manualDialog"
     title: window.label("רשומה ידנית", "Manual entry")
     width: 520
+    notice: concerns[concern] ?? ""
 
     onSubmitted: controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
     onAccepted: empty()

@@ -154,9 +154,13 @@ ScrollPage {
         }
     }
     Note {
-        text: page.controller.secureStorage
+        objectName: "storage"
+        text: page.controller.queueReady
               ? page.window.label("התור המקומי מוצפן; המפתח נשמר ב־KWallet / מאגר מערכת ההפעלה.",
                                   "Local queue encrypted; key stored in KWallet / OS credential storage.")
+              : page.controller.secureStorage
+              ? page.window.label("לא ניתן לקרוא את הרשומה המקומית; דבר לא יישמר במקומה. קריאה ודוחות זמינים.",
+                                  "The local record could not be read; nothing is saved over it. Reads and reports are available.")
               : page.window.label("אחסון מאובטח אינו זמין. קריאה ודוחות זמינים; כתיבת זמן דורשת אחסון מאובטח.",
                                   "Secure storage unavailable. Reports and reads are available; time writes require secure storage.")
     }

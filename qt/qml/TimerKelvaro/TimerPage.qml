@@ -25,6 +25,11 @@ ScrollPage {
             controller.start(description.text, projectId, billable.checked)
     }
 
+    /// Not blocked by a wait: the controller carries it out when that ends.
+    function toggleByKey() {
+        controller.toggleTimer(description.text, projectId, billable.checked)
+    }
+
     spacing: 16
 
     Connections {
