@@ -147,7 +147,7 @@ void WindowResolvingTest::panelShowsWhatWasRecordedAndWhatTheServerHas() {
     showConflict();
     QVERIFY(item("retainedPanel")->isVisible());
     QCOMPARE(text("retainedChange"),
-             QStringLiteral("Editing an entry · the entry was changed elsewhere meanwhile"));
+             QStringLiteral("Editing an entry · it conflicts with what the server has"));
     QCOMPARE(text("retainedSentence"), QStringLiteral("This entry has changed."));
     QCOMPARE(rows(), (QStringList{QStringLiteral("Recorded here"), QStringLiteral("On the server now"),
                                   QStringLiteral("Description"), QStringLiteral("Mine"),

@@ -22,7 +22,7 @@ Panel {
         "entry.restore": window.label("שחזור רשומה", "Restoring an entry")
     })
     readonly property var verdicts: ({
-        "conflict": window.label("הרשומה השתנתה בינתיים במקום אחר", "the entry was changed elsewhere meanwhile"),
+        "conflict": window.label("מתנגש עם מה שקיים בשרת", "it conflicts with what the server has"),
         "rejected": window.label("השרת דחה את השינוי", "the server rejected the change")
     })
     readonly property var names: ({
