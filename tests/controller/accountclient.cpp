@@ -11,6 +11,8 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
+#include <memory>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -64,6 +66,11 @@ AccountClient::AccountClient() {
 
 bool AccountClient::connectAndSettle() {
     return connectAndLoad(controller, peer.url()) && waitForSilence(controller);
+}
+
+void AccountClient::restart() {
+    std::destroy_at(&controller);
+    std::construct_at(&controller);
 }
 
 bool AccountClient::signIn() {

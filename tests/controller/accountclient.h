@@ -24,6 +24,8 @@ struct AccountClient {
     AccountClient();
 
     [[nodiscard]] bool connectAndSettle();
+    /// Ends the program and starts it again, not connected.
+    void restart();
     [[nodiscard]] bool signIn();
     /// Records a write that the server does not get to see.
     [[nodiscard]] bool queueWork();

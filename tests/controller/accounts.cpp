@@ -233,10 +233,10 @@ void AccountsTest::signInSurvivesARestart() {
     AccountClient client;
     QVERIFY(client.connectAndSettle());
     QVERIFY(client.signIn());
-    Controller restarted;
-    QVERIFY(connectAndLoad(restarted, client.peer.url()));
-    QVERIFY(restarted.accountSignedIn());
-    QCOMPARE(restarted.accountName(), u"dana@example.org"_s);
+    client.restart();
+    QVERIFY(connectAndLoad(client.controller, client.peer.url()));
+    QVERIFY(client.controller.accountSignedIn());
+    QCOMPARE(client.controller.accountName(), u"dana@example.org"_s);
 }
 
 void AccountsTest::signInRefusedByTheServerChangesNothing_data() {

@@ -96,11 +96,11 @@ void SignOutTest::signOutSurvivesARestart() {
     client.controller.logoutAccount();
     QTRY_COMPARE(client.controller.message(), signedOutMessage);
     client.peer.forgetRequests();
-    Controller restarted;
-    restarted.connectServer(client.peer.url());
-    QTRY_COMPARE(restarted.message(),
+    client.restart();
+    client.controller.connectServer(client.peer.url());
+    QTRY_COMPARE(client.controller.message(),
                  u"Signed out. Use personal login, or explicitly reconnect for private development."_s);
-    QVERIFY(waitForSilence(restarted));
+    QVERIFY(waitForSilence(client.controller));
     QCOMPARE(client.peer.log(), QStringList());
 }
 
