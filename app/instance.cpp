@@ -64,7 +64,7 @@ class Application : public QDBusAbstractAdaptor {
 public:
     explicit Application(Instance* instance) : QDBusAbstractAdaptor(instance), m_instance(instance) {}
 
-public Q_SLOTS:
+public Q_SLOTS: // NOLINT(readability-redundant-access-specifiers)
     void Activate(const QVariantMap& platformData, const QDBusMessage& call) {
         answerLater(call, [this, platformData] { Q_EMIT m_instance->activated(platformData); });
     }
