@@ -137,6 +137,7 @@ void SilenceTest::pressingSyncEndsThePauses() {
     m_desk->controller->synchronize();
     QVERIFY(m_desk->controller->busy());
     QVERIFY(!pause()->isActive());
+    QTRY_COMPARE(reloads(), 2);
     giveUp();
     // It was the person who asked: their reload makes none wait.
     QVERIFY(!pause()->isActive());
