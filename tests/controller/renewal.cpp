@@ -190,15 +190,15 @@ void RenewalTest::aSessionThatIsKnownAgainIsNotRefused() {
 void RenewalTest::aRefusedSessionIsNoticedAgainAfterARestart() {
     EndedClient client;
     QVERIFY(client.prepare());
-    Controller restarted;
-    restarted.connectServer(client.peer.url());
-    QTRY_VERIFY(restarted.sessionRefused());
-    QCOMPARE(restarted.message(),
+    client.restart();
+    client.controller.connectServer(client.peer.url());
+    QTRY_VERIFY(client.controller.sessionRefused());
+    QCOMPARE(client.controller.message(),
              u"Session unavailable or revoked. Cached work retained; no developer fallback "
              "was attempted."_s);
-    restarted.renewSession(email, AccountClient::password());
-    QTRY_COMPARE(restarted.pending(), 0);
-    QTRY_COMPARE(restarted.message(), connected);
+    client.controller.renewSession(email, AccountClient::password());
+    QTRY_COMPARE(client.controller.pending(), 0);
+    QTRY_COMPARE(client.controller.message(), connected);
 }
 
 void RenewalTest::renewalSendsWhatASignInSends() {
@@ -249,9 +249,9 @@ void RenewalTest::renewalSurvivesARestart() {
     client.peer.answer("GET", mePath, PeerReply::only(PeerReply::Delivery::Never));
     client.controller.renewSession(email, AccountClient::password());
     QTRY_COMPARE(client.peer.requests("GET", mePath).size(), 1);
-    Controller restarted;
-    restarted.connectServer(client.peer.url());
-    QTRY_COMPARE(restarted.durableState(), renewed);
+    client.restart();
+    client.controller.connectServer(client.peer.url());
+    QTRY_COMPARE(client.controller.durableState(), renewed);
 }
 
 void RenewalTest::workRecordedDuringTheRenewalIsKept() {
