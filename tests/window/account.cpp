@@ -43,7 +43,7 @@ private Q_SLOTS:
     void aRenamedAccountLeavesWhatWasTyped();
     void theSameIdOfAnotherServerIsAnotherAccount();
     void aPasswordIsForgottenWithItsServer();
-    void anUnreadRecordIsNotCalledAQueue();
+    void aStoreThatIsGoneIsNotCalledAQueue();
     void theTimeOfAnotherAccountIsNotShown();
     void nothingOfOneAccountIsOnTheScreenOfTheNext();
     void anImportShowsHowFarItIs();
@@ -192,23 +192,18 @@ void WindowAccountTest::aPasswordIsForgottenWithItsServer() {
     QCOMPARE(text("password"), QString());
 }
 
-void WindowAccountTest::anUnreadRecordIsNotCalledAQueue() {
+void WindowAccountTest::aStoreThatIsGoneIsNotCalledAQueue() {
     m_fixture->window->setProperty("hebrew", false);
     QCOMPARE(text("storage"),
              QStringLiteral("Local queue encrypted; key stored in KWallet / OS credential storage."));
-    m_fixture->show(WindowFixture::document());
-    QVERIFY(m_fixture->controller.persist());
-    m_fixture.reset();
-    replaceSealedRecord(m_peer->url(), "not a record");
-
-    m_fixture = std::make_unique<WindowFixture>();
-    m_fixture->unlock(m_peer->url());
+    QVERIFY(QFile::remove(vaultFile(m_peer->url())));
+    Q_EMIT m_fixture->controller.changed();
     QVERIFY(m_fixture->controller.secureStorage());
-    QCOMPARE(text("storage"), QStringLiteral("לא ניתן לקרוא את הרשומה המקומית; דבר לא יישמר במקומה. קריאה "
-                                             "ודוחות זמינים."));
-    m_fixture->window->setProperty("hebrew", false);
     QCOMPARE(text("storage"), QStringLiteral("The local record could not be read; nothing is saved over it. "
                                              "Reads and reports are available."));
+    m_fixture->window->setProperty("hebrew", true);
+    QCOMPARE(text("storage"), QStringLiteral("לא ניתן לקרוא את הרשומה המקומית; דבר לא יישמר במקומה. קריאה "
+                                             "ודוחות זמינים."));
 }
 
 void WindowAccountTest::theTimeOfAnotherAccountIsNotShown() {

@@ -48,7 +48,7 @@ Panel {
         maximumLineCount: 6
         elide: Text.ElideRight
         Layout.preferredWidth: 1
-        Layout.alignment: Qt.AlignTop
+        Layout.alignment: Qt.AlignBaseline
         Accessible.ignored: true
     }
     component Title: Cell {
@@ -58,6 +58,7 @@ Panel {
 
     visible: !!retained.operation
     padding: Theme.margin
+    verticalPadding: Theme.margin
     focusPolicy: Qt.StrongFocus
     ringed: activeFocus
     Accessible.role: Accessible.Grouping
