@@ -105,13 +105,14 @@ void TrayTest::menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits() {
 void TrayTest::menuStopsTheTimerOnceTheServerHasBeenAsked() {
     const QJsonObject running =
         sample::entry(QStringLiteral("t1"), QStringLiteral("2026-01-05T08:00:00Z"), {});
-    Desk desk;
+    const QJsonObject snapshot = sample::snapshot({running});
+    Desk desk(snapshot);
     desk.peer.answer("GET", QStringLiteral("/v1/me/timer"),
                      PeerReply::json({{QStringLiteral("timer"), running}}));
     QVERIFY(desk.load());
     desk.holdPushes();
     desk.peer.answerOnce("GET", QStringLiteral("/v1/sync/snapshot"),
-                         PeerReply::json(sample::snapshot()).delivered(PeerReply::Delivery::Hold));
+                         PeerReply::json(snapshot).delivered(PeerReply::Delivery::Hold));
     desk.controller->refresh();
     QTRY_COMPARE(desk.peer.held(), 1);
     const Tray tray(*desk.controller, nullptr);
