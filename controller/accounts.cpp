@@ -123,6 +123,7 @@ void Controller::applyLogoutReply(int status) {
 
 void Controller::changeAccount(const QJsonObject& state) {
     dropReplies();
+    m_press.reset();
     m_sessionRefused = false;
     applyDurable(state);
     forgetReport();

@@ -104,7 +104,7 @@ void Controller::fetchIdentity() {
     m_busy = true;
     Q_EMIT changed();
     send("GET", QStringLiteral("/me"), {}, [this](const QJsonObject& reply, int status) {
-        judgeSession(status);
+        noteSession(status);
         if (status != 200 || !isId(reply.value(u"id"))) {
             fail(QStringLiteral("Session unavailable or revoked. Cached work retained; no developer fallback "
                                 "was attempted."));
@@ -124,7 +124,8 @@ void Controller::adoptIdentity(const QJsonObject& identity) {
     }
     const QJsonValue formerId = m_me.value(u"id");
     if (!formerId.isUndefined() && id != formerId) {
-        // Nothing of the former account may show under the new one's name.
+        // Nothing of the former account may show under the new one's name, late replies included.
+        dropReplies();
         forgetAccount();
     }
     m_me = identity;

@@ -3,6 +3,7 @@
 
 #include "controller/entrylist.h"
 #include "state/projector.h"
+#include "state/syncstate.h"
 #include "vault/vault.h"
 
 #include <QJsonArray>
@@ -45,6 +46,7 @@ class Controller : public QObject {
     Q_PROPERTY(bool sessionRefused READ sessionRefused NOTIFY changed)
     Q_PROPERTY(bool queueReady READ queueReady NOTIFY changed)
     Q_PROPERTY(QString accountId READ accountId NOTIFY changed)
+    Q_PROPERTY(bool syncing READ syncing NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -87,6 +89,8 @@ public:
     [[nodiscard]] bool queueReady() const;
     /// The server's id of the person; empty while it is unknown.
     [[nodiscard]] QString accountId() const;
+    /// A change is on its way to the server.
+    [[nodiscard]] bool syncing() const;
 
     // What a person can do
 
@@ -236,16 +240,16 @@ private:
     void revokeUnstoredSession(const QString& server, const QString& token);
 
     void applyRenewalReply(const QJsonObject& reply, int status);
-    /// An answer with this status refuses the stored session, or does not tell.
-    void noteRefusal(int status);
-    /// The same for an answer to who we are, which also tells that the session is known.
-    void judgeSession(int status);
+    /// Who asks who they are and gets a 200 has a session that the server knows.
+    void noteSession(int status);
 
     void describeRetained();
     /// Saves what `choose` takes from the queue in a file that a person chooses, then drops it from the
     /// queue. Whether that is done.
-    [[nodiscard]] bool setAside(const std::function<QJsonArray(const QJsonArray& queue)>& choose);
+    [[nodiscard]] bool setAside(const std::function<QJsonArray(const QJsonArray& queue)>& choose,
+                                const PersistState& persistState);
 
+    [[nodiscard]] bool hasPendingHead() const;
     void pushHead(const QJsonObject& item);
     void applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status);
 

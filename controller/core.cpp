@@ -128,6 +128,10 @@ int Controller::pending() const {
     return static_cast<int>(m_queue.size());
 }
 
+bool Controller::syncing() const {
+    return m_syncing;
+}
+
 bool Controller::busy() const {
     return m_busy;
 }

@@ -35,9 +35,15 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
         fail(QStringLiteral("Confirm that source records belong to the current account."));
         return;
     }
+    const qint64 generation = m_requestGeneration;
     const QString fileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Select detailed CSV"), {},
                                                           QStringLiteral("CSV (*.csv)"));
     if (fileName.isEmpty()) {
+        return;
+    }
+    // The dialog stood open while the account changed: nobody said that the records are this one's.
+    if (generation != m_requestGeneration) {
+        say(QStringLiteral("Import preview failed"));
         return;
     }
     const std::optional<QByteArray> bytes = readCsv(fileName);

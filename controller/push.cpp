@@ -13,20 +13,25 @@ bool isPending(const QJsonValue& item) {
 
 } // namespace
 
+bool Controller::hasPendingHead() const {
+    return !m_queue.isEmpty() && isPending(m_queue.first());
+}
+
 void Controller::nextMutation() {
     if (m_syncing || m_busy || m_queue.isEmpty() || !queueReady()) {
         return;
     }
     const QJsonObject item = m_queue.first().toObject();
-    if (!isPending(item)) {
+    if (!hasPendingHead()) {
         fail(QStringLiteral("Sync conflict retained with its original payload. Inspect or export it; period "
                             "locks cannot be bypassed."));
         return;
     }
     m_syncing = true;
+    Q_EMIT changed();
     // Work recorded under one account must never be sent under another.
     send("GET", QStringLiteral("/me"), {}, [this, item](const QJsonObject& reply, int status) {
-        judgeSession(status);
+        noteSession(status);
         const QJsonValue id = reply.value(u"id");
         if (status == 200 && isId(id) && id == m_me.value(u"id")) {
             pushHead(item);
@@ -49,7 +54,6 @@ void Controller::pushHead(const QJsonObject& item) {
 void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status) {
     m_syncing = false;
     if (status != 200) {
-        noteRefusal(status);
         say(QStringLiteral("Server did not acknowledge this request; original encrypted queue retained"));
         return;
     }
@@ -73,7 +77,7 @@ void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& repl
     m_serverTimer = state.value(u"timer").toObject();
     projectQueue();
     Q_EMIT changed();
-    if (!m_queue.isEmpty() && isPending(m_queue.first())) {
+    if (hasPendingHead()) {
         nextMutation();
         return;
     }

@@ -21,7 +21,7 @@ void Controller::synchronize() {
 }
 
 void Controller::syncPeriodically() {
-    const bool paused = m_queue.isEmpty() && m_reloadPause.isActive();
+    const bool paused = !hasPendingHead() && m_reloadPause.isActive();
     if (!m_syncing && !paused) {
         takeSyncStep(true);
     }
@@ -31,11 +31,17 @@ void Controller::takeSyncStep(bool periodic) {
     if (m_busy || m_server.isEmpty() || m_signedOut || m_readOnly) {
         return;
     }
-    if (!m_queue.isEmpty()) {
-        nextMutation();
+    // Work that waits long must not be the last to learn that its file has gone.
+    if (periodic && !m_queue.isEmpty() && secureStorage() && !persist()) {
         return;
     }
-    reload(periodic);
+    if (!m_queue.isEmpty()) {
+        nextMutation();
+    }
+    // What stands against a refused change goes on changing at the server.
+    if (!hasPendingHead()) {
+        reload(periodic);
+    }
 }
 
 void Controller::loadWorkspace() {
@@ -51,7 +57,6 @@ void Controller::reload(bool periodic) {
     const Load load{m_workspace, ++m_loads, m_acknowledgements, periodic};
     const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_workspace;
     send("GET", path, {}, [this, load](const QJsonObject& reply, int status) {
-        noteRefusal(status);
         if (isOvertaken(load)) {
             return;
         }

@@ -7,17 +7,19 @@ bool Controller::sessionRefused() const {
     return m_sessionRefused;
 }
 
-void Controller::noteRefusal(int status) {
-    m_sessionRefused = m_sessionRefused || (status == 401 && accountSignedIn());
-}
-
-void Controller::judgeSession(int status) {
+void Controller::noteSession(int status) {
     m_sessionRefused = m_sessionRefused && status != 200;
-    noteRefusal(status);
 }
 
 void Controller::renewSession(const QString& email, const QString& password) {
-    if (m_busy || m_syncing || !m_sessionRefused || !canKeepSession()) {
+    if (m_busy || !m_sessionRefused) {
+        return;
+    }
+    if (m_syncing) {
+        say(QStringLiteral("Another request is under way; sign in again when it has ended."));
+        return;
+    }
+    if (!canKeepSession()) {
         return;
     }
     requestSession(email, password,

@@ -55,12 +55,18 @@ void Controller::exchange(const QByteArray& method, const QString& path, const Q
                                   : m_network.sendCustomRequest(request, method, bytes);
     }
     auto* reader = new ReplyReader(*reply);
-    connect(reply, &QNetworkReply::finished, this, [this, reply, reader, bytes, answer]() mutable {
+    const bool asAccount = request.hasRawHeader("Authorization");
+    const auto finish = [this, reply, reader, bytes, answer, asAccount,
+                         generation = m_requestGeneration]() mutable {
         reply->deleteLater();
         wipe(bytes); // a password may be in it
         m_timedOut = reader->timedOut();
+        if (asAccount && generation == m_requestGeneration && httpStatus(*reply) == 401) {
+            m_sessionRefused = true; // also when whoever refuses it speaks no JSON
+        }
         answer(reader->body(), httpStatus(*reply));
-    });
+    };
+    connect(reply, &QNetworkReply::finished, this, finish);
 }
 
 void Controller::deliver(const QByteArray& body, int status, const Callback& callback) {
@@ -89,7 +95,6 @@ void Controller::deliver(const QByteArray& body, int status, const Callback& cal
 }
 
 void Controller::dropReplies() {
-    m_press.reset();
     m_signingOut = false;
     resumeReloads();
     ++m_requestGeneration;

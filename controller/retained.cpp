@@ -50,21 +50,36 @@ void Controller::resendRetained() {
 }
 
 void Controller::removeRetained() {
-    if (setAside(&Retained::leaving)) {
+    const PersistState persistState = [this](const QJsonObject& candidate) {
+        return m_vault.save(candidate);
+    };
+    if (setAside(&Retained::leaving, persistState)) {
         synchronize();
     }
 }
 
 void Controller::removePending() {
-    if (setAside([](const QJsonArray& queue) { return queue; })) {
+    // What waits is in no record once somebody has replaced that: the copy alone has it then, and
+    // a queue that could never be let go would keep the new record from being opened.
+    const PersistState persistState = [this](const QJsonObject& candidate) {
+        return m_vault.save(candidate) || (secureStorage() && !queueReady());
+    };
+    if (setAside([](const QJsonArray& queue) { return queue; }, persistState) && !m_sessionRefused) {
         // The account may be another one by now, which nothing stands against any more.
         fetchIdentity();
     }
 }
 
-bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue)>& choose) {
+bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue)>& choose,
+                          const PersistState& persistState) {
+    const QString underWay =
+        QStringLiteral("Another request is under way; nothing was removed. Try again when it has ended.");
     const QJsonArray items = choose(m_queue);
-    if (m_busy || m_syncing || m_readOnly || items.isEmpty()) {
+    if (m_busy || m_readOnly || items.isEmpty()) {
+        return false;
+    }
+    if (m_syncing) {
+        say(underWay);
         return false;
     }
     const qint64 generation = m_requestGeneration;
@@ -75,12 +90,12 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
         nullptr, QStringLiteral("Save a copy and remove ") + removed, proposedName());
     m_syncTimer.start();
     if (fileName.isEmpty()) {
+        say(QStringLiteral("Nothing was removed."));
         return false;
     }
     // The dialog let events in.
     if (m_busy || m_syncing) {
-        say(QStringLiteral(
-            "Another request is under way; nothing was removed. Try again when it has ended."));
+        say(underWay);
         return false;
     }
     if (generation != m_requestGeneration || choose(m_queue) != items) {
@@ -94,7 +109,6 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     if (!Retained::remove(state, items, persistState, &error)) {
         fail(error);
         return false;

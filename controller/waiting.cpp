@@ -17,6 +17,10 @@ void Controller::stopTimer() {
 }
 
 void Controller::press(const Press& press) {
+    if (m_busy && press.workspace.isEmpty()) {
+        say(QStringLiteral("Connect to the server first")); // nothing is known yet that could wait
+        return;
+    }
     // What waits is replaced: pressed twice, it is still one start or one stop.
     m_press = press;
     if (m_busy) {
@@ -30,6 +34,7 @@ void Controller::carryOutPress() {
     const Press press = *std::exchange(m_press, std::nullopt);
     const bool applies = press.workspace == m_workspace && press.timer == m_timerView.value(u"id").toString();
     if (!applies) {
+        say(QStringLiteral("The timer or the workspace is another one by now; nothing was done."));
         return;
     }
     if (m_timerView.isEmpty()) {

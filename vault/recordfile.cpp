@@ -81,6 +81,10 @@ bool RecordFile::isOpen() const {
     return m_open;
 }
 
+bool RecordFile::isLost() const {
+    return m_lost;
+}
+
 bool RecordFile::isReplaced() const {
     return m_replaced;
 }

@@ -20,7 +20,9 @@ public:
     [[nodiscard]] bool open(const QString& path);
     void close();
     [[nodiscard]] bool isOpen() const;
-    /// The file holds somebody else's record, found when it was to be opened again.
+    /// The file was found to hold no longer what was read or written last.
+    [[nodiscard]] bool isLost() const;
+    /// It holds somebody else's record, found when it was to be opened again.
     [[nodiscard]] bool isReplaced() const;
     /// There was no file, or none with the table, before open().
     [[nodiscard]] bool wasMissing() const;

@@ -83,7 +83,7 @@ bool Vault::isReady() const {
 }
 
 bool Vault::acceptsWrites() const {
-    return isReady() && m_record == Record::Read && !m_file.isReplaced();
+    return isReady() && m_record == Record::Read && !m_file.isLost();
 }
 
 bool Vault::recordMissing() const {
@@ -251,7 +251,8 @@ bool Vault::save(const QJsonObject& state) {
     if (m_record == Record::Unread) {
         static_cast<void>(load()); // what cannot be read is not replaced
     }
-    if (!acceptsWrites()) {
+    // A file that is only gone is made anew here.
+    if (!isReady() || m_record != Record::Read || m_file.isReplaced()) {
         return false;
     }
     if (m_lock->take(databasePath()) == LockFile::Answer::Taken && store(state)) {

@@ -36,8 +36,8 @@ public:
     /// The key is in memory and the database is open.
     [[nodiscard]] bool isReady() const;
 
-    /// Ready, and what the store held has been read: nothing is saved over a record
-    /// that cannot be.
+    /// Ready, and what the store holds has been read or written by this vault: nothing is
+    /// saved over a record that cannot be read, or that somebody else put there.
     [[nodiscard]] bool acceptsWrites() const;
 
     /// There was a key at the last unlock, but no database that it could belong to.

@@ -90,6 +90,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "bool sessionRefused by changed",
         "bool queueReady by changed",
         "QString accountId by changed",
+        "bool syncing by changed",
     };
     QCOMPARE(properties, expected);
 }
