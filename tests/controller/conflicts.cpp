@@ -51,6 +51,7 @@ private Q_SLOTS:
     void aRefusedHeadIsRetainedWithTheVerdict_data();
     void aRefusedHeadIsRetainedWithTheVerdict();
     void aRefusedHeadHoldsEverythingBehindIt();
+    void whatTheServerHasIsFollowedWhileAChangeIsRetained();
     void aRefusalBringsTheServersEntry();
     void anAcceptedStartBecomesTheTimer();
     void anAcceptedStopEndsTheTimer();
@@ -112,13 +113,35 @@ void ConflictsTest::aRefusedHeadHoldsEverythingBehindIt() {
     desk.peer.forgetRequests();
     desk.controller->synchronize();
     QCOMPARE(desk.controller->message(), blocked);
-    QVERIFY(!desk.controller->busy());
-    QVERIFY(desk.peer.requests().isEmpty());
+    QTRY_VERIFY(!desk.controller->busy());
+    QCOMPARE(desk.controller->message(), blocked);
+    QVERIFY(desk.peer.requests("POST", push).isEmpty());
     desk.restart();
     QVERIFY(desk.load());
     QTRY_COMPARE(desk.controller->message(), blocked);
     QCOMPARE(desk.controller->pending(), 2);
     QVERIFY(desk.peer.requests("POST", push).isEmpty());
+}
+
+void ConflictsTest::whatTheServerHasIsFollowedWhileAChangeIsRetained() {
+    Desk desk(sample::snapshot({closedEntry(QStringLiteral("e1"))}));
+    QVERIFY(desk.load());
+    QJsonObject refused = edit(QStringLiteral("e1"));
+    refused.insert(QStringLiteral("status"), QStringLiteral("conflict"));
+    QVERIFY(desk.holdQueue({refused}));
+    QJsonObject changed = closedEntry(QStringLiteral("e1"));
+    changed.insert(QStringLiteral("description"), QStringLiteral("Theirs"));
+    changed.insert(QStringLiteral("version"), 7);
+    desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"),
+                     PeerReply::json(sample::snapshot({changed})));
+    desk.controller->synchronize();
+    const auto description = [&desk] {
+        return desk.controller->retained().value(QStringLiteral("fields")).toList().value(0).toMap();
+    };
+    QTRY_COMPARE(description().value(QStringLiteral("server")).toString(), QStringLiteral("Theirs"));
+    QTRY_VERIFY(!desk.controller->busy());
+    desk.controller->resendRetained();
+    QCOMPARE(mutationAt(*desk.controller, 0).value(u"base_version").toInt(), 7);
 }
 
 void ConflictsTest::aRefusalBringsTheServersEntry() {

@@ -31,6 +31,7 @@ private Q_SLOTS:
 
     void previewNeedsTheConfirmation();
     void previewAsksForACsvFile();
+    void aFileChosenForAnotherServerIsNotSent();
     void cancelledPreviewSaysAndSendsNothing();
     void previewTakesFilesUpToTheLimit_data();
     void previewTakesFilesUpToTheLimit();
@@ -67,6 +68,19 @@ void MigrationTest::previewAsksForACsvFile() {
     QCOMPARE(dialog.acceptMode, QFileDialog::AcceptOpen);
     QCOMPARE(dialog.proposedName, QString());
     QVERIFY(!dialog.hasParent);
+}
+
+void MigrationTest::aFileChosenForAnotherServerIsNotSent() {
+    Migrant migrant;
+    Migrant other;
+    QVERIFY(migrant.connectAndSettle());
+    QVERIFY(migrant.writeSource("a"));
+    migrant.dialogs.afterChoosing([&] { migrant.controller.connectServer(other.peer.url()); });
+    migrant.controller.previewCsv(u"source"_s, u"UTC"_s, true);
+    QCOMPARE(migrant.controller.message(), u"Import preview failed"_s);
+    QVERIFY(waitForSilence(migrant.controller));
+    QVERIFY(migrant.peer.requests("POST", Migrant::previewPath()).isEmpty());
+    QVERIFY(other.peer.requests("POST", Migrant::previewPath()).isEmpty());
 }
 
 void MigrationTest::cancelledPreviewSaysAndSendsNothing() {

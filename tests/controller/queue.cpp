@@ -161,7 +161,8 @@ void QueueTest::aWriteIsOnDiskBeforeItIsShown() {
     connect(desk.controller.get(), &Controller::changed, desk.controller.get(),
             [&] { storedWhenShown.append(sealedRecord(desk.peer.url()) != before); });
     record(desk, QStringLiteral("one"));
-    QCOMPARE(storedWhenShown, QList<bool>{true});
+    QVERIFY(storedWhenShown.contains(true));
+    QVERIFY(!storedWhenShown.contains(false));
     QCOMPARE(desk.controller->message(), saved);
     QCOMPARE(desk.controller->entries().size(), 1);
 }

@@ -50,6 +50,7 @@ private Q_SLOTS:
     void everythingThatWaitsGoesIntoTheFile();
     void withNothingWaitingNothingIsAsked();
     void nothingIsSetAsideWhileWorkIsPushed();
+    void aQueueWhoseRecordWasReplacedMakesWayForIt();
     void workRecordedWhileTheFileIsChosenStopsIt();
     void thePeriodicStepWaitsWhileTheFileIsChosen();
     void whatTheServerNeverAcknowledgesMakesWay();
@@ -98,10 +99,35 @@ void SettingAsideTest::nothingIsSetAsideWhileWorkIsPushed() {
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.requests("POST", push).size(), 1);
     QVERIFY(!desk.controller->busy());
-    QSignalSpy changed(desk.controller.get(), &Controller::changed);
+    QVERIFY(desk.controller->syncing());
     desk.controller->removePending();
-    QVERIFY(changed.isEmpty());
+    QCOMPARE(desk.controller->message(),
+             u"Another request is under way; nothing was removed. Try again when it has ended."_s);
+    QCOMPARE(desk.controller->pending(), 1);
     QVERIFY(copy.dialogs.seen().isEmpty());
+}
+
+void SettingAsideTest::aQueueWhoseRecordWasReplacedMakesWayForIt() {
+    Desk desk;
+    const Copy copy;
+    QVERIFY(desk.load());
+    const QJsonObject theirs = desk.controller->durableState();
+    const QByteArray record = sealedRecord(desk.peer.url());
+    const QJsonArray queue{edit(u"e1"_s)};
+    QVERIFY(desk.holdQueue(queue));
+    replaceSealedRecord(desk.peer.url(), record);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        desk.controller->start(u"Not taken"_s, {}, false);
+    }
+    QVERIFY(!desk.controller->queueReady());
+    desk.controller->removePending();
+    QCOMPARE(desk.controller->pending(), 0);
+    QCOMPARE(copy.items(), queue);
+    QCOMPARE(sealedRecord(desk.peer.url()), record);
+    QTRY_VERIFY(!desk.controller->busy());
+    QVERIFY(desk.load());
+    QVERIFY(desk.controller->queueReady());
+    QCOMPARE(desk.controller->durableState(), theirs);
 }
 
 void SettingAsideTest::workRecordedWhileTheFileIsChosenStopsIt() {

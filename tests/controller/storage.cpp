@@ -7,6 +7,9 @@
 #include <QFile>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
+
+#include <algorithm>
 
 namespace {
 
@@ -34,6 +37,7 @@ private Q_SLOTS:
     void aSecondProgramRecordsNothing();
     void aMissingRecordIsSaidBeforeBeginningAnew();
     void aLostStoreRefusesOneWriteAndNoMore();
+    void waitingWorkIsKeptAgainWhenItsStoreIsLost();
     void aReplacedStoreTakesNothingUntilTheNextConnect();
     void anUnreadQueueIsNotPushed();
     void anIdleReloadWritesNothing();
@@ -97,10 +101,32 @@ void StorageTest::aLostStoreRefusesOneWriteAndNoMore() {
     desk.controller->start(QStringLiteral("lost"), QString(), false);
     QCOMPARE(desk.controller->message(), notAccepted);
     QCOMPARE(desk.controller->pending(), 0);
-    QVERIFY(desk.controller->queueReady());
+    QVERIFY(!desk.controller->queueReady());
     desk.controller->start(QStringLiteral("kept"), QString(), false);
+    QVERIFY(desk.controller->queueReady());
     QCOMPARE(desk.controller->pending(), 1);
     QCOMPARE(desk.stored(), desk.controller->durableState());
+}
+
+void StorageTest::waitingWorkIsKeptAgainWhenItsStoreIsLost() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    desk.holdPushes();
+    QVERIFY(desk.holdQueue({sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"), {})}));
+    QVERIFY(deleteVault(desk.peer.url()));
+    const QList<QTimer*> timers =
+        desk.controller->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    const auto periodic = std::find_if(timers.begin(), timers.end(), [](const QTimer* timer) {
+        return !timer->isSingleShot() && timer->interval() == 15000;
+    });
+    QVERIFY(periodic != timers.end());
+    QVERIFY(QMetaObject::invokeMethod(*periodic, "timeout"));
+    QCOMPARE(desk.controller->message(),
+             QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally."));
+    QVERIFY(desk.peer.requests().isEmpty());
+    QVERIFY(QMetaObject::invokeMethod(*periodic, "timeout"));
+    QCOMPARE(desk.stored(), desk.controller->durableState());
+    QCOMPARE(desk.controller->pending(), 1);
 }
 
 void StorageTest::aReplacedStoreTakesNothingUntilTheNextConnect() {

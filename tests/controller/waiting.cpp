@@ -43,6 +43,7 @@ private Q_SLOTS:
     void aStartWaitsForTheEndOfBusy();
     void aStopWaitsForTheEndOfBusy_data();
     void aStopWaitsForTheEndOfBusy();
+    void nothingIsPromisedBeforeAWorkspaceIsKnown();
     void twoPressesAreOne_data();
     void twoPressesAreOne();
     void stoppingTakesBackAStartThatWaits();
@@ -135,6 +136,14 @@ void WaitingTest::aStopWaitsForTheEndOfBusy() {
     QCOMPARE(m_desk->controller->pending(), 1);
     QCOMPARE(operation(0), u"timer.stop"_s);
     QCOMPARE(mutationAt(*m_desk->controller, 0).value(u"entity_id").toString(), u"t1"_s);
+}
+
+void WaitingTest::nothingIsPromisedBeforeAWorkspaceIsKnown() {
+    m_desk = std::make_unique<Desk>();
+    m_desk->controller->connectServer(m_desk->peer.url());
+    QVERIFY(m_desk->controller->busy());
+    toggle();
+    QCOMPARE(m_desk->controller->message(), u"Connect to the server first"_s);
 }
 
 void WaitingTest::twoPressesAreOne_data() {
