@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/controller/filedialogs.h"
 #include "tests/support/scriptedpeer.h"
+#include "tests/support/sqlitefile.h"
 #include "tests/support/vaultfile.h"
 #include "tests/window/windowfixture.h"
 
@@ -43,7 +44,7 @@ private Q_SLOTS:
     void aRenamedAccountLeavesWhatWasTyped();
     void theSameIdOfAnotherServerIsAnotherAccount();
     void aPasswordIsForgottenWithItsServer();
-    void aStoreThatIsGoneIsNotCalledAQueue();
+    void anUnreadableRecordIsNotCalledAQueue();
     void theTimeOfAnotherAccountIsNotShown();
     void nothingOfOneAccountIsOnTheScreenOfTheNext();
     void anImportShowsHowFarItIs();
@@ -192,13 +193,16 @@ void WindowAccountTest::aPasswordIsForgottenWithItsServer() {
     QCOMPARE(text("password"), QString());
 }
 
-void WindowAccountTest::aStoreThatIsGoneIsNotCalledAQueue() {
+void WindowAccountTest::anUnreadableRecordIsNotCalledAQueue() {
     m_fixture->window->setProperty("hebrew", false);
     QCOMPARE(text("storage"),
              QStringLiteral("Local queue encrypted; key stored in KWallet / OS credential storage."));
-    QVERIFY(QFile::remove(vaultFile(m_peer->url())));
-    Q_EMIT m_fixture->controller.changed();
-    QVERIFY(m_fixture->controller.secureStorage());
+    m_fixture.reset();
+    SqliteFile(vaultFile(m_peer->url()))
+        .run(QStringLiteral("ALTER TABLE vault RENAME COLUMN payload TO another"));
+    m_fixture = std::make_unique<WindowFixture>();
+    m_fixture->unlock(m_peer->url());
+    m_fixture->window->setProperty("hebrew", false);
     QCOMPARE(text("storage"), QStringLiteral("The local record could not be read; nothing is saved over it. "
                                              "Reads and reports are available."));
     m_fixture->window->setProperty("hebrew", true);

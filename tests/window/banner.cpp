@@ -76,6 +76,7 @@ void WindowBannerTest::longMessageTakesAFewLines() {
     const QObject* const dialog = m_fixture->object(QStringLiteral("messageDialog"));
     QTRY_VERIFY(dialog->property("opened").toBool());
     QCOMPARE(item("message")->property("text").toString(), message);
+    QVERIFY(dialog->property("height").toDouble() < m_fixture->window->height());
     QTest::keyClick(m_fixture->window, Qt::Key_Escape);
     QTRY_VERIFY(!dialog->property("visible").toBool());
 }

@@ -14,6 +14,7 @@ ModalDialog {
     objectName: "messageDialog"
     title: window.label("הודעה מלאה", "Whole message")
     width: 640
+    contentHeight: 320
 
     onOpened: message.reader.forceActiveFocus()
 
@@ -23,8 +24,7 @@ ModalDialog {
         objectName: "message"
         name: dialog.title
         pixelSize: 13
-        width: parent.width
-        height: 320
+        anchors.fill: parent
     }
 
     actions: ActionButton {
