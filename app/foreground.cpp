@@ -31,12 +31,12 @@ uint32_t timeOf(const QByteArray& startupId) {
 
 void bringToFront(QWindow& window, const QVariantMap& platformData) {
     const QByteArray activation = token(platformData, QStringLiteral("activation-token"));
-    if (!activation.isEmpty()) {
-        // Where Qt looks for it when it activates a window on Wayland.
+    if (!activation.isEmpty() && QGuiApplication::platformName().startsWith(QStringLiteral("wayland"))) {
+        // Where Qt looks for it when it activates a window there, and takes it out again.
         qputenv("XDG_ACTIVATION_TOKEN", activation);
     }
     window.setWindowStates(window.windowStates() & ~Qt::WindowMinimized);
-    window.show();
+    window.setVisible(true); // show() would take a maximised window back to its size
     window.raise();
     window.requestActivate();
 #if QT_CONFIG(xcb)

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#include "app/foreground.h"
+
+#include "tests/support/screen.h"
+
+#include <QApplication>
+#include <QTest>
+#include <QWindow>
+
+/// A window that comes to the front is the window that was left.
+class ForegroundTest : public QObject {
+    Q_OBJECT
+
+    Screen m_screen;
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_screen.start()); }
+    void maximisedWindowStaysMaximised_data();
+    void maximisedWindowStaysMaximised();
+    void tokenOfAnotherWindowSystemIsNotInherited();
+};
+
+void ForegroundTest::maximisedWindowStaysMaximised_data() {
+    QTest::addColumn<QWindow::Visibility>("left");
+    QTest::newRow("hidden in the tray") << QWindow::Hidden;
+    QTest::newRow("minimised") << QWindow::Minimized;
+    QTest::newRow("in sight") << QWindow::Maximized;
+}
+
+void ForegroundTest::maximisedWindowStaysMaximised() {
+    QFETCH(QWindow::Visibility, left);
+    QWindow window;
+    window.resize(300, 200);
+    window.showMaximized();
+    QVERIFY(QTest::qWaitForWindowActive(&window, Screen::patienceMs));
+    QTRY_VERIFY_WITH_TIMEOUT(window.width() > 1000, Screen::patienceMs);
+    if (left == QWindow::Minimized) {
+        window.setWindowStates(window.windowStates() | Qt::WindowMinimized);
+        QTRY_VERIFY_WITH_TIMEOUT(!window.isActive(), Screen::patienceMs);
+    } else {
+        window.setVisibility(left);
+    }
+
+    bringToFront(window);
+    QVERIFY(QTest::qWaitForWindowActive(&window, Screen::patienceMs));
+    QTRY_COMPARE_WITH_TIMEOUT(window.visibility(), QWindow::Maximized, Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(window.width() > 1000, Screen::patienceMs);
+}
+
+void ForegroundTest::tokenOfAnotherWindowSystemIsNotInherited() {
+    QWindow window;
+    bringToFront(window, {{QStringLiteral("activation-token"), QStringLiteral("token")}});
+    QVERIFY(QTest::qWaitForWindowExposed(&window, Screen::patienceMs));
+    QVERIFY(!qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"));
+}
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    ForegroundTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "foreground.moc"
