@@ -4,6 +4,7 @@
 Runs the program in the display and the session bus it is given, presses its
 buttons as assistive software does, and saves pictures of its window."""
 
+import datetime
 import os
 import subprocess
 import sys
@@ -90,11 +91,36 @@ def picture(path):
 
 
 def take_two(folder):
-    """The first tab in both languages."""
+    """The first tab in both languages, left in English."""
     picture(os.path.join(folder, "window-he.png"))
     press(OTHER_LANGUAGE["he"])
     wait_for("English", lambda: find(application(), TABS["en"][0]))
     picture(os.path.join(folder, "window-en.png"))
+
+
+def type_into(field, text):
+    """Types where the keyboard is, which has to be this field."""
+    state = Atspi.StateType.FOCUSED
+    wait_for(f'the focus on "{field}"', lambda: find(application(), field).get_state_set().contains(state))
+    subprocess.run(["xdotool", "type", "--delay", "20", text], check=True)
+
+
+def take_refused(folder):
+    """What Settings says of an entry in an approved week, in both languages. The window is in English."""
+    today = datetime.date.today()
+    tuesday = today - datetime.timedelta(days=(today.weekday() + 1) % 7 + 19)  # the demo's approved week
+    morning = datetime.datetime.combine(tuesday, datetime.time(9))
+    press("Manual entry")
+    type_into("Description", "Call about the invoice")
+    for field, hours in (("From", 0), ("To", 1)):
+        subprocess.run(["xdotool", "key", "Tab"], check=True)
+        type_into(field, (morning + datetime.timedelta(hours=hours)).isoformat() + "Z")
+    subprocess.run(["xdotool", "key", "Return"], check=True)
+    press("Show the change that the server did not accept")
+    wait_for("the refused change", lambda: find(application(), "Send again"))
+    picture(os.path.join(folder, "refused-en.png"))
+    press(OTHER_LANGUAGE["en"])
+    picture(os.path.join(folder, "refused-he.png"))
 
 
 def take_all(folder):
@@ -118,6 +144,7 @@ try:
         take_all(arguments[0])
     else:
         take_two(arguments[0])
+        take_refused(arguments[0])
 finally:
     program.terminate()
     program.wait()

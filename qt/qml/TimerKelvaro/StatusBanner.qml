@@ -11,6 +11,15 @@ Rectangle {
     required property Controller controller
     readonly property int inset: 11
     readonly property var retained: controller.retained
+    property string spoken: ""
+
+    /// Of several messages within one step only the last is the outcome.
+    function speak() {
+        if (spoken === status.text)
+            return
+        spoken = status.text
+        window.announce(spoken)
+    }
 
     radius: 10
     color: Theme.banner(window.dark)
@@ -33,7 +42,7 @@ Rectangle {
         elide: Text.ElideRight
         textFormat: Text.PlainText
         horizontalAlignment: Text.AlignLeft
-        onTextChanged: banner.window.announce(text)
+        onTextChanged: Qt.callLater(banner.speak)
     }
     Row {
         id: buttons
