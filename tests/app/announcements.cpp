@@ -41,6 +41,7 @@ void AnnouncementsTest::everyOutcomeIsSpokenOnce() {
     QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::Label, connected), Screen::patienceMs);
     QVERIFY(press(QStringLiteral("EN"), [&] { return shows(QStringLiteral("Start")); }));
 
+    QTRY_VERIFY_WITH_TIMEOUT(announcements.heard().contains(connected), Screen::patienceMs);
     announcements.forget();
     QVERIFY(press(QStringLiteral("Start"), [&] { return shows(QStringLiteral("Stop")); }));
     QTRY_COMPARE_WITH_TIMEOUT(announcements.heard(), (QStringList{saved, connected}), Screen::patienceMs);
