@@ -71,6 +71,7 @@ private Q_SLOTS:
     void cleanup();
 
     void panelShowsWhatWasRecordedAndWhatTheServerHas();
+    void panelTellsAnEmptiedDescriptionFromNone();
     void panelSpeaksBothLanguages();
     void panelIsThereOnlyWhileSomethingIsRetained();
     void bannerLeadsToThePanel_data();
@@ -170,6 +171,21 @@ void WindowResolvingTest::panelShowsWhatWasRecordedAndWhatTheServerHas() {
                           QStringLiteral("\u200e2020-01-05 21:30:00"), QStringLiteral("—")}));
     QVERIFY(item("retainedLeaving")->isVisible());
     QVERIFY(text("retainedLeaving").startsWith(QStringLiteral("2 changes leave the queue")));
+}
+
+void WindowResolvingTest::panelTellsAnEmptiedDescriptionFromNone() {
+    m_fixture->show(WindowFixture::document(
+        {WindowFixture::entry(QStringLiteral("e1"))},
+        {refused(WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("")), QStringLiteral("conflict"),
+                 QStringLiteral("This entry has changed."))}));
+    m_fixture->openTab(3);
+    m_fixture->layOut();
+    const auto cells = WindowFixture::textItems(item("retainedFields")).mid(2);
+    QCOMPARE(cells.at(1)->property("text").toString(), QStringLiteral("(empty)"));
+    QVERIFY(cells.at(1)->property("font").value<QFont>().bold());
+    QCOMPARE(cells.at(4)->property("text").toString(), QStringLiteral("—"));
+    m_fixture->window->setProperty("hebrew", true);
+    QCOMPARE(cells.at(1)->property("text").toString(), QStringLiteral("(ריק)"));
 }
 
 void WindowResolvingTest::panelSpeaksBothLanguages() {
