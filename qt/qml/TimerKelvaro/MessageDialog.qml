@@ -15,7 +15,15 @@ ModalDialog {
     title: window.label("הודעה מלאה", "Whole message")
     width: 640
 
-    onOpened: message.reader.forceActiveFocus()
+    onVisibleChanged: if (visible) message.reader.forceActiveFocus()
+
+    Connections {
+        target: dialog.window
+        function onAccountLeft() {
+            dialog.close()
+            message.text = ""
+        }
+    }
 
     ReadOnlyText {
         id: message
