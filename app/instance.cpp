@@ -3,9 +3,11 @@
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QDeadlineTimer>
+#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
@@ -15,6 +17,7 @@ namespace {
 
 constexpr int answerMs = 3500;
 constexpr int graceMs = 100;
+constexpr int pauseMs = 10;
 
 const QString& name() {
     static const QString text = QStringLiteral("io.github.timer_kelvaro.timer");
@@ -54,6 +57,11 @@ bool isNoAnswer(const QDBusMessage& answer) {
     const QDBusError::ErrorType error = QDBusError(answer).type();
     return error == QDBusError::NoReply || error == QDBusError::Timeout ||
            error == QDBusError::ServiceUnknown || error == QDBusError::Disconnected;
+}
+
+/// The bus lets nobody like this program have the name.
+bool isRefused(QDBusConnectionInterface& bus) {
+    return bus.registerService(name()).error().type() == QDBusError::AccessDenied;
 }
 
 /// All that can be called over the bus.
@@ -134,20 +142,21 @@ Instance::Role Instance::claim(const Start& start) {
     }
     const QDeadlineTimer deadline(answerMs);
     while (!bus.registerService(name())) {
-        if (!bus.isConnected()) {
+        if (!bus.isConnected() || isRefused(*bus.interface())) {
             return Role::First;
         }
         if (deadline.hasExpired()) {
-            return Role::Unanswered;
+            return bus.interface()->isServiceRegistered(name()) ? Role::Unanswered : Role::First;
         }
         const QDBusMessage answer =
             bus.call(handover(start), QDBus::Block, std::max(1, int(deadline.remainingTime())));
         if (answer.type() == QDBusMessage::ReplyMessage) {
             return Role::HandedOver;
         }
-        if (!isNoAnswer(answer)) {
+        if (!isNoAnswer(answer) && bus.interface()->isServiceRegistered(name())) {
             return Role::Unanswered;
         }
+        QThread::msleep(pauseMs);
     }
     return Role::First;
 }

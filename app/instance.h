@@ -9,7 +9,7 @@
 
 /// One program per person and session bus. The first one holds a name on the bus
 /// and answers there as org.freedesktop.Application; every later one hands its
-/// start over and ends. Without a bus each is the first.
+/// start over and ends. Without a bus, or on one that gives nobody the name, each is the first.
 class Instance : public QObject {
     Q_OBJECT
 

@@ -127,9 +127,10 @@ public:
     /// Stops the running timer, in the same way.
     Q_INVOKABLE void stopTimer();
     /// What speaks against a manual entry with these times, the first that holds:
-    /// "order" (the end is not after the start), "offset" (a time names none, so what
-    /// it means depends on this device), "period" (the server will refuse it: it lies in
-    /// a closed period), "future"; empty when nothing does or they cannot be read yet.
+    /// "order" (the end is not after the start), "period" (the server will refuse it: it
+    /// lies in a closed period), "offset" (a time names none, so what it means depends on
+    /// this device), "future"; empty when nothing does. While one of the two cannot be
+    /// read yet, only what the other says by itself.
     Q_INVOKABLE [[nodiscard]] QString manualNotice(const QString& from, const QString& to) const;
 
     // The steps that the actions are made of

@@ -88,25 +88,29 @@ void Controller::addManual(const QString& description, const QString& projectId,
 QString Controller::manualNotice(const QString& from, const QString& to) const {
     const QDateTime start = QDateTime::fromString(from, Qt::ISODateWithMs);
     const QDateTime end = QDateTime::fromString(to, Qt::ISODateWithMs);
-    if (!start.isValid() || !end.isValid()) {
-        return {};
+    if (start.isValid() && end.isValid()) {
+        if (!isAfter(end, start)) {
+            return QStringLiteral("order");
+        }
+        const QJsonObject entry{
+            {QStringLiteral("workspace_id"), m_workspace},
+            {QStringLiteral("user_id"), m_me.value(u"id")},
+            {QStringLiteral("start_at"), utcText(start)},
+            {QStringLiteral("stop_at"), utcText(end)},
+        };
+        if (SyncState::isLocked(entry, m_snapshot.value(u"timesheet_periods").toArray())) {
+            return QStringLiteral("period");
+        }
     }
-    if (!isAfter(end, start)) {
-        return QStringLiteral("order");
-    }
-    if (start.timeSpec() == Qt::LocalTime || end.timeSpec() == Qt::LocalTime) {
+    const auto holdsForOne = [&](const auto& holds) {
+        return (start.isValid() && holds(start)) || (end.isValid() && holds(end));
+    };
+    if (holdsForOne([](const QDateTime& time) { return time.timeSpec() == Qt::LocalTime; })) {
         return QStringLiteral("offset");
     }
-    const QJsonObject entry{
-        {QStringLiteral("workspace_id"), m_workspace},
-        {QStringLiteral("user_id"), m_me.value(u"id")},
-        {QStringLiteral("start_at"), utcText(start)},
-        {QStringLiteral("stop_at"), utcText(end)},
-    };
-    if (SyncState::isLocked(entry, m_snapshot.value(u"timesheet_periods").toArray())) {
-        return QStringLiteral("period");
-    }
-    return end > QDateTime::currentDateTimeUtc() ? QStringLiteral("future") : QString();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const bool isFuture = holdsForOne([&now](const QDateTime& time) { return time > now; });
+    return isFuture ? QStringLiteral("future") : QString();
 }
 
 void Controller::editDescription(const QString& id, const QString& description) {

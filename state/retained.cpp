@@ -99,7 +99,7 @@ QString joined(const QJsonArray& texts) {
     return list.join(u", "_s);
 }
 
-/// The value of an entry's field as a person reads it; null when there is none.
+/// The value of an entry's field as a person reads it; null when there is none. An empty text is one.
 QJsonValue readable(const QJsonValue& value, QLatin1StringView name, const QJsonObject& state,
                     const QString& zone) {
     if (value.isBool()) {
@@ -111,7 +111,7 @@ QJsonValue readable(const QJsonValue& value, QLatin1StringView name, const QJson
     } else if (name == "project"_L1) {
         text = projectName(text, state);
     }
-    return text.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(text);
+    return text.isEmpty() && !value.isString() ? QJsonValue(QJsonValue::Null) : QJsonValue(text);
 }
 
 QJsonArray describeFields(const QJsonObject& state, const QJsonObject& item, const QString& zone) {

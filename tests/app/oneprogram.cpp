@@ -10,6 +10,7 @@
 #include <QDBusReply>
 #include <QDBusVirtualObject>
 #include <QFile>
+#include <QProcess>
 #include <QSettings>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -128,6 +129,7 @@ private Q_SLOTS:
     void aProgramThatQuitsWhileItIsAskedLeavesOneWindow();
     void aProbeNeitherAsksNorAnswers();
     void withoutABusEachStartIsTheFirst();
+    void onABusThatRefusesTheNameEachStartIsTheFirst();
     void nothingElseCanBeCalled();
     void whatIsNoRequestChangesNothing();
 };
@@ -286,6 +288,34 @@ void OneProgramTest::withoutABusEachStartIsTheFirst() {
         QVERIFY(getsWindow(program));
     }
     QCOMPARE(holder(), 0);
+}
+
+void OneProgramTest::onABusThatRefusesTheNameEachStartIsTheFirst() {
+    const QTemporaryDir folder;
+    QFile policy(folder.filePath(QStringLiteral("policy.conf")));
+    QVERIFY(policy.open(QIODevice::WriteOnly));
+    policy.write("<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><auth>EXTERNAL</auth>"
+                 "<policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
+                 "<allow own=\"*\"/><deny own=\"" +
+                 name.toLatin1() + "\"/></policy></busconfig>\n");
+    policy.close();
+    QProcess daemon;
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 {QStringLiteral("--nofork"), QStringLiteral("--print-address"),
+                  QStringLiteral("--config-file"), policy.fileName()});
+    QVERIFY(daemon.waitForReadyRead(Screen::patienceMs));
+    const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+    std::list<Program> programs(2);
+    for (Program& program : programs) {
+        program.setVariable(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
+        program.start({QStringLiteral("--server"), m_server.url()});
+    }
+    for (Program& program : programs) {
+        QVERIFY(getsWindow(program));
+        program.kill();
+    }
+    daemon.kill();
+    QVERIFY(daemon.waitForFinished(Screen::patienceMs));
 }
 
 void OneProgramTest::nothingElseCanBeCalled() {

@@ -112,6 +112,15 @@ void EntryTimesTest::manualTimesAreNoticed_data() {
         << u"2024-02-01T08:00:00Z"_s << u"2024-02-01T21:00:00"_s << u"offset"_s;
     QTest::newRow("order before offset")
         << u"2024-02-01T09:00:00"_s << u"2024-02-01T08:00:00"_s << u"order"_s;
+    QTest::newRow("period before offset")
+        << u"2024-03-02T08:00:00"_s << u"2024-03-02T09:00:00Z"_s << u"period"_s;
+    QTest::newRow("offset before future")
+        << now.addDays(1).toString(u"yyyy-MM-ddThh:mm:ss"_s) << text(now.addDays(3)) << u"offset"_s;
+    QTest::newRow("a start alone without an offset") << u"2024-03-02T08:00:00"_s << QString() << u"offset"_s;
+    QTest::newRow("an end alone without an offset") << u"soon"_s << u"2024-03-02T08:00:00"_s << u"offset"_s;
+    QTest::newRow("a start alone in the future") << text(now.addDays(1)) << QString() << u"future"_s;
+    QTest::newRow("an end alone in the future") << QString() << text(now.addDays(1)) << u"future"_s;
+    QTest::newRow("a start alone in a period") << u"2024-03-02T08:00:00Z"_s << QString() << QString();
     QTest::newRow("into a period") << u"2024-02-29T23:00:00Z"_s << u"2024-03-01T00:00:01Z"_s << u"period"_s;
     QTest::newRow("up to a period") << u"2024-02-29T23:00:00Z"_s << u"2024-03-01T00:00:00Z"_s << QString();
     QTest::newRow("behind a period") << u"2024-03-08T00:00:00Z"_s << u"2024-03-08T01:00:00Z"_s << QString();

@@ -188,6 +188,11 @@ void RetainedTest::showsFieldsSideBySide_data() {
         << document({edit(u"e"_s, conflict)}, {entry(u"e"_s, 5)})
         << QJsonArray{field(u"description"_s, u"Mine"_s, u"Theirs"_s),
                       field(u"start_at"_s, none, theirStart)};
+    QTest::newRow("an edit that empties the description")
+        << document({item(u"entry.update"_s, u"e"_s, {{u"description"_s, QString()}}, conflict)},
+                    {entry(u"e"_s, 5)})
+        << QJsonArray{field(u"description"_s, QString(), u"Theirs"_s),
+                      field(u"start_at"_s, none, theirStart)};
     QTest::newRow("a stop") << document({stop(u"e"_s, conflict)}, {entry(u"e"_s, 5)})
                             << QJsonArray{field(u"description"_s, none, u"Theirs"_s),
                                           field(u"start_at"_s, none, theirStart),

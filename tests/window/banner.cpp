@@ -25,6 +25,7 @@ private Q_SLOTS:
     void longMessageTakesAFewLines();
     void wholeMessageStaysWhileItIsRead();
     void wholeMessageIsScrolledByKeyboard();
+    void wholeMessageIsLeftWithItsAccount();
 };
 
 void WindowBannerTest::init() {
@@ -103,6 +104,22 @@ void WindowBannerTest::wholeMessageIsScrolledByKeyboard() {
     QVERIFY(end > 0);
     QTest::keyClick(m_fixture->window, Qt::Key_End, Qt::ControlModifier);
     QTRY_VERIFY(view->property("contentY").toDouble() > end - 20);
+}
+
+void WindowBannerTest::wholeMessageIsLeftWithItsAccount() {
+    m_fixture->show(WindowFixture::document());
+    m_fixture->controller.fail(QStringLiteral("Of one account. ").repeated(400));
+    m_fixture->layOut();
+    QTRY_VERIFY(item("wholeMessage")->isVisible());
+    m_fixture->click(item("wholeMessage"));
+    const QObject* const dialog = m_fixture->object(QStringLiteral("messageDialog"));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+
+    QJsonObject next = WindowFixture::document();
+    next.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u2")}});
+    m_fixture->show(next);
+    QCOMPARE(item("message")->property("text").toString(), QString());
+    QTRY_VERIFY(!dialog->property("visible").toBool());
 }
 
 int main(int argc, char* argv[]) {

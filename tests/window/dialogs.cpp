@@ -32,9 +32,16 @@ class WindowDialogsTest : public QObject {
     /// Enter in the field that has the focus, or the button.
     void confirm(bool byKey) const;
 
+    /// What assistive technology is given to speak from now on.
+    void listen(const QQuickItem* item);
+
+    QStringList m_spoken;
     std::unique_ptr<ScriptedPeer> m_peer;
     std::unique_ptr<WindowFixture> m_fixture;
     QObject* m_dialog = nullptr;
+
+public Q_SLOTS: // NOLINT(readability-redundant-access-specifiers)
+    void hear() { m_spoken.append(sender()->property("text").toString()); }
 
 private Q_SLOTS:
     void init();
@@ -52,6 +59,10 @@ private Q_SLOTS:
     void manualEntryIsTakenDuringAReload();
     void manualDialogTellsWhatSpeaksAgainstTheTimes_data();
     void manualDialogTellsWhatSpeaksAgainstTheTimes();
+    void manualDialogTellsItAnewWhenPeriodsOrWorkspaceChange();
+    void noticesAndRefusalsAreSpokenEachTime();
+    void manualDescriptionHasNoEnd();
+    void keyboardStaysWhereItWentWhileADialogOpens();
     void pressedTwiceIsOneChange_data();
     void pressedTwiceIsOneChange();
 };
@@ -87,6 +98,15 @@ void WindowDialogsTest::openManual(const char* from, const char* to) {
     item("manualDescription")->setProperty("text", QStringLiteral("Call"));
     item("manualFrom")->setProperty("text", QString::fromLatin1(from));
     item("manualTo")->setProperty("text", QString::fromLatin1(to));
+}
+
+void WindowDialogsTest::listen(const QQuickItem* item) {
+    const auto children = item->childItems();
+    for (const QQuickItem* const child : children) {
+        if (child->inherits("Announcer"))
+            connect(child, SIGNAL(textChanged()), this, SLOT(hear()));
+        listen(child);
+    }
 }
 
 void WindowDialogsTest::startReload() {
@@ -276,6 +296,77 @@ void WindowDialogsTest::manualDialogTellsWhatSpeaksAgainstTheTimes() {
     m_fixture->window->setProperty("hebrew", false);
     QTEST(text("notice"), "english");
     QCOMPARE(part("notice")->isVisible(), !text("notice").isEmpty());
+}
+
+void WindowDialogsTest::manualDialogTellsItAnewWhenPeriodsOrWorkspaceChange() {
+    m_fixture->window->setProperty("hebrew", false);
+    openManual("2020-01-05T09:00:00+02:00", "2020-01-05T10:00:00+02:00");
+    const QString locked = QStringLiteral("This time lies in a submitted period; the server will refuse it.");
+    QCOMPARE(text("notice"), locked);
+    QJsonObject document = WindowFixture::document();
+    document.insert(u"workspace", QStringLiteral("w2"));
+    m_fixture->show(document);
+    QCOMPARE(text("notice"), QString());
+    m_fixture->show(WindowFixture::document());
+    QCOMPARE(text("notice"), locked);
+
+    QJsonObject snapshot = WindowFixture::document().value(u"snapshot").toObject();
+    snapshot.insert(u"timesheet_periods", QJsonArray());
+    document = WindowFixture::document();
+    document.insert(u"snapshot", snapshot);
+    m_fixture->show(document);
+    QCOMPARE(text("notice"), QString());
+}
+
+void WindowDialogsTest::noticesAndRefusalsAreSpokenEachTime() {
+    m_fixture->window->setProperty("hebrew", false);
+    const QString order = QStringLiteral("The end must be after the start.");
+    const QString refusal =
+        QStringLiteral("Enter valid ISO timestamps with an explicit offset; end must be after start.");
+    openManual("2021-03-02T09:00:00+02:00", "");
+    m_spoken.clear();
+    listen(m_fixture->window->contentItem());
+    item("manualTo")->setProperty("text", QStringLiteral("2021-03-02T08:00:00+02:00"));
+    QCOMPARE(m_spoken, QStringList{order});
+    confirm(true);
+    QCOMPARE(m_spoken, (QStringList{order, refusal}));
+    confirm(true);
+    QCOMPARE(m_spoken, (QStringList{order, refusal, refusal}));
+
+    QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+    m_spoken.clear();
+    // Nobody looks at the times now.
+    m_fixture->window->setProperty("hebrew", true);
+    QCOMPARE(m_spoken, QStringList());
+    m_fixture->window->setProperty("hebrew", false);
+    open("manualDialog", "manualEntry");
+    QCOMPARE(m_spoken, QStringList{order});
+}
+
+void WindowDialogsTest::manualDescriptionHasNoEnd() {
+    const QString description(40'000, u'x');
+    openManual("2021-03-02T09:00:00+02:00", "2021-03-02T10:00:00+02:00");
+    item("manualDescription")->setProperty("text", description);
+    confirm(false);
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(listed().size(), description.size());
+}
+
+void WindowDialogsTest::keyboardStaysWhereItWentWhileADialogOpens() {
+    m_dialog = m_fixture->object(QStringLiteral("manualDialog"));
+    m_fixture->click(item("manualEntry"));
+    QVERIFY(!isOpen());
+    QTest::keyClick(m_fixture->window, Qt::Key_Tab);
+    QVERIFY(item("manualFrom")->hasActiveFocus());
+    QTRY_VERIFY(isOpen());
+    QVERIFY(item("manualFrom")->hasActiveFocus());
+
+    // The next time it begins at its beginning.
+    QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+    m_fixture->click(item("manualEntry"));
+    QVERIFY(item("manualDescription")->hasActiveFocus());
 }
 
 void WindowDialogsTest::pressedTwiceIsOneChange_data() {

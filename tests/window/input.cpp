@@ -22,6 +22,8 @@ private Q_SLOTS:
     void cleanup();
 
     void heldReturnPressesOnce();
+    void heldReturnOpensADialogAndLeavesItOpen_data();
+    void heldReturnOpensADialogAndLeavesItOpen();
     void heldShortcutTogglesOnce();
     void renamedProjectShowsItsNewName();
     void crossClearsTheProject();
@@ -55,6 +57,31 @@ void WindowInputTest::heldReturnPressesOnce() {
     QCOMPARE(m_fixture->window->property("hebrew"), false);
     m_fixture->hold(Qt::Key_Enter);
     QCOMPARE(m_fixture->window->property("hebrew"), true);
+}
+
+void WindowInputTest::heldReturnOpensADialogAndLeavesItOpen_data() {
+    QTest::addColumn<Qt::Key>("key");
+    QTest::newRow("Return") << Qt::Key_Return;
+    QTest::newRow("Enter") << Qt::Key_Enter;
+}
+
+void WindowInputTest::heldReturnOpensADialogAndLeavesItOpen() {
+    QFETCH(Qt::Key, key);
+    m_fixture->unlock();
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    QTRY_VERIFY(item("editEntry")->isVisible());
+    const QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
+    item("editEntry")->forceActiveFocus(Qt::TabFocusReason);
+    QTest::simulateEvent(m_fixture->window, true, key, {}, {}, false);
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    QVERIFY(item("editDescription")->hasActiveFocus());
+    QTest::simulateEvent(m_fixture->window, true, key, {}, {}, true);
+    QTest::simulateEvent(m_fixture->window, false, key, {}, {}, false);
+    QCOMPARE(controller().pending(), 0);
+    QVERIFY(dialog->property("opened").toBool());
+
+    QTest::keyClick(m_fixture->window, key);
+    QCOMPARE(controller().pending(), 1);
 }
 
 void WindowInputTest::heldShortcutTogglesOnce() {

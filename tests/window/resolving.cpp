@@ -71,6 +71,7 @@ private Q_SLOTS:
     void cleanup();
 
     void panelShowsWhatWasRecordedAndWhatTheServerHas();
+    void panelTellsAnEmptiedDescriptionFromNone();
     void panelSpeaksBothLanguages();
     void panelIsThereOnlyWhileSomethingIsRetained();
     void bannerLeadsToThePanel_data();
@@ -82,8 +83,10 @@ private Q_SLOTS:
     void waysOutWaitForTheServer();
     void endedSessionIsRenewed_data();
     void endedSessionIsRenewed();
+    void passwordThatWasNotSentStays();
     void everythingIsSetAsideAfterAQuestion();
     void everythingStaysWhenTheQuestionIsDenied();
+    void questionWaitsForTheServerAndTellsWhatComes();
 };
 
 void WindowResolvingTest::init() {
@@ -168,6 +171,21 @@ void WindowResolvingTest::panelShowsWhatWasRecordedAndWhatTheServerHas() {
                           QStringLiteral("\u200e2020-01-05 21:30:00"), QStringLiteral("—")}));
     QVERIFY(item("retainedLeaving")->isVisible());
     QVERIFY(text("retainedLeaving").startsWith(QStringLiteral("2 changes leave the queue")));
+}
+
+void WindowResolvingTest::panelTellsAnEmptiedDescriptionFromNone() {
+    m_fixture->show(WindowFixture::document(
+        {WindowFixture::entry(QStringLiteral("e1"))},
+        {refused(WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("")), QStringLiteral("conflict"),
+                 QStringLiteral("This entry has changed."))}));
+    m_fixture->openTab(3);
+    m_fixture->layOut();
+    const auto cells = WindowFixture::textItems(item("retainedFields")).mid(2);
+    QCOMPARE(cells.at(1)->property("text").toString(), QStringLiteral("(empty)"));
+    QVERIFY(cells.at(1)->property("font").value<QFont>().bold());
+    QCOMPARE(cells.at(4)->property("text").toString(), QStringLiteral("—"));
+    m_fixture->window->setProperty("hebrew", true);
+    QCOMPARE(cells.at(1)->property("text").toString(), QStringLiteral("(ריק)"));
 }
 
 void WindowResolvingTest::panelSpeaksBothLanguages() {
@@ -331,6 +349,21 @@ void WindowResolvingTest::endedSessionIsRenewed() {
     QCOMPARE(text("description"), QStringLiteral("half a thought"));
 }
 
+void WindowResolvingTest::passwordThatWasNotSentStays() {
+    endSession();
+    item("email")->setProperty("text", QStringLiteral("dana@example.com"));
+    item("password")->setProperty("text", QStringLiteral("secret"));
+    m_peer->answer("GET", QStringLiteral("/v1/me"),
+                   PeerReply::json({}, 401).delivered(PeerReply::Delivery::Hold));
+    controller().synchronize();
+    QTRY_COMPARE(m_peer->held(), 1);
+    QVERIFY(!controller().busy());
+    use("signInAgain", 1);
+    QCOMPARE(text("password"), QStringLiteral("secret"));
+    QVERIFY(m_peer->requests("POST", QStringLiteral("/v1/auth/login")).isEmpty());
+    m_peer->release();
+}
+
 void WindowResolvingTest::everythingIsSetAsideAfterAQuestion() {
     showRejectedCreation();
     m_dialogs->choose(m_folder.filePath(QStringLiteral("copy.json")));
@@ -356,6 +389,31 @@ void WindowResolvingTest::everythingStaysWhenTheQuestionIsDenied() {
     QTRY_VERIFY(!dialog->property("visible").toBool());
     QCOMPARE(controller().pending(), 1);
     QVERIFY(m_dialogs->seen().isEmpty());
+}
+
+void WindowResolvingTest::questionWaitsForTheServerAndTellsWhatComes() {
+    showConflict();
+    m_peer->answer("GET", QStringLiteral("/v1/sync/snapshot"),
+                   PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
+    use("removePending", 1);
+    QObject* const dialog = m_fixture->object(QStringLiteral("removePendingDialog"));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    controller().refresh();
+    QTRY_COMPARE(m_peer->held(), 1);
+    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
+    const auto* const note = dialog->findChild<QQuickItem*>(QStringLiteral("waitNote"));
+    QVERIFY(note->isVisible());
+    QCOMPARE(note->property("text").toString(),
+             QStringLiteral("Waiting for the server's answer; the file is asked for right after it."));
+    m_fixture->window->setProperty("hebrew", true);
+    QCOMPARE(note->property("text").toString(),
+             QStringLiteral("ממתין לתשובת השרת; מיד אחריה תתבקש לבחור קובץ."));
+    QVERIFY(m_dialogs->seen().isEmpty());
+
+    m_dialogs->choose(m_folder.filePath(QStringLiteral("copy.json")));
+    m_peer->release();
+    QTRY_COMPARE(controller().pending(), 0);
+    QCOMPARE(saved().size(), 1);
 }
 
 int main(int argc, char* argv[]) {

@@ -21,7 +21,7 @@ FormDialog {
     takesTurns: true
 
     onSubmitted: controller.editDescription(entryId, field.text)
-    onOpened: field.forceActiveFocus()
+    onVisibleChanged: if (visible) field.forceActiveFocus()
 
     Connections {
         target: dialog.window

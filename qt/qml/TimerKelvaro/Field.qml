@@ -22,6 +22,12 @@ T.TextField {
     horizontalAlignment: TextInput.AlignLeft
     verticalAlignment: TextInput.AlignVCenter
 
+    // A held key submits nothing again, nor what the first press has only just opened.
+    Keys.onPressed: event => {
+        if (event.isAutoRepeat && (event.key === Qt.Key_Return || event.key === Qt.Key_Enter))
+            event.accepted = true
+    }
+
     Accessible.role: Accessible.EditableText
     Accessible.name: name
 

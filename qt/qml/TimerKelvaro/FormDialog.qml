@@ -16,6 +16,9 @@ ModalDialog {
     /// The controller takes this change only while it is not busy.
     property bool takesTurns: false
     readonly property bool waiting: turn.waiting
+    /// What comes of OK once the controller is free.
+    property string waitText: window.label("ממתין לתשובת השרת; השינוי יישמר מיד אחריה.",
+                                           "Waiting for the server's answer; the change is saved right after it.")
     /// What is to be known about what is typed.
     property string notice: ""
     /// Why the last try was not taken.
@@ -36,18 +39,23 @@ ModalDialog {
     }
     function hand() {
         const before = controller.pending
+        const said = controller.message
         submitted()
         taken = question || controller.pending > before
-        if (taken)
+        if (taken) {
             accept()
-        else
-            refusal = controller.message
+            return
+        }
+        refusal = controller.message
+        if (refusal === said) // the status line has nothing new to tell
+            window.announce(refusal)
     }
 
-    onNoticeChanged: window.announce(notice)
+    onNoticeChanged: if (visible) window.announce(notice)
     onWaitingChanged: window.announce(waiting ? waitNote.text : "")
-    onOpened: if (question) ok.forceActiveFocus(Qt.TabFocusReason)
     onVisibleChanged: {
+        if (visible && question)
+            ok.forceActiveFocus(Qt.TabFocusReason)
         turn.forget()
         taken = false
         refusal = ""
@@ -86,8 +94,7 @@ ModalDialog {
 
             objectName: "waitNote"
             visible: dialog.waiting
-            text: dialog.window.label("ממתין לתשובת השרת; השינוי יישמר מיד אחריה.",
-                                      "Waiting for the server's answer; the change is saved right after it.")
+            text: dialog.waitText
         }
     }
 

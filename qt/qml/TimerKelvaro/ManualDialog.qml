@@ -9,7 +9,9 @@ FormDialog {
 
     required property TimerPage timerPage
 
-    readonly property string concern: controller.manualNotice(from.text, to.text)
+    /// What the times are judged by, besides the clock.
+    readonly property var grounds: visible ? [controller.workspace, controller.periods] : null
+    readonly property string concern: grounds ? controller.manualNotice(from.text, to.text) : ""
     readonly property var concerns: ({
         "order": window.label("הסיום חייב להיות אחרי ההתחלה.", "The end must be after the start."),
         "offset": window.label("לאחד הזמנים אין היסט מ־UTC; הוא ייקרא לפי אזור הזמן של המכשיר.",
@@ -32,7 +34,7 @@ FormDialog {
 
     onSubmitted: controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
     onAccepted: empty()
-    onOpened: description.forceActiveFocus()
+    onVisibleChanged: if (visible) description.forceActiveFocus()
 
     Connections {
         target: dialog.window
@@ -47,6 +49,7 @@ FormDialog {
 
         objectName: "manualDescription"
         focus: true
+        maximumLength: 0x7fffffff // none
         placeholderText: dialog.window.label("תיאור", "Description")
         Layout.fillWidth: true
         onTextEdited: dialog.refusal = ""

@@ -16,7 +16,15 @@ ModalDialog {
     width: 640
     contentHeight: 320
 
-    onOpened: message.reader.forceActiveFocus()
+    onVisibleChanged: if (visible) message.reader.forceActiveFocus()
+
+    Connections {
+        target: dialog.window
+        function onAccountLeft() {
+            dialog.close()
+            message.text = ""
+        }
+    }
 
     ReadOnlyText {
         id: message

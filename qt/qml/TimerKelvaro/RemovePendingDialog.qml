@@ -14,6 +14,8 @@ FormDialog {
     width: 520
     takesTurns: true
     question: true
+    waitText: window.label("ממתין לתשובת השרת; מיד אחריה תתבקש לבחור קובץ.",
+                           "Waiting for the server's answer; the file is asked for right after it.")
 
     onAccepted: controller.removePending()
     onCountChanged: if (count === 0) close()

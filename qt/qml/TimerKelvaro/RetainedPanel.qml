@@ -36,8 +36,10 @@ Panel {
     })
 
     function shown(name: string, value: var): string {
-        if (value === null || value === undefined || value === "")
+        if (value === null || value === undefined)
             return "—"
+        if (value === "")
+            return window.label("(ריק)", "(empty)")
         if (typeof value === "boolean")
             return value ? window.label("כן", "Yes") : window.label("לא", "No")
         // Times keep their direction in a line of either language.

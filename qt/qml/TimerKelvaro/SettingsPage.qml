@@ -17,7 +17,8 @@ ScrollPage {
 
     function renew() {
         controller.renewSession(email.text, password.text)
-        password.text = ""
+        if (controller.busy) // else nothing was sent, and it is needed for the next try
+            password.text = ""
     }
     function showRetained() {
         goTo(retained)
