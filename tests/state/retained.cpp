@@ -7,7 +7,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto zone = "Asia/Jerusalem"_L1;
+constexpr auto homeZone = "Asia/Jerusalem"_L1;
 const QString notSaved = u"The change could not be saved for sending again; it is retained as it was."_s;
 const QString notRemoved =
     u"The copy was written, but the queue could not be saved securely; nothing was removed."_s;
@@ -87,7 +87,7 @@ QJsonObject mutationOf(const QJsonObject& of) {
     return of.value(u"mutation").toObject();
 }
 
-QJsonArray fieldsOf(const QJsonObject& state, const QString& inZone = zone) {
+QJsonArray fieldsOf(const QJsonObject& state, const QString& inZone = homeZone) {
     return Retained::describe(state, inZone).value(u"fields").toArray();
 }
 
@@ -139,14 +139,14 @@ void RetainedTest::nothingIsRetainedWhileTheHeadWaits_data() {
 
 void RetainedTest::nothingIsRetainedWhileTheHeadWaits() {
     QFETCH(const QJsonArray, queue);
-    QCOMPARE(Retained::describe(document(queue), zone), QJsonObject());
+    QCOMPARE(Retained::describe(document(queue), homeZone), QJsonObject());
     QCOMPARE(Retained::leaving(queue), QJsonArray());
 }
 
 void RetainedTest::tellsWhatWasRefused() {
     const QJsonObject head = start(u"e"_s, u"rejected"_s, {{u"message"_s, u"No such project."_s}});
     const QJsonObject told =
-        Retained::describe(document({head, stop(u"e"_s), edit(u"f"_s)}, {entry(u"f"_s, 4)}), zone);
+        Retained::describe(document({head, stop(u"e"_s), edit(u"f"_s)}, {entry(u"f"_s, 4)}), homeZone);
     QCOMPARE(told.value(u"operation").toString(), u"timer.start"_s);
     QCOMPARE(told.value(u"status").toString(), u"rejected"_s);
     QCOMPARE(told.value(u"sentence").toString(), u"No such project."_s);
@@ -171,7 +171,7 @@ void RetainedTest::findsTheServersSentence_data() {
 
 void RetainedTest::findsTheServersSentence() {
     QFETCH(const QJsonObject, result);
-    QTEST(Retained::describe(document({edit(u"e"_s, u"conflict"_s, result)}), zone)
+    QTEST(Retained::describe(document({edit(u"e"_s, u"conflict"_s, result)}), homeZone)
               .value(u"sentence")
               .toString(),
           "sentence");
@@ -287,7 +287,7 @@ void RetainedTest::aCreationLeavesWithTheLaterChangesOfItsEntry() {
         queue.append(leaving.at(i));
     }
     QCOMPARE(Retained::leaving(queue), leaving);
-    QCOMPARE(Retained::describe(document(queue), zone).value(u"leaving").toInteger(), leaving.size());
+    QCOMPARE(Retained::describe(document(queue), homeZone).value(u"leaving").toInteger(), leaving.size());
     QJsonObject state = document(queue);
     Store store;
     QVERIFY(Retained::remove(state, leaving, store.callback()));

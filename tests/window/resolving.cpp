@@ -87,6 +87,7 @@ private Q_SLOTS:
     void everythingIsSetAsideAfterAQuestion();
     void everythingStaysWhenTheQuestionIsDenied();
     void questionWaitsForTheServerAndTellsWhatComes();
+    void questionWaitsForAChangeOnItsWay();
 };
 
 void WindowResolvingTest::init() {
@@ -414,6 +415,26 @@ void WindowResolvingTest::questionWaitsForTheServerAndTellsWhatComes() {
     m_peer->release();
     QTRY_COMPARE(controller().pending(), 0);
     QCOMPARE(saved().size(), 1);
+}
+
+void WindowResolvingTest::questionWaitsForAChangeOnItsWay() {
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))},
+                                            {WindowFixture::edit(QStringLiteral("e1"), {})}));
+    m_fixture->openTab(3);
+    m_peer->answer("GET", QStringLiteral("/v1/me"),
+                   PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
+    controller().synchronize();
+    QTRY_COMPARE(m_peer->held(), 1);
+    QVERIFY(controller().syncing() && !controller().busy());
+    use("removePending", 1);
+    QObject* const dialog = m_fixture->object(QStringLiteral("removePendingDialog"));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
+    QVERIFY(dialog->findChild<QQuickItem*>(QStringLiteral("waitNote"))->isVisible());
+    QVERIFY(m_dialogs->seen().isEmpty());
+    m_peer->release();
+    QTRY_COMPARE(m_dialogs->seen().size(), 1);
+    QTRY_COMPARE(controller().message(), QStringLiteral("Nothing was removed."));
 }
 
 int main(int argc, char* argv[]) {

@@ -16,6 +16,8 @@ ModalDialog {
     /// The controller takes this change only while it is not busy.
     property bool takesTurns: false
     readonly property bool waiting: turn.waiting
+    /// Nor while a change is on its way.
+    property bool afterSync: false
     /// What comes of OK once the controller is free.
     property string waitText: window.label("ממתין לתשובת השרת; השינוי יישמר מיד אחריה.",
                                            "Waiting for the server's answer; the change is saved right after it.")
@@ -65,6 +67,7 @@ ModalDialog {
         id: turn
 
         controller: dialog.controller
+        afterSync: dialog.afterSync
         onFree: dialog.hand()
     }
     ColumnLayout {

@@ -13,6 +13,7 @@ FormDialog {
     title: window.label("הסרת השינויים הממתינים", "Remove the waiting changes")
     width: 520
     takesTurns: true
+    afterSync: true
     question: true
     waitText: window.label("ממתין לתשובת השרת; מיד אחריה תתבקש לבחור קובץ.",
                            "Waiting for the server's answer; the file is asked for right after it.")

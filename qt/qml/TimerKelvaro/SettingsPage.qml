@@ -31,6 +31,7 @@ ScrollPage {
         function onAccountLeft() {
             email.text = ""
             password.text = ""
+            renewal.forget()
         }
     }
 
@@ -103,7 +104,7 @@ ScrollPage {
         Layout.fillWidth: true
         onAccepted: {
             if (again.visible && again.enabled)
-                page.renew()
+                renewal.ask()
             else if (signIn.enabled)
                 page.signIn()
         }
@@ -133,9 +134,16 @@ ScrollPage {
             objectName: "signInAgain"
             text: page.window.label("התחבר מחדש", "Sign in again")
             visible: page.controller.sessionRefused
-            enabled: page.controller.secureStorage && !page.controller.busy
+            enabled: page.controller.secureStorage && !page.controller.busy && !renewal.waiting
             highlighted: true
-            onClicked: page.renew()
+            onClicked: renewal.ask()
+        }
+        WhenFree {
+            id: renewal
+
+            controller: page.controller
+            afterSync: true
+            onFree: page.renew()
         }
     }
     Switch {

@@ -8,7 +8,9 @@ Timer {
     id: turn
 
     required property Controller controller
-    readonly property bool busy: controller.busy
+    /// A change on its way to the server is waited for as well.
+    property bool afterSync: false
+    readonly property bool busy: controller.busy || (afterSync && controller.syncing)
     property bool waiting: false
 
     signal free
