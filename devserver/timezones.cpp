@@ -2,30 +2,30 @@
 #include "devserver/timezones.h"
 
 #include <QDateTime>
-#include <QFileInfo>
+#include <QFile>
 #include <QRegularExpression>
 
 namespace devserver {
 namespace {
 
 int offsetAt(qint64 instant, const QTimeZone& zone) {
-    return zone.offsetFromUtc(QDateTime::fromSecsSinceEpoch(instant, Qt::UTC));
+    return QDateTime::fromSecsSinceEpoch(instant, zone).offsetFromUtc();
+}
+
+// Qt knows more as zones, each version other things: rules such as "FOO5", offsets such as "UTC+3".
+bool isInDatabase(const QString& name) {
+    QFile file(QStringLiteral("/usr/share/zoneinfo/") + name);
+    return file.open(QIODevice::ReadOnly) && file.read(4) == "TZif";
 }
 
 } // namespace
 
 std::optional<QTimeZone> zoneNamed(const QString& name) {
     static const QRegularExpression form(QStringLiteral("\\A[A-Za-z][A-Za-z0-9_+-]*(/[A-Za-z0-9_+-]+)*\\z"));
-    if (!form.match(name).hasMatch()) {
+    if (!form.match(name).hasMatch() || !isInDatabase(name)) {
         return std::nullopt;
     }
-    // A single word that names no zone is taken for a rule, and then for UTC, instead of being refused.
-    const QByteArray id = name.toLatin1();
-    if (!name.contains(u'/') && !QTimeZone::isTimeZoneIdAvailable(id) &&
-        !QFileInfo(QStringLiteral("/usr/share/zoneinfo/") + name).isFile()) {
-        return std::nullopt;
-    }
-    const QTimeZone zone(id);
+    const QTimeZone zone(name.toLatin1());
     return zone.isValid() ? std::optional(zone) : std::nullopt;
 }
 

@@ -184,8 +184,11 @@ void TestDevserverReportRules::zonesAreKnownByTheirNames() {
         QVERIFY2(zoneNamed(name).has_value(), qPrintable(name));
     }
     QCOMPARE(zoneNamed(u"Asia/Jerusalem"_s)->id(), "Asia/Jerusalem");
-    for (const QString& name : {QString(), u"Nowhere"_s, u"Asia"_s, u"America/Argentina"_s, u"FOO5"_s,
-                                u"Asia/Jerusalem/"_s, u"/Asia/Jerusalem"_s, u"UTC\n"_s, u"zone.tab"_s}) {
+    for (const QString& name :
+         {QString(), u"Nowhere"_s, u"Asia"_s, u"America/Argentina"_s, u"FOO5"_s, u"Asia/Jerusalem/"_s,
+          u"/Asia/Jerusalem"_s, u"UTC\n"_s, u"zone.tab"_s, u"UTC+3"_s, u"UTC-03"_s, u"UTC+03:00"_s,
+          u"+03:00"_s, u"../Jerusalem"_s, u"Asia/../Asia/Jerusalem"_s, u"GMT+3"_s, u"Etc/GMT+15"_s,
+          u"EST5EDT4"_s, u"leapseconds"_s}) {
         QVERIFY2(!zoneNamed(name), qPrintable(name));
     }
 }
