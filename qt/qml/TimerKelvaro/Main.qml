@@ -56,13 +56,16 @@ TimerWindow {
 
     /// Made right after the first frame, or at once when it is wanted sooner.
     component Late: Loader {
+        id: late
+
         required property url file
         required property var given
         required property bool settled
         property bool shown: false
 
         function load(now: bool) {
-            if (status === Loader.Ready || (status === Loader.Loading && !now))
+            // Not "status" alone: that is also the name of the line below the tabs.
+            if (late.status === Loader.Ready || (late.status === Loader.Loading && !now))
                 return
             source = "" // a load under way cannot be hurried: it would forget what is given
             asynchronous = !now

@@ -12,12 +12,14 @@ Panel {
     readonly property Item list: ListView.view
     readonly property bool tabStop: list && list.activeFocus ? activeFocus : ListView.isCurrentItem
 
-    x: mirrored ? Theme.scrollBar : 0
-    width: list ? list.width - Theme.scrollBar : 0
+    // As wide as the list, which places its rows itself; the bar runs beside what is seen of the row.
+    width: list ? list.width : 0
+    leftInset: mirrored ? Theme.scrollBar : 0
+    rightInset: mirrored ? 0 : Theme.scrollBar
     topPadding: 0
     bottomPadding: 0
-    leftPadding: Theme.rowPadding
-    rightPadding: Theme.rowPadding
+    leftPadding: leftInset + Theme.rowPadding
+    rightPadding: rightInset + Theme.rowPadding
     focusPolicy: tabStop ? Qt.StrongFocus : Qt.ClickFocus
     ringed: activeFocus
 
