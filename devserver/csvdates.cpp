@@ -141,7 +141,7 @@ std::variant<qint64, LocalClock::Fault> LocalClock::instant(QDate date, int seco
 }
 
 int LocalClock::offsetAt(qint64 instant) const {
-    return m_zone.offsetFromUtc(QDateTime::fromSecsSinceEpoch(instant, Qt::UTC));
+    return QDateTime::fromSecsSinceEpoch(instant, m_zone).offsetFromUtc();
 }
 
 } // namespace devserver

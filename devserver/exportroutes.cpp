@@ -18,7 +18,8 @@ void requireFitting(SnapshotReader& report, const ReportFormat& format) {
 
 Answer exportReport(Request& request) {
     SnapshotReader report(request.connection(), request.caller(), request.part(1), request.part(2));
-    const ReportFormat& format = reportFormat(request.parameter("format"));
+    const QString name = request.parameter("format");
+    const ReportFormat& format = reportFormat(name);
     requireFitting(report, format);
     ExportFile file;
     format.write(report, file);

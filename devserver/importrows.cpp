@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QJsonArray>
+#include <QTimeZone>
 
 #include <algorithm>
 
@@ -27,7 +28,7 @@ const QString clockStartKey = QStringLiteral("clock_start");
 const QString clockStopKey = QStringLiteral("clock_stop");
 
 QString textOf(qint64 instant) {
-    return QDateTime::fromSecsSinceEpoch(instant, Qt::UTC).toString(Qt::ISODate);
+    return QDateTime::fromSecsSinceEpoch(instant).toUTC().toString(Qt::ISODate);
 }
 
 QString durationText(qint64 seconds) {
@@ -283,8 +284,7 @@ std::optional<RowReader::Moment> RowReader::readMoment(Reading& reading, Column 
                       : QStringLiteral("This time was twice in %1: the clocks were put back.").arg(m_zone));
         return std::nullopt;
     }
-    return Moment{std::get<qint64>(instant),
-                  QDateTime(*day, QTime(0, 0), Qt::UTC).toSecsSinceEpoch() + *second};
+    return Moment{std::get<qint64>(instant), day->startOfDay(QTimeZone::utc()).toSecsSinceEpoch() + *second};
 }
 
 } // namespace devserver

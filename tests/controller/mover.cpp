@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QFile>
 #include <QTest>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -16,7 +17,7 @@ QByteArray Mover::header() {
 
 QByteArray Mover::history(int count) {
     QByteArray text = header();
-    QDateTime start(QDate(2025, 6, 1), QTime(0, 0), Qt::UTC);
+    QDateTime start(QDate(2025, 6, 1), QTime(0, 0), QTimeZone::utc());
     for (int i = 0; i < count; ++i, start = start.addSecs(3600)) {
         text += "work " + QByteArray::number(i) + ",Harbour,Ferry,Yes," +
                 start.toString(u"yyyy-MM-dd,HH:mm"_s).toLatin1() + ",0:30:00,\"sea, salt\"\r\n";

@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -186,8 +187,8 @@ void MovingTest::theSameFileBringsNothingNew() {
 void MovingTest::rowsInAnApprovedPeriodAreRefusedAtThePreview() {
     Mover mover;
     QVERIFY(mover.connectAndSettle());
-    mover.server.approve(QDateTime(QDate(2025, 6, 1), QTime(5, 0), Qt::UTC),
-                         QDateTime(QDate(2025, 6, 1), QTime(7, 0), Qt::UTC));
+    mover.server.approve(QDateTime(QDate(2025, 6, 1), QTime(5, 0), QTimeZone::utc()),
+                         QDateTime(QDate(2025, 6, 1), QTime(7, 0), QTimeZone::utc()));
     QVERIFY(mover.writeSource(Mover::history(60)));
     QVERIFY(mover.preview());
     QCOMPARE(mover.controller.message(), Migrant::previewed());
@@ -205,8 +206,8 @@ void MovingTest::aPeriodApprovedMeanwhileStopsTheImport() {
     Mover mover;
     QVERIFY(mover.connectAndSettle());
     QVERIFY(mover.stage(Mover::history(60)));
-    mover.server.approve(QDateTime(QDate(2025, 6, 2), QTime(5, 0), Qt::UTC),
-                         QDateTime(QDate(2025, 6, 2), QTime(7, 0), Qt::UTC));
+    mover.server.approve(QDateTime(QDate(2025, 6, 2), QTime(5, 0), QTimeZone::utc()),
+                         QDateTime(QDate(2025, 6, 2), QTime(7, 0), QTimeZone::utc()));
     mover.controller.applyImport();
     QTRY_COMPARE(mover.controller.message(),
                  u"Row 31 can no longer be imported, nor the step that it is in: "

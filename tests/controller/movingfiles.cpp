@@ -9,6 +9,7 @@
 #include <QJsonArray>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimeZone>
 #include <QVariant>
 
 #include <functional>
@@ -161,7 +162,7 @@ void MovingFilesTest::twentyThousandRowsArrive() {
     Mover mover;
     QVERIFY(mover.connectAndSettle(false));
     QByteArray content = "Description,Start date,Start time,Duration\n";
-    QDateTime start(QDate(2020, 1, 1), QTime(0, 0), Qt::UTC);
+    QDateTime start(QDate(2020, 1, 1), QTime(0, 0), QTimeZone::utc());
     for (int i = 0; i < 20'000; ++i, start = start.addSecs(3600)) {
         content +=
             "w" + QByteArray::number(i) + start.toString(u",yyyy-MM-dd,HH:mm"_s).toLatin1() + ",0:30:00\n";

@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QJsonArray>
 #include <QTest>
+#include <QTimeZone>
 #include <QVariant>
 
 using namespace Qt::StringLiterals;
@@ -23,7 +24,7 @@ QJsonObject ImportFixture::bodyOf(const QString& content) {
 
 QString ImportFixture::records(int count, const QString& word) {
     QStringList lines;
-    QDateTime start(QDate(2025, 6, 1), QTime(0, 0), Qt::UTC);
+    QDateTime start(QDate(2025, 6, 1), QTime(0, 0), QTimeZone::utc());
     for (int i = 0; i < count; ++i, start = start.addSecs(3600)) {
         lines += word + u" %1,%2,%3:00,%2,%3:30"_s.arg(i)
                             .arg(start.date().toString(Qt::ISODate))

@@ -3,6 +3,7 @@
 #include "tests/state/fixtures.h"
 
 #include <QTest>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -76,7 +77,7 @@ void PeriodLockTest::missingOwnersAreEqual() {
 void PeriodLockTest::readsTimes_data() {
     QTest::addColumn<QJsonValue>("value");
     QTest::addColumn<QDateTime>("instant");
-    const QDateTime eight(QDate(2024, 3, 1), QTime(8, 0), Qt::UTC);
+    const QDateTime eight(QDate(2024, 3, 1), QTime(8, 0), QTimeZone::utc());
     QTest::newRow("UTC") << QJsonValue(u"2024-03-01T08:00:00Z"_s) << eight;
     QTest::newRow("milliseconds") << QJsonValue(u"2024-03-01T08:00:00.250Z"_s) << eight.addMSecs(250);
     QTest::newRow("offset") << QJsonValue(u"2024-03-01T10:00:00+02:00"_s) << eight;

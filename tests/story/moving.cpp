@@ -10,6 +10,7 @@
 #include <QJsonObject>
 #include <QSet>
 #include <QTest>
+#include <QTimeZone>
 
 #include <algorithm>
 
@@ -25,7 +26,7 @@ const QString timed = u"Unpack the archive"_s;
 /// "work 0" and so on, each in an hour of its own.
 QByteArray history() {
     QByteArray text = "Description,Client,Project,Billable,Start date,Start time,End date,End time\r\n";
-    QDateTime start(QDate(2025, 6, 1), QTime(0, 0), Qt::UTC);
+    QDateTime start(QDate(2025, 6, 1), QTime(0, 0), QTimeZone::utc());
     for (int i = 0; i < rows; ++i, start = start.addSecs(3600)) {
         text += "work " + QByteArray::number(i) + ",Harbour,Ferry,Yes," +
                 start.toString(u"yyyy-MM-dd,HH:mm,"_s).toLatin1() +

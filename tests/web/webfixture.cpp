@@ -5,6 +5,7 @@
 
 #include <QRegularExpression>
 #include <QTest>
+#include <QTimeZone>
 #include <QUuid>
 
 using namespace Qt::StringLiterals;
@@ -64,7 +65,7 @@ bool WebFixture::chooseEnglish() {
 QString WebFixture::addPeriod(QDate from, const QString& status, const QString& reason) {
     QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
     const QString user = m_server->request("GET", u"/me"_s).body.value(u"id").toString();
-    const qint64 start = from.startOfDay(Qt::UTC).toSecsSinceEpoch();
+    const qint64 start = from.startOfDay(QTimeZone::utc()).toSecsSinceEpoch();
     SqliteFile(m_server->databaseFile())
         .run(
             u"INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, timezone,"

@@ -73,7 +73,7 @@ QQuickItem* WindowListTest::row(const QString& id) const {
 
 double WindowListTest::offset(const QString& id) const {
     const QQuickItem* const found = row(id);
-    return found ? found->mapToItem(m_list, {}).y() : qQNaN();
+    return found ? found->mapToItem(m_list, QPointF()).y() : qQNaN();
 }
 
 void WindowListTest::staysWhereItWasScrolled_data() {

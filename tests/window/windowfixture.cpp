@@ -97,7 +97,7 @@ QJsonObject WindowFixture::document(const QJsonArray& entries, const QJsonArray&
 }
 
 QJsonObject WindowFixture::entry(const QString& id, int minutes) {
-    const QDateTime start(QDate(2021, 3, 1), QTime(9, 0), Qt::UTC);
+    const QDateTime start = QDateTime::fromString(QStringLiteral("2021-03-01T09:00:00Z"), Qt::ISODate);
     const auto text = [&start](int minute) {
         return start.addSecs(qint64{60} * minute).toString(Qt::ISODate);
     };
