@@ -119,7 +119,7 @@ void TestDevserverImportSteps::entriesAreWrittenWhole() {
                                  {u"deleted_at"_s, QJsonValue::Null},
                                  {u"version"_s, 1},
                                  {u"duration_seconds"_s, 12 * 86400 + 3630}}));
-    QCOMPARE(named(world[u"time_entries"], u"description"_s, u""_s)[u"tag_ids"], QJsonArray{red});
+    QCOMPARE(named(world[u"time_entries"], u"description"_s, u""_s)[u"tag_ids"].toArray(), QJsonArray{red});
     QCOMPARE(named(world[u"time_entries"], u"description"_s, u"plain"_s)[u"project_id"], own[u"id"]);
     QVERIFY(named(world[u"time_entries"], u"description"_s, u"bare"_s)[u"project_id"].isNull());
     QCOMPARE(count(u"tags"_s), 2);
