@@ -96,12 +96,8 @@ void RequestsTest::cleanup() {
 Outcome RequestsTest::ask(const QByteArray& method, const QString& path, const QJsonObject& body,
                           const QString& key) {
     std::optional<Outcome> outcome;
-    m_controller->send(
-        method, path, body,
-        [&outcome](const QJsonObject& reply, int status) {
-            outcome = {reply, status};
-        },
-        key);
+    const auto keep = [&outcome](const QJsonObject& reply, int status) { outcome = {reply, status}; };
+    m_controller->send(method, path, body, keep, key);
     if (!QTest::qWaitFor([&outcome] { return outcome.has_value(); }, 20000)) {
         QTest::qFail("no callback", __FILE__, __LINE__);
         return {{}, -1};
@@ -118,9 +114,8 @@ void RequestsTest::signIn(const QString& token) {
 void RequestsTest::withoutServerTheCallbackRunsBeforeSendReturns() {
     Controller idle;
     std::optional<Outcome> outcome;
-    idle.send("GET", probe, {}, [&outcome](const QJsonObject& reply, int status) {
-        outcome = {reply, status};
-    });
+    const auto keep = [&outcome](const QJsonObject& reply, int status) { outcome = {reply, status}; };
+    idle.send("GET", probe, {}, keep);
     QVERIFY(outcome);
     QCOMPARE(outcome->status, 0);
     QCOMPARE(outcome->reply, QJsonObject());
@@ -239,9 +234,8 @@ void RequestsTest::limitsOfEveryRequest() {
 void RequestsTest::aRequestThatIsGivenUpEndsAsStatusZero() {
     m_peer->answer("GET", wholeProbe, PeerReply::only(PeerReply::Delivery::Never));
     std::optional<Outcome> outcome;
-    m_controller->send("GET", probe, {}, [&outcome](const QJsonObject& reply, int status) {
-        outcome = {reply, status};
-    });
+    const auto keep = [&outcome](const QJsonObject& reply, int status) { outcome = {reply, status}; };
+    m_controller->send("GET", probe, {}, keep);
     QTRY_COMPARE(m_peer->requests().size(), 1);
     const QList<QNetworkReply*> replies = networkOf(*m_controller).findChildren<QNetworkReply*>();
     for (QNetworkReply* reply : replies) {
