@@ -135,9 +135,11 @@ Answer signInReply(Request& request, SignIn& signIn, bool tls) {
     if (before.caller.hasSession) {
         throw ApiError{409, QStringLiteral("signed_in"), QStringLiteral("Sign out first.")};
     }
-    const Device page{QStringLiteral("web"), QStringLiteral("Timesheet page")};
     return openAccount(
-        request, signIn, [&page](const QJsonObject&) { return page; },
+        request, signIn,
+        [](const QJsonObject&) {
+            return Device{QStringLiteral("web"), QStringLiteral("Timesheet page")};
+        },
         [tls](const OpenedSession& opened, const QString& userId, const Device&) {
             WebSession session = accountSession(opened.token, userId);
             Answer answer = newSessionReply(session, tls);

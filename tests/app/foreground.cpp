@@ -32,7 +32,7 @@ void ForegroundTest::maximisedWindowStaysMaximised() {
     QWindow window;
     window.resize(300, 200);
     window.showMaximized();
-    QVERIFY(QTest::qWaitForWindowActive(&window, Screen::patienceMs));
+    QVERIFY(QTest::qWaitForWindowExposed(&window, Screen::patienceMs));
     QTRY_VERIFY_WITH_TIMEOUT(window.width() > 1000, Screen::patienceMs);
     if (left == QWindow::Minimized) {
         window.setWindowStates(window.windowStates() | Qt::WindowMinimized);
