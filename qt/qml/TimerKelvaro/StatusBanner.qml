@@ -42,7 +42,13 @@ Rectangle {
         elide: Text.ElideRight
         textFormat: Text.PlainText
         horizontalAlignment: Text.AlignLeft
-        onTextChanged: Qt.callLater(banner.speak)
+        onTextChanged: speech.restart()
+    }
+    Timer {
+        id: speech
+
+        interval: 0
+        onTriggered: banner.speak()
     }
     Row {
         id: buttons
