@@ -5,6 +5,7 @@
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QSet>
 #include <QTcpSocket>
 
 #include <utility>
@@ -128,10 +129,16 @@ void ScriptedPeer::goOffline() {
 }
 
 void ScriptedPeer::goOnline() {
-    if (!m_server.listen(QHostAddress::LocalHost, m_port)) {
-        qFatal("The scripted peer cannot listen: %s", qPrintable(m_server.errorString()));
-    }
+    // The vault is kept by address: a port that comes again would bring an earlier peer's queue along.
+    static QSet<quint16> given;
+    do {
+        m_server.close();
+        if (!m_server.listen(QHostAddress::LocalHost, m_port)) {
+            qFatal("The scripted peer cannot listen: %s", qPrintable(m_server.errorString()));
+        }
+    } while (m_port == 0 && given.contains(m_server.serverPort()));
     m_port = m_server.serverPort();
+    given.insert(m_port);
 }
 
 void ScriptedPeer::accept() {
