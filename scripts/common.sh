@@ -11,7 +11,8 @@ cd -- "$root"
 say() { printf '%s: %s\n' "${0##*/}" "$*"; }
 die() { say "$*" >&2; exit 1; }
 
-# build PRESET [TARGET...]: configures and builds, or ends with one sentence.
+# build PRESET [TARGET...]: configures and builds, or ends with one sentence. Tomorrow's
+# compiler may warn of more than today's: only CMAKE_COMPILE_WARNING_AS_ERROR=ON stops at that.
 build() {
     local preset=$1 targets=()
     shift
@@ -22,7 +23,8 @@ build() {
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
     fi
-    cmake --preset "$preset" || die "configuring the $preset build failed; the reason is above."
+    cmake --preset "$preset" -DCMAKE_COMPILE_WARNING_AS_ERROR="${CMAKE_COMPILE_WARNING_AS_ERROR:-OFF}" ||
+        die "configuring the $preset build failed; the reason is above."
     cmake --build --preset "$preset" "${targets[@]}" ||
         die "the $preset build failed; the first error above says why."
 }
