@@ -26,7 +26,7 @@ public:
             QStringLiteral("tab\tend"), QStringLiteral("line\nend"),  QString(QChar(1)),
             QString(QChar(0)),          QString(QChar(0x7f)),         QString(QChar(0xd800)),
             QString(QChar(0xdc00)),     QString(QChar(0x2028)),       QStringLiteral("é")};
-        QString result;
+        QString result = QStringLiteral(""); // not a null one: no key that was ever read is that
         for (int count = number(4); count > 0; --count) {
             result += pieces.at(number(static_cast<int>(pieces.size())));
         }
