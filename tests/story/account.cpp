@@ -2,6 +2,7 @@
 #include "tests/story/windowstory.h"
 #include "tests/support/filesearch.h"
 #include "tests/support/sqlitefile.h"
+#include "tests/support/steps.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -48,24 +49,21 @@ private Q_SLOTS:
 };
 
 void StoryAccountTest::workUnderAnAccountEndsWithItAndLeavesNothingReadable() {
-    for (const auto step : {
-             &StoryAccountTest::connectAsDeveloper,
-             &StoryAccountTest::signInWithTheKeyboard,
-             &StoryAccountTest::workWithoutServer,
-             &StoryAccountTest::findSignOutClosed,
-             &StoryAccountTest::findThePasswordNowhere,
-             &StoryAccountTest::loseTheSession,
-             &StoryAccountTest::signInAgainAndSeeTheWorkArrive,
-             &StoryAccountTest::signOut,
-             &StoryAccountTest::startAgainSignedOut,
-             &StoryAccountTest::reconnectAsDeveloper,
-             &StoryAccountTest::findThePasswordNowhere,
-         }) {
-        (this->*step)();
-        if (QTest::currentTestFailed()) {
-            return;
-        }
-    }
+    takeSteps(
+        {
+            &StoryAccountTest::connectAsDeveloper,
+            &StoryAccountTest::signInWithTheKeyboard,
+            &StoryAccountTest::workWithoutServer,
+            &StoryAccountTest::findSignOutClosed,
+            &StoryAccountTest::findThePasswordNowhere,
+            &StoryAccountTest::loseTheSession,
+            &StoryAccountTest::signInAgainAndSeeTheWorkArrive,
+            &StoryAccountTest::signOut,
+            &StoryAccountTest::startAgainSignedOut,
+            &StoryAccountTest::reconnectAsDeveloper,
+            &StoryAccountTest::findThePasswordNowhere,
+        },
+        this);
 }
 
 bool StoryAccountTest::speakEnglish() const {

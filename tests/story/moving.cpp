@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/story/windowstory.h"
 #include "tests/support/sqlitefile.h"
+#include "tests/support/steps.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -100,21 +101,18 @@ private Q_SLOTS:
 };
 
 void MovingStory::historyIsImportedOnceAndPendingWorkIsExported() {
-    for (const auto step : {
-             &MovingStory::openMigration,
-             &MovingStory::previewTheHistory,
-             &MovingStory::pauseInTheMiddle,
-             &MovingStory::letTheRestFollow,
-             &MovingStory::findEachRecordOnce,
-             &MovingStory::startTimerWithoutServer,
-             &MovingStory::exportTheQueue,
-             &MovingStory::letTheServerReturn,
-         }) {
-        (this->*step)();
-        if (QTest::currentTestFailed()) {
-            return;
-        }
-    }
+    takeSteps(
+        {
+            &MovingStory::openMigration,
+            &MovingStory::previewTheHistory,
+            &MovingStory::pauseInTheMiddle,
+            &MovingStory::letTheRestFollow,
+            &MovingStory::findEachRecordOnce,
+            &MovingStory::startTimerWithoutServer,
+            &MovingStory::exportTheQueue,
+            &MovingStory::letTheServerReturn,
+        },
+        this);
 }
 
 QJsonObject MovingStory::shownRecord() const {

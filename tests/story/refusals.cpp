@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/story/windowstory.h"
 #include "tests/support/sqlitefile.h"
+#include "tests/support/steps.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -72,26 +73,23 @@ private Q_SLOTS:
 };
 
 void RefusalStory::whatTheServerRefusesIsResolvedByThePersonAndTheRestArrivesOnce() {
-    for (const auto step : {
-             &RefusalStory::openOnTwoEntries,
-             &RefusalStory::workWithoutServer,
-             &RefusalStory::loseTheProgram,
-             &RefusalStory::changeTheServer,
-             &RefusalStory::findTheFirstRefusal,
-             &RefusalStory::overrideTheEditMadeElsewhere,
-             &RefusalStory::giveUpTheSecondEdit,
-             &RefusalStory::giveUpAnEntryOfASubmittedWeek,
-             &RefusalStory::sendTheOtherOnceTheWeekIsReopened,
-             &RefusalStory::giveUpATimerTogetherWithItsStop,
-             &RefusalStory::sendTheOtherTimerOnceTheDayIsReopened,
-             &RefusalStory::findEachChangeOnceAndNothingElse,
-             &RefusalStory::quit,
-         }) {
-        (this->*step)();
-        if (QTest::currentTestFailed()) {
-            return;
-        }
-    }
+    takeSteps(
+        {
+            &RefusalStory::openOnTwoEntries,
+            &RefusalStory::workWithoutServer,
+            &RefusalStory::loseTheProgram,
+            &RefusalStory::changeTheServer,
+            &RefusalStory::findTheFirstRefusal,
+            &RefusalStory::overrideTheEditMadeElsewhere,
+            &RefusalStory::giveUpTheSecondEdit,
+            &RefusalStory::giveUpAnEntryOfASubmittedWeek,
+            &RefusalStory::sendTheOtherOnceTheWeekIsReopened,
+            &RefusalStory::giveUpATimerTogetherWithItsStop,
+            &RefusalStory::sendTheOtherTimerOnceTheDayIsReopened,
+            &RefusalStory::findEachChangeOnceAndNothingElse,
+            &RefusalStory::quit,
+        },
+        this);
 }
 
 bool RefusalStory::edit(const QString& before, const QString& after) {

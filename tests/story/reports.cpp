@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/story/windowstory.h"
 #include "tests/support/exportreader.h"
+#include "tests/support/steps.h"
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -10,8 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
-#include <initializer_list>
 #include <iterator>
 
 using Role = Element::Role;
@@ -81,19 +80,14 @@ private Q_SLOTS:
 void ReportsStory::everyFileOfEveryReportAgreesWithTheWindow() {
     const QString complete = u"Server snapshot loaded"_s;
     const QString partly = u"First 500 rows shown. Exports contain the complete snapshot."_s;
-    const std::initializer_list<std::function<void()>> steps{
-        [this] { openReports(); },
-        [this] { chooseTheWholeYear(); },
-        [&] { generate(u"weekly"_s, partly); },
-        [&] { generate(u"detailed"_s, partly); },
-        [&] { generate(u"summary"_s, complete); },
-    };
-    for (const auto& step : steps) {
-        step();
-        if (QTest::currentTestFailed()) {
-            return;
-        }
-    }
+    takeSteps({
+                  &ReportsStory::openReports,
+                  &ReportsStory::chooseTheWholeYear,
+                  [&](ReportsStory* story) { story->generate(u"weekly"_s, partly); },
+                  [&](ReportsStory* story) { story->generate(u"detailed"_s, partly); },
+                  [&](ReportsStory* story) { story->generate(u"summary"_s, complete); },
+              },
+              this);
 }
 
 void ReportsStory::openReports() {

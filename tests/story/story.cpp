@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/story/windowstory.h"
+#include "tests/support/steps.h"
 #include "tests/support/vaultfile.h"
 
 #include <QByteArrayList>
@@ -113,26 +114,23 @@ private Q_SLOTS:
 };
 
 void StoryTest::workDoneWhileTheServerIsAwayReachesItOnceAndIsNeverReadable() {
-    for (const auto step : {
-             &StoryTest::openFullWindow,
-             &StoryTest::startTimer,
-             &StoryTest::stopTimerWithoutServer,
-             &StoryTest::addManualEntryWithoutServer,
-             &StoryTest::editDescriptionWithoutServer,
-             &StoryTest::findNothingReadableInTheHome,
-             &StoryTest::quit,
-             &StoryTest::startAgainAndFindEverythingPending,
-             &StoryTest::letTheServerReturn,
-             &StoryTest::findEachChangeOnce,
-             &StoryTest::findNothingReadableInTheHome,
-             &StoryTest::quit,
-             &StoryTest::findNothingReadableInTheHome,
-         }) {
-        (this->*step)();
-        if (QTest::currentTestFailed()) {
-            return;
-        }
-    }
+    takeSteps(
+        {
+            &StoryTest::openFullWindow,
+            &StoryTest::startTimer,
+            &StoryTest::stopTimerWithoutServer,
+            &StoryTest::addManualEntryWithoutServer,
+            &StoryTest::editDescriptionWithoutServer,
+            &StoryTest::findNothingReadableInTheHome,
+            &StoryTest::quit,
+            &StoryTest::startAgainAndFindEverythingPending,
+            &StoryTest::letTheServerReturn,
+            &StoryTest::findEachChangeOnce,
+            &StoryTest::findNothingReadableInTheHome,
+            &StoryTest::quit,
+            &StoryTest::findNothingReadableInTheHome,
+        },
+        this);
 }
 
 bool StoryTest::lists(const QString& description, bool pending) const {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/client.h"
+#include "tests/support/steps.h"
 #include "tests/web/webfixture.h"
 
 #include "controller/controller.h"
@@ -50,21 +51,18 @@ private Q_SLOTS:
 };
 
 void TimesheetStory::aSubmittedPeriodClosesItsEntriesUntilItIsReopened() {
-    for (const auto step : {
-             &TimesheetStory::openClientAndPage,
-             &TimesheetStory::submitAndSeeTheClientLock,
-             &TimesheetStory::findTheEditRefused,
-             &TimesheetStory::reopenAndEditAgain,
-             &TimesheetStory::editWithoutServerAndClose,
-             &TimesheetStory::submitBeforeTheEditArrives,
-             &TimesheetStory::findTheLateEditRetained,
-             &TimesheetStory::reopenOnceMore,
-         }) {
-        (this->*step)();
-        if (QTest::currentTestFailed()) {
-            return;
-        }
-    }
+    takeSteps(
+        {
+            &TimesheetStory::openClientAndPage,
+            &TimesheetStory::submitAndSeeTheClientLock,
+            &TimesheetStory::findTheEditRefused,
+            &TimesheetStory::reopenAndEditAgain,
+            &TimesheetStory::editWithoutServerAndClose,
+            &TimesheetStory::submitBeforeTheEditArrives,
+            &TimesheetStory::findTheLateEditRetained,
+            &TimesheetStory::reopenOnceMore,
+        },
+        this);
 }
 
 bool TimesheetStory::connectClient() {
