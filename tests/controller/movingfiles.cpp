@@ -23,13 +23,6 @@ const QString unavailable = u"CSV unavailable or exceeds 900KB limit"_s;
 
 using FileAction = std::function<void(const QString& path)>;
 
-/// A history of exactly so many bytes.
-QByteArray historyOfSize(qsizetype bytes) {
-    QByteArray text = Mover::history(13'000);
-    const QByteArray last = ",,,No,2024-01-01,09:00,1:00:00,\r\n";
-    return text + QByteArray(bytes - text.size() - last.size(), 'x') + last;
-}
-
 } // namespace
 
 /// Which files the client and the real development server take.
@@ -39,8 +32,6 @@ class MovingFilesTest : public QObject {
 private Q_SLOTS:
     void init() { startClean(); }
 
-    void filesArePreviewedUpToTheLimit_data();
-    void filesArePreviewedUpToTheLimit();
     void filesThatNobodyCanReadSaySo_data();
     void filesThatNobodyCanReadSaySo();
     void aFileThatChangesAfterTheChoiceSaysSo_data();
@@ -50,32 +41,9 @@ private Q_SLOTS:
     void twentyThousandRowsArrive();
 };
 
-void MovingFilesTest::filesArePreviewedUpToTheLimit_data() {
-    QTest::addColumn<int>("size");
-    QTest::addColumn<QString>("message");
-    QTest::newRow("900,000 bytes") << 900'000 << Migrant::previewed();
-    QTest::newRow("900,001 bytes") << 900'001 << unavailable;
-}
-
-void MovingFilesTest::filesArePreviewedUpToTheLimit() {
-    QFETCH(const int, size);
-    QFETCH(const QString, message);
-    Mover mover;
-    QVERIFY(mover.connectAndSettle());
-    QVERIFY(mover.writeSource(historyOfSize(size)));
-    QCOMPARE(QFile(mover.source).size(), size);
-    mover.peer.forgetRequests();
-    QVERIFY(mover.preview());
-    QCOMPARE(mover.controller.message(), message);
-    QCOMPARE(mover.peer.log().size(), message == unavailable ? 0 : 1);
-    QCOMPARE(mover.shown().value(u"valid").toInt(-1), message == unavailable ? -1 : 13'001);
-}
-
 void MovingFilesTest::filesThatNobodyCanReadSaySo_data() {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("message");
-    QTest::newRow("Latin-1") << Mover::header() + "caf\xe9,,,,2025-06-01,09:00,1:00:00,\r\n"
-                             << u"CSV must be UTF-8"_s;
     QTest::newRow("empty") << QByteArray() << u"The file is empty."_s;
     QTest::newRow("another table") << QByteArray("a,b\n1,2\n")
                                    << u"The first line does not name these columns: Start date; Start time; "
@@ -106,8 +74,6 @@ void MovingFilesTest::aFileThatChangesAfterTheChoiceSaysSo_data() {
     QTest::addColumn<QString>("message");
     QTest::newRow("gone") << FileAction([](const QString& path) { QVERIFY(QFile::remove(path)); })
                           << unavailable;
-    QTest::newRow("too large by now")
-        << FileAction([](const QString& path) { QVERIFY(QFile::resize(path, 900'001)); }) << unavailable;
     QTest::newRow("no text by now") << FileAction([](const QString& path) {
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write("\xff\xfe") == 2);

@@ -14,7 +14,7 @@ private Q_SLOTS:
     void followsTheRules();
     void worksWithoutAnErrorText_data() { addCases(u"acknowledge.json"_s); }
     void worksWithoutAnErrorText();
-    void aFailedSaveLeavesEverythingForReplay_data() { addCases(u"acknowledge.json"_s); }
+    void aFailedSaveLeavesEverythingForReplay_data();
     void aFailedSaveLeavesEverythingForReplay();
     void theStateIsReplacedOnlyAfterTheSave();
     void acknowledgesTheWholeQueueInOrder();
@@ -83,12 +83,19 @@ void AcknowledgeTest::worksWithoutAnErrorText() {
     QCOMPARE(c.state, applied ? c.expected : before);
 }
 
+void AcknowledgeTest::aFailedSaveLeavesEverythingForReplay_data() {
+    QTest::addColumn<QJsonObject>("given");
+    for (const auto& element : casesOf(u"acknowledge.json"_s)) {
+        const QJsonObject given = element.toObject();
+        if (Case(given).error.isNull()) {
+            QTest::newRow(qPrintable(given.value("name"_L1).toString())) << given;
+        }
+    }
+}
+
 void AcknowledgeTest::aFailedSaveLeavesEverythingForReplay() {
     QFETCH(const QJsonObject, given);
     Case c(given);
-    if (!c.error.isNull()) {
-        return;
-    }
     const QJsonObject before = c.state;
     Store store;
     store.answer = false;
