@@ -1,0 +1,78 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""includes.py: fails on an include circle within a room, and on an include that goes against the
+arrows of docs/architecture.md. A header and the source file of the same name count as one."""
+
+import pathlib
+import re
+import sys
+
+# What each room may include besides itself.
+ARROWS = {
+    "state": set(),
+    "vault": set(),
+    "controller": {"state", "vault"},
+    "qt": {"controller"},
+    "app": {"state", "vault", "controller", "qt"},
+    "devserver": set(),
+}
+
+
+def units(root):
+    """Each unit with the units that it includes, by their paths without the ending."""
+    found = {}
+    for room in ARROWS:
+        for path in sorted((root / room).rglob("*")):
+            if path.suffix not in (".cpp", ".h"):
+                continue
+            unit = str(path.relative_to(root).with_suffix(""))
+            included = re.findall(r'^#include "(.+)\.h"', path.read_text("utf-8"), re.MULTILINE)
+            found.setdefault(unit, set()).update(set(included) - {unit})
+    return found
+
+
+def room_of(unit):
+    return unit.split("/", 1)[0]
+
+
+def folder_of(unit):
+    return unit.rsplit("/", 1)[0]
+
+
+def circles(graph):
+    """One list of names for each circle that a walk from every name meets."""
+    done, trail, result = set(), [], []
+
+    def visit(name):
+        if name in trail:
+            result.append(trail[trail.index(name):] + [name])
+        elif name not in done:
+            trail.append(name)
+            for following in sorted(graph.get(name, ())):
+                visit(following)
+            done.add(trail.pop())
+
+    for name in sorted(graph):
+        visit(name)
+    return result
+
+
+def main():
+    graph = units(pathlib.Path(__file__).resolve().parent.parent)
+    faults = []
+    folders = {}
+    for unit, included in graph.items():
+        for other in included:
+            here, there = room_of(unit), room_of(other)
+            if there in ARROWS and here != there and there not in ARROWS[here]:
+                faults.append(f"{unit} includes {other}: {here} may not use {there}")
+            if here == there and folder_of(unit) != folder_of(other):
+                folders.setdefault(folder_of(unit), set()).add(folder_of(other))
+    faults += [" -> ".join(circle) for circle in circles(graph) + circles(folders)]
+    for fault in faults:
+        print(f"includes: {fault}", file=sys.stderr)
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
