@@ -1,18 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
-#include "controller/wire.h"
+#include "controller/replies.h"
 #include "state/accountstate.h"
 
-#include <QDesktopServices>
 #include <QJsonDocument>
-#include <QNetworkReply>
-#include <QUrl>
-
-namespace {
-
-constexpr int revocationTimeoutMs = 10000;
-
-} // namespace
 
 void Controller::loginAccount(const QString& email, const QString& password) {
     if (m_busy || m_syncing) {
@@ -25,7 +16,7 @@ void Controller::loginAccount(const QString& email, const QString& password) {
     if (!canKeepSession()) {
         return;
     }
-    if (!m_queue.isEmpty()) {
+    if (!m_document.queue.isEmpty()) {
         fail(QStringLiteral("Resolve pending work before personal login"));
         return;
     }
@@ -42,34 +33,29 @@ bool Controller::canKeepSession() {
 }
 
 void Controller::requestSession(const QString& email, const QString& password, const Callback& callback) {
-    if (!AccountState::transportAllowed(m_server)) {
+    if (!AccountState::transportAllowed(m_link.address())) {
         fail(
             QStringLiteral("Personal credentials require HTTPS or loopback. The private HTTP developer entry "
                            "is unchanged."));
         return;
     }
-    m_busy = true;
-    Q_EMIT changed();
+    begin();
     const QJsonObject body{
         {QStringLiteral("email"), email},
         {QStringLiteral("password"), password},
         {QStringLiteral("client"), QStringLiteral("native")},
         {QStringLiteral("device_name"), QStringLiteral("Timer Qt desktop")},
     };
-    exchange("POST", loginPath, body, {},
-             [this, callback, server = m_server, generation = m_requestGeneration](const QByteArray& answer,
-                                                                                   int status) {
-                 const QString token =
-                     QJsonDocument::fromJson(answer).object().value(u"session_token").toString();
-                 if (generation == m_requestGeneration) {
-                     deliver(answer, status, callback);
-                 }
-                 // A session that the server opened and this device does not keep must not
-                 // stay valid, whatever came between the question and its answer.
-                 if (status == 200 && token != m_auth.value(u"token").toString()) {
-                     revokeUnstoredSession(server, token);
-                 }
-             });
+    // A session that the server opened and this device does not keep must not
+    // stay valid, whatever came between the question and its answer.
+    const auto revokeUnlessKept = [this, server = m_link.address()](const QByteArray& answer, int status) {
+        const QString opened = QJsonDocument::fromJson(answer).object().value(u"session_token").toString();
+        if (status == 200 && opened != token()) {
+            m_link.revoke(server, opened);
+        }
+    };
+    const ServerRequest request{"POST", loginPath, body, {}, {}, true};
+    m_link.send(request, callback, revokeUnlessKept);
 }
 
 void Controller::applyLoginReply(const QJsonObject& reply, int status) {
@@ -79,8 +65,7 @@ void Controller::applyLoginReply(const QJsonObject& reply, int status) {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
-    if (!AccountState::login(state, reply, persistState, &error)) {
+    if (!AccountState::login(state, reply, m_persist, &error)) {
         fail(error);
         return;
     }
@@ -92,12 +77,11 @@ void Controller::logoutAccount() {
     if (m_busy || m_syncing || !accountSignedIn()) {
         return;
     }
-    if (!m_queue.isEmpty()) {
+    if (!m_document.queue.isEmpty()) {
         fail(QStringLiteral("Pending work prevents logout; the queue was retained"));
         return;
     }
-    m_busy = true;
-    Q_EMIT changed();
+    begin();
     m_signingOut = true;
     send("POST", QStringLiteral("/auth/logout"), {{QStringLiteral("local_queue_empty"), true}},
          [this](const QJsonObject&, int status) { applyLogoutReply(status); });
@@ -112,8 +96,7 @@ void Controller::applyLogoutReply(int status) {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
-    if (!AccountState::logout(state, persistState, &error)) {
+    if (!AccountState::logout(state, m_persist, &error)) {
         fail(error);
         return;
     }
@@ -123,44 +106,25 @@ void Controller::applyLogoutReply(int status) {
 
 void Controller::changeAccount(const QJsonObject& state) {
     dropReplies();
-    m_press.reset();
-    m_sessionRefused = false;
+    m_personal = {};
     applyDurable(state);
-    forgetReport();
+}
+
+void Controller::noticeAccount() {
+    const QString account = accountId().isEmpty() ? QString() : server() + u' ' + accountId();
+    const bool sessionEnded = m_wasSignedIn && !accountSignedIn();
+    const bool another = !account.isEmpty() && !m_lastAccount.isEmpty() && account != m_lastAccount;
+    m_wasSignedIn = accountSignedIn();
+    if (sessionEnded || !account.isEmpty()) {
+        m_lastAccount = account;
+    }
+    if (sessionEnded || another) {
+        Q_EMIT accountLeft();
+    }
 }
 
 void Controller::forgetAccount() {
-    m_press.reset();
-    m_me = {};
-    m_workspaces = {};
-    m_workspace.clear();
-    m_snapshot = {};
-    m_serverTimer = {};
-    projectQueue();
-    forgetReport();
-}
-
-void Controller::forgetReport() {
-    m_report = {};
-    m_reportRows = {};
-    adoptPreview({});
-}
-
-void Controller::revokeUnstoredSession(const QString& server, const QString& token) {
-    // A token with a line break would end its header early and leave the rest of
-    // the request to be read as another one.
-    if (token.isEmpty() || token.contains(u'\r') || token.contains(u'\n')) {
-        return;
-    }
-    QNetworkRequest request = plainRequest(server + QStringLiteral("/v1/auth/logout"), revocationTimeoutMs);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
-    QNetworkReply* reply = m_network.post(request, QByteArrayLiteral(R"({"local_queue_empty":true})"));
-    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
-}
-
-void Controller::openTimesheetWeb() {
-    if (!m_server.isEmpty()) {
-        QDesktopServices::openUrl(QUrl(m_server + QStringLiteral("/#timesheet")));
-    }
+    Document blank;
+    blank.auth = m_document.auth;
+    changeAccount(blank.toJson());
 }

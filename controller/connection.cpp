@@ -1,22 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
-#include "controller/wire.h"
-#include "state/accountstate.h"
+#include "controller/logging.h"
+#include "controller/replies.h"
+#include "state/hosts.h"
 
-#include <QHostAddress>
 #include <QSettings>
 #include <QUrl>
 
 #include <algorithm>
 
 namespace {
-
-bool isPrivateHost(const QString& host) {
-    const QHostAddress address(host);
-    return isLoopbackHost(host) || address.isInSubnet(QHostAddress(QStringLiteral("10.0.0.0")), 8) ||
-           address.isInSubnet(QHostAddress(QStringLiteral("172.16.0.0")), 12) ||
-           address.isInSubnet(QHostAddress(QStringLiteral("192.168.0.0")), 16);
-}
 
 bool isAllowed(const QUrl& url) {
     if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty() || url.hasQuery() ||
@@ -46,7 +39,7 @@ void Controller::connectServer(const QString& url) {
     if (m_busy || m_syncing) {
         return;
     }
-    if (!m_queue.isEmpty()) {
+    if (!m_document.queue.isEmpty()) {
         fail(QStringLiteral("Pending work prevents changing server or account"));
         return;
     }
@@ -56,34 +49,60 @@ void Controller::connectServer(const QString& url) {
         return;
     }
     const QString address = baseAddress(parsed);
-    const bool sameServer = address == m_server;
+    const bool sameServer = address == m_link.address();
     if (accountSignedIn() && !sameServer) {
         fail(QStringLiteral("Sign out of this personal account before changing servers"));
         return;
     }
 
-    dropReplies();
-    if (!sameServer) {
+    if (sameServer) {
+        dropReplies();
+    } else {
         forgetAccount();
     }
-    m_server = address;
+    m_link.setAddress(address);
     QSettings().setValue(QStringLiteral("server"), address);
-    m_busy = true;
-    say(QStringLiteral("Connecting…"));
+    m_message = QStringLiteral("Connecting…");
+    begin();
 
     if (m_readOnly) {
-        m_auth = {};
-        m_signedOut = false;
+        m_document.auth = {};
+        m_document.signedOut = false;
         fetchIdentity();
         return;
     }
     // The open vault is that of the previous address: another server's state
     // must never be saved into it.
-    if (m_signedOut && sameServer && queueReady()) {
+    if (m_document.signedOut && sameServer && queueReady()) {
         reconnectDeveloper();
         return;
     }
     m_vault.unlock(address);
+}
+
+void Controller::vaultReady() {
+    if (m_vault.recordMissing()) {
+        fail(
+            QStringLiteral("The encrypted record for this server is missing on this device. Connect again to "
+                           "begin anew with the server's data."));
+        return;
+    }
+    bool read = false;
+    const QJsonObject state = m_vault.load(&read);
+    qCDebug(controllerLog) << "the storage is open; its record was read:" << read;
+    if (!read) {
+        fail(QStringLiteral(
+            "Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
+        return;
+    }
+    applyDurable(state);
+    Q_EMIT changed();
+    if (m_document.signedOut) {
+        fail(QStringLiteral(
+            "Signed out. Use personal login, or explicitly reconnect for private development."));
+        return;
+    }
+    fetchIdentity();
 }
 
 void Controller::reconnectDeveloper() {
@@ -93,16 +112,15 @@ void Controller::reconnectDeveloper() {
         fail(QStringLiteral("Unable to store explicit developer reconnect"));
         return;
     }
-    m_signedOut = false;
+    m_document.signedOut = false;
     fetchIdentity();
 }
 
 void Controller::fetchIdentity() {
-    if (m_signedOut) {
+    if (m_document.signedOut) {
         return;
     }
-    m_busy = true;
-    Q_EMIT changed();
+    begin();
     send("GET", QStringLiteral("/me"), {}, [this](const QJsonObject& reply, int status) {
         noteSession(status);
         if (status != 200 || !isId(reply.value(u"id"))) {
@@ -116,21 +134,20 @@ void Controller::fetchIdentity() {
 
 void Controller::adoptIdentity(const QJsonObject& identity) {
     const QJsonValue id = identity.value(u"id");
-    const bool foreignSession = accountSignedIn() && id != m_auth.value(u"user_id");
-    const bool foreignWork = !m_queue.isEmpty() && id != m_me.value(u"id");
+    const bool foreignSession = accountSignedIn() && id != m_document.auth.value(u"user_id");
+    const bool foreignWork = !m_document.queue.isEmpty() && id != m_document.me.value(u"id");
     if (foreignSession || foreignWork) {
         fail(QStringLiteral("Account changed; pending work was not reassigned"));
         return;
     }
-    const QJsonValue formerId = m_me.value(u"id");
+    const QJsonValue formerId = m_document.me.value(u"id");
     if (!formerId.isUndefined() && id != formerId) {
         // Nothing of the former account may show under the new one's name, late replies included.
-        dropReplies();
         forgetAccount();
     }
-    m_me = identity;
+    m_document.me = identity;
     m_timezone = identity.value(u"timezone").toString(QStringLiteral("Asia/Jerusalem"));
-    describeRetained();
+    projectQueue();
     send("GET", QStringLiteral("/workspaces"), {}, [this](const QJsonObject& reply, int status) {
         const QJsonArray items = reply.value(u"items").toArray();
         if (status != 200 || !std::all_of(items.begin(), items.end(), hasId)) {
@@ -142,33 +159,33 @@ void Controller::adoptIdentity(const QJsonObject& identity) {
 }
 
 void Controller::adoptWorkspaces(const QJsonArray& items) {
-    m_workspaces = items;
+    m_document.workspaces = items;
     if (items.isEmpty()) {
-        m_workspace.clear();
-        m_snapshot = {};
-        m_serverTimer = {};
+        m_document.workspace.clear();
+        m_document.snapshot = {};
+        m_document.timer = {};
         projectQueue();
         persist();
         fail(QStringLiteral("This account has no workspace yet. Create one on its Web account page."));
         return;
     }
     const bool stillListed = std::any_of(items.begin(), items.end(), [this](const QJsonValue& item) {
-        return item.toObject().value(u"id").toString() == m_workspace;
+        return item.toObject().value(u"id").toString() == m_document.workspace;
     });
     if (!stillListed) {
-        m_workspace = items.first().toObject().value(u"id").toString();
+        m_document.workspace = items.first().toObject().value(u"id").toString();
     }
     loadWorkspace();
 }
 
 void Controller::selectWorkspace(const QString& id) {
-    if (m_busy || m_syncing || id == m_workspace) {
+    if (m_busy || m_syncing || id == m_document.workspace) {
         return;
     }
-    if (!m_queue.isEmpty()) {
+    if (!m_document.queue.isEmpty()) {
         fail(QStringLiteral("Finish synchronizing pending work before switching the native workspace."));
         return;
     }
-    m_workspace = id;
+    m_document.workspace = id;
     loadWorkspace();
 }

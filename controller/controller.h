@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "controller/entrylist.h"
-#include "state/projector.h"
-#include "state/syncstate.h"
+#include "controller/entriesview.h"
+#include "controller/serverlink.h"
+#include "state/document.h"
 #include "vault/vault.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
 #include <QObject>
 #include <QString>
 #include <QTimer>
@@ -135,8 +134,7 @@ public:
 
     // The steps that the actions are made of
 
-    /// Receives the reply object and the HTTP status; 0 means that no usable reply arrived.
-    using Callback = std::function<void(const QJsonObject& reply, int status)>;
+    using Callback = ServerLink::Callback;
 
     /// The common exit of a failed operation: shows `text` and clears `busy`.
     void fail(const QString& text);
@@ -173,6 +171,9 @@ Q_SIGNALS:
     void tick();
     /// A snapshot and the server's timer are loaded.
     void ready();
+    /// A personal session ended, or somebody else than before is at work here: what the one before
+    /// typed must not stay. Comes before the changed() of the new state reaches anybody.
+    void accountLeft();
 
 private:
     /// A load of the workspace that is under way, as it was asked for.
@@ -192,24 +193,37 @@ private:
     };
     /// The chunk of an import after the one that the server has answered.
     enum class NextChunk { None, Scheduled, Waiting };
-
-    /// Receives what arrived of a reply, nothing when it was given up, and the HTTP status.
-    using Answer = std::function<void(const QByteArray& body, int status)>;
+    /// What is of one account and in no document: it goes when the account does.
+    struct Personal {
+        QJsonObject report;
+        QJsonArray reportRows;
+        QJsonObject importPreview;
+        NextChunk nextChunk = NextChunk::None;
+        bool importPaused = false;
+        bool sessionRefused = false;
+        std::optional<Press> press;
+    };
 
     void say(const QString& text);
-    /// Sends a request; `answer` is called in any case.
-    void exchange(const QByteArray& method, const QString& path, const QJsonObject& body,
-                  const QString& idempotencyKey, const Answer& answer);
-    void deliver(const QByteArray& body, int status, const Callback& callback);
+    /// `busy` is set by the one and cleared by the other, which says how it went.
+    void begin();
+    void finish(const QString& text);
     /// Every reply still under way belongs to the past from now on.
     void dropReplies();
-    void syncPeriodically();
-    void takeSyncStep(bool periodic);
-    void vaultReady();
+    [[nodiscard]] QString token() const;
 
+    /// Makes this the current document and shows it.
+    void adopt(const QJsonObject& state);
+    void noticeAccount();
+    void show(const QJsonObject& state);
+
+    void vaultReady();
     void reconnectDeveloper();
     void adoptIdentity(const QJsonObject& identity);
     void adoptWorkspaces(const QJsonArray& items);
+
+    void syncPeriodically();
+    void takeSyncStep(bool periodic);
     void reload(bool periodic);
     void loadTimer(const Load& load);
     /// A newer load is under way, or the workspace is another by now.
@@ -231,25 +245,20 @@ private:
     /// The one road to a new session, whatever it is for. It is asked for once, unless the server
     /// could be overheard, and revoked unless `callback` has adopted it.
     void requestSession(const QString& email, const QString& password, const Callback& callback);
-
     [[nodiscard]] bool canKeepSession();
     void applyLoginReply(const QJsonObject& reply, int status);
     void applyLogoutReply(int status);
-    void changeAccount(const QJsonObject& state);
-    void forgetAccount();
-    void forgetReport();
-    void revokeUnstoredSession(const QString& server, const QString& token);
-
     void applyRenewalReply(const QJsonObject& reply, int status);
     /// Who asks who they are and gets a 200 has a session that the server knows.
     void noteSession(int status);
+    /// Nothing of the account before shows under this document, late replies included.
+    void changeAccount(const QJsonObject& state);
+    void forgetAccount();
 
-    void describeRetained();
     /// Saves what `choose` takes from the queue in a file that a person chooses, then drops it from the
     /// queue. Whether that is done.
     [[nodiscard]] bool setAside(const std::function<QJsonArray(const QJsonArray& queue)>& choose,
                                 const PersistState& persistState);
-
     [[nodiscard]] bool hasPendingHead() const;
     void pushHead(const QJsonObject& item);
     void applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status);
@@ -259,54 +268,32 @@ private:
     void applyImportReply(qint64 preview, const QJsonObject& reply, int status);
     void continueImport();
 
-    QNetworkAccessManager m_network;
+    ServerLink m_link;
     Vault m_vault;
+    const PersistState m_persist = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     QTimer m_tickTimer;
     QTimer m_syncTimer;
-    qint64 m_requestGeneration = 0;
-    QString m_server;
-    QString m_workspace;
+    QTimer m_reloadPause;
+
+    Document m_document;
+    Personal m_personal;
+    EntriesView m_view;
+    QVariantMap m_retained;
+    /// Which workspace the snapshot is of.
+    QString m_snapshotWorkspace;
     QString m_timezone = QStringLiteral("Asia/Jerusalem");
     QString m_message;
     QString m_deviceId;
-    QJsonObject m_auth;
-    QJsonObject m_me;
-    QJsonObject m_timerView;
-    QJsonObject m_serverTimer;
-    QJsonObject m_snapshot;
-    QJsonObject m_report;
-    QJsonObject m_importPreview;
-    QJsonArray m_workspaces;
-    QJsonArray m_entriesView;
-    QJsonArray m_queue;
-    QJsonArray m_reportRows;
+    /// Who was at work here last, on which server; a person without a session counts as well.
+    QString m_lastAccount;
+    bool m_wasSignedIn = false;
+
     bool m_busy = false;
     bool m_syncing = false;
-    bool m_importPaused = false;
-    bool m_signedOut = false;
-    bool m_readOnly = false;
-    bool m_sessionRefused = false;
-    QVariantMap m_retained;
     bool m_signingOut = false;
-
-    /// Which workspace the snapshot is of.
-    QString m_snapshotWorkspace;
+    bool m_readOnly = false;
     qint64 m_loads = 0;
     qint64 m_acknowledgements = 0;
-    /// The request whose reply is being delivered ended by a time-out.
-    bool m_timedOut = false;
-    QTimer m_reloadPause;
-    std::size_t m_silentReloads = 0;
-    std::optional<Press> m_press;
     qint64 m_previews = 0;
-    NextChunk m_nextChunk = NextChunk::None;
-
-    // Memories of what was computed last: a write costs what it changes, and a
-    // reload that brings the same bytes brings the same shared data.
-    struct {
-        QByteArray digest;
-        QJsonObject object;
-    } m_largeReply;
-    Projector m_projector;
-    EntryList m_entryList;
+    std::size_t m_silentReloads = 0;
 };

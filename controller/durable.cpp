@@ -1,30 +1,28 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "state/retained.h"
 
 QJsonObject Controller::durableState() const {
-    return {
-        {QStringLiteral("auth"), m_auth},
-        {QStringLiteral("signed_out"), m_signedOut},
-        {QStringLiteral("me"), m_me},
-        {QStringLiteral("workspaces"), m_workspaces},
-        {QStringLiteral("workspace"), m_workspace},
-        {QStringLiteral("snapshot"), m_snapshot},
-        {QStringLiteral("timer"), m_serverTimer},
-        {QStringLiteral("queue"), m_queue},
-    };
+    return m_document.toJson();
 }
 
 void Controller::applyDurable(const QJsonObject& state) {
-    m_auth = state.value(u"auth").toObject();
-    m_signedOut = state.value(u"signed_out").toBool();
-    m_queue = state.value(u"queue").toArray();
-    m_me = state.value(u"me").toObject();
-    m_workspaces = state.value(u"workspaces").toArray();
-    m_workspace = state.value(u"workspace").toString();
-    m_snapshot = state.value(u"snapshot").toObject();
-    m_snapshotWorkspace = m_snapshot.value(u"workspace_id").toString(m_workspace);
-    m_serverTimer = state.value(u"timer").toObject();
-    projectQueue();
+    adopt(state);
+    m_snapshotWorkspace = m_document.snapshot.value(u"workspace_id").toString(m_document.workspace);
+}
+
+void Controller::adopt(const QJsonObject& state) {
+    m_document = Document::fromJson(state);
+    show(state);
+}
+
+void Controller::projectQueue() {
+    show(durableState());
+}
+
+void Controller::show(const QJsonObject& state) {
+    m_view.update(state);
+    m_retained = Retained::describe(state, m_timezone).toVariantMap();
 }
 
 bool Controller::persist() {

@@ -2,6 +2,7 @@
 #include "controller/controller.h"
 
 #include "state/syncstate.h"
+#include "state/timestamp.h"
 
 #include <QDateTime>
 #include <QUuid>
@@ -49,7 +50,7 @@ QJsonObject newEntry(const QString& description, const QString& projectId, bool 
 } // namespace
 
 void Controller::start(const QString& description, const QString& projectId, bool billable) {
-    if (m_busy || !m_timerView.isEmpty()) {
+    if (m_busy || !m_view.timer().isEmpty()) {
         return;
     }
     QJsonObject payload = newEntry(description, projectId, billable);
@@ -58,17 +59,17 @@ void Controller::start(const QString& description, const QString& projectId, boo
 }
 
 void Controller::stop() {
-    if (m_busy || m_timerView.isEmpty()) {
+    if (m_busy || m_view.timer().isEmpty()) {
         return;
     }
-    if (m_timerView.value(u"workspace_id").toString() != m_workspace) {
+    if (m_view.timer().value(u"workspace_id").toString() != m_document.workspace) {
         fail(QStringLiteral(
             "Select the running timer's workspace before stopping it in this native preview."));
         return;
     }
-    const QString stopAt = utcText(stopTime(stamp(m_timerView.value(u"start_at"))));
-    enqueue(QStringLiteral("timer.stop"), m_timerView.value(u"id").toString(),
-            m_timerView.value(u"version").toInt(), {{QStringLiteral("stop_at"), stopAt}});
+    const QString stopAt = utcText(stopTime(stamp(m_view.timer().value(u"start_at"))));
+    enqueue(QStringLiteral("timer.stop"), m_view.timer().value(u"id").toString(),
+            m_view.timer().value(u"version").toInt(), {{QStringLiteral("stop_at"), stopAt}});
 }
 
 void Controller::addManual(const QString& description, const QString& projectId, const QString& from,
@@ -93,12 +94,12 @@ QString Controller::manualNotice(const QString& from, const QString& to) const {
             return QStringLiteral("order");
         }
         const QJsonObject entry{
-            {QStringLiteral("workspace_id"), m_workspace},
-            {QStringLiteral("user_id"), m_me.value(u"id")},
+            {QStringLiteral("workspace_id"), m_document.workspace},
+            {QStringLiteral("user_id"), m_document.me.value(u"id")},
             {QStringLiteral("start_at"), utcText(start)},
             {QStringLiteral("stop_at"), utcText(end)},
         };
-        if (SyncState::isLocked(entry, m_snapshot.value(u"timesheet_periods").toArray())) {
+        if (SyncState::isLocked(entry, m_document.snapshot.value(u"timesheet_periods").toArray())) {
             return QStringLiteral("period");
         }
     }
@@ -117,15 +118,11 @@ void Controller::editDescription(const QString& id, const QString& description) 
     if (m_busy) {
         return;
     }
-    const auto found =
-        std::find_if(m_entriesView.constBegin(), m_entriesView.constEnd(), [&id](const QJsonValue& entry) {
-            return entry.toObject().value(u"id").toString() == id;
-        });
-    if (found == m_entriesView.constEnd()) {
+    const QJsonObject entry = m_view.find(id);
+    if (entry.isEmpty()) {
         fail(QStringLiteral("Entry not found in this workspace"));
         return;
     }
-    const QJsonObject entry = (*found).toObject();
     if (entry.value(u"period_locked").toBool()) {
         fail(QStringLiteral(
             "This entry is submitted or approved. Reopen its period in the Web workbench first."));
@@ -136,19 +133,17 @@ void Controller::editDescription(const QString& id, const QString& description) 
 }
 
 QVariantList Controller::entries() const {
-    return m_entryList.rows();
+    return m_view.rows();
 }
 
 QString Controller::elapsed() const {
-    if (m_timerView.isEmpty()) {
+    if (m_view.timer().isEmpty()) {
         return formatSeconds(0);
     }
-    const QDateTime started = stamp(m_timerView.value(u"start_at"));
+    const QDateTime started = stamp(m_view.timer().value(u"start_at"));
     return formatSeconds(started.secsTo(QDateTime::currentDateTimeUtc()));
 }
 
 QString Controller::formatSeconds(qint64 seconds) {
-    const auto padded = [](qint64 number) { return QString::number(number).rightJustified(2, u'0'); };
-    const qint64 s = std::max<qint64>(seconds, 0);
-    return QStringLiteral("%1:%2:%3").arg(padded(s / 3600), padded(s / 60 % 60), padded(s % 60));
+    return durationText(seconds);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "controller/entrylist.h"
 
-#include "controller/controller.h"
+#include "state/timestamp.h"
 
 #include <QJsonObject>
 
@@ -36,7 +36,7 @@ EntryList::Row EntryList::makeRow(const QJsonObject& entry) {
                    repeats ? shared(field.value().toString()) : field.value().toVariant());
     }
     map.insert(shared(QStringLiteral("duration_text")),
-               Controller::formatSeconds(entry.value(u"duration_seconds").toInteger()));
+               durationText(entry.value(u"duration_seconds").toInteger()));
     const QJsonValue start = entry.value(u"start_at");
     return {start.isString() ? map.value(QStringLiteral("start_at")).toString() : QString(), map};
 }

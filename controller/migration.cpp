@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
-#include "controller/wire.h"
+#include "controller/replies.h"
 
 #include <QFile>
 #include <QFileDialog>
@@ -35,14 +35,14 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
         fail(QStringLiteral("Confirm that source records belong to the current account."));
         return;
     }
-    const qint64 generation = m_requestGeneration;
+    const qint64 generation = m_link.generation();
     const QString fileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Select detailed CSV"), {},
                                                           QStringLiteral("CSV (*.csv)"));
     if (fileName.isEmpty()) {
         return;
     }
     // The dialog stood open while the account changed: nobody said that the records are this one's.
-    if (generation != m_requestGeneration) {
+    if (generation != m_link.generation()) {
         say(QStringLiteral("Import preview failed"));
         return;
     }
@@ -56,8 +56,7 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
         fail(QStringLiteral("CSV must be UTF-8"));
         return;
     }
-    m_busy = true;
-    Q_EMIT changed();
+    begin();
     const QJsonObject body{
         {QStringLiteral("content"), content},
         {QStringLiteral("timezone"), zone},
@@ -65,37 +64,36 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
         {QStringLiteral("assign_to_me"), true},
     };
     const QString path =
-        QStringLiteral("/workspaces/") + m_workspace + QStringLiteral("/imports/csv/preview");
+        QStringLiteral("/workspaces/") + m_document.workspace + QStringLiteral("/imports/csv/preview");
     send("POST", path, body, [this](const QJsonObject& reply, int status) {
-        m_busy = false;
         if (status != 201) {
-            say(errorText(reply, QStringLiteral("Import preview failed")));
+            fail(errorText(reply, QStringLiteral("Import preview failed")));
             return;
         }
         adoptPreview(reply);
-        say(QStringLiteral("Preview only: no time entries have been written"));
+        finish(QStringLiteral("Preview only: no time entries have been written"));
     });
 }
 
 void Controller::adoptPreview(const QJsonObject& preview) {
-    m_importPreview = preview;
+    m_personal.importPreview = preview;
     // Nothing of a former import goes on under a preview that nobody has confirmed.
     ++m_previews;
-    m_nextChunk = NextChunk::None;
+    m_personal.nextChunk = NextChunk::None;
 }
 
 void Controller::applyImport() {
-    if (m_busy || m_importPreview.isEmpty() || m_importPreview.value(u"invalid").toDouble() >= 1) {
+    if (m_busy || m_personal.importPreview.isEmpty() ||
+        m_personal.importPreview.value(u"invalid").toDouble() >= 1) {
         return;
     }
-    m_nextChunk = NextChunk::None;
-    m_importPaused = false;
-    m_busy = true;
-    Q_EMIT changed();
-    const QString path =
-        QStringLiteral("/imports/") + m_importPreview.value(u"id").toString() + QStringLiteral("/apply");
+    m_personal.nextChunk = NextChunk::None;
+    m_personal.importPaused = false;
+    begin();
+    const QString path = QStringLiteral("/imports/") + m_personal.importPreview.value(u"id").toString() +
+                         QStringLiteral("/apply");
     const QJsonObject body{
-        {QStringLiteral("preview_checksum"), m_importPreview.value(u"checksum").toString()},
+        {QStringLiteral("preview_checksum"), m_personal.importPreview.value(u"checksum").toString()},
         {QStringLiteral("limit"), recordsPerChunk},
     };
     send("POST", path, body, [this, preview = m_previews](const QJsonObject& reply, int status) {
@@ -104,20 +102,19 @@ void Controller::applyImport() {
 }
 
 void Controller::applyImportReply(qint64 preview, const QJsonObject& reply, int status) {
-    m_busy = false;
     if (status != 200) {
-        say(errorText(reply, QStringLiteral("Import failed")));
+        fail(errorText(reply, QStringLiteral("Import failed")));
         return;
     }
     const bool replaced = preview != m_previews;
     if (!replaced) {
-        m_importPreview = reply;
+        m_personal.importPreview = reply;
     }
-    say(QStringLiteral("Import: %1 · %2 / %3")
-            .arg(reply.value(u"state").toString(), QString::number(reply.value(u"checkpoint").toInteger()),
-                 QString::number(reply.value(u"total").toInteger())));
-    if (reply.value(u"has_more").toBool() && !m_importPaused && !replaced) {
-        m_nextChunk = NextChunk::Scheduled;
+    finish(QStringLiteral("Import: %1 · %2 / %3")
+               .arg(reply.value(u"state").toString(), QString::number(reply.value(u"checkpoint").toInteger()),
+                    QString::number(reply.value(u"total").toInteger())));
+    if (reply.value(u"has_more").toBool() && !m_personal.importPaused && !replaced) {
+        m_personal.nextChunk = NextChunk::Scheduled;
         QTimer::singleShot(0, this, &Controller::continueImport);
         return;
     }
@@ -125,16 +122,16 @@ void Controller::applyImportReply(qint64 preview, const QJsonObject& reply, int 
 }
 
 void Controller::continueImport() {
-    if (m_nextChunk == NextChunk::None) {
+    if (m_personal.nextChunk == NextChunk::None) {
         return;
     }
     if (m_busy) {
         // A reload came between two chunks; the import goes on when it ends.
-        m_nextChunk = NextChunk::Waiting;
+        m_personal.nextChunk = NextChunk::Waiting;
         return;
     }
-    if (m_nextChunk == NextChunk::Waiting && m_importPaused) {
-        m_nextChunk = NextChunk::None;
+    if (m_personal.nextChunk == NextChunk::Waiting && m_personal.importPaused) {
+        m_personal.nextChunk = NextChunk::None;
         loadWorkspace();
         return;
     }
@@ -142,19 +139,6 @@ void Controller::continueImport() {
 }
 
 void Controller::pauseImport() {
-    m_importPaused = true;
+    m_personal.importPaused = true;
     say(QStringLiteral("Pausing after the current committed chunk"));
-}
-
-void Controller::exportPending() {
-    const QString fileName = QFileDialog::getSaveFileName(nullptr, QStringLiteral("Export pending changes"),
-                                                          QStringLiteral("timer-pending-changes.json"));
-    if (fileName.isEmpty()) {
-        return;
-    }
-    if (!writePendingChanges(fileName, m_queue)) {
-        fail(QStringLiteral("Pending-change export failed"));
-        return;
-    }
-    say(QStringLiteral("Pending changes exported; the queue was not discarded"));
 }

@@ -1,27 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
-#include "controller/wire.h"
+#include "controller/logging.h"
+#include "controller/replies.h"
 #include "state/syncstate.h"
 
-#include <QJsonDocument>
-
-namespace {
-
-bool isPending(const QJsonValue& item) {
-    return item.toObject().value(u"status").toString() == QStringLiteral("pending");
-}
-
-} // namespace
-
-bool Controller::hasPendingHead() const {
-    return !m_queue.isEmpty() && isPending(m_queue.first());
-}
-
 void Controller::nextMutation() {
-    if (m_syncing || m_busy || m_queue.isEmpty() || !queueReady()) {
+    if (m_syncing || m_busy || m_document.queue.isEmpty() || !queueReady()) {
         return;
     }
-    const QJsonObject item = m_queue.first().toObject();
+    const QJsonObject item = m_document.queue.first().toObject();
     if (!hasPendingHead()) {
         fail(QStringLiteral("Sync conflict retained with its original payload. Inspect or export it; period "
                             "locks cannot be bypassed."));
@@ -33,7 +20,7 @@ void Controller::nextMutation() {
     send("GET", QStringLiteral("/me"), {}, [this, item](const QJsonObject& reply, int status) {
         noteSession(status);
         const QJsonValue id = reply.value(u"id");
-        if (status == 200 && isId(id) && id == m_me.value(u"id")) {
+        if (status == 200 && isId(id) && id == m_document.me.value(u"id")) {
             pushHead(item);
             return;
         }
@@ -58,38 +45,24 @@ void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& repl
         return;
     }
     const QJsonArray results = reply.value(u"results").toArray();
+    qCDebug(controllerLog) << "push answered: results" << results.size() << "first"
+                           << results.first().toObject().value(u"status").toString();
     if (results.size() != 1) {
         fail(QStringLiteral("Unexpected acknowledgement count; queue retained"));
         return;
     }
     QJsonObject state = durableState();
     QString error;
-    const PersistState persistState = [this](const QJsonObject& candidate) {
-        return m_vault.save(candidate);
-    };
-    if (!SyncState::acknowledge(state, item, results.first().toObject(), persistState, &error)) {
+    if (!SyncState::acknowledge(state, item, results.first().toObject(), m_persist, &error)) {
         fail(error);
         return;
     }
     ++m_acknowledgements;
-    m_queue = state.value(u"queue").toArray();
-    m_snapshot = state.value(u"snapshot").toObject();
-    m_serverTimer = state.value(u"timer").toObject();
-    projectQueue();
+    adopt(state);
     Q_EMIT changed();
     if (hasPendingHead()) {
         nextMutation();
         return;
     }
     loadWorkspace();
-}
-
-QString Controller::conflictDetails() const {
-    QJsonArray retained;
-    for (const auto& item : m_queue) {
-        if (!isPending(item)) {
-            retained.append(item);
-        }
-    }
-    return QString::fromUtf8(QJsonDocument(retained).toJson(QJsonDocument::Indented).trimmed());
 }

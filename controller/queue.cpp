@@ -1,11 +1,26 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "controller/files.h"
 
+#include <QFileDialog>
+#include <QJsonDocument>
 #include <QUuid>
+
+namespace {
+
+bool isPending(const QJsonValue& item) {
+    return item.toObject().value(u"status").toString() == QStringLiteral("pending");
+}
+
+} // namespace
+
+bool Controller::hasPendingHead() const {
+    return !m_document.queue.isEmpty() && isPending(m_document.queue.first());
+}
 
 void Controller::enqueue(const QString& operation, const QString& entityId, int baseVersion,
                          QJsonObject payload) {
-    if (m_readOnly || m_signedOut || m_me.isEmpty() || m_workspace.isEmpty()) {
+    if (m_readOnly || m_document.signedOut || m_document.me.isEmpty() || m_document.workspace.isEmpty()) {
         fail(QStringLiteral("Connect to the server first"));
         return;
     }
@@ -17,7 +32,7 @@ void Controller::enqueue(const QString& operation, const QString& entityId, int 
     const QJsonObject mutation{
         {QStringLiteral("mutation_id"), QUuid::createUuid().toString(QUuid::WithoutBraces)},
         {QStringLiteral("device_id"), m_deviceId},
-        {QStringLiteral("workspace_id"), m_workspace},
+        {QStringLiteral("workspace_id"), m_document.workspace},
         {QStringLiteral("entity_id"), entityId},
         {QStringLiteral("base_version"), baseVersion},
         {QStringLiteral("operation"), operation},
@@ -29,23 +44,38 @@ void Controller::enqueue(const QString& operation, const QString& entityId, int 
         return;
     }
 
-    const QJsonArray rollback = m_queue;
-    m_queue.append(QJsonObject{{QStringLiteral("status"), QStringLiteral("pending")},
-                               {QStringLiteral("mutation"), mutation}});
-    if (!m_vault.save(durableState())) {
-        m_queue = rollback;
+    Document candidate = m_document;
+    candidate.queue.append(QJsonObject{{QStringLiteral("status"), QStringLiteral("pending")},
+                                       {QStringLiteral("mutation"), mutation}});
+    const QJsonObject state = candidate.toJson();
+    if (!m_vault.save(state)) {
         fail(QStringLiteral("The write was not accepted because secure local storage failed."));
         return;
     }
-    projectQueue();
+    adopt(state);
     say(QStringLiteral("Saved securely on this device"));
     nextMutation();
 }
 
-void Controller::projectQueue() {
-    const QJsonObject view = m_projector.project(durableState());
-    m_entriesView = view.value(u"entries").toArray();
-    m_timerView = view.value(u"timer").toObject();
-    m_entryList.update(m_entriesView);
-    describeRetained();
+QString Controller::conflictDetails() const {
+    QJsonArray retained;
+    for (const auto& item : m_document.queue) {
+        if (!isPending(item)) {
+            retained.append(item);
+        }
+    }
+    return QString::fromUtf8(QJsonDocument(retained).toJson(QJsonDocument::Indented).trimmed());
+}
+
+void Controller::exportPending() {
+    const QString fileName = QFileDialog::getSaveFileName(nullptr, QStringLiteral("Export pending changes"),
+                                                          QStringLiteral("timer-pending-changes.json"));
+    if (fileName.isEmpty()) {
+        return;
+    }
+    if (!writePendingChanges(fileName, m_document.queue)) {
+        fail(QStringLiteral("Pending-change export failed"));
+        return;
+    }
+    say(QStringLiteral("Pending changes exported; the queue was not discarded"));
 }

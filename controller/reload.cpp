@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "controller/logging.h"
 
 #include <QNetworkInformation>
 
@@ -28,14 +29,19 @@ void Controller::syncPeriodically() {
 }
 
 void Controller::takeSyncStep(bool periodic) {
-    if (m_busy || m_server.isEmpty() || m_signedOut || m_readOnly) {
+    if (m_busy || m_link.address().isEmpty() || m_document.signedOut || m_readOnly) {
+        qCDebug(controllerLog) << "sync step skipped: busy" << m_busy << "address"
+                               << !m_link.address().isEmpty() << "signed out" << m_document.signedOut
+                               << "read-only" << m_readOnly;
         return;
     }
+    qCDebug(controllerLog) << "sync step: waiting" << m_document.queue.size() << "head pending"
+                           << hasPendingHead() << "storage" << queueReady();
     // Work that waits long must not be the last to learn that its file has gone.
-    if (periodic && !m_queue.isEmpty() && secureStorage() && !persist()) {
+    if (periodic && !m_document.queue.isEmpty() && secureStorage() && !persist()) {
         return;
     }
-    if (!m_queue.isEmpty()) {
+    if (!m_document.queue.isEmpty()) {
         nextMutation();
     }
     // What stands against a refused change goes on changing at the server.
@@ -44,18 +50,23 @@ void Controller::takeSyncStep(bool periodic) {
     }
 }
 
+void Controller::refresh() {
+    if (!m_busy) {
+        loadWorkspace();
+    }
+}
+
 void Controller::loadWorkspace() {
     reload(false);
 }
 
 void Controller::reload(bool periodic) {
-    if (m_workspace.isEmpty()) {
+    if (m_document.workspace.isEmpty()) {
         return;
     }
-    m_busy = true;
-    Q_EMIT changed();
-    const Load load{m_workspace, ++m_loads, m_acknowledgements, periodic};
-    const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_workspace;
+    begin();
+    const Load load{m_document.workspace, ++m_loads, m_acknowledgements, periodic};
+    const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_document.workspace;
     send("GET", path, {}, [this, load](const QJsonObject& reply, int status) {
         if (isOvertaken(load)) {
             return;
@@ -70,7 +81,7 @@ void Controller::reload(bool periodic) {
             reload(load.periodic);
             return;
         }
-        m_snapshot = reply;
+        m_document.snapshot = reply;
         m_snapshotWorkspace = reply.value(u"workspace_id").toString(load.workspace);
         projectQueue();
         loadTimer(load);
@@ -87,15 +98,15 @@ void Controller::loadTimer(const Load& load) {
             return;
         }
         if (status == 200) {
-            m_serverTimer = reply.value(u"timer").toObject();
+            m_document.timer = reply.value(u"timer").toObject();
         }
-        noteReload(load, !m_timedOut);
+        noteReload(load, !m_link.timedOut());
         finishLoading();
     });
 }
 
 bool Controller::isOvertaken(const Load& load) const {
-    return load.number != m_loads || load.workspace != m_workspace;
+    return load.number != m_loads || load.workspace != m_document.workspace;
 }
 
 bool Controller::isOutdated(const Load& load) const {
@@ -103,12 +114,10 @@ bool Controller::isOutdated(const Load& load) const {
 }
 
 void Controller::finishLoading() {
-    m_busy = false;
     projectQueue();
-    m_message = m_queue.isEmpty() ? QStringLiteral("Connected to PostgreSQL")
-                                  : QStringLiteral("Local changes await acknowledgement");
+    finish(m_document.queue.isEmpty() ? QStringLiteral("Connected to PostgreSQL")
+                                      : QStringLiteral("Local changes await acknowledgement"));
     persist();
-    Q_EMIT changed();
     Q_EMIT ready();
     if (!m_syncing) {
         nextMutation();
@@ -118,7 +127,7 @@ void Controller::finishLoading() {
 void Controller::noteReload(const Load& load, bool succeeded) {
     if (succeeded) {
         resumeReloads();
-    } else if (load.periodic && m_timedOut) {
+    } else if (load.periodic && m_link.timedOut()) {
         m_reloadPause.start(pausesMs.at(std::min(m_silentReloads, pausesMs.size() - 1)));
         ++m_silentReloads;
         watchNetwork();

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
-#include "controller/wire.h"
+#include "controller/replies.h"
 #include "state/accountstate.h"
 
 bool Controller::sessionRefused() const {
-    return m_sessionRefused;
+    return m_personal.sessionRefused;
 }
 
 void Controller::noteSession(int status) {
-    m_sessionRefused = m_sessionRefused && status != 200;
+    m_personal.sessionRefused = m_personal.sessionRefused && status != 200;
 }
 
 void Controller::renewSession(const QString& email, const QString& password) {
-    if (m_busy || !m_sessionRefused) {
+    if (m_busy || !m_personal.sessionRefused) {
         return;
     }
     if (m_syncing) {
@@ -33,13 +33,12 @@ void Controller::applyRenewalReply(const QJsonObject& reply, int status) {
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
-    if (!AccountState::renew(state, reply, persistState, &error)) {
+    if (!AccountState::renew(state, reply, m_persist, &error)) {
         fail(error);
         return;
     }
     dropReplies();
-    m_auth = state.value(u"auth").toObject();
-    m_sessionRefused = false;
+    adopt(state);
+    m_personal.sessionRefused = false;
     fetchIdentity();
 }

@@ -2,7 +2,7 @@
 #include "state/retained.h"
 
 #include "controller/controller.h"
-#include "controller/wire.h"
+#include "controller/files.h"
 
 #include <QDateTime>
 #include <QFileDialog>
@@ -27,33 +27,24 @@ QVariantMap Controller::retained() const {
     return m_retained;
 }
 
-void Controller::describeRetained() {
-    m_retained = Retained::describe(durableState(), m_timezone).toVariantMap();
-}
-
 void Controller::resendRetained() {
     if (m_busy || m_syncing || m_readOnly || m_retained.isEmpty()) {
         return;
     }
     QJsonObject state = durableState();
     QString error;
-    const auto persistState = [this](const QJsonObject& candidate) { return m_vault.save(candidate); };
     const QString mutationId = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    if (!Retained::resend(state, mutationId, persistState, &error)) {
+    if (!Retained::resend(state, mutationId, m_persist, &error)) {
         fail(error);
         return;
     }
-    m_queue = state.value(u"queue").toArray();
-    projectQueue();
+    adopt(state);
     say(QStringLiteral("The change is sent again as a new one."));
     synchronize();
 }
 
 void Controller::removeRetained() {
-    const PersistState persistState = [this](const QJsonObject& candidate) {
-        return m_vault.save(candidate);
-    };
-    if (setAside(&Retained::leaving, persistState)) {
+    if (setAside(&Retained::leaving, m_persist)) {
         synchronize();
     }
 }
@@ -64,7 +55,7 @@ void Controller::removePending() {
     const PersistState persistState = [this](const QJsonObject& candidate) {
         return m_vault.save(candidate) || (secureStorage() && !queueReady());
     };
-    if (setAside([](const QJsonArray& queue) { return queue; }, persistState) && !m_sessionRefused) {
+    if (setAside([](const QJsonArray& queue) { return queue; }, persistState) && !m_personal.sessionRefused) {
         // The account may be another one by now, which nothing stands against any more.
         fetchIdentity();
     }
@@ -74,7 +65,7 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
                           const PersistState& persistState) {
     const QString underWay =
         QStringLiteral("Another request is under way; nothing was removed. Try again when it has ended.");
-    const QJsonArray items = choose(m_queue);
+    const QJsonArray items = choose(m_document.queue);
     if (m_busy || m_readOnly || items.isEmpty()) {
         return false;
     }
@@ -82,7 +73,7 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
         say(underWay);
         return false;
     }
-    const qint64 generation = m_requestGeneration;
+    const qint64 generation = m_link.generation();
     const QString removed = changes(items.size());
     // A request of the periodic step must not stand in the way of what is chosen.
     m_syncTimer.stop();
@@ -98,7 +89,7 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
         say(underWay);
         return false;
     }
-    if (generation != m_requestGeneration || choose(m_queue) != items) {
+    if (generation != m_link.generation() || choose(m_document.queue) != items) {
         fail(QStringLiteral(
             "The session or the waiting changes are not the same any more; nothing was removed."));
         return false;
@@ -113,8 +104,7 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
         fail(error);
         return false;
     }
-    m_queue = state.value(u"queue").toArray();
-    projectQueue();
+    adopt(state);
     say(QStringLiteral("Copy saved; %1 left the queue.").arg(removed));
     return true;
 }

@@ -4,16 +4,16 @@
 #include <utility>
 
 void Controller::toggleTimer(const QString& description, const QString& projectId, bool billable) {
-    press({m_workspace, m_timerView.value(u"id").toString(), description, projectId, billable});
+    press({m_document.workspace, m_view.timer().value(u"id").toString(), description, projectId, billable});
 }
 
 void Controller::stopTimer() {
-    if (m_timerView.isEmpty()) {
+    if (m_view.timer().isEmpty()) {
         // The last press counts: who stops does not want what waits to start either.
-        m_press.reset();
+        m_personal.press.reset();
         return;
     }
-    press({m_workspace, m_timerView.value(u"id").toString(), {}, {}, false});
+    press({m_document.workspace, m_view.timer().value(u"id").toString(), {}, {}, false});
 }
 
 void Controller::press(const Press& press) {
@@ -22,7 +22,7 @@ void Controller::press(const Press& press) {
         return;
     }
     // What waits is replaced: pressed twice, it is still one start or one stop.
-    m_press = press;
+    m_personal.press = press;
     if (m_busy) {
         say(QStringLiteral("The server is being asked; the timer follows as soon as that has ended."));
         return;
@@ -31,13 +31,14 @@ void Controller::press(const Press& press) {
 }
 
 void Controller::carryOutPress() {
-    const Press press = *std::exchange(m_press, std::nullopt);
-    const bool applies = press.workspace == m_workspace && press.timer == m_timerView.value(u"id").toString();
+    const Press press = *std::exchange(m_personal.press, std::nullopt);
+    const bool applies =
+        press.workspace == m_document.workspace && press.timer == m_view.timer().value(u"id").toString();
     if (!applies) {
         say(QStringLiteral("The timer or the workspace is another one by now; nothing was done."));
         return;
     }
-    if (m_timerView.isEmpty()) {
+    if (m_view.timer().isEmpty()) {
         start(press.description, press.projectId, press.billable);
     } else {
         stop();
@@ -46,16 +47,16 @@ void Controller::carryOutPress() {
 
 void Controller::noticeIdle() {
     // Later, so that whoever cleared `busy` has finished what it was doing.
-    if (!m_busy && (m_press || m_nextChunk == NextChunk::Waiting)) {
+    if (!m_busy && (m_personal.press || m_personal.nextChunk == NextChunk::Waiting)) {
         QMetaObject::invokeMethod(this, &Controller::resumeWaiting, Qt::QueuedConnection);
     }
 }
 
 void Controller::resumeWaiting() {
-    if (m_press && !m_busy) {
+    if (m_personal.press && !m_busy) {
         carryOutPress();
     }
-    if (m_nextChunk == NextChunk::Waiting) {
+    if (m_personal.nextChunk == NextChunk::Waiting) {
         continueImport();
     }
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "state/accountstate.h"
 
-#include <QHostAddress>
+#include "state/hosts.h"
+
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <QUrl>
@@ -33,16 +34,6 @@ bool refuse(QString* error, const QString& text) {
     return false;
 }
 
-/// A document of no account: the eight keys, all empty.
-QJsonObject blankState() {
-    return {
-        {QStringLiteral("auth"), QJsonObject()},  {QStringLiteral("signed_out"), false},
-        {QStringLiteral("me"), QJsonObject()},    {QStringLiteral("workspaces"), QJsonArray()},
-        {QStringLiteral("workspace"), QString()}, {QStringLiteral("snapshot"), QJsonObject()},
-        {QStringLiteral("timer"), QJsonObject()}, {QStringLiteral("queue"), QJsonArray()},
-    };
-}
-
 bool replaceState(QJsonObject& state, const QJsonObject& candidate, const PersistState& persist,
                   QString* error, const QString& failure) {
     if (!persist(candidate)) {
@@ -70,19 +61,10 @@ QJsonObject sessionIn(const QJsonObject& reply) {
 }
 
 bool hasQueuedWork(const QJsonObject& state) {
-    return !state.value(u"queue").toArray().isEmpty();
+    return !state.value(documentkey::queue).toArray().isEmpty();
 }
 
 } // namespace
-
-bool isLoopbackHost(const QString& host) {
-    const QHostAddress address(host);
-    // The toolkit takes an IPv4 address inside an IPv6 one for loopback as well.
-    const bool loopback = address.protocol() == QAbstractSocket::IPv6Protocol
-                              ? address == QHostAddress(QHostAddress::LocalHostIPv6)
-                              : address.isLoopback();
-    return loopback || host == QStringLiteral("localhost");
-}
 
 bool AccountState::transportAllowed(const QString& server) {
     const QUrl url(server, QUrl::TolerantMode);
@@ -105,11 +87,11 @@ bool AccountState::login(QJsonObject& state, const QJsonObject& reply, const Per
     if (auth.isEmpty()) {
         return refuse(error, invalidSession);
     }
-    QJsonObject candidate = blankState();
-    candidate.insert(u"me", QJsonObject{{QStringLiteral("id"), auth.value(u"user_id")},
-                                        {QStringLiteral("auth_mode"), QStringLiteral("session")}});
-    candidate.insert(u"auth", auth);
-    return replaceState(state, candidate, persist, error, sessionNotSaved);
+    Document candidate; // of no account
+    candidate.auth = auth;
+    candidate.me = {{QStringLiteral("id"), auth.value(u"user_id")},
+                    {QStringLiteral("auth_mode"), QStringLiteral("session")}};
+    return replaceState(state, candidate.toJson(), persist, error, sessionNotSaved);
 }
 
 bool AccountState::renew(QJsonObject& state, const QJsonObject& reply, const PersistState& persist,
@@ -118,13 +100,13 @@ bool AccountState::renew(QJsonObject& state, const QJsonObject& reply, const Per
     if (auth.isEmpty()) {
         return refuse(error, invalidSession);
     }
-    const QString userId = state.value(u"auth").toObject().value(u"user_id").toString();
+    const QString userId = state.value(documentkey::auth).toObject().value(u"user_id").toString();
     if (auth.value(u"user_id").toString().compare(userId, Qt::CaseInsensitive) != 0) {
         return refuse(error, QStringLiteral("This is another account; the waiting work stays with its own."));
     }
     auth.insert(u"user_id", userId);
     QJsonObject candidate = state;
-    candidate.insert(u"auth", auth);
+    candidate.insert(documentkey::auth, auth);
     return replaceState(state, candidate, persist, error, sessionNotSaved);
 }
 
@@ -132,8 +114,8 @@ bool AccountState::logout(QJsonObject& state, const PersistState& persist, QStri
     if (hasQueuedWork(state)) {
         return refuse(error, QStringLiteral("Pending work prevents logout"));
     }
-    QJsonObject candidate = blankState();
-    candidate.insert(u"signed_out", true);
-    return replaceState(state, candidate, persist, error,
+    Document candidate; // of no account
+    candidate.signedOut = true;
+    return replaceState(state, candidate.toJson(), persist, error,
                         QStringLiteral("Secure local logout failed; encrypted data was not erased"));
 }

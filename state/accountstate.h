@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "state/syncstate.h"
+#include "state/document.h"
 
 #include <QJsonObject>
 #include <QString>
-
-/// "localhost", 127.0.0.0/8 or ::1. A name is not resolved, and no other way to
-/// write such an address counts.
-[[nodiscard]] bool isLoopbackHost(const QString& host);
 
 /// The rules of an account change: whether it is allowed, and what the durable
 /// state document becomes. `persist` is asked to store the whole new document

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "state/periodlocks.h"
 
-#include "state/syncstate.h"
+#include "state/timestamp.h"
 
 #include <algorithm>
 #include <limits>

@@ -2,7 +2,8 @@
 #include "state/projector.h"
 
 #include "state/baseentries.h"
-#include "state/syncstate.h"
+#include "state/document.h"
+#include "state/timestamp.h"
 
 #include <QJsonArray>
 #include <QSet>
@@ -198,20 +199,18 @@ Projector::~Projector() = default;
 
 QJsonObject Projector::project(const QJsonObject& state) {
     Memory& memory = *m_memory;
-    const QString workspace = state.value("workspace"_L1).toString();
-    const QString user = state.value("me"_L1).toObject().value(idKey).toString();
-    const QJsonArray queue = state.value("queue"_L1).toArray();
-    const QJsonObject timer = state.value("timer"_L1).toObject();
-    const bool moved = memory.base.update(workspace, user, state.value("snapshot"_L1).toObject());
-    if (!moved && memory.result && queue == memory.queue && timer == memory.timer) {
+    const Document document = Document::fromJson(state);
+    const QString user = document.me.value(idKey).toString();
+    const bool moved = memory.base.update(document.workspace, user, document.snapshot);
+    if (!moved && memory.result && document.queue == memory.queue && document.timer == memory.timer) {
         return *memory.result;
     }
 
-    Overlay overlay(memory.base, workspace, user);
-    overlay.takeServerTimer(timer);
-    overlay.apply(queue);
-    memory.queue = queue;
-    memory.timer = timer;
+    Overlay overlay(memory.base, document.workspace, user);
+    overlay.takeServerTimer(document.timer);
+    overlay.apply(document.queue);
+    memory.queue = document.queue;
+    memory.timer = document.timer;
     memory.result = overlay.result();
     return *memory.result;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "state/retained.h"
 
+#include "state/timestamp.h"
+
 #include <QTimeZone>
 
 #include <algorithm>
@@ -14,9 +16,7 @@ constexpr auto entityIdKey = "entity_id"_L1;
 constexpr auto messageKey = "message"_L1;
 constexpr auto mutationKey = "mutation"_L1;
 constexpr auto operationKey = "operation"_L1;
-constexpr auto queueKey = "queue"_L1;
 constexpr auto resultKey = "result"_L1;
-constexpr auto snapshotKey = "snapshot"_L1;
 constexpr auto statusKey = "status"_L1;
 constexpr auto workspaceIdKey = "workspace_id"_L1;
 
@@ -48,14 +48,14 @@ bool isCreation(const QJsonObject& mutation) {
 }
 
 QJsonArray queueOf(const QJsonObject& state) {
-    return state.value(queueKey).toArray();
+    return state.value(documentkey::queue).toArray();
 }
 
 /// What the server has for the refused item's entry: reloads refresh the snapshot, the verdict stays as it
 /// was. {} when the server never showed such an entry.
 QJsonObject serverEntry(const QJsonObject& state, const QJsonObject& item) {
     const QJsonObject mutation = mutationOf(item);
-    const QJsonArray entries = state.value(snapshotKey)["time_entries"_L1].toArray();
+    const QJsonArray entries = state.value(documentkey::snapshot)["time_entries"_L1].toArray();
     const auto found = std::find_if(entries.begin(), entries.end(), [&](const QJsonValue& entry) {
         return entry["id"_L1] == mutation.value(entityIdKey) &&
                entry[workspaceIdKey] == mutation.value(workspaceIdKey);
@@ -86,7 +86,7 @@ QString timeText(const QString& text, const QString& zone) {
 }
 
 QString projectName(const QString& id, const QJsonObject& state) {
-    const QJsonArray projects = state.value(snapshotKey)["catalog"_L1]["projects"_L1].toArray();
+    const QJsonArray projects = state.value(documentkey::snapshot)["catalog"_L1]["projects"_L1].toArray();
     const auto found = std::find_if(projects.begin(), projects.end(),
                                     [&](const QJsonValue& project) { return project["id"_L1] == id; });
     return found != projects.end() ? (*found)["name"_L1].toString(id) : id;
@@ -138,7 +138,7 @@ QJsonArray describeFields(const QJsonObject& state, const QJsonObject& item, con
 bool replaceQueue(QJsonObject& state, const QJsonArray& queue, const PersistState& persist, QString* error,
                   const QString& failure) {
     QJsonObject candidate = state;
-    candidate.insert(queueKey, queue);
+    candidate.insert(documentkey::queue, queue);
     const bool stored = persist(candidate);
     if (stored) {
         state = candidate;

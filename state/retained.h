@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "state/syncstate.h"
+#include "state/document.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -9,10 +9,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr auto idKey = "id"_L1;
-constexpr auto queueKey = "queue"_L1;
-constexpr auto snapshotKey = "snapshot"_L1;
 constexpr auto timeEntriesKey = "time_entries"_L1;
-constexpr auto timerKey = "timer"_L1;
 constexpr auto statusKey = "status"_L1;
 constexpr auto mutationIdKey = "mutation_id"_L1;
 constexpr auto workspaceIdKey = "workspace_id"_L1;
@@ -35,14 +32,14 @@ bool isKnownStatus(const QString& status) {
 }
 
 bool isHead(const QJsonObject& state, const QJsonObject& item) {
-    const QJsonArray queue = state.value(queueKey).toArray();
+    const QJsonArray queue = state.value(documentkey::queue).toArray();
     return !queue.isEmpty() && queue.first() == item;
 }
 
 bool isInScope(const QJsonObject& canonical, const QJsonObject& mutation, const QJsonObject& state) {
     return canonical.value(idKey) == mutation.value("entity_id"_L1) &&
            canonical.value(workspaceIdKey) == mutation.value(workspaceIdKey) &&
-           canonical.value(userIdKey) == state.value("me"_L1).toObject().value(idKey);
+           canonical.value(userIdKey) == state.value(documentkey::me).toObject().value(idKey);
 }
 
 /// Why the result must not be applied; null when it may.
@@ -92,23 +89,19 @@ bool isRunning(const QJsonObject& entry) {
 }
 
 void adoptCanonical(QJsonObject& candidate, const QJsonObject& canonical, bool accepted) {
-    if (candidate.value("workspace"_L1) == canonical.value(workspaceIdKey)) {
-        QJsonObject snapshot = candidate.value(snapshotKey).toObject();
+    if (candidate.value(documentkey::workspace) == canonical.value(workspaceIdKey)) {
+        QJsonObject snapshot = candidate.value(documentkey::snapshot).toObject();
         snapshot.insert(timeEntriesKey, withEntry(snapshot.value(timeEntriesKey).toArray(), canonical));
-        candidate.insert(snapshotKey, snapshot);
+        candidate.insert(documentkey::snapshot, snapshot);
     }
     if (accepted && isRunning(canonical)) {
-        candidate.insert(timerKey, canonical);
-    } else if (candidate.value(timerKey).toObject().value(idKey) == canonical.value(idKey)) {
-        candidate.insert(timerKey, QJsonObject{});
+        candidate.insert(documentkey::timer, canonical);
+    } else if (candidate.value(documentkey::timer).toObject().value(idKey) == canonical.value(idKey)) {
+        candidate.insert(documentkey::timer, QJsonObject{});
     }
 }
 
 } // namespace
-
-QDateTime stamp(const QJsonValue& value) {
-    return QDateTime::fromString(value.toString(), Qt::ISODateWithMs);
-}
 
 QJsonObject SyncState::project(const QJsonObject& state) {
     return Projector().project(state);
@@ -128,7 +121,8 @@ bool SyncState::acknowledge(QJsonObject& state, const QJsonObject& item, const Q
     }
 
     QJsonObject candidate = state;
-    candidate.insert(queueKey, acknowledgedQueue(state.value(queueKey).toArray(), item, result));
+    candidate.insert(documentkey::queue,
+                     acknowledgedQueue(state.value(documentkey::queue).toArray(), item, result));
     const QJsonObject canonical = canonicalOf(result);
     if (!canonical.isEmpty()) {
         adoptCanonical(candidate, canonical, isAccepted(result));

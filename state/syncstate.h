@@ -1,19 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QDateTime>
+#include "state/document.h"
+
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
-
-#include <functional>
-
-/// Stores a candidate state document securely and says whether it is stored.
-using PersistState = std::function<bool(const QJsonObject& candidate)>;
-
-/// The instant that a JSON value names, as ISO 8601 with optional milliseconds;
-/// invalid when the value is no string or does not parse.
-[[nodiscard]] QDateTime stamp(const QJsonValue& value);
 
 /// The rules that turn the durable state document into what the user sees, and
 /// the server's answers into the next durable state. Pure: nothing here reads

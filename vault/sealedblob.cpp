@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vault/sealedblob.h"
 
-#include "vault/vault.h"
 #include "vault/wipe.h"
 
 #include <openssl/evp.h>
@@ -86,15 +85,7 @@ bool appendSealed(QByteArray& record, const QByteArray& plaintext, const QByteAr
     return encrypt(plaintext, key, aad, nonce, tag, tag + tagSize);
 }
 
-QByteArray Vault::seal(const QByteArray& plaintext, const QByteArray& key, const QByteArray& aad) {
-    QByteArray blob;
-    if (!appendSealed(blob, plaintext, key, aad)) {
-        return {};
-    }
-    return blob;
-}
-
-QByteArray Vault::unseal(const QByteArray& blob, const QByteArray& key, const QByteArray& aad, bool* ok) {
+QByteArray openSealed(const QByteArray& blob, const QByteArray& key, const QByteArray& aad, bool* ok) {
     if (ok) {
         *ok = false;
     }

@@ -7,6 +7,7 @@
 #include <QCryptographicHash>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QLoggingCategory>
 #include <QStandardPaths>
 #include <qt6keychain/keychain.h>
 
@@ -16,6 +17,9 @@
 #include <utility>
 
 namespace {
+
+// Answers of the credential store, sizes and outcomes; never a key, a name or what is sealed.
+Q_LOGGING_CATEGORY(vaultLog, "timer.vault", QtWarningMsg)
 
 const QByteArray currentPrefix = QByteArrayLiteral("TKVA");
 const QString service = QStringLiteral("TimerKelvaro");
@@ -113,6 +117,7 @@ void Vault::close() {
 }
 
 void Vault::refuse(const QString& message) {
+    qCDebug(vaultLog).noquote() << "refused:" << message;
     close();
     Q_EMIT unavailable(message);
 }
@@ -152,6 +157,8 @@ void Vault::expect(QKeychain::Job* job, Completion completion) {
     const auto finish = [this, job, completion, generation = m_generation, lock = m_lock]() mutable {
         m_job.clear();
         lock.reset();
+        qCDebug(vaultLog) << "credential store answered" << job->error() << "overtaken"
+                          << (generation != m_generation);
         if (generation == m_generation) {
             (this->*completion)(job);
         } else {
@@ -275,7 +282,21 @@ bool Vault::store(const QJsonObject& state) {
     const bool sealed =
         text.size() <= largestReadableText && appendSealed(record, text, m_key, accountAwareContext());
     wipe(text);
-    return sealed && m_file.write(record);
+    const bool stored = sealed && m_file.write(record);
+    qCDebug(vaultLog) << "record of" << record.size() << "bytes sealed" << sealed << "stored" << stored;
+    return stored;
+}
+
+QByteArray Vault::seal(const QByteArray& plaintext, const QByteArray& key, const QByteArray& aad) {
+    QByteArray blob;
+    if (!appendSealed(blob, plaintext, key, aad)) {
+        return {};
+    }
+    return blob;
+}
+
+QByteArray Vault::unseal(const QByteArray& blob, const QByteArray& key, const QByteArray& aad, bool* ok) {
+    return openSealed(blob, key, aad, ok);
 }
 
 QJsonObject Vault::load(bool* ok) {

@@ -7,9 +7,11 @@
 #include "tests/support/vaultfile.h"
 
 #include <QJsonArray>
+#include <QNetworkProxy>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUrl>
 
 using namespace Qt::StringLiterals;
 
@@ -79,6 +81,7 @@ class RenewalTest : public QObject {
 
 private Q_SLOTS:
     void init() { startClean(); }
+    void cleanup() { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); }
 
     void aRefusedSessionIsNoticed_data();
     void aRefusedSessionIsNoticed();
@@ -421,22 +424,30 @@ void RenewalTest::renewalIsRefusedBeforeAnythingIsSent() {
     QFETCH(const QString, message);
     EndedClient client;
     QVERIFY(client.prepare());
+    ScriptedPeer proxy; // answers for the private address: nothing leaves this machine
     if (unprotected) {
-        // A signed-out client connects to a private address without asking it anything.
+        const QString server = u"http://10.0.0.1:9"_s;
+        proxy.answer("GET", server + mePath, refusal());
+        QNetworkProxy::setApplicationProxy(
+            {QNetworkProxy::HttpProxy, u"127.0.0.1"_s, static_cast<quint16>(QUrl(proxy.url()).port())});
         const QJsonObject state = client.controller.durableState();
-        client.controller.applyDurable({{u"signed_out"_s, true}});
-        client.controller.connectServer(u"http://10.0.0.1:9"_s);
+        client.controller.applyDurable({});
+        client.controller.connectServer(server);
         QTRY_VERIFY(!client.controller.busy());
         client.controller.applyDurable(state);
+        client.controller.fetchIdentity();
+        QTRY_VERIFY(client.controller.sessionRefused() && !client.controller.busy());
     } else {
         client.controller.setReadOnly(true);
     }
     client.peer.forgetRequests();
+    proxy.forgetRequests();
     client.controller.renewSession(email, AccountClient::password());
     QCOMPARE(client.controller.message(), message);
     QVERIFY(!client.controller.busy());
     QVERIFY(client.isSilent());
     QVERIFY(client.peer.requests().isEmpty());
+    QVERIFY(proxy.requests().isEmpty());
 }
 
 void RenewalTest::aRenewalWhileAFileIsChosenStopsTheRemoval() {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "state/syncstate.h"
+#include "state/timestamp.h"
 #include "tests/state/fixtures.h"
 
 #include <QTest>

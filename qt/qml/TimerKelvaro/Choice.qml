@@ -9,8 +9,9 @@ ComboBox {
 
     readonly property bool dark: Material.theme === Material.Dark
     property string name
-    /// Grows when the texts of the rows may have changed.
-    property int revision: 0
+
+    /// The rows may have other texts now.
+    signal textsChanged
 
     topInset: 4
     bottomInset: 4
@@ -24,12 +25,26 @@ ComboBox {
         id: option
 
         required property int index
-        readonly property string label: choice.revision < 0 ? "" : choice.textAt(index)
+        property string label
+
+        function readLabel() {
+            label = choice.textAt(index)
+        }
 
         width: ListView.view ? ListView.view.width : 0
         highlighted: choice.highlightedIndex === index
         Accessible.name: label
         Accessible.onPressAction: clicked()
+
+        onIndexChanged: readLabel()
+        Component.onCompleted: readLabel()
+
+        Connections {
+            target: choice
+            function onTextsChanged() {
+                option.readLabel()
+            }
+        }
 
         contentItem: Label {
             text: option.label

@@ -26,7 +26,7 @@ Choice {
     Connections {
         target: chooser.rows
         function onUpdated() {
-            ++chooser.revision
+            chooser.textsChanged()
             chooser.show()
         }
     }

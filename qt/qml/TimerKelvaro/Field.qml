@@ -44,7 +44,7 @@ T.TextField {
         elide: Text.ElideRight
         Accessible.ignored: true
 
-        // A change of mirroring alone leaves the field's text and cursor where they were.
+        // Qt 6.4 to 6.8: a change of mirroring alone leaves the field's text and cursor where they were.
         onEffectiveHorizontalAlignmentChanged: {
             field.horizontalAlignment = TextInput.AlignHCenter
             field.horizontalAlignment = TextInput.AlignLeft

@@ -13,23 +13,12 @@ TimerWindow {
     readonly property Controller client: controller // qmllint disable unqualified
     readonly property bool hidesOnClose: trayAvailable // qmllint disable unqualified
     readonly property date created: new Date()
-    /// Who is at work here, as the server knows them; empty while that is unknown.
-    readonly property string account: client.accountId && client.server + " " + client.accountId
-    readonly property bool signedIn: client.accountSignedIn
-    property string lastAccount: ""
 
-    onAccountChanged: {
-        if (account === "")
-            return
-        if (lastAccount !== "" && lastAccount !== account)
-            accountLeft()
-        lastAccount = account
-    }
-    onSignedInChanged: {
-        if (signedIn)
-            return
-        lastAccount = client.accountId && account
-        accountLeft()
+    Connections {
+        target: window.client
+        function onAccountLeft() {
+            window.accountLeft()
+        }
     }
 
     component PageTab: TabButton {
@@ -64,10 +53,10 @@ TimerWindow {
         property bool shown: false
 
         function load(now: bool) {
-            // Not "status" alone: that is also the name of the line below the tabs.
+            // Not "status" alone: from Qt 6.5 on that is the line below the tabs, which has this id.
             if (late.status === Loader.Ready || (late.status === Loader.Loading && !now))
                 return
-            source = "" // a load under way cannot be hurried: it would forget what is given
+            source = "" // Qt 6.4: a load under way that is hurried forgets what is given
             asynchronous = !now
             setSource(file, given)
         }

@@ -12,7 +12,7 @@ Panel {
     readonly property Item list: ListView.view
     readonly property bool tabStop: list && list.activeFocus ? activeFocus : ListView.isCurrentItem
 
-    // As wide as the list, which places its rows itself; the bar runs beside what is seen of the row.
+    // As wide as the list, which from Qt 6.5 on places its rows itself; the bar runs beside what is seen of the row.
     width: list ? list.width : 0
     leftInset: mirrored ? Theme.scrollBar : 0
     rightInset: mirrored ? 0 : Theme.scrollBar

@@ -12,7 +12,7 @@ ScrollPage {
 
     function signIn() {
         controller.loginAccount(email.text, password.text)
-        password.text = "" // unlike clear(), leaves nothing to undo either
+        password.text = "" // Qt 6.4: clear() would leave it to undo
     }
 
     function renew() {

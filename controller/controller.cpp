@@ -24,15 +24,17 @@ QString installationId() {
 } // namespace
 
 Controller::Controller(QObject* parent)
-    : QObject(parent), m_network(this), m_vault(this), m_tickTimer(this), m_syncTimer(this),
-      m_deviceId(installationId()), m_reloadPause(this) {
+    : QObject(parent), m_link(this), m_vault(this), m_tickTimer(this), m_syncTimer(this), m_reloadPause(this),
+      m_deviceId(installationId()) {
     m_reloadPause.setSingleShot(true);
+    connect(this, &Controller::changed, this, &Controller::noticeAccount);
     connect(this, &Controller::changed, this, &Controller::noticeIdle);
     connect(&m_tickTimer, &QTimer::timeout, this, &Controller::tick);
     m_tickTimer.start(tickMs);
     connect(&m_syncTimer, &QTimer::timeout, this, &Controller::syncPeriodically);
     m_syncTimer.start(syncMs);
     connect(&m_vault, &Vault::unavailable, this, &Controller::fail);
+    connect(&m_link, &ServerLink::sessionRefused, this, [this] { m_personal.sessionRefused = true; });
     connect(&m_vault, &Vault::ready, this, &Controller::vaultReady);
 }
 
@@ -40,39 +42,18 @@ void Controller::setReadOnly(bool readOnly) {
     m_readOnly = readOnly;
 }
 
-void Controller::vaultReady() {
-    if (m_vault.recordMissing()) {
-        fail(
-            QStringLiteral("The encrypted record for this server is missing on this device. Connect again to "
-                           "begin anew with the server's data."));
-        return;
-    }
-    bool read = false;
-    const QJsonObject state = m_vault.load(&read);
-    if (!read) {
-        fail(QStringLiteral(
-            "Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
-        return;
-    }
-    applyDurable(state);
+void Controller::begin() {
+    m_busy = true;
     Q_EMIT changed();
-    if (m_signedOut) {
-        fail(QStringLiteral(
-            "Signed out. Use personal login, or explicitly reconnect for private development."));
-        return;
-    }
-    fetchIdentity();
 }
 
-void Controller::refresh() {
-    if (!m_busy) {
-        loadWorkspace();
-    }
+void Controller::finish(const QString& text) {
+    m_busy = false;
+    say(text);
 }
 
 void Controller::fail(const QString& text) {
-    m_busy = false;
-    say(text);
+    finish(text);
 }
 
 void Controller::say(const QString& text) {
@@ -80,8 +61,20 @@ void Controller::say(const QString& text) {
     Q_EMIT changed();
 }
 
+void Controller::send(const QByteArray& method, const QString& path, const QJsonObject& body,
+                      const Callback& callback, const QString& idempotencyKey) {
+    m_link.send({method, path, body, idempotencyKey, path == loginPath ? QString() : token()}, callback);
+}
+
+void Controller::dropReplies() {
+    m_link.dropReplies();
+    m_signingOut = false;
+    m_syncing = false; // its end would be such a reply
+    resumeReloads();
+}
+
 QString Controller::server() const {
-    return m_server;
+    return m_link.address();
 }
 
 QString Controller::message() const {
@@ -89,7 +82,7 @@ QString Controller::message() const {
 }
 
 QString Controller::workspace() const {
-    return m_workspace;
+    return m_document.workspace;
 }
 
 QString Controller::timezone() const {
@@ -97,35 +90,35 @@ QString Controller::timezone() const {
 }
 
 QVariantList Controller::workspaces() const {
-    return m_workspaces.toVariantList();
+    return m_document.workspaces.toVariantList();
 }
 
 QVariantList Controller::projects() const {
     // The snapshot outlives a change of workspace while the server is away.
-    if (m_snapshotWorkspace != m_workspace) {
+    if (m_snapshotWorkspace != m_document.workspace) {
         return {};
     }
-    return m_snapshot.value(u"catalog").toObject().value(u"projects").toArray().toVariantList();
+    return m_document.snapshot.value(u"catalog").toObject().value(u"projects").toArray().toVariantList();
 }
 
 QVariantList Controller::reportRows() const {
-    return m_reportRows.toVariantList();
+    return m_personal.reportRows.toVariantList();
 }
 
 QVariantMap Controller::timer() const {
-    return m_timerView.toVariantMap();
+    return m_view.timer().toVariantMap();
 }
 
 QVariantMap Controller::reportTotals() const {
-    return m_report.value(u"totals").toObject().toVariantMap();
+    return m_personal.report.value(u"totals").toObject().toVariantMap();
 }
 
 QVariantMap Controller::importPreview() const {
-    return m_importPreview.toVariantMap();
+    return m_personal.importPreview.toVariantMap();
 }
 
 int Controller::pending() const {
-    return static_cast<int>(m_queue.size());
+    return static_cast<int>(m_document.queue.size());
 }
 
 bool Controller::syncing() const {
@@ -137,16 +130,16 @@ bool Controller::busy() const {
 }
 
 bool Controller::accountSignedIn() const {
-    return !m_auth.value(u"token").toString().isEmpty();
+    return !token().isEmpty();
+}
+
+QString Controller::token() const {
+    return m_document.auth.value(u"token").toString();
 }
 
 QString Controller::accountName() const {
-    const QJsonValue email = m_me.value(u"email");
-    return email.isString() ? email.toString() : m_me.value(u"display_name").toString();
-}
-
-QVariantList Controller::periods() const {
-    return m_snapshot.value(u"timesheet_periods").toArray().toVariantList();
+    const QJsonValue email = m_document.me.value(u"email");
+    return email.isString() ? email.toString() : m_document.me.value(u"display_name").toString();
 }
 
 bool Controller::secureStorage() const {
@@ -158,5 +151,5 @@ bool Controller::queueReady() const {
 }
 
 QString Controller::accountId() const {
-    return m_me.value(u"id").toString();
+    return m_document.me.value(u"id").toString();
 }

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "controller/entrylist.h"
+#include "state/projector.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+#include <QVariantList>
+
+/// What is shown of the document: the entries and the timer with the queue on top.
+/// Remembers what it computed, so that a write costs what it changes.
+class EntriesView {
+public:
+    /// Follows the durable document.
+    void update(const QJsonObject& document);
+
+    /// The closed entries, as EntryList has them.
+    [[nodiscard]] const QVariantList& rows() const { return m_list.rows(); }
+    /// The running entry, {} when none runs.
+    [[nodiscard]] const QJsonObject& timer() const { return m_timer; }
+    /// The projected entry, listed or not; {} when there is none.
+    [[nodiscard]] QJsonObject find(const QString& id) const;
+
+private:
+    Projector m_projector;
+    EntryList m_list;
+    QJsonArray m_entries;
+    QJsonObject m_timer;
+};

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "controller/serverlink.h"
+
+#include "controller/logging.h"
+#include "controller/onetimebody.h"
+#include "controller/replyreader.h"
+#include "state/replylimits.h"
+#include "vault/wipe.h"
+
+#include <QCryptographicHash>
+#include <QJsonDocument>
+#include <QNetworkReply>
+#include <QUrl>
+#include <QUuid>
+
+#include <memory>
+
+namespace {
+
+/// A request that stalls this long is given up.
+constexpr int transferTimeoutMs = 12000;
+constexpr int revocationTimeoutMs = 10000;
+/// Below this a reply is parsed sooner than it is worth remembering.
+constexpr qsizetype largeReplyBytes = 65536;
+
+QNetworkRequest requestTo(const QString& server, const QString& path, const QString& token,
+                          int timeoutMs = transferTimeoutMs) {
+    QNetworkRequest request(QUrl(server + QStringLiteral("/v1") + path, QUrl::TolerantMode));
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    request.setTransferTimeout(timeoutMs);
+    if (!token.isEmpty()) {
+        request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    }
+    return request;
+}
+
+/// 0 when no HTTP answer arrived.
+int httpStatus(const QNetworkReply& reply) {
+    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+/// Sends a request that the network layer does not repeat by itself.
+QNetworkReply* sendOnce(QNetworkAccessManager& network, QNetworkRequest request, const QByteArray& method,
+                        const QByteArray& body) {
+    // Unless its size is known and nothing is buffered, the layer would keep a copy to repeat.
+    request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
+    request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    auto device = std::make_unique<OneTimeBody>(body);
+    QNetworkReply* reply = network.sendCustomRequest(request, method, device.get());
+    device.release()->setParent(reply);
+    return reply;
+}
+
+/// What may be told of a path: an id in it is nobody's business.
+QString area(const QString& path) {
+    return path.section(u'/', 1, 1).section(u'?', 0, 0);
+}
+
+} // namespace
+
+ServerLink::ServerLink(QObject* parent) : QObject(parent), m_network(this) {
+}
+
+void ServerLink::dropReplies() {
+    ++m_generation;
+    m_largeReply = {};
+}
+
+void ServerLink::send(const ServerRequest& request, const Callback& callback, const Answer& afterwards) {
+    if (m_address.isEmpty()) {
+        callback({}, 0);
+        return;
+    }
+    QByteArray body;
+    if (request.method != "GET") {
+        body = QJsonDocument(request.body).toJson(QJsonDocument::Compact);
+    }
+    QNetworkReply* reply = issue(requestTo(m_address, request.path, request.token), request, body);
+    auto* reader = new ReplyReader(*reply);
+    const auto finished = [this, reply, reader, body, callback, afterwards, generation = m_generation,
+                           asAccount = !request.token.isEmpty(), what = area(request.path)]() mutable {
+        reply->deleteLater();
+        wipe(body); // a password may be in it
+        const int status = httpStatus(*reply);
+        m_timedOut = reader->timedOut();
+        qCDebug(controllerLog) << "reply" << what << "status" << status << "bytes" << reader->body().size()
+                               << "timed out" << m_timedOut << "dropped" << (generation != m_generation);
+        if (generation == m_generation && asAccount && status == 401) {
+            Q_EMIT sessionRefused(); // also when whoever refuses it speaks no JSON
+        }
+        finish(generation, reader->body(), status, callback);
+        if (afterwards) {
+            afterwards(reader->body(), status);
+        }
+    };
+    connect(reply, &QNetworkReply::finished, this, finished);
+}
+
+QNetworkReply* ServerLink::issue(const QNetworkRequest& request, const ServerRequest& asked,
+                                 const QByteArray& body) {
+    qCDebug(controllerLog) << "request" << asked.method << area(asked.path) << "bytes" << body.size();
+    QNetworkRequest complete = request;
+    complete.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    if (asked.method == "GET") {
+        return m_network.get(complete);
+    }
+    const QString key = asked.idempotencyKey.isEmpty() ? QUuid::createUuid().toString(QUuid::WithoutBraces)
+                                                       : asked.idempotencyKey;
+    complete.setRawHeader("Idempotency-Key", key.toUtf8());
+    return asked.once ? sendOnce(m_network, complete, asked.method, body)
+                      : m_network.sendCustomRequest(complete, asked.method, body);
+}
+
+void ServerLink::finish(qint64 generation, const QByteArray& body, int status, const Callback& callback) {
+    // A reply that outlived its server or account must not land in the new state.
+    if (generation != m_generation) {
+        return;
+    }
+    const bool large = body.size() >= largeReplyBytes;
+    const QByteArray digest =
+        large ? QCryptographicHash::hash(body, QCryptographicHash::Blake2b_256) : QByteArray();
+    if (large && digest == m_largeReply.digest) {
+        const QJsonObject object = m_largeReply.object;
+        callback(object, status);
+        return;
+    }
+    QJsonParseError error;
+    const QJsonObject object = QJsonDocument::fromJson(body, &error).object();
+    if (error.error != QJsonParseError::NoError) {
+        callback({}, status == 204 ? 204 : 0);
+        return;
+    }
+    if (!canBeKept(object)) {
+        callback({}, 0);
+        return;
+    }
+    if (large) {
+        m_largeReply = {digest, object};
+    }
+    callback(object, status);
+}
+
+void ServerLink::download(const QString& path, const QString& token, const Answer& answer) {
+    QNetworkReply* reply = m_network.get(requestTo(m_address, path, token));
+    connect(reply, &QNetworkReply::finished, this, [reply, answer] {
+        reply->deleteLater();
+        // A body that breaks off still has the status 200; half a file must not pass for a whole one.
+        const bool whole = reply->error() == QNetworkReply::NoError;
+        answer(reply->isOpen() ? reply->readAll() : QByteArray(), whole ? httpStatus(*reply) : 0);
+    });
+}
+
+void ServerLink::revoke(const QString& server, const QString& token) {
+    // A token with a line break would end its header early and leave the rest of
+    // the request to be read as another one.
+    if (token.isEmpty() || token.contains(u'\r') || token.contains(u'\n')) {
+        return;
+    }
+    QNetworkRequest request = requestTo(server, QStringLiteral("/auth/logout"), token, revocationTimeoutMs);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    QNetworkReply* reply = m_network.post(request, QByteArrayLiteral(R"({"local_queue_empty":true})"));
+    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+}

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkRequest>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+
+class QNetworkReply;
+
+/// Where a session is asked for; the only request that never carries a token.
+inline const QString loginPath = QStringLiteral("/auth/login");
+
+/// What is asked of the server in JSON.
+struct ServerRequest {
+    QByteArray method;
+    QString path;           ///< behind "/v1"
+    QJsonObject body;       ///< a GET carries none
+    QString idempotencyKey; ///< a fresh UUID when empty; a GET carries none
+    QString token;          ///< of the personal session; empty without one
+    /// Not sent again by the network layer when its connection breaks before an answer.
+    bool once = false;
+};
+
+/// The one road to a server. Redirects are not followed and cookies neither sent nor
+/// kept, so that nothing but the token tells one account's requests from another's.
+class ServerLink : public QObject {
+    Q_OBJECT
+
+public:
+    /// Receives the reply object and the HTTP status; 0 means that no usable reply arrived.
+    using Callback = std::function<void(const QJsonObject& reply, int status)>;
+    /// Receives what arrived of a reply, nothing when it was given up, and the HTTP status.
+    using Answer = std::function<void(const QByteArray& body, int status)>;
+
+    explicit ServerLink(QObject* parent = nullptr);
+
+    /// Scheme, host and port; empty before the first.
+    [[nodiscard]] const QString& address() const { return m_address; }
+    void setAddress(const QString& address) { m_address = address; }
+
+    /// Changes when dropReplies() is called.
+    [[nodiscard]] qint64 generation() const { return m_generation; }
+    /// Every reply still under way belongs to the past from now on.
+    void dropReplies();
+
+    /// Without an address `callback` is called at once, with 0; after dropReplies() it is not
+    /// called at all. `afterwards`, when given, then gets the reply as it came, in any case.
+    void send(const ServerRequest& request, const Callback& callback, const Answer& afterwards = {});
+
+    /// Fetches a file of any size. `answer` is called in any case, with the status 0 for a file
+    /// that is not whole.
+    void download(const QString& path, const QString& token, const Answer& answer);
+
+    /// Ends a session that `server` opened and nobody keeps; its answer is not waited for.
+    void revoke(const QString& server, const QString& token);
+
+    /// The request whose reply is being delivered ended by a time-out.
+    [[nodiscard]] bool timedOut() const { return m_timedOut; }
+
+Q_SIGNALS:
+    /// The server answered 401 to a request with a token; comes before that request's callback.
+    void sessionRefused();
+
+private:
+    [[nodiscard]] QNetworkReply* issue(const QNetworkRequest& request, const ServerRequest& asked,
+                                       const QByteArray& body);
+    void finish(qint64 generation, const QByteArray& body, int status, const Callback& callback);
+
+    QNetworkAccessManager m_network;
+    QString m_address;
+    qint64 m_generation = 0;
+    bool m_timedOut = false;
+
+    /// A reload that brings the same bytes brings the same shared data.
+    struct {
+        QByteArray digest;
+        QJsonObject object;
+    } m_largeReply;
+};
