@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# session.sh SESSION: however a session ends, nothing of it is left.
+set -euo pipefail
+
+session=$1
+folder=$(mktemp -d "${TMPDIR:-/tmp}/session-test.XXXXXX")
+trap 'rm -rf -- "$folder"' EXIT
+chmod 711 "$folder" # root's cluster belongs to another user
+export TMPDIR=$folder
+
+# wait_until WHAT COMMAND...: the test ends where the command does not come true.
+wait_until() {
+    local what=$1 tries=1200
+    shift
+    until "$@"; do
+        [ $((tries -= 1)) -gt 0 ] || { echo "FAIL: $what" >&2; cat "$folder/log" >&2; exit 1; }
+        sleep 0.05
+    done
+}
+
+nothing_left() {
+    ! compgen -G "$folder/timer-session.*" >/dev/null &&
+        ! grep -qslF -f <(echo "$folder/timer-session.") /proc/[0-9]*/cmdline /proc/[0-9]*/environ &&
+        ! kill -0 "$(<"$folder/command")" 2>/dev/null
+}
+
+# ends HOW SIGNAL WHOM: a session of everything ends when this signal reaches its command,
+# its script, or the caller of that.
+ends() {
+    rm -f -- "$folder"/{caller,session,command}
+    # shellcheck disable=SC2016 # expanded by the shells inside
+    bash -c '"$0" --keyring --display --postgresql -- bash -c "$1" "$2/command" & echo $! >"$2/session"; wait' \
+        "$session" 'echo $$ >"$0.new"; mv "$0.new" "$0"; exec tail -f /dev/null' "$folder" >"$folder/log" 2>&1 &
+    echo $! >"$folder/caller"
+    wait_until "the session starts" test -s "$folder/command"
+    kill "-$2" "$(<"$folder/$3")"
+    wait_until "nothing is left: $1" nothing_left
+    echo "PASS: $1"
+}
+
+ends 'the command ends' TERM command
+ends 'the session is told to end' TERM session
+ends 'the session is killed' KILL session
+ends 'the caller is told to end' TERM caller
+ends 'the caller is killed' KILL caller
