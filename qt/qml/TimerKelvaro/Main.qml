@@ -64,7 +64,7 @@ TimerWindow {
         property bool shown: false
 
         function load(now: bool) {
-            // Not "status" alone: that is also the name of the line below the tabs.
+            // Not "status" alone: Qt 6.8 would take anything of that id in this file for it.
             if (late.status === Loader.Ready || (late.status === Loader.Loading && !now))
                 return
             source = "" // a load under way cannot be hurried: it would forget what is given
