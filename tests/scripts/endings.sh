@@ -23,7 +23,7 @@ wait_until() {
 nothing_left() {
     ! compgen -G "$folder/timer-session.*" >/dev/null &&
         ! grep -qslF -f <(echo "$folder/timer-session.") /proc/[0-9]*/cmdline /proc/[0-9]*/environ &&
-        ! kill -0 "$(<"$folder/command")" 2>/dev/null
+        ! [ -e "/proc/$(<"$folder/command")/exe" ] # which the dead have not, even where nobody buries them
 }
 
 # ends HOW SIGNAL WHOM: a session of everything ends when this signal reaches its command,
