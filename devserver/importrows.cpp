@@ -231,7 +231,10 @@ void RowReader::readTimes(Reading& reading, ImportRow& row) const {
     const auto start = readMoment(reading, StartDate, StartTime);
     const bool hasEnd =
         hasEnds() && !(cell(reading.record, EndDate).isEmpty() && cell(reading.record, EndTime).isEmpty());
-    auto stop = hasEnd ? readMoment(reading, EndDate, EndTime) : std::nullopt;
+    std::optional<Moment> stop;
+    if (hasEnd) {
+        stop = readMoment(reading, EndDate, EndTime);
+    }
     const QString length = cell(reading.record, Duration);
     const auto duration = readDuration(length);
     if (!length.isEmpty() && !duration) {

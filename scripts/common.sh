@@ -11,15 +11,27 @@ cd -- "$root"
 say() { printf '%s: %s\n' "${0##*/}" "$*"; }
 die() { say "$*" >&2; exit 1; }
 
+# prepare GROUP...: sees that one can work here at all, and installs what the groups need.
+prepare() {
+    local temporary=${TMPDIR:-/tmp}
+    [ -n "${HOME:-}" ] || die "HOME is not set; let it name the folder of your account."
+    if ! [ -d "$temporary" ] || ! [ -w "$temporary" ]; then
+        die "no temporary file can be made in $temporary; let TMPDIR name a folder of yours, or unset it."
+    fi
+    if [ -e build ]; then
+        [ -w build ] || die "the folder $root/build cannot be written to; remove it, or build as its owner."
+    elif ! [ -w . ]; then
+        die "the folder $root cannot be written to; work in a copy of your own."
+    fi
+    "$root/scripts/bootstrap" "$@"
+}
+
 # build PRESET [TARGET...]: configures and builds, or ends with one sentence. Tomorrow's
 # compiler may warn of more than today's: only CMAKE_COMPILE_WARNING_AS_ERROR=ON stops at that.
 build() {
     local preset=$1 targets=()
     shift
     [ $# -eq 0 ] || targets=(--target "$@")
-    if [ -e build ] && ! [ -w build ]; then
-        die "the folder $root/build belongs to another user; remove it, or build as that user."
-    fi
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
     fi

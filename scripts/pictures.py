@@ -19,8 +19,14 @@ TABS = {
     "he": ["טיימר ורשומות", "דוחות", "מעבר וייבוא", "הגדרות", "תקופות נעולות"],
     "en": ["Timer and entries", "Reports", "Migration", "Settings", "Timesheets"],
 }
+# What each tab shows once it is there.
+SHOWN = {
+    "he": ["רשומה ידנית", "הפק דוח", "בחר קובץ ותצוגה מקדימה", "כתובת השרת", "פתח גיליון זמן בדפדפן"],
+    "en": ["Manual entry", "Generate", "Choose file and preview", "Server address", "Open Timesheets in browser"],
+}
 # What the button shows that leads away from the language.
 OTHER_LANGUAGE = {"he": "EN", "en": "עברית"}
+SEND_AGAIN = {"he": "שלח שוב", "en": "Send again"}
 DARK = {"he": "ערכת צבעים כהה", "en": "Dark appearance"}
 SETTINGS = 3
 LOADED = "Connected to PostgreSQL"
@@ -72,30 +78,35 @@ def press(name):
     element.do_action(number)
 
 
-def picture(path):
-    """Saves the window once two pictures in a row are the same: it has come to rest."""
+def switch(name, on):
+    """Presses a switch, and waits until it says that it is on or off."""
+    press(name)
+    state = Atspi.StateType.CHECKED
+    wait_for(f'"{name}" to change', lambda: find(application(), name).get_state_set().contains(state) == on)
+
+
+def picture(path, shown):
+    """Saves the window once it shows this, without a fade that is still under way."""
+    wait_for(f'"{shown}"', lambda: find(application(), shown))
     window = subprocess.check_output(
         ["xdotool", "search", "--sync", "--onlyvisible", "--pid", str(program.pid), "--name", "^Timer"], text=True
     ).split()[0]
     # Away from anything that lights up under the pointer.
     subprocess.run(["xdotool", "mousemove", "1915", "1195"], check=True)
-    taken = []
-
-    def at_rest():
-        taken.append(subprocess.check_output(["maim", "--hidecursor", "--window", window]))
-        return len(taken) > 1 and taken[-1] == taken[-2]
-
-    wait_for("a window at rest", at_rest)
+    taken = earlier = None
+    for _ in range(20):  # what moves for ever, such as the mark in a text, is shown as it is
+        taken, earlier = subprocess.check_output(["maim", "--hidecursor", "--window", window]), taken
+        if taken == earlier:
+            break
     with open(path, "wb") as file:
-        file.write(taken[-1])
+        file.write(taken)
 
 
 def take_two(folder):
     """The first tab in both languages, left in English."""
-    picture(os.path.join(folder, "window-he.png"))
+    picture(os.path.join(folder, "window-he.png"), SHOWN["he"][0])
     press(OTHER_LANGUAGE["he"])
-    wait_for("English", lambda: find(application(), TABS["en"][0]))
-    picture(os.path.join(folder, "window-en.png"))
+    picture(os.path.join(folder, "window-en.png"), SHOWN["en"][0])
 
 
 def type_into(field, text):
@@ -117,10 +128,9 @@ def take_refused(folder):
         type_into(field, (morning + datetime.timedelta(hours=hours)).isoformat() + "Z")
     subprocess.run(["xdotool", "key", "Return"], check=True)
     press("Show the change that the server did not accept")
-    wait_for("the refused change", lambda: find(application(), "Send again"))
-    picture(os.path.join(folder, "refused-en.png"))
+    picture(os.path.join(folder, "refused-en.png"), SEND_AGAIN["en"])
     press(OTHER_LANGUAGE["en"])
-    picture(os.path.join(folder, "refused-he.png"))
+    picture(os.path.join(folder, "refused-he.png"), SEND_AGAIN["he"])
 
 
 def take_all(folder):
@@ -129,9 +139,9 @@ def take_all(folder):
         for theme in ("light", "dark"):
             for number, tab in enumerate(TABS[language]):
                 press(tab)
-                picture(os.path.join(folder, f"{language}-{theme}-{number + 1}.png"))
+                picture(os.path.join(folder, f"{language}-{theme}-{number + 1}.png"), SHOWN[language][number])
             press(TABS[language][SETTINGS])
-            press(DARK[language])  # dark for the second round, light again after it
+            switch(DARK[language], theme == "light")  # dark for the second round, light again after it
         press(OTHER_LANGUAGE[language])
 
 

@@ -9,8 +9,9 @@ programs=${root:?}/build/release/bin
 children=()
 
 # launch COMMAND...: starts it in a process group of its own; its id is ${children[-1]}.
+# Where this script is killed, the kernel ends it.
 launch() {
-    setsid -- "$@" &
+    setsid -- setpriv --pdeathsig TERM -- "$@" &
     children+=("$!")
 }
 

@@ -210,7 +210,7 @@ bool Retained::remove(QJsonObject& state, const QJsonArray& items, const Persist
     auto next = items.begin();
     const QJsonArray queue = queueOf(state);
     for (const auto& item : queue) {
-        if (next != items.end() && item == *next) {
+        if (next != items.end() && QJsonValue(item) == QJsonValue(*next)) {
             ++next;
         } else {
             rest.append(item);

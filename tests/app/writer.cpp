@@ -24,7 +24,8 @@ void say(const QString& message) {
 }
 
 void record(Controller& controller, int number) {
-    const QDateTime start = QDateTime(QDate(2026, 1, 1), QTime(0, 0), Qt::UTC).addSecs(number * 3600LL);
+    const QDateTime start =
+        QDateTime::fromString(QStringLiteral("2026-01-01T00:00:00Z"), Qt::ISODate).addSecs(number * 3600LL);
     controller.addManual(QString::number(number), QString(), start.toString(Qt::ISODate),
                          start.addSecs(1800).toString(Qt::ISODate), false);
 }

@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
+#include <QTimeZone>
 #include <QUuid>
 
 using Role = Element::Role;
@@ -22,9 +23,10 @@ const QString setAside = u"Save a copy and remove"_s;
 const QString overtaken = u"The entry was changed elsewhere in the meantime."_s;
 const QString closed = u"The entry lies in a timesheet period that was submitted or approved."_s;
 
-const QDateTime longAgo(QDate(2020, 3, 2), QTime(0, 0), Qt::UTC);
+const QDateTime longAgo = QDateTime::fromString(u"2020-03-02T00:00:00Z"_s, Qt::ISODate);
 // Days around the timers that the story runs, wherever in the night that is.
-const QDateTime yesterday(QDateTime::currentDateTimeUtc().date().addDays(-1), QTime(0, 0), Qt::UTC);
+const QDateTime yesterday =
+    QDateTime::currentDateTimeUtc().date().addDays(-1).startOfDay(QTimeZone::utc()).toUTC();
 
 QJsonArray queueIn(const QByteArray& file) {
     const QJsonObject document = QJsonDocument::fromJson(file).object();

@@ -32,6 +32,7 @@ private Q_SLOTS:
     void timerRunsInEnglish();
     void manualEntryIsAddedInEnglish();
     void descriptionIsEditedInEnglish();
+    void whatWasTypedIsThereWhenThePageIsShownAgain();
 };
 
 void WindowInputTest::init() {
@@ -211,6 +212,17 @@ void WindowInputTest::descriptionIsEditedInEnglish() {
     m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
     QCOMPARE(controller().pending(), 1);
     QTRY_COMPARE(item("entryDescription")->property("text").toString(), QStringLiteral("Better"));
+}
+
+void WindowInputTest::whatWasTypedIsThereWhenThePageIsShownAgain() {
+    m_fixture->openTab(2);
+    item("importSource")->setProperty("text", QString());
+    type("importSource", "old tracker");
+    const QQuickItem* const typed = item("importSource");
+    m_fixture->openTab(0);
+    m_fixture->openTab(2);
+    QCOMPARE(item("importSource"), typed);
+    QCOMPARE(item("importSource")->property("text").toString(), QStringLiteral("old tracker"));
 }
 
 int main(int argc, char* argv[]) {

@@ -5,6 +5,8 @@
 #include <QJsonArray>
 #include <QTest>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int rowCount = 300;
@@ -48,6 +50,8 @@ private Q_SLOTS:
     void keepsTheRowsThatDidNotChange();
     void arrowsWalkTheRowsAndEnterEdits();
     void staysWhereItWasWhenTheWindowComesBack();
+    void rowsFillWhatTheScrollBarLeaves_data();
+    void rowsFillWhatTheScrollBarLeaves();
 };
 
 void WindowListTest::init() {
@@ -172,6 +176,32 @@ void WindowListTest::staysWhereItWasWhenTheWindowComesBack() {
 
     m_fixture->layOut();
     QCOMPARE(m_list->property("contentY").toDouble(), 130.0);
+}
+
+void WindowListTest::rowsFillWhatTheScrollBarLeaves_data() {
+    QTest::addColumn<bool>("hebrew");
+    QTest::newRow("Hebrew") << true;
+    QTest::newRow("English") << false;
+}
+
+void WindowListTest::rowsFillWhatTheScrollBarLeaves() {
+    QFETCH(const bool, hebrew);
+    m_fixture->window->setProperty("hebrew", hebrew);
+    m_fixture->layOut();
+    const auto inList = [this](const QQuickItem* part) {
+        return part->mapRectToItem(m_list, part->boundingRect());
+    };
+    const auto children = m_list->childItems();
+    const auto bar = std::find_if(children.begin(), children.end(),
+                                  [](const QQuickItem* child) { return child->inherits("QQuickScrollBar"); });
+    QVERIFY(bar != children.end());
+    QTRY_VERIFY(row(idAt(rowCount - 1)));
+    const QRectF scrolled = inList(*bar);
+    const QRectF seen = inList(row(idAt(rowCount - 1))->property("background").value<QQuickItem*>());
+
+    QCOMPARE(scrolled.left(), hebrew ? 0 : m_list->width() - scrolled.width());
+    QCOMPARE(seen.left(), hebrew ? scrolled.right() : 0);
+    QCOMPARE(seen.right(), hebrew ? m_list->width() : scrolled.left());
 }
 
 int main(int argc, char* argv[]) {

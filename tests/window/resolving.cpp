@@ -246,7 +246,7 @@ void WindowResolvingTest::bannerLeadsToThePanel() {
     while (!view->inherits("QQuickFlickable"))
         view = view->parentItem();
     m_fixture->layOut();
-    const auto top = [&] { return panel->mapToItem(view, {}).y(); };
+    const auto top = [&] { return panel->mapToItem(view, QPointF()).y(); };
     QTRY_VERIFY2(top() >= 0 && top() < view->height() / 2, qPrintable(QString::number(top())));
 
     QTest::keyClick(m_fixture->window, Qt::Key_Tab);

@@ -53,7 +53,7 @@ TimerWindow {
         property bool shown: false
 
         function load(now: bool) {
-            // Not "status" alone: from Qt 6.5 on that is the line below the tabs, which has this id.
+            // Not "status" alone: from Qt 6.8 on anything of that id in this file would be taken for it.
             if (late.status === Loader.Ready || (late.status === Loader.Loading && !now))
                 return
             source = "" // Qt 6.4: a load under way that is hurried forgets what is given

@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# endings.sh ROOT: however a session or a script with a server ends, nothing of it is left.
+set -euo pipefail
+
+root=$1
+folder=$(mktemp -d "${TMPDIR:-/tmp}/session-test.XXXXXX")
+trap 'rm -rf -- "$folder"' EXIT
+chmod 711 "$folder" # root's cluster belongs to another user
+export TMPDIR=$folder
+
+# wait_until WHAT COMMAND...: the test ends where the command does not come true.
+wait_until() {
+    local what=$1 tries=1200
+    shift
+    until "$@"; do
+        [ $((tries -= 1)) -gt 0 ] || { echo "FAIL: $what" >&2; cat "$folder/log" >&2; exit 1; }
+        sleep 0.05
+    done
+}
+
+nothing_left() {
+    ! compgen -G "$folder/timer-session.*" >/dev/null &&
+        ! grep -qslF -f <(echo "$folder/timer-session.") /proc/[0-9]*/cmdline /proc/[0-9]*/environ &&
+        ! [ -e "/proc/$(<"$folder/command")/exe" ] # which the dead have not, even where nobody buries them
+}
+
+# ends HOW SIGNAL WHOM: a session of everything ends when this signal reaches its command,
+# its script, or the caller of that.
+ends() {
+    rm -f -- "$folder"/{caller,session,command}
+    # shellcheck disable=SC2016 # expanded by the shells inside
+    bash -c '"$0" --keyring --display --postgresql -- bash -c "$1" "$2/command" & echo $! >"$2/session"; wait' \
+        "$root/tests/support/session" 'echo $$ >"$0.new"; mv "$0.new" "$0"; exec tail -f /dev/null' "$folder" >"$folder/log" 2>&1 &
+    echo $! >"$folder/caller"
+    wait_until "the session starts" test -s "$folder/command"
+    kill "-$2" "$(<"$folder/$3")"
+    wait_until "nothing is left: $1" nothing_left
+    echo "PASS: $1"
+}
+
+# script_ends SIGNAL: what scripts/run launches ends when this signal reaches scripts/run.
+script_ends() {
+    rm -f -- "$folder/command"
+    # shellcheck disable=SC2016 # expanded by the shells inside
+    bash -c 'source "$0/common.sh"; source "$0/server.sh"
+        launch bash -c "echo \$\$ >\$0.new; mv \$0.new \$0; exec tail -f /dev/null" "$1/command"
+        wait "${children[-1]}"' "$root/scripts" "$folder" >"$folder/log" 2>&1 &
+    wait_until "the script starts" test -s "$folder/command"
+    kill "-$1" $!
+    wait_until "nothing is left of a script after SIG$1" nothing_left
+    echo "PASS: a script gets SIG$1"
+}
+
+script_ends TERM
+script_ends KILL
+ends 'the command ends' TERM command
+ends 'the session is told to end' TERM session
+ends 'the session is killed' KILL session
+ends 'the caller is told to end' TERM caller
+ends 'the caller is killed' KILL caller
