@@ -1,40 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "controller/serveraddress.h"
 #include "controller/wire.h"
-#include "state/accountstate.h"
 
-#include <QHostAddress>
 #include <QSettings>
-#include <QUrl>
 
 #include <algorithm>
 
 namespace {
-
-bool isPrivateHost(const QString& host) {
-    const QHostAddress address(host);
-    return isLoopbackHost(host) || address.isInSubnet(QHostAddress(QStringLiteral("10.0.0.0")), 8) ||
-           address.isInSubnet(QHostAddress(QStringLiteral("172.16.0.0")), 12) ||
-           address.isInSubnet(QHostAddress(QStringLiteral("192.168.0.0")), 16);
-}
-
-bool isAllowed(const QUrl& url) {
-    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty() || url.hasQuery() ||
-        url.hasFragment()) {
-        return false;
-    }
-    return url.scheme() == QStringLiteral("https") ||
-           (url.scheme() == QStringLiteral("http") && isPrivateHost(url.host()));
-}
-
-/// Scheme, host and port: the prefix of every request and the vault's scope.
-QString baseAddress(const QUrl& url) {
-    QString address = url.toString(QUrl::RemovePath | QUrl::RemoveUserInfo);
-    if (address.endsWith(u'/')) {
-        address.chop(1);
-    }
-    return address;
-}
 
 bool hasId(const QJsonValue& item) {
     return isId(item.toObject().value(u"id"));
@@ -50,12 +23,11 @@ void Controller::connectServer(const QString& url) {
         fail(QStringLiteral("Pending work prevents changing server or account"));
         return;
     }
-    const QUrl parsed(url.trimmed(), QUrl::TolerantMode);
-    if (!isAllowed(parsed)) {
+    const std::optional<QString> address = serverAddress(url);
+    if (!address) {
         fail(QStringLiteral("Use HTTPS or the trusted private development server"));
         return;
     }
-    const QString address = baseAddress(parsed);
     const bool sameServer = address == m_server;
     if (accountSignedIn() && !sameServer) {
         fail(QStringLiteral("Sign out of this personal account before changing servers"));
@@ -66,8 +38,8 @@ void Controller::connectServer(const QString& url) {
     if (!sameServer) {
         forgetAccount();
     }
-    m_server = address;
-    QSettings().setValue(QStringLiteral("server"), address);
+    m_server = *address;
+    QSettings().setValue(QStringLiteral("server"), m_server);
     m_busy = true;
     say(QStringLiteral("Connecting…"));
 
@@ -83,7 +55,7 @@ void Controller::connectServer(const QString& url) {
         reconnectDeveloper();
         return;
     }
-    m_vault.unlock(address);
+    m_vault.unlock(m_server);
 }
 
 void Controller::reconnectDeveloper() {

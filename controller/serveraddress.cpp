@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#include "controller/serveraddress.h"
+
+#include "state/accountstate.h"
+
+#include <QHostAddress>
+#include <QUrl>
+
+namespace {
+
+bool isPrivateHost(const QString& host) {
+    const QHostAddress address(host);
+    return isLoopbackHost(host) || address.isInSubnet(QHostAddress(QStringLiteral("10.0.0.0")), 8) ||
+           address.isInSubnet(QHostAddress(QStringLiteral("172.16.0.0")), 12) ||
+           address.isInSubnet(QHostAddress(QStringLiteral("192.168.0.0")), 16);
+}
+
+bool isAllowed(const QUrl& url) {
+    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty() || url.hasQuery() ||
+        url.hasFragment()) {
+        return false;
+    }
+    return url.scheme() == QStringLiteral("https") ||
+           (url.scheme() == QStringLiteral("http") && isPrivateHost(url.host()));
+}
+
+} // namespace
+
+std::optional<QString> serverAddress(const QString& text) {
+    const QUrl url(text.trimmed(), QUrl::TolerantMode);
+    if (!isAllowed(url)) {
+        return std::nullopt;
+    }
+    QString address = url.toString(QUrl::RemovePath | QUrl::RemoveUserInfo);
+    if (address.endsWith(u'/')) {
+        address.chop(1);
+    }
+    return address;
+}
