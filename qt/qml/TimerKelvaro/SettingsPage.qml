@@ -213,6 +213,34 @@ ScrollPage {
         Layout.fillWidth: true
         Layout.preferredHeight: 130
     }
+    RowLayout {
+        spacing: Theme.gap
+        Layout.fillWidth: true
+        // Told once, not for ever.
+        onVisibleChanged: copied.visible = false
+
+        TechnicalDetails {
+            id: details
+
+            controller: page.controller
+        }
+        ActionButton {
+            objectName: "copyDetails"
+            text: page.window.label("העתק פרטים טכניים", "Copy technical details")
+            onClicked: {
+                details.copy()
+                copied.visible = true
+                page.window.announce(copied.text)
+            }
+        }
+        Note {
+            id: copied
+
+            objectName: "detailsCopied"
+            visible: false
+            text: page.window.label("הועתק. אין בזה תוכן, כתובת או שם.", "Copied. It holds no content, address or name.")
+        }
+    }
     Note {
         opacity: 0.65
         text: page.window.label(
