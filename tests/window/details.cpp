@@ -79,8 +79,8 @@ void WindowDetailsTest::areCopiedByMouseKeyboardAndScreenReader() {
         QTRY_VERIFY(copied().startsWith(QStringLiteral("Timer.Kelvaro ")));
         QVERIFY(note()->isVisible());
         QCOMPARE(note()->property("text").toString(),
-                 hebrew ? QStringLiteral("הועתק. אין בזה תוכן, כתובת או שם.")
-                        : QStringLiteral("Copied. It holds no content, address or name."));
+                 hebrew ? QStringLiteral("הפרטים הועתקו. אין בהם תוכן, כתובת או שם.")
+                        : QStringLiteral("The details are copied. They hold no content, address or name."));
         QGuiApplication::clipboard()->clear();
         m_fixture->openTab(0);
     }
