@@ -78,6 +78,8 @@ void WindowDetailsTest::areCopiedByMouseKeyboardAndScreenReader() {
         press();
         QTRY_VERIFY(copied().startsWith(QStringLiteral("Timer.Kelvaro ")));
         QVERIFY(note()->isVisible());
+        QTRY_VERIFY(note()->mapRectToScene(note()->boundingRect()).bottom() <=
+                    m_fixture->window->height() - 22);
         QCOMPARE(note()->property("text").toString(),
                  hebrew ? QStringLiteral("הפרטים הועתקו. אין בהם תוכן, כתובת או שם.")
                         : QStringLiteral("The details are copied. They hold no content, address or name."));

@@ -201,6 +201,7 @@ ScrollPage {
             onClicked: {
                 details.copy()
                 actions.copied = true
+                page.bringIntoView(outcome)
                 page.window.announce(outcome.text)
             }
         }
