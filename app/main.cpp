@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "app/commandline.h"
+#include "app/display.h"
 #include "app/foreground.h"
 #include "app/handover.h"
 #include "app/instance.h"
@@ -6,9 +8,9 @@
 #include "app/probe.h"
 #include "app/tray.h"
 #include "controller/controller.h"
+#include "controller/serveraddress.h"
 
 #include <QApplication>
-#include <QCommandLineParser>
 #include <QFont>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
@@ -28,32 +30,12 @@ namespace {
 
 constexpr int exitWindowNotLoaded = 1;
 constexpr int exitUnanswered = 1;
-
-const QCommandLineOption& serverOption() {
-    static const QCommandLineOption option(QStringLiteral("server"), QStringLiteral("Server URL"),
-                                           QStringLiteral("url"));
-    return option;
-}
-
-const QCommandLineOption& probeOption() {
-    static const QCommandLineOption option(
-        QStringLiteral("read-only-probe"),
-        QStringLiteral("Write a read-only native smoke-test result and exit"), QStringLiteral("file"));
-    return option;
-}
+constexpr int exitBadAddress = 1;
 
 void describeApplication() {
     QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaro"));
     QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TIMER_VERSION));
-}
-
-void parseArguments(QCommandLineParser& parser) {
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOption(serverOption());
-    parser.addOption(probeOption());
-    parser.process(*qApp);
 }
 
 void loadWindow(QQmlApplicationEngine& engine) {
@@ -65,21 +47,17 @@ void loadWindow(QQmlApplicationEngine& engine) {
 #endif
 }
 
-QString chosenServer(const QCommandLineParser& parser) {
-    if (parser.isSet(serverOption())) {
-        return parser.value(serverOption());
+QString chosenServer(const CommandLine& commandLine) {
+    if (const std::optional<QString> given = commandLine.server()) {
+        return *given;
     }
     return QSettings().value(QStringLiteral("server"), QStringLiteral("http://127.0.0.1:18080")).toString();
 }
 
 /// The exit code, when this is not to be the program that opens a window.
 std::optional<int> leaveToAnother(Instance& instance, const QVariantMap& platformData,
-                                  const QCommandLineParser& parser) {
-    Instance::Start start{platformData, std::nullopt};
-    if (parser.isSet(serverOption())) {
-        start.server = parser.value(serverOption());
-    }
-    switch (instance.claim(start)) {
+                                  const CommandLine& commandLine) {
+    switch (instance.claim({platformData, commandLine.server()})) {
     case Instance::Role::First:
         break;
     case Instance::Role::HandedOver:
@@ -106,16 +84,27 @@ void follow(const Instance& instance, Controller& controller, QQuickWindow* wind
 int main(int argc, char* argv[]) {
     protectMemoryImage();
     const QVariantMap platformData = Instance::platformData();
-    const QApplication application(argc, argv);
+    CommandLine commandLine;
+    if (commandLine.onlyTells(argc, argv)) {
+        qputenv("QT_QPA_PLATFORM", "minimal"); // which is always there, and opens nothing
+    }
+    const auto application = openDisplay(argc, argv);
     describeApplication();
-    QCommandLineParser parser;
-    parseArguments(parser);
-    const bool probing = parser.isSet(probeOption());
+    commandLine.read(*application);
+    const QString server = chosenServer(commandLine);
+    const std::optional<QString> probeFile = commandLine.probeFile();
+    const bool probing = probeFile.has_value();
+    if (probing && !serverAddress(server)) {
+        std::fputs("The server's address must begin with https://, or with http:// where the server is on "
+                   "this machine or a private network.\n",
+                   stderr);
+        return exitBadAddress;
+    }
 
     // Outlives the controller: who comes next finds the store given up.
     Instance instance;
     if (!probing) {
-        if (const auto code = leaveToAnother(instance, platformData, parser)) {
+        if (const auto code = leaveToAnother(instance, platformData, commandLine)) {
             return *code;
         }
     }
@@ -145,10 +134,9 @@ int main(int argc, char* argv[]) {
         tray.install();
     }
 
-    const QString server = chosenServer(parser);
     std::optional<Probe> probe;
     if (probing) {
-        probe.emplace(controller, window, parser.value(probeOption()));
+        probe.emplace(controller, window, *probeFile);
     }
     QTimer::singleShot(0, &controller, [&controller, server] { controller.connectServer(server); });
     return QApplication::exec();

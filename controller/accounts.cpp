@@ -60,7 +60,7 @@ void Controller::requestSession(const QString& email, const QString& password, c
 
 void Controller::applyLoginReply(const QJsonObject& reply, int status) {
     if (status != 200) {
-        fail(errorText(reply, QStringLiteral("Personal sign-in failed")));
+        failAsToldBy(reply, QStringLiteral("Personal sign-in failed"));
         return;
     }
     QJsonObject state = durableState();

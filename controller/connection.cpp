@@ -2,32 +2,13 @@
 #include "controller/controller.h"
 #include "controller/logging.h"
 #include "controller/replies.h"
-#include "state/hosts.h"
+#include "controller/serveraddress.h"
 
 #include <QSettings>
-#include <QUrl>
 
 #include <algorithm>
 
 namespace {
-
-bool isAllowed(const QUrl& url) {
-    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty() || url.hasQuery() ||
-        url.hasFragment()) {
-        return false;
-    }
-    return url.scheme() == QStringLiteral("https") ||
-           (url.scheme() == QStringLiteral("http") && isPrivateHost(url.host()));
-}
-
-/// Scheme, host and port: the prefix of every request and the vault's scope.
-QString baseAddress(const QUrl& url) {
-    QString address = url.toString(QUrl::RemovePath | QUrl::RemoveUserInfo);
-    if (address.endsWith(u'/')) {
-        address.chop(1);
-    }
-    return address;
-}
 
 bool hasId(const QJsonValue& item) {
     return isId(item.toObject().value(u"id"));
@@ -43,12 +24,11 @@ void Controller::connectServer(const QString& url) {
         fail(QStringLiteral("Pending work prevents changing server or account"));
         return;
     }
-    const QUrl parsed(url.trimmed(), QUrl::TolerantMode);
-    if (!isAllowed(parsed)) {
+    const std::optional<QString> address = serverAddress(url);
+    if (!address) {
         fail(QStringLiteral("Use HTTPS or the trusted private development server"));
         return;
     }
-    const QString address = baseAddress(parsed);
     const bool sameServer = address == m_link.address();
     if (accountSignedIn() && !sameServer) {
         fail(QStringLiteral("Sign out of this personal account before changing servers"));
@@ -60,10 +40,9 @@ void Controller::connectServer(const QString& url) {
     } else {
         forgetAccount();
     }
-    m_link.setAddress(address);
-    QSettings().setValue(QStringLiteral("server"), address);
-    m_message = QStringLiteral("Connecting…");
-    begin();
+    m_link.setAddress(*address);
+    QSettings().setValue(QStringLiteral("server"), *address);
+    begin(QStringLiteral("Connecting…"));
 
     if (m_readOnly) {
         m_document.auth = {};
@@ -77,7 +56,7 @@ void Controller::connectServer(const QString& url) {
         reconnectDeveloper();
         return;
     }
-    m_vault.unlock(address);
+    m_vault.unlock(*address);
 }
 
 void Controller::vaultReady() {
@@ -106,9 +85,9 @@ void Controller::vaultReady() {
 }
 
 void Controller::reconnectDeveloper() {
-    QJsonObject state = durableState();
-    state.insert(u"signed_out", false);
-    if (!m_vault.save(state)) {
+    Document candidate = m_document;
+    candidate.signedOut = false;
+    if (!m_vault.save(candidate.toJson())) {
         fail(QStringLiteral("Unable to store explicit developer reconnect"));
         return;
     }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "controller/replies.h"
 
 #include <QSettings>
 #include <QUuid>
@@ -47,17 +48,28 @@ void Controller::begin() {
     Q_EMIT changed();
 }
 
-void Controller::finish(const QString& text) {
-    m_busy = false;
+void Controller::begin(const QString& text) {
+    m_busy = true;
     say(text);
+}
+
+void Controller::finish(const QString& text, bool quotesServer) {
+    m_busy = false;
+    say(text, quotesServer);
 }
 
 void Controller::fail(const QString& text) {
     finish(text);
 }
 
-void Controller::say(const QString& text) {
+void Controller::failAsToldBy(const QJsonObject& reply, const QString& fallback) {
+    const QString text = errorText(reply, fallback);
+    finish(text, text != fallback);
+}
+
+void Controller::say(const QString& text, bool quotesServer) {
     m_message = text;
+    m_quotesServer = quotesServer;
     Q_EMIT changed();
 }
 
@@ -79,6 +91,10 @@ QString Controller::server() const {
 
 QString Controller::message() const {
     return m_message;
+}
+
+bool Controller::messageQuotesServer() const {
+    return m_quotesServer;
 }
 
 QString Controller::workspace() const {

@@ -90,6 +90,8 @@ public:
     [[nodiscard]] QString accountId() const;
     /// A change is on its way to the server.
     [[nodiscard]] bool syncing() const;
+    /// The message holds words of the server, which may be about anything.
+    [[nodiscard]] bool messageQuotesServer() const;
 
     // What a person can do
 
@@ -204,10 +206,13 @@ private:
         std::optional<Press> press;
     };
 
-    void say(const QString& text);
+    void say(const QString& text, bool quotesServer = false);
     /// `busy` is set by the one and cleared by the other, which says how it went.
     void begin();
-    void finish(const QString& text);
+    void begin(const QString& text);
+    void finish(const QString& text, bool quotesServer = false);
+    /// As fail(), with the server's own sentence where its reply has one.
+    void failAsToldBy(const QJsonObject& reply, const QString& fallback);
     /// Every reply still under way belongs to the past from now on.
     void dropReplies();
     [[nodiscard]] QString token() const;
@@ -283,6 +288,7 @@ private:
     QString m_snapshotWorkspace;
     QString m_timezone = QStringLiteral("Asia/Jerusalem");
     QString m_message;
+    bool m_quotesServer = false;
     QString m_deviceId;
     /// Who was at work here last, on which server; a person without a session counts as well.
     QString m_lastAccount;

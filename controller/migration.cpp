@@ -67,7 +67,7 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
         QStringLiteral("/workspaces/") + m_document.workspace + QStringLiteral("/imports/csv/preview");
     send("POST", path, body, [this](const QJsonObject& reply, int status) {
         if (status != 201) {
-            fail(errorText(reply, QStringLiteral("Import preview failed")));
+            failAsToldBy(reply, QStringLiteral("Import preview failed"));
             return;
         }
         adoptPreview(reply);
@@ -103,7 +103,7 @@ void Controller::applyImport() {
 
 void Controller::applyImportReply(qint64 preview, const QJsonObject& reply, int status) {
     if (status != 200) {
-        fail(errorText(reply, QStringLiteral("Import failed")));
+        failAsToldBy(reply, QStringLiteral("Import failed"));
         return;
     }
     const bool replaced = preview != m_previews;
@@ -112,7 +112,8 @@ void Controller::applyImportReply(qint64 preview, const QJsonObject& reply, int 
     }
     finish(QStringLiteral("Import: %1 · %2 / %3")
                .arg(reply.value(u"state").toString(), QString::number(reply.value(u"checkpoint").toInteger()),
-                    QString::number(reply.value(u"total").toInteger())));
+                    QString::number(reply.value(u"total").toInteger())),
+           true);
     if (reply.value(u"has_more").toBool() && !m_personal.importPaused && !replaced) {
         m_personal.nextChunk = NextChunk::Scheduled;
         QTimer::singleShot(0, this, &Controller::continueImport);

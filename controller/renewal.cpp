@@ -28,7 +28,7 @@ void Controller::renewSession(const QString& email, const QString& password) {
 
 void Controller::applyRenewalReply(const QJsonObject& reply, int status) {
     if (status != 200) {
-        fail(errorText(reply, QStringLiteral("Personal sign-in failed")));
+        failAsToldBy(reply, QStringLiteral("Personal sign-in failed"));
         return;
     }
     QJsonObject state = durableState();

@@ -26,7 +26,7 @@ void Controller::queryReport(const QString& kind, const QString& fromDate, const
                          kind + QStringLiteral("/query");
     send("POST", path, body, [this](const QJsonObject& reply, int status) {
         if (status != 200) {
-            fail(errorText(reply, QStringLiteral("Report request failed")));
+            failAsToldBy(reply, QStringLiteral("Report request failed"));
             return;
         }
         m_personal.report = reply;

@@ -71,6 +71,7 @@ const QList<QList<Control>> pages{
         {Role::PushButton, "התנתק מהחשבון", "Sign out"},
         {Role::CheckBox, "ערכת צבעים כהה", "Dark appearance"},
         {Role::PushButton, "ייצוא תור ממתין", "Export pending changes"},
+        {Role::PushButton, "העתק פרטים טכניים", "Copy technical details"},
     },
     {
         {Role::PushButton, "פתח גיליון זמן בדפדפן", "Open Timesheets in browser"},

@@ -20,6 +20,9 @@ private Q_SLOTS:
     void printsAndEnds_data();
     void printsAndEnds();
     void unknownOptionIsRefused();
+    void whatIsNoOptionIsRefused();
+    void probeOfNoAddressEndsAtOnce_data();
+    void probeOfNoAddressEndsAtOnce();
     void brokenInstallationEndsWithCodeOne();
     void silentServerEndsTheProbeWithCodeTwo();
     void missingFolderEndsTheProbeWithCodeThree();
@@ -58,6 +61,47 @@ void CommandLineTest::unknownOptionIsRefused() {
     QCOMPARE(program.exitCode(), 1);
     QVERIFY(program.output().contains("Unknown option 'sever'"));
     QVERIFY(QSettings().allKeys().isEmpty());
+}
+
+void CommandLineTest::whatIsNoOptionIsRefused() {
+    Program program;
+    program.start({QStringLiteral("https://timer.example.com")});
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(program.output(),
+             "Timer.Kelvaro takes nothing but options; a server's address goes behind --server.\n");
+    QVERIFY(QSettings().allKeys().isEmpty());
+}
+
+void CommandLineTest::probeOfNoAddressEndsAtOnce_data() {
+    QTest::addColumn<QString>("given");
+    QTest::addColumn<QString>("stored");
+    QTest::newRow("without a scheme") << QStringLiteral("timer.example.com") << QString();
+    QTest::newRow("in the clear to the world") << QStringLiteral("http://timer.example.com") << QString();
+    QTest::newRow("empty") << QStringLiteral("") << QStringLiteral("http://127.0.0.1:1");
+    QTest::newRow("stored") << QString() << QStringLiteral("timer.example.com");
+}
+
+void CommandLineTest::probeOfNoAddressEndsAtOnce() {
+    QFETCH(QString, given);
+    QFETCH(QString, stored);
+    {
+        QSettings settings;
+        settings.setValue(QStringLiteral("server"), stored);
+    }
+    const QTemporaryDir folder;
+    QStringList arguments{QStringLiteral("--read-only-probe"), folder.filePath(QStringLiteral("probe.json"))};
+    if (!given.isNull()) {
+        arguments += {QStringLiteral("--server"), given};
+    }
+    Program program;
+    program.start(arguments);
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(program.output(), "The server's address must begin with https://, or with http:// where the "
+                               "server is on this machine or a private network.\n");
+    QVERIFY(QDir(folder.path()).isEmpty());
+    QSettings settings;
+    settings.sync();
+    QCOMPARE(settings.allKeys(), QStringList{QStringLiteral("server")});
 }
 
 // As if the QML modules of Qt were not installed: a qt.conf beside the program leads past them.

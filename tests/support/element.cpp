@@ -85,18 +85,21 @@ QStringList actionsOf(const QString& service, const QString& path) {
 
 } // namespace
 
-// The session bus knows its address.
+// The session bus knows it.
+QString accessibilityAddress() {
+    const QDBusMessage ask =
+        QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                       QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
+    const QDBusReply<QString> address = QDBusConnection::sessionBus().call(ask);
+    if (!address.isValid()) {
+        qFatal("There is no accessibility bus: %s", qPrintable(address.error().message()));
+    }
+    return address;
+}
+
 const QDBusConnection& accessibilityBus() {
-    static const QDBusConnection bus = [] {
-        const QDBusMessage ask =
-            QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                                           QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
-        const QDBusReply<QString> address = QDBusConnection::sessionBus().call(ask);
-        if (!address.isValid()) {
-            qFatal("There is no accessibility bus: %s", qPrintable(address.error().message()));
-        }
-        return QDBusConnection::connectToBus(address, QStringLiteral("accessibility"));
-    }();
+    static const QDBusConnection bus =
+        QDBusConnection::connectToBus(accessibilityAddress(), QStringLiteral("accessibility"));
     return bus;
 }
 

@@ -9,6 +9,7 @@ class QDBusConnection;
 
 /// The bus that assistive technology and programs meet on.
 [[nodiscard]] const QDBusConnection& accessibilityBus();
+[[nodiscard]] QString accessibilityAddress();
 
 /// One element of another program's window, as assistive technology sees it
 /// over AT-SPI. A handle: every question goes to the program and is answered as

@@ -22,6 +22,12 @@ void Program::setVariable(const QString& name, const QString& value) {
     m_process.setProcessEnvironment(environment);
 }
 
+void Program::unsetVariable(const QString& name) {
+    QProcessEnvironment environment = m_process.processEnvironment();
+    environment.remove(name);
+    m_process.setProcessEnvironment(environment);
+}
+
 void Program::start(const QStringList& arguments) {
     m_process.start(m_file, arguments);
 }

@@ -20,6 +20,7 @@ public:
     void setFile(const QString& file) { m_file = file; }
     /// One variable of its environment, besides those of the test.
     void setVariable(const QString& name, const QString& value);
+    void unsetVariable(const QString& name);
     void start(const QStringList& arguments = {});
     void kill();
     /// Waits until the process ends; its exit code, -1 when it crashed or goes on.

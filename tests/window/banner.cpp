@@ -21,6 +21,9 @@ private Q_SLOTS:
     void cleanup();
 
     void shortMessageIsWhole();
+    void messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data();
+    void messageThatOnlySaysWhatIsWrongIsFollowedByAdvice();
+    void adviceKnowsWhetherThereIsWorkToGoOnWith();
     void longMessageTakesAFewLines_data();
     void longMessageTakesAFewLines();
     void wholeMessageStaysWhileItIsRead();
@@ -42,6 +45,77 @@ void WindowBannerTest::shortMessageIsWhole() {
     m_fixture->layOut();
     QVERIFY(!item("wholeMessage")->isVisible());
     QCOMPARE(banner()->height(), item("status")->implicitHeight() + 22);
+    QVERIFY(!item("advice")->isVisible());
+}
+
+void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data() {
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("hebrew");
+    QTest::addColumn<QString>("english");
+    const QString disk = QStringLiteral("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית");
+    const QString diskInEnglish =
+        QStringLiteral("See that the disk has free space and that your home folder can be written to");
+    const QString keyring = QStringLiteral("פתח את מאגר הסיסמאות (KWallet או Keyring)");
+    const QString keyringInEnglish =
+        QStringLiteral("Unlock the keyring or wallet, or start one in this session, then press");
+    QTest::newRow("no server")
+        << QStringLiteral("Session unavailable or revoked. Cached work retained; no "
+                          "developer fallback was attempted.")
+        << QStringLiteral("ודא שהשרת פועל ושכתובתו נכונה, ואז לחץ")
+        << QStringLiteral("See that the server is running and that its address is right, then press");
+    QTest::newRow("no credential store")
+        << QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
+                          "available; offline writes are disabled.")
+        << keyring << keyringInEnglish;
+    QTest::newRow("refused key") << QStringLiteral(
+                                        "OS secure storage denied the key; no plaintext fallback was used.")
+                                 << keyring << keyringInEnglish;
+    QTest::newRow("no database") << QStringLiteral("Local encrypted database unavailable") << disk
+                                 << diskInEnglish + QStringLiteral(", then press");
+    QTest::newRow("no database any more")
+        << QStringLiteral("Secure storage could not be opened; offline writes are disabled.") << disk
+        << diskInEnglish + QStringLiteral(", then press");
+    QTest::newRow("refused write") << QStringLiteral(
+                                          "The write was not accepted because secure local storage failed.")
+                                   << disk << diskInEnglish + QStringLiteral(", then try again.");
+    QTest::newRow("refused save") << QStringLiteral("Secure local save failed; the retained queue was not "
+                                                    "acknowledged locally.")
+                                  << disk << diskInEnglish + QStringLiteral(", then try again.");
+    QTest::newRow("no address") << QStringLiteral("Use HTTPS or the trusted private development server")
+                                << QStringLiteral("הכתובת צריכה להתחיל ב־https://")
+                                << QStringLiteral("The address must begin with https://");
+}
+
+void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice() {
+    QFETCH(QString, message);
+    QFETCH(QString, hebrew);
+    QFETCH(QString, english);
+    m_fixture->window->resize(m_fixture->window->minimumSize());
+    m_fixture->controller.fail(message);
+    for (const bool inHebrew : {true, false}) {
+        m_fixture->window->setProperty("hebrew", inHebrew);
+        m_fixture->layOut();
+        QCOMPARE(item("status")->property("text").toString(), message);
+        QQuickItem* const advice = item("advice");
+        QVERIFY(advice->isVisible());
+        const QString text = advice->property("text").toString();
+        QVERIFY2(text.startsWith(inHebrew ? hebrew : english), qPrintable(text));
+        QVERIFY(text.endsWith(u'.'));
+        QVERIFY(banner()->boundingRect().contains(advice->mapRectToItem(banner(), advice->boundingRect())));
+        QVERIFY(!advice->mapRectToScene(advice->boundingRect())
+                     .intersects(item("status")->mapRectToScene(item("status")->boundingRect())));
+    }
+}
+
+void WindowBannerTest::adviceKnowsWhetherThereIsWorkToGoOnWith() {
+    m_fixture->controller.fail(QStringLiteral(
+        "Session unavailable or revoked. Cached work retained; no developer fallback was attempted."));
+    m_fixture->show(WindowFixture::document());
+    QCOMPARE(item("advice")->property("text").toString(),
+             QStringLiteral("אפשר להמשיך לעבוד; התוכנית ממשיכה לחפש את השרת."));
+    m_fixture->window->setProperty("hebrew", false);
+    QCOMPARE(item("advice")->property("text").toString(),
+             QStringLiteral("Go on working; the program keeps looking for the server."));
 }
 
 void WindowBannerTest::longMessageTakesAFewLines_data() {

@@ -176,7 +176,8 @@ QList<QQuickItem*> WindowFixture::textItems(const QQuickItem* parent) {
     QList<QQuickItem*> found;
     const auto children = parent->childItems();
     for (QQuickItem* const child : children) {
-        if (!child->isVisible())
+        // What was spoken is not on the screen, and stays in the language of its moment.
+        if (!child->isVisible() || child->inherits("Announcer"))
             continue;
         if (!child->property("text").toString().isEmpty())
             found.append(child);

@@ -17,6 +17,9 @@ Item {
 
     function goTo(item: Item) {
         item.forceActiveFocus(Qt.TabFocusReason)
+        bringIntoView(item)
+    }
+    function bringIntoView(item: Item) {
         wanted = item
         window.update()
     }

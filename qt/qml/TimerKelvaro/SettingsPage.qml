@@ -174,6 +174,12 @@ ScrollPage {
                                   "Secure storage unavailable. Reports and reads are available; time writes require secure storage.")
     }
     Flow {
+        id: actions
+
+        property bool copied: false
+
+        onVisibleChanged: copied = false // told once, not for ever
+
         spacing: Theme.gap
         Layout.fillWidth: true
 
@@ -189,6 +195,28 @@ ScrollPage {
             enabled: !page.controller.busy
             onClicked: removeDialog.open()
         }
+        ActionButton {
+            objectName: "copyDetails"
+            text: page.window.label("העתק פרטים טכניים", "Copy technical details")
+            onClicked: {
+                details.copy()
+                actions.copied = true
+                page.bringIntoView(outcome)
+                page.window.announce(outcome.text)
+            }
+        }
+        TechnicalDetails {
+            id: details
+
+            controller: page.controller
+        }
+    }
+    Note {
+        id: outcome
+
+        objectName: "detailsCopied"
+        visible: actions.copied
+        text: page.window.label("הפרטים הועתקו. אין בהם תוכן, כתובת או שם.", "The details are copied. They hold no content, address or name.")
     }
     RemovePendingDialog {
         id: removeDialog

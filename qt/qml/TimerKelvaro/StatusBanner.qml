@@ -10,6 +10,7 @@ Rectangle {
     required property TimerWindow window
     required property Controller controller
     readonly property int inset: 11
+    readonly property int lineGap: 4
     readonly property var retained: controller.retained
     property string spoken: ""
 
@@ -19,11 +20,12 @@ Rectangle {
             return
         spoken = status.text
         window.announce(spoken)
+        window.announce(advice.text)
     }
 
     radius: 10
     color: Theme.banner(window.dark)
-    implicitHeight: status.implicitHeight + 2 * inset
+    implicitHeight: status.implicitHeight + (advice.visible ? advice.implicitHeight + lineGap : 0) + 2 * inset
 
     Label {
         id: status
@@ -43,6 +45,17 @@ Rectangle {
         textFormat: Text.PlainText
         horizontalAlignment: Text.AlignLeft
         onTextChanged: speech.restart()
+    }
+    StatusAdvice {
+        id: advice
+
+        objectName: "advice"
+        window: banner.window
+        controller: banner.controller
+        anchors.left: status.left
+        anchors.right: status.right
+        anchors.top: status.bottom
+        anchors.topMargin: banner.lineGap
     }
     Timer {
         id: speech

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "app/display.h"
+
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+namespace {
+
+constexpr int exitNoDisplay = 1;
+
+/// What Qt says while it looks for a display. It concerns nobody where the sentence below takes its place.
+struct Saying {
+    QtMsgType type;
+    QByteArray category;
+    QString text;
+};
+
+std::vector<Saying>& sayings() {
+    static std::vector<Saying> all;
+    return all;
+}
+
+QtMessageHandler& usualHandler() {
+    static QtMessageHandler handler = nullptr;
+    return handler;
+}
+
+/// The platforms that were asked for and that Qt does not have here.
+QStringList missingPlatforms() {
+    static const QRegularExpression missing(
+        QStringLiteral("^Could not find the Qt platform plugin \"([^\"]+)\""));
+    QStringList names;
+    for (const Saying& saying : sayings()) {
+        const QRegularExpressionMatch match = missing.match(saying.text);
+        if (match.hasMatch()) {
+            names.append(match.captured(1));
+        }
+    }
+    return names;
+}
+
+/// Where the environment says that there is a display.
+QStringList namedDisplays() {
+    QStringList displays;
+    for (const char* const variable : {"WAYLAND_DISPLAY", "DISPLAY"}) {
+        const QString name = qEnvironmentVariable(variable);
+        if (!name.isEmpty()) {
+            displays.append(QString::fromLatin1(variable) + u'=' + name);
+        }
+    }
+    return displays;
+}
+
+QString whatToDo() {
+    const QStringList missing = missingPlatforms();
+    const bool waylandMissing = missing.contains(QStringLiteral("wayland"));
+    if (!missing.isEmpty() && !waylandMissing) {
+        return QStringLiteral("Qt has no platform \"%1\" here: leave QT_QPA_PLATFORM and -platform away, or "
+                              "name another one.")
+            .arg(missing.constFirst());
+    }
+    const QStringList displays = namedDisplays();
+    if (displays.isEmpty()) {
+        return QStringLiteral("There is no display for the window: start Timer.Kelvaro in a desktop session, "
+                              "or set DISPLAY or WAYLAND_DISPLAY.");
+    }
+    if (waylandMissing) {
+        return QStringLiteral("Qt has no plug-in for Wayland here: install the package qt6-wayland, then "
+                              "start Timer.Kelvaro again.");
+    }
+    return QStringLiteral("The display does not answer (%1): start Timer.Kelvaro in a desktop session that "
+                          "is open and yours.")
+        .arg(displays.join(QStringLiteral(", ")));
+}
+
+void listen(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+    if (type == QtInfoMsg || type == QtWarningMsg || type == QtCriticalMsg) {
+        sayings().push_back({type, context.category, text});
+        return;
+    }
+    if (type == QtFatalMsg && text.contains(u"platform plugin")) {
+        std::fputs(qPrintable(whatToDo() + u'\n'), stderr);
+        std::_Exit(exitNoDisplay); // the application object is half made: nothing to tear down
+    }
+    usualHandler()(type, context, text);
+}
+
+} // namespace
+
+std::unique_ptr<QApplication> openDisplay(int& argc, char* argv[]) {
+    usualHandler() = qInstallMessageHandler(listen);
+    auto application = std::make_unique<QApplication>(argc, argv);
+    qInstallMessageHandler(usualHandler());
+    for (const Saying& saying : sayings()) {
+        usualHandler()(saying.type, QMessageLogContext(nullptr, 0, nullptr, saying.category.constData()),
+                       saying.text);
+    }
+    sayings().clear();
+    return application;
+}

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include "controller/serveraddress.h"
+
+#include "state/hosts.h"
+
+#include <QUrl>
+
+namespace {
+
+bool isAllowed(const QUrl& url) {
+    if (!url.isValid() || url.host().isEmpty() || !url.userInfo().isEmpty() || url.hasQuery() ||
+        url.hasFragment()) {
+        return false;
+    }
+    return url.scheme() == QStringLiteral("https") ||
+           (url.scheme() == QStringLiteral("http") && isPrivateHost(url.host()));
+}
+
+} // namespace
+
+std::optional<QString> serverAddress(const QString& text) {
+    const QUrl url(text.trimmed(), QUrl::TolerantMode);
+    if (!isAllowed(url)) {
+        return std::nullopt;
+    }
+    QString address = url.toString(QUrl::RemovePath | QUrl::RemoveUserInfo);
+    if (address.endsWith(u'/')) {
+        address.chop(1);
+    }
+    return address;
+}

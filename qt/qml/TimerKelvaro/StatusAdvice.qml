@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+import TimerKelvaro
+
+/// What a person can do about a message that only says what is wrong.
+Label {
+    id: advice
+
+    required property TimerWindow window
+    required property Controller controller
+    readonly property string connectAgain: window.label(
+        "לחץ בהגדרות על \"חיבור שרת / כניסת פיתוח מפורשת\".",
+        "press \"Connect / explicit developer entry\" in Settings.")
+
+    function serverAway(): string {
+        if (controller.sessionRefused)
+            return window.label("התחבר מחדש בהגדרות.", "Sign in again in Settings.")
+        if (controller.workspace !== "")
+            return window.label("אפשר להמשיך לעבוד; התוכנית ממשיכה לחפש את השרת.",
+                                "Go on working; the program keeps looking for the server.")
+        return window.label("ודא שהשרת פועל ושכתובתו נכונה, ואז ",
+                            "See that the server is running and that its address is right, then ") + connectAgain
+    }
+    function keyRefused(): string {
+        return window.label("פתח את מאגר הסיסמאות (KWallet או Keyring), או הפעל אחד כזה, ואז ",
+                            "Unlock the keyring or wallet, or start one in this session, then ") + connectAgain
+    }
+    function databaseRefused(): string {
+        return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית, ואז ",
+                            "See that the disk has free space and that your home folder can be written to, then ") + connectAgain
+    }
+    function saveRefused(): string {
+        return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית, ואז נסה שוב.",
+                            "See that the disk has free space and that your home folder can be written to, then try again.")
+    }
+    function addressRefused(): string {
+        return window.label("הכתובת צריכה להתחיל ב־https://, או ב־http:// כשהשרת במחשב זה או ברשת פרטית.",
+                            "The address must begin with https://, or with http:// where the server is on this machine or a private network.")
+    }
+    function on(message: string): string {
+        switch (message) {
+        case "Session unavailable or revoked. Cached work retained; no developer fallback was attempted.":
+            return serverAway()
+        case "KWallet / OS credential storage is locked or unavailable. Online mode remains available; offline writes are disabled.":
+        case "OS secure storage denied the key; no plaintext fallback was used.":
+            return keyRefused()
+        case "Local encrypted database unavailable":
+        case "Secure storage could not be opened; offline writes are disabled.":
+            return databaseRefused()
+        case "The write was not accepted because secure local storage failed.":
+        case "Secure local save failed; the retained queue was not acknowledged locally.":
+            return saveRefused()
+        case "Use HTTPS or the trusted private development server":
+            return addressRefused()
+        default:
+            return ""
+        }
+    }
+
+    text: on(controller.message)
+    visible: text !== ""
+    Accessible.name: text
+    font.pixelSize: 12
+    font.bold: true
+    wrapMode: Text.Wrap
+    textFormat: Text.PlainText
+    horizontalAlignment: Text.AlignLeft
+}
