@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/scriptedpeer.h"
 #include "tests/window/windowfixture.h"
 
 #include <QApplication>
@@ -43,7 +44,6 @@ private Q_SLOTS:
     void countEntriesAndWaitingChanges();
     void tellTheStateOfTheStorage();
     void quoteTheProgramsOwnSentence();
-    void holdNothingOfThePerson_data();
     void holdNothingOfThePerson();
 };
 
@@ -121,23 +121,19 @@ void WindowDetailsTest::quoteTheProgramsOwnSentence() {
                                       "developer fallback was attempted.")));
 }
 
-void WindowDetailsTest::holdNothingOfThePerson_data() {
-    QTest::addColumn<QString>("message");
-    QTest::newRow("in the server's words")
-        << QStringLiteral("Entry \"Work e1\" of dana@example.com is locked");
-    QTest::newRow("in words that the program's begin like")
-        << QStringLiteral("Import: dana@example.com · 1 / 2");
-}
-
 void WindowDetailsTest::holdNothingOfThePerson() {
-    QFETCH(QString, message);
-    const QString server = deadServer();
-    m_fixture->unlock(server);
+    const QString words = QStringLiteral("Entry \"Work e1\" of dana@example.com is locked");
+    ScriptedPeer peer;
+    peer.answer(
+        "POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
+        PeerReply::json({{QStringLiteral("error"), QJsonObject{{QStringLiteral("message"), words}}}}, 422));
+    m_fixture->unlock(peer.url());
     m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
-    m_fixture->controller.fail(message);
+    m_fixture->controller.queryReport(QStringLiteral("summary"), {}, {}, {}, {});
+    QTRY_COMPARE(m_fixture->controller.message(), words);
     copy();
     QVERIFY(copiedLine(QStringLiteral("Last status: not one of the program's own, so not copied")));
-    for (const QString& secret : {message, server, QStringLiteral("Work e1"), QStringLiteral("dana"),
+    for (const QString& secret : {words, peer.url(), QStringLiteral("Work e1"), QStringLiteral("dana"),
                                   QStringLiteral("Studio"), QStringLiteral("One"), QStringLiteral("u1"),
                                   QStringLiteral("w1"), QDir::homePath(), QSysInfo::machineHostName()}) {
         QVERIFY2(!copied().contains(secret), qPrintable(secret));
