@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/reportdays.h"
-#include "devserver/reportsums.h"
-#include "devserver/timezones.h"
+#include "devserver/base/timezones.h"
+#include "devserver/reports/days.h"
+#include "devserver/reports/sums.h"
 
 #include <QTest>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/address.h"
-#include "devserver/jsontext.h"
+#include "devserver/base/jsontext.h"
+#include "devserver/base/timestamps.h"
+#include "devserver/http/address.h"
 #include "devserver/options.h"
-#include "devserver/timestamps.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
