@@ -162,8 +162,8 @@ export function textsOf(language) {
     };
 }
 
-/** Seconds as the program writes them: hours without bound, "38:05:09". */
+/** Seconds as hours without bound and whole minutes, "38:05". */
 export function clock(seconds) {
     const two = (number) => String(number).padStart(2, '0');
-    return `${two(Math.floor(seconds / 3600))}:${two(Math.floor(seconds / 60) % 60)}:${two(seconds % 60)}`;
+    return `${two(Math.floor(seconds / 3600))}:${two(Math.floor(seconds / 60) % 60)}`;
 }

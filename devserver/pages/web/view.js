@@ -32,13 +32,13 @@ export const toggleId = (period) => `toggle-${period.id}`;
 // Read aloud without what stands around it, a name says in which workspace it is.
 const nameIn = (workspace, label) => `${label}, ${isolated(workspace.name)}`;
 
+// A range runs as the page does, as those of the dates: only its ends are figures.
 function entryTime(texts, entry, date) {
-    const moment = (local, shown) => {
+    const moment = (local) => {
         const time = local.slice(11, 16);
-        return local.startsWith(shown) ? time : `${texts.shortDay(local.slice(0, 10))} ${time}`;
+        return figures(local.startsWith(date) ? time : `${texts.shortDay(local.slice(0, 10))} ${time}`);
     };
-    const start = moment(entry.start_local, date);
-    return entry.stop_local === null ? `${start}–` : `${start}–${moment(entry.stop_local, date)}`;
+    return [moment(entry.start_local), '–', ...(entry.stop_local === null ? [] : [moment(entry.stop_local)])];
 }
 
 function entryRow(texts, entry, date) {
@@ -48,7 +48,7 @@ function entryRow(texts, entry, date) {
     const project = entry.project === null ? [] : [element('div', { class: 'project' }, words(entry.project))];
     const duration = entry.duration_seconds === null ? texts.running : figures(clock(entry.duration_seconds));
     return element('tr', {},
-        element('td', { class: 'time' }, figures(entryTime(texts, entry, date))),
+        element('td', { class: 'time' }, ...entryTime(texts, entry, date)),
         element('td', { class: 'work' }, description, ...project),
         element('td', { class: 'duration' }, duration));
 }
@@ -124,12 +124,16 @@ function addForm(texts, workspace, today, handlers) {
     const date = document.getElementById(id) ??
         element('input', { id, type: 'date', value: today, min: '1970-01-01', max: '9998-12-31' });
     date.setAttribute('aria-label', nameIn(workspace, texts.addLabel));
+    // The field writes its date in the browser's language; this one is the page's.
+    const said = element('output', { for: id, class: 'faint' });
+    date.oninput = () => said.replaceChildren(date.value === '' ? '' : texts.weekday(date.value));
+    date.oninput();
     const submit = (event) => {
         event.preventDefault();
         handlers.add(workspace, date.value);
     };
     return element('form', { class: 'add', novalidate: true, onsubmit: submit },
-        element('label', { for: id }, texts.addLabel), date,
+        element('label', { for: id }, texts.addLabel), date, said,
         element('button', { type: 'submit', id: `add-${workspace.id}`, 'aria-label': nameIn(workspace, texts.add) },
             texts.add));
 }
