@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program.h"
 
-#include "devserver/accounts/sessions.h"
+#include "devserver/accounts/accounts.h"
 #include "devserver/accounts/signin.h"
 #include "devserver/demo/demo.h"
 #include "devserver/demo/demoaccounts.h"
-#include "devserver/entries/syncroutes.h"
-#include "devserver/exports/routes.h"
+#include "devserver/entries/sync.h"
+#include "devserver/exports/formats.h"
 #include "devserver/http/accountroutes.h"
 #include "devserver/http/server.h"
-#include "devserver/imports/routes.h"
+#include "devserver/imports/imports.h"
 #include "devserver/pages/routes.h"
-#include "devserver/reports/routes.h"
+#include "devserver/reports/report.h"
 #include "devserver/store/schema.h"
 
 #include <sodium.h>

@@ -46,7 +46,7 @@ bool hasHash(const QByteArray& password, const QByteArray& hash) {
 }
 
 QByteArray unmatchedHash() {
-    return QByteArrayLiteral("$argon2id$v=19$m=") + QByteArray::number(qulonglong{memory / 1024}) +
+    return QByteArray("$argon2id$v=19$m=") + QByteArray::number(qulonglong{memory / 1024}) +
            ",t=" + QByteArray::number(qulonglong{rounds}) + ",p=1$" + randomText(crypto_pwhash_SALTBYTES) +
            '$' + randomText(32);
 }

@@ -22,8 +22,7 @@ QString folded(const QString& email) {
 
 // The databases fold ASCII at most, so the few users are compared here.
 Account findAccount(Connection& connection, const QString& email) {
-    QSqlQuery query =
-        connection.run(QStringLiteral("SELECT id, email, password_hash FROM users ORDER BY id"));
+    QSqlQuery query = connection.run(u"SELECT id, email, password_hash FROM users ORDER BY id"_s);
     Account found;
     while (connection.next(query)) {
         if (found.userId.isEmpty() && folded(query.value(1).toString()) == email) {
@@ -44,13 +43,12 @@ QString SignIn::userOf(Connection& connection, const QString& email, const QByte
     const Account found = findAccount(connection, account);
     const std::lock_guard turn(m_turn);
     if (!m_limit.allows(account, remoteAddress, std::chrono::steady_clock::now())) {
-        throw ApiError{429, QStringLiteral("too_many_failures"),
-                       QStringLiteral("Too many sign-ins have failed; wait ten minutes and try again.")};
+        throw ApiError{429, u"too_many_failures"_s,
+                       u"Too many sign-ins have failed; wait ten minutes and try again."_s};
     }
     if (!hasHash(password, found.passwordHash.isEmpty() ? m_unmatched : found.passwordHash)) {
         m_limit.failed(account, remoteAddress, std::chrono::steady_clock::now());
-        throw ApiError{401, QStringLiteral("wrong_credentials"),
-                       QStringLiteral("The e-mail address or the password is wrong.")};
+        throw ApiError{401, u"wrong_credentials"_s, u"The e-mail address or the password is wrong."_s};
     }
     return found.userId;
 }

@@ -1,35 +1,34 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/base/apierror.h"
 
-#include "devserver/base/jsontext.h"
+#include "devserver/base/json.h"
 
 namespace devserver {
 
+ApiError malformed(const QString& message) {
+    return {400, u"malformed"_s, message};
+}
+
+ApiError notFound(const QString& message) {
+    return {404, u"not_found"_s, message};
+}
+
 QByteArray errorBody(const ApiError& error) {
-    QByteArray body = R"({"error":{"code":)";
-    appendString(body, error.code);
-    body += R"(,"message":)";
-    appendString(body, error.message);
-    body += "}}";
-    return body;
+    JsonWriter json;
+    json.beginObject().key("error").beginObject();
+    json.field("code", error.code).field("message", error.message);
+    return json.endObject().endObject().take();
 }
 
 ApiError errorForStatus(int status) {
     switch (status) {
     case 404:
-        return {404, QStringLiteral("not_found"), QStringLiteral("This server has nothing at this address.")};
+        return notFound(u"This server has nothing at this address."_s);
     case 500:
-        return {500, QStringLiteral("internal"),
-                QStringLiteral("The server could not complete the request; nothing was changed.")};
+        return {500, u"internal"_s, u"The server could not complete the request; nothing was changed."_s};
     default:
-        return {status, QStringLiteral("bad_request"),
-                QStringLiteral("The request is not one that this server understands.")};
+        return {status, u"bad_request"_s, u"The request is not one that this server understands."_s};
     }
-}
-
-ApiError tooLarge(qsizetype largest) {
-    return {413, QStringLiteral("too_large"),
-            QStringLiteral("The request is larger than %1 MiB.").arg(largest / (qsizetype{1024} * 1024))};
 }
 
 } // namespace devserver

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QByteArray>
-#include <QString>
+#include "devserver/base/text.h"
 
 namespace devserver {
 
@@ -14,13 +13,13 @@ struct ApiError {
     QString message;
 };
 
+[[nodiscard]] ApiError malformed(const QString& message); ///< 400
+[[nodiscard]] ApiError notFound(const QString& message);  ///< 404
+
 /// The body of an error reply: {"error":{"code":…,"message":…}}.
 [[nodiscard]] QByteArray errorBody(const ApiError& error);
 
 /// The error for a status that the HTTP library answers by itself.
 [[nodiscard]] ApiError errorForStatus(int status);
-
-/// The error for a body of more than `largest` bytes, which is whole MiB.
-[[nodiscard]] ApiError tooLarge(qsizetype largest);
 
 } // namespace devserver

@@ -1,44 +1,39 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QList>
+#include "devserver/base/text.h"
+
 #include <QStringList>
 
 #include <optional>
 
 namespace devserver {
 
-enum class Language { Hebrew, English };
-
 /// A client of the demo and the projects done for it.
 struct DemoClient {
     QString name;
-    Language language;
-    std::optional<int> hourlyRate; ///< hundredths of the workspace's currency
+    QString language;                 ///< "he" or "en"
+    std::optional<qint64> hourlyRate; ///< hundredths of the workspace's currency
     QStringList projects;
 };
 
-/// The clients of the shared workspace.
-[[nodiscard]] QList<DemoClient> sharedClients();
+/// What the demo is made of, as catalog.json has it.
+class DemoCatalog {
+public:
+    DemoCatalog();
 
-/// The clients of the development user's own workspace.
-[[nodiscard]] QList<DemoClient> ownClients();
+    /// "shared_clients", of the shared workspace, or "own_clients", of the development user's own.
+    [[nodiscard]] QList<DemoClient> clients(const QString& whose) const;
 
-/// The one project that is finished and archived.
-[[nodiscard]] QString archivedProject();
+    /// The one project that is finished and archived.
+    [[nodiscard]] QString archivedProject() const;
 
-/// What one does all day: whole descriptions.
-[[nodiscard]] QStringList plainDescriptions(Language language);
+    /// In a language: "descriptions" as a whole; "patterns" of others, "%1"
+    /// standing for one of the "subjects"; "tasks" of every project; "tags".
+    [[nodiscard]] QStringList words(const QString& kind, const QString& language) const;
 
-/// Descriptions in two halves, "%1" standing for one of `subjects`.
-[[nodiscard]] QStringList patterns(Language language);
-[[nodiscard]] QStringList subjects(Language language);
-
-[[nodiscard]] QStringList colors();
-
-/// The tasks of every project.
-[[nodiscard]] QStringList tasks(Language language);
-
-[[nodiscard]] QStringList tags(Language language);
+private:
+    QJsonObject m_content;
+};
 
 } // namespace devserver

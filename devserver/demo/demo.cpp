@@ -18,7 +18,7 @@ constexpr quint64 seed = 0x5eed'0f'da7;
 constexpr quint64 detailSeed = seed + 1;
 constexpr int roundingMinutes = 15;
 constexpr int minute = 60;
-const QByteArray demoZone = QByteArrayLiteral("Asia/Jerusalem");
+const QByteArray demoZone = "Asia/Jerusalem"_ba;
 
 /// The standard's distributions differ between libraries; its engine does not.
 class Random {
@@ -49,7 +49,7 @@ private:
 
 struct Project {
     QString id;
-    Language language;
+    QString language;
     QStringList tasks; ///< by id
 };
 
@@ -76,9 +76,9 @@ private:
     QString addWorkspace(const QString& name, const QString& userId);
     void addMember(const QString& workspaceId, const QString& userId);
     void setRules(const QString& workspaceId, const QString& language, const QString& currency);
-    QList<Project> addCatalog(const QString& workspaceId, const QList<DemoClient>& clients);
-    QStringList addTasks(const QString& projectId, Language language);
-    QStringList addTags(const QString& workspaceId, Language language);
+    QList<Project> addCatalog(const QString& workspaceId, const QString& whose);
+    QStringList addTasks(const QString& projectId, const QString& language);
+    QStringList addTags(const QString& workspaceId, const QString& language);
     void workDay(const Habit& habit, QDate day);
     void clockChangeNights(const Habit& habit);
     void lateEvenings(const Habit& habit);
@@ -86,10 +86,11 @@ private:
     void addDetails(Entry& entry, const Habit& habit, const Project& project);
     void addPeriods();
     void addPeriod(QDate sunday, const QString& status, int version, const QVariant& reason);
-    QString description(Language language);
+    QString description(const QString& language);
     [[nodiscard]] qint64 instant(QDate day, int seconds) const;
 
     Connection& m_connection;
+    DemoCatalog m_catalog;
     QDate m_today;
     QTimeZone m_zone;
     Random m_random{seed};
@@ -98,23 +99,23 @@ private:
 };
 
 void Demo::write() {
-    m_connection.run(QStringLiteral("UPDATE users SET email = ?, display_name = ? WHERE id = ?"),
-                     {demoOwner.email, QStringLiteral("נועה לוי"), developmentUser});
-    m_connection.run(QStringLiteral("UPDATE workspaces SET name = ?, created_at = 0 WHERE id = ?"),
-                     {QStringLiteral("סטודיו גל"), developmentWorkspace});
-    const QString other = addUser(demoColleague.email, QStringLiteral("Dan Adler"));
+    m_connection.run(u"UPDATE users SET email = ?, display_name = ? WHERE id = ?"_s,
+                     {demoOwner.email, u"נועה לוי"_s, developmentUser});
+    m_connection.run(u"UPDATE workspaces SET name = ?, created_at = 0 WHERE id = ?"_s,
+                     {u"סטודיו גל"_s, developmentWorkspace});
+    const QString other = addUser(demoColleague.email, u"Dan Adler"_s);
     addMember(developmentWorkspace, other);
-    const QString own = addWorkspace(QStringLiteral("Freelance"), developmentUser);
-    setRules(developmentWorkspace, QStringLiteral("he"), QStringLiteral("ILS"));
-    setRules(own, QStringLiteral("en"), QStringLiteral("EUR"));
-    const QStringList sharedTags = addTags(developmentWorkspace, Language::Hebrew);
-    const QStringList ownTags = addTags(own, Language::English);
-    const QList<Project> shared = addCatalog(developmentWorkspace, sharedClients());
+    const QString own = addWorkspace(u"Freelance"_s, developmentUser);
+    setRules(developmentWorkspace, u"he"_s, u"ILS"_s);
+    setRules(own, u"en"_s, u"EUR"_s);
+    const QStringList sharedTags = addTags(developmentWorkspace, u"he"_s);
+    const QStringList ownTags = addTags(own, u"en"_s);
+    const QList<Project> shared = addCatalog(developmentWorkspace, u"shared_clients"_s);
 
     const Habit mainJob{developmentWorkspace, developmentUser, shared, sharedTags, 7, 11,
                         8 * 60 + 15,          9 * 60 + 20};
     const Habit colleague{developmentWorkspace, other, shared, sharedTags, 2, 5, 9 * 60, 11 * 60};
-    const Habit sideJob{own,    developmentUser, addCatalog(own, ownClients()), ownTags, 3, 5,
+    const Habit sideJob{own,    developmentUser, addCatalog(own, u"own_clients"_s), ownTags, 3, 5,
                         8 * 60, 9 * 60 + 30};
     for (QDate day = m_today.addDays(-365); day < m_today; day = day.addDays(1)) {
         const bool weekend = day.dayOfWeek() == Qt::Friday || day.dayOfWeek() == Qt::Saturday;
@@ -138,46 +139,40 @@ void Demo::write() {
 
 QString Demo::addUser(const QString& email, const QString& name) {
     QString id = m_random.id();
-    m_connection.run(
-        QStringLiteral("INSERT INTO users (id, email, display_name, timezone) VALUES (?, ?, ?, ?)"),
-        {id, email, name, QString::fromLatin1(demoZone)});
+    m_connection.insert(u"users (id, email, display_name, timezone)"_s,
+                        {id, email, name, QString::fromLatin1(demoZone)});
     return id;
 }
 
 QString Demo::addWorkspace(const QString& name, const QString& userId) {
     QString id = m_random.id();
-    m_connection.run(QStringLiteral("INSERT INTO workspaces (id, name, created_at) VALUES (?, ?, 1)"),
-                     {id, name});
+    m_connection.insert(u"workspaces (id, name, created_at)"_s, {id, name, 1});
     addMember(id, userId);
     return id;
 }
 
 void Demo::addMember(const QString& workspaceId, const QString& userId) {
-    m_connection.run(QStringLiteral("INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"),
-                     {workspaceId, userId});
+    m_connection.insert(u"members (workspace_id, user_id)"_s, {workspaceId, userId});
 }
 
 void Demo::setRules(const QString& workspaceId, const QString& language, const QString& currency) {
-    m_connection.run(
-        QStringLiteral("UPDATE workspaces SET language = ?, currency = ?, rounding_minutes = ? WHERE id = ?"),
-        {language, currency, roundingMinutes, workspaceId});
+    m_connection.run(u"UPDATE workspaces SET language = ?, currency = ?, rounding_minutes = ? WHERE id = ?"_s,
+                     {language, currency, roundingMinutes, workspaceId});
 }
 
-QList<Project> Demo::addCatalog(const QString& workspaceId, const QList<DemoClient>& clients) {
+QList<Project> Demo::addCatalog(const QString& workspaceId, const QString& whose) {
     QList<Project> open;
     qsizetype color = 0;
-    for (const DemoClient& client : clients) {
+    for (const DemoClient& client : m_catalog.clients(whose)) {
         const QString clientId = m_random.id();
-        m_connection.run(QStringLiteral("INSERT INTO clients (id, workspace_id, name) VALUES (?, ?, ?)"),
-                         {clientId, workspaceId, client.name});
+        m_connection.insert(u"clients (id, workspace_id, name)"_s, {clientId, workspaceId, client.name});
         for (const QString& name : client.projects) {
             Project project{m_random.id(), client.language, {}};
-            const bool archived = name == archivedProject();
-            m_connection.run(
-                QStringLiteral("INSERT INTO projects (id, workspace_id, client_id, name, color, archived,"
-                               " hourly_rate) VALUES (?, ?, ?, ?, ?, ?, ?)"),
-                {project.id, workspaceId, clientId, name, colors()[color++ % colors().size()], int(archived),
-                 client.hourlyRate ? QVariant(*client.hourlyRate) : QVariant(QMetaType::fromType<int>())});
+            const bool archived = name == m_catalog.archivedProject();
+            m_connection.insert(
+                u"projects (id, workspace_id, client_id, name, color, archived, hourly_rate)"_s,
+                {project.id, workspaceId, clientId, name, projectColors()[color++ % projectColors().size()],
+                 int(archived), orNull(client.hourlyRate)});
             project.tasks = addTasks(project.id, client.language);
             if (!archived) {
                 open += project;
@@ -187,22 +182,20 @@ QList<Project> Demo::addCatalog(const QString& workspaceId, const QList<DemoClie
     return open;
 }
 
-QStringList Demo::addTasks(const QString& projectId, Language language) {
+QStringList Demo::addTasks(const QString& projectId, const QString& language) {
     QStringList ids;
-    for (const QString& name : tasks(language)) {
+    for (const QString& name : m_catalog.words(u"tasks"_s, language)) {
         ids += m_details.id();
-        m_connection.run(QStringLiteral("INSERT INTO tasks (id, project_id, name) VALUES (?, ?, ?)"),
-                         {ids.constLast(), projectId, name});
+        m_connection.insert(u"tasks (id, project_id, name)"_s, {ids.constLast(), projectId, name});
     }
     return ids;
 }
 
-QStringList Demo::addTags(const QString& workspaceId, Language language) {
+QStringList Demo::addTags(const QString& workspaceId, const QString& language) {
     QStringList ids;
-    for (const QString& name : tags(language)) {
+    for (const QString& name : m_catalog.words(u"tags"_s, language)) {
         ids += m_details.id();
-        m_connection.run(QStringLiteral("INSERT INTO tags (id, workspace_id, name) VALUES (?, ?, ?)"),
-                         {ids.constLast(), workspaceId, name});
+        m_connection.insert(u"tags (id, workspace_id, name)"_s, {ids.constLast(), workspaceId, name});
     }
     return ids;
 }
@@ -286,28 +279,25 @@ void Demo::addDetails(Entry& entry, const Habit& habit, const Project& project) 
 
 void Demo::addPeriods() {
     const QDate sunday = m_today.addDays(-(m_today.dayOfWeek() % 7));
-    addPeriod(sunday.addDays(-21), QStringLiteral("approved"), 3, QVariant());
-    addPeriod(sunday.addDays(-14), QStringLiteral("submitted"), 2, QVariant());
-    addPeriod(sunday.addDays(-7), QStringLiteral("open"), 3,
-              QStringLiteral("חסרים תיאורים ביום שלישי, נא להשלים ולהגיש שוב"));
+    addPeriod(sunday.addDays(-21), u"approved"_s, 3, QVariant());
+    addPeriod(sunday.addDays(-14), u"submitted"_s, 2, QVariant());
+    addPeriod(sunday.addDays(-7), u"open"_s, 3, u"חסרים תיאורים ביום שלישי, נא להשלים ולהגיש שוב"_s);
 }
 
 void Demo::addPeriod(QDate sunday, const QString& status, int version, const QVariant& reason) {
-    m_connection.run(
-        QStringLiteral("INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date,"
-                       " timezone, start_at, end_at, version, last_reason)"
-                       " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+    m_connection.insert(
+        u"timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, timezone, start_at, end_at, version, last_reason)"_s,
         {m_random.id(), developmentWorkspace, developmentUser, status, sunday.toString(Qt::ISODate),
          sunday.addDays(6).toString(Qt::ISODate), QString::fromLatin1(demoZone), instant(sunday, 0),
          instant(sunday.addDays(7), 0), version, reason});
 }
 
-QString Demo::description(Language language) {
+QString Demo::description(const QString& language) {
     if (m_random.chance(35)) {
-        return m_random.pick(plainDescriptions(language));
+        return m_random.pick(m_catalog.words(u"descriptions"_s, language));
     }
-    const QString pattern = m_random.pick(patterns(language));
-    return pattern.arg(m_random.pick(subjects(language)));
+    const QString pattern = m_random.pick(m_catalog.words(u"patterns"_s, language));
+    return pattern.arg(m_random.pick(m_catalog.words(u"subjects"_s, language)));
 }
 
 qint64 Demo::instant(QDate day, int seconds) const {
@@ -317,14 +307,14 @@ qint64 Demo::instant(QDate day, int seconds) const {
 }
 
 bool holdsWork(Connection& connection) {
-    QSqlQuery query = connection.run(
-        QStringLiteral("SELECT 1 WHERE EXISTS (SELECT 1 FROM time_entries)"
-                       " OR EXISTS (SELECT 1 FROM mutations) OR EXISTS (SELECT 1 FROM projects)"));
+    QSqlQuery query =
+        connection.run(u"SELECT 1 WHERE EXISTS (SELECT 1 FROM time_entries)"
+                       " OR EXISTS (SELECT 1 FROM mutations) OR EXISTS (SELECT 1 FROM projects)"_s);
     return connection.next(query);
 }
 
 bool holdsDemo(Connection& connection) {
-    QSqlQuery query = connection.run(QStringLiteral("SELECT 1 FROM users WHERE id = ? AND email = ?"),
+    QSqlQuery query = connection.run(u"SELECT 1 FROM users WHERE id = ? AND email = ?"_s,
                                      {developmentUser, demoOwner.email});
     return connection.next(query);
 }

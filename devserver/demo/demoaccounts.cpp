@@ -9,8 +9,8 @@ namespace devserver {
 namespace {
 
 bool lacksPassword(Connection& connection, const QString& email) {
-    QSqlQuery query = connection.run(
-        QStringLiteral("SELECT 1 FROM users WHERE email = ? AND password_hash IS NULL"), {email});
+    QSqlQuery query =
+        connection.run(u"SELECT 1 FROM users WHERE email = ? AND password_hash IS NULL"_s, {email});
     return connection.next(query);
 }
 
@@ -20,10 +20,8 @@ void giveDemoPasswords(Connection& connection) {
     for (const DemoAccount& account : {demoOwner, demoColleague}) {
         if (lacksPassword(connection, account.email)) {
             const QByteArray hash = hashPassword(account.password);
-            connection.run(
-                QStringLiteral(
-                    "UPDATE users SET password_hash = ? WHERE email = ? AND password_hash IS NULL"),
-                {QString::fromLatin1(hash), account.email});
+            connection.run(u"UPDATE users SET password_hash = ? WHERE email = ? AND password_hash IS NULL"_s,
+                           {QString::fromLatin1(hash), account.email});
         }
     }
 }

@@ -15,9 +15,8 @@ struct DemoAccount {
 };
 
 /// The development user of the demo, and the colleague who shares a workspace.
-inline const DemoAccount demoOwner{QStringLiteral("noa@example.com"), QByteArrayLiteral("noa-in-the-demo")};
-inline const DemoAccount demoColleague{QStringLiteral("dan@example.com"),
-                                       QByteArrayLiteral("dan-in-the-demo")};
+inline const DemoAccount demoOwner{u"noa@example.com"_s, "noa-in-the-demo"_ba};
+inline const DemoAccount demoColleague{u"dan@example.com"_s, "dan-in-the-demo"_ba};
 
 /// Lets the demo's people sign in, unless they can already. Not to be called in a transaction.
 void giveDemoPasswords(Connection& connection);

@@ -1,34 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/entries/entries.h"
 
-#include "devserver/base/jsontext.h"
-#include "devserver/base/timestamps.h"
-
-#include <QVariant>
+#include "devserver/base/json.h"
 
 namespace devserver {
 namespace {
 
-const QString selectEntries =
-    QStringLiteral("SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
-                   " billable, start_at, stop_at, deleted_at, version, task_id FROM time_entries");
-
-std::optional<qint64> instantOf(const QVariant& value) {
-    return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
-}
-
-QVariant orNull(const std::optional<qint64>& value) {
-    return value ? QVariant(*value) : QVariant(QMetaType::fromType<qint64>());
-}
-
-QVariant orNull(const std::optional<QString>& value) {
-    return value ? QVariant(*value) : QVariant(QMetaType::fromType<QString>());
-}
-
-// A default QString would be bound as NULL.
-QVariant textOf(const QString& text) {
-    return text.isNull() ? QStringLiteral("") : text;
-}
+const QString columns = u"id, workspace_id, user_id, description, project_id, task_id, tag_ids,"
+                        " billable, start_at, stop_at, deleted_at, version"_s;
+const QString selectEntries = u"SELECT "_s + columns + u" FROM time_entries"_s;
 
 Entry entryOf(const QSqlQuery& row) {
     Entry entry;
@@ -36,41 +16,36 @@ Entry entryOf(const QSqlQuery& row) {
     entry.workspaceId = row.value(1).toString();
     entry.userId = row.value(2).toString();
     entry.description = row.value(3).toString();
-    if (const QVariant project = row.value(4); !project.isNull()) {
-        entry.projectId = project.toString();
-    }
-    entry.tagIds = row.value(5).toString().toUtf8();
-    entry.billable = row.value(6).toInt() != 0;
-    entry.startAt = row.value(7).toLongLong();
-    entry.stopAt = instantOf(row.value(8));
-    entry.deletedAt = instantOf(row.value(9));
-    entry.version = row.value(10).toLongLong();
-    if (const QVariant task = row.value(11); !task.isNull()) {
-        entry.taskId = task.toString();
-    }
+    entry.projectId = textOrNull(row.value(4));
+    entry.taskId = textOrNull(row.value(5));
+    entry.tagIds = row.value(6).toString().toUtf8();
+    entry.billable = row.value(7).toInt() != 0;
+    entry.startAt = row.value(8).toLongLong();
+    entry.stopAt = numberOrNull(row.value(9));
+    entry.deletedAt = numberOrNull(row.value(10));
+    entry.version = row.value(11).toLongLong();
     return entry;
 }
 
 std::optional<Entry> findOne(Connection& connection, const QString& condition, const QString& value) {
-    QSqlQuery query = connection.run(selectEntries + condition, {value});
-    if (!connection.next(query)) {
-        return std::nullopt;
-    }
-    return entryOf(query);
+    const QList<Entry> found = findEntries(connection, condition, {value});
+    return found.isEmpty() ? std::nullopt : std::optional(found[0]);
 }
 
 } // namespace
 
+const QStringList& projectColors() {
+    static const QStringList colors{u"#6656f0"_s, u"#e4572e"_s, u"#17bebb"_s, u"#ffc914"_s, u"#2e86ab"_s,
+                                    u"#76b041"_s, u"#d1495b"_s, u"#8d6a9f"_s, u"#00798c"_s, u"#b5651d"_s};
+    return colors;
+}
+
 std::optional<Entry> findEntry(Connection& connection, const QString& id) {
-    if (!isId(id)) {
-        return std::nullopt;
-    }
-    return findOne(connection, QStringLiteral(" WHERE id = ?"), id);
+    return isId(id) ? findOne(connection, u" WHERE id = ?"_s, id) : std::nullopt;
 }
 
 std::optional<Entry> findRunning(Connection& connection, const QString& userId) {
-    return findOne(connection,
-                   QStringLiteral(" WHERE user_id = ? AND stop_at IS NULL AND deleted_at IS NULL"), userId);
+    return findOne(connection, u" WHERE user_id = ? AND stop_at IS NULL AND deleted_at IS NULL"_s, userId);
 }
 
 QList<Entry> findEntries(Connection& connection, const QString& rest, const QVariantList& values) {
@@ -83,61 +58,52 @@ QList<Entry> findEntries(Connection& connection, const QString& rest, const QVar
 }
 
 void insertEntries(Connection& connection, const QList<Entry>& entries) {
-    QSqlQuery query = connection.prepare(QStringLiteral(
-        "INSERT INTO time_entries (id, workspace_id, user_id, description, project_id, task_id, tag_ids,"
-        " billable, start_at, stop_at, deleted_at, version)"
-        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
-    for (const Entry& entry : entries) {
-        connection.execute(query, {entry.id, entry.workspaceId, entry.userId, textOf(entry.description),
-                                   orNull(entry.projectId), orNull(entry.taskId),
-                                   QString::fromUtf8(entry.tagIds), int(entry.billable), entry.startAt,
-                                   orNull(entry.stopAt), orNull(entry.deletedAt), entry.version});
-    }
+    connection.insert(u"time_entries (%1)"_s.arg(columns), entries.size(), [&entries](qsizetype i) {
+        const Entry& entry = entries[i];
+        return QVariantList{entry.id,
+                            entry.workspaceId,
+                            entry.userId,
+                            entry.description,
+                            orNull(entry.projectId),
+                            orNull(entry.taskId),
+                            QString::fromUtf8(entry.tagIds),
+                            int(entry.billable),
+                            entry.startAt,
+                            orNull(entry.stopAt),
+                            orNull(entry.deletedAt),
+                            entry.version};
+    });
 }
 
 void updateEntry(Connection& connection, const Entry& entry) {
-    connection.run(
-        QStringLiteral("UPDATE time_entries SET description = ?, project_id = ?, task_id = ?,"
-                       " tag_ids = ?, billable = ?, start_at = ?, stop_at = ?, deleted_at = ?, version = ?"
-                       " WHERE id = ?"),
-        {textOf(entry.description), orNull(entry.projectId), orNull(entry.taskId),
-         QString::fromUtf8(entry.tagIds), int(entry.billable), entry.startAt, orNull(entry.stopAt),
-         orNull(entry.deletedAt), entry.version, entry.id});
+    connection.run(u"UPDATE time_entries SET description = ?, project_id = ?, task_id = ?,"
+                   " tag_ids = ?, billable = ?, start_at = ?, stop_at = ?, deleted_at = ?, version = ?"
+                   " WHERE id = ?"_s,
+                   {entry.description, orNull(entry.projectId), orNull(entry.taskId),
+                    QString::fromUtf8(entry.tagIds), int(entry.billable), entry.startAt, orNull(entry.stopAt),
+                    orNull(entry.deletedAt), entry.version, entry.id});
 }
 
-void appendEntry(QByteArray& out, const Entry& entry) {
-    out += R"({"id":)";
-    appendString(out, entry.id);
-    out += R"(,"workspace_id":)";
-    appendString(out, entry.workspaceId);
-    out += R"(,"user_id":)";
-    appendString(out, entry.userId);
-    out += R"(,"description":)";
-    appendString(out, entry.description);
-    out += R"(,"project_id":)";
-    appendStringOrNull(out, entry.projectId);
-    out += R"(,"tag_ids":)" + entry.tagIds;
-    out += entry.billable ? R"(,"billable":true,"start_at":)" : R"(,"billable":false,"start_at":)";
-    appendInstant(out, entry.startAt);
-    out += R"(,"stop_at":)";
-    appendInstant(out, entry.stopAt);
-    out += R"(,"deleted_at":)";
-    appendInstant(out, entry.deletedAt);
-    out += R"(,"version":)" + QByteArray::number(entry.version);
-    out += R"(,"duration_seconds":)";
-    out += entry.stopAt ? QByteArray::number(*entry.stopAt - entry.startAt) : QByteArrayLiteral("null");
-    out += '}';
+void writeFields(JsonWriter& json, const Entry& entry) {
+    json.field("id", entry.id).field("workspace_id", entry.workspaceId).field("user_id", entry.userId);
+    json.field("description", entry.description).field("project_id", entry.projectId);
+    json.json("tag_ids", entry.tagIds).field("billable", entry.billable);
+    json.instant("start_at", entry.startAt).instant("stop_at", entry.stopAt);
+    json.instant("deleted_at", entry.deletedAt).field("version", entry.version);
+    json.field("duration_seconds",
+               entry.stopAt ? std::optional(*entry.stopAt - entry.startAt) : std::nullopt);
 }
 
-void appendEntries(QByteArray& out, Connection& connection, const QString& workspaceId) {
-    QSqlQuery query = connection.run(
-        selectEntries + QStringLiteral(" WHERE workspace_id = ? ORDER BY start_at, id"), {workspaceId});
-    out += '[';
+void writeEntries(JsonWriter& json, Connection& connection, const QString& workspaceId) {
+    QSqlQuery query =
+        connection.run(selectEntries + u" WHERE workspace_id = ? ORDER BY start_at, id"_s, {workspaceId});
+    json.beginArray();
     while (connection.next(query)) {
-        appendEntry(out, entryOf(query));
-        out += ',';
+        json.beginObject();
+        writeFields(json, entryOf(query));
+        json.endObject();
     }
-    closeArray(out);
+    json.endArray();
 }
 
 } // namespace devserver

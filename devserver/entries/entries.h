@@ -3,12 +3,14 @@
 
 #include "devserver/store/database.h"
 
-#include <QByteArray>
-#include <QString>
-
-#include <optional>
+#include <QStringList>
 
 namespace devserver {
+
+class JsonWriter;
+
+/// The colours that projects are given in turn.
+[[nodiscard]] const QStringList& projectColors();
 
 /// One row of `time_entries`. Without `stopAt` it is running.
 struct Entry {
@@ -41,12 +43,11 @@ struct Entry {
 void insertEntries(Connection& connection, const QList<Entry>& entries);
 void updateEntry(Connection& connection, const Entry& entry);
 
-/// Appends the entry as the JSON object that clients read; `duration_seconds`
-/// is null while it runs.
-void appendEntry(QByteArray& out, const Entry& entry);
+/// The fields of the entry that clients read; `duration_seconds` is null while it runs.
+void writeFields(JsonWriter& json, const Entry& entry);
 
-/// Appends every member's entries of a workspace, deleted ones too, as a JSON
-/// array in the order of their start.
-void appendEntries(QByteArray& out, Connection& connection, const QString& workspaceId);
+/// Every member's entries of a workspace, deleted ones too, as a JSON array in
+/// the order of their start.
+void writeEntries(JsonWriter& json, Connection& connection, const QString& workspaceId);
 
 } // namespace devserver

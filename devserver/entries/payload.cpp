@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/entries/payload.h"
 
-#include "devserver/base/jsontext.h"
-#include "devserver/base/timestamps.h"
+#include "devserver/base/text.h"
+#include "devserver/base/time.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -12,9 +12,6 @@
 
 namespace devserver {
 namespace {
-
-constexpr qsizetype longestDescription = 100'000;
-constexpr qsizetype mostTags = 100;
 
 struct OperationFields {
     const char* name;
@@ -48,81 +45,43 @@ bool holds(const std::array<const char*, N>& names, const QString& name) {
 }
 
 QString mustBe(const QString& field, const QString& what) {
-    return QStringLiteral("The field %1 must be %2.").arg(field, what);
+    return u"The field %1 must be %2."_s.arg(field, what);
 }
 
-// Each reader returns the sentence that refuses the value; empty when it is taken.
-
-QString readDescription(const QJsonValue& value, Change& change) {
-    const QString text = value.toString();
-    if (!value.isString() || !isStorableText(text)) {
-        return mustBe(QStringLiteral("description"), QStringLiteral("text"));
-    }
-    if (text.size() > longestDescription) {
-        return QStringLiteral("The description is longer than %1 characters.").arg(longestDescription);
-    }
-    change.description = text;
-    return {};
-}
-
-QString readProject(const QJsonValue& value, Change& change) {
-    if (!value.isNull() && !isId(value.toString())) {
-        return mustBe(QStringLiteral("project_id"), QStringLiteral("a project's id or null"));
-    }
-    change.projectId = value.isNull() ? std::nullopt : std::optional(value.toString());
-    return {};
-}
-
-QString readTags(const QJsonValue& value, Change& change) {
-    const QJsonArray tags = value.toArray();
-    const bool ids =
-        std::all_of(tags.begin(), tags.end(), [](const QJsonValue& tag) { return isId(tag.toString()); });
-    if (!value.isArray() || !ids || tags.size() > mostTags) {
-        return mustBe(QStringLiteral("tag_ids"),
-                      QStringLiteral("a list of at most %1 tag ids").arg(mostTags));
-    }
-    change.tagIds = QJsonDocument(tags).toJson(QJsonDocument::Compact);
-    return {};
-}
-
-QString readBillable(const QJsonValue& value, Change& change) {
-    if (!value.isBool()) {
-        return mustBe(QStringLiteral("billable"), QStringLiteral("true or false"));
-    }
-    change.billable = value.toBool();
-    return {};
-}
-
-QString readStart(const QJsonValue& value, Change& change) {
-    change.startAt = parseInstant(value.toString());
-    if (!change.startAt) {
-        return mustBe(QStringLiteral("start_at"), QStringLiteral("an ISO 8601 time with an offset"));
-    }
-    return {};
-}
-
-QString readStop(const QJsonValue& value, Change& change) {
-    change.stopAt = parseInstant(value.toString());
-    if (!*change.stopAt) {
-        return mustBe(QStringLiteral("stop_at"), QStringLiteral("an ISO 8601 time with an offset"));
-    }
-    return {};
-}
-
+// Takes a field over; the sentence that refuses its value, or an empty one.
 QString readField(const QString& name, const QJsonValue& value, Change& change) {
+    const QString text = value.toString();
     if (name == u"description") {
-        return readDescription(value, change);
+        change.description = text;
+        return !value.isString() || !isStorableText(text) ? mustBe(name, u"text"_s)
+               : text.size() > longestDescription
+                   ? u"The description is longer than %1 characters."_s.arg(longestDescription)
+                   : QString();
     }
     if (name == u"project_id") {
-        return readProject(value, change);
+        change.projectId = value.isNull() ? std::nullopt : std::optional(text);
+        return value.isNull() || isId(text) ? QString() : mustBe(name, u"a project's id or null"_s);
     }
     if (name == u"tag_ids") {
-        return readTags(value, change);
+        const QJsonArray tags = value.toArray();
+        change.tagIds = QJsonDocument(tags).toJson(QJsonDocument::Compact);
+        const bool ids =
+            std::all_of(tags.begin(), tags.end(), [](const QJsonValue& tag) { return isId(tag.toString()); });
+        return value.isArray() && ids && tags.size() <= mostTags
+                   ? QString()
+                   : mustBe(name, u"a list of at most %1 tag ids"_s.arg(mostTags));
     }
     if (name == u"billable") {
-        return readBillable(value, change);
+        change.billable = value.toBool();
+        return value.isBool() ? QString() : mustBe(name, u"true or false"_s);
     }
-    return name == u"start_at" ? readStart(value, change) : readStop(value, change);
+    const auto instant = parseInstant(text);
+    if (name == u"start_at") {
+        change.startAt = instant;
+    } else {
+        change.stopAt = instant;
+    }
+    return instant ? QString() : mustBe(name, u"an ISO 8601 time with an offset"_s);
 }
 
 } // namespace
@@ -145,16 +104,16 @@ std::variant<Change, QString> readChange(Operation operation, const QJsonObject&
                                      [operation](const auto& known) { return known.operation == operation; });
     for (const char* required : fields->required) {
         if (required && !payload.contains(QLatin1StringView(required))) {
-            return QStringLiteral("The field %1 is missing.").arg(QLatin1StringView(required));
+            return u"The field %1 is missing."_s.arg(QLatin1StringView(required));
         }
     }
     if (operation == Operation::Update && payload.isEmpty()) {
-        return QStringLiteral("The update names no field to change.");
+        return u"The update names no field to change."_s;
     }
     Change change;
     for (auto field = payload.begin(); field != payload.end(); ++field) {
         if (!holds(fields->allowed, field.key())) {
-            return QStringLiteral("The payload has a field that this operation does not take.");
+            return u"The payload has a field that this operation does not take."_s;
         }
         if (const QString problem = readField(field.key(), field.value(), change); !problem.isEmpty()) {
             return problem;

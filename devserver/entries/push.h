@@ -2,7 +2,7 @@
 #pragma once
 
 #include "devserver/accounts/accounts.h"
-#include "devserver/entries/entryrules.h"
+#include "devserver/entries/rules.h"
 
 namespace devserver {
 

@@ -18,12 +18,6 @@ void appendField(QByteArray& line, const QString& text) {
     line.resize(at + static_cast<qsizetype>(length));
 }
 
-// Spreadsheets run a cell that looks like a formula, also when it is quoted.
-QString harmless(const QString& text) {
-    static const QString dangerous = QStringLiteral("=+-@\t\r");
-    return !text.isEmpty() && dangerous.contains(text.front()) ? u'\'' + text : text;
-}
-
 QByteArray lineOf(const QStringList& fields) {
     QByteArray line;
     line.reserve(usualLine);

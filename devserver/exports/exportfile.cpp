@@ -1,29 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/exports/exportfile.h"
 
+#include "devserver/base/text.h"
+#include "devserver/reports/snapshots.h"
+
 #include <QDir>
 
-#include <stdexcept>
+#include <fcntl.h>
 
 namespace devserver {
-namespace {
-
-void require(bool done, const QTemporaryFile& file) {
-    if (!done) {
-        throw std::runtime_error("the temporary file in " + QDir::tempPath().toStdString() + ": " +
-                                 file.errorString().toStdString());
-    }
-}
-
-} // namespace
 
 ExportFile::ExportFile()
-    : m_file(std::make_shared<QTemporaryFile>(QDir::tempPath() + QStringLiteral("/timer-export.XXXXXX"))) {
-    require(m_file->open(), *m_file);
+    : m_file(std::make_shared<QTemporaryFile>(QDir::tempPath() + u"/timer-export.XXXXXX"_s)) {
+    requireWritten(m_file->open(), *m_file);
 }
 
 void ExportFile::write(const QByteArray& bytes) {
-    require(m_file->write(bytes) == bytes.size(), *m_file);
+    requireWritten(m_file->write(bytes) == bytes.size(), *m_file);
+}
+
+void ExportFile::requireRoom(qint64 bytes) {
+    requireWritten(posix_fallocate(m_file->handle(), 0, bytes) == 0, *m_file);
+    requireWritten(m_file->resize(0), *m_file);
 }
 
 std::string ExportFile::path() const {
@@ -31,7 +29,7 @@ std::string ExportFile::path() const {
 }
 
 std::shared_ptr<QIODevice> ExportFile::finish() {
-    require(m_file->flush(), *m_file);
+    requireWritten(m_file->flush(), *m_file);
     return m_file;
 }
 

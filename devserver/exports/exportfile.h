@@ -19,6 +19,9 @@ public:
 
     void write(const QByteArray& bytes);
 
+    /// Makes sure that there is room for so much beside what is written already elsewhere.
+    void requireRoom(qint64 bytes);
+
     /// A path under which a library can write the file by itself.
     [[nodiscard]] std::string path() const;
 

@@ -2,9 +2,14 @@
 #pragma once
 
 #include "devserver/exports/exportfile.h"
-#include "devserver/reports/snapshotreader.h"
+#include "devserver/reports/snapshots.h"
 
 namespace devserver {
+
+class Router;
+
+/// `GET /workspaces/{id}/report-snapshots/{id}/export?format=`.
+void addExportRoutes(Router& router);
 
 /// One form that a report can be exported in.
 struct ReportFormat {
@@ -14,11 +19,7 @@ struct ReportFormat {
     void (*write)(SnapshotReader& report, ExportFile& to);
 };
 
-/// Throws ApiError 422 for a name that is none of the four.
-[[nodiscard]] const ReportFormat& reportFormat(const QString& name);
-
-/// RFC 4180 in UTF-8 with a byte-order mark. A text that a spreadsheet would
-/// take for a formula has an apostrophe in front.
+/// RFC 4180 in UTF-8 with a byte-order mark, each text `harmless`.
 void writeCsv(SnapshotReader& report, ExportFile& to);
 
 /// A workbook of one sheet with typed cells.

@@ -3,6 +3,9 @@
 #include "devserver/exports/table.h"
 
 #include <QCryptographicHash>
+#include <QFile>
+
+#include <stdexcept>
 
 namespace devserver {
 namespace {
@@ -10,30 +13,6 @@ namespace {
 using Kind = ReportTable::Kind;
 
 constexpr qsizetype usualRow = 1024;
-
-// The totals stand at the end only: a browser would print a table's foot on every page.
-const char style[] = R"css(
-@page { size: A4 portrait; margin: 12mm; }
-@page wide { size: A4 landscape; margin: 12mm; }
-body { margin: 2rem; color: #1b1b1b; font: 10pt/1.35 Arimo, Arial, "Liberation Sans", sans-serif; }
-body.wide { page: wide; font-size: 8pt; }
-h1 { margin: 0; font-size: 1.6em; }
-p { margin: .3em 0 1.2em; color: #555; }
-table { width: 100%; border-collapse: collapse; }
-thead { display: table-header-group; }
-tfoot { display: table-row-group; font-weight: bold; }
-tr { break-inside: avoid; }
-th, td { padding: .3em .4em; text-align: start; vertical-align: top; overflow-wrap: anywhere; }
-th { border-bottom: 1.5pt solid #1b1b1b; vertical-align: bottom; overflow-wrap: normal; }
-td { min-width: 6em; border-bottom: .5pt solid #ccc; white-space: pre-line; }
-tfoot td { border-top: 1.5pt solid #1b1b1b; border-bottom: 0; }
-th.number, td.number { text-align: right; }
-td.number, td.time { min-width: 0; direction: ltr; overflow-wrap: normal; font-variant-numeric: tabular-nums; }
-th.time { width: 1%; }
-td.time { min-width: 5.6em; text-align: left; }
-[dir=rtl] td.time { text-align: right; }
-@media print { body { margin: 0; } }
-)css";
 
 const char* classOf(Kind kind) {
     switch (kind) {
@@ -79,21 +58,43 @@ QByteArray rowOf(const ReportTable& table, const ReportTable::Row& row) {
     return html;
 }
 
+// Which report it is, for the head of the page and of each sheet of paper.
+QString headingOf(const ReportTable& table) {
+    return u"%1 · %2 · \u2066%3 – %4\u2069 · %5"_s.arg(table.field(u"workspace"), table.title(),
+                                                       table.field(u"from_date"), table.field(u"to_date"),
+                                                       table.field(u"timezone"));
+}
+
+// As CSS writes a text: nothing in it can end the string or the style sheet.
+QByteArray cssText(const QString& text) {
+    QString escaped;
+    for (const QChar c : text) {
+        escaped += u"\"\\<>&\n\r\f"_s.contains(c) ? u"\\%1 "_s.arg(c.unicode(), 0, 16) : QString(c);
+    }
+    return escaped.toUtf8();
+}
+
+QByteArray styleOf(const ReportTable& table) {
+    QFile file(u":/exports/print.css"_s);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw std::logic_error("the style sheet was not built in");
+    }
+    return file.readAll().replace("{heading}", cssText(headingOf(table)));
+}
+
 QByteArray headOf(const ReportTable& table) {
-    const QByteArray allowed =
-        QCryptographicHash::hash(QByteArrayView(style, sizeof style - 1), QCryptographicHash::Sha256)
-            .toBase64();
+    const QByteArray style = styleOf(table);
+    const QByteArray allowed = QCryptographicHash::hash(style, QCryptographicHash::Sha256).toBase64();
     const QByteArray direction = table.isHebrew() ? "lang=\"he\" dir=\"rtl\"" : "lang=\"en\" dir=\"ltr\"";
     return "<!DOCTYPE html>\n<html " + direction +
            ">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'sha256-" +
-           allowed + "'\">\n<title>" +
-           escaped(table.field(u"workspace") + QStringLiteral(" – ") + table.title()) + "</title>\n<style>" +
-           style + "</style>\n</head>\n";
+           allowed + "'\">\n<title>" + escaped(table.field(u"workspace") + u" – "_s + table.title()) +
+           "</title>\n<style>" + style + "</style>\n</head>\n";
 }
 
 QByteArray titleOf(const ReportTable& table, bool empty) {
-    const QString range = table.field(u"from_date") + QStringLiteral(" – ") + table.field(u"to_date");
+    const QString range = table.field(u"from_date") + u" – "_s + table.field(u"to_date");
     QByteArray html = "<h1>" + escaped(table.field(u"workspace")) + "</h1>\n<p>" + escaped(table.title()) +
                       " · <bdi dir=\"ltr\">" + escaped(range) + "</bdi> · <bdi>" +
                       escaped(table.field(u"timezone")) + "</bdi></p>\n";
@@ -121,7 +122,14 @@ void writeHtml(SnapshotReader& report, ExportFile& to) {
     for (; row; row = report.next()) {
         to.write(rowOf(table, table.cells(*row)));
     }
-    to.write("</tbody>\n<tfoot>\n" + rowOf(table, table.totals()) + "</tfoot>\n</table>\n</body>\n</html>\n");
+    to.write("</tbody>\n<tfoot>\n" + rowOf(table, table.totals()) + "</tfoot>\n</table>\n");
+    if (table.totals().constLast().isNull()) {
+        to.write("<p>" +
+                 escaped(table.word(u"הסכום ריק במקום שבו לרשומה לחיוב אין תעריף שעתי.",
+                                    u"An amount is empty where a billable entry has no hourly rate.")) +
+                 "</p>\n");
+    }
+    to.write("</body>\n</html>\n");
 }
 
 } // namespace devserver

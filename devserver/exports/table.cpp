@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/exports/table.h"
 
-#include "devserver/base/timestamps.h"
-#include "devserver/base/timezones.h"
+#include "devserver/base/text.h"
+#include "devserver/base/time.h"
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -23,11 +23,11 @@ QJsonObject objectOf(const QByteArray& text) {
 }
 
 // An empty cell where the report has null.
-QVariant textOf(const QJsonValue& value) {
+QVariant textIn(const QJsonValue& value) {
     return value.isString() ? value.toString() : QVariant();
 }
 
-QVariant numberOf(const QJsonValue& value) {
+QVariant numberIn(const QJsonValue& value) {
     return value.isDouble() ? QVariant(value.toInteger()) : QVariant();
 }
 
@@ -41,49 +41,22 @@ QVariant namesOf(const QJsonArray& tags) {
     for (const auto& tag : tags) {
         names.append(tag.toString());
     }
-    return names.join(QStringLiteral(", "));
-}
-
-void appendTwoDigits(QString& text, int number) {
-    text += QChar(u'0' + number / 10);
-    text += QChar(u'0' + number % 10);
-}
-
-QString durationText(qint64 seconds) {
-    QString text = QString::number(seconds / 3600) + u':';
-    appendTwoDigits(text, static_cast<int>(seconds / 60 % 60));
-    text += u':';
-    appendTwoDigits(text, static_cast<int>(seconds % 60));
-    return text;
+    return names.join(u", "_s);
 }
 
 // Qt's own way to write a date takes longer than all else that is done for a row.
-QString dayText(QDate date) {
-    if (date.year() < 1000 || date.year() > 9999) {
-        return date.toString(QStringLiteral("yyyy-MM-dd"));
-    }
-    QString text = QString::number(date.year()) + u'-';
-    appendTwoDigits(text, date.month());
-    text += u'-';
-    appendTwoDigits(text, date.day());
-    return text;
-}
-
 QString momentText(const QDateTime& moment) {
-    const QTime time = moment.time();
-    QString text = dayText(moment.date()) + u' ';
-    appendTwoDigits(text, time.hour());
-    text += u':';
-    appendTwoDigits(text, time.minute());
-    text += u':';
-    appendTwoDigits(text, time.second());
-    return text;
+    if (moment.date().year() < 1 || moment.date().year() > 9999) {
+        return moment.toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    }
+    QByteArray text = instantText(moment.toSecsSinceEpoch() + moment.offsetFromUtc()).chopped(1);
+    return QString::fromLatin1(text.replace(10, 1, " "));
 }
 
-QString textOf(const QVariant& cell, ReportTable::Kind kind) {
+QString shownText(const QVariant& cell, ReportTable::Kind kind) {
     switch (cell.typeId()) {
     case QMetaType::QDate:
-        return dayText(cell.toDate());
+        return momentText(cell.toDate().startOfDay(QTimeZone::utc())).chopped(9);
     case QMetaType::QDateTime:
         return momentText(cell.toDateTime());
     case QMetaType::LongLong:
@@ -97,10 +70,7 @@ QString textOf(const QVariant& cell, ReportTable::Kind kind) {
 
 ReportTable::ReportTable(const QByteArray& header)
     : m_header(objectOf(header)), m_kind(field(u"kind")), m_hebrew(field(u"language") == u"he"),
-      m_zone(zoneNamed(field(u"timezone")).value_or(QTimeZone())) {
-    if (!m_zone.isValid()) {
-        throw std::runtime_error("a stored report has an unknown time zone");
-    }
+      m_zone(storedZone(field(u"timezone"))) {
     if (isDetailed()) {
         addEntry();
     } else {
@@ -122,7 +92,7 @@ QString ReportTable::title() const {
 
 void ReportTable::add(Kind kind, const char16_t* hebrew, const char16_t* english, const QString& detail) {
     const QString name = word(hebrew, english);
-    m_columns.append({detail.isEmpty() ? name : name + QStringLiteral(" (%1)").arg(detail), kind});
+    m_columns.append({detail.isEmpty() ? name : name + u" (%1)"_s.arg(detail), kind});
 }
 
 void ReportTable::addGroup() {
@@ -194,7 +164,7 @@ QStringList ReportTable::texts(const Row& row) const {
     QStringList texts;
     texts.reserve(row.size());
     for (qsizetype i = 0; i < row.size(); ++i) {
-        texts.append(textOf(row[i], m_columns[i].kind));
+        texts.append(shownText(row[i], m_columns[i].kind));
     }
     return texts;
 }
@@ -203,7 +173,7 @@ void ReportTable::appendEntry(Row& row, const QJsonObject& entry) const {
     row.append(moment(entry.value(u"start_at")));
     row.append(moment(entry.value(u"stop_at")));
     for (const auto* name : {u"user_name", u"client_name", u"project_name", u"task_name", u"description"}) {
-        row.append(textOf(entry.value(QStringView(name))));
+        row.append(textIn(entry.value(QStringView(name))));
     }
     row.append(namesOf(entry.value(u"tags").toArray()));
     row.append(entry.value(u"billable").toBool() ? word(u"כן", u"Yes") : word(u"לא", u"No"));
@@ -211,13 +181,13 @@ void ReportTable::appendEntry(Row& row, const QJsonObject& entry) const {
 
 void ReportTable::appendTotals(Row& row, const QJsonObject& totals) const {
     if (!isDetailed()) {
-        row.append(numberOf(totals.value(u"entry_count")));
+        row.append(numberIn(totals.value(u"entry_count")));
     }
     for (const auto* name :
          {u"raw_duration_seconds", u"rounded_duration_seconds", u"billable_duration_seconds"}) {
-        row.append(numberOf(totals.value(QStringView(name))));
+        row.append(numberIn(totals.value(QStringView(name))));
     }
-    row.append(textOf(totals.value(u"amount")));
+    row.append(textIn(totals.value(u"amount")));
 }
 
 QVariant ReportTable::moment(const QJsonValue& instant) const {

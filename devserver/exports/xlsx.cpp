@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/exports/formats.h"
-#include "devserver/exports/sheetsize.h"
 #include "devserver/exports/table.h"
 
 #include <QDateTime>
@@ -9,7 +8,6 @@
 
 #include <xlsxwriter.h>
 
-#include <cstdio>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -32,12 +30,11 @@ void require(lxw_error error) {
 // What a cell cannot hold is replaced, so that one odd text does not cost the
 // whole workbook. "_x0041_" is how a workbook writes the character of that number.
 std::string cellText(QString text) {
-    static const QRegularExpression impossible(
-        QStringLiteral("[\\x{00}-\\x{08}\\x{0B}-\\x{1F}\\x{FFFE}\\x{FFFF}]"));
-    static const QRegularExpression escape(QStringLiteral("_(?=x[0-9A-Fa-f]{4}_)"));
-    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    text.replace(impossible, QStringLiteral("\uFFFD"));
-    text.replace(escape, QStringLiteral("_x005F_"));
+    static const QRegularExpression impossible(u"[\\x{00}-\\x{08}\\x{0B}-\\x{1F}\\x{FFFE}\\x{FFFF}]"_s);
+    static const QRegularExpression escape(u"_(?=x[0-9A-Fa-f]{4}_)"_s);
+    text.replace(u"\r\n"_s, u"\n"_s);
+    text.replace(impossible, u"\uFFFD"_s);
+    text.replace(escape, u"_x005F_"_s);
     if (text.size() > longestText) {
         text.truncate(longestText - 1 - (text[longestText - 2].isHighSurrogate() ? 1 : 0));
         text += u'…';
@@ -80,16 +77,10 @@ public:
     Workbook(ExportFile& file, const ReportTable& table, qint64 createdAt);
 
     void append(const ReportTable::Row& row) { append(row, m_formats); }
-    void leaveOut(lxw_row_t rows) { m_row += rows; }
-    [[nodiscard]] lxw_row_t rowCount() const { return m_row; }
-    /// Writes the totals and the end of the file; how many bytes the sheet has beside its rows.
-    [[nodiscard]] qint64 finish();
+    /// Writes the totals and the end of the file.
+    void finish();
 
 private:
-    struct Free {
-        void operator()(lxw_workbook* book) const;
-    };
-
     void describe(qint64 createdAt);
     void layOut();
     void appendTitles();
@@ -101,11 +92,12 @@ private:
     ExportFile& m_file;
     const ReportTable& m_table;
     QByteArray m_folder = QFile::encodeName(QDir::tempPath()); // the library keeps the address
-    std::unique_ptr<lxw_workbook, Free> m_book;
+    std::unique_ptr<lxw_workbook, decltype(&workbook_close)> m_book{nullptr, workbook_close};
     lxw_worksheet* m_sheet = nullptr;
     QList<lxw_format*> m_formats;
     QList<lxw_format*> m_boldFormats;
     lxw_row_t m_row = 0;
+    qint64 m_bytes = 64 * 1024; ///< no sheet of these rows is larger
 };
 
 Workbook::Workbook(ExportFile& file, const ReportTable& table, qint64 createdAt)
@@ -130,7 +122,7 @@ Workbook::Workbook(ExportFile& file, const ReportTable& table, qint64 createdAt)
 
 // The time is the report's own: the same report gives the same bytes again.
 void Workbook::describe(qint64 createdAt) {
-    std::string title = QStringLiteral("%1: %2, %3 – %4")
+    std::string title = u"%1: %2, %3 – %4"_s
                             .arg(m_table.field(u"workspace"), m_table.title(), m_table.field(u"from_date"),
                                  m_table.field(u"to_date"))
                             .toStdString();
@@ -138,16 +130,6 @@ void Workbook::describe(qint64 createdAt) {
     properties.title = title.data();
     properties.created = static_cast<time_t>(createdAt);
     require(workbook_set_properties(m_book.get(), &properties));
-}
-
-// Only closing a workbook closes the file with its rows as well.
-void Workbook::Free::operator()(lxw_workbook* book) const {
-    lxw_worksheet* sheet = STAILQ_FIRST(book->worksheets);
-    if (sheet && sheet->optimize_tmpfile) {
-        std::fclose(sheet->optimize_tmpfile); // what was written to it is not wanted any more
-        sheet->optimize_tmpfile = nullptr;
-    }
-    lxw_workbook_free(book);
 }
 
 void Workbook::layOut() {
@@ -180,19 +162,16 @@ void Workbook::append(const ReportTable::Row& row, const QList<lxw_format*>& for
     for (qsizetype i = 0; i < row.size(); ++i) {
         require(write(static_cast<lxw_col_t>(i), row[i], m_table.columns()[i].kind, formats[i]));
     }
+    m_bytes += 128 * (row.size() + 1); // what stands around each cell, and around the row
     ++m_row;
 }
 
-qint64 Workbook::finish() {
+// The library writes the rows to one file and the sheet, with the rows in it, to
+// the next, and does not look whether the second could be written.
+void Workbook::finish() {
     append(m_table.totals(), m_boldFormats);
-    lxw_worksheet_write_single_row(m_sheet); // the library keeps the last one back
-    const qint64 rows = std::ftell(m_sheet->optimize_tmpfile);
-    if (rows < 0 || std::fflush(m_sheet->optimize_tmpfile) != 0 ||
-        std::ferror(m_sheet->optimize_tmpfile) != 0) {
-        throw std::runtime_error("the workbook: its rows cannot be written");
-    }
+    m_file.requireRoom(m_bytes);
     require(workbook_close(m_book.release()));
-    return sheetSize(*m_file.finish()) - rows;
 }
 
 lxw_format* Workbook::addFormat(Kind kind, bool bold) {
@@ -231,13 +210,15 @@ lxw_error Workbook::write(lxw_col_t column, const QVariant& cell, Kind kind, lxw
     if (kind == Kind::Amount) {
         return worksheet_write_number(m_sheet, m_row, column, cell.toDouble(), format);
     }
-    return worksheet_write_string(m_sheet, m_row, column, cellText(cell.toString()).c_str(), format);
+    const std::string text = cellText(cell.toString());
+    m_bytes += 6 * static_cast<qint64>(text.size()); // "&quot;"
+    return worksheet_write_string(m_sheet, m_row, column, text.c_str(), format);
 }
 
 // A workbook's calendar begins in 1900 and ends with the year 9999.
 lxw_error Workbook::writeMoment(lxw_col_t column, QDate date, QTime time, lxw_format* format) {
     if (date.year() < 1900 || date.year() > 9999) {
-        const QString text = date.toString(QStringLiteral("yyyy-MM-dd ")) + time.toString(Qt::ISODate);
+        const QString text = date.toString(u"yyyy-MM-dd "_s) + time.toString(Qt::ISODate);
         return worksheet_write_string(m_sheet, m_row, column, text.toStdString().c_str(), format);
     }
     lxw_datetime moment{date.year(), date.month(),  date.day(),
@@ -247,21 +228,13 @@ lxw_error Workbook::writeMoment(lxw_col_t column, QDate date, QTime time, lxw_fo
 
 } // namespace
 
-// The library writes the rows to one file and the sheet, with the rows in it,
-// to the next, and does not look whether the second could be written. So the
-// sheet is weighed: beside its rows it has what one without any has.
 void writeXlsx(SnapshotReader& report, ExportFile& to) {
     const ReportTable table(report.header());
     Workbook workbook(to, table, report.createdAt());
     while (const auto row = report.next()) {
         workbook.append(table.cells(*row));
     }
-    ExportFile scale;
-    Workbook empty(scale, table, report.createdAt());
-    empty.leaveOut(workbook.rowCount() - empty.rowCount());
-    if (workbook.finish() != empty.finish()) {
-        throw std::runtime_error("the workbook: its sheet cannot be written");
-    }
+    workbook.finish();
 }
 
 } // namespace devserver

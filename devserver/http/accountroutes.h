@@ -4,7 +4,6 @@
 #include "devserver/http/request.h"
 
 #include <QJsonObject>
-#include <QString>
 
 #include <functional>
 
@@ -12,12 +11,12 @@ namespace devserver {
 
 class Router;
 class SignIn;
-struct OpenedSession;
 
 /// Where a session is used, for people to recognise it by.
 struct Device {
     QString client;
     QString name;
+    QByteArray tokenPrefix;
 };
 
 using DeviceOf = std::function<Device(const QJsonObject& fields)>;

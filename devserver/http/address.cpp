@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/http/address.h"
 
+#include "devserver/base/text.h"
+
 #include <QRegularExpression>
 
 #include <arpa/inet.h>
@@ -17,7 +19,7 @@ struct HostAndPort {
 
 std::optional<HostAndPort> split(const QString& text) {
     static const QRegularExpression form(
-        QStringLiteral("^(?:\\[([0-9A-Fa-f:.]+)\\]|([^:\\[\\]/@\\s]+))(?::([0-9]{1,5}))?\\z"));
+        u"^(?:\\[([0-9A-Fa-f:.]+)\\]|([^:\\[\\]/@\\s]+))(?::([0-9]{1,5}))?\\z"_s);
     const QRegularExpressionMatch match = form.match(text);
     if (!match.hasMatch()) {
         return std::nullopt;
@@ -44,7 +46,7 @@ std::optional<ListenAddress> parseListenAddress(const QString& text) {
     if (!parts || parts->port.isEmpty() || parts->port.toInt() > 65535) {
         return std::nullopt;
     }
-    const QString host = parts->host == u"localhost" ? QStringLiteral("127.0.0.1") : parts->host;
+    const QString host = parts->host == u"localhost" ? u"127.0.0.1"_s : parts->host;
     if (!isIpAddress(host)) {
         return std::nullopt;
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/http/certificate.h"
 
+#include "devserver/base/text.h"
+
 #include <QFile>
 
 #include <openssl/pem.h>
@@ -33,29 +35,29 @@ bool isReadable(const QString& file) {
 QString useCertificate(SSL_CTX& context, const CertificateFiles& files) {
     for (const QString& file : {files.certificate, files.key}) {
         if (!isReadable(file)) {
-            return QStringLiteral("Cannot read the file %1.").arg(file);
+            return u"Cannot read the file %1."_s.arg(file);
         }
     }
     if (SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) != 1) {
-        return QStringLiteral("The TLS library cannot speak TLS 1.2.");
+        return u"The TLS library cannot speak TLS 1.2."_s;
     }
     SSL_CTX_set_options(&context, SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION);
     if (SSL_CTX_use_certificate_chain_file(&context, QFile::encodeName(files.certificate)) != 1) {
-        return QStringLiteral("The file %1 holds no usable certificate in PEM form.").arg(files.certificate);
+        return u"The file %1 holds no usable certificate in PEM form."_s.arg(files.certificate);
     }
     bool encrypted = false;
     const Key key = readKey(files.key, encrypted);
     if (encrypted) {
-        return QStringLiteral("The private key %1 is encrypted; this server takes one without a passphrase.")
-            .arg(files.key);
+        return u"The private key %1 is encrypted; this server takes one without a passphrase."_s.arg(
+            files.key);
     }
     if (!key) {
-        return QStringLiteral("The file %1 holds no usable private key in PEM form.").arg(files.key);
+        return u"The file %1 holds no usable private key in PEM form."_s.arg(files.key);
     }
     // A key of another kind than the certificate's is taken at first, and found out by the check.
     if (SSL_CTX_use_PrivateKey(&context, key.get()) != 1 || SSL_CTX_check_private_key(&context) != 1) {
-        return QStringLiteral("The private key %1 does not belong to the certificate %2.")
-            .arg(files.key, files.certificate);
+        return u"The private key %1 does not belong to the certificate %2."_s.arg(files.key,
+                                                                                  files.certificate);
     }
     return {};
 }

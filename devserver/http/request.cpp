@@ -26,6 +26,14 @@ QByteArray Request::header(const char* name) const {
     return QByteArray::fromStdString(m_http.get_header_value(name));
 }
 
+QString Request::idempotencyKey() const {
+    QString key = QString::fromUtf8(header("Idempotency-Key"));
+    if (key.isEmpty()) {
+        throw ApiError{400, u"idempotency_key_missing"_s, u"The request has no Idempotency-Key."_s};
+    }
+    return key;
+}
+
 QString Request::remoteAddress() const {
     return QString::fromStdString(m_http.remote_addr);
 }
@@ -34,8 +42,7 @@ QJsonObject Request::json() const {
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(m_body, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        throw ApiError{400, QStringLiteral("malformed"),
-                       QStringLiteral("The request is not a valid JSON object.")};
+        throw malformed(u"The request is not a valid JSON object."_s);
     }
     return document.object();
 }

@@ -28,6 +28,8 @@ public:
     [[nodiscard]] QString parameter(const char* name) const;
     /// Empty when it is absent.
     [[nodiscard]] QByteArray header(const char* name) const;
+    /// The `Idempotency-Key`; throws ApiError 400 when it is absent.
+    [[nodiscard]] QString idempotencyKey() const;
     [[nodiscard]] QString remoteAddress() const;
 
     [[nodiscard]] const QByteArray& body() const { return m_body; }

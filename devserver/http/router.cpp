@@ -3,9 +3,11 @@
 
 #include "devserver/base/apierror.h"
 #include "devserver/http/address.h"
+#include "devserver/http/deadlines.h"
 
 #include <httplib.h>
 
+#include <future>
 #include <iostream>
 #include <optional>
 
@@ -13,10 +15,10 @@ namespace devserver {
 namespace {
 
 constexpr char jsonType[] = "application/json";
+constexpr size_t workers = 32;
 
 ApiError notJson() {
-    return {415, QStringLiteral("unsupported_media_type"),
-            QStringLiteral("The request's content type must be application/json.")};
+    return {415, u"unsupported_media_type"_s, u"The request's content type must be application/json."_s};
 }
 
 enum class Afterwards { KeepAlive, Close };
@@ -88,7 +90,8 @@ std::optional<QByteArray> readBody(const httplib::Request& request, httplib::Res
         return std::nullopt;
     }
     if (!fits) {
-        sendError(response, tooLarge(largest));
+        sendError(response, {413, u"too_large"_s,
+                             u"The request is larger than %1 MiB."_s.arg(largest / Router::usualBody)});
         return std::nullopt;
     }
     return body;
@@ -106,8 +109,18 @@ void requireJson(const httplib::Request& request) {
 void requirePrivateHost(const httplib::Request& request) {
     if (request.get_header_value_count("Host") != 1 ||
         !isPrivateHostHeader(QString::fromStdString(request.get_header_value("Host")))) {
-        throw ApiError{400, QStringLiteral("bad_host"),
-                       QStringLiteral("This server answers to private addresses only.")};
+        throw ApiError{400, u"bad_host"_s, u"This server answers to private addresses only."_s};
+    }
+}
+
+// A page of another site may send a request here with whatever this machine lets
+// it: programs send no origin, and this server's own page asks elsewhere.
+void requireOwnOrigin(const httplib::Request& request) {
+    const std::string host = "://" + request.get_header_value("Host");
+    const std::string origin = request.get_header_value("Origin");
+    if (request.has_header("Origin") && request.path.starts_with("/v1") && origin != "http" + host &&
+        origin != "https" + host) {
+        throw ApiError{403, u"foreign_request"_s, u"This request comes from a page of another site."_s};
     }
 }
 
@@ -123,7 +136,8 @@ Answer workIn(Transaction::Kind kind, Request& request, const Router::Handler& h
 
 Router::Router(httplib::Server& http, const Database& database) : m_http(http), m_database(database) {
     // What is answered is one person's, now: not for other sites, not for a cache.
-    m_http.set_default_headers({{"Cache-Control", "no-store"},
+    m_http.set_default_headers({{"Accept-Ranges", "none"},
+                                {"Cache-Control", "no-store"},
                                 {"Cross-Origin-Resource-Policy", "same-origin"},
                                 {"Referrer-Policy", "no-referrer"},
                                 {"X-Content-Type-Options", "nosniff"}});
@@ -132,6 +146,20 @@ Router::Router(httplib::Server& http, const Database& database) : m_http(http), 
         if (!response.has_header("Content-Type")) {
             sendError(response, errorForStatus(response.status));
         }
+    });
+}
+
+Router::~Router() {
+    if (m_workers) {
+        m_workers->shutdown();
+    }
+}
+
+void Router::start(Deadlines& deadlines) {
+    m_workers = std::make_unique<httplib::ThreadPool>(workers);
+    m_deadlines = &deadlines;
+    m_http.set_logger([&deadlines](const httplib::Request& request, const httplib::Response&) {
+        deadlines.answered(peerName(request.remote_addr, request.remote_port));
     });
 }
 
@@ -166,15 +194,29 @@ void Router::addRefusals() {
     m_http.Delete(".*", nothingHere);
 }
 
-void Router::answer(const httplib::Request& http, httplib::Response& response, QByteArray body, Work work,
+void Router::answer(const httplib::Request& http, httplib::Response& response, QByteArray body, Work kind,
                     const Handler& handler) const {
+    m_deadlines->received(peerName(http.remote_addr, http.remote_port));
+    // The library would cut a part out of any answer and call it the whole.
+    const_cast<httplib::Request&>(http).ranges.clear();
+    const auto done = std::make_shared<std::promise<void>>(); // the worker may still hold it afterwards
+    m_workers->enqueue([&, done] {
+        perform(http, response, std::move(body), kind, handler);
+        done->set_value();
+    });
+    done->get_future().wait();
+}
+
+void Router::perform(const httplib::Request& http, httplib::Response& response, QByteArray body, Work kind,
+                     const Handler& handler) const {
     try {
         requirePrivateHost(http);
+        requireOwnOrigin(http);
         if (http.method == "POST") {
             requireJson(http);
         }
         Request request(http, m_database.connection(), std::move(body));
-        switch (work) {
+        switch (kind) {
         case Work::Read:
             return send(response, workIn(Transaction::Kind::Read, request, handler));
         case Work::Write:

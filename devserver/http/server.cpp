@@ -3,54 +3,20 @@
 
 #include <httplib.h>
 
-#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <charconv>
 #include <chrono>
-#include <filesystem>
 #include <thread>
 
 namespace devserver {
 namespace {
 
-constexpr size_t workers = 32; // each kept-alive connection holds one
+using namespace std::chrono_literals;
 
-void shareNothing(socket_t socket) {
-    // Restarting at once must work; a second server on the same port must not.
-    const int yes = 1;
-    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-}
-
-int localPort(int socket) {
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        return -1;
-    }
-    if (address.ss_family == AF_INET) {
-        return ntohs(reinterpret_cast<const sockaddr_in*>(&address)->sin_port);
-    }
-    if (address.ss_family == AF_INET6) {
-        return ntohs(reinterpret_cast<const sockaddr_in6*>(&address)->sin6_port);
-    }
-    return -1;
-}
-
-// The library keeps its connections to itself and waits for idle ones to time
-// out. Ending their reading side lets it close them now; replies still go out.
-void endReading(int port) {
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/dev/fd", error)) {
-        const std::string name = entry.path().filename();
-        int descriptor = -1;
-        std::from_chars(name.data(), name.data() + name.size(), descriptor);
-        if (descriptor >= 0 && localPort(descriptor) == port) {
-            ::shutdown(descriptor, SHUT_RD);
-        }
-    }
-}
+// Each holds a thread, also while it is idle: far more than the workers, so that
+// the idle ones keep nobody waiting.
+constexpr size_t connections = 256;
 
 std::unique_ptr<httplib::Server> makeHttp(const std::optional<CertificateFiles>& tls) {
     if (!tls) {
@@ -76,10 +42,15 @@ Server::Server(ListenAddress address, DatabaseAddress database, const std::optio
         throw StartError("The address " + m_address.host.toStdString() +
                          " is neither loopback nor private; this server is not for the open network.");
     }
-    m_http->new_task_queue = [] { return new httplib::ThreadPool(workers); };
+    m_http->new_task_queue = [] { return new httplib::ThreadPool(connections); };
     m_http->set_tcp_nodelay(true);
     m_http->set_keep_alive_max_count(10'000);
-    m_http->set_socket_options(shareNothing);
+    m_http->set_socket_options([this](socket_t socket) {
+        // Restarting at once must work; a second server on the same port must not.
+        const int yes = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        m_listener = socket;
+    });
 }
 
 Server::~Server() = default;
@@ -99,11 +70,14 @@ ListenAddress Server::bind() {
                               ? "; another program uses this port already."
                               : "; the address is not one of this machine's, or the port is not allowed."));
     }
+    ::listen(m_listener, SOMAXCONN); // the library itself lets five wait
     m_address.port = port;
     return m_address;
 }
 
 bool Server::run() {
+    m_deadlines = std::make_unique<Deadlines>(m_address.port, 30s, 10min);
+    m_router.start(*m_deadlines);
     m_router.addRefusals();
     const bool ended = m_http->listen_after_bind();
     m_ended = true;
@@ -113,10 +87,12 @@ bool Server::run() {
 void Server::stop() {
     // The library forgets a stop that comes before it has begun to listen.
     while (!m_http->is_running() && !m_ended) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::this_thread::sleep_for(1ms);
     }
     m_http->stop();
-    endReading(m_address.port);
+    // The library keeps its connections to itself and waits for idle ones to time
+    // out. Ending their reading side lets it close them now; replies still go out.
+    forEachConnection(m_address.port, [](int socket, const std::string&) { ::shutdown(socket, SHUT_RD); });
 }
 
 } // namespace devserver

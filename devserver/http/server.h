@@ -3,6 +3,7 @@
 
 #include "devserver/http/address.h"
 #include "devserver/http/certificate.h"
+#include "devserver/http/deadlines.h"
 #include "devserver/http/router.h"
 
 #include <atomic>
@@ -11,7 +12,7 @@
 
 namespace devserver {
 
-/// The HTTP side: the port and the worker threads.
+/// The HTTP side: the port, and a thread for each connection.
 class Server {
 public:
     /// Serves https when there is a certificate. Throws StartError when that cannot
@@ -38,6 +39,8 @@ private:
     ListenAddress m_address;
     Database m_database;
     std::unique_ptr<httplib::Server> m_http;
+    int m_listener = -1;
+    std::unique_ptr<Deadlines> m_deadlines;
     Router m_router;
     std::atomic<bool> m_ended = false;
 };

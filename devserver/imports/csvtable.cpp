@@ -21,6 +21,7 @@ public:
     ~Reader() { csv_free(&m_parser); }
     Q_DISABLE_COPY_MOVE(Reader)
 
+    void skipLine();
     void readLine(QByteArrayView line);
     [[nodiscard]] QList<CsvRecord> finish();
 
@@ -37,6 +38,11 @@ private:
     bool m_inside = false;
 };
 
+void Reader::skipLine() {
+    ++m_line;
+    ++m_row;
+}
+
 void Reader::readLine(QByteArrayView line) {
     ++m_line;
     if (!m_inside) {
@@ -49,14 +55,14 @@ void Reader::readLine(QByteArrayView line) {
     }
     const auto size = static_cast<size_t>(line.size());
     if (csv_parse(&m_parser, line.data(), size, addCell, endRecord, this) != size) {
-        throw unusableCsv(QStringLiteral("Line %1 has a quote in a place where none can be.").arg(m_line));
+        throw unusableCsv(u"Line %1 has a quote in a place where none can be."_s.arg(m_line));
     }
 }
 
 QList<CsvRecord> Reader::finish() {
     if (csv_fini(&m_parser, addCell, endRecord, this) != 0) {
-        throw unusableCsv(QStringLiteral("A quote that is opened in the record of line %1 is never closed.")
-                              .arg(m_firstLine));
+        throw unusableCsv(
+            u"A quote that is opened in the record of line %1 is never closed."_s.arg(m_firstLine));
     }
     return std::move(m_records);
 }
@@ -94,13 +100,31 @@ char separatorOf(QByteArrayView text) {
     while (!text.isEmpty() && line.trimmed().isEmpty()) {
         line = takeLine(text);
     }
-    return std::count(line.begin(), line.end(), ';') > std::count(line.begin(), line.end(), ',') ? ';' : ',';
+    const auto count = [line](char c) { return std::count(line.begin(), line.end(), c); };
+    return std::max({',', ';', '\t'}, [&](char a, char b) { return count(a) < count(b); });
+}
+
+/// The separator that a line of its own names, in the way of spreadsheets.
+std::optional<char> takeNamedSeparator(QByteArrayView& text) {
+    QByteArrayView rest = text;
+    const QByteArray line = takeLine(rest).trimmed().toByteArray().toLower().replace('"', "");
+    if (line.size() != 5 || !line.startsWith("sep=")) {
+        return std::nullopt;
+    }
+    text = rest;
+    return line.back();
+}
+
+void dropEmptyEnd(QStringList& cells, qsizetype columns) {
+    while (cells.size() > columns && cells.constLast().isEmpty()) {
+        cells.removeLast();
+    }
 }
 
 } // namespace
 
 ApiError unusableCsv(const QString& sentence) {
-    return {422, QStringLiteral("invalid_csv"), sentence};
+    return {422, u"invalid_csv"_s, sentence};
 }
 
 CsvTable readCsv(QByteArrayView text) {
@@ -108,16 +132,24 @@ CsvTable readCsv(QByteArrayView text) {
     if (text.startsWith(byteOrderMark)) {
         text = text.sliced(byteOrderMark.size());
     }
-    Reader reader(separatorOf(text));
+    const auto named = takeNamedSeparator(text);
+    Reader reader(named.value_or(separatorOf(text)));
+    if (named) {
+        reader.skipLine();
+    }
     while (!text.isEmpty()) {
         reader.readLine(takeLine(text));
     }
     QList<CsvRecord> records = reader.finish();
     if (records.isEmpty()) {
-        throw unusableCsv(QStringLiteral("The file is empty."));
+        throw unusableCsv(u"The file is empty."_s);
     }
     CsvTable table;
     table.header = records.takeFirst().cells;
+    dropEmptyEnd(table.header, 0);
+    for (CsvRecord& record : records) {
+        dropEmptyEnd(record.cells, table.header.size());
+    }
     table.records = std::move(records);
     return table;
 }

@@ -27,9 +27,11 @@ struct CsvTable {
 [[nodiscard]] ApiError unusableCsv(const QString& sentence);
 
 /// Reads RFC 4180 text in UTF-8, with or without a byte-order mark, lines ended
-/// by CRLF, LF or CR, separated by the one of comma and semicolon that the first
-/// line has more of. Blanks around a cell are dropped. Throws ApiError 422 for
-/// an empty text and for quotes that are not in order, naming the line.
+/// by CRLF, LF or CR, separated by what a line "sep=;" in front says, or else by
+/// the one of comma, semicolon and tab that the first line has most of. Blanks
+/// around a cell are dropped, and empty cells behind the last column. Throws
+/// ApiError 422 for an empty text and for quotes that are not in order, naming
+/// the line.
 [[nodiscard]] CsvTable readCsv(QByteArrayView text);
 
 } // namespace devserver

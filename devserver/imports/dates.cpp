@@ -1,49 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/imports/dates.h"
 
+#include "devserver/base/time.h"
 #include "devserver/imports/csvtable.h"
 
 #include <QDateTime>
 #include <QRegularExpression>
 
+#include <cmath>
+
 namespace devserver {
-namespace {
-
-constexpr qint64 epochDay = 2440588; // the Julian day of 1970-01-01
-constexpr qint64 secondsPerDay = 86400;
-
-std::optional<QDate> dateOf(int year, int month, int day) {
-    const QDate date(year, month, day);
-    return date.isValid() && year >= 1970 && year <= 9998 ? std::optional(date) : std::nullopt;
-}
-
-std::optional<QDate> readIso(const QString& text) {
-    static const QRegularExpression form(QStringLiteral("^([0-9]{4})-([0-9]{2})-([0-9]{2})\\z"));
-    const auto match = form.match(text);
-    return match.hasMatch() ? dateOf(match.capturedView(1).toInt(), match.capturedView(2).toInt(),
-                                     match.capturedView(3).toInt())
-                            : std::nullopt;
-}
-
-std::optional<QDate> readSlashed(const QString& text, int dayGroup, int monthGroup) {
-    static const QRegularExpression form(QStringLiteral("^([0-9]{1,2})/([0-9]{1,2})/([0-9]{4})\\z"));
-    const auto match = form.match(text);
-    return match.hasMatch() ? dateOf(match.capturedView(3).toInt(), match.capturedView(monthGroup).toInt(),
-                                     match.capturedView(dayGroup).toInt())
-                            : std::nullopt;
-}
-
-} // namespace
 
 DateForm findDateForm(const QStringList& dates) {
-    bool iso = false;
+    bool yearFirst = false;
     bool dayFirst = false;
     bool monthFirst = false;
     bool either = false;
     bool same = false;
     for (const QString& text : dates) {
-        if (readDate(text, DateForm::Iso)) {
-            iso = true;
+        if (readDate(text, DateForm::YearFirst)) {
+            yearFirst = true;
             continue;
         }
         const auto byDay = readDate(text, DateForm::DayFirst);
@@ -53,95 +29,102 @@ DateForm findDateForm(const QStringList& dates) {
         either = either || (byDay && byMonth && byDay != byMonth);
         same = same || (byDay && byDay == byMonth);
     }
-    if (int(iso) + int(dayFirst) + int(monthFirst) > 1 || (iso && (either || same))) {
-        throw unusableCsv(QStringLiteral("The file writes its dates in more than one way; "
-                                         "all must be YYYY-MM-DD, or all DD/MM/YYYY, or all MM/DD/YYYY."));
+    if (int(yearFirst) + int(dayFirst) + int(monthFirst) > 1 || (yearFirst && (either || same))) {
+        throw unusableCsv(u"The file writes its dates in more than one way; "
+                          "all must be YYYY-MM-DD, or all DD/MM/YYYY, or all MM/DD/YYYY."_s);
     }
     if (either && !dayFirst && !monthFirst) {
-        throw unusableCsv(QStringLiteral("Every date of the file could be DD/MM/YYYY as well as MM/DD/YYYY; "
-                                         "write the dates as YYYY-MM-DD."));
+        throw unusableCsv(u"Every date of the file could be DD/MM/YYYY as well as MM/DD/YYYY; "
+                          "write the dates as YYYY-MM-DD."_s);
     }
     if (monthFirst) {
         return DateForm::MonthFirst;
     }
-    return dayFirst || same ? DateForm::DayFirst : DateForm::Iso;
+    return dayFirst || same ? DateForm::DayFirst : DateForm::YearFirst;
 }
 
 QString nameOf(DateForm form) {
     switch (form) {
-    case DateForm::Iso:
-        return QStringLiteral("YYYY-MM-DD");
+    case DateForm::YearFirst:
+        return u"YYYY-MM-DD"_s;
     case DateForm::DayFirst:
-        return QStringLiteral("DD/MM/YYYY");
+        return u"DD/MM/YYYY"_s;
     case DateForm::MonthFirst:
         break;
     }
-    return QStringLiteral("MM/DD/YYYY");
+    return u"MM/DD/YYYY"_s;
 }
 
 std::optional<QDate> readDate(const QString& text, DateForm form) {
-    switch (form) {
-    case DateForm::Iso:
-        return readIso(text);
-    case DateForm::DayFirst:
-        return readSlashed(text, 1, 2);
-    case DateForm::MonthFirst:
-        break;
-    }
-    return readSlashed(text, 2, 1);
+    static const QRegularExpression yearFirst(u"^([0-9]{4})([-/])([0-9]{2})\\2([0-9]{2})\\z"_s);
+    static const QRegularExpression dayFirst(u"^([0-9]{1,2})([-/.])([0-9]{1,2})\\2([0-9]{4})\\z"_s);
+    static const QRegularExpression monthFirst(u"^([0-9]{1,2})([-/])([0-9]{1,2})\\2([0-9]{4})\\z"_s);
+    const auto match = (form == DateForm::YearFirst  ? yearFirst
+                        : form == DateForm::DayFirst ? dayFirst
+                                                     : monthFirst)
+                           .match(text);
+    const int first = match.capturedView(1).toInt();
+    const int second = match.capturedView(3).toInt();
+    const int third = match.capturedView(4).toInt();
+    const QDate date = form == DateForm::YearFirst  ? QDate(first, second, third)
+                       : form == DateForm::DayFirst ? QDate(third, second, first)
+                                                    : QDate(third, first, second);
+    return match.hasMatch() && date.isValid() && date.year() >= 1970 && date.year() <= 9998
+               ? std::optional(date)
+               : std::nullopt;
 }
 
 std::optional<int> readTimeOfDay(const QString& text) {
+    // The blank may be one that keeps its neighbours on one line.
     static const QRegularExpression form(
-        QStringLiteral("^([0-9]{1,2}):([0-9]{2})(?::([0-9]{2}))?(?: ?([AaPp])[Mm])?\\z"));
+        u"^([0-9]{1,2}):([0-9]{2})(?::([0-9]{2})(?:[.,][0-9]{1,9})?)?"
+        "(?:[ \\x{A0}\\x{2009}\\x{202F}]?([AaPp])(?:[Mm]|\\.[Mm]\\.))?\\z"_s);
     const auto match = form.match(text);
-    if (!match.hasMatch()) {
-        return std::nullopt;
-    }
-    int hour = match.capturedView(1).toInt();
     const int minute = match.capturedView(2).toInt();
     const int second = match.capturedView(3).toInt();
+    int hour = match.capturedView(1).toInt();
     if (const QStringView half = match.capturedView(4); !half.isEmpty()) {
         if (hour < 1 || hour > 12) {
             return std::nullopt;
         }
         hour = hour % 12 + (half.startsWith(u'p', Qt::CaseInsensitive) ? 12 : 0);
     }
-    if (!QTime::isValid(hour, minute, second)) {
+    const bool endOfDay = hour == 24 && minute == 0 && second == 0;
+    if (!match.hasMatch() || !(endOfDay || QTime::isValid(hour, minute, second))) {
         return std::nullopt;
     }
     return (hour * 60 + minute) * 60 + second;
 }
 
-std::optional<int> readDuration(const QString& text) {
-    static const QRegularExpression form(QStringLiteral("^([0-9]{1,5}):([0-5][0-9])(?::([0-5][0-9]))?\\z"));
-    const auto match = form.match(text);
+std::optional<Length> readDuration(const QString& text) {
+    static const QRegularExpression clock(
+        u"^([0-9]{1,5}):([0-5][0-9])(?::([0-5][0-9])(?:[.,][0-9]{1,9})?)?\\z"_s);
+    static const QRegularExpression hours(u"^([0-9]{1,5})[.,]([0-9]{1,6})\\z"_s);
+    if (const auto match = clock.match(text); match.hasMatch()) {
+        return Length{(match.capturedView(1).toLongLong() * 60 + match.capturedView(2).toInt()) * 60 +
+                      match.capturedView(3).toInt()};
+    }
+    const auto match = hours.match(text);
     if (!match.hasMatch()) {
         return std::nullopt;
     }
-    return (match.capturedView(1).toInt() * 60 + match.capturedView(2).toInt()) * 60 +
-           match.capturedView(3).toInt();
+    const double unit = 3600 / std::pow(10, match.capturedLength(2));
+    const auto parts = (match.captured(1) + match.captured(2)).toLongLong();
+    return Length{std::llround(double(parts) * unit), 1 + std::llround(unit / 2)};
 }
 
-std::variant<qint64, LocalClock::Fault> LocalClock::instant(QDate date, int secondOfDay) const {
-    const qint64 local = (date.toJulianDay() - epochDay) * secondsPerDay + secondOfDay;
-    const int before = offsetAt(local - secondsPerDay);
-    const int after = offsetAt(local + secondsPerDay);
-    const qint64 early = local - before;
-    const qint64 late = local - after;
-    const bool byEarly = offsetAt(early) == before;
-    const bool byLate = before == after ? byEarly : offsetAt(late) == after;
-    if (byEarly && byLate && early != late) {
-        return Fault::Repeated;
+QList<qint64> instantsOf(QDate date, int secondOfDay, const QTimeZone& zone) {
+    const qint64 local = utcMidnight(date) + secondOfDay;
+    QList<qint64> instants;
+    for (const qint64 near : {local - secondsPerDay, local + secondsPerDay}) {
+        const int offset = QDateTime::fromSecsSinceEpoch(near, zone).offsetFromUtc();
+        const qint64 instant = local - offset;
+        if (QDateTime::fromSecsSinceEpoch(instant, zone).offsetFromUtc() == offset &&
+            !instants.contains(instant)) {
+            instants += instant;
+        }
     }
-    if (!byEarly && !byLate) {
-        return Fault::Skipped;
-    }
-    return byEarly ? early : late;
-}
-
-int LocalClock::offsetAt(qint64 instant) const {
-    return QDateTime::fromSecsSinceEpoch(instant, m_zone).offsetFromUtc();
+    return instants;
 }
 
 } // namespace devserver

@@ -6,13 +6,13 @@
 #include <QTimeZone>
 
 #include <optional>
-#include <variant>
 
 namespace devserver {
 
-/// How a file writes its dates: YYYY-MM-DD, DD/MM/YYYY or MM/DD/YYYY. Day and
-/// month may be of one digit between slashes.
-enum class DateForm { Iso, DayFirst, MonthFirst };
+/// How a file writes its dates: YYYY-MM-DD, DD/MM/YYYY or MM/DD/YYYY, with "-"
+/// or "/" between them; the day first also with ".". Where it does not come
+/// last, the year has day and month of two digits behind it.
+enum class DateForm { YearFirst, DayFirst, MonthFirst };
 
 /// The one form of all these dates; those that are no date in any form do not
 /// count. Throws ApiError 422 when the forms are mixed, and when the dates could
@@ -25,29 +25,20 @@ enum class DateForm { Iso, DayFirst, MonthFirst };
 /// A date of the years 1970 to 9998: what lies outside is a slip of the pen.
 [[nodiscard]] std::optional<QDate> readDate(const QString& text, DateForm form);
 
-/// Reads 9:05, 09:05:30, 9:05 PM; the result is seconds after midnight as a clock shows them.
+/// Reads 9:05, 09:05:30, 09:05:30.250, 9:05 PM, 9:05 p.m. and 24:00; the result
+/// is whole seconds after midnight as a clock shows them.
 [[nodiscard]] std::optional<int> readTimeOfDay(const QString& text);
 
-/// Reads H:MM:SS or H:MM with up to five digits of hours; the result is seconds.
-[[nodiscard]] std::optional<int> readDuration(const QString& text);
-
-/// What clocks show in one time zone.
-class LocalClock {
-public:
-    enum class Fault {
-        Skipped, ///< The clocks were put forward over this time.
-        Repeated ///< The clocks were put back, and showed this time twice.
-    };
-
-    explicit LocalClock(const QTimeZone& zone) : m_zone(zone) {}
-
-    /// The instant at which the clocks showed this.
-    [[nodiscard]] std::variant<qint64, Fault> instant(QDate date, int secondOfDay) const;
-
-private:
-    [[nodiscard]] int offsetAt(qint64 instant) const;
-
-    QTimeZone m_zone;
+struct Length {
+    qint64 seconds = 0;
+    qint64 give = 1; ///< how far off it may be, as it was written
 };
+
+/// Reads H:MM:SS and H:MM with up to five digits of hours, and 1.5 hours.
+[[nodiscard]] std::optional<Length> readDuration(const QString& text);
+
+/// The instants at which the clocks of a zone showed this: none where they were
+/// put forward over it, two where they were put back.
+[[nodiscard]] QList<qint64> instantsOf(QDate date, int secondOfDay, const QTimeZone& zone);
 
 } // namespace devserver

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/imports/rows.h"
 
-#include "devserver/base/timestamps.h"
+#include "devserver/base/time.h"
 
-#include <QDateTime>
+#include <QHash>
 #include <QJsonArray>
-#include <QTimeZone>
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -13,41 +13,23 @@ namespace devserver {
 namespace {
 
 constexpr qsizetype longestName = 255;
-constexpr qsizetype longestDescription = 100'000;
-constexpr qsizetype mostTags = 100;
 
-const QString descriptionKey = QStringLiteral("description");
-const QString clientKey = QStringLiteral("client");
-const QString projectKey = QStringLiteral("project");
-const QString taskKey = QStringLiteral("task");
-const QString tagsKey = QStringLiteral("tags");
-const QString billableKey = QStringLiteral("billable");
-const QString startKey = QStringLiteral("start_at");
-const QString stopKey = QStringLiteral("stop_at");
-const QString clockStartKey = QStringLiteral("clock_start");
-const QString clockStopKey = QStringLiteral("clock_stop");
-
-QString textOf(qint64 instant) {
-    return QDateTime::fromSecsSinceEpoch(instant).toUTC().toString(Qt::ISODate);
-}
-
-QString durationText(qint64 seconds) {
-    return QStringLiteral("%1:%2:%3")
-        .arg(seconds / 3600)
-        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
-}
+const QString descriptionKey = u"description"_s;
+const QString clientKey = u"client"_s;
+const QString projectKey = u"project"_s;
+const QString taskKey = u"task"_s;
+const QString tagsKey = u"tags"_s;
+const QString billableKey = u"billable"_s;
+const QString startKey = u"start_at"_s;
+const QString stopKey = u"stop_at"_s;
+const QString clockStartKey = u"clock_start"_s;
+const QString clockStopKey = u"clock_stop"_s;
 
 std::optional<bool> readTruth(const QString& text) {
-    static const QStringList yes{QStringLiteral("yes"), QStringLiteral("true"), QStringLiteral("1"),
-                                 QStringLiteral("כן")};
-    static const QStringList no{QStringLiteral("no"), QStringLiteral("false"), QStringLiteral("0"),
-                                QStringLiteral("לא"), QString()};
+    static const QStringList yes{u"yes"_s, u"y"_s, u"true"_s, u"1"_s, u"כן"_s};
+    static const QStringList no{u"no"_s, u"n"_s, u"false"_s, u"0"_s, u"לא"_s, QString()};
     const QString word = text.toLower();
-    if (yes.contains(word)) {
-        return true;
-    }
-    return no.contains(word) ? std::optional(false) : std::nullopt;
+    return yes.contains(word) ? std::optional(true) : no.contains(word) ? std::optional(false) : std::nullopt;
 }
 
 QStringList readTags(const QString& text) {
@@ -72,17 +54,10 @@ QJsonObject contentOf(const ImportRow& row) {
             {taskKey, row.task},
             {tagsKey, QJsonArray::fromStringList(row.tags)},
             {billableKey, row.billable},
-            {startKey, textOf(row.startAt)},
-            {stopKey, textOf(row.stopAt)},
+            {startKey, QString::fromLatin1(instantText(row.startAt))},
+            {stopKey, QString::fromLatin1(instantText(row.stopAt))},
             {clockStartKey, row.clockStart},
             {clockStopKey, row.clockStop}};
-}
-
-QJsonObject identityOf(const ImportRow& row) {
-    QJsonObject identity = contentOf(row);
-    identity.remove(startKey);
-    identity.remove(stopKey);
-    return identity;
 }
 
 QJsonObject entryOf(const ImportRow& row) {
@@ -90,6 +65,13 @@ QJsonObject entryOf(const ImportRow& row) {
     entry.remove(clockStartKey);
     entry.remove(clockStopKey);
     return entry;
+}
+
+QString fingerprintOf(const ImportRow& row) {
+    QJsonObject identity = contentOf(row);
+    identity.remove(startKey);
+    identity.remove(stopKey);
+    return fingerprintOf(identity);
 }
 
 ImportRow rowOf(const QJsonObject& content, int row) {
@@ -119,18 +101,20 @@ struct RowReader::Reading {
     void report(Column column, const QString& message) { problems += {record.row, nameOf(column), message}; }
 };
 
-RowReader::RowReader(const CsvTable& table, const QTimeZone& zone)
-    : m_table(table), m_zone(QString::fromUtf8(zone.id())), m_clock(zone) {
+RowReader::RowReader(const CsvTable& table, const QTimeZone& zone) : m_table(table), m_zone(zone) {
+    static const QHash<QString, QString> otherNames{{u"stop date"_s, u"end date"_s},
+                                                    {u"stop time"_s, u"end time"_s}};
     QStringList header;
-    for (const QString& name : table.header) {
-        header += name.simplified().toLower();
+    for (const QString& title : table.header) {
+        const QString name = title.simplified().toLower();
+        header += otherNames.value(name, name);
     }
     for (int i = 0; i < ColumnCount; ++i) {
         const auto column = static_cast<Column>(i);
         const QString name = nameOf(column).toLower();
         m_places[column] = header.indexOf(name);
         if (header.count(name) > 1) {
-            throw unusableCsv(QStringLiteral("The file has the column %1 twice.").arg(nameOf(column)));
+            throw unusableCsv(u"The file has the column %1 twice."_s.arg(nameOf(column)));
         }
     }
     requireColumns();
@@ -143,11 +127,9 @@ RowReader::RowReader(const CsvTable& table, const QTimeZone& zone)
 
 QString RowReader::nameOf(Column column) {
     static const std::array<QString, ColumnCount> names{
-        QStringLiteral("User"),     QStringLiteral("Email"),      QStringLiteral("Client"),
-        QStringLiteral("Project"),  QStringLiteral("Task"),       QStringLiteral("Description"),
-        QStringLiteral("Billable"), QStringLiteral("Start date"), QStringLiteral("Start time"),
-        QStringLiteral("End date"), QStringLiteral("End time"),   QStringLiteral("Duration"),
-        QStringLiteral("Tags")};
+        u"User"_s,        u"Email"_s,    u"Client"_s,     u"Project"_s,    u"Task"_s,
+        u"Description"_s, u"Billable"_s, u"Start date"_s, u"Start time"_s, u"End date"_s,
+        u"End time"_s,    u"Duration"_s, u"Tags"_s};
     return names[column];
 }
 
@@ -159,11 +141,10 @@ void RowReader::requireColumns() const {
         }
     }
     if (m_places[Duration] < 0 && !hasEnds()) {
-        missing += QStringLiteral("End date with End time, or Duration");
+        missing += u"End date with End time, or Duration"_s;
     }
     if (!missing.isEmpty()) {
-        throw unusableCsv(
-            QStringLiteral("The first line does not name these columns: %1.").arg(missing.join(u"; ")));
+        throw unusableCsv(u"The first line does not name these columns: %1."_s.arg(missing.join(u"; ")));
     }
 }
 
@@ -177,11 +158,23 @@ QString RowReader::userOf(const CsvRecord& record) const {
     return email.isEmpty() ? cell(record, User) : email;
 }
 
+bool RowReader::isTotal(const CsvRecord& record) const {
+    static const QRegularExpression word(u"^(grand |sub)?(total|sum)s?\\b|^סה[״\"]כ|^סך הכו?ל"_s,
+                                         QRegularExpression::CaseInsensitiveOption |
+                                             QRegularExpression::UseUnicodePropertiesOption);
+    const auto isEmpty = [&](Column column) { return cell(record, column).isEmpty(); };
+    const std::array times{StartDate, StartTime, EndDate, EndTime};
+    const std::array names{Client, Project, Task, Description};
+    return std::all_of(times.begin(), times.end(), isEmpty) &&
+           (std::all_of(names.begin(), names.end(), isEmpty) ||
+            std::any_of(record.cells.begin(), record.cells.end(),
+                        [](const QString& text) { return word.match(text).hasMatch(); }));
+}
+
 std::optional<ImportRow> RowReader::read(const CsvRecord& record, QList<ImportProblem>& problems) const {
     if (record.cells.size() != m_table.header.size()) {
         problems += {record.row, QString(),
-                     QStringLiteral("The row has %1 values, but there are %2 columns.")
-                         .arg(record.cells.size())
+                     u"The row has %1 values, but there are %2 columns."_s.arg(record.cells.size())
                          .arg(m_table.header.size())};
         return std::nullopt;
     }
@@ -201,28 +194,25 @@ void RowReader::readNames(Reading& reading, ImportRow& row) const {
     row.task = cell(reading.record, Task);
     row.tags = readTags(cell(reading.record, Tags));
     if (row.description.size() > longestDescription) {
-        reading.report(Description,
-                       QStringLiteral("The text is longer than %1 characters.").arg(longestDescription));
+        reading.report(Description, u"The text is longer than %1 characters."_s.arg(longestDescription));
     }
     for (const auto& [column, name] :
          {std::pair(Client, row.client), std::pair(Project, row.project), std::pair(Task, row.task)}) {
         if (name.size() > longestName) {
-            reading.report(column, QStringLiteral("The name is longer than %1 characters.").arg(longestName));
+            reading.report(column, u"The name is longer than %1 characters."_s.arg(longestName));
         }
         if (column != Project && !name.isEmpty() && row.project.isEmpty()) {
-            reading.report(column, QStringLiteral("It needs a project, and the row names none."));
+            reading.report(column, u"It needs a project, and the row names none."_s);
         }
     }
     const bool tooLong = std::any_of(row.tags.begin(), row.tags.end(),
                                      [](const QString& tag) { return tag.size() > longestName; });
     if (tooLong || row.tags.size() > mostTags) {
-        reading.report(
-            Tags,
-            QStringLiteral("There can be %1 tags of %2 characters each.").arg(mostTags).arg(longestName));
+        reading.report(Tags, u"There can be %1 tags of %2 characters each."_s.arg(mostTags).arg(longestName));
     }
     const auto billable = readTruth(cell(reading.record, Billable));
     if (!billable) {
-        reading.report(Billable, QStringLiteral("This is neither Yes nor No."));
+        reading.report(Billable, u"This is neither Yes nor No."_s);
     }
     row.billable = billable.value_or(false);
 }
@@ -232,59 +222,77 @@ void RowReader::readTimes(Reading& reading, ImportRow& row) const {
     const bool hasEnd =
         hasEnds() && !(cell(reading.record, EndDate).isEmpty() && cell(reading.record, EndTime).isEmpty());
     auto stop = hasEnd ? readMoment(reading, EndDate, EndTime) : std::nullopt;
-    const QString length = cell(reading.record, Duration);
-    const auto duration = readDuration(length);
-    if (!length.isEmpty() && !duration) {
-        reading.report(Duration, QStringLiteral("This is not a duration such as 1:30:00."));
+    const QString text = cell(reading.record, Duration);
+    const auto length = readDuration(text);
+    if (!text.isEmpty() && !length) {
+        reading.report(Duration, u"This is not a duration such as 1:30:00."_s);
     }
-    if (!hasEnd && length.isEmpty()) {
-        reading.report(hasEnds() ? EndTime : Duration,
-                       QStringLiteral("The row has neither an end nor a duration."));
+    if (!hasEnd && text.isEmpty()) {
+        reading.report(hasEnds() ? EndTime : Duration, u"The row has neither an end nor a duration."_s);
     }
-    if (!hasEnd && start && duration) {
-        stop = Moment{start->instant + *duration, start->clock + *duration};
+    if (!hasEnd && start && length) {
+        stop = Moment{{}, start->clock + length->seconds};
+        for (const qint64 instant : start->instants) {
+            stop->instants += instant + length->seconds;
+        }
     }
-    if (!start || !stop) {
-        return;
+    if (start && stop) {
+        choose(reading, row, *start, *stop, hasEnd ? length : std::nullopt);
     }
-    row.startAt = start->instant;
-    row.stopAt = stop->instant;
-    row.clockStart = start->clock;
-    row.clockStop = stop->clock;
+}
+
+// Where the clocks were put back, the length tells which of two moments is meant;
+// when both are in doubt it is the same both times.
+void RowReader::choose(Reading& reading, ImportRow& row, const Moment& start, const Moment& stop,
+                       const std::optional<Length>& length) const {
+    row.clockStart = start.clock;
+    row.clockStop = stop.clock;
+    row.startAt = start.instants[0];
+    row.stopAt = stop.instants[0];
+    const auto fits = [&] {
+        return length && std::abs(row.stopAt - row.startAt - length->seconds) <= length->give;
+    };
+    for (const qint64 from : start.instants) {
+        for (const qint64 to : stop.instants) {
+            if (!fits()) {
+                row.startAt = from;
+                row.stopAt = to;
+            }
+        }
+    }
     const qint64 elapsed = row.stopAt - row.startAt;
-    if (row.stopAt > lastInstant) {
-        reading.report(Duration, QStringLiteral("The entry would end after the year 9999."));
+    if (!fits() && start.instants.size() + stop.instants.size() > 2) {
+        reading.report(
+            start.instants.size() > 1 ? StartTime : EndTime,
+            u"This time was twice in %1: the clocks were put back."_s.arg(QString::fromUtf8(m_zone.id())));
+    } else if (row.stopAt > lastInstant) {
+        reading.report(Duration, u"The entry would end after the year 9999."_s);
     } else if (elapsed < 0) {
-        reading.report(EndTime, QStringLiteral("The entry would end before it starts."));
-    } else if (duration && std::abs(elapsed - *duration) > 1) {
-        reading.report(Duration, QStringLiteral("From start to end it is %1.").arg(durationText(elapsed)));
+        reading.report(EndTime, u"The entry would end before it starts."_s);
+    } else if (length && !fits()) {
+        reading.report(Duration, u"From start to end it is %1."_s.arg(durationText(elapsed)));
     }
 }
 
 std::optional<RowReader::Moment> RowReader::readMoment(Reading& reading, Column date, Column time) const {
     const auto day = readDate(cell(reading.record, date), m_dates);
     if (!day) {
-        reading.report(date,
-                       QStringLiteral("This is not a date in the form %1.").arg(devserver::nameOf(m_dates)));
+        reading.report(date, u"This is not a date in the form %1."_s.arg(devserver::nameOf(m_dates)));
     }
     const auto second = readTimeOfDay(cell(reading.record, time));
     if (!second) {
-        reading.report(time, QStringLiteral("This is not a time of day such as 09:30 or 09:30:15."));
+        reading.report(time, u"This is not a time of day such as 09:30 or 09:30:15."_s);
     }
     if (!day || !second) {
         return std::nullopt;
     }
-    const auto instant = m_clock.instant(*day, *second);
-    if (const auto* fault = std::get_if<LocalClock::Fault>(&instant)) {
-        reading.report(
-            time, *fault == LocalClock::Fault::Skipped
-                      ? QStringLiteral("This time does not exist in %1: the clocks were put "
-                                       "forward over it.")
-                            .arg(m_zone)
-                      : QStringLiteral("This time was twice in %1: the clocks were put back.").arg(m_zone));
+    const Moment moment{instantsOf(*day, *second, m_zone), utcMidnight(*day) + *second};
+    if (moment.instants.isEmpty()) {
+        reading.report(time, u"This time does not exist in %1: the clocks were put forward over it."_s.arg(
+                                 QString::fromUtf8(m_zone.id())));
         return std::nullopt;
     }
-    return Moment{std::get<qint64>(instant), day->startOfDay(QTimeZone::utc()).toSecsSinceEpoch() + *second};
+    return moment;
 }
 
 } // namespace devserver

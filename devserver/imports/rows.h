@@ -35,18 +35,20 @@ struct ImportProblem {
 
 /// Everything of the row but its place in the file.
 [[nodiscard]] QJsonObject contentOf(const ImportRow& row);
-/// What makes it the same record, in whatever time zone it is read: its content
-/// with the times of the file instead of instants.
-[[nodiscard]] QJsonObject identityOf(const ImportRow& row);
 /// The record as it would be written: its content with instants alone.
 [[nodiscard]] QJsonObject entryOf(const ImportRow& row);
 [[nodiscard]] ImportRow rowOf(const QJsonObject& content, int row);
 
+/// Of the record as the file has it, hexadecimal: neither its row nor the time
+/// zone in which it is read make it another one.
+[[nodiscard]] QString fingerprintOf(const ImportRow& row);
+
 /// Reads the records of a detailed CSV. Its columns, in any order, whatever
 /// their case: Client, Project, Task, Description, Billable, Start date, Start
-/// time, End date, End time, Duration, Tags. A start is needed, and an end or a
-/// duration; all others are optional, and further columns are ignored. An end
-/// takes both of its columns: one without the other is such a further column.
+/// time, End date, End time, Duration, Tags; an end may be called a stop. A start
+/// is needed, and an end or a duration; all others are optional, and further
+/// columns are ignored. An end takes both of its columns: one without the other
+/// is such a further column.
 class RowReader {
 public:
     /// Throws ApiError 422 when columns are missing or named twice, and when the
@@ -56,6 +58,9 @@ public:
     /// The row, or nothing when there is a problem; each is appended to `problems`.
     [[nodiscard]] std::optional<ImportRow> read(const CsvRecord& record,
                                                 QList<ImportProblem>& problems) const;
+
+    /// Whether the record adds others up: it has no time, and names nothing or itself a total.
+    [[nodiscard]] bool isTotal(const CsvRecord& record) const;
 
     /// Whom the record belonged to: the e-mail address, or else the name.
     [[nodiscard]] QString userOf(const CsvRecord& record) const;
@@ -79,8 +84,8 @@ private:
     };
     struct Reading;
     struct Moment {
-        qint64 instant = 0;
-        qint64 clock = 0; ///< what clocks show then, as if it were UTC
+        QList<qint64> instants; ///< two when the clocks were put back
+        qint64 clock = 0;       ///< what clocks show then, as if it were UTC
     };
 
     static QString nameOf(Column column);
@@ -90,12 +95,13 @@ private:
     void readTimes(Reading& reading, ImportRow& row) const;
     [[nodiscard]] bool hasEnds() const { return m_places[EndDate] >= 0 && m_places[EndTime] >= 0; }
     [[nodiscard]] std::optional<Moment> readMoment(Reading& reading, Column date, Column time) const;
+    void choose(Reading& reading, ImportRow& row, const Moment& start, const Moment& stop,
+                const std::optional<Length>& length) const;
 
     const CsvTable& m_table;
-    QString m_zone;
-    LocalClock m_clock;
+    QTimeZone m_zone;
     std::array<qsizetype, ColumnCount> m_places{};
-    DateForm m_dates = DateForm::Iso;
+    DateForm m_dates = DateForm::YearFirst;
 };
 
 } // namespace devserver

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "devserver/imports/rows.h"
-
 #include "devserver/store/database.h"
 
 #include <QSet>
@@ -30,15 +29,14 @@ struct StagedImport {
     [[nodiscard]] bool isComplete() const { return checkpoint == total; }
 };
 
+/// {"id","checksum","state","checkpoint","total","has_more","invalid","written","skipped"}
+[[nodiscard]] QJsonObject progressOf(const StagedImport& import);
+
 /// A staged row with what identifies it among all that were imported.
 struct StagedRecord {
     ImportRow row;
     QString fingerprint;
 };
-
-/// Of the record as the file has it, hexadecimal: neither its row nor the time
-/// zone in which it is read make it another one.
-[[nodiscard]] QString fingerprintOf(const ImportRow& row);
 
 /// The fingerprints of everything imported from this source.
 [[nodiscard]] QSet<QString> importedFrom(Connection& connection, const ImportSource& source);

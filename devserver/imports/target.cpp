@@ -1,84 +1,63 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/imports/target.h"
 
-#include "devserver/demo/catalog.h"
-
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QUuid>
 
 #include <algorithm>
 
 namespace devserver {
-namespace {
-
-QString newId() {
-    return QUuid::createUuid().toString(QUuid::WithoutBraces);
-}
-
-} // namespace
-
 ImportTarget::ImportTarget(Connection& connection, QString workspaceId, QString userId)
     : m_connection(connection), m_workspaceId(std::move(workspaceId)), m_userId(std::move(userId)) {
     loadNames();
     loadProjects();
-    loadLocks();
+    for (const Period& period : periodsOf(m_connection, m_workspaceId, m_userId)) {
+        if (period.isClosed()) {
+            m_periods += period;
+        }
+    }
 }
 
 void ImportTarget::loadNames() {
     const auto load = [this](const QString& table, QHash<QString, QString>& names) {
         QSqlQuery query = m_connection.run(
-            QStringLiteral("SELECT id, name FROM %1 WHERE workspace_id = ? ORDER BY id DESC").arg(table),
-            {m_workspaceId});
+            u"SELECT id, name FROM %1 WHERE workspace_id = ? ORDER BY id DESC"_s.arg(table), {m_workspaceId});
         while (m_connection.next(query)) {
             names.insert(query.value(1).toString(), query.value(0).toString());
         }
     };
-    load(QStringLiteral("clients"), m_clients);
-    load(QStringLiteral("tags"), m_tags);
-    QSqlQuery query = m_connection.run(
-        QStringLiteral("SELECT t.id, t.name, t.project_id FROM tasks t JOIN projects p"
-                       " ON p.id = t.project_id WHERE p.workspace_id = ? ORDER BY t.id DESC"),
-        {m_workspaceId});
+    load(u"clients"_s, m_clients);
+    load(u"tags"_s, m_tags);
+    QSqlQuery query =
+        m_connection.run(u"SELECT t.id, t.name, t.project_id FROM tasks t JOIN projects p"
+                         " ON p.id = t.project_id WHERE p.workspace_id = ? ORDER BY t.id DESC"_s,
+                         {m_workspaceId});
     while (m_connection.next(query)) {
         m_tasks.insert({query.value(2).toString(), query.value(1).toString()}, query.value(0).toString());
     }
 }
 
 void ImportTarget::loadProjects() {
-    QSqlQuery query =
-        m_connection.run(QStringLiteral("SELECT p.id, p.name, c.name, p.archived FROM projects p"
-                                        " LEFT JOIN clients c ON c.id = p.client_id WHERE p.workspace_id = ?"
-                                        " ORDER BY p.archived DESC, p.id DESC"),
-                         {m_workspaceId});
+    QSqlQuery query = m_connection.run(u"SELECT p.id, p.name, c.name, p.archived FROM projects p"
+                                       " LEFT JOIN clients c ON c.id = p.client_id WHERE p.workspace_id = ?"
+                                       " ORDER BY p.archived DESC, p.id DESC"_s,
+                                       {m_workspaceId});
     while (m_connection.next(query)) {
         m_projects.insert({query.value(2).toString(), query.value(1).toString()},
                           {query.value(0).toString(), query.value(3).toInt() != 0});
     }
 }
 
-void ImportTarget::loadLocks() {
-    QSqlQuery query = m_connection.run(
-        QStringLiteral("SELECT start_at, end_at FROM timesheet_periods WHERE workspace_id = ?"
-                       " AND user_id = ? AND status IN ('submitted', 'approved')"),
-        {m_workspaceId, m_userId});
-    while (m_connection.next(query)) {
-        m_locks += {query.value(0).toLongLong(), query.value(1).toLongLong()};
-    }
-}
-
 std::optional<ImportProblem> ImportTarget::obstacle(const ImportRow& row) const {
-    const bool locked = std::any_of(m_locks.begin(), m_locks.end(), [&row](const Interval& lock) {
-        return lock.end > row.startAt && lock.start < row.stopAt;
+    const bool locked = std::any_of(m_periods.begin(), m_periods.end(), [&row](const Period& period) {
+        return period.overlaps(row.startAt, row.stopAt);
     });
     if (locked) {
-        return ImportProblem{
-            row.row, QStringLiteral("Start date"),
-            QStringLiteral("This time lies in a timesheet period that was submitted or approved.")};
+        return ImportProblem{row.row, u"Start date"_s,
+                             u"This time lies in a timesheet period that was submitted or approved."_s};
     }
     if (m_projects.value({row.client, row.project}).archived) {
-        return ImportProblem{row.row, QStringLiteral("Project"),
-                             QStringLiteral("The project of this name is archived.")};
+        return ImportProblem{row.row, u"Project"_s, u"The project of this name is archived."_s};
     }
     return std::nullopt;
 }
@@ -115,50 +94,36 @@ Entry ImportTarget::entryFor(const ImportRow& row) {
     return entry;
 }
 
-QString ImportTarget::clientFor(const QString& name) {
-    QString& id = m_clients[name];
-    if (id.isEmpty()) {
-        id = newId();
-        m_connection.run(QStringLiteral("INSERT INTO clients (id, workspace_id, name) VALUES (?, ?, ?)"),
-                         {id, m_workspaceId, name});
-    }
+QString ImportTarget::add(const QString& table, const QString& columns, const QVariantList& values) {
+    const QString id = newId();
+    m_connection.insert(u"%1 (id, %2)"_s.arg(table, columns), QVariantList{id} + values);
     return id;
 }
 
+QString ImportTarget::clientFor(const QString& name) {
+    QString& id = m_clients[name];
+    return id.isEmpty() ? id = add(u"clients"_s, u"workspace_id, name"_s, {m_workspaceId, name}) : id;
+}
+
 QString ImportTarget::projectFor(const ImportRow& row) {
-    static const QStringList palette = colors();
-    const qsizetype number = m_projects.size();
+    const QString color = projectColors()[m_projects.size() % projectColors().size()];
     QString& id = m_projects[{row.client, row.project}].id;
     if (id.isEmpty()) {
-        id = newId();
-        const QVariant client =
-            row.client.isEmpty() ? QVariant(QMetaType::fromType<QString>()) : QVariant(clientFor(row.client));
-        m_connection.run(
-            QStringLiteral("INSERT INTO projects (id, workspace_id, client_id, name, color, archived)"
-                           " VALUES (?, ?, ?, ?, ?, 0)"),
-            {id, m_workspaceId, client, row.project, palette[number % palette.size()]});
+        const QVariant client = row.client.isEmpty() ? QVariant() : QVariant(clientFor(row.client));
+        id = add(u"projects"_s, u"workspace_id, client_id, name, color, archived"_s,
+                 {m_workspaceId, client, row.project, color, 0});
     }
     return id;
 }
 
 QString ImportTarget::taskFor(const QString& projectId, const QString& name) {
     QString& id = m_tasks[{projectId, name}];
-    if (id.isEmpty()) {
-        id = newId();
-        m_connection.run(QStringLiteral("INSERT INTO tasks (id, project_id, name) VALUES (?, ?, ?)"),
-                         {id, projectId, name});
-    }
-    return id;
+    return id.isEmpty() ? id = add(u"tasks"_s, u"project_id, name"_s, {projectId, name}) : id;
 }
 
 QString ImportTarget::tagFor(const QString& name) {
     QString& id = m_tags[name];
-    if (id.isEmpty()) {
-        id = newId();
-        m_connection.run(QStringLiteral("INSERT INTO tags (id, workspace_id, name) VALUES (?, ?, ?)"),
-                         {id, m_workspaceId, name});
-    }
-    return id;
+    return id.isEmpty() ? id = add(u"tags"_s, u"workspace_id, name"_s, {m_workspaceId, name}) : id;
 }
 
 } // namespace devserver

@@ -3,6 +3,7 @@
 
 #include "devserver/entries/entries.h"
 #include "devserver/imports/rows.h"
+#include "devserver/timesheets/periods.h"
 
 #include <QHash>
 
@@ -35,14 +36,11 @@ private:
         QString id;
         bool archived = false;
     };
-    struct Interval {
-        qint64 start;
-        qint64 end;
-    };
 
     void loadProjects();
     void loadNames();
-    void loadLocks();
+    /// Inserts a row of these values under a new id, which it returns.
+    [[nodiscard]] QString add(const QString& table, const QString& columns, const QVariantList& values);
     [[nodiscard]] QString clientFor(const QString& name);
     [[nodiscard]] QString projectFor(const ImportRow& row);
     [[nodiscard]] QString taskFor(const QString& projectId, const QString& name);
@@ -55,7 +53,7 @@ private:
     QHash<Names, Project> m_projects; ///< by client and project
     QHash<Names, QString> m_tasks;    ///< by project id and task
     QHash<QString, QString> m_tags;
-    QList<Interval> m_locks;
+    QList<Period> m_periods; ///< the closed ones
 };
 
 } // namespace devserver

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/pages/routes.h"
 
-#include "devserver/accounts/sessions.h"
 #include "devserver/accounts/signin.h"
 #include "devserver/base/apierror.h"
-#include "devserver/base/jsontext.h"
+#include "devserver/base/json.h"
+#include "devserver/base/time.h"
 #include "devserver/base/wipe.h"
 #include "devserver/http/accountroutes.h"
 #include "devserver/http/router.h"
 #include "devserver/pages/session.h"
 #include "devserver/timesheets/periods.h"
-#include "devserver/timesheets/timesheetview.h"
+#include "devserver/timesheets/view.h"
 
 #include <QFile>
 #include <QScopeGuard>
@@ -20,17 +20,12 @@ namespace {
 
 // Nothing inline, nothing from elsewhere, in nobody's frame, and no text ever
 // becomes markup.
-const QByteArray policy =
-    QByteArrayLiteral("default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self';"
-                      " connect-src 'self'; form-action 'none'; base-uri 'none'; frame-ancestors 'none';"
-                      " require-trusted-types-for 'script'; trusted-types 'none'");
-
-ApiError malformed(const QString& message) {
-    return {400, QStringLiteral("malformed"), message};
-}
+const QByteArray policy = "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self';"
+                          " connect-src 'self'; form-action 'none'; base-uri 'none'; frame-ancestors 'none';"
+                          " require-trusted-types-for 'script'; trusted-types 'none'"_ba;
 
 void addFile(Router& router, const std::string& path, const QString& name, const QByteArray& type) {
-    QFile file(QStringLiteral(":/web/") + name);
+    QFile file(u":/web/"_s + name);
     if (!file.open(QIODevice::ReadOnly)) {
         throw std::logic_error("a file of the page was not built in");
     }
@@ -43,8 +38,9 @@ void addFile(Router& router, const std::string& path, const QString& name, const
 }
 
 Answer sessionReply(const WebSession& session, bool ended = false) {
-    return {R"({"csrf_token":")" + csrfToken(session) + R"(","session_ended":)" + (ended ? "true" : "false") +
-            '}'};
+    JsonWriter json;
+    json.beginObject().field("csrf_token", QString::fromLatin1(csrfToken(session)));
+    return json.field("session_ended", ended).endObject().take();
 }
 
 Answer newSessionReply(const WebSession& session, bool tls, bool ended = false) {
@@ -77,18 +73,15 @@ Router::Handler reading(const Action& read) {
 }
 
 QByteArray summary(const Period& period) {
-    QByteArray body = R"({"id":)";
-    appendString(body, period.id);
-    body += R"(,"status":)";
-    appendString(body, period.status);
-    return body + R"(,"version":)" + QByteArray::number(period.version) + '}';
+    JsonWriter json;
+    json.beginObject().field("id", period.id).field("status", period.status);
+    return json.field("version", period.version).endObject().take();
 }
 
 QByteArray addedPeriod(const Request& request, const Caller& caller) {
     const QJsonObject body = request.json();
-    const QDate day = QDate::fromString(body.value(u"date").toString(), QStringLiteral("yyyy-MM-dd"));
-    return summary(
-        addPeriod(request.connection(), caller.userId, body.value(u"workspace_id").toString(), day));
+    return summary(addPeriod(request.connection(), caller.userId, body.value(u"workspace_id").toString(),
+                             parseDate(body.value(u"date").toString())));
 }
 
 Action stepping(PeriodStep step) {
@@ -96,7 +89,7 @@ Action stepping(PeriodStep step) {
         const QJsonObject body = request.json();
         const qint64 version = body.value(u"version").toInteger(-1);
         if (version < 0) {
-            throw malformed(QStringLiteral("The request names no version."));
+            throw malformed(u"The request names no version."_s);
         }
         return summary(takeStep(request.connection(), caller.userId, request.part(1), step, version,
                                 body.value(u"reason").toString()));
@@ -133,12 +126,12 @@ Answer signInReply(Request& request, SignIn& signIn, bool tls) {
     const WebSession before = requireWebSession(request);
     requireOwnPage(request, before, tls);
     if (before.caller.hasSession) {
-        throw ApiError{409, QStringLiteral("signed_in"), QStringLiteral("Sign out first.")};
+        throw ApiError{409, u"signed_in"_s, u"Sign out first."_s};
     }
     return openAccount(
         request, signIn,
         [](const QJsonObject&) {
-            return Device{QStringLiteral("web"), QStringLiteral("Timesheet page")};
+            return Device{u"web"_s, u"Timesheet page"_s, pageToken};
         },
         [tls](const OpenedSession& opened, const QString& userId, const Device&) {
             WebSession session = accountSession(opened.token, userId);
@@ -163,12 +156,12 @@ Answer signOutReply(Request& request, bool tls) {
 } // namespace
 
 void addWebRoutes(Router& router, SignIn& signIn, bool tls) {
-    addFile(router, "/", QStringLiteral("index.html"), "text/html; charset=utf-8");
-    addFile(router, "/web/style\\.css", QStringLiteral("style.css"), "text/css; charset=utf-8");
-    addFile(router, "/web/icon\\.svg", QStringLiteral("icon.svg"), "image/svg+xml");
+    addFile(router, "/", u"index.html"_s, "text/html; charset=utf-8");
+    addFile(router, "/web/style\\.css", u"style.css"_s, "text/css; charset=utf-8");
+    addFile(router, "/web/icon\\.svg", u"icon.svg"_s, "image/svg+xml");
     for (const char* script : {"page", "server", "texts", "view"}) {
-        addFile(router, std::string("/web/") + script + "\\.js",
-                QString::fromLatin1(script) + QStringLiteral(".js"), "text/javascript; charset=utf-8");
+        addFile(router, std::string("/web/") + script + "\\.js", QString::fromLatin1(script) + u".js"_s,
+                "text/javascript; charset=utf-8");
     }
     router.get("/web/session", Work::Own, [tls](Request& request) { return openingReply(request, tls); });
     router.post("/web/session", Work::Own,

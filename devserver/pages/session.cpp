@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/pages/session.h"
 
-#include "devserver/accounts/sessions.h"
 #include "devserver/base/apierror.h"
 #include "devserver/http/request.h"
 #include "devserver/store/schema.h"
@@ -15,9 +14,8 @@
 namespace devserver {
 namespace {
 
-const QByteArray cookieName = QByteArrayLiteral("timer_page=");
-const QByteArray anonymousPrefix = QByteArrayLiteral("anonymous.");
-const QByteArray accountPrefix = QByteArrayLiteral("account.");
+const QByteArray cookieName = "timer_page="_ba;
+const QByteArray anonymousPrefix = "anonymous."_ba;
 constexpr qsizetype secretBytes = 32;
 
 QByteArray urlText(const QByteArray& bytes) {
@@ -61,7 +59,7 @@ WebSession anonymousSession() {
 }
 
 WebSession accountSession(const QByteArray& token, const QString& userId) {
-    return {accountPrefix + token, {userId, true}};
+    return {token, {userId, true}};
 }
 
 std::optional<WebSession> findWebSession(const Request& request) {
@@ -69,27 +67,26 @@ std::optional<WebSession> findWebSession(const Request& request) {
     if (isAnonymous(cookie)) {
         return WebSession{cookie, {developmentUser, false}};
     }
-    if (!cookie.startsWith(accountPrefix)) {
+    if (!cookie.startsWith(pageToken)) {
         return std::nullopt;
     }
-    const auto user = sessionUser(request.connection(), cookie.mid(accountPrefix.size()));
+    const auto user = sessionUser(request.connection(), cookie);
     return user ? std::optional(WebSession{cookie, {*user, true}}) : std::nullopt;
 }
 
 bool hasEndedSession(const Request& request) {
-    return cookieOf(request).startsWith(accountPrefix) && !findWebSession(request);
+    return cookieOf(request).startsWith(pageToken) && !findWebSession(request);
 }
 
 WebSession requireWebSession(const Request& request) {
     if (auto session = findWebSession(request)) {
         return *session;
     }
-    throw ApiError{401, QStringLiteral("session_ended"),
-                   QStringLiteral("The session of this page has ended; load the page again.")};
+    throw ApiError{401, u"session_ended"_s, u"The session of this page has ended; load the page again."_s};
 }
 
 QByteArray tokenOf(const WebSession& session) {
-    return session.caller.hasSession ? session.cookie.mid(accountPrefix.size()) : QByteArray();
+    return session.caller.hasSession ? session.cookie : QByteArray();
 }
 
 QByteArray csrfToken(const WebSession& session) {
@@ -114,8 +111,8 @@ void requireOwnPage(const Request& request, const WebSession& session, bool tls)
         isEqual(request.header("X-CSRF-Token"), csrfToken(session))) {
         return;
     }
-    throw ApiError{403, QStringLiteral("foreign_request"),
-                   QStringLiteral("This change does not come from the page of this session; load it again.")};
+    throw ApiError{403, u"foreign_request"_s,
+                   u"This change does not come from the page of this session; load it again."_s};
 }
 
 std::pair<QByteArray, QByteArray> cookieHeader(const WebSession& session, bool tls) {

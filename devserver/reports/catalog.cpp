@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/reports/catalog.h"
 
-#include <QVariant>
-
 namespace devserver {
 namespace {
 
@@ -17,8 +15,7 @@ QHash<QString, QString> readNames(Connection& connection, const QString& sql, co
 
 void readRules(ReportCatalog& catalog, Connection& connection, const QString& workspaceId) {
     QSqlQuery query = connection.run(
-        QStringLiteral("SELECT name, language, currency, rounding_minutes FROM workspaces WHERE id = ?"),
-        {workspaceId});
+        u"SELECT name, language, currency, rounding_minutes FROM workspaces WHERE id = ?"_s, {workspaceId});
     if (!connection.next(query)) {
         throw DatabaseError("the workspace has members but does not exist");
     }
@@ -30,13 +27,11 @@ void readRules(ReportCatalog& catalog, Connection& connection, const QString& wo
 
 void readProjects(ReportCatalog& catalog, Connection& connection, const QString& workspaceId) {
     QSqlQuery query = connection.run(
-        QStringLiteral("SELECT id, name, client_id, hourly_rate FROM projects WHERE workspace_id = ?"),
-        {workspaceId});
+        u"SELECT id, name, client_id, hourly_rate FROM projects WHERE workspace_id = ?"_s, {workspaceId});
     while (connection.next(query)) {
-        const QVariant rate = query.value(3);
-        catalog.projects.insert(query.value(0).toString(),
-                                {query.value(1).toString(), query.value(2).toString(),
-                                 rate.isNull() ? std::nullopt : std::optional(rate.toLongLong())});
+        catalog.projects.insert(
+            query.value(0).toString(),
+            {query.value(1).toString(), query.value(2).toString(), numberOrNull(query.value(3))});
     }
 }
 
@@ -54,18 +49,17 @@ ReportCatalog readReportCatalog(Connection& connection, const QString& workspace
     ReportCatalog catalog;
     readRules(catalog, connection, workspaceId);
     readProjects(catalog, connection, workspaceId);
-    catalog.clients = readNames(
-        connection, QStringLiteral("SELECT id, name FROM clients WHERE workspace_id = ?"), workspaceId);
+    catalog.clients =
+        readNames(connection, u"SELECT id, name FROM clients WHERE workspace_id = ?"_s, workspaceId);
     catalog.tasks = readNames(connection,
-                              QStringLiteral("SELECT t.id, t.name FROM tasks t JOIN projects p"
-                                             " ON p.id = t.project_id WHERE p.workspace_id = ?"),
+                              u"SELECT t.id, t.name FROM tasks t JOIN projects p"
+                              " ON p.id = t.project_id WHERE p.workspace_id = ?"_s,
                               workspaceId);
     catalog.users = readNames(connection,
-                              QStringLiteral("SELECT u.id, u.display_name FROM users u JOIN members m"
-                                             " ON m.user_id = u.id WHERE m.workspace_id = ?"),
+                              u"SELECT u.id, u.display_name FROM users u JOIN members m"
+                              " ON m.user_id = u.id WHERE m.workspace_id = ?"_s,
                               workspaceId);
-    catalog.tags = readNames(connection, QStringLiteral("SELECT id, name FROM tags WHERE workspace_id = ?"),
-                             workspaceId);
+    catalog.tags = readNames(connection, u"SELECT id, name FROM tags WHERE workspace_id = ?"_s, workspaceId);
     return catalog;
 }
 

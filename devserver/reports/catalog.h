@@ -3,12 +3,8 @@
 
 #include "devserver/entries/entries.h"
 #include "devserver/reports/sums.h"
-#include "devserver/store/database.h"
 
 #include <QHash>
-#include <QString>
-
-#include <optional>
 
 namespace devserver {
 
@@ -32,7 +28,6 @@ struct ReportCatalog {
     QHash<QString, QString> tags;
 
     [[nodiscard]] bool isHebrew() const { return language == u"he"; }
-    [[nodiscard]] Qt::DayOfWeek firstOfWeek() const { return isHebrew() ? Qt::Sunday : Qt::Monday; }
     [[nodiscard]] Project projectOf(const Entry& entry) const;
     [[nodiscard]] WorkedTime workOf(const Entry& closed) const;
 };

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/reports/days.h"
 
-#include "devserver/base/timezones.h"
+#include "devserver/base/time.h"
 
 #include <algorithm>
 
 namespace devserver {
 
-ReportDays::ReportDays(QDate from, QDate to, const QTimeZone& zone, Qt::DayOfWeek firstOfWeek)
+ReportDays::ReportDays(QDate from, QDate to, const QTimeZone& zone, const QString& language)
     : m_begin(firstMoment(from, zone)), m_end(m_begin) {
     m_days.reserve(from.daysTo(to) + 1);
     for (QDate date = from; date <= to; date = date.addDays(1)) {
         const qint64 end = firstMoment(date.addDays(1), zone);
         if (end > m_end) {
-            const QDate week = date.addDays(-((date.dayOfWeek() - firstOfWeek + 7) % 7));
+            const QDate week = firstOfWeek(date, language);
             m_days += Day{m_end, end, date.toString(Qt::ISODate), week.toString(Qt::ISODate)};
         }
         m_end = end;

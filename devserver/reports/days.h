@@ -22,7 +22,7 @@ public:
         QString week; ///< the date of the week's first day, which may lie before the range
     };
 
-    ReportDays(QDate from, QDate to, const QTimeZone& zone, Qt::DayOfWeek firstOfWeek);
+    ReportDays(QDate from, QDate to, const QTimeZone& zone, const QString& language);
 
     [[nodiscard]] qint64 begin() const { return m_begin; }
     [[nodiscard]] qint64 end() const { return m_end; }

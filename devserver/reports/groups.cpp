@@ -68,19 +68,14 @@ QString ReportGroups::labelOf(const Entry& entry, const QString& id) const {
     const bool hebrew = m_catalog.isHebrew();
     switch (m_query.grouping) {
     case Grouping::Project:
-        return !id.isEmpty() ? m_catalog.projectOf(entry).name
-               : hebrew      ? QStringLiteral("ללא פרויקט")
-                             : QStringLiteral("No project");
+        return !id.isEmpty() ? m_catalog.projectOf(entry).name : hebrew ? u"ללא פרויקט"_s : u"No project"_s;
     case Grouping::Client:
-        return !id.isEmpty() ? m_catalog.clients.value(id)
-               : hebrew      ? QStringLiteral("ללא לקוח")
-                             : QStringLiteral("No client");
+        return !id.isEmpty() ? m_catalog.clients.value(id) : hebrew ? u"ללא לקוח"_s : u"No client"_s;
     case Grouping::Task:
         // Every project may have a "Design" of its own.
-        return !id.isEmpty()
-                   ? m_catalog.projectOf(entry).name + QStringLiteral(": ") + m_catalog.tasks.value(id)
-               : hebrew ? QStringLiteral("ללא משימה")
-                        : QStringLiteral("No task");
+        return !id.isEmpty() ? m_catalog.projectOf(entry).name + u": "_s + m_catalog.tasks.value(id)
+               : hebrew      ? u"ללא משימה"_s
+                             : u"No task"_s;
     case Grouping::User:
         return m_catalog.users.value(id);
     case Grouping::Day:

@@ -2,10 +2,9 @@
 #include "devserver/reports/query.h"
 
 #include "devserver/base/apierror.h"
-#include "devserver/base/timezones.h"
+#include "devserver/base/time.h"
 
 #include <QJsonArray>
-#include <QRegularExpression>
 
 #include <algorithm>
 #include <array>
@@ -32,7 +31,7 @@ constexpr std::array groupings{
 };
 
 [[noreturn]] void refuse(const QString& message) {
-    throw ApiError{422, QStringLiteral("invalid_report"), message};
+    throw ApiError{422, u"invalid_report"_s, message};
 }
 
 template <typename Table>
@@ -46,11 +45,8 @@ auto find(const Table& table, const QString& name, const QString& refusal) {
 }
 
 QDate readDate(const QJsonValue& value, const QString& refusal) {
-    static const QRegularExpression form(QStringLiteral("\\A([0-9]{4})-([0-9]{2})-([0-9]{2})\\z"));
-    const QRegularExpressionMatch match = form.match(value.toString());
-    const QDate date(match.capturedView(1).toInt(), match.capturedView(2).toInt(),
-                     match.capturedView(3).toInt());
-    if (!match.hasMatch() || !date.isValid()) {
+    const QDate date = parseDate(value.toString());
+    if (!date.isValid()) {
         refuse(refusal);
     }
     return date;
@@ -59,8 +55,8 @@ QDate readDate(const QJsonValue& value, const QString& refusal) {
 QString readGroup(const QJsonValue& value) {
     const QJsonArray names = value.toArray();
     if (names.size() != 1 || !names[0].isString()) {
-        refuse(QStringLiteral("A report is grouped by exactly one of project, client, task, user, day and "
-                              "week."));
+        refuse(u"A report is grouped by exactly one of project, client, task, user, day and "
+               "week."_s);
     }
     return names[0].toString();
 }
@@ -68,7 +64,7 @@ QString readGroup(const QJsonValue& value) {
 int readLimit(const QJsonValue& value) {
     const qint64 limit = value.toInteger(0);
     if (limit < 1 || limit > 500) {
-        refuse(QStringLiteral("The limit must be a whole number from 1 to 500."));
+        refuse(u"The limit must be a whole number from 1 to 500."_s);
     }
     return static_cast<int>(limit);
 }
@@ -83,26 +79,25 @@ bool ReportQuery::splitsDays() const {
 ReportQuery readReportQuery(const QString& kind, const QJsonObject& body) {
     ReportQuery query;
     query.kindName = kind;
-    query.kind = find(kinds, kind, QStringLiteral("A report is either summary, detailed or weekly."));
-    query.from = readDate(body.value(u"from_date"),
-                          QStringLiteral("The first day must be a date of the form YYYY-MM-DD."));
-    query.to = readDate(body.value(u"to_date"),
-                        QStringLiteral("The last day must be a date of the form YYYY-MM-DD."));
+    query.kind = find(kinds, kind, u"A report is either summary, detailed or weekly."_s);
+    query.from =
+        readDate(body.value(u"from_date"), u"The first day must be a date of the form YYYY-MM-DD."_s);
+    query.to = readDate(body.value(u"to_date"), u"The last day must be a date of the form YYYY-MM-DD."_s);
     if (query.to < query.from) {
-        refuse(QStringLiteral("The last day lies before the first day."));
+        refuse(u"The last day lies before the first day."_s);
     }
     if (query.to >= query.from.addYears(longestYears)) {
-        refuse(QStringLiteral("A report covers at most %1 years.").arg(longestYears));
+        refuse(u"A report covers at most %1 years."_s.arg(longestYears));
     }
     query.zoneName = body.value(u"timezone").toString();
     const auto zone = zoneNamed(query.zoneName);
     if (!zone) {
-        refuse(QStringLiteral("The server does not know this time zone."));
+        refuse(u"The server does not know this time zone."_s);
     }
     query.zone = *zone;
     query.groupingName = readGroup(body.value(u"group_by"));
     query.grouping = find(groupings, query.groupingName,
-                          QStringLiteral("A report is grouped by project, client, task, user, day or week."));
+                          u"A report is grouped by project, client, task, user, day or week."_s);
     if (body.contains(u"limit")) {
         query.limit = readLimit(body.value(u"limit"));
     }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/reports/report.h"
 
-#include "devserver/base/apierror.h"
-#include "devserver/base/jsontext.h"
-#include "devserver/reports/entrypages.h"
+#include "devserver/base/json.h"
+#include "devserver/entries/entries.h"
+#include "devserver/http/router.h"
 #include "devserver/reports/groups.h"
 #include "devserver/reports/query.h"
 #include "devserver/reports/snapshots.h"
@@ -14,60 +14,95 @@
 namespace devserver {
 namespace {
 
-QString nameOf(const QHash<QString, QString>& names, const std::optional<QString>& id) {
-    return id ? names.value(*id) : QString();
+constexpr int pageSize = 1000;
+
+/// Reads a workspace's closed, undeleted entries of a time, the newest first,
+/// in pages, so that memory does not grow with their number.
+class ReportEntries {
+public:
+    /// `Starting`: those that start from `begin` up to `end`, exclusive.
+    /// `Touching`: also those that start earlier and reach into that time.
+    enum class Choice { Starting, Touching };
+
+    ReportEntries(Connection& connection, const QString& workspaceId, qint64 begin, qint64 end,
+                  Choice choice);
+
+    /// Empty after the last page.
+    [[nodiscard]] QList<Entry> nextPage();
+
+private:
+    Connection& m_connection;
+    QString m_workspaceId;
+    qint64 m_begin;
+    Choice m_choice;
+    qint64 m_beforeStart; ///< the page to come lies before this start and id
+    QString m_beforeId = u""_s;
+};
+
+ReportEntries::ReportEntries(Connection& connection, const QString& workspaceId, qint64 begin, qint64 end,
+                             Choice choice)
+    : m_connection(connection), m_workspaceId(workspaceId), m_begin(begin), m_choice(choice),
+      m_beforeStart(end) {
 }
 
-void appendNameOrNull(QByteArray& out, const QString& name) {
-    appendStringOrNull(out, name.isEmpty() ? std::nullopt : std::optional(name));
+QList<Entry> ReportEntries::nextPage() {
+    QString rest = u" WHERE workspace_id = ? AND (start_at, id) < (?, ?) AND deleted_at IS NULL"
+                   " AND stop_at IS NOT NULL"_s;
+    QVariantList values{m_workspaceId, m_beforeStart, m_beforeId, m_begin};
+    if (m_choice == Choice::Starting) {
+        rest += u" AND start_at >= ?"_s;
+    } else {
+        rest += u" AND (stop_at > ? OR start_at >= ?)"_s;
+        values += m_begin;
+    }
+    rest += u" ORDER BY start_at DESC, id DESC LIMIT %1"_s.arg(pageSize);
+    QList<Entry> page = findEntries(m_connection, rest, values);
+    if (!page.isEmpty()) {
+        m_beforeStart = page.constLast().startAt;
+        m_beforeId = page.constLast().id;
+    }
+    return page;
 }
 
-void appendTags(QByteArray& out, const ReportCatalog& catalog, const QByteArray& tagIds) {
-    out += '[';
-    if (tagIds != "[]") {
-        const QJsonArray ids = QJsonDocument::fromJson(tagIds).array();
-        for (const auto& id : ids) {
-            if (const auto name = catalog.tags.constFind(id.toString()); name != catalog.tags.cend()) {
-                appendString(out, *name);
-                out += ',';
-            }
+// Null where there is no name.
+std::optional<QString> nameIn(const QHash<QString, QString>& names, const std::optional<QString>& id) {
+    const QString name = id ? names.value(*id) : QString();
+    return name.isEmpty() ? std::nullopt : std::optional(name);
+}
+
+void writeTags(JsonWriter& json, const ReportCatalog& catalog, const QByteArray& tagIds) {
+    json.beginArray();
+    const QJsonArray ids = tagIds == "[]" ? QJsonArray() : QJsonDocument::fromJson(tagIds).array();
+    for (const auto& id : ids) {
+        if (const auto name = catalog.tags.constFind(id.toString()); name != catalog.tags.cend()) {
+            json.value(*name);
         }
     }
-    closeArray(out);
+    json.endArray();
 }
 
 QByteArray rowOf(const Entry& entry, const ReportCatalog& catalog, const ReportTotals& totals) {
     const ReportCatalog::Project project = catalog.projectOf(entry);
-    QByteArray row;
-    row.reserve(1024); // enough for nearly all
-    row += R"({"entry":)";
-    appendEntry(row, entry);
-    row.chop(1); // the object goes on
-    row += R"(,"project_name":)";
-    appendNameOrNull(row, project.name);
-    row += R"(,"client_name":)";
-    appendNameOrNull(row, catalog.clients.value(project.clientId));
-    row += R"(,"task_name":)";
-    appendNameOrNull(row, nameOf(catalog.tasks, entry.taskId));
-    row += R"(,"user_name":)";
-    appendNameOrNull(row, catalog.users.value(entry.userId));
-    row += R"(,"tags":)";
-    appendTags(row, catalog, entry.tagIds);
-    row += R"(},"totals":)";
-    appendTotals(row, totals);
-    return row + '}';
+    JsonWriter json;
+    json.beginObject().key("entry").beginObject();
+    writeFields(json, entry);
+    json.field("project_name", project.name.isEmpty() ? std::nullopt : std::optional(project.name));
+    json.field("client_name", nameIn(catalog.clients, project.clientId));
+    json.field("task_name", nameIn(catalog.tasks, entry.taskId));
+    json.field("user_name", nameIn(catalog.users, entry.userId));
+    writeTags(json.key("tags"), catalog, entry.tagIds);
+    writeTotals(json.endObject(), totals);
+    return json.endObject().take();
 }
 
 QByteArray rowOf(const ReportGroup& group) {
-    QByteArray row = R"({"labels":[)";
+    JsonWriter json;
+    json.beginObject().key("labels").beginArray();
     for (const QString& label : group.labels()) {
-        appendString(row, label);
-        row += ',';
+        json.value(label);
     }
-    closeArray(row);
-    row += R"(,"totals":)";
-    appendTotals(row, group.totals);
-    return row + '}';
+    writeTotals(json.endArray(), group.totals);
+    return json.endObject().take();
 }
 
 ReportTotals writeEntries(ReportSnapshot& snapshot, ReportEntries& entries, const ReportCatalog& catalog) {
@@ -96,36 +131,36 @@ ReportTotals writeGroups(ReportSnapshot& snapshot, ReportEntries& entries, Repor
     return groups.totals();
 }
 
-// What the reply and the snapshot's header both begin with.
-QByteArray describe(const ReportQuery& query, const ReportCatalog& catalog) {
-    QByteArray out = R"("kind":)";
-    appendString(out, query.kindName);
-    out += R"(,"from_date":)";
-    appendString(out, query.from.toString(Qt::ISODate));
-    out += R"(,"to_date":)";
-    appendString(out, query.to.toString(Qt::ISODate));
-    out += R"(,"timezone":)";
-    appendString(out, query.zoneName);
-    out += R"(,"currency":)";
-    appendString(out, catalog.currency);
-    return out;
+// What the reply and the snapshot's header have in common.
+void describe(JsonWriter& json, const ReportQuery& query, const ReportCatalog& catalog,
+              const ReportTotals& totals) {
+    json.field("kind", query.kindName).field("from_date", query.from.toString(Qt::ISODate));
+    json.field("to_date", query.to.toString(Qt::ISODate)).field("timezone", query.zoneName);
+    json.field("currency", catalog.currency);
+    writeTotals(json, totals);
 }
 
 QByteArray headerOf(const ReportQuery& query, const ReportCatalog& catalog, const ReportTotals& totals) {
-    QByteArray header = '{' + describe(query, catalog) + R"(,"group_by":)";
-    appendString(header, query.groupingName);
-    header += R"(,"workspace":)";
-    appendString(header, catalog.workspace);
-    header += R"(,"language":)";
-    appendString(header, catalog.language);
-    header += R"(,"totals":)";
-    appendTotals(header, totals);
-    return header + '}';
+    JsonWriter json;
+    json.beginObject().field("group_by", query.groupingName).field("workspace", catalog.workspace);
+    json.field("language", catalog.language);
+    describe(json, query, catalog, totals);
+    return json.endObject().take();
+}
+
+QByteArray replyOf(const ReportQuery& query, const ReportCatalog& catalog, const ReportTotals& totals,
+                   const ReportSnapshot& snapshot) {
+    JsonWriter json;
+    json.beginObject().field("snapshot_id", snapshot.id());
+    describe(json, query, catalog, totals);
+    json.key("group_by").beginArray().value(query.groupingName).endArray();
+    json.field("has_more", snapshot.hasMore()).json("rows", snapshot.firstRows());
+    return json.endObject().take();
 }
 
 ReportTotals readReport(Connection& connection, const QString& workspaceId, const ReportQuery& query,
                         const ReportCatalog& catalog, ReportSnapshot& snapshot) {
-    const ReportDays days(query.from, query.to, query.zone, catalog.firstOfWeek());
+    const ReportDays days(query.from, query.to, query.zone, catalog.language);
     ReportEntries entries(connection, workspaceId, days.begin(), days.end(),
                           query.splitsDays() ? ReportEntries::Choice::Touching
                                              : ReportEntries::Choice::Starting);
@@ -133,20 +168,6 @@ ReportTotals readReport(Connection& connection, const QString& workspaceId, cons
                ? writeEntries(snapshot, entries, catalog)
                : writeGroups(snapshot, entries, ReportGroups(query, days, catalog));
 }
-
-QByteArray bodyOf(const ReportQuery& query, const ReportCatalog& catalog, const ReportTotals& totals,
-                  const ReportSnapshot& snapshot) {
-    QByteArray body = R"({"snapshot_id":)";
-    appendString(body, snapshot.id());
-    body += ',' + describe(query, catalog) + R"(,"group_by":[)";
-    appendString(body, query.groupingName);
-    body += R"(],"totals":)";
-    appendTotals(body, totals);
-    body += snapshot.hasMore() ? R"(,"has_more":true,"rows":)" : R"(,"has_more":false,"rows":)";
-    return body + snapshot.firstRows() + '}';
-}
-
-} // namespace
 
 Answer queryReport(Request& request) {
     Connection& connection = request.connection();
@@ -159,10 +180,7 @@ Answer queryReport(Request& request) {
     {
         const Transaction reading(connection, Transaction::Kind::Read);
         userId = authenticate(connection, request.header("Authorization")).userId;
-        if (!isMember(connection, userId, workspaceId)) {
-            throw ApiError{404, QStringLiteral("not_found"),
-                           QStringLiteral("This workspace does not exist or is not yours to see.")};
-        }
+        requireMember(connection, userId, workspaceId);
         query = readReportQuery(request.part(2), request.json());
         catalog = readReportCatalog(connection, workspaceId);
         snapshot.emplace(query.limit);
@@ -171,7 +189,13 @@ Answer queryReport(Request& request) {
     Transaction writing(connection, Transaction::Kind::Write);
     snapshot->store(connection, workspaceId, userId, headerOf(query, catalog, totals));
     writing.commit();
-    return bodyOf(query, catalog, totals, *snapshot);
+    return replyOf(query, catalog, totals, *snapshot);
+}
+
+} // namespace
+
+void addReportRoutes(Router& router) {
+    router.post("/v1/workspaces/([^/]+)/reports/([^/]+)/query", Work::Own, queryReport);
 }
 
 } // namespace devserver

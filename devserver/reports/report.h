@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/http/request.h"
-
 namespace devserver {
+
+class Router;
 
 /// `POST /workspaces/{id}/reports/{kind}/query`, its body as `readReportQuery`
 /// says: runs a report over the closed entries of all members of a workspace and
@@ -18,6 +18,6 @@ namespace devserver {
 /// Opens its own transactions, so that no writer waits while entries are read
 /// and grouped. Throws ApiError 404 when the caller is not a member of the
 /// workspace, 422 for a query that makes no sense.
-[[nodiscard]] Answer queryReport(Request& request);
+void addReportRoutes(Router& router);
 
 } // namespace devserver

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/reports/sums.h"
 
+#include "devserver/base/json.h"
+
 namespace devserver {
 namespace {
 
@@ -47,18 +49,14 @@ ReportTotals partOf(const WorkedTime& work, qint64 from, qint64 to) {
     return part;
 }
 
-void appendTotals(QByteArray& out, const ReportTotals& totals) {
-    out += R"({"raw_duration_seconds":)" + QByteArray::number(totals.rawSeconds);
-    out += R"(,"rounded_duration_seconds":)" + QByteArray::number(totals.roundedSeconds);
-    out += R"(,"billable_duration_seconds":)" + QByteArray::number(totals.billableSeconds);
-    out += R"(,"amount":)";
-    if (totals.rateMissing) {
-        out += "null";
-    } else {
-        const QByteArray cents = QByteArray::number(totals.amount % 100).rightJustified(2, '0');
-        out += '"' + QByteArray::number(totals.amount / 100) + '.' + cents + '"';
-    }
-    out += R"(,"entry_count":)" + QByteArray::number(totals.entries) + '}';
+void writeTotals(JsonWriter& json, const ReportTotals& totals) {
+    const QString cents = QString::number(totals.amount % 100).rightJustified(2, u'0');
+    const QString amount = QString::number(totals.amount / 100) + u'.' + cents;
+    json.key("totals").beginObject().field("raw_duration_seconds", totals.rawSeconds);
+    json.field("rounded_duration_seconds", totals.roundedSeconds);
+    json.field("billable_duration_seconds", totals.billableSeconds);
+    json.field("amount", totals.rateMissing ? std::nullopt : std::optional(amount));
+    json.field("entry_count", totals.entries).endObject();
 }
 
 } // namespace devserver

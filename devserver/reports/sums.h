@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QByteArray>
+#include <QtGlobal>
 
 #include <optional>
 
 namespace devserver {
+
+class JsonWriter;
 
 /// What entries, or parts of them, add up to.
 struct ReportTotals {
@@ -38,9 +40,9 @@ struct WorkedTime {
 /// entry always add up to what the whole entry gives.
 [[nodiscard]] ReportTotals partOf(const WorkedTime& work, qint64 from, qint64 to);
 
-/// Appends {"raw_duration_seconds","rounded_duration_seconds",
+/// Writes "totals": {"raw_duration_seconds","rounded_duration_seconds",
 /// "billable_duration_seconds","amount","entry_count"}; `amount` is text such
 /// as "1234.50", or null when a rate is missing.
-void appendTotals(QByteArray& out, const ReportTotals& totals);
+void writeTotals(JsonWriter& json, const ReportTotals& totals);
 
 } // namespace devserver

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "devserver/base/text.h"
+
 #include <QSqlQuery>
-#include <QString>
 #include <QVariantList>
 
+#include <functional>
+#include <optional>
 #include <stdexcept>
 
 namespace devserver {
@@ -38,24 +41,47 @@ public:
     [[nodiscard]] bool isSqlite() const { return m_sqlite; }
     [[nodiscard]] bool isUsable() const { return m_usable; }
 
-    /// Runs one statement, its values bound in order.
+    /// Runs one statement, its values bound in order. Outside a transaction it is run
+    /// once more, on a new connection, when the database had been restarted meanwhile.
     QSqlQuery run(const QString& sql, const QVariantList& values = {});
 
-    /// A prepared statement for many `execute` calls or a large result, read forward only.
-    [[nodiscard]] QSqlQuery prepare(const QString& sql);
-    void execute(QSqlQuery& query, const QVariantList& values);
+    /// Inserts `count` rows, many to a statement: one by one each would cost a round
+    /// trip. `table` names the columns, "t (a, b)"; `valuesOf(n)` are the n-th row's.
+    void insert(const QString& table, qsizetype count,
+                const std::function<QVariantList(qsizetype)>& valuesOf);
+    void insert(const QString& table, const QVariantList& values) {
+        insert(table, 1, [&values](qsizetype) { return values; });
+    }
 
     /// Steps to the next row; false at the end.
     [[nodiscard]] bool next(QSqlQuery& query);
 
+    /// Whether the statement finds a row.
+    [[nodiscard]] bool finds(const QString& sql, const QVariantList& values = {});
+
 private:
-    void open(const DatabaseAddress& address);
+    friend class Transaction;
+
+    void open();
+    QSqlQuery runOnce(const QString& sql, const QVariantList& values);
+    [[nodiscard]] QSqlQuery prepare(const QString& sql);
+    void execute(QSqlQuery& query, const QVariantList& values);
     [[noreturn]] void fail(const QString& text);
 
+    DatabaseAddress m_address;
     QString m_name;
     bool m_sqlite;
     bool m_usable = true;
+    bool m_inTransaction = false;
 };
+
+/// Nothing where the database has NULL, and the other way round.
+[[nodiscard]] std::optional<QString> textOrNull(const QVariant& value);
+[[nodiscard]] std::optional<qint64> numberOrNull(const QVariant& value);
+template <typename Value>
+[[nodiscard]] QVariant orNull(const std::optional<Value>& value) {
+    return value ? QVariant(*value) : QVariant();
+}
 
 /// A transaction that is rolled back unless it is committed. Readers see one
 /// moment of the data; writers come one at a time, on both databases, so that

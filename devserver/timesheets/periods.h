@@ -4,18 +4,17 @@
 #include "devserver/store/database.h"
 
 #include <QDate>
-#include <QString>
-#include <QTimeZone>
-
-#include <optional>
 
 namespace devserver {
+
+class JsonWriter;
 
 /// One row of `timesheet_periods`: somebody's whole days in a workspace, from
 /// `startAt` up to, not including, `endAt`.
 struct Period {
     QString id;
     QString workspaceId;
+    QString userId;
     QString status; ///< "open"; "submitted" and "approved" close it
     QString fromDate;
     QString toDate;
@@ -25,7 +24,9 @@ struct Period {
     qint64 version = 0;
     std::optional<QString> lastReason; ///< what was said when it was reopened, until it is submitted again
 
-    [[nodiscard]] QTimeZone zone() const;
+    [[nodiscard]] bool isClosed() const { return status != u"open"; }
+    /// Whether it shares a moment with the half-open interval; `stop` is nothing while a timer runs.
+    [[nodiscard]] bool overlaps(qint64 start, const std::optional<qint64>& stop) const;
 };
 
 /// What can be done with a period: Submit an open one, Approve a submitted
@@ -34,9 +35,16 @@ enum class PeriodStep { Submit, Approve, Reopen };
 
 constexpr qsizetype longestReason = 1000;
 
-/// A user's periods in a workspace, the newest first.
-[[nodiscard]] QList<Period> periodsOf(Connection& connection, const QString& userId,
-                                      const QString& workspaceId);
+/// Everybody's periods in a workspace, or one user's, the oldest first.
+[[nodiscard]] QList<Period> periodsOf(Connection& connection, const QString& workspaceId,
+                                      const QString& userId = {});
+
+/// Whether a submitted or approved period of the user's holds a part of this time.
+[[nodiscard]] bool isClosed(Connection& connection, const QString& userId, const QString& workspaceId,
+                            qint64 start, const std::optional<qint64>& stop);
+
+/// The fields that everybody sees: "id","status","from_date","to_date","timezone","version","last_reason".
+void writeFields(JsonWriter& json, const Period& period);
 
 /// Throws ApiError 404 unless it is the user's own, in a workspace of theirs.
 [[nodiscard]] Period findPeriod(Connection& connection, const QString& userId, const QString& id);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/demo/demo.h"
 #include "devserver/accounts/accounts.h"
-#include "devserver/entries/snapshot.h"
+#include "devserver/entries/sync.h"
 #include "devserver/store/schema.h"
 #include "tests/devserver/testserver.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/testworld.h"
 
-#include "devserver/base/timestamps.h"
+#include "devserver/base/time.h"
 #include "devserver/store/schema.h"
 
 #include <QJsonArray>

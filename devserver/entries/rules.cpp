@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/entries/entryrules.h"
+#include "devserver/entries/rules.h"
 
 #include "devserver/accounts/accounts.h"
-#include "devserver/base/jsontext.h"
-#include "devserver/base/timestamps.h"
+#include "devserver/base/time.h"
 #include "devserver/entries/entries.h"
 #include "devserver/entries/payload.h"
-
-#include <limits>
+#include "devserver/timesheets/periods.h"
 
 namespace devserver {
 namespace {
@@ -21,19 +19,12 @@ Verdict rejected(const QString& message) {
 }
 
 bool isLocked(Connection& connection, const Entry& entry) {
-    const qint64 stop = entry.stopAt.value_or(std::numeric_limits<qint64>::max());
-    QSqlQuery query = connection.run(
-        QStringLiteral("SELECT 1 FROM timesheet_periods WHERE workspace_id = ? AND user_id = ?"
-                       " AND status IN ('submitted', 'approved') AND end_at > ? AND start_at < ?"),
-        {entry.workspaceId, entry.userId, entry.startAt, stop});
-    return connection.next(query);
+    return isClosed(connection, entry.userId, entry.workspaceId, entry.startAt, entry.stopAt);
 }
 
 bool isBookable(Connection& connection, const QString& workspaceId, const QString& projectId) {
-    QSqlQuery query = connection.run(
-        QStringLiteral("SELECT 1 FROM projects WHERE id = ? AND workspace_id = ? AND archived = 0"),
-        {projectId, workspaceId});
-    return connection.next(query);
+    return connection.finds(u"SELECT 1 FROM projects WHERE id = ? AND workspace_id = ? AND archived = 0"_s,
+                            {projectId, workspaceId});
 }
 
 Entry changed(Entry entry, const Change& change) {
@@ -54,18 +45,17 @@ Entry changed(Entry entry, const Change& change) {
 std::optional<Verdict> obstacle(Connection& connection, const std::optional<Entry>& before,
                                 const Entry& after) {
     if (after.stopAt && *after.stopAt < after.startAt) {
-        return rejected(QStringLiteral("The entry would end before it starts."));
+        return rejected(u"The entry would end before it starts."_s);
     }
     const bool newProject = !before || before->projectId != after.projectId;
     if (newProject && after.projectId && !isBookable(connection, after.workspaceId, *after.projectId)) {
-        return rejected(QStringLiteral("The project does not belong to this workspace or is archived."));
+        return rejected(u"The project does not belong to this workspace or is archived."_s);
     }
     if ((before && isLocked(connection, *before)) || isLocked(connection, after)) {
-        return rejected(
-            QStringLiteral("The entry lies in a timesheet period that was submitted or approved."));
+        return rejected(u"The entry lies in a timesheet period that was submitted or approved."_s);
     }
     if (after.isRunning() && !(before && before->isRunning()) && findRunning(connection, after.userId)) {
-        return conflict(QStringLiteral("Another timer is already running."));
+        return conflict(u"Another timer is already running."_s);
     }
     return std::nullopt;
 }
@@ -73,13 +63,13 @@ std::optional<Verdict> obstacle(Connection& connection, const std::optional<Entr
 Verdict createEntry(Connection& connection, const QString& userId, const Mutation& mutation,
                     const Change& change) {
     if (!isId(mutation.entityId)) {
-        return rejected(QStringLiteral("The entry's id is not a UUID."));
+        return rejected(u"The entry's id is not a UUID."_s);
     }
     if (findEntry(connection, mutation.entityId)) {
-        return conflict(QStringLiteral("An entry with this id exists already."));
+        return conflict(u"An entry with this id exists already."_s);
     }
     if (mutation.baseVersion != 0) {
-        return conflict(QStringLiteral("The entry to build on does not exist."));
+        return conflict(u"The entry to build on does not exist."_s);
     }
     Entry blank;
     blank.id = mutation.entityId;
@@ -97,22 +87,22 @@ Verdict changeEntry(Connection& connection, const QString& userId, const Mutatio
                     Operation operation, const Change& change) {
     const auto before = findEntry(connection, mutation.entityId);
     if (!before || before->workspaceId != mutation.workspaceId) {
-        return rejected(QStringLiteral("The entry does not exist in this workspace."));
+        return rejected(u"The entry does not exist in this workspace."_s);
     }
     if (before->userId != userId) {
-        return rejected(QStringLiteral("The entry belongs to another member of the workspace."));
+        return rejected(u"The entry belongs to another member of the workspace."_s);
     }
     if (operation != Operation::Restore && before->deletedAt) {
-        return rejected(QStringLiteral("The entry was deleted."));
+        return rejected(u"The entry was deleted."_s);
     }
     if (before->version != mutation.baseVersion) {
-        return conflict(QStringLiteral("The entry was changed elsewhere in the meantime."));
+        return conflict(u"The entry was changed elsewhere in the meantime."_s);
     }
     if (operation == Operation::Restore && !before->deletedAt) {
-        return rejected(QStringLiteral("The entry is not deleted."));
+        return rejected(u"The entry is not deleted."_s);
     }
     if (operation == Operation::Stop && before->stopAt) {
-        return rejected(QStringLiteral("The timer was stopped already."));
+        return rejected(u"The timer was stopped already."_s);
     }
     Entry after = changed(*before, change);
     if (operation == Operation::Delete) {
@@ -133,14 +123,14 @@ Verdict changeEntry(Connection& connection, const QString& userId, const Mutatio
 Verdict applyMutation(Connection& connection, const QString& userId, const Mutation& mutation) {
     const auto operation = operationNamed(mutation.operation);
     if (!operation) {
-        return rejected(QStringLiteral("This server does not know the operation."));
+        return rejected(u"This server does not know the operation."_s);
     }
     const auto change = readChange(*operation, mutation.payload);
     if (const auto* problem = std::get_if<QString>(&change)) {
         return rejected(*problem);
     }
     if (!isMember(connection, userId, mutation.workspaceId)) {
-        return rejected(QStringLiteral("You are not a member of this workspace."));
+        return rejected(u"You are not a member of this workspace."_s);
     }
     if (creates(*operation)) {
         return createEntry(connection, userId, mutation, std::get<Change>(change));

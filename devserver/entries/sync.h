@@ -5,6 +5,11 @@
 
 namespace devserver {
 
+class Router;
+
+/// `GET /sync/snapshot`, `GET /me/timer` and `POST /sync/push`.
+void addSyncRoutes(Router& router);
+
 /// `GET /sync/snapshot`: {"workspace_id","catalog":{"projects","clients"},
 /// "time_entries","timesheet_periods"} of one workspace, all of one moment.
 /// Throws ApiError 404 unless the caller is a member.
