@@ -6,7 +6,7 @@
 // which has done nothing yet.
 #include "benchmarks/reportserver.h"
 
-#include "devserver/schema.h"
+#include "devserver/store/schema.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

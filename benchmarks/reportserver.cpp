@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "benchmarks/reportserver.h"
 
-#include "devserver/entries.h"
-#include "devserver/schema.h"
+#include "devserver/entries/entries.h"
+#include "devserver/store/schema.h"
 
 #include <QDateTime>
 #include <QFile>

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include "devserver/base/text.h"
 #include "devserver/program.h"
 
 #include <QCoreApplication>
 
 #include <iostream>
 
+using namespace Qt::StringLiterals;
+
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
-    QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaroDevServer"));
+    QCoreApplication::setOrganizationName(u"Kelvaro"_s);
+    QCoreApplication::setApplicationName(u"TimerKelvaroDevServer"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(TIMER_VERSION));
 
     const auto wanted = devserver::readOptions(QCoreApplication::arguments());

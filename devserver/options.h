@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/address.h"
-#include "devserver/certificate.h"
-#include "devserver/database.h"
+#include "devserver/http/address.h"
+#include "devserver/http/certificate.h"
+#include "devserver/store/database.h"
 
 #include <QStringList>
 

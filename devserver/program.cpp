@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program.h"
 
-#include "devserver/demo.h"
-#include "devserver/demoaccounts.h"
-#include "devserver/schema.h"
-#include "devserver/server.h"
-#include "devserver/sessions.h"
+#include "devserver/accounts/accounts.h"
+#include "devserver/accounts/signin.h"
+#include "devserver/demo/demo.h"
+#include "devserver/demo/demoaccounts.h"
+#include "devserver/entries/sync.h"
+#include "devserver/exports/formats.h"
+#include "devserver/http/accountroutes.h"
+#include "devserver/http/server.h"
+#include "devserver/imports/imports.h"
+#include "devserver/pages/routes.h"
+#include "devserver/reports/report.h"
+#include "devserver/store/schema.h"
 
 #include <sodium.h>
 #include <unistd.h>
@@ -89,6 +96,15 @@ private:
     std::thread m_thread;
 };
 
+void addRoutes(Router& router, SignIn& signIn, bool tls) {
+    addAccountRoutes(router, signIn);
+    addSyncRoutes(router);
+    addImportRoutes(router);
+    addExportRoutes(router);
+    addReportRoutes(router);
+    addWebRoutes(router, signIn, tls);
+}
+
 } // namespace
 
 int serve(const Options& options) {
@@ -97,7 +113,9 @@ int serve(const Options& options) {
         return 1;
     }
     try {
+        SignIn signIn;
         Server server(options.listen, options.database, options.tls);
+        addRoutes(server.router(), signIn, options.tls.has_value());
         SignalWaiter signals(server);
         prepareDatabase(options);
         const ListenAddress address = server.bind();

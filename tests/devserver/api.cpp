@@ -3,8 +3,13 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QScopeGuard>
 #include <QTest>
 #include <QVariant>
+
+#include <csignal>
+#include <memory>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -48,6 +53,10 @@ private Q_SLOTS:
     void v1NamesTheServer();
     void otherAddressesAreNotFound();
     void webPagesCannotReachTheServerByAName();
+    void pagesOfOtherSitesAreRefused_data();
+    void pagesOfOtherSitesAreRefused();
+    void idleConnectionsKeepNobodyWaiting();
+    void manyMayConnectAtOnce();
     void pushesMustBeJson_data();
     void pushesMustBeJson();
     void malformedPushesAreRefused_data();
@@ -246,6 +255,58 @@ void TestDevserverApi::webPagesCannotReachTheServerByAName() {
         QCOMPARE(reply.errorCode(), u"bad_host"_s);
     }
     QCOMPARE(client.get("/v1/me", {{"Host", "localhost:1"}}).status, 200);
+}
+
+void TestDevserverApi::pagesOfOtherSitesAreRefused_data() {
+    QTest::addColumn<QByteArray>("origin");
+    QTest::addColumn<int>("status");
+    const QByteArray own = "127.0.0.1:" + QByteArray::number(m_server.port());
+    QTest::newRow("this server's own") << "http://" + own << 200;
+    QTest::newRow("another port") << QByteArray("http://127.0.0.1:1") << 403;
+    QTest::newRow("another site") << QByteArray("https://example.com") << 403;
+    QTest::newRow("a site of this name") << "http://" + own + ".example.com" << 403;
+    QTest::newRow("a file") << QByteArray("null") << 403;
+}
+
+void TestDevserverApi::pagesOfOtherSitesAreRefused() {
+    QFETCH(const QByteArray, origin);
+    QFETCH(const int, status);
+    const httplib::Headers headers{{"Origin", origin.toStdString()}};
+    for (const char* path : {"/v1/me", "/v1/workspaces"}) {
+        const Reply reply = TestClient(m_server.port()).get(path, headers);
+        QCOMPARE(reply.status, status);
+        QVERIFY(status == 200 || reply.errorCode() == u"foreign_request"_s);
+    }
+}
+
+void TestDevserverApi::idleConnectionsKeepNobodyWaiting() {
+    std::vector<std::unique_ptr<QTcpSocket>> idle;
+    for (int i = 0; i < 64; ++i) {
+        idle.push_back(std::make_unique<QTcpSocket>());
+        idle.back()->connectToHost(QHostAddress::LocalHost, static_cast<quint16>(m_server.port()));
+        QVERIFY(idle.back()->waitForConnected());
+        idle.back()->write("GET /v1 HT");
+        QVERIFY(idle.back()->waitForBytesWritten());
+    }
+    QCOMPARE(TestClient(m_server.port()).get("/v1/me").status, 200);
+    for (const auto& socket : idle) {
+        std::ignore = socket->waitForReadyRead(0);             // lets it notice that it was closed
+        QCOMPARE(socket->state(), QTcpSocket::ConnectedState); // so nobody had to go first
+    }
+}
+
+void TestDevserverApi::manyMayConnectAtOnce() {
+    const auto process = static_cast<pid_t>(m_server.process().processId());
+    QCOMPARE(::kill(process, SIGSTOP), 0);
+    const auto goOn = qScopeGuard([process] { ::kill(process, SIGCONT); });
+    std::vector<std::unique_ptr<QTcpSocket>> waiting;
+    for (int i = 0; i < 64; ++i) {
+        waiting.push_back(std::make_unique<QTcpSocket>());
+        waiting.back()->connectToHost(QHostAddress::LocalHost, static_cast<quint16>(m_server.port()));
+    }
+    for (const auto& socket : waiting) {
+        QVERIFY(socket->waitForConnected());
+    }
 }
 
 void TestDevserverApi::pushesMustBeJson_data() {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/demo.h"
-#include "devserver/accounts.h"
-#include "devserver/schema.h"
-#include "devserver/snapshot.h"
+#include "devserver/demo/demo.h"
+#include "devserver/accounts/accounts.h"
+#include "devserver/entries/sync.h"
+#include "devserver/store/schema.h"
 #include "tests/devserver/testserver.h"
 
 #include <QJsonArray>

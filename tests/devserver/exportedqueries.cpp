@@ -35,6 +35,8 @@ private Q_SLOTS:
     void initTestCase();
     void exportsAreTheReportAsItWasAnswered_data();
     void exportsAreTheReportAsItWasAnswered();
+    void aDetailedCsvCanBeImportedElsewhere_data();
+    void aDetailedCsvCanBeImportedElsewhere();
 };
 
 void TestDevserverExportedQueries::initTestCase() {
@@ -107,6 +109,57 @@ void TestDevserverExportedQueries::exportsAreTheReportAsItWasAnswered() {
     }
     QCOMPARE(cells.last()[column][u"value"].toInteger(), rawSeconds(answered));
     QCOMPARE(secondsOf(printed.last()[column].toString()), rawSeconds(answered));
+}
+
+void TestDevserverExportedQueries::aDetailedCsvCanBeImportedElsewhere_data() {
+    QTest::addColumn<QString>("language");
+    QTest::newRow("English") << u"en"_s;
+    QTest::newRow("Hebrew") << u"he"_s;
+}
+
+void TestDevserverExportedQueries::aDetailedCsvCanBeImportedElsewhere() {
+    QFETCH(const QString, language);
+    const TestDatabase& database = m_world.database();
+    const World& people = m_world.people();
+    database.run(u"UPDATE workspaces SET language = ? WHERE id = ?"_s, {language, people.workspace});
+    database.run(u"UPDATE time_entries SET description = '=1+1' WHERE id = (SELECT MIN(id) FROM time_entries"
+                 " WHERE workspace_id = ? AND stop_at IS NOT NULL AND deleted_at IS NULL)"_s,
+                 {people.workspace});
+    const QString elsewhere = World::newId();
+    database.run(u"INSERT INTO workspaces (id, name, created_at) VALUES (?, 'Elsewhere', 9)"_s, {elsewhere});
+    database.run(u"INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"_s,
+                 {elsewhere, people.developer});
+    const Reply report = m_world.query(
+        u"detailed"_s, reportBody(u"2026-01-01"_s, u"2026-12-31"_s, u"Asia/Jerusalem"_s, u"project"_s));
+    const QByteArray csv = exported(report.body[u"snapshot_id"].toString(), u"csv"_s);
+    TestClient client = m_world.client();
+    const std::string imports = "/v1/workspaces/" + elsewhere.toStdString() + "/imports/csv/preview";
+    Reply step = client.postTo(imports, {{u"content"_s, QString::fromUtf8(csv)},
+                                         {u"timezone"_s, u"Pacific/Auckland"_s}, // the file knows better
+                                         {u"source_namespace"_s, language},
+                                         {u"assign_to_me"_s, true}});
+    QCOMPARE(step.status, 201);
+    QVERIFY2(step.body[u"invalid"].toInt() == 0, step.text.c_str());
+    while (step.body[u"has_more"].toBool()) {
+        const QJsonObject body{{u"preview_checksum"_s, step.body[u"checksum"]}, {u"limit"_s, 500}};
+        step = client.postTo("/v1/imports/" + step.body[u"id"].toString().toStdString() + "/apply", body,
+                             {{"Idempotency-Key", World::newId().toStdString()}});
+        QCOMPARE(step.status, 200);
+    }
+    // What happened twice at the same moments in the same words is one record.
+    const auto sums = [&database](const QString& workspace) {
+        return database.value(u"SELECT SUM(seconds) FROM (SELECT DISTINCT start_at, stop_at, description,"
+                              " stop_at - start_at AS seconds FROM time_entries WHERE workspace_id = ?"
+                              " AND stop_at IS NOT NULL AND deleted_at IS NULL"
+                              " AND start_at BETWEEN 1767218400 AND 1798754399) e"_s,
+                              {workspace});
+    };
+    QVERIFY(sums(elsewhere).toLongLong() > 0);
+    QCOMPARE(sums(elsewhere), sums(people.workspace));
+    QVERIFY(database
+                .value(u"SELECT COUNT(*) FROM time_entries WHERE workspace_id = ? AND description = '=1+1'"_s,
+                       {elsewhere})
+                .toInt() > 0);
 }
 
 QTEST_GUILESS_MAIN(TestDevserverExportedQueries)

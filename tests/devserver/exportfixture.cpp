@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/exportfixture.h"
 
-#include "devserver/schema.h"
+#include "devserver/store/schema.h"
 
 #include <QFile>
 #include <QJsonDocument>

@@ -152,10 +152,12 @@ void TestDevserverExportFormats::csvKeepsEveryText() {
 void TestDevserverExportFormats::csvRunsNoFormula_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("marked");
-    for (const char* text : {"=1+1", "+1", "-1", "@SUM(A1)", "\t=1", "\r=1", "=", "=\"quoted\",1"}) {
+    for (const char* text :
+         {"=1+1", "+1", "-1", "@SUM(A1)", "\t=1", "\r=1", "\n=1", "\nx", "=", "=\"quoted\",1", " =1",
+          "\u00A0+1", "\u200F=1", "\u2067\u202B =1", "\uFEFF@x", "＝1+1", "＋1", "－1", "＠x"}) {
         QTest::newRow(text) << QString::fromUtf8(text) << true;
     }
-    for (const char* text : {"1+1", " =1", "'=1", "a=b"}) {
+    for (const char* text : {"1+1", " 1", "'=1", "a=b", "\u200Fשלום"}) {
         QTest::newRow(text) << QString::fromUtf8(text) << false;
     }
 }

@@ -54,6 +54,11 @@ private Q_SLOTS:
     void reportsPrintOnA4();
     void rowsAreNotBrokenAndTitlesRepeat_data();
     void rowsAreNotBrokenAndTitlesRepeat();
+    void everySheetSaysWhatItIsAndWhichOne();
+    void momentsStandOnOneLine();
+    void theTotalIsNeverAloneOnASheet();
+    void anEmptyAmountIsExplained_data();
+    void anEmptyAmountIsExplained();
 };
 
 void TestDevserverExportHtml::initTestCase() {
@@ -186,6 +191,62 @@ void TestDevserverExportHtml::rowsAreNotBrokenAndTitlesRepeat() {
         }
     }
     QCOMPARE(found, 40);
+}
+
+void TestDevserverExportHtml::everySheetSaysWhatItIsAndWhichOne() {
+    QJsonArray rows;
+    for (int i = 0; i < 120; ++i) {
+        rows.append(labelledRow({u"Row %1"_s.arg(i)}, reportTotals(60, u"1.00"_s)));
+    }
+    m_fixture.store(reportHeader(u"summary"_s), rows);
+    const QStringList pages = printedPages(m_fixture.save(u"sheets.html"_s, exported().toUtf8()));
+    QVERIFY(pages.size() > 2);
+    for (qsizetype i = 0; i < pages.size(); ++i) {
+        const QRegularExpression number(u"\\s%1 ?/ ?%2\\s"_s.arg(i + 1).arg(pages.size()));
+        QVERIFY2(pages[i].contains(number), qPrintable(pages[i].right(200)));
+        QVERIFY2(pages[i].contains(u"Sons <Ltd>") && pages[i].contains(u"Summary report"),
+                 qPrintable(pages[i]));
+        QVERIFY2(pages[i].contains(u"2026-12-31"), qPrintable(pages[i]));
+    }
+}
+
+void TestDevserverExportHtml::momentsStandOnOneLine() {
+    m_fixture.store(reportHeader(u"detailed"_s), {detailedRow(u"any"_s)});
+    const QStringList pages = printedPages(m_fixture.save(u"moments.html"_s, exported().toUtf8()));
+    static const QRegularExpression moment(u"2026-03-05 +09:08:09"_s);
+    QVERIFY2(pages.value(0).contains(moment), qPrintable(pages.value(0)));
+}
+
+void TestDevserverExportHtml::theTotalIsNeverAloneOnASheet() {
+    // One more row at a time, over more than a sheet: some count fills one exactly.
+    for (int count = 30; count < 42; ++count) {
+        QJsonArray rows;
+        for (int i = 0; i < count; ++i) {
+            rows.append(labelledRow({u"Row %1"_s.arg(i)}, reportTotals(60, u"1.00"_s)));
+        }
+        m_fixture.store(reportHeader(u"summary"_s), rows);
+        const QStringList pages = printedPages(m_fixture.save(u"total.html"_s, exported().toUtf8()));
+        QVERIFY2(pages.constLast().contains(u"Row %1"_s.arg(count - 1)), qPrintable(pages.constLast()));
+        QVERIFY(pages.constLast().contains(u"Total"));
+    }
+}
+
+void TestDevserverExportHtml::anEmptyAmountIsExplained_data() {
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("sentence");
+    QTest::newRow("Hebrew") << u"he"_s << u"הסכום ריק במקום שבו לרשומה לחיוב אין תעריף שעתי."_s;
+    QTest::newRow("English") << u"en"_s << u"An amount is empty where a billable entry has no hourly rate."_s;
+}
+
+void TestDevserverExportHtml::anEmptyAmountIsExplained() {
+    QFETCH(const QString, language);
+    QFETCH(const QString, sentence);
+    QJsonObject header = reportHeader(u"summary"_s, language);
+    m_fixture.store(header, {labelledRow({u"Website"_s}, reportTotals(60, u"1.00"_s))});
+    QVERIFY(!exported().contains(sentence));
+    header[u"totals"] = reportTotals(60, QJsonValue());
+    m_fixture.store(header, {labelledRow({u"Website"_s}, reportTotals(60, QJsonValue()))});
+    QVERIFY(exported().contains(sentence));
 }
 
 QTEST_GUILESS_MAIN(TestDevserverExportHtml)

@@ -67,6 +67,7 @@ private Q_SLOTS:
     void initTestCase();
     void answersNameTheirFile_data();
     void answersNameTheirFile();
+    void aPartIsNotCutOut();
     void unknownFormatsAreRefused_data();
     void unknownFormatsAreRefused();
     void othersReportsAreNotFound_data();
@@ -121,6 +122,17 @@ void TestDevserverExports::answersNameTheirFile() {
     QCOMPARE(answer.header("X-Content-Type-Options"), "nosniff");
     QCOMPARE(answer.header("Cache-Control"), "no-store");
     QCOMPARE(answer.header("Content-Length").toLongLong(), answer.body.size());
+}
+
+void TestDevserverExports::aPartIsNotCutOut() {
+    const QString snapshot = m_fixture.store(reportHeader(u"detailed"_s), {detailedRow(u"Answer mail"_s)});
+    const QString path =
+        u"/v1/workspaces/%1/report-snapshots/%2/export?format=csv"_s.arg(m_fixture.world.workspace, snapshot);
+    for (const char* range : {"bytes=0-9", "bytes=5-", "bytes=-3", "bytes=0-1,4-5", "bytes=900000-"}) {
+        const Reply reply = TestClient(m_fixture.server.port()).get(path.toStdString(), {{"Range", range}});
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(QByteArray::fromStdString(reply.text), m_fixture.get(u"csv"_s).body);
+    }
 }
 
 void TestDevserverExports::unknownFormatsAreRefused_data() {
@@ -274,7 +286,7 @@ void TestDevserverExports::aSheetWithoutItsEndIsNoReport() {
         QVERIFY(fewer.isSet());
         QCOMPARE(m_fixture.get(u"xlsx"_s).status, 500);
     }
-    const FilesUpTo enough(m_fixture.server.process().processId(), whole);
+    const FilesUpTo enough(m_fixture.server.process().processId(), 8 * whole);
     QCOMPARE(m_fixture.get(u"xlsx"_s).body, complete);
     QTRY_COMPARE(namelessFiles(), 0);
 }

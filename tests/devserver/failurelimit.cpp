@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/failurelimit.h"
+#include "devserver/accounts/failurelimit.h"
 
 #include <QTest>
 

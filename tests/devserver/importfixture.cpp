@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/importfixture.h"
 
-#include "devserver/timestamps.h"
+#include "devserver/base/time.h"
 
 #include <QDateTime>
 #include <QJsonArray>

@@ -22,6 +22,8 @@ private Q_SLOTS:
     void nothingButTheStagingIsWritten();
     void theReplyTellsWhatWouldBeWritten();
     void everyRowIsJudged();
+    void theFirstSentenceIsAboutTheWholeFile_data();
+    void theFirstSentenceIsAboutTheWholeFile();
     void fiftyProblemsAreTold();
     void aHundredNewNamesAreTold();
     void rowsAreNumberedAsInASpreadsheet();
@@ -71,7 +73,8 @@ void TestDevserverImportPreview::theReplyTellsWhatWouldBeWritten() {
     const QJsonArray sample = body.take(u"sample").toArray();
     QVERIFY(QRegularExpression(u"^[0-9a-f]{64}$"_s).match(body.take(u"checksum").toString()).hasMatch());
     QCOMPARE(body.take(u"id").toString().size(), 36);
-    const QJsonObject expected{{u"state"_s, u"previewed"_s},
+    const QJsonObject expected{{u"about"_s, u"All 3 rows can be imported."_s},
+                               {u"state"_s, u"previewed"_s},
                                {u"checkpoint"_s, 0},
                                {u"total"_s, 3},
                                {u"valid"_s, 3},
@@ -111,6 +114,31 @@ void TestDevserverImportPreview::everyRowIsJudged() {
                           u"3 End time: This is not a time of day such as 09:30 or 09:30:15."_s,
                           u"6 End time: The entry would end before it starts."_s}));
     QVERIFY2(count(u"import_records"_s) == 0, "what can never be applied is kept");
+}
+
+void TestDevserverImportPreview::theFirstSentenceIsAboutTheWholeFile_data() {
+    QTest::addColumn<QStringList>("rows");
+    QTest::addColumn<QString>("sentence");
+    const QString good = u"good,2025-06-01,09:00,2025-06-01,10:00"_s;
+    const QString bad = u"bad,2025-06-01,9h,2025-06-01,10:00"_s;
+    QTest::newRow("good") << QStringList{good} << u"All 1 rows can be imported."_s;
+    QTest::newRow("known")
+        << QStringList{good, good}
+        << u"All 2 rows can be imported; 1 of them are there already and will be skipped."_s;
+    QTest::newRow("some")
+        << QStringList{good, bad, bad}
+        << u"2 of 3 rows cannot be imported; correct them in the file and preview it again."_s;
+    QTest::newRow("all") << QStringList{bad, bad, u"bad,2025-06-01,09:00,x,10:00"_s}
+                         << u"None of the 3 rows can be imported; 2 times the reason is Start time: "
+                            "This is not a time of day such as 09:30 or 09:30:15."_s;
+    QTest::newRow("empty") << QStringList() << u"The file has no rows."_s;
+}
+
+void TestDevserverImportPreview::theFirstSentenceIsAboutTheWholeFile() {
+    QFETCH(const QStringList, rows);
+    const Reply reply = preview(simple(rows));
+    QTEST(reply.body.value(u"about").toString(), "sentence");
+    QCOMPARE(reply.body.keys().constFirst(), u"about"_s);
 }
 
 void TestDevserverImportPreview::fiftyProblemsAreTold() {

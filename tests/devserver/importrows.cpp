@@ -45,6 +45,24 @@ void TestDevserverImportRows::filesAreReadInManyForms_data() {
     QTest::newRow("semicolons") << u"Description;Start date;Start time;Duration\n"
                                    "x, y;2025-06-01;09:00;1:00"_s
                                 << u"x, y"_s;
+    QTest::newRow("tabs") << u"Description\tStart date\tStart time\tDuration\n"
+                             "x, y; z\t2025-06-01\t09:00\t1:00"_s
+                          << u"x, y; z"_s;
+    QTest::newRow("a named separator") << u"sep=;\r\nDescription;Start date;Start time;Duration;a,b,c,d,e\r\n"
+                                          "x;2025-06-01;09:00;1:00;"_s
+                                       << u"x"_s;
+    QTest::newRow("a quoted named separator")
+        << u"\"sep=|\"\nDescription|Start date|Start time|Duration\nx|2025-06-01|09:00|1:00"_s << u"x"_s;
+    QTest::newRow("a comma behind every line") << header + u",\nx,"_s + anyRow + u",\n"_s << u"x"_s;
+    QTest::newRow("a comma behind the titles") << header + u",\nx,"_s + anyRow << u"x"_s;
+    QTest::newRow("commas behind the rows") << header + u"\nx,"_s + anyRow + u",,\n"_s << u"x"_s;
+    QTest::newRow("a total that says so") << header + u"\nx,"_s + anyRow + u"\nTotal,,,1:00\n"_s << u"x"_s;
+    QTest::newRow("a Hebrew total") << header + u"\nx,"_s + anyRow + u"\nסה״כ,,,1:00\n"_s << u"x"_s;
+    QTest::newRow("a total without a word") << header + u"\nx,"_s + anyRow + u"\n,,,1:00\n"_s << u"x"_s;
+    QTest::newRow("a short total") << header + u"\nx,"_s + anyRow + u"\nGrand total\n"_s << u"x"_s;
+    QTest::newRow("stops")
+        << u"Description,Start date,Start time,Stop date,Stop time\nx,2025-06-01,09:00,2025-06-01,10:00"_s
+        << u"x"_s;
     QTest::newRow("one column with commas")
         << u"Start date;Start time;Duration;Description;Tags, all\n2025-06-01;9:00;1:00;x;a,b,c,d,e"_s
         << u"x"_s;
@@ -94,8 +112,6 @@ void TestDevserverImportRows::filesThatCannotBeReadAreRefusedAsAWhole_data() {
     QTest::newRow("no end") << u"Start date,Start time,End date\n"_s
                             << missing(u"End date with End time, or Duration"_s);
     QTest::newRow("no start time") << u"Start date,Duration\n"_s << missing(u"Start time"_s);
-    QTest::newRow("tabs") << u"Start date\tStart time\tDuration\n"_s
-                          << missing(u"Start date; Start time; End date with End time, or Duration"_s);
     QTest::newRow("a column twice") << u"Start date,start DATE,Start time,Duration\n"_s
                                     << u"The file has the column Start date twice."_s;
     QTest::newRow("a quote in the middle") << anyHeader + u"\n\n"_s + anyRow + u"\n2025\"-06,9:00,1:00\n"_s
@@ -144,7 +160,16 @@ void TestDevserverImportRows::datesHaveOneFormInTheWholeFile_data() {
                                              << QStringList{QString(), QString(), u"2025-02-13"_s};
     QTest::newRow("leap day") << QStringList{u"29/02/2024"_s, u"29/02/2025"_s}
                               << QStringList{u"2024-02-29"_s, QString()};
-    QTest::newRow("other signs") << QStringList{u"2025.06.01"_s, u"2025-6-1"_s, u"1.6.2025"_s,
+    QTest::newRow("year first with slashes")
+        << QStringList{u"2026/09/23"_s, u"2026/12/31"_s} << QStringList{u"2026-09-23"_s, u"2026-12-31"_s};
+    QTest::newRow("day first with dots")
+        << QStringList{u"23.09.2026"_s, u"3.4.2026"_s} << QStringList{u"2026-09-23"_s, u"2026-04-03"_s};
+    QTest::newRow("dots are never month first")
+        << QStringList{u"03.04.2026"_s} << QStringList{u"2026-04-03"_s};
+    QTest::newRow("day first with hyphens")
+        << QStringList{u"23-09-2026"_s, u"03-04-2026"_s} << QStringList{u"2026-09-23"_s, u"2026-04-03"_s};
+    QTest::newRow("hyphens either way") << QStringList{u"03-04-2026"_s} << QStringList{u"could be"_s};
+    QTest::newRow("other signs") << QStringList{u"2025.06.01"_s, u"2025-6-1"_s, u"1.6/2025"_s,
                                                 u"0025-06-01"_s}
                                  << QStringList{QString(), QString(), QString(), QString()};
 }
@@ -193,6 +218,19 @@ void TestDevserverImportRows::startAndEndAreInstantsOfTheZone_data() {
                                << u"2025-06-01T13:05:00Z 2025-06-01T13:06:07Z"_s;
     QTest::newRow("noon and midnight") << u"UTC"_s << u"2025-06-01,12:00 AM,2025-06-01,12:00 PM,"_s
                                        << u"2025-06-01T00:00:00Z 2025-06-01T12:00:00Z"_s;
+    QTest::newRow("dotted halves") << u"UTC"_s << u"2025-06-01,9:00 a.m.,2025-06-01,1:00 P.M.,"_s
+                                   << u"2025-06-01T09:00:00Z 2025-06-01T13:00:00Z"_s;
+    QTest::newRow("narrow blanks") << u"UTC"_s << u"2025-06-01,9:00\u202fAM,2025-06-01,1:00\u00a0PM,"_s
+                                   << u"2025-06-01T09:00:00Z 2025-06-01T13:00:00Z"_s;
+    QTest::newRow("milliseconds") << u"UTC"_s
+                                  << u"2025-06-01,09:00:00.250,2025-06-01,09:30:01.750,0:30:01.500"_s
+                                  << u"2025-06-01T09:00:00Z 2025-06-01T09:30:01Z"_s;
+    QTest::newRow("the end of a day") << u"UTC"_s << u"2025-06-01,23:00,2025-06-01,24:00,1:00:00"_s
+                                      << u"2025-06-01T23:00:00Z 2025-06-02T00:00:00Z"_s;
+    QTest::newRow("decimal hours") << u"UTC"_s << u"2025-06-01,09:00,,,1.5"_s
+                                   << u"2025-06-01T09:00:00Z 2025-06-01T10:30:00Z"_s;
+    QTest::newRow("rounded decimal hours") << u"UTC"_s << u"2025-06-01,09:00,2025-06-01,10:20,1.33"_s
+                                           << u"2025-06-01T09:00:00Z 2025-06-01T10:20:00Z"_s;
     QTest::newRow("over midnight") << u"UTC"_s << u"2025-06-01,23:30,2025-06-02,00:30,1:00:00"_s
                                    << u"2025-06-01T23:30:00Z 2025-06-02T00:30:00Z"_s;
     QTest::newRow("of no length") << u"UTC"_s << u"2025-06-01,23:30,2025-06-01,23:30,0:00:00"_s
@@ -220,6 +258,11 @@ void TestDevserverImportRows::startAndEndAreInstantsOfTheZone_data() {
                               << twice(u"Start time"_s, jerusalem);
     QTest::newRow("repeated at the end")
         << jerusalem << u"2025-10-26,00:00,2025-10-26,01:59:59,"_s << twice(u"End time"_s, jerusalem);
+    QTest::newRow("repeated, and the length tells which")
+        << jerusalem << u"2025-10-26,01:30,2025-10-26,03:30,3:00:00"_s
+        << u"2025-10-25T22:30:00Z 2025-10-26T01:30:00Z"_s;
+    QTest::newRow("repeated the second time") << jerusalem << u"2025-10-26,01:30,2025-10-26,03:30,2:00:00"_s
+                                              << u"2025-10-25T23:30:00Z 2025-10-26T01:30:00Z"_s;
     QTest::newRow("behind the repeated hour")
         << jerusalem << u"2025-10-26,02:00,,,1:00"_s << u"2025-10-26T00:00:00Z 2025-10-26T01:00:00Z"_s;
     QTest::newRow("before the repeated hour")
@@ -256,7 +299,7 @@ void TestDevserverImportRows::cellsThatCannotBeUsedAreNamed_data() {
     const QString times = u"Start date,Start time,End date,End time,Duration"_s;
     const QString noTime = u"This is not a time of day such as 09:30 or 09:30:15."_s;
     const QString noDuration = u"2 Duration: This is not a duration such as 1:30:00."_s;
-    for (const QString& time : {u""_s, u"24:00"_s, u"9"_s, u"9:60"_s, u"9:00:60"_s, u"0:30 AM"_s,
+    for (const QString& time : {u""_s, u"24:01"_s, u"9"_s, u"9:60"_s, u"9:00:60"_s, u"0:30 AM"_s,
                                 u"13:00 PM"_s, u"9h30"_s, u"٠٩:٣٠"_s}) {
         QTest::addRow("start %s", qPrintable(time)) << times << u"2025-06-01,%1,2025-06-01,10:00,"_s.arg(time)
                                                     << QStringList{u"2 Start time: "_s + noTime};
@@ -270,7 +313,7 @@ void TestDevserverImportRows::cellsThatCannotBeUsedAreNamed_data() {
                                    << QStringList{
                                           u"2 End time: The row has neither an end nor a duration."_s};
     for (const QString& duration :
-         {u"90"_s, u"1.5"_s, u"-1:00:00"_s, u"1:60:00"_s, u"1:00:60"_s, u"123456:00:00"_s}) {
+         {u"90"_s, u"1.5.5"_s, u"-1:00:00"_s, u"1:60:00"_s, u"1:00:60"_s, u"123456:00:00"_s}) {
         QTest::addRow("duration %s", qPrintable(duration))
             << times << u"2025-06-01,9:00,,,"_s + duration << QStringList{noDuration};
     }
@@ -316,13 +359,13 @@ void TestDevserverImportRows::cellsThatCannotBeUsedAreNamed() {
 void TestDevserverImportRows::billableIsAWord_data() {
     QTest::addColumn<QString>("word");
     QTest::addColumn<QJsonValue>("billable");
-    for (const QString& word : {u"Yes"_s, u"yes"_s, u"כן"_s, u"true"_s, u"TRUE"_s, u"1"_s}) {
+    for (const QString& word : {u"Yes"_s, u"yes"_s, u"כן"_s, u"true"_s, u"TRUE"_s, u"1"_s, u"Y"_s, u"y"_s}) {
         QTest::newRow(qPrintable(word)) << word << QJsonValue(true);
     }
-    for (const QString& word : {u"No"_s, u"לא"_s, u"false"_s, u"False"_s, u"0"_s, u""_s}) {
+    for (const QString& word : {u"No"_s, u"לא"_s, u"false"_s, u"False"_s, u"0"_s, u"N"_s, u""_s}) {
         QTest::newRow(qPrintable(word)) << word << QJsonValue(false);
     }
-    for (const QString& word : {u"2"_s, u"maybe"_s, u"y"_s, u"-"_s}) {
+    for (const QString& word : {u"2"_s, u"maybe"_s, u"yy"_s, u"-"_s}) {
         QTest::newRow(qPrintable(word)) << word << QJsonValue(QJsonValue::Undefined);
     }
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/passwords.h"
+#include "devserver/accounts/passwords.h"
 
 #include <QTest>
 

@@ -19,6 +19,7 @@ private Q_SLOTS:
     void aRefusalIsRepeatedEvenWhenItsReasonIsGone();
     void theSameIdWithAnotherContentIsUnprocessable();
     void anotherUsersMutationIdSaysNothing();
+    void aRestartedDatabaseIsOpenedAnew();
     void twoClientsPushingTheSameMutationApplyItOnce();
     void twoClientsChangingTheSameVersionGetOneAcceptance();
     void twoClientsStartingATimerGetOne();
@@ -66,6 +67,24 @@ void TestDevserverReplay::anotherUsersMutationIdSaysNothing() {
     QCOMPARE(statusOf(other), u"conflict"_s);
     QVERIFY(!other.result().contains(u"canonical"));
     QCOMPARE(count(u"time_entries"_s), 1);
+}
+
+void TestDevserverReplay::aRestartedDatabaseIsOpenedAnew() {
+    if (!TestDatabase::isPostgresql()) {
+        QSKIP("SQLite has no server that could be restarted");
+    }
+    for (int i = 0; i < 64; ++i) {
+        QCOMPARE(m_client->get("/v1/me").status, 200); // each worker has its connection now
+    }
+    m_database.run(u"SELECT pg_terminate_backend(pid) FROM pg_stat_activity"
+                   " WHERE datname = current_database() AND pid <> pg_backend_pid()"_s);
+    for (int i = 0; i < 32; ++i) {
+        QCOMPARE(m_client->get("/v1/me").status, 200);
+        QCOMPARE(statusOf(push(u"entry.create"_s, World::newId(), 0,
+                               closed(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s))),
+                 u"accepted"_s);
+    }
+    QCOMPARE(count(u"time_entries"_s), 32);
 }
 
 /// Lets two clients push at the same moment, many times over, and hands each

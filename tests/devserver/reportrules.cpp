@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/reportdays.h"
-#include "devserver/reportsums.h"
-#include "devserver/timezones.h"
+#include "devserver/base/json.h"
+#include "devserver/base/time.h"
+#include "devserver/reports/days.h"
+#include "devserver/reports/sums.h"
 
 #include <QTest>
 
@@ -11,13 +12,14 @@ using namespace devserver;
 namespace {
 
 QByteArray textOf(const ReportTotals& totals) {
-    QByteArray text;
-    appendTotals(text, totals);
-    return text;
+    JsonWriter json;
+    json.beginObject();
+    writeTotals(json, totals);
+    return json.endObject().take().mid(qstrlen(R"({"totals":)")).chopped(1);
 }
 
 ReportDays daysOf(QDate from, QDate to, const char* zone) {
-    return {from, to, QTimeZone(zone), Qt::Monday};
+    return {from, to, QTimeZone(zone), u"en"_s};
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/entries.h"
+#include "devserver/entries/entries.h"
 #include "tests/devserver/testworld.h"
 
 #include <QJsonArray>

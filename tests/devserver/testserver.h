@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/database.h"
+#include "devserver/store/database.h"
 
 #include <QJsonObject>
 #include <QProcess>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/testworld.h"
 
-#include "devserver/schema.h"
-#include "devserver/timestamps.h"
+#include "devserver/base/time.h"
+#include "devserver/store/schema.h"
 
 #include <QJsonArray>
 #include <QUuid>

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/address.h"
-#include "devserver/jsontext.h"
+#include "devserver/base/json.h"
+#include "devserver/base/time.h"
+#include "devserver/http/address.h"
 #include "devserver/options.h"
-#include "devserver/timestamps.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QTest>
+
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 using namespace devserver;
@@ -22,6 +24,7 @@ private Q_SLOTS:
     void otherTimesAreRefused();
     void everyStringSurvivesJson_data();
     void everyStringSurvivesJson();
+    void aZoneThatIsUnknownIsNoOther();
     void onlyPrivateHostsAreServed_data();
     void onlyPrivateHostsAreServed();
     void listenAddressesNeedAnAddressAndAPort_data();
@@ -34,25 +37,21 @@ private Q_SLOTS:
 void TestDevserverText::instantsAreReadAndWrittenAsUtc_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("written");
-    QTest::newRow("as the client writes")
-        << u"2024-03-05T07:08:09Z"_s << QByteArray("\"2024-03-05T07:08:09Z\"");
-    QTest::newRow("epoch") << u"1970-01-01T00:00:00Z"_s << QByteArray("\"1970-01-01T00:00:00Z\"");
-    QTest::newRow("before the epoch") << u"1969-12-31T23:59:59Z"_s << QByteArray("\"1969-12-31T23:59:59Z\"");
-    QTest::newRow("east") << u"2024-03-05T01:00:00+02:00"_s << QByteArray("\"2024-03-04T23:00:00Z\"");
-    QTest::newRow("west, half hour") << u"2024-02-28T22:00:00-03:30"_s
-                                     << QByteArray("\"2024-02-29T01:30:00Z\"");
-    QTest::newRow("fraction") << u"2024-03-05T07:08:09.999Z"_s << QByteArray("\"2024-03-05T07:08:09Z\"");
-    QTest::newRow("first") << u"0001-01-01T00:00:00Z"_s << QByteArray("\"0001-01-01T00:00:00Z\"");
-    QTest::newRow("last") << u"9999-12-31T23:59:59Z"_s << QByteArray("\"9999-12-31T23:59:59Z\"");
+    QTest::newRow("as the client writes") << u"2024-03-05T07:08:09Z"_s << QByteArray("2024-03-05T07:08:09Z");
+    QTest::newRow("epoch") << u"1970-01-01T00:00:00Z"_s << QByteArray("1970-01-01T00:00:00Z");
+    QTest::newRow("before the epoch") << u"1969-12-31T23:59:59Z"_s << QByteArray("1969-12-31T23:59:59Z");
+    QTest::newRow("east") << u"2024-03-05T01:00:00+02:00"_s << QByteArray("2024-03-04T23:00:00Z");
+    QTest::newRow("west, half hour") << u"2024-02-28T22:00:00-03:30"_s << QByteArray("2024-02-29T01:30:00Z");
+    QTest::newRow("fraction") << u"2024-03-05T07:08:09.999Z"_s << QByteArray("2024-03-05T07:08:09Z");
+    QTest::newRow("first") << u"0001-01-01T00:00:00Z"_s << QByteArray("0001-01-01T00:00:00Z");
+    QTest::newRow("last") << u"9999-12-31T23:59:59Z"_s << QByteArray("9999-12-31T23:59:59Z");
 }
 
 void TestDevserverText::instantsAreReadAndWrittenAsUtc() {
     QFETCH(QString, text);
     const auto instant = parseInstant(text);
     QVERIFY(instant);
-    QByteArray written;
-    appendInstant(written, *instant);
-    QTEST(written, "written");
+    QTEST(instantText(*instant), "written");
 }
 
 void TestDevserverText::otherTimesAreRefused_data() {
@@ -82,11 +81,15 @@ void TestDevserverText::everyStringSurvivesJson_data() {
 
 void TestDevserverText::everyStringSurvivesJson() {
     QFETCH(QString, text);
-    QByteArray json = "[";
-    appendString(json, text);
-    json += ',';
-    closeArray(json);
-    QCOMPARE(QJsonDocument::fromJson(json).array(), QJsonArray{text});
+    JsonWriter json;
+    json.beginArray().value(text).beginObject().field("a", text).field("b", true).endObject().endArray();
+    const QJsonObject object{{u"a"_s, text}, {u"b"_s, true}};
+    QCOMPARE(QJsonDocument::fromJson(json.take()).array(), (QJsonArray{text, object}));
+}
+
+void TestDevserverText::aZoneThatIsUnknownIsNoOther() {
+    QCOMPARE(storedZone(u"Asia/Jerusalem"_s).id(), "Asia/Jerusalem");
+    QVERIFY_EXCEPTION_THROWN(std::ignore = storedZone(u"Asia/Nowhere"_s), std::runtime_error);
 }
 
 void TestDevserverText::onlyPrivateHostsAreServed_data() {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/schema.h"
+#include "devserver/store/schema.h"
 #include "tests/devserver/testserver.h"
 #include "tests/support/authority.h"
 

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void aSignedInVisitorIsTheAccountAlone();
     void theDevelopmentUsersTokenIsWorthNothingToAnAccount();
     void signingInGivesANewCookieAndKeepsNoSecret();
+    void thePagesCookieOpensNothingElse();
     void signingOutEndsTheSession();
     void wrongPasswordsChangeNothing();
     void nobodySignsInOverASession();
@@ -301,6 +302,18 @@ void TestDevserverWebAccess::signingInGivesANewCookieAndKeepsNoSecret() {
     QVERIFY(kept.contains("person@example.com"));
     QVERIFY(!kept.contains(token) && !kept.contains(password));
     QVERIFY(!kept.contains(QByteArray::fromStdString(page.csrfToken())));
+}
+
+void TestDevserverWebAccess::thePagesCookieOpensNothingElse() {
+    WebVisitor page = visitor();
+    QCOMPARE(page.signIn(u"person@example.com"_s, QString::fromLatin1(password)).status, 200);
+    const QByteArray cookie = QByteArray::fromStdString(page.cookie().substr(page.cookie().find('=') + 1));
+    for (const QByteArray& token : {cookie, cookie.mid(cookie.indexOf('.') + 1)}) {
+        const Reply reply = TestClient(m_server->port(), token).get("/v1/me");
+        QCOMPARE(reply.status, 401);
+        QCOMPARE(reply.errorCode(), u"unauthorized"_s);
+    }
+    QCOMPARE(page.get("/web/timesheet").status, 200);
 }
 
 void TestDevserverWebAccess::signingOutEndsTheSession() {

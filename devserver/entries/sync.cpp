@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/entries/sync.h"
+
+#include "devserver/base/apierror.h"
+#include "devserver/base/json.h"
+#include "devserver/entries/entries.h"
+#include "devserver/entries/push.h"
+#include "devserver/http/router.h"
+#include "devserver/timesheets/periods.h"
+
+namespace devserver {
+namespace {
+
+// Archived projects are left out: nothing new can be booked on them.
+void writeProjects(JsonWriter& json, Connection& connection, const QString& workspaceId) {
+    QSqlQuery query = connection.run(u"SELECT p.id, p.name, p.color, p.client_id, c.name FROM projects p"
+                                     " LEFT JOIN clients c ON c.id = p.client_id"
+                                     " WHERE p.workspace_id = ? AND p.archived = 0 ORDER BY p.id"_s,
+                                     {workspaceId});
+    json.beginArray();
+    while (connection.next(query)) {
+        json.beginObject().field("id", query.value(0).toString()).field("name", query.value(1).toString());
+        json.field("color", query.value(2).toString()).field("client_id", textOrNull(query.value(3)));
+        json.field("client_name", textOrNull(query.value(4))).endObject();
+    }
+    json.endArray();
+}
+
+void writeClients(JsonWriter& json, Connection& connection, const QString& workspaceId) {
+    QSqlQuery query =
+        connection.run(u"SELECT id, name FROM clients WHERE workspace_id = ? ORDER BY id"_s, {workspaceId});
+    json.beginArray();
+    while (connection.next(query)) {
+        json.beginObject().field("id", query.value(0).toString()).field("name", query.value(1).toString());
+        json.endObject();
+    }
+    json.endArray();
+}
+
+void writePeriods(JsonWriter& json, Connection& connection, const QString& workspaceId) {
+    json.beginArray();
+    for (const Period& period : periodsOf(connection, workspaceId)) {
+        json.beginObject().field("workspace_id", workspaceId).field("user_id", period.userId);
+        writeFields(json, period);
+        json.instant("start_at", period.startAt).instant("end_at", period.endAt).endObject();
+    }
+    json.endArray();
+}
+
+} // namespace
+
+QByteArray snapshotReply(Connection& connection, const Caller& caller, const QString& workspaceId) {
+    requireMember(connection, caller.userId, workspaceId);
+    JsonWriter json;
+    json.beginObject().field("workspace_id", workspaceId).key("catalog").beginObject();
+    writeProjects(json.key("projects"), connection, workspaceId);
+    writeClients(json.key("clients"), connection, workspaceId);
+    json.endObject();
+    writeEntries(json.key("time_entries"), connection, workspaceId);
+    writePeriods(json.key("timesheet_periods"), connection, workspaceId);
+    return json.endObject().take();
+}
+
+QByteArray timerReply(Connection& connection, const Caller& caller) {
+    JsonWriter json;
+    json.beginObject().key("timer");
+    if (const auto running = findRunning(connection, caller.userId)) {
+        json.beginObject();
+        writeFields(json, *running);
+        json.endObject();
+    } else {
+        json.json("null");
+    }
+    return json.endObject().take();
+}
+
+void addSyncRoutes(Router& router) {
+    router.get("/v1/me/timer", Work::Read,
+               [](Request& request) { return timerReply(request.connection(), request.caller()); });
+    router.get("/v1/sync/snapshot", Work::Read, [](Request& request) {
+        const QString workspace = request.parameter("workspace_id");
+        if (workspace.isEmpty()) {
+            throw malformed(u"The request names no workspace_id."_s);
+        }
+        return snapshotReply(request.connection(), request.caller(), workspace);
+    });
+    router.post("/v1/sync/push", Work::Write, [](Request& request) {
+        return pushReply(request.connection(), request.caller(),
+                         readPush(request.body(), request.idempotencyKey()));
+    });
+}
+
+} // namespace devserver

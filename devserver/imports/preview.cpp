@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/imports/preview.h"
+
+#include "devserver/base/apierror.h"
+#include "devserver/base/time.h"
+#include "devserver/imports/ownexport.h"
+#include "devserver/imports/store.h"
+#include "devserver/imports/target.h"
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QMap>
+
+#include <algorithm>
+
+namespace devserver {
+namespace {
+
+constexpr qsizetype longestNamespace = 255;
+constexpr qsizetype mostProblems = 50;
+constexpr qsizetype sampleSize = 5;
+constexpr qsizetype mostNames = 100;
+
+ApiError unusable(const QString& message) {
+    return {422, u"invalid_import"_s, message};
+}
+
+struct PreviewRequest {
+    QByteArray content;
+    QTimeZone zone;
+    QString sourceNamespace;
+};
+
+PreviewRequest readRequest(const QJsonObject& body) {
+    const QJsonValue content = body.value(u"content"_s);
+    const auto zone = zoneNamed(body.value(u"timezone"_s).toString());
+    const QString source = body.value(u"source_namespace"_s).toString().trimmed();
+    if (!body.value(u"assign_to_me"_s).toBool()) {
+        throw unusable(u"Confirm that the records belong to the current account."_s);
+    }
+    if (!zone) {
+        throw unusable(u"The timezone must be the name of a time zone, such as Europe/Paris."_s);
+    }
+    if (source.isEmpty() || source.size() > longestNamespace || !isStorableText(source)) {
+        throw unusable(
+            u"The source_namespace must be a text of at most %1 characters."_s.arg(longestNamespace));
+    }
+    if (!content.isString() || !isStorableText(content.toString())) {
+        throw unusable(u"The content must be the text of a CSV file."_s);
+    }
+    return {content.toString().toUtf8(), *zone, source};
+}
+
+/// Judges row after row, and keeps the account.
+class Judgement {
+public:
+    Judgement(ImportTarget target, QSet<QString> imported)
+        : m_target(std::move(target)), m_imported(std::move(imported)) {}
+
+    void readAll(CsvTable table, const QTimeZone& zone);
+
+    [[nodiscard]] StagedImport staged(const ImportSource& source) const;
+    [[nodiscard]] const QList<ImportRow>& rows() const { return m_rows; }
+    [[nodiscard]] QJsonObject reply(const StagedImport& import) const;
+
+private:
+    void judge(const ImportRow& row);
+    void refuse(const QList<ImportProblem>& problems);
+    [[nodiscard]] QString about() const;
+
+    ImportTarget m_target;
+    QSet<QString> m_imported;
+    QCryptographicHash m_checksum{QCryptographicHash::Sha256};
+    QList<ImportRow> m_rows; ///< those that are valid or duplicates
+    QList<ImportProblem> m_problems;
+    QMap<QString, int> m_reasons; ///< how often each problem was met
+    QJsonArray m_sample;
+    QSet<std::pair<QString, QString>> m_seenProjects;
+    QSet<QString> m_seenClients;
+    QStringList m_newProjects;
+    QStringList m_newClients;
+    QStringList m_users;
+    int m_total = 0;
+    int m_invalid = 0;
+    int m_duplicates = 0;
+};
+
+void Judgement::readAll(CsvTable table, const QTimeZone& zone) {
+    QTimeZone ofFile = zone;
+    adaptOwnExport(table, ofFile);
+    const RowReader reader(table, ofFile);
+    if (!table.records.isEmpty() && reader.isTotal(table.records.constLast())) {
+        table.records.removeLast();
+    }
+    m_total = static_cast<int>(table.records.size());
+    for (const CsvRecord& record : std::as_const(table.records)) {
+        QList<ImportProblem> problems;
+        if (const auto row = reader.read(record, problems)) {
+            judge(*row);
+        } else {
+            refuse(problems);
+        }
+        const QString user = reader.userOf(record);
+        if (!user.isEmpty() && m_users.size() < mostNames && !m_users.contains(user)) {
+            m_users += user;
+        }
+    }
+}
+
+void Judgement::judge(const ImportRow& row) {
+    const QString fingerprint = fingerprintOf(row);
+    m_checksum.addData(fingerprint.toLatin1());
+    m_checksum.addData(QByteArray::number(row.startAt) + ' ' + QByteArray::number(row.stopAt));
+    if (m_imported.contains(fingerprint)) {
+        ++m_duplicates;
+        m_rows += row;
+        return;
+    }
+    if (const auto problem = m_target.obstacle(row)) {
+        refuse({*problem});
+        return;
+    }
+    m_imported.insert(fingerprint);
+    m_rows += row;
+    if (m_target.needsClient(row) && !m_seenClients.contains(row.client)) {
+        m_seenClients.insert(row.client);
+        m_newClients += row.client;
+    }
+    if (m_target.needsProject(row) && !m_seenProjects.contains({row.client, row.project})) {
+        m_seenProjects.insert({row.client, row.project});
+        m_newProjects += row.project;
+    }
+    if (m_sample.size() < sampleSize) {
+        QJsonObject entry = entryOf(row);
+        entry.insert(u"row"_s, row.row);
+        entry.insert(u"duration_seconds"_s, row.stopAt - row.startAt);
+        m_sample += entry;
+    }
+}
+
+void Judgement::refuse(const QList<ImportProblem>& problems) {
+    ++m_invalid;
+    for (const ImportProblem& problem : problems) {
+        ++m_reasons[problem.column.isEmpty() ? problem.message : problem.column + u": "_s + problem.message];
+        if (m_problems.size() < mostProblems) {
+            m_problems += problem;
+        }
+    }
+}
+
+StagedImport Judgement::staged(const ImportSource& source) const {
+    StagedImport import;
+    import.id = newId();
+    import.source = source;
+    import.checksum = QString::fromLatin1(m_checksum.result().toHex());
+    import.total = m_total;
+    import.invalid = m_invalid;
+    return import;
+}
+
+// The file as a whole. Shown before all else: its name is the first in the reply.
+QString Judgement::about() const {
+    if (m_total == 0) {
+        return u"The file has no rows."_s;
+    }
+    if (m_invalid == 0) {
+        const QString known = u"; %1 of them are there already and will be skipped."_s.arg(m_duplicates);
+        return u"All %1 rows can be imported%2"_s.arg(QString::number(m_total),
+                                                      m_duplicates == 0 ? u"."_s : known);
+    }
+    if (m_invalid < m_total) {
+        return u"%1 of %2 rows cannot be imported; correct them in the file and preview it again."_s
+            .arg(m_invalid)
+            .arg(m_total);
+    }
+    const auto& [reason, times] =
+        *std::max_element(m_reasons.constKeyValueBegin(), m_reasons.constKeyValueEnd(),
+                          [](const auto& left, const auto& right) { return left.second < right.second; });
+    return u"None of the %1 rows can be imported; %2 times the reason is %3"_s.arg(m_total).arg(times).arg(
+        reason);
+}
+
+QJsonObject Judgement::reply(const StagedImport& import) const {
+    QJsonArray problems;
+    for (const ImportProblem& problem : m_problems) {
+        problems += QJsonObject{
+            {u"row"_s, problem.row}, {u"column"_s, problem.column}, {u"message"_s, problem.message}};
+    }
+    QJsonObject reply = progressOf(import);
+    reply.insert(u"about"_s, about());
+    reply.insert(u"state"_s, u"previewed"_s);
+    reply.insert(u"valid"_s, m_total - m_invalid - m_duplicates);
+    reply.insert(u"duplicates"_s, m_duplicates);
+    reply.insert(u"problems"_s, problems);
+    reply.insert(u"sample"_s, m_sample);
+    reply.insert(u"new_projects"_s, QJsonArray::fromStringList(m_newProjects.mid(0, mostNames)));
+    reply.insert(u"new_project_count"_s, m_newProjects.size());
+    reply.insert(u"new_clients"_s, QJsonArray::fromStringList(m_newClients.mid(0, mostNames)));
+    reply.insert(u"new_client_count"_s, m_newClients.size());
+    reply.insert(u"source_users"_s, QJsonArray::fromStringList(m_users));
+    return reply;
+}
+
+} // namespace
+
+Answer previewImport(Request& request) {
+    Connection& connection = request.connection();
+    std::optional<Judgement> judgement;
+    ImportSource source;
+    std::optional<PreviewRequest> preview;
+    {
+        const Transaction reading(connection, Transaction::Kind::Read);
+        source.userId = authenticate(connection, request.header("Authorization")).userId;
+        source.workspaceId = request.part(1);
+        requireMember(connection, source.userId, source.workspaceId);
+        preview = readRequest(request.json());
+        source.name = preview->sourceNamespace;
+        judgement.emplace(ImportTarget(connection, source.workspaceId, source.userId),
+                          importedFrom(connection, source));
+    }
+    judgement->readAll(readCsv(preview->content), preview->zone);
+    const StagedImport import = judgement->staged(source);
+    Transaction writing(connection, Transaction::Kind::Write);
+    stage(connection, import, judgement->rows());
+    writing.commit();
+    Answer answer(QJsonDocument(judgement->reply(import)).toJson(QJsonDocument::Compact));
+    answer.status = 201;
+    return answer;
+}
+
+} // namespace devserver

@@ -1,0 +1,301 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/imports/rows.h"
+
+#include "devserver/base/time.h"
+
+#include <QHash>
+#include <QJsonArray>
+#include <QRegularExpression>
+
+#include <algorithm>
+
+namespace devserver {
+namespace {
+
+constexpr qsizetype longestName = 255;
+
+const QString descriptionKey = u"description"_s;
+const QString clientKey = u"client"_s;
+const QString projectKey = u"project"_s;
+const QString taskKey = u"task"_s;
+const QString tagsKey = u"tags"_s;
+const QString billableKey = u"billable"_s;
+const QString startKey = u"start_at"_s;
+const QString stopKey = u"stop_at"_s;
+const QString clockStartKey = u"clock_start"_s;
+const QString clockStopKey = u"clock_stop"_s;
+
+std::optional<bool> readTruth(const QString& text) {
+    static const QStringList yes{u"yes"_s, u"y"_s, u"true"_s, u"1"_s, u"כן"_s};
+    static const QStringList no{u"no"_s, u"n"_s, u"false"_s, u"0"_s, u"לא"_s, QString()};
+    const QString word = text.toLower();
+    return yes.contains(word) ? std::optional(true) : no.contains(word) ? std::optional(false) : std::nullopt;
+}
+
+QStringList readTags(const QString& text) {
+    QStringList tags;
+    const QStringList parts = text.split(u',');
+    for (const QString& part : parts) {
+        if (const QString tag = part.trimmed(); !tag.isEmpty()) {
+            tags += tag;
+        }
+    }
+    std::sort(tags.begin(), tags.end());
+    tags.removeDuplicates();
+    return tags;
+}
+
+} // namespace
+
+QJsonObject contentOf(const ImportRow& row) {
+    return {{descriptionKey, row.description},
+            {clientKey, row.client},
+            {projectKey, row.project},
+            {taskKey, row.task},
+            {tagsKey, QJsonArray::fromStringList(row.tags)},
+            {billableKey, row.billable},
+            {startKey, QString::fromLatin1(instantText(row.startAt))},
+            {stopKey, QString::fromLatin1(instantText(row.stopAt))},
+            {clockStartKey, row.clockStart},
+            {clockStopKey, row.clockStop}};
+}
+
+QJsonObject entryOf(const ImportRow& row) {
+    QJsonObject entry = contentOf(row);
+    entry.remove(clockStartKey);
+    entry.remove(clockStopKey);
+    return entry;
+}
+
+QString fingerprintOf(const ImportRow& row) {
+    QJsonObject identity = contentOf(row);
+    identity.remove(startKey);
+    identity.remove(stopKey);
+    return fingerprintOf(identity);
+}
+
+ImportRow rowOf(const QJsonObject& content, int row) {
+    ImportRow result;
+    result.row = row;
+    result.description = content.value(descriptionKey).toString();
+    result.client = content.value(clientKey).toString();
+    result.project = content.value(projectKey).toString();
+    result.task = content.value(taskKey).toString();
+    const QJsonArray tags = content.value(tagsKey).toArray();
+    for (const auto& tag : tags) {
+        result.tags += tag.toString();
+    }
+    result.billable = content.value(billableKey).toBool();
+    result.startAt = parseInstant(content.value(startKey).toString()).value();
+    result.stopAt = parseInstant(content.value(stopKey).toString()).value();
+    result.clockStart = content.value(clockStartKey).toInteger();
+    result.clockStop = content.value(clockStopKey).toInteger();
+    return result;
+}
+
+/// A record on its way to become a row.
+struct RowReader::Reading {
+    const CsvRecord& record;
+    QList<ImportProblem>& problems;
+
+    void report(Column column, const QString& message) { problems += {record.row, nameOf(column), message}; }
+};
+
+RowReader::RowReader(const CsvTable& table, const QTimeZone& zone) : m_table(table), m_zone(zone) {
+    static const QHash<QString, QString> otherNames{{u"stop date"_s, u"end date"_s},
+                                                    {u"stop time"_s, u"end time"_s}};
+    QStringList header;
+    for (const QString& title : table.header) {
+        const QString name = title.simplified().toLower();
+        header += otherNames.value(name, name);
+    }
+    for (int i = 0; i < ColumnCount; ++i) {
+        const auto column = static_cast<Column>(i);
+        const QString name = nameOf(column).toLower();
+        m_places[column] = header.indexOf(name);
+        if (header.count(name) > 1) {
+            throw unusableCsv(u"The file has the column %1 twice."_s.arg(nameOf(column)));
+        }
+    }
+    requireColumns();
+    QStringList dates;
+    for (const CsvRecord& record : table.records) {
+        dates += {cell(record, StartDate), cell(record, EndDate)};
+    }
+    m_dates = findDateForm(dates);
+}
+
+QString RowReader::nameOf(Column column) {
+    static const std::array<QString, ColumnCount> names{
+        u"User"_s,        u"Email"_s,    u"Client"_s,     u"Project"_s,    u"Task"_s,
+        u"Description"_s, u"Billable"_s, u"Start date"_s, u"Start time"_s, u"End date"_s,
+        u"End time"_s,    u"Duration"_s, u"Tags"_s};
+    return names[column];
+}
+
+void RowReader::requireColumns() const {
+    QStringList missing;
+    for (const Column column : {StartDate, StartTime}) {
+        if (m_places[column] < 0) {
+            missing += nameOf(column);
+        }
+    }
+    if (m_places[Duration] < 0 && !hasEnds()) {
+        missing += u"End date with End time, or Duration"_s;
+    }
+    if (!missing.isEmpty()) {
+        throw unusableCsv(u"The first line does not name these columns: %1."_s.arg(missing.join(u"; ")));
+    }
+}
+
+// Empty where the file has no such column.
+QString RowReader::cell(const CsvRecord& record, Column column) const {
+    return record.cells.value(m_places[column]);
+}
+
+QString RowReader::userOf(const CsvRecord& record) const {
+    const QString email = cell(record, Email);
+    return email.isEmpty() ? cell(record, User) : email;
+}
+
+bool RowReader::isTotal(const CsvRecord& record) const {
+    static const QRegularExpression word(u"^(grand |sub)?(total|sum)s?\\b|^סה[״\"]כ|^סך הכו?ל"_s,
+                                         QRegularExpression::CaseInsensitiveOption |
+                                             QRegularExpression::UseUnicodePropertiesOption);
+    const auto isEmpty = [&](Column column) { return cell(record, column).isEmpty(); };
+    const std::array times{StartDate, StartTime, EndDate, EndTime};
+    const std::array names{Client, Project, Task, Description};
+    return std::all_of(times.begin(), times.end(), isEmpty) &&
+           (std::all_of(names.begin(), names.end(), isEmpty) ||
+            std::any_of(record.cells.begin(), record.cells.end(),
+                        [](const QString& text) { return word.match(text).hasMatch(); }));
+}
+
+std::optional<ImportRow> RowReader::read(const CsvRecord& record, QList<ImportProblem>& problems) const {
+    if (record.cells.size() != m_table.header.size()) {
+        problems += {record.row, QString(),
+                     u"The row has %1 values, but there are %2 columns."_s.arg(record.cells.size())
+                         .arg(m_table.header.size())};
+        return std::nullopt;
+    }
+    const qsizetype before = problems.size();
+    Reading reading{record, problems};
+    ImportRow row;
+    row.row = record.row;
+    readNames(reading, row);
+    readTimes(reading, row);
+    return problems.size() == before ? std::optional(row) : std::nullopt;
+}
+
+void RowReader::readNames(Reading& reading, ImportRow& row) const {
+    row.description = cell(reading.record, Description);
+    row.client = cell(reading.record, Client);
+    row.project = cell(reading.record, Project);
+    row.task = cell(reading.record, Task);
+    row.tags = readTags(cell(reading.record, Tags));
+    if (row.description.size() > longestDescription) {
+        reading.report(Description, u"The text is longer than %1 characters."_s.arg(longestDescription));
+    }
+    for (const auto& [column, name] :
+         {std::pair(Client, row.client), std::pair(Project, row.project), std::pair(Task, row.task)}) {
+        if (name.size() > longestName) {
+            reading.report(column, u"The name is longer than %1 characters."_s.arg(longestName));
+        }
+        if (column != Project && !name.isEmpty() && row.project.isEmpty()) {
+            reading.report(column, u"It needs a project, and the row names none."_s);
+        }
+    }
+    const bool tooLong = std::any_of(row.tags.begin(), row.tags.end(),
+                                     [](const QString& tag) { return tag.size() > longestName; });
+    if (tooLong || row.tags.size() > mostTags) {
+        reading.report(Tags, u"There can be %1 tags of %2 characters each."_s.arg(mostTags).arg(longestName));
+    }
+    const auto billable = readTruth(cell(reading.record, Billable));
+    if (!billable) {
+        reading.report(Billable, u"This is neither Yes nor No."_s);
+    }
+    row.billable = billable.value_or(false);
+}
+
+void RowReader::readTimes(Reading& reading, ImportRow& row) const {
+    const auto start = readMoment(reading, StartDate, StartTime);
+    const bool hasEnd =
+        hasEnds() && !(cell(reading.record, EndDate).isEmpty() && cell(reading.record, EndTime).isEmpty());
+    std::optional<Moment> stop;
+    if (hasEnd) {
+        stop = readMoment(reading, EndDate, EndTime);
+    }
+    const QString text = cell(reading.record, Duration);
+    const auto length = readDuration(text);
+    if (!text.isEmpty() && !length) {
+        reading.report(Duration, u"This is not a duration such as 1:30:00."_s);
+    }
+    if (!hasEnd && text.isEmpty()) {
+        reading.report(hasEnds() ? EndTime : Duration, u"The row has neither an end nor a duration."_s);
+    }
+    if (!hasEnd && start && length) {
+        stop = Moment{{}, start->clock + length->seconds};
+        for (const qint64 instant : start->instants) {
+            stop->instants += instant + length->seconds;
+        }
+    }
+    if (start && stop) {
+        choose(reading, row, *start, *stop, hasEnd ? length : std::nullopt);
+    }
+}
+
+// Where the clocks were put back, the length tells which of two moments is meant;
+// when both are in doubt it is the same both times.
+void RowReader::choose(Reading& reading, ImportRow& row, const Moment& start, const Moment& stop,
+                       const std::optional<Length>& length) const {
+    row.clockStart = start.clock;
+    row.clockStop = stop.clock;
+    row.startAt = start.instants[0];
+    row.stopAt = stop.instants[0];
+    const auto fits = [&] {
+        return length && std::abs(row.stopAt - row.startAt - length->seconds) <= length->give;
+    };
+    for (const qint64 from : start.instants) {
+        for (const qint64 to : stop.instants) {
+            if (!fits()) {
+                row.startAt = from;
+                row.stopAt = to;
+            }
+        }
+    }
+    const qint64 elapsed = row.stopAt - row.startAt;
+    if (!fits() && start.instants.size() + stop.instants.size() > 2) {
+        reading.report(
+            start.instants.size() > 1 ? StartTime : EndTime,
+            u"This time was twice in %1: the clocks were put back."_s.arg(QString::fromUtf8(m_zone.id())));
+    } else if (row.stopAt > lastInstant) {
+        reading.report(Duration, u"The entry would end after the year 9999."_s);
+    } else if (elapsed < 0) {
+        reading.report(EndTime, u"The entry would end before it starts."_s);
+    } else if (length && !fits()) {
+        reading.report(Duration, u"From start to end it is %1."_s.arg(durationText(elapsed)));
+    }
+}
+
+std::optional<RowReader::Moment> RowReader::readMoment(Reading& reading, Column date, Column time) const {
+    const auto day = readDate(cell(reading.record, date), m_dates);
+    if (!day) {
+        reading.report(date, u"This is not a date in the form %1."_s.arg(devserver::nameOf(m_dates)));
+    }
+    const auto second = readTimeOfDay(cell(reading.record, time));
+    if (!second) {
+        reading.report(time, u"This is not a time of day such as 09:30 or 09:30:15."_s);
+    }
+    if (!day || !second) {
+        return std::nullopt;
+    }
+    const Moment moment{instantsOf(*day, *second, m_zone), utcMidnight(*day) + *second};
+    if (moment.instants.isEmpty()) {
+        reading.report(time, u"This time does not exist in %1: the clocks were put forward over it."_s.arg(
+                                 QString::fromUtf8(m_zone.id())));
+        return std::nullopt;
+    }
+    return moment;
+}
+
+} // namespace devserver

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/imports/store.h"
+
+#include "devserver/base/time.h"
+
+#include <QJsonDocument>
+
+namespace devserver {
+namespace {
+
+constexpr qint64 patience = secondsPerDay; // how long a staged import waits, and replies are kept
+
+void forgetStale(Connection& connection, const QString& userId) {
+    const QString old = u" IN (SELECT id FROM imports WHERE user_id = ? AND created_at < ?"_s;
+    const QString stale = old + u" AND (checkpoint < total OR total = 0))"_s;
+    const QVariantList values{userId, currentInstant() - patience};
+    connection.run(u"DELETE FROM import_replies WHERE import_id"_s + old + u')', values);
+    connection.run(u"DELETE FROM import_records WHERE import_id"_s + stale, values);
+    connection.run(u"DELETE FROM imports WHERE id"_s + stale, values);
+}
+
+} // namespace
+
+QJsonObject progressOf(const StagedImport& import) {
+    const QString begun = import.checkpoint == 0 ? u"previewed"_s : u"importing"_s;
+    return {{u"id"_s, import.id},
+            {u"checksum"_s, import.checksum},
+            {u"state"_s, import.isComplete() ? u"completed"_s : begun},
+            {u"checkpoint"_s, import.checkpoint},
+            {u"total"_s, import.total},
+            {u"has_more"_s, !import.isComplete()},
+            {u"invalid"_s, import.invalid},
+            {u"written"_s, import.written},
+            {u"skipped"_s, import.checkpoint - import.written}};
+}
+
+QSet<QString> importedFrom(Connection& connection, const ImportSource& source) {
+    QSqlQuery query = connection.run(u"SELECT fingerprint FROM imported_records WHERE user_id = ?"
+                                     " AND workspace_id = ? AND source_namespace = ?"_s,
+                                     {source.userId, source.workspaceId, source.name});
+    QSet<QString> fingerprints;
+    while (connection.next(query)) {
+        fingerprints.insert(query.value(0).toString());
+    }
+    return fingerprints;
+}
+
+bool noteImported(Connection& connection, const ImportSource& source, const QString& fingerprint) {
+    const QSqlQuery query =
+        connection.run(u"INSERT INTO imported_records (user_id, workspace_id, source_namespace, fingerprint)"
+                       " VALUES (?, ?, ?, ?) ON CONFLICT DO NOTHING"_s,
+                       {source.userId, source.workspaceId, source.name, fingerprint});
+    return query.numRowsAffected() == 1;
+}
+
+void stage(Connection& connection, const StagedImport& import, const QList<ImportRow>& rows) {
+    forgetStale(connection, import.source.userId);
+    connection.run(u"INSERT INTO imports (id, workspace_id, user_id, source_namespace, checksum, total,"
+                   " invalid, written, checkpoint, created_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"_s,
+                   {import.id, import.source.workspaceId, import.source.userId, import.source.name,
+                    import.checksum, import.total, import.invalid, import.written, import.checkpoint,
+                    currentInstant()});
+    if (import.invalid == 0) {
+        connection.insert(
+            u"import_records (import_id, position, file_row, content)"_s, rows.size(), [&](qsizetype i) {
+                const QByteArray content = QJsonDocument(contentOf(rows[i])).toJson(QJsonDocument::Compact);
+                return QVariantList{import.id, i, rows[i].row, QString::fromUtf8(content)};
+            });
+    }
+}
+
+std::optional<StagedImport> findImport(Connection& connection, const QString& userId, const QString& id) {
+    if (!isId(id)) {
+        return std::nullopt;
+    }
+    QSqlQuery query =
+        connection.run(u"SELECT workspace_id, source_namespace, checksum, total, invalid, written, checkpoint"
+                       " FROM imports WHERE id = ? AND user_id = ?"_s,
+                       {id, userId});
+    if (!connection.next(query)) {
+        return std::nullopt;
+    }
+    StagedImport import;
+    import.id = id;
+    import.source = {query.value(0).toString(), userId, query.value(1).toString()};
+    import.checksum = query.value(2).toString();
+    import.total = query.value(3).toInt();
+    import.invalid = query.value(4).toInt();
+    import.written = query.value(5).toInt();
+    import.checkpoint = query.value(6).toInt();
+    return import;
+}
+
+QList<StagedRecord> nextRecords(Connection& connection, const StagedImport& import, int limit) {
+    QSqlQuery query = connection.run(u"SELECT file_row, content FROM import_records WHERE import_id = ?"
+                                     " AND position >= ? AND position < ? ORDER BY position"_s,
+                                     {import.id, import.checkpoint, import.checkpoint + limit});
+    QList<StagedRecord> records;
+    while (connection.next(query)) {
+        const QByteArray content = query.value(1).toString().toUtf8();
+        const ImportRow row = rowOf(QJsonDocument::fromJson(content).object(), query.value(0).toInt());
+        records += {row, fingerprintOf(row)};
+    }
+    return records;
+}
+
+void saveProgress(Connection& connection, const StagedImport& import) {
+    connection.run(u"UPDATE imports SET checkpoint = ?, written = ? WHERE id = ?"_s,
+                   {import.checkpoint, import.written, import.id});
+    if (import.isComplete()) {
+        connection.run(u"DELETE FROM import_records WHERE import_id = ?"_s, {import.id});
+    }
+}
+
+QByteArray earlierReply(Connection& connection, const StagedImport& import, const QString& idempotencyKey) {
+    QSqlQuery query =
+        connection.run(u"SELECT reply FROM import_replies WHERE import_id = ? AND idempotency_key = ?"_s,
+                       {import.id, idempotencyKey});
+    return connection.next(query) ? query.value(0).toString().toUtf8() : QByteArray();
+}
+
+void keepReply(Connection& connection, const StagedImport& import, const QString& idempotencyKey,
+               const QByteArray& reply) {
+    connection.run(u"INSERT INTO import_replies (import_id, idempotency_key, reply) VALUES (?, ?, ?)"_s,
+                   {import.id, idempotencyKey, QString::fromUtf8(reply)});
+}
+
+} // namespace devserver

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "devserver/accounts/accounts.h"
+
+#include <QDataStream>
+#include <QTemporaryFile>
+
+namespace devserver {
+
+/// A report being frozen. While it is made its rows wait in a file without a
+/// name, in TMPDIR, so that they take no memory and no writer waits for them;
+/// only the first ones are kept for the reply.
+class ReportSnapshot {
+public:
+    explicit ReportSnapshot(int limit);
+
+    [[nodiscard]] const QString& id() const { return m_id; }
+
+    /// `row` is the JSON object that the reply would show.
+    void add(const QByteArray& row);
+
+    /// After the last row: writes them all, a few at a time. `header` is a JSON
+    /// object. Inside a write transaction. Also forgets everybody's snapshots
+    /// that are older than a day, and the user's own but the newest 19: a report
+    /// that is on a screen longer than that is asked for again.
+    void store(Connection& connection, const QString& workspaceId, const QString& userId,
+               const QByteArray& header);
+
+    /// The first `limit` rows as a JSON array, and whether there are more.
+    [[nodiscard]] QByteArray firstRows() const { return '[' + m_first + ']'; }
+    [[nodiscard]] bool hasMore() const { return m_count > m_limit; }
+
+private:
+    QString m_id;
+    int m_limit;
+    int m_count = 0;
+    QByteArray m_first;
+    QTemporaryFile m_file;
+    QDataStream m_rows{&m_file};
+};
+
+/// A report as it was frozen by its query: its header, and its rows from the
+/// first to the last, of which only one is in memory. From the first `next` to
+/// the last one the connection does nothing else.
+class SnapshotReader {
+public:
+    /// Throws ApiError 404 unless the caller made the snapshot, of this
+    /// workspace, and is still a member there.
+    SnapshotReader(Connection& connection, const Caller& caller, const QString& workspaceId,
+                   const QString& snapshotId);
+
+    [[nodiscard]] qint64 createdAt() const { return m_createdAt; }
+    /// A JSON object: {"kind","group_by","from_date","to_date","timezone",
+    /// "workspace","language","currency","totals"}.
+    [[nodiscard]] const QByteArray& header() const { return m_header; }
+    /// Before the first `next`.
+    [[nodiscard]] qint64 rowCount();
+
+    /// The next row, a JSON object: {"labels","totals"}, or {"entry","totals"}
+    /// in a detailed report. Nothing after the last one.
+    [[nodiscard]] std::optional<QByteArray> next();
+
+private:
+    Connection& m_connection;
+    QString m_id;
+    qint64 m_createdAt = 0;
+    QByteArray m_header;
+    std::optional<QSqlQuery> m_rows; ///< once they are being read
+};
+
+/// Throws std::runtime_error that says what became of a temporary file, unless `done`.
+void requireWritten(bool done, const QFileDevice& file);
+
+} // namespace devserver
