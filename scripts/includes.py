@@ -31,12 +31,31 @@ def units(root):
     return found
 
 
+def server_arrows(root):
+    """What each folder of the development server may use: base, and what the last column of its table
+    in docs/architecture.md leads to."""
+    text = (root / "docs/architecture.md").read_text("utf-8").split("## The development server", 1)[1]
+    named = {
+        folder: set(re.findall(r"`(\w+)`", uses))
+        for folder, uses in re.findall(r"^\| `(\w+)/` \|.*\| ([^|]*)\|$", text.split("\n## ", 1)[0], re.MULTILINE)
+    }
+
+    def reached(folder):
+        return {"base"}.union(*({other} | reached(other) for other in named[folder]))
+
+    return {folder: reached(folder) for folder in named}
+
+
 def room_of(unit):
     return unit.split("/", 1)[0]
 
 
-def folder_of(unit):
-    return unit.rsplit("/", 1)[0]
+def server_faults(unit, other, allowed):
+    """The program in the server's root may use every folder, no folder the program."""
+    here, there = (name.split("/")[1] if name.count("/") > 1 else "" for name in (unit, other))
+    if here in ("", there) or there in allowed.get(here, ()):
+        return []
+    return [f"{unit} includes {other}: {here} may not use {there or 'the program'}"]
 
 
 def circles(graph):
@@ -58,17 +77,18 @@ def circles(graph):
 
 
 def main():
-    graph = units(pathlib.Path(__file__).resolve().parent.parent)
+    root = pathlib.Path(__file__).resolve().parent.parent
+    graph = units(root)
+    allowed = server_arrows(root)
     faults = []
-    folders = {}
     for unit, included in graph.items():
         for other in included:
             here, there = room_of(unit), room_of(other)
             if there in ARROWS and here != there and there not in ARROWS[here]:
                 faults.append(f"{unit} includes {other}: {here} may not use {there}")
-            if here == there and folder_of(unit) != folder_of(other):
-                folders.setdefault(folder_of(unit), set()).add(folder_of(other))
-    faults += [" -> ".join(circle) for circle in circles(graph) + circles(folders)]
+            if here == there == "devserver":
+                faults += server_faults(unit, other, allowed)
+    faults += [" -> ".join(circle) for circle in circles(graph)]
     for fault in faults:
         print(f"includes: {fault}", file=sys.stderr)
     return 1 if faults else 0
