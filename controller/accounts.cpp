@@ -54,8 +54,7 @@ void Controller::requestSession(const QString& email, const QString& password, c
             m_link.revoke(server, opened);
         }
     };
-    const ServerRequest request{"POST", loginPath, body, {}, {}, true};
-    m_link.send(request, callback, revokeUnlessKept);
+    m_link.send({"POST", QStringLiteral("/auth/login"), body, {}, {}}, callback, revokeUnlessKept);
 }
 
 void Controller::applyLoginReply(const QJsonObject& reply, int status) {
@@ -126,5 +125,6 @@ void Controller::noticeAccount() {
 void Controller::forgetAccount() {
     Document blank;
     blank.auth = m_document.auth;
+    blank.signedOut = m_document.signedOut;
     changeAccount(blank.toJson());
 }

@@ -74,7 +74,12 @@ void Controller::vaultReady() {
             "Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
         return;
     }
-    applyDurable(state);
+    // The record of a server can be anew, or somebody else's by now.
+    if (Document::fromJson(state).me.value(u"id") == m_document.me.value(u"id")) {
+        applyDurable(state);
+    } else {
+        changeAccount(state);
+    }
     Q_EMIT changed();
     if (m_document.signedOut) {
         fail(QStringLiteral(

@@ -75,7 +75,7 @@ void Controller::say(const QString& text, bool quotesServer) {
 
 void Controller::send(const QByteArray& method, const QString& path, const QJsonObject& body,
                       const Callback& callback, const QString& idempotencyKey) {
-    m_link.send({method, path, body, idempotencyKey, path == loginPath ? QString() : token()}, callback);
+    m_link.send({method, path, body, idempotencyKey, token()}, callback);
 }
 
 void Controller::dropReplies() {

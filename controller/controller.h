@@ -217,9 +217,10 @@ private:
     void dropReplies();
     [[nodiscard]] QString token() const;
 
-    /// Makes this the current document and shows it.
+    /// Makes this the current document and shows it. Its snapshot is of the same workspace as before;
+    /// applyDurable() takes any document.
     void adopt(const QJsonObject& state);
-    void noticeAccount();
+    /// Recomputes what is shown: entries, timer and the refused change.
     void show(const QJsonObject& state);
 
     void vaultReady();
@@ -247,8 +248,8 @@ private:
     void noticeIdle();
     void resumeWaiting();
 
-    /// The one road to a new session, whatever it is for. It is asked for once, unless the server
-    /// could be overheard, and revoked unless `callback` has adopted it.
+    /// The one road to a new session, whatever it is for. Not asked for where the server could be
+    /// overheard; sent once; revoked unless `callback` has adopted it.
     void requestSession(const QString& email, const QString& password, const Callback& callback);
     [[nodiscard]] bool canKeepSession();
     void applyLoginReply(const QJsonObject& reply, int status);
@@ -259,6 +260,8 @@ private:
     /// Nothing of the account before shows under this document, late replies included.
     void changeAccount(const QJsonObject& state);
     void forgetAccount();
+    /// Tells once that an account was left.
+    void noticeAccount();
 
     /// Saves what `choose` takes from the queue in a file that a person chooses, then drops it from the
     /// queue. Whether that is done.
@@ -296,10 +299,10 @@ private:
 
     bool m_busy = false;
     bool m_syncing = false;
-    bool m_signingOut = false;
+    bool m_signingOut = false; ///< the server was told that nothing waits
     bool m_readOnly = false;
-    qint64 m_loads = 0;
-    qint64 m_acknowledgements = 0;
-    qint64 m_previews = 0;
+    qint64 m_loads = 0;            ///< tells the newest load of the workspace from those before
+    qint64 m_acknowledgements = 0; ///< tells whether one came while a load was under way
+    qint64 m_previews = 0;         ///< tells whether an import's preview was replaced meanwhile
     std::size_t m_silentReloads = 0;
 };

@@ -45,8 +45,7 @@ void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& repl
         return;
     }
     const QJsonArray results = reply.value(u"results").toArray();
-    qCDebug(controllerLog) << "push answered: results" << results.size() << "first"
-                           << results.first().toObject().value(u"status").toString();
+    qCDebug(controllerLog) << "push answered: results" << results.size();
     if (results.size() != 1) {
         fail(QStringLiteral("Unexpected acknowledgement count; queue retained"));
         return;
@@ -59,6 +58,7 @@ void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& repl
     }
     ++m_acknowledgements;
     adopt(state);
+    qCDebug(controllerLog) << "answer taken: waiting" << pending() << "head pending" << hasPendingHead();
     Q_EMIT changed();
     if (hasPendingHead()) {
         nextMutation();

@@ -114,10 +114,14 @@ bool Controller::isOutdated(const Load& load) const {
 }
 
 void Controller::finishLoading() {
+    m_busy = false;
     projectQueue();
-    finish(m_document.queue.isEmpty() ? QStringLiteral("Connected to PostgreSQL")
-                                      : QStringLiteral("Local changes await acknowledgement"));
+    m_message = m_document.queue.isEmpty() ? QStringLiteral("Connected to PostgreSQL")
+                                           : QStringLiteral("Local changes await acknowledgement");
+    m_quotesServer = false;
+    // Told only after the save: that can fail, and it can bring the storage back.
     persist();
+    Q_EMIT changed();
     Q_EMIT ready();
     if (!m_syncing) {
         nextMutation();

@@ -20,6 +20,7 @@ namespace {
 /// A request that stalls this long is given up.
 constexpr int transferTimeoutMs = 12000;
 constexpr int revocationTimeoutMs = 10000;
+const QString loginPath = QStringLiteral("/auth/login");
 /// Below this a reply is parsed sooner than it is worth remembering.
 constexpr qsizetype largeReplyBytes = 65536;
 
@@ -77,10 +78,11 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
     if (request.method != "GET") {
         body = QJsonDocument(request.body).toJson(QJsonDocument::Compact);
     }
-    QNetworkReply* reply = issue(requestTo(m_address, request.path, request.token), request, body);
+    const QString token = request.path == loginPath ? QString() : request.token;
+    QNetworkReply* reply = issue(requestTo(m_address, request.path, token), request, body);
     auto* reader = new ReplyReader(*reply);
     const auto finished = [this, reply, reader, body, callback, afterwards, generation = m_generation,
-                           asAccount = !request.token.isEmpty(), what = area(request.path)]() mutable {
+                           asAccount = !token.isEmpty(), what = area(request.path)]() mutable {
         reply->deleteLater();
         wipe(body); // a password may be in it
         const int status = httpStatus(*reply);
@@ -109,8 +111,8 @@ QNetworkReply* ServerLink::issue(const QNetworkRequest& request, const ServerReq
     const QString key = asked.idempotencyKey.isEmpty() ? QUuid::createUuid().toString(QUuid::WithoutBraces)
                                                        : asked.idempotencyKey;
     complete.setRawHeader("Idempotency-Key", key.toUtf8());
-    return asked.once ? sendOnce(m_network, complete, asked.method, body)
-                      : m_network.sendCustomRequest(complete, asked.method, body);
+    return asked.path == loginPath ? sendOnce(m_network, complete, asked.method, body)
+                                   : m_network.sendCustomRequest(complete, asked.method, body);
 }
 
 void ServerLink::finish(qint64 generation, const QByteArray& body, int status, const Callback& callback) {

@@ -12,9 +12,6 @@
 
 class QNetworkReply;
 
-/// Where a session is asked for; the only request that never carries a token.
-inline const QString loginPath = QStringLiteral("/auth/login");
-
 /// What is asked of the server in JSON.
 struct ServerRequest {
     QByteArray method;
@@ -22,8 +19,6 @@ struct ServerRequest {
     QJsonObject body;       ///< a GET carries none
     QString idempotencyKey; ///< a fresh UUID when empty; a GET carries none
     QString token;          ///< of the personal session; empty without one
-    /// Not sent again by the network layer when its connection breaks before an answer.
-    bool once = false;
 };
 
 /// The one road to a server. Redirects are not followed and cookies neither sent nor
@@ -48,8 +43,10 @@ public:
     /// Every reply still under way belongs to the past from now on.
     void dropReplies();
 
-    /// Without an address `callback` is called at once, with 0; after dropReplies() it is not
-    /// called at all. `afterwards`, when given, then gets the reply as it came, in any case.
+    /// Without an address nothing is sent, and `callback` is called at once, with 0; after
+    /// dropReplies() it is not called at all. `afterwards`, when given, then gets the reply to what
+    /// was sent as it came, in any case. A sign-in ("/auth/login") carries no token, and the network
+    /// layer does not send it again when its connection breaks before an answer.
     void send(const ServerRequest& request, const Callback& callback, const Answer& afterwards = {});
 
     /// Fetches a file of any size. `answer` is called in any case, with the status 0 for a file

@@ -7,6 +7,7 @@
 #include "vault/vault.h"
 
 #include <QDesktopServices>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMetaProperty>
@@ -54,6 +55,7 @@ private Q_SLOTS:
     void malformedSessionIsRevokedIfItHasAToken_data();
     void malformedSessionIsRevokedIfItHasAToken();
     void workRecordedDuringSignInIsKept();
+    void aRecordThatIsAnewShowsNothingOfTheOneBefore();
     void opensTheTimesheetPage();
     void opensNoPageWithoutAServer();
 
@@ -377,6 +379,22 @@ void AccountsTest::workRecordedDuringSignInIsKept() {
                  u"Pending work must be acknowledged or explicitly resolved before changing accounts"_s);
     QTRY_COMPARE(client.peer.requests("POST", AccountClient::logoutPath()).size(), 1);
     QCOMPARE(client.controller.durableState(), before);
+}
+
+void AccountsTest::aRecordThatIsAnewShowsNothingOfTheOneBefore() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.lookAround());
+    QVERIFY(!client.controller.reportRows().isEmpty());
+    QVERIFY(QFile::remove(vaultFile(client.peer.url())));
+    client.controller.connectServer(client.peer.url()); // says that the record is missing
+    QTRY_VERIFY(!client.controller.busy());
+    client.peer.answer("GET", u"/v1/me"_s, PeerReply::json({}, 503));
+    client.controller.connectServer(client.peer.url());
+    QTRY_VERIFY(!client.controller.busy());
+    QVERIFY(client.controller.queueReady());
+    QVERIFY(client.controller.reportRows().isEmpty());
+    QVERIFY(client.controller.importPreview().isEmpty());
 }
 
 void AccountsTest::opensTheTimesheetPage() {

@@ -3,6 +3,7 @@
 #include "tests/support/client.h"
 #include "tests/support/sample.h"
 
+#include <QJsonArray>
 #include <QLoggingCategory>
 #include <QTest>
 
@@ -76,13 +77,19 @@ void DiagnosticsTest::noContentNameIdOrTokenIsTold() {
     QLoggingCategory::setFilterRules(u"timer.*=true"_s);
     AccountClient client;
     work(client);
+    const QString words = u"Entry of Dana"_s;
+    client.peer.answer("POST", u"/v1/sync/push"_s,
+                       PeerReply::json({{u"results"_s, QJsonArray{QJsonObject{{u"status"_s, words}}}}}));
+    client.controller.synchronize();
+    QTRY_COMPARE(client.peer.requests("POST", u"/v1/sync/push"_s).size(), 1);
+    QVERIFY(waitForSilence(client.controller));
     const QString all = told.join(u'\n');
     QVERIFY(!all.isEmpty());
     const QJsonObject mutation = mutationAt(client.controller, 0);
     const QString description = mutation.value(u"payload").toObject().value(u"description").toString();
     QVERIFY(!description.isEmpty());
     for (const QString& secret :
-         {AccountClient::token(), AccountClient::password(), u"example.org"_s, description,
+         {words, AccountClient::token(), AccountClient::password(), u"example.org"_s, description,
           mutation.value(u"mutation_id").toString(), mutation.value(u"entity_id").toString(),
           client.controller.workspace(), client.controller.accountId(), client.controller.server()}) {
         QVERIFY2(!all.contains(secret), qPrintable(secret + u" is told in\n"_s + all));

@@ -37,6 +37,7 @@ private Q_SLOTS:
     void aSecondProgramRecordsNothing();
     void aMissingRecordIsSaidBeforeBeginningAnew();
     void aLostStoreRefusesOneWriteAndNoMore();
+    void theEndOfALoadIsToldAfterItsSave();
     void waitingWorkIsKeptAgainWhenItsStoreIsLost();
     void aReplacedStoreTakesNothingUntilTheNextConnect();
     void anUnreadQueueIsNotPushed();
@@ -106,6 +107,30 @@ void StorageTest::aLostStoreRefusesOneWriteAndNoMore() {
     QVERIFY(desk.controller->queueReady());
     QCOMPARE(desk.controller->pending(), 1);
     QCOMPARE(desk.stored(), desk.controller->durableState());
+}
+
+void StorageTest::theEndOfALoadIsToldAfterItsSave() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    QVERIFY(deleteVault(desk.peer.url()));
+    desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::json(sample::snapshot()));
+    bool toldTooEarly = false;
+    bool storageAsTold = false;
+    connect(desk.controller.get(), &Controller::changed, this, [&] {
+        toldTooEarly |= desk.controller->message() == QStringLiteral("Connected to PostgreSQL") &&
+                        !desk.controller->busy() && !desk.controller->queueReady();
+        storageAsTold = desk.controller->queueReady();
+    });
+    QSignalSpy ready(desk.controller.get(), &Controller::ready);
+    desk.controller->refresh(); // its save finds that the file has gone
+    QVERIFY(ready.wait());
+    QCOMPARE(desk.controller->message(),
+             QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally."));
+    desk.controller->refresh(); // and this one's makes it anew
+    QVERIFY(ready.wait());
+    QVERIFY(desk.controller->queueReady());
+    QVERIFY(!toldTooEarly);
+    QVERIFY(storageAsTold);
 }
 
 void StorageTest::waitingWorkIsKeptAgainWhenItsStoreIsLost() {
