@@ -144,12 +144,16 @@ void WindowFocusTest::pageStaysWhereItWasScrolled() {
     while (!view->inherits("QQuickFlickable"))
         view = view->parentItem();
     QTRY_VERIFY(view->property("contentHeight").toDouble() > view->height() + 100);
-    const double end = view->property("contentHeight").toDouble() - view->height();
-    view->setProperty("contentY", end);
+    // Not quite to the end: the status above the page can get a line less.
+    const double low = view->property("contentHeight").toDouble() - view->height() - 40;
+    QVERIFY(low >
+            item("connect")->mapToItem(view->property("contentItem").value<QQuickItem*>(), QPointF()).y() +
+                item("connect")->height());
+    view->setProperty("contentY", low);
     startReload();
     endReload();
     QTRY_VERIFY(item("connect")->hasActiveFocus());
-    QCOMPARE(view->property("contentY").toDouble(), end);
+    QCOMPARE(view->property("contentY").toDouble(), low);
 }
 
 void WindowFocusTest::openChooserHoldsTheChoice_data() {
