@@ -97,7 +97,7 @@ private:
     QList<lxw_format*> m_formats;
     QList<lxw_format*> m_boldFormats;
     lxw_row_t m_row = 0;
-    qint64 m_bytes = 64 * 1024; ///< no sheet of these rows is larger
+    qint64 m_bytes = 65536; ///< no sheet of these rows is larger
 };
 
 Workbook::Workbook(ExportFile& file, const ReportTable& table, qint64 createdAt)

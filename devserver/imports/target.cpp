@@ -95,7 +95,7 @@ Entry ImportTarget::entryFor(const ImportRow& row) {
 }
 
 QString ImportTarget::add(const QString& table, const QString& columns, const QVariantList& values) {
-    const QString id = newId();
+    QString id = newId();
     m_connection.insert(u"%1 (id, %2)"_s.arg(table, columns), QVariantList{id} + values);
     return id;
 }

@@ -118,17 +118,17 @@ Period addPeriod(Connection& connection, const QString& userId, const QString& w
     const QDate first = firstOfWeek(day, query.value(0).toString());
     const QString timezone = query.value(1).toString();
     const QTimeZone zone = storedZone(timezone);
-    const Period period{newId(),
-                        workspaceId,
-                        userId,
-                        u"open"_s,
-                        first.toString(Qt::ISODate),
-                        first.addDays(6).toString(Qt::ISODate),
-                        timezone,
-                        firstMoment(first, zone),
-                        firstMoment(first.addDays(7), zone),
-                        1,
-                        {}};
+    Period period{newId(),
+                  workspaceId,
+                  userId,
+                  u"open"_s,
+                  first.toString(Qt::ISODate),
+                  first.addDays(6).toString(Qt::ISODate),
+                  timezone,
+                  firstMoment(first, zone),
+                  firstMoment(first.addDays(7), zone),
+                  1,
+                  {}};
     const QList<Period> others = periodsOf(connection, workspaceId, userId);
     if (std::any_of(others.begin(), others.end(),
                     [&](const Period& other) { return other.overlaps(period.startAt, period.endAt); })) {

@@ -15,7 +15,7 @@ QByteArray textOf(const ReportTotals& totals) {
     JsonWriter json;
     json.beginObject();
     writeTotals(json, totals);
-    return json.endObject().take().mid(qstrlen(R"({"totals":)")).chopped(1);
+    return json.endObject().take().mid(QByteArrayView(R"({"totals":)").size()).chopped(1);
 }
 
 ReportDays daysOf(QDate from, QDate to, const char* zone) {
