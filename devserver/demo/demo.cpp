@@ -77,8 +77,7 @@ private:
     void addMember(const QString& workspaceId, const QString& userId);
     void setRules(const QString& workspaceId, const QString& language, const QString& currency);
     QList<Project> addCatalog(const QString& workspaceId, const QString& whose);
-    QStringList addTasks(const QString& projectId, const QString& language);
-    QStringList addTags(const QString& workspaceId, const QString& language);
+    QStringList addNamed(const QString& table, const QString& ownerId, const QStringList& names);
     void workDay(const Habit& habit, QDate day);
     void clockChangeNights(const Habit& habit);
     void lateEvenings(const Habit& habit);
@@ -108,8 +107,10 @@ void Demo::write() {
     const QString own = addWorkspace(u"Freelance"_s, developmentUser);
     setRules(developmentWorkspace, u"he"_s, u"ILS"_s);
     setRules(own, u"en"_s, u"EUR"_s);
-    const QStringList sharedTags = addTags(developmentWorkspace, u"he"_s);
-    const QStringList ownTags = addTags(own, u"en"_s);
+    const QStringList sharedTags = addNamed(u"tags (id, workspace_id, name)"_s, developmentWorkspace,
+                                            m_catalog.words(u"tags"_s, u"he"_s));
+    const QStringList ownTags =
+        addNamed(u"tags (id, workspace_id, name)"_s, own, m_catalog.words(u"tags"_s, u"en"_s));
     const QList<Project> shared = addCatalog(developmentWorkspace, u"shared_clients"_s);
 
     const Habit mainJob{developmentWorkspace, developmentUser, shared, sharedTags, 7, 11,
@@ -173,7 +174,8 @@ QList<Project> Demo::addCatalog(const QString& workspaceId, const QString& whose
                 u"projects (id, workspace_id, client_id, name, color, archived, hourly_rate)"_s,
                 {project.id, workspaceId, clientId, name, projectColors()[color++ % projectColors().size()],
                  int(archived), orNull(client.hourlyRate)});
-            project.tasks = addTasks(project.id, client.language);
+            project.tasks = addNamed(u"tasks (id, project_id, name)"_s, project.id,
+                                     m_catalog.words(u"tasks"_s, client.language));
             if (!archived) {
                 open += project;
             }
@@ -182,20 +184,11 @@ QList<Project> Demo::addCatalog(const QString& workspaceId, const QString& whose
     return open;
 }
 
-QStringList Demo::addTasks(const QString& projectId, const QString& language) {
+QStringList Demo::addNamed(const QString& table, const QString& ownerId, const QStringList& names) {
     QStringList ids;
-    for (const QString& name : m_catalog.words(u"tasks"_s, language)) {
+    for (const QString& name : names) {
         ids += m_details.id();
-        m_connection.insert(u"tasks (id, project_id, name)"_s, {ids.constLast(), projectId, name});
-    }
-    return ids;
-}
-
-QStringList Demo::addTags(const QString& workspaceId, const QString& language) {
-    QStringList ids;
-    for (const QString& name : m_catalog.words(u"tags"_s, language)) {
-        ids += m_details.id();
-        m_connection.insert(u"tags (id, workspace_id, name)"_s, {ids.constLast(), workspaceId, name});
+        m_connection.insert(table, {ids.constLast(), ownerId, name});
     }
     return ids;
 }
