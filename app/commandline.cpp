@@ -7,11 +7,12 @@
 #include <cstdio>
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 CommandLine::CommandLine()
     : m_help(m_parser.addHelpOption()), m_version(m_parser.addVersionOption()),
-      m_server(QStringLiteral("server"), QStringLiteral("Server URL"), QStringLiteral("url")),
-      m_probe(QStringLiteral("read-only-probe"),
-              QStringLiteral("Write a read-only native smoke-test result and exit"), QStringLiteral("file")) {
+      m_server(u"server"_s, u"Server URL"_s, u"url"_s),
+      m_probe(u"read-only-probe"_s, u"Write a read-only native smoke-test result and exit"_s, u"file"_s) {
     m_parser.addOption(m_server);
     m_parser.addOption(m_probe);
 }
@@ -25,7 +26,7 @@ bool CommandLine::onlyTells(int argc, const char* const* argv) {
     m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     static_cast<void>(m_parser.parse(arguments));
     m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsCompactedShortOptions);
-    return m_parser.isSet(m_help) || m_parser.isSet(QStringLiteral("help-all")) || m_parser.isSet(m_version);
+    return m_parser.isSet(m_help) || m_parser.isSet(u"help-all"_s) || m_parser.isSet(m_version);
 }
 
 void CommandLine::read(const QCoreApplication& application) {

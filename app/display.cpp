@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int exitNoDisplay = 1;
@@ -31,8 +33,7 @@ QtMessageHandler& usualHandler() {
 
 /// The platforms that were asked for and that Qt does not have here.
 QStringList missingPlatforms() {
-    static const QRegularExpression missing(
-        QStringLiteral("^Could not find the Qt platform plugin \"([^\"]+)\""));
+    static const QRegularExpression missing(u"^Could not find the Qt platform plugin \"([^\"]+)\""_s);
     QStringList names;
     for (const Saying& saying : sayings()) {
         const QRegularExpressionMatch match = missing.match(saying.text);
@@ -57,24 +58,22 @@ QStringList namedDisplays() {
 
 QString whatToDo() {
     const QStringList missing = missingPlatforms();
-    const bool waylandMissing = missing.contains(QStringLiteral("wayland"));
+    const bool waylandMissing = missing.contains(u"wayland"_s);
     if (!missing.isEmpty() && !waylandMissing) {
-        return QStringLiteral("Qt has no platform \"%1\" here: leave QT_QPA_PLATFORM and -platform away, or "
-                              "name another one.")
-            .arg(missing.constFirst());
+        return u"Qt has no platform \"%1\" here: leave QT_QPA_PLATFORM and -platform away, or "
+               "name another one."_s.arg(missing.constFirst());
     }
     const QStringList displays = namedDisplays();
     if (displays.isEmpty()) {
-        return QStringLiteral("There is no display for the window: start Timer.Kelvaro in a desktop session, "
-                              "or set DISPLAY or WAYLAND_DISPLAY.");
+        return u"There is no display for the window: start Timer.Kelvaro in a desktop session, "
+               "or set DISPLAY or WAYLAND_DISPLAY."_s;
     }
     if (waylandMissing) {
-        return QStringLiteral("Qt has no plug-in for Wayland here: install the package qt6-wayland, then "
-                              "start Timer.Kelvaro again.");
+        return u"Qt has no plug-in for Wayland here: install the package qt6-wayland, then "
+               "start Timer.Kelvaro again."_s;
     }
-    return QStringLiteral("The display does not answer (%1): start Timer.Kelvaro in a desktop session that "
-                          "is open and yours.")
-        .arg(displays.join(QStringLiteral(", ")));
+    return u"The display does not answer (%1): start Timer.Kelvaro in a desktop session that "
+           "is open and yours."_s.arg(displays.join(u", "_s));
 }
 
 void listen(QtMsgType type, const QMessageLogContext& context, const QString& text) {

@@ -9,11 +9,13 @@
 #include "app/x11desktop.h"
 #endif
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// A token of the desktop: one word of visible characters, or nothing.
 QByteArray token(const QVariantMap& platformData, const QString& key) {
-    static const QRegularExpression word(QStringLiteral("\\A[!#-\\[\\]-~]{1,255}\\z"));
+    static const QRegularExpression word(u"\\A[!#-\\[\\]-~]{1,255}\\z"_s);
     const QVariant value = platformData.value(key);
     const bool isToken = value.typeId() == QMetaType::QString && word.match(value.toString()).hasMatch();
     return isToken ? value.toString().toLatin1() : QByteArray();
@@ -22,7 +24,7 @@ QByteArray token(const QVariantMap& platformData, const QString& key) {
 #if QT_CONFIG(xcb)
 /// When the person asked, by the X server's clock: launchers write it at the end of the id.
 uint32_t timeOf(const QByteArray& startupId) {
-    static const QRegularExpression ending(QStringLiteral("_TIME([0-9]{1,10})\\z"));
+    static const QRegularExpression ending(u"_TIME([0-9]{1,10})\\z"_s);
     return ending.match(QString::fromLatin1(startupId)).captured(1).toUInt();
 }
 #endif
@@ -30,8 +32,8 @@ uint32_t timeOf(const QByteArray& startupId) {
 } // namespace
 
 void bringToFront(QWindow& window, const QVariantMap& platformData) {
-    const QByteArray activation = token(platformData, QStringLiteral("activation-token"));
-    if (!activation.isEmpty() && QGuiApplication::platformName().startsWith(QStringLiteral("wayland"))) {
+    const QByteArray activation = token(platformData, u"activation-token"_s);
+    if (!activation.isEmpty() && QGuiApplication::platformName().startsWith(u"wayland"_s)) {
         // Where Qt looks for it when it activates a window there, and takes it out again.
         qputenv("XDG_ACTIVATION_TOKEN", activation);
     }
@@ -41,7 +43,7 @@ void bringToFront(QWindow& window, const QVariantMap& platformData) {
     window.requestActivate();
 #if QT_CONFIG(xcb)
     if (const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()) {
-        const QByteArray startupId = token(platformData, QStringLiteral("desktop-startup-id"));
+        const QByteArray startupId = token(platformData, u"desktop-startup-id"_s);
         X11Desktop desktop(x11->connection(), xcb_window_t(window.winId()));
         desktop.followWindow();
         desktop.activateWindow(timeOf(startupId));

@@ -20,28 +20,28 @@ constexpr int graceMs = 100;
 constexpr int pauseMs = 10;
 
 const QString& name() {
-    static const QString text = QStringLiteral("io.github.timer_kelvaro.timer");
+    static const QString text = u"io.github.timer_kelvaro.timer"_s;
     return text;
 }
 
 /// The path that the Desktop Entry Specification derives from the name.
 const QString& path() {
-    static const QString text = QStringLiteral("/io/github/timer_kelvaro/timer");
+    static const QString text = u"/io/github/timer_kelvaro/timer"_s;
     return text;
 }
 
 const QString& interface() {
-    static const QString text = QStringLiteral("org.freedesktop.Application");
+    static const QString text = u"org.freedesktop.Application"_s;
     return text;
 }
 
 const QString& connectAction() {
-    static const QString text = QStringLiteral("connect-server");
+    static const QString text = u"connect-server"_s;
     return text;
 }
 
 QDBusMessage handover(const Instance::Start& start) {
-    const QString method = start.server ? QStringLiteral("ActivateAction") : QStringLiteral("Activate");
+    const QString method = start.server ? u"ActivateAction"_s : u"Activate"_s;
     QDBusMessage message = QDBusMessage::createMethodCall(name(), path(), interface(), method);
     // Whoever is asked is there, or else this program takes its place.
     message.setAutoStartService(false);
@@ -89,7 +89,7 @@ public Q_SLOTS: // NOLINT(readability-redundant-access-specifiers)
             parameter.first().typeId() != QMetaType::QString) {
             call.setDelayedReply(true);
             QDBusConnection::sessionBus().send(
-                call.createErrorReply(QDBusError::InvalidArgs, QStringLiteral("There is no such action.")));
+                call.createErrorReply(QDBusError::InvalidArgs, u"There is no such action."_s));
             return;
         }
         answerLater(call, [this, platformData, address = parameter.first().toString()] {
@@ -128,8 +128,8 @@ QVariantMap Instance::platformData() {
             data.insert(key, value);
         }
     };
-    pass(QStringLiteral("desktop-startup-id"), "DESKTOP_STARTUP_ID");
-    pass(QStringLiteral("activation-token"), "XDG_ACTIVATION_TOKEN");
+    pass(u"desktop-startup-id"_s, "DESKTOP_STARTUP_ID");
+    pass(u"activation-token"_s, "XDG_ACTIVATION_TOKEN");
     return data;
 }
 
@@ -162,3 +162,5 @@ Instance::Role Instance::claim(const Start& start) {
 }
 
 #include "instance.moc"
+
+using namespace Qt::StringLiterals;

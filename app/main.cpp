@@ -24,6 +24,8 @@
 #include <cstdio>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 Q_IMPORT_QML_PLUGIN(TimerKelvaroPlugin)
 
 namespace {
@@ -33,17 +35,17 @@ constexpr int exitUnanswered = 1;
 constexpr int exitBadAddress = 1;
 
 void describeApplication() {
-    QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaro"));
-    QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
+    QCoreApplication::setApplicationName(u"TimerKelvaro"_s);
+    QCoreApplication::setOrganizationName(u"Kelvaro"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(TIMER_VERSION));
 }
 
 void loadWindow(QQmlApplicationEngine& engine) {
-    engine.addImportPath(QStringLiteral(":/qt/qml"));
+    engine.addImportPath(u":/qt/qml"_s);
 #if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
     engine.loadFromModule("TimerKelvaro", "Main");
 #else
-    engine.load(QUrl(QStringLiteral("qrc:/qt/qml/TimerKelvaro/Main.qml")));
+    engine.load(QUrl(u"qrc:/qt/qml/TimerKelvaro/Main.qml"_s));
 #endif
 }
 
@@ -51,7 +53,7 @@ QString chosenServer(const CommandLine& commandLine) {
     if (const std::optional<QString> given = commandLine.server()) {
         return *given;
     }
-    return QSettings().value(QStringLiteral("server"), QStringLiteral("http://127.0.0.1:18080")).toString();
+    return QSettings().value(u"server"_s, u"http://127.0.0.1:18080"_s).toString();
 }
 
 /// The exit code, when this is not to be the program that opens a window.
@@ -109,18 +111,18 @@ int main(int argc, char* argv[]) {
         }
     }
 
-    QQuickStyle::setStyle(QStringLiteral("Material"));
-    QApplication::setFont(QFont(QStringLiteral("Arimo"), 11));
-    QGuiApplication::setDesktopFileName(QStringLiteral("timer-kelvaro"));
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/qt/qml/TimerKelvaro/timer.svg")));
+    QQuickStyle::setStyle(u"Material"_s);
+    QApplication::setFont(QFont(u"Arimo"_s, 11));
+    QGuiApplication::setDesktopFileName(u"timer-kelvaro"_s);
+    QApplication::setWindowIcon(QIcon(u":/qt/qml/TimerKelvaro/timer.svg"_s));
 
     Controller controller;
     controller.setReadOnly(probing);
 
     QQmlApplicationEngine engine;
     const bool trayAvailable = QSystemTrayIcon::isSystemTrayAvailable();
-    engine.rootContext()->setContextProperty(QStringLiteral("controller"), &controller);
-    engine.rootContext()->setContextProperty(QStringLiteral("trayAvailable"), trayAvailable);
+    engine.rootContext()->setContextProperty(u"controller"_s, &controller);
+    engine.rootContext()->setContextProperty(u"trayAvailable"_s, trayAvailable);
     loadWindow(engine);
     if (engine.rootObjects().isEmpty()) {
         return exitWindowNotLoaded;

@@ -11,6 +11,8 @@
 #include <QJsonObject>
 #include <QQuickWindow>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int deadlineMs = 20000;
@@ -33,12 +35,9 @@ void Probe::write() {
     }
     m_deadline.stop();
     const QJsonObject result{
-        {QStringLiteral("native_qml_loaded"), !m_window.isNull()},
-        {QStringLiteral("workspaces"), m_controller.workspaces().size()},
-        {QStringLiteral("entries"), m_controller.entries().size()},
-        {QStringLiteral("read_only"), true},
-        {QStringLiteral("platform"), QGuiApplication::platformName()},
-        {QStringLiteral("pending"), m_controller.pending()},
+        {u"native_qml_loaded"_s, !m_window.isNull()},     {u"workspaces"_s, m_controller.workspaces().size()},
+        {u"entries"_s, m_controller.entries().size()},    {u"read_only"_s, true},
+        {u"platform"_s, QGuiApplication::platformName()}, {u"pending"_s, m_controller.pending()},
     };
     const QByteArray text = QJsonDocument(result).toJson(QJsonDocument::Indented);
     QFile file(m_file);
@@ -49,7 +48,7 @@ void Probe::write() {
     file.close();
     if (m_window) {
         // The picture is a convenience; the result file alone is the outcome.
-        static_cast<void>(m_window->grabWindow().save(m_file + QStringLiteral(".png")));
+        static_cast<void>(m_window->grabWindow().save(m_file + u".png"_s));
     }
     QCoreApplication::quit();
 }

@@ -8,15 +8,16 @@
 #include <QIcon>
 #include <QQuickWindow>
 
+using namespace Qt::StringLiterals;
+
 Tray::Tray(Controller& controller, QQuickWindow* window)
-    : m_window(window), m_icon(QIcon(QStringLiteral(":/qt/qml/TimerKelvaro/timer.svg"))) {
-    const QString name = QStringLiteral("Timer.Kelvaro");
+    : m_window(window), m_icon(QIcon(u":/qt/qml/TimerKelvaro/timer.svg"_s)) {
+    const QString name = u"Timer.Kelvaro"_s;
     QObject::connect(m_menu.addAction(name), &QAction::triggered, &m_menu, [this] { showWindow(); });
-    QObject::connect(m_menu.addAction(QStringLiteral("Stop timer")), &QAction::triggered, &controller,
+    QObject::connect(m_menu.addAction(u"Stop timer"_s), &QAction::triggered, &controller,
                      &Controller::stopTimer);
     m_menu.addSeparator();
-    QObject::connect(m_menu.addAction(QStringLiteral("Quit")), &QAction::triggered, qApp,
-                     &QCoreApplication::quit);
+    QObject::connect(m_menu.addAction(u"Quit"_s), &QAction::triggered, qApp, &QCoreApplication::quit);
 
     m_icon.setContextMenu(&m_menu);
     m_icon.setToolTip(name);

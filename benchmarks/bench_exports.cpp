@@ -18,6 +18,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int entryCount = 100'000;
@@ -26,7 +28,7 @@ constexpr char peak[] = "peak_mb";
 /// The server with one report.
 struct Desk {
     Desk() : server(entryCount) {
-        const std::string reply = server.report(QStringLiteral("detailed"), QStringLiteral("project"));
+        const std::string reply = server.report(u"detailed"_s, u"project"_s);
         snapshot = QJsonDocument::fromJson(QByteArray::fromStdString(reply))
                        .object()
                        .value(u"snapshot_id")
@@ -60,7 +62,7 @@ void exportReport(benchmark::State& run, const std::string& format) {
 }
 
 void readBare(benchmark::State& run) {
-    QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("bare"));
+    QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"bare"_s);
     database.setDatabaseName(desk().server.databaseFile());
     if (!database.open()) {
         throw std::runtime_error("the server's file cannot be read");
@@ -70,8 +72,7 @@ void readBare(benchmark::State& run) {
         timer.start();
         QSqlQuery query(database);
         query.setForwardOnly(true);
-        query.prepare(
-            QStringLiteral("SELECT content FROM report_rows WHERE snapshot_id = ? ORDER BY position"));
+        query.prepare(u"SELECT content FROM report_rows WHERE snapshot_id = ? ORDER BY position"_s);
         query.addBindValue(desk().snapshot);
         query.exec();
         int rows = 0;

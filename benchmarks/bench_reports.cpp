@@ -20,6 +20,8 @@
 #include <memory>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int entryCount = 100'000;
@@ -46,7 +48,7 @@ void report(benchmark::State& run, const char* kind, const char* group) {
 }
 
 void readBare(benchmark::State& run) {
-    QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("bare"));
+    QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"bare"_s);
     database.setDatabaseName(server().databaseFile());
     if (!database.open()) {
         throw std::runtime_error("the server's file cannot be read");
@@ -56,10 +58,10 @@ void readBare(benchmark::State& run) {
         timer.start();
         QSqlQuery query(database);
         query.setForwardOnly(true);
-        query.prepare(QStringLiteral("SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
-                                     " billable, start_at, stop_at, deleted_at, version, task_id"
-                                     " FROM time_entries WHERE workspace_id = ? AND stop_at IS NOT NULL"
-                                     " AND deleted_at IS NULL ORDER BY start_at DESC, id DESC"));
+        query.prepare(u"SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
+                      " billable, start_at, stop_at, deleted_at, version, task_id"
+                      " FROM time_entries WHERE workspace_id = ? AND stop_at IS NOT NULL"
+                      " AND deleted_at IS NULL ORDER BY start_at DESC, id DESC"_s);
         query.addBindValue(devserver::developmentWorkspace);
         query.exec();
         int rows = 0;

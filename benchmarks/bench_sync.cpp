@@ -22,6 +22,8 @@
 #include <memory>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int queueLength = 100;
@@ -42,8 +44,8 @@ void waitUntil(const std::function<bool()>& done) {
 class BareStore {
 public:
     BareStore() {
-        m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("bare"));
-        m_database.setDatabaseName(m_folder.filePath(QStringLiteral("bare.sqlite")));
+        m_database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"bare"_s);
+        m_database.setDatabaseName(m_folder.filePath(u"bare.sqlite"_s));
         require(m_database.open(), "the bare store opens");
         for (const char* statement :
              {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
@@ -56,8 +58,8 @@ public:
         const QByteArray text = QJsonDocument(state).toJson(QJsonDocument::Compact);
         require(m_database.transaction(), "begin");
         QSqlQuery query(m_database);
-        query.prepare(QStringLiteral("INSERT OR REPLACE INTO vault(id,payload) VALUES(1,?)"));
-        query.addBindValue(Vault::seal(text, QByteArray(32, 'k'), QByteArrayLiteral("aad")));
+        query.prepare(u"INSERT OR REPLACE INTO vault(id,payload) VALUES(1,?)"_s);
+        query.addBindValue(Vault::seal(text, QByteArray(32, 'k'), "aad"_ba));
         require(query.exec() && m_database.commit(), "commit");
     }
 
@@ -69,15 +71,14 @@ private:
 /// A controller that has loaded the peer's entries.
 struct Client {
     explicit Client(int entries) : state(makeState(entries)), peer(state) {
-        address = QStringLiteral("http://127.0.0.1:%1").arg(peer.listen());
+        address = u"http://127.0.0.1:%1"_s.arg(peer.listen());
         controller.connectServer(address);
         waitUntil([this] { return idle(); });
         require(controller.entries().size() == entries, qPrintable(controller.message()));
     }
 
     [[nodiscard]] bool idle() const {
-        return !controller.busy() && controller.message() != QStringLiteral("Connecting…") &&
-               controller.pending() == 0;
+        return !controller.busy() && controller.message() != u"Connecting…"_s && controller.pending() == 0;
     }
 
     void edit(int index) {
@@ -136,7 +137,7 @@ void writeBare(benchmark::State& run) {
 
 QByteArray exchange(QNetworkAccessManager& network, const QString& address, const QByteArray& body = {}) {
     QNetworkRequest request{QUrl(address)};
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     QNetworkReply* reply = body.isEmpty() ? network.get(request) : network.post(request, body);
     waitUntil([reply] { return reply->isFinished(); });
     const QByteArray answer = reply->readAll();
@@ -147,7 +148,7 @@ QByteArray exchange(QNetworkAccessManager& network, const QString& address, cons
 
 /// What this process has handed over to be written to files so far; sockets do not count here.
 double bytesWritten() {
-    QFile io(QStringLiteral("/proc/self/io"));
+    QFile io(u"/proc/self/io"_s);
     require(io.open(QIODevice::ReadOnly), "the kernel counts what is written");
     const QByteArray counts = io.readAll();
     const qsizetype start = counts.indexOf("wchar: ") + 7;
@@ -207,14 +208,13 @@ void pushBare(benchmark::State& run) {
     Client& subject = client(static_cast<int>(run.range(0)));
     const QJsonObject state = subject.controller.durableState();
     const QJsonObject mutation = makeEdit(state, 0).value(u"mutation").toObject();
-    const QByteArray body =
-        QJsonDocument(QJsonObject{{QStringLiteral("mutations"), QJsonArray{mutation}}}).toJson();
+    const QByteArray body = QJsonDocument(QJsonObject{{u"mutations"_s, QJsonArray{mutation}}}).toJson();
     QNetworkAccessManager network;
     for (auto _ : run) {
         run.SetIterationTime(timed([&] {
             for (int i = 0; i < queueLength; ++i) {
-                exchange(network, subject.address + QStringLiteral("/v1/me"));
-                exchange(network, subject.address + QStringLiteral("/v1/sync/push"), body);
+                exchange(network, subject.address + u"/v1/me"_s);
+                exchange(network, subject.address + u"/v1/sync/push"_s, body);
                 bareStore().save(state);
             }
         }));
@@ -236,7 +236,7 @@ void reloadBare(benchmark::State& run) {
     QNetworkAccessManager network;
     for (auto _ : run) {
         run.SetIterationTime(timed([&] {
-            const QByteArray text = exchange(network, subject.address + QStringLiteral("/v1/sync/snapshot"));
+            const QByteArray text = exchange(network, subject.address + u"/v1/sync/snapshot"_s);
             benchmark::DoNotOptimize(QJsonDocument::fromJson(text));
         }));
     }

@@ -9,6 +9,8 @@
 
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 std::string jsonText(const QJsonObject& object) {
@@ -43,9 +45,9 @@ struct Peer::Server {
             entry.insert(field.key(), field.value());
         }
         entry.insert(u"version", mutation.value(u"base_version").toInt() + 1);
-        return {{QStringLiteral("mutation_id"), mutation.value(u"mutation_id")},
-                {QStringLiteral("status"), QStringLiteral("accepted")},
-                {QStringLiteral("canonical"), entry}};
+        return {{u"mutation_id"_s, mutation.value(u"mutation_id")},
+                {u"status"_s, u"accepted"_s},
+                {u"canonical"_s, entry}};
     }
 };
 
@@ -57,14 +59,14 @@ Peer::Peer(const QJsonObject& state) : m_server(std::make_unique<Server>()) {
     m_server->http.set_tcp_nodelay(true);
     m_server->http.set_keep_alive_max_count(1000000);
     m_server->serve("/v1/me", state.value(u"me").toObject());
-    m_server->serve("/v1/workspaces", {{QStringLiteral("items"), state.value(u"workspaces")}});
+    m_server->serve("/v1/workspaces", {{u"items"_s, state.value(u"workspaces")}});
     m_server->serve("/v1/sync/snapshot", snapshot);
-    m_server->serve("/v1/me/timer", {{QStringLiteral("timer"), QJsonObject()}});
+    m_server->serve("/v1/me/timer", {{u"timer"_s, QJsonObject()}});
     m_server->http.Post(
         "/v1/sync/push", [this](const httplib::Request& request, httplib::Response& response) {
             const QJsonDocument body = QJsonDocument::fromJson(QByteArray::fromStdString(request.body));
             const QJsonObject mutation = body.object().value(u"mutations").toArray().first().toObject();
-            const QJsonObject reply{{QStringLiteral("results"), QJsonArray{m_server->accept(mutation)}}};
+            const QJsonObject reply{{u"results"_s, QJsonArray{m_server->accept(mutation)}}};
             answer(response, jsonText(reply));
         });
 }

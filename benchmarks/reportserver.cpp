@@ -17,12 +17,14 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 using devserver::Connection;
 using devserver::Transaction;
 
-const QString ReportServer::from = QStringLiteral("2023-01-01");
-const QString ReportServer::to = QStringLiteral("2026-12-31");
-const QString ReportServer::zone = QStringLiteral("Asia/Jerusalem");
+const QString ReportServer::from = u"2023-01-01"_s;
+const QString ReportServer::to = u"2026-12-31"_s;
+const QString ReportServer::zone = u"Asia/Jerusalem"_s;
 
 namespace {
 
@@ -43,11 +45,10 @@ QStringList addPeople(Connection& connection) {
     QStringList ids{devserver::developmentUser};
     while (ids.size() < people) {
         const QString id = newId();
-        connection.run(
-            QStringLiteral("INSERT INTO users (id, email, display_name, timezone)"
-                           " VALUES (?, ?, ?, 'UTC')"),
-            {id, id + QStringLiteral("@example.org"), QStringLiteral("Person %1").arg(ids.size())});
-        connection.run(QStringLiteral("INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"),
+        connection.run(u"INSERT INTO users (id, email, display_name, timezone)"
+                       " VALUES (?, ?, ?, 'UTC')"_s,
+                       {id, id + u"@example.org"_s, u"Person %1"_s.arg(ids.size())});
+        connection.run(u"INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"_s,
                        {devserver::developmentWorkspace, id});
         ids += id;
     }
@@ -58,15 +59,13 @@ QList<Project> addProjects(Connection& connection) {
     QList<Project> projects;
     while (projects.size() < projectCount) {
         Project project{newId(), {}};
-        connection.run(
-            QStringLiteral("INSERT INTO projects (id, workspace_id, name, color, archived,"
-                           " hourly_rate) VALUES (?, ?, ?, '#2e86ab', 0, 25000)"),
-            {project.id, devserver::developmentWorkspace, QStringLiteral("פרויקט %1").arg(projects.size())});
+        connection.run(u"INSERT INTO projects (id, workspace_id, name, color, archived,"
+                       " hourly_rate) VALUES (?, ?, ?, '#2e86ab', 0, 25000)"_s,
+                       {project.id, devserver::developmentWorkspace, u"פרויקט %1"_s.arg(projects.size())});
         while (project.tasks.size() < tasksEach) {
             project.tasks += newId();
-            connection.run(
-                QStringLiteral("INSERT INTO tasks (id, project_id, name) VALUES (?, ?, ?)"),
-                {project.tasks.constLast(), project.id, QStringLiteral("Task %1").arg(project.tasks.size())});
+            connection.run(u"INSERT INTO tasks (id, project_id, name) VALUES (?, ?, ?)"_s,
+                           {project.tasks.constLast(), project.id, u"Task %1"_s.arg(project.tasks.size())});
         }
         projects += project;
     }
@@ -101,7 +100,7 @@ void ReportServer::restart() {
 }
 
 QString ReportServer::databaseFile() const {
-    return m_folder.filePath(QStringLiteral("server.sqlite"));
+    return m_folder.filePath(u"server.sqlite"_s);
 }
 
 void ReportServer::fill(int count) const {
@@ -110,7 +109,7 @@ void ReportServer::fill(int count) const {
     Connection connection(address);
     devserver::migrate(connection);
     Transaction transaction(connection, Transaction::Kind::Write);
-    connection.run(QStringLiteral("UPDATE workspaces SET rounding_minutes = 15"));
+    connection.run(u"UPDATE workspaces SET rounding_minutes = 15"_s);
     const QStringList users = addPeople(connection);
     const QList<Project> projects = addProjects(connection);
 
@@ -125,7 +124,7 @@ void ReportServer::fill(int count) const {
         entry.id = newId();
         entry.workspaceId = devserver::developmentWorkspace;
         entry.userId = users[i % people];
-        entry.description = QStringLiteral("פגישת תכנון, review of change %1").arg(i);
+        entry.description = u"פגישת תכנון, review of change %1"_s.arg(i);
         entry.projectId = project.id;
         entry.taskId = project.tasks[random.bounded(tasksEach)];
         entry.billable = i % 3 != 0;
@@ -141,9 +140,8 @@ void ReportServer::fill(int count) const {
 void ReportServer::start() {
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_process.start(QStringLiteral(DEVSERVER_PROGRAM),
-                    {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"), QStringLiteral("--database"),
-                     QStringLiteral("sqlite:") + databaseFile()});
-    static const QRegularExpression listening(QStringLiteral("Listening on http://127\\.0\\.0\\.1:([0-9]+)"));
+                    {u"--listen"_s, u"127.0.0.1:0"_s, u"--database"_s, u"sqlite:"_s + databaseFile()});
+    static const QRegularExpression listening(u"Listening on http://127\\.0\\.0\\.1:([0-9]+)"_s);
     int port = 0;
     while (port == 0 && (m_process.canReadLine() || m_process.waitForReadyRead())) {
         port = listening.match(QString::fromUtf8(m_process.readLine())).captured(1).toInt();
@@ -175,31 +173,31 @@ std::string ReportServer::post(const std::string& path, const QJsonObject& body)
 
 std::string ReportServer::report(const QString& kind, const QString& group) const {
     return post(workspacePath() + "/reports/" + kind.toStdString() + "/query",
-                {{QStringLiteral("from_date"), from},
-                 {QStringLiteral("to_date"), to},
-                 {QStringLiteral("timezone"), zone},
-                 {QStringLiteral("group_by"), QJsonArray{group}},
-                 {QStringLiteral("limit"), 500}});
+                {{u"from_date"_s, from},
+                 {u"to_date"_s, to},
+                 {u"timezone"_s, zone},
+                 {u"group_by"_s, QJsonArray{group}},
+                 {u"limit"_s, 500}});
 }
 
 void ReportServer::forgetReports() const {
     devserver::DatabaseAddress address;
     address.name = databaseFile();
     Connection connection(address);
-    connection.run(QStringLiteral("DELETE FROM report_rows"));
-    connection.run(QStringLiteral("DELETE FROM report_snapshots"));
+    connection.run(u"DELETE FROM report_rows"_s);
+    connection.run(u"DELETE FROM report_snapshots"_s);
 }
 
 void ReportServer::resetPeak() const {
-    QFile file(QStringLiteral("/proc/%1/clear_refs").arg(m_process.processId()));
+    QFile file(u"/proc/%1/clear_refs"_s.arg(m_process.processId()));
     if (!file.open(QIODevice::WriteOnly) || file.write("5") != 1) {
         throw std::runtime_error("the count of the highest memory cannot be reset");
     }
 }
 
 double ReportServer::peakMemory() const {
-    QFile file(QStringLiteral("/proc/%1/status").arg(m_process.processId()));
-    static const QRegularExpression highest(QStringLiteral("VmHWM:\\s+([0-9]+) kB"));
+    QFile file(u"/proc/%1/status"_s.arg(m_process.processId()));
+    static const QRegularExpression highest(u"VmHWM:\\s+([0-9]+) kB"_s);
     if (!file.open(QIODevice::ReadOnly)) {
         throw std::runtime_error("the server has ended");
     }

@@ -5,19 +5,21 @@
 
 #include <QJsonDocument>
 
+using namespace Qt::StringLiterals;
+
 void Controller::loginAccount(const QString& email, const QString& password) {
     if (m_busy || m_syncing) {
         return;
     }
     if (accountSignedIn()) {
-        fail(QStringLiteral("Sign out of the current account before logging into another session"));
+        fail(u"Sign out of the current account before logging into another session"_s);
         return;
     }
     if (!canKeepSession()) {
         return;
     }
     if (!m_document.queue.isEmpty()) {
-        fail(QStringLiteral("Resolve pending work before personal login"));
+        fail(u"Resolve pending work before personal login"_s);
         return;
     }
     requestSession(email, password,
@@ -26,7 +28,7 @@ void Controller::loginAccount(const QString& email, const QString& password) {
 
 bool Controller::canKeepSession() {
     if (m_readOnly || !queueReady()) {
-        fail(QStringLiteral("Unlock protected OS storage before personal login"));
+        fail(u"Unlock protected OS storage before personal login"_s);
         return false;
     }
     return true;
@@ -34,17 +36,16 @@ bool Controller::canKeepSession() {
 
 void Controller::requestSession(const QString& email, const QString& password, const Callback& callback) {
     if (!AccountState::transportAllowed(m_link.address())) {
-        fail(
-            QStringLiteral("Personal credentials require HTTPS or loopback. The private HTTP developer entry "
-                           "is unchanged."));
+        fail(u"Personal credentials require HTTPS or loopback. The private HTTP developer entry "
+             "is unchanged."_s);
         return;
     }
     begin();
     const QJsonObject body{
-        {QStringLiteral("email"), email},
-        {QStringLiteral("password"), password},
-        {QStringLiteral("client"), QStringLiteral("native")},
-        {QStringLiteral("device_name"), QStringLiteral("Timer Qt desktop")},
+        {u"email"_s, email},
+        {u"password"_s, password},
+        {u"client"_s, u"native"_s},
+        {u"device_name"_s, u"Timer Qt desktop"_s},
     };
     // A session that the server opened and this device does not keep must not
     // stay valid, whatever came between the question and its answer.
@@ -54,12 +55,12 @@ void Controller::requestSession(const QString& email, const QString& password, c
             m_link.revoke(server, opened);
         }
     };
-    m_link.send({"POST", QStringLiteral("/auth/login"), body, {}, {}}, callback, revokeUnlessKept);
+    m_link.send({"POST", u"/auth/login"_s, body, {}, {}}, callback, revokeUnlessKept);
 }
 
 void Controller::applyLoginReply(const QJsonObject& reply, int status) {
     if (status != 200) {
-        failAsToldBy(reply, QStringLiteral("Personal sign-in failed"));
+        failAsToldBy(reply, u"Personal sign-in failed"_s);
         return;
     }
     QJsonObject state = durableState();
@@ -77,12 +78,12 @@ void Controller::logoutAccount() {
         return;
     }
     if (!m_document.queue.isEmpty()) {
-        fail(QStringLiteral("Pending work prevents logout; the queue was retained"));
+        fail(u"Pending work prevents logout; the queue was retained"_s);
         return;
     }
     begin();
     m_signingOut = true;
-    send("POST", QStringLiteral("/auth/logout"), {{QStringLiteral("local_queue_empty"), true}},
+    send("POST", u"/auth/logout"_s, {{u"local_queue_empty"_s, true}},
          [this](const QJsonObject&, int status) { applyLogoutReply(status); });
 }
 
@@ -90,7 +91,7 @@ void Controller::applyLogoutReply(int status) {
     m_signingOut = false;
     // 401: the server no longer knows the session, so there is nothing left to end.
     if (status != 200 && status != 204 && status != 401) {
-        fail(QStringLiteral("Logout not confirmed; account and protected cache retained"));
+        fail(u"Logout not confirmed; account and protected cache retained"_s);
         return;
     }
     QJsonObject state = durableState();
@@ -100,7 +101,7 @@ void Controller::applyLogoutReply(int status) {
         return;
     }
     changeAccount(state);
-    fail(QStringLiteral("Signed out. No private developer fallback was opened automatically."));
+    fail(u"Signed out. No private developer fallback was opened automatically."_s);
 }
 
 void Controller::changeAccount(const QJsonObject& state) {

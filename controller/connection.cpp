@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool hasId(const QJsonValue& item) {
@@ -21,17 +23,17 @@ void Controller::connectServer(const QString& url) {
         return;
     }
     if (!m_document.queue.isEmpty()) {
-        fail(QStringLiteral("Pending work prevents changing server or account"));
+        fail(u"Pending work prevents changing server or account"_s);
         return;
     }
     const std::optional<QString> address = serverAddress(url);
     if (!address) {
-        fail(QStringLiteral("Use HTTPS or the trusted private development server"));
+        fail(u"Use HTTPS or the trusted private development server"_s);
         return;
     }
     const bool sameServer = address == m_link.address();
     if (accountSignedIn() && !sameServer) {
-        fail(QStringLiteral("Sign out of this personal account before changing servers"));
+        fail(u"Sign out of this personal account before changing servers"_s);
         return;
     }
 
@@ -41,8 +43,8 @@ void Controller::connectServer(const QString& url) {
         forgetAccount();
     }
     m_link.setAddress(*address);
-    QSettings().setValue(QStringLiteral("server"), *address);
-    begin(QStringLiteral("Connecting…"));
+    QSettings().setValue(u"server"_s, *address);
+    begin(u"Connecting…"_s);
 
     if (m_readOnly) {
         m_document.auth = {};
@@ -61,17 +63,15 @@ void Controller::connectServer(const QString& url) {
 
 void Controller::vaultReady() {
     if (m_vault.recordMissing()) {
-        fail(
-            QStringLiteral("The encrypted record for this server is missing on this device. Connect again to "
-                           "begin anew with the server's data."));
+        fail(u"The encrypted record for this server is missing on this device. Connect again to "
+             "begin anew with the server's data."_s);
         return;
     }
     bool read = false;
     const QJsonObject state = m_vault.load(&read);
     qCDebug(controllerLog) << "the storage is open; its record was read:" << read;
     if (!read) {
-        fail(QStringLiteral(
-            "Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
+        fail(u"Encrypted account/queue could not be authenticated; no identity fallback was attempted"_s);
         return;
     }
     // The record of a server can be anew, or somebody else's by now.
@@ -82,8 +82,7 @@ void Controller::vaultReady() {
     }
     Q_EMIT changed();
     if (m_document.signedOut) {
-        fail(QStringLiteral(
-            "Signed out. Use personal login, or explicitly reconnect for private development."));
+        fail(u"Signed out. Use personal login, or explicitly reconnect for private development."_s);
         return;
     }
     fetchIdentity();
@@ -93,7 +92,7 @@ void Controller::reconnectDeveloper() {
     Document candidate = m_document;
     candidate.signedOut = false;
     if (!m_vault.save(candidate.toJson())) {
-        fail(QStringLiteral("Unable to store explicit developer reconnect"));
+        fail(u"Unable to store explicit developer reconnect"_s);
         return;
     }
     m_document.signedOut = false;
@@ -105,11 +104,11 @@ void Controller::fetchIdentity() {
         return;
     }
     begin();
-    send("GET", QStringLiteral("/me"), {}, [this](const QJsonObject& reply, int status) {
+    send("GET", u"/me"_s, {}, [this](const QJsonObject& reply, int status) {
         noteSession(status);
         if (status != 200 || !isId(reply.value(u"id"))) {
-            fail(QStringLiteral("Session unavailable or revoked. Cached work retained; no developer fallback "
-                                "was attempted."));
+            fail(u"Session unavailable or revoked. Cached work retained; no developer fallback "
+                 "was attempted."_s);
             return;
         }
         adoptIdentity(reply);
@@ -121,7 +120,7 @@ void Controller::adoptIdentity(const QJsonObject& identity) {
     const bool foreignSession = accountSignedIn() && id != m_document.auth.value(u"user_id");
     const bool foreignWork = !m_document.queue.isEmpty() && id != m_document.me.value(u"id");
     if (foreignSession || foreignWork) {
-        fail(QStringLiteral("Account changed; pending work was not reassigned"));
+        fail(u"Account changed; pending work was not reassigned"_s);
         return;
     }
     const QJsonValue formerId = m_document.me.value(u"id");
@@ -130,12 +129,12 @@ void Controller::adoptIdentity(const QJsonObject& identity) {
         forgetAccount();
     }
     m_document.me = identity;
-    m_timezone = identity.value(u"timezone").toString(QStringLiteral("Asia/Jerusalem"));
+    m_timezone = identity.value(u"timezone").toString(u"Asia/Jerusalem"_s);
     projectQueue();
-    send("GET", QStringLiteral("/workspaces"), {}, [this](const QJsonObject& reply, int status) {
+    send("GET", u"/workspaces"_s, {}, [this](const QJsonObject& reply, int status) {
         const QJsonArray items = reply.value(u"items").toArray();
         if (status != 200 || !std::all_of(items.begin(), items.end(), hasId)) {
-            fail(QStringLiteral("Unable to list workspaces for this account"));
+            fail(u"Unable to list workspaces for this account"_s);
             return;
         }
         adoptWorkspaces(items);
@@ -150,7 +149,7 @@ void Controller::adoptWorkspaces(const QJsonArray& items) {
         m_document.timer = {};
         projectQueue();
         persist();
-        fail(QStringLiteral("This account has no workspace yet. Create one on its Web account page."));
+        fail(u"This account has no workspace yet. Create one on its Web account page."_s);
         return;
     }
     const bool stillListed = std::any_of(items.begin(), items.end(), [this](const QJsonValue& item) {
@@ -167,7 +166,7 @@ void Controller::selectWorkspace(const QString& id) {
         return;
     }
     if (!m_document.queue.isEmpty()) {
-        fail(QStringLiteral("Finish synchronizing pending work before switching the native workspace."));
+        fail(u"Finish synchronizing pending work before switching the native workspace."_s);
         return;
     }
     m_document.workspace = id;

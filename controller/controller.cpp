@@ -5,13 +5,15 @@
 #include <QSettings>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int tickMs = 1000;
 constexpr int syncMs = 15000;
 
 QString installationId() {
-    const QString key = QStringLiteral("device");
+    const QString key = u"device"_s;
     QSettings settings;
     QString id = settings.value(key).toString();
     if (id.isEmpty()) {
@@ -26,7 +28,7 @@ QString installationId() {
 
 Controller::Controller(QObject* parent)
     : QObject(parent), m_link(this), m_vault(this), m_tickTimer(this), m_syncTimer(this), m_reloadPause(this),
-      m_deviceId(installationId()) {
+      m_timezone(u"Asia/Jerusalem"_s), m_deviceId(installationId()) {
     m_reloadPause.setSingleShot(true);
     connect(this, &Controller::changed, this, &Controller::noticeAccount);
     connect(this, &Controller::changed, this, &Controller::noticeIdle);

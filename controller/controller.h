@@ -289,7 +289,7 @@ private:
     QVariantMap m_retained;
     /// Which workspace the snapshot is of.
     QString m_snapshotWorkspace;
-    QString m_timezone = QStringLiteral("Asia/Jerusalem");
+    QString m_timezone;
     QString m_message;
     bool m_quotesServer = false;
     QString m_deviceId;

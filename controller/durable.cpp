@@ -2,6 +2,8 @@
 #include "controller/controller.h"
 #include "state/retained.h"
 
+using namespace Qt::StringLiterals;
+
 QJsonObject Controller::durableState() const {
     return m_document.toJson();
 }
@@ -32,6 +34,6 @@ bool Controller::persist() {
     if (m_vault.save(durableState())) {
         return true;
     }
-    fail(QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally."));
+    fail(u"Secure local save failed; the retained queue was not acknowledged locally."_s);
     return false;
 }

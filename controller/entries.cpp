@@ -9,6 +9,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Whole seconds in UTC with "Z", the form of every time stamp that goes to the server.
@@ -40,10 +42,10 @@ QString newEntryId() {
 /// What a new entry starts with; the caller adds its times.
 QJsonObject newEntry(const QString& description, const QString& projectId, bool billable) {
     return {
-        {QStringLiteral("description"), description},
-        {QStringLiteral("project_id"), projectId.isEmpty() ? QJsonValue() : QJsonValue(projectId)},
-        {QStringLiteral("tag_ids"), QJsonArray()},
-        {QStringLiteral("billable"), billable},
+        {u"description"_s, description},
+        {u"project_id"_s, projectId.isEmpty() ? QJsonValue() : QJsonValue(projectId)},
+        {u"tag_ids"_s, QJsonArray()},
+        {u"billable"_s, billable},
     };
 }
 
@@ -55,7 +57,7 @@ void Controller::start(const QString& description, const QString& projectId, boo
     }
     QJsonObject payload = newEntry(description, projectId, billable);
     payload.insert(u"start_at", utcText(QDateTime::currentDateTimeUtc()));
-    enqueue(QStringLiteral("timer.start"), newEntryId(), 0, payload);
+    enqueue(u"timer.start"_s, newEntryId(), 0, payload);
 }
 
 void Controller::stop() {
@@ -63,13 +65,12 @@ void Controller::stop() {
         return;
     }
     if (m_view.timer().value(u"workspace_id").toString() != m_document.workspace) {
-        fail(QStringLiteral(
-            "Select the running timer's workspace before stopping it in this native preview."));
+        fail(u"Select the running timer's workspace before stopping it in this native preview."_s);
         return;
     }
     const QString stopAt = utcText(stopTime(stamp(m_view.timer().value(u"start_at"))));
-    enqueue(QStringLiteral("timer.stop"), m_view.timer().value(u"id").toString(),
-            m_view.timer().value(u"version").toInt(), {{QStringLiteral("stop_at"), stopAt}});
+    enqueue(u"timer.stop"_s, m_view.timer().value(u"id").toString(), m_view.timer().value(u"version").toInt(),
+            {{u"stop_at"_s, stopAt}});
 }
 
 void Controller::addManual(const QString& description, const QString& projectId, const QString& from,
@@ -77,13 +78,13 @@ void Controller::addManual(const QString& description, const QString& projectId,
     const QDateTime start = QDateTime::fromString(from, Qt::ISODateWithMs);
     const QDateTime end = QDateTime::fromString(to, Qt::ISODateWithMs);
     if (!hasUtcText(start) || !hasUtcText(end) || !isAfter(end, start)) {
-        fail(QStringLiteral("Enter valid ISO timestamps with an explicit offset; end must be after start."));
+        fail(u"Enter valid ISO timestamps with an explicit offset; end must be after start."_s);
         return;
     }
     QJsonObject payload = newEntry(description, projectId, billable);
     payload.insert(u"start_at", utcText(start));
     payload.insert(u"stop_at", utcText(end));
-    enqueue(QStringLiteral("entry.create"), newEntryId(), 0, payload);
+    enqueue(u"entry.create"_s, newEntryId(), 0, payload);
 }
 
 QString Controller::manualNotice(const QString& from, const QString& to) const {
@@ -91,27 +92,27 @@ QString Controller::manualNotice(const QString& from, const QString& to) const {
     const QDateTime end = QDateTime::fromString(to, Qt::ISODateWithMs);
     if (start.isValid() && end.isValid()) {
         if (!isAfter(end, start)) {
-            return QStringLiteral("order");
+            return u"order"_s;
         }
         const QJsonObject entry{
-            {QStringLiteral("workspace_id"), m_document.workspace},
-            {QStringLiteral("user_id"), m_document.me.value(u"id")},
-            {QStringLiteral("start_at"), utcText(start)},
-            {QStringLiteral("stop_at"), utcText(end)},
+            {u"workspace_id"_s, m_document.workspace},
+            {u"user_id"_s, m_document.me.value(u"id")},
+            {u"start_at"_s, utcText(start)},
+            {u"stop_at"_s, utcText(end)},
         };
         if (SyncState::isLocked(entry, m_document.snapshot.value(u"timesheet_periods").toArray())) {
-            return QStringLiteral("period");
+            return u"period"_s;
         }
     }
     const auto holdsForOne = [&](const auto& holds) {
         return (start.isValid() && holds(start)) || (end.isValid() && holds(end));
     };
     if (holdsForOne([](const QDateTime& time) { return time.timeSpec() == Qt::LocalTime; })) {
-        return QStringLiteral("offset");
+        return u"offset"_s;
     }
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const bool isFuture = holdsForOne([&now](const QDateTime& time) { return time > now; });
-    return isFuture ? QStringLiteral("future") : QString();
+    return isFuture ? u"future"_s : QString();
 }
 
 void Controller::editDescription(const QString& id, const QString& description) {
@@ -120,16 +121,14 @@ void Controller::editDescription(const QString& id, const QString& description) 
     }
     const QJsonObject entry = m_view.find(id);
     if (entry.isEmpty()) {
-        fail(QStringLiteral("Entry not found in this workspace"));
+        fail(u"Entry not found in this workspace"_s);
         return;
     }
     if (entry.value(u"period_locked").toBool()) {
-        fail(QStringLiteral(
-            "This entry is submitted or approved. Reopen its period in the Web workbench first."));
+        fail(u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s);
         return;
     }
-    enqueue(QStringLiteral("entry.update"), id, entry.value(u"version").toInt(),
-            {{QStringLiteral("description"), description}});
+    enqueue(u"entry.update"_s, id, entry.value(u"version").toInt(), {{u"description"_s, description}});
 }
 
 QVariantList Controller::entries() const {

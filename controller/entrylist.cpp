@@ -10,6 +10,8 @@
 #include <limits>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr std::size_t gone = std::numeric_limits<std::size_t>::max();
@@ -31,14 +33,13 @@ EntryList::Row EntryList::makeRow(const QJsonObject& entry) {
     QVariantMap map;
     for (auto field = entry.begin(); field != entry.end(); ++field) {
         const QString key = field.key();
-        const bool repeats = key.endsWith(QStringLiteral("_id")) && field.value().isString();
+        const bool repeats = key.endsWith(u"_id"_s) && field.value().isString();
         map.insert(map.cend(), shared(key),
                    repeats ? shared(field.value().toString()) : field.value().toVariant());
     }
-    map.insert(shared(QStringLiteral("duration_text")),
-               durationText(entry.value(u"duration_seconds").toInteger()));
+    map.insert(shared(u"duration_text"_s), durationText(entry.value(u"duration_seconds").toInteger()));
     const QJsonValue start = entry.value(u"start_at");
-    return {start.isString() ? map.value(QStringLiteral("start_at")).toString() : QString(), map};
+    return {start.isString() ? map.value(u"start_at"_s).toString() : QString(), map};
 }
 
 /// Where the walk through the remembered entries goes on for `entry`: at its equal, or

@@ -11,6 +11,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 bool replaceFile(const QString& fileName, const QByteArray& bytes) {
     QSaveFile file(fileName);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
@@ -18,8 +20,8 @@ bool replaceFile(const QString& fileName, const QByteArray& bytes) {
 
 bool writePendingChanges(const QString& fileName, const QJsonArray& items) {
     const QJsonObject document{
-        {QStringLiteral("format"), QStringLiteral("timer-native-pending-v1")},
-        {QStringLiteral("queue"), items},
+        {u"format"_s, u"timer-native-pending-v1"_s},
+        {u"queue"_s, items},
     };
     return replaceFile(fileName, QJsonDocument(document).toJson(QJsonDocument::Indented));
 }

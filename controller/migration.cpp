@@ -8,6 +8,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 maxCsvBytes = 900000;
@@ -32,46 +34,45 @@ std::optional<QByteArray> readCsv(const QString& fileName) {
 
 void Controller::previewCsv(const QString& namespaceName, const QString& zone, bool assignToMe) {
     if (!assignToMe) {
-        fail(QStringLiteral("Confirm that source records belong to the current account."));
+        fail(u"Confirm that source records belong to the current account."_s);
         return;
     }
     const qint64 generation = m_link.generation();
-    const QString fileName = QFileDialog::getOpenFileName(nullptr, QStringLiteral("Select detailed CSV"), {},
-                                                          QStringLiteral("CSV (*.csv)"));
+    const QString fileName =
+        QFileDialog::getOpenFileName(nullptr, u"Select detailed CSV"_s, {}, u"CSV (*.csv)"_s);
     if (fileName.isEmpty()) {
         return;
     }
     // The dialog stood open while the account changed: nobody said that the records are this one's.
     if (generation != m_link.generation()) {
-        say(QStringLiteral("Import preview failed"));
+        say(u"Import preview failed"_s);
         return;
     }
     const std::optional<QByteArray> bytes = readCsv(fileName);
     if (!bytes) {
-        fail(QStringLiteral("CSV unavailable or exceeds 900KB limit"));
+        fail(u"CSV unavailable or exceeds 900KB limit"_s);
         return;
     }
     const QString content = QString::fromUtf8(*bytes);
     if (content.toUtf8() != *bytes) {
-        fail(QStringLiteral("CSV must be UTF-8"));
+        fail(u"CSV must be UTF-8"_s);
         return;
     }
     begin();
     const QJsonObject body{
-        {QStringLiteral("content"), content},
-        {QStringLiteral("timezone"), zone},
-        {QStringLiteral("source_namespace"), namespaceName},
-        {QStringLiteral("assign_to_me"), true},
+        {u"content"_s, content},
+        {u"timezone"_s, zone},
+        {u"source_namespace"_s, namespaceName},
+        {u"assign_to_me"_s, true},
     };
-    const QString path =
-        QStringLiteral("/workspaces/") + m_document.workspace + QStringLiteral("/imports/csv/preview");
+    const QString path = u"/workspaces/"_s + m_document.workspace + u"/imports/csv/preview"_s;
     send("POST", path, body, [this](const QJsonObject& reply, int status) {
         if (status != 201) {
-            failAsToldBy(reply, QStringLiteral("Import preview failed"));
+            failAsToldBy(reply, u"Import preview failed"_s);
             return;
         }
         adoptPreview(reply);
-        finish(QStringLiteral("Preview only: no time entries have been written"));
+        finish(u"Preview only: no time entries have been written"_s);
     });
 }
 
@@ -90,11 +91,10 @@ void Controller::applyImport() {
     m_personal.nextChunk = NextChunk::None;
     m_personal.importPaused = false;
     begin();
-    const QString path = QStringLiteral("/imports/") + m_personal.importPreview.value(u"id").toString() +
-                         QStringLiteral("/apply");
+    const QString path = u"/imports/"_s + m_personal.importPreview.value(u"id").toString() + u"/apply"_s;
     const QJsonObject body{
-        {QStringLiteral("preview_checksum"), m_personal.importPreview.value(u"checksum").toString()},
-        {QStringLiteral("limit"), recordsPerChunk},
+        {u"preview_checksum"_s, m_personal.importPreview.value(u"checksum").toString()},
+        {u"limit"_s, recordsPerChunk},
     };
     send("POST", path, body, [this, preview = m_previews](const QJsonObject& reply, int status) {
         applyImportReply(preview, reply, status);
@@ -103,16 +103,16 @@ void Controller::applyImport() {
 
 void Controller::applyImportReply(qint64 preview, const QJsonObject& reply, int status) {
     if (status != 200) {
-        failAsToldBy(reply, QStringLiteral("Import failed"));
+        failAsToldBy(reply, u"Import failed"_s);
         return;
     }
     const bool replaced = preview != m_previews;
     if (!replaced) {
         m_personal.importPreview = reply;
     }
-    finish(QStringLiteral("Import: %1 · %2 / %3")
-               .arg(reply.value(u"state").toString(), QString::number(reply.value(u"checkpoint").toInteger()),
-                    QString::number(reply.value(u"total").toInteger())),
+    finish(u"Import: %1 · %2 / %3"_s.arg(reply.value(u"state").toString(),
+                                         QString::number(reply.value(u"checkpoint").toInteger()),
+                                         QString::number(reply.value(u"total").toInteger())),
            true);
     if (reply.value(u"has_more").toBool() && !m_personal.importPaused && !replaced) {
         m_personal.nextChunk = NextChunk::Scheduled;
@@ -141,5 +141,5 @@ void Controller::continueImport() {
 
 void Controller::pauseImport() {
     m_personal.importPaused = true;
-    say(QStringLiteral("Pausing after the current committed chunk"));
+    say(u"Pausing after the current committed chunk"_s);
 }

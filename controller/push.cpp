@@ -4,20 +4,22 @@
 #include "controller/replies.h"
 #include "state/syncstate.h"
 
+using namespace Qt::StringLiterals;
+
 void Controller::nextMutation() {
     if (m_syncing || m_busy || m_document.queue.isEmpty() || !queueReady()) {
         return;
     }
     const QJsonObject item = m_document.queue.first().toObject();
     if (!hasPendingHead()) {
-        fail(QStringLiteral("Sync conflict retained with its original payload. Inspect or export it; period "
-                            "locks cannot be bypassed."));
+        fail(u"Sync conflict retained with its original payload. Inspect or export it; period "
+             "locks cannot be bypassed."_s);
         return;
     }
     m_syncing = true;
     Q_EMIT changed();
     // Work recorded under one account must never be sent under another.
-    send("GET", QStringLiteral("/me"), {}, [this, item](const QJsonObject& reply, int status) {
+    send("GET", u"/me"_s, {}, [this, item](const QJsonObject& reply, int status) {
         noteSession(status);
         const QJsonValue id = reply.value(u"id");
         if (status == 200 && isId(id) && id == m_document.me.value(u"id")) {
@@ -25,15 +27,15 @@ void Controller::nextMutation() {
             return;
         }
         m_syncing = false;
-        fail(status == 200 ? QStringLiteral("Account changed; queued work was NOT reassigned.")
-                           : QStringLiteral("Identity check unavailable; encrypted queue retained."));
+        fail(status == 200 ? u"Account changed; queued work was NOT reassigned."_s
+                           : u"Identity check unavailable; encrypted queue retained."_s);
     });
 }
 
 void Controller::pushHead(const QJsonObject& item) {
     const QJsonObject mutation = item.value(u"mutation").toObject();
     send(
-        "POST", QStringLiteral("/sync/push"), {{QStringLiteral("mutations"), QJsonArray{mutation}}},
+        "POST", u"/sync/push"_s, {{u"mutations"_s, QJsonArray{mutation}}},
         [this, item](const QJsonObject& reply, int status) { applyPushReply(item, reply, status); },
         mutation.value(u"mutation_id").toString());
 }
@@ -41,13 +43,13 @@ void Controller::pushHead(const QJsonObject& item) {
 void Controller::applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status) {
     m_syncing = false;
     if (status != 200) {
-        say(QStringLiteral("Server did not acknowledge this request; original encrypted queue retained"));
+        say(u"Server did not acknowledge this request; original encrypted queue retained"_s);
         return;
     }
     const QJsonArray results = reply.value(u"results").toArray();
     qCDebug(controllerLog) << "push answered: results" << results.size();
     if (results.size() != 1) {
-        fail(QStringLiteral("Unexpected acknowledgement count; queue retained"));
+        fail(u"Unexpected acknowledgement count; queue retained"_s);
         return;
     }
     QJsonObject state = durableState();

@@ -6,10 +6,12 @@
 #include <QJsonDocument>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool isPending(const QJsonValue& item) {
-    return item.toObject().value(u"status").toString() == QStringLiteral("pending");
+    return item.toObject().value(u"status").toString() == u"pending"_s;
 }
 
 } // namespace
@@ -21,39 +23,38 @@ bool Controller::hasPendingHead() const {
 void Controller::enqueue(const QString& operation, const QString& entityId, int baseVersion,
                          QJsonObject payload) {
     if (m_readOnly || m_document.signedOut || m_document.me.isEmpty() || m_document.workspace.isEmpty()) {
-        fail(QStringLiteral("Connect to the server first"));
+        fail(u"Connect to the server first"_s);
         return;
     }
     if (m_signingOut) {
         // The sign-out told the server that nothing waits here; `busy` stays its own.
-        say(QStringLiteral("You are being signed out; this was not recorded."));
+        say(u"You are being signed out; this was not recorded."_s);
         return;
     }
     const QJsonObject mutation{
-        {QStringLiteral("mutation_id"), QUuid::createUuid().toString(QUuid::WithoutBraces)},
-        {QStringLiteral("device_id"), m_deviceId},
-        {QStringLiteral("workspace_id"), m_document.workspace},
-        {QStringLiteral("entity_id"), entityId},
-        {QStringLiteral("base_version"), baseVersion},
-        {QStringLiteral("operation"), operation},
-        {QStringLiteral("payload"), std::move(payload)},
+        {u"mutation_id"_s, QUuid::createUuid().toString(QUuid::WithoutBraces)},
+        {u"device_id"_s, m_deviceId},
+        {u"workspace_id"_s, m_document.workspace},
+        {u"entity_id"_s, entityId},
+        {u"base_version"_s, baseVersion},
+        {u"operation"_s, operation},
+        {u"payload"_s, std::move(payload)},
     };
     if (!secureStorage()) {
-        fail(QStringLiteral("Open KWallet / OS credential storage before recording time. Online reports and "
-                            "reads remain available; no unprotected write queue is used."));
+        fail(u"Open KWallet / OS credential storage before recording time. Online reports and "
+             "reads remain available; no unprotected write queue is used."_s);
         return;
     }
 
     Document candidate = m_document;
-    candidate.queue.append(QJsonObject{{QStringLiteral("status"), QStringLiteral("pending")},
-                                       {QStringLiteral("mutation"), mutation}});
+    candidate.queue.append(QJsonObject{{u"status"_s, u"pending"_s}, {u"mutation"_s, mutation}});
     const QJsonObject state = candidate.toJson();
     if (!m_vault.save(state)) {
-        fail(QStringLiteral("The write was not accepted because secure local storage failed."));
+        fail(u"The write was not accepted because secure local storage failed."_s);
         return;
     }
     adopt(state);
-    say(QStringLiteral("Saved securely on this device"));
+    say(u"Saved securely on this device"_s);
     nextMutation();
 }
 
@@ -68,14 +69,14 @@ QString Controller::conflictDetails() const {
 }
 
 void Controller::exportPending() {
-    const QString fileName = QFileDialog::getSaveFileName(nullptr, QStringLiteral("Export pending changes"),
-                                                          QStringLiteral("timer-pending-changes.json"));
+    const QString fileName =
+        QFileDialog::getSaveFileName(nullptr, u"Export pending changes"_s, u"timer-pending-changes.json"_s);
     if (fileName.isEmpty()) {
         return;
     }
     if (!writePendingChanges(fileName, m_document.queue)) {
-        fail(QStringLiteral("Pending-change export failed"));
+        fail(u"Pending-change export failed"_s);
         return;
     }
-    say(QStringLiteral("Pending changes exported; the queue was not discarded"));
+    say(u"Pending changes exported; the queue was not discarded"_s);
 }

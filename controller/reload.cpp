@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// How long the periodic reloads pause after one, two, three and more of them in
@@ -66,7 +68,7 @@ void Controller::reload(bool periodic) {
     }
     begin();
     const Load load{m_document.workspace, ++m_loads, m_acknowledgements, periodic};
-    const QString path = QStringLiteral("/sync/snapshot?workspace_id=") + m_document.workspace;
+    const QString path = u"/sync/snapshot?workspace_id="_s + m_document.workspace;
     send("GET", path, {}, [this, load](const QJsonObject& reply, int status) {
         if (isOvertaken(load)) {
             return;
@@ -74,7 +76,7 @@ void Controller::reload(bool periodic) {
         if (status != 200) {
             noteReload(load, false);
             projectQueue();
-            fail(QStringLiteral("Server unavailable. Encrypted cached data retained."));
+            fail(u"Server unavailable. Encrypted cached data retained."_s);
             return;
         }
         if (isOutdated(load)) {
@@ -89,7 +91,7 @@ void Controller::reload(bool periodic) {
 }
 
 void Controller::loadTimer(const Load& load) {
-    send("GET", QStringLiteral("/me/timer"), {}, [this, load](const QJsonObject& reply, int status) {
+    send("GET", u"/me/timer"_s, {}, [this, load](const QJsonObject& reply, int status) {
         if (isOvertaken(load)) {
             return;
         }
@@ -116,8 +118,8 @@ bool Controller::isOutdated(const Load& load) const {
 void Controller::finishLoading() {
     m_busy = false;
     projectQueue();
-    m_message = m_document.queue.isEmpty() ? QStringLiteral("Connected to PostgreSQL")
-                                           : QStringLiteral("Local changes await acknowledgement");
+    m_message =
+        m_document.queue.isEmpty() ? u"Connected to PostgreSQL"_s : u"Local changes await acknowledgement"_s;
     m_quotesServer = false;
     // Told only after the save: that can fail, and it can bring the storage back.
     persist();

@@ -3,6 +3,8 @@
 #include "controller/replies.h"
 #include "state/accountstate.h"
 
+using namespace Qt::StringLiterals;
+
 bool Controller::sessionRefused() const {
     return m_personal.sessionRefused;
 }
@@ -16,7 +18,7 @@ void Controller::renewSession(const QString& email, const QString& password) {
         return;
     }
     if (m_syncing) {
-        say(QStringLiteral("Another request is under way; sign in again when it has ended."));
+        say(u"Another request is under way; sign in again when it has ended."_s);
         return;
     }
     if (!canKeepSession()) {
@@ -28,7 +30,7 @@ void Controller::renewSession(const QString& email, const QString& password) {
 
 void Controller::applyRenewalReply(const QJsonObject& reply, int status) {
     if (status != 200) {
-        failAsToldBy(reply, QStringLiteral("Personal sign-in failed"));
+        failAsToldBy(reply, u"Personal sign-in failed"_s);
         return;
     }
     QJsonObject state = durableState();

@@ -5,6 +5,8 @@
 
 #include <QFileDialog>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int maxRows = 500;
@@ -18,22 +20,20 @@ void Controller::queryReport(const QString& kind, const QString& fromDate, const
     }
     begin();
     const QJsonObject body{
-        {QStringLiteral("from_date"), fromDate}, {QStringLiteral("to_date"), toDate},
-        {QStringLiteral("timezone"), zone},      {QStringLiteral("group_by"), QJsonArray{group}},
-        {QStringLiteral("limit"), maxRows},
+        {u"from_date"_s, fromDate},         {u"to_date"_s, toDate}, {u"timezone"_s, zone},
+        {u"group_by"_s, QJsonArray{group}}, {u"limit"_s, maxRows},
     };
-    const QString path = QStringLiteral("/workspaces/") + m_document.workspace + QStringLiteral("/reports/") +
-                         kind + QStringLiteral("/query");
+    const QString path = u"/workspaces/"_s + m_document.workspace + u"/reports/"_s + kind + u"/query"_s;
     send("POST", path, body, [this](const QJsonObject& reply, int status) {
         if (status != 200) {
-            failAsToldBy(reply, QStringLiteral("Report request failed"));
+            failAsToldBy(reply, u"Report request failed"_s);
             return;
         }
         m_personal.report = reply;
         m_personal.reportRows = reply.value(u"rows").toArray();
         finish(reply.value(u"has_more").toBool()
-                   ? QStringLiteral("First 500 rows shown. Exports contain the complete snapshot.")
-                   : QStringLiteral("Server snapshot loaded"));
+                   ? u"First 500 rows shown. Exports contain the complete snapshot."_s
+                   : u"Server snapshot loaded"_s);
     });
 }
 
@@ -42,18 +42,17 @@ void Controller::downloadReport(const QString& format) {
     if (snapshotId.isEmpty()) {
         return;
     }
-    const QString path = QStringLiteral("/workspaces/") + m_document.workspace +
-                         QStringLiteral("/report-snapshots/") + snapshotId +
-                         QStringLiteral("/export?format=") + format;
+    const QString path = u"/workspaces/"_s + m_document.workspace + u"/report-snapshots/"_s + snapshotId +
+                         u"/export?format="_s + format;
     const qint64 generation = m_link.generation();
-    const QString fileName = QFileDialog::getSaveFileName(nullptr, QStringLiteral("Save report"),
-                                                          QStringLiteral("timer-report.") + format);
+    const QString fileName =
+        QFileDialog::getSaveFileName(nullptr, u"Save report"_s, u"timer-report."_s + format);
     if (fileName.isEmpty()) {
         return;
     }
     // The dialog stood open while the account changed: the report is not this one's.
     if (generation != m_link.generation()) {
-        say(QStringLiteral("Export failed"));
+        say(u"Export failed"_s);
         return;
     }
     m_link.download(path, token(), [this, fileName](const QByteArray& body, int status) {
@@ -63,12 +62,12 @@ void Controller::downloadReport(const QString& format) {
 
 void Controller::saveExport(const QString& fileName, const QByteArray& body, int status) {
     if (status != 200) {
-        fail(QStringLiteral("Export failed"));
+        fail(u"Export failed"_s);
         return;
     }
     if (!replaceFile(fileName, body)) {
-        fail(QStringLiteral("Unable to save the export"));
+        fail(u"Unable to save the export"_s);
         return;
     }
-    say(QStringLiteral("Report exported from its server snapshot"));
+    say(u"Report exported from its server snapshot"_s);
 }

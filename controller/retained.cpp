@@ -8,17 +8,18 @@
 #include <QFileDialog>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString changes(qsizetype count) {
-    return count == 1 ? QStringLiteral("1 change") : QStringLiteral("%1 changes").arg(count);
+    return count == 1 ? u"1 change"_s : u"%1 changes"_s.arg(count);
 }
 
 /// A name of its own for each copy: what it holds is nowhere else, so that a
 /// later one must not replace it.
 QString proposedName() {
-    return QDateTime::currentDateTime().toString(
-        QStringLiteral("'timer-removed-changes-'yyyyMMdd-HHmmss'.json'"));
+    return QDateTime::currentDateTime().toString(u"'timer-removed-changes-'yyyyMMdd-HHmmss'.json'"_s);
 }
 
 } // namespace
@@ -39,7 +40,7 @@ void Controller::resendRetained() {
         return;
     }
     adopt(state);
-    say(QStringLiteral("The change is sent again as a new one."));
+    say(u"The change is sent again as a new one."_s);
     synchronize();
 }
 
@@ -64,7 +65,7 @@ void Controller::removePending() {
 bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue)>& choose,
                           const PersistState& persistState) {
     const QString underWay =
-        QStringLiteral("Another request is under way; nothing was removed. Try again when it has ended.");
+        u"Another request is under way; nothing was removed. Try again when it has ended."_s;
     const QJsonArray items = choose(m_document.queue);
     if (m_busy || m_readOnly || items.isEmpty()) {
         return false;
@@ -77,11 +78,11 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
     const QString removed = changes(items.size());
     // A request of the periodic step must not stand in the way of what is chosen.
     m_syncTimer.stop();
-    const QString fileName = QFileDialog::getSaveFileName(
-        nullptr, QStringLiteral("Save a copy and remove ") + removed, proposedName());
+    const QString fileName =
+        QFileDialog::getSaveFileName(nullptr, u"Save a copy and remove "_s + removed, proposedName());
     m_syncTimer.start();
     if (fileName.isEmpty()) {
-        say(QStringLiteral("Nothing was removed."));
+        say(u"Nothing was removed."_s);
         return false;
     }
     // The dialog let events in.
@@ -90,12 +91,11 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
         return false;
     }
     if (generation != m_link.generation() || choose(m_document.queue) != items) {
-        fail(QStringLiteral(
-            "The session or the waiting changes are not the same any more; nothing was removed."));
+        fail(u"The session or the waiting changes are not the same any more; nothing was removed."_s);
         return false;
     }
     if (!writePendingChanges(fileName, items) || !syncFolderOf(fileName)) {
-        fail(QStringLiteral("The copy could not be written; nothing was removed."));
+        fail(u"The copy could not be written; nothing was removed."_s);
         return false;
     }
     QJsonObject state = durableState();
@@ -105,6 +105,6 @@ bool Controller::setAside(const std::function<QJsonArray(const QJsonArray& queue
         return false;
     }
     adopt(state);
-    say(QStringLiteral("Copy saved; %1 left the queue.").arg(removed));
+    say(u"Copy saved; %1 left the queue."_s.arg(removed));
     return true;
 }

@@ -5,6 +5,8 @@
 
 #include <QUrl>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool isAllowed(const QUrl& url) {
@@ -12,8 +14,7 @@ bool isAllowed(const QUrl& url) {
         url.hasFragment()) {
         return false;
     }
-    return url.scheme() == QStringLiteral("https") ||
-           (url.scheme() == QStringLiteral("http") && isPrivateHost(url.host()));
+    return url.scheme() == u"https"_s || (url.scheme() == u"http"_s && isPrivateHost(url.host()));
 }
 
 } // namespace

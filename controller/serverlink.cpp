@@ -15,18 +15,20 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// A request that stalls this long is given up.
 constexpr int transferTimeoutMs = 12000;
 constexpr int revocationTimeoutMs = 10000;
-const QString loginPath = QStringLiteral("/auth/login");
+const QString loginPath = u"/auth/login"_s;
 /// Below this a reply is parsed sooner than it is worth remembering.
 constexpr qsizetype largeReplyBytes = 65536;
 
 QNetworkRequest requestTo(const QString& server, const QString& path, const QString& token,
                           int timeoutMs = transferTimeoutMs) {
-    QNetworkRequest request(QUrl(server + QStringLiteral("/v1") + path, QUrl::TolerantMode));
+    QNetworkRequest request(QUrl(server + u"/v1"_s + path, QUrl::TolerantMode));
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
@@ -104,7 +106,7 @@ QNetworkReply* ServerLink::issue(const QNetworkRequest& request, const ServerReq
                                  const QByteArray& body) {
     qCDebug(controllerLog) << "request" << asked.method << area(asked.path) << "bytes" << body.size();
     QNetworkRequest complete = request;
-    complete.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    complete.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     if (asked.method == "GET") {
         return m_network.get(complete);
     }
@@ -160,8 +162,8 @@ void ServerLink::revoke(const QString& server, const QString& token) {
     if (token.isEmpty() || token.contains(u'\r') || token.contains(u'\n')) {
         return;
     }
-    QNetworkRequest request = requestTo(server, QStringLiteral("/auth/logout"), token, revocationTimeoutMs);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    QNetworkReply* reply = m_network.post(request, QByteArrayLiteral(R"({"local_queue_empty":true})"));
+    QNetworkRequest request = requestTo(server, u"/auth/logout"_s, token, revocationTimeoutMs);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
+    QNetworkReply* reply = m_network.post(request, R"({"local_queue_empty":true})"_ba);
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
 }

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 void Controller::toggleTimer(const QString& description, const QString& projectId, bool billable) {
     press({m_document.workspace, m_view.timer().value(u"id").toString(), description, projectId, billable});
 }
@@ -18,13 +20,13 @@ void Controller::stopTimer() {
 
 void Controller::press(const Press& press) {
     if (m_busy && press.workspace.isEmpty()) {
-        say(QStringLiteral("Connect to the server first")); // nothing is known yet that could wait
+        say(u"Connect to the server first"_s); // nothing is known yet that could wait
         return;
     }
     // What waits is replaced: pressed twice, it is still one start or one stop.
     m_personal.press = press;
     if (m_busy) {
-        say(QStringLiteral("The server is being asked; the timer follows as soon as that has ended."));
+        say(u"The server is being asked; the timer follows as soon as that has ended."_s);
         return;
     }
     carryOutPress();
@@ -35,7 +37,7 @@ void Controller::carryOutPress() {
     const bool applies =
         press.workspace == m_document.workspace && press.timer == m_view.timer().value(u"id").toString();
     if (!applies) {
-        say(QStringLiteral("The timer or the workspace is another one by now; nothing was done."));
+        say(u"The timer or the workspace is another one by now; nothing was done."_s);
         return;
     }
     if (m_view.timer().isEmpty()) {

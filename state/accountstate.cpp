@@ -7,23 +7,24 @@
 #include <QRegularExpression>
 #include <QUrl>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qsizetype minTokenLength = 32;
 constexpr qsizetype maxTokenLength = 4096;
 
-const QString invalidSession = QStringLiteral("Invalid native session response; existing account retained");
-const QString sessionNotSaved =
-    QStringLiteral("The new session could not be saved securely; previous account retained");
+const QString invalidSession = u"Invalid native session response; existing account retained"_s;
+const QString sessionNotSaved = u"The new session could not be saved securely; previous account retained"_s;
 
 bool isUuid(const QString& text) {
-    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(
-        QStringLiteral("^[a-fA-F0-9]{8}-(?:[a-fA-F0-9]{4}-){3}[a-fA-F0-9]{12}$")));
+    static const QRegularExpression pattern(
+        QRegularExpression::anchoredPattern(u"^[a-fA-F0-9]{8}-(?:[a-fA-F0-9]{4}-){3}[a-fA-F0-9]{12}$"_s));
     return pattern.match(text).hasMatch();
 }
 
 bool isToken(const QString& text) {
-    static const QRegularExpression forbidden(QStringLiteral("[\r\n\t ]"));
+    static const QRegularExpression forbidden(u"[\r\n\t ]"_s);
     return text.size() >= minTokenLength && text.size() <= maxTokenLength && !text.contains(forbidden);
 }
 
@@ -55,9 +56,7 @@ QJsonObject sessionIn(const QJsonObject& reply) {
     if (!isUuid(userId) || !isUuid(sessionId) || !isToken(token)) {
         return {};
     }
-    return {{QStringLiteral("user_id"), userId},
-            {QStringLiteral("session_id"), sessionId},
-            {QStringLiteral("token"), token}};
+    return {{u"user_id"_s, userId}, {u"session_id"_s, sessionId}, {u"token"_s, token}};
 }
 
 bool hasQueuedWork(const QJsonObject& state) {
@@ -71,17 +70,17 @@ bool AccountState::transportAllowed(const QString& server) {
     if (!url.isValid() || !url.userInfo().isEmpty() || url.hasQuery() || url.hasFragment()) {
         return false;
     }
-    if (url.scheme() == QStringLiteral("https")) {
+    if (url.scheme() == u"https"_s) {
         return true;
     }
-    return url.scheme() == QStringLiteral("http") && isLoopbackHost(url.host(QUrl::FullyDecoded));
+    return url.scheme() == u"http"_s && isLoopbackHost(url.host(QUrl::FullyDecoded));
 }
 
 bool AccountState::login(QJsonObject& state, const QJsonObject& reply, const PersistState& persist,
                          QString* error) {
     if (hasQueuedWork(state)) {
-        return refuse(error, QStringLiteral("Pending work must be acknowledged or explicitly resolved before "
-                                            "changing accounts"));
+        return refuse(error, u"Pending work must be acknowledged or explicitly resolved before "
+                             "changing accounts"_s);
     }
     const QJsonObject auth = sessionIn(reply);
     if (auth.isEmpty()) {
@@ -89,8 +88,7 @@ bool AccountState::login(QJsonObject& state, const QJsonObject& reply, const Per
     }
     Document candidate; // of no account
     candidate.auth = auth;
-    candidate.me = {{QStringLiteral("id"), auth.value(u"user_id")},
-                    {QStringLiteral("auth_mode"), QStringLiteral("session")}};
+    candidate.me = {{u"id"_s, auth.value(u"user_id")}, {u"auth_mode"_s, u"session"_s}};
     return replaceState(state, candidate.toJson(), persist, error, sessionNotSaved);
 }
 
@@ -102,7 +100,7 @@ bool AccountState::renew(QJsonObject& state, const QJsonObject& reply, const Per
     }
     const QString userId = state.value(documentkey::auth).toObject().value(u"user_id").toString();
     if (auth.value(u"user_id").toString().compare(userId, Qt::CaseInsensitive) != 0) {
-        return refuse(error, QStringLiteral("This is another account; the waiting work stays with its own."));
+        return refuse(error, u"This is another account; the waiting work stays with its own."_s);
     }
     auth.insert(u"user_id", userId);
     QJsonObject candidate = state;
@@ -112,10 +110,10 @@ bool AccountState::renew(QJsonObject& state, const QJsonObject& reply, const Per
 
 bool AccountState::logout(QJsonObject& state, const PersistState& persist, QString* error) {
     if (hasQueuedWork(state)) {
-        return refuse(error, QStringLiteral("Pending work prevents logout"));
+        return refuse(error, u"Pending work prevents logout"_s);
     }
     Document candidate; // of no account
     candidate.signedOut = true;
     return replaceState(state, candidate.toJson(), persist, error,
-                        QStringLiteral("Secure local logout failed; encrypted data was not erased"));
+                        u"Secure local logout failed; encrypted data was not erased"_s);
 }

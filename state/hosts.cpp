@@ -3,18 +3,20 @@
 
 #include <QHostAddress>
 
+using namespace Qt::StringLiterals;
+
 bool isLoopbackHost(const QString& host) {
     const QHostAddress address(host);
     // The toolkit takes an IPv4 address inside an IPv6 one for loopback as well.
     const bool loopback = address.protocol() == QAbstractSocket::IPv6Protocol
                               ? address == QHostAddress(QHostAddress::LocalHostIPv6)
                               : address.isLoopback();
-    return loopback || host == QStringLiteral("localhost");
+    return loopback || host == u"localhost"_s;
 }
 
 bool isPrivateHost(const QString& host) {
     const QHostAddress address(host);
-    return isLoopbackHost(host) || address.isInSubnet(QHostAddress(QStringLiteral("10.0.0.0")), 8) ||
-           address.isInSubnet(QHostAddress(QStringLiteral("172.16.0.0")), 12) ||
-           address.isInSubnet(QHostAddress(QStringLiteral("192.168.0.0")), 16);
+    return isLoopbackHost(host) || address.isInSubnet(QHostAddress(u"10.0.0.0"_s), 8) ||
+           address.isInSubnet(QHostAddress(u"172.16.0.0"_s), 12) ||
+           address.isInSubnet(QHostAddress(u"192.168.0.0"_s), 16);
 }

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 QDateTime stamp(const QJsonValue& value) {
     return QDateTime::fromString(value.toString(), Qt::ISODateWithMs);
 }
@@ -10,5 +12,5 @@ QDateTime stamp(const QJsonValue& value) {
 QString durationText(qint64 seconds) {
     const auto padded = [](qint64 number) { return QString::number(number).rightJustified(2, u'0'); };
     const qint64 s = std::max<qint64>(seconds, 0);
-    return QStringLiteral("%1:%2:%3").arg(padded(s / 3600), padded(s / 60 % 60), padded(s % 60));
+    return u"%1:%2:%3"_s.arg(padded(s / 3600), padded(s / 60 % 60), padded(s % 60));
 }

@@ -9,12 +9,14 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Empty without a folder of the session: the lock beside the database has to do then.
 QString entryLock(const QString& name) {
     const QString session = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    return session.isEmpty() ? QString() : session + QStringLiteral("/TimerKelvaro-") + name;
+    return session.isEmpty() ? QString() : session + u"/TimerKelvaro-"_s + name;
 }
 
 } // namespace
@@ -68,7 +70,7 @@ DatabaseLock::~DatabaseLock() {
 
 LockFile::Answer DatabaseLock::take(const QString& database) {
     const QFileInfo file(database);
-    const QString name = file.completeBaseName() + QStringLiteral(".lock");
+    const QString name = file.completeBaseName() + u".lock"_s;
     const QString entry = entryLock(name);
     if (!entry.isEmpty() && !m_entry.isInPlace() && m_entry.take(entry) == LockFile::Answer::Held) {
         return LockFile::Answer::Held;

@@ -13,13 +13,15 @@
 #include <sys/stat.h>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString driver = QStringLiteral("QSQLITE");
+const QString driver = u"QSQLITE"_s;
 
 // A person's own tool may hold the database for a while. The window must not
 // stand still for the driver's five seconds then.
-const QString busyTimeout = QStringLiteral("QSQLITE_BUSY_TIMEOUT=1000");
+const QString busyTimeout = u"QSQLITE_BUSY_TIMEOUT=1000"_s;
 
 // Prefix, nonce and tag: no two records agree in them.
 constexpr qsizetype markSize = 36;
@@ -35,8 +37,7 @@ std::optional<QVariant> ask(const QSqlDatabase& database, const QString& stateme
 }
 
 std::optional<bool> hasTable(const QSqlDatabase& database) {
-    const auto found =
-        ask(database, QStringLiteral("SELECT EXISTS(SELECT 1 FROM sqlite_master WHERE name='vault')"));
+    const auto found = ask(database, u"SELECT EXISTS(SELECT 1 FROM sqlite_master WHERE name='vault')"_s);
     return found ? std::optional(found->toBool()) : std::nullopt;
 }
 
@@ -45,8 +46,7 @@ std::optional<QByteArray> markIn(const QSqlDatabase& database) {
     if (!table.value_or(false)) {
         return table ? std::optional(QByteArray()) : std::nullopt;
     }
-    const auto mark =
-        ask(database, QStringLiteral("SELECT substr(payload,1,%1) FROM vault WHERE id=1").arg(markSize));
+    const auto mark = ask(database, u"SELECT substr(payload,1,%1) FROM vault WHERE id=1"_s.arg(markSize));
     return mark ? std::optional(mark->toByteArray()) : std::nullopt;
 }
 
@@ -110,26 +110,24 @@ bool RecordFile::openDatabase() {
     const std::optional<bool> table = hasTable(m_database);
     QSqlQuery query(m_database);
     // Zeroing what was sealed anyway would double the bytes of every write.
-    query.exec(QStringLiteral("PRAGMA secure_delete=FAST"));
-    const bool prepared =
-        table && query.exec(QStringLiteral("PRAGMA journal_mode=WAL")) &&
-        query.exec(QStringLiteral("PRAGMA synchronous=FULL")) &&
-        query.exec(QStringLiteral("CREATE TABLE IF NOT EXISTS vault (id INTEGER PRIMARY KEY CHECK(id=1), "
-                                  "payload BLOB NOT NULL)"));
+    query.exec(u"PRAGMA secure_delete=FAST"_s);
+    const bool prepared = table && query.exec(u"PRAGMA journal_mode=WAL"_s) &&
+                          query.exec(u"PRAGMA synchronous=FULL"_s) &&
+                          query.exec(u"CREATE TABLE IF NOT EXISTS vault (id INTEGER PRIMARY KEY CHECK(id=1), "
+                                     "payload BLOB NOT NULL)"_s);
     m_missing = !table.value_or(true);
     m_traces = traces();
     return prepared;
 }
 
 std::optional<QByteArray> RecordFile::read() {
-    const std::optional<QVariant> payload =
-        ask(m_database, QStringLiteral("SELECT payload FROM vault WHERE id=1"));
+    const std::optional<QVariant> payload = ask(m_database, u"SELECT payload FROM vault WHERE id=1"_s);
     if (!payload) {
         return std::nullopt;
     }
     QByteArray record = payload->toByteArray();
     if (payload->isValid() && record.isNull()) {
-        record = QByteArrayLiteral(""); // a row that holds nothing is still a row
+        record = ""_ba; // a row that holds nothing is still a row
     }
     m_mark = record.first(std::min(markSize, record.size()));
     return record;
@@ -180,9 +178,8 @@ bool RecordFile::commit(const QByteArray& record) {
         return false;
     }
     QSqlQuery query(m_database);
-    const bool prepared =
-        query.prepare(QStringLiteral("INSERT INTO vault(id,payload) VALUES(1,?) ON CONFLICT(id) "
-                                     "DO UPDATE SET payload=excluded.payload"));
+    const bool prepared = query.prepare(u"INSERT INTO vault(id,payload) VALUES(1,?) ON CONFLICT(id) "
+                                        "DO UPDATE SET payload=excluded.payload"_s);
     query.addBindValue(record);
     if (prepared && query.exec() && m_database.commit()) {
         return true;
@@ -198,11 +195,11 @@ std::optional<QByteArray> RecordFile::markAt(const QString& path) const {
     if (file.type() == std::filesystem::file_type::not_found) {
         return QByteArray();
     }
-    const QString connection = m_connection + QStringLiteral(" inspection");
+    const QString connection = m_connection + u" inspection"_s;
     std::optional<QByteArray> mark;
     {
         QSqlDatabase database = QSqlDatabase::addDatabase(driver, connection);
-        database.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;") + busyTimeout);
+        database.setConnectOptions(u"QSQLITE_OPEN_READONLY;"_s + busyTimeout);
         database.setDatabaseName(path);
         if (database.open()) {
             mark = markIn(database);
@@ -221,7 +218,7 @@ RecordFile::Trace RecordFile::traceOf(const QString& path) {
 }
 
 RecordFile::Traces RecordFile::traces() const {
-    return {traceOf(m_path), traceOf(m_path + QStringLiteral("-wal"))};
+    return {traceOf(m_path), traceOf(m_path + u"-wal"_s)};
 }
 
 bool RecordFile::Trace::goesOnFrom(const Trace& before) const {

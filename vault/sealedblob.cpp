@@ -8,9 +8,11 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QByteArray magic = QByteArrayLiteral("TKV1");
+const QByteArray magic = "TKV1"_ba;
 constexpr qsizetype nonceSize = 12;
 constexpr qsizetype tagSize = 16;
 constexpr qsizetype headerSize = 4 + nonceSize + tagSize;

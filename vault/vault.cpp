@@ -16,33 +16,35 @@
 #include <optional>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Answers of the credential store, sizes and outcomes; never a key, a name or what is sealed.
 Q_LOGGING_CATEGORY(vaultLog, "timer.vault", QtWarningMsg)
 
-const QByteArray currentPrefix = QByteArrayLiteral("TKVA");
-const QString service = QStringLiteral("TimerKelvaro");
+const QByteArray currentPrefix = "TKVA"_ba;
+const QString service = u"TimerKelvaro"_s;
 
 // What the parser reads again: one level more, and the record would be lost.
 constexpr int deepestNesting = 1024;
 
 QString alreadyOpen() {
-    return QStringLiteral("Timer.Kelvaro is already open on this server; offline writes are disabled in this "
-                          "window.");
+    return u"Timer.Kelvaro is already open on this server; offline writes are disabled in this "
+           "window."_s;
 }
 
 QString storageRefused() {
-    return QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
-                          "available; offline writes are disabled.");
+    return u"KWallet / OS credential storage is locked or unavailable. Online mode remains "
+           "available; offline writes are disabled."_s;
 }
 
 QString databaseRefused() {
-    return QStringLiteral("Local encrypted database unavailable");
+    return u"Local encrypted database unavailable"_s;
 }
 
 QString keyRefused() {
-    return QStringLiteral("OS secure storage denied the key; no plaintext fallback was used.");
+    return u"OS secure storage denied the key; no plaintext fallback was used."_s;
 }
 
 // The job's own bytes, which are gone once the job is.
@@ -73,7 +75,7 @@ void Vault::unlock(const QString& scope) {
     ++m_generation;
     close();
     m_scope = scope;
-    m_context = QByteArrayLiteral("timer.desktop.vault.v1\n") + scope.toUtf8();
+    m_context = "timer.desktop.vault.v1\n"_ba + scope.toUtf8();
     // A key on its way into the credential store has to arrive before anybody asks
     // for it: read too early, it would be missing, and a second key written by this
     // unlock could be replaced by the first one after it has sealed a record.
@@ -184,7 +186,7 @@ void Vault::onKeyRead(QKeychain::Job* job) {
         Q_EMIT ready();
         return;
     }
-    refuse(QStringLiteral("Secure storage could not be opened; offline writes are disabled."));
+    refuse(u"Secure storage could not be opened; offline writes are disabled."_s);
 }
 
 void Vault::createKey() {
@@ -204,7 +206,7 @@ void Vault::createKey() {
     m_newKey = QByteArray(sealingKeySize, '\0');
     if (RAND_bytes(reinterpret_cast<unsigned char*>(m_newKey.data()), static_cast<int>(sealingKeySize)) !=
         1) {
-        refuse(QStringLiteral("Secure key generation failed"));
+        refuse(u"Secure key generation failed"_s);
         return;
     }
     startWriting(m_newKey, &Vault::onKeyWritten);
@@ -240,7 +242,7 @@ QString Vault::scopeHash() const {
 
 QString Vault::databasePath() const {
     const QString path = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + u'/' +
-                         scopeHash() + QStringLiteral(".sqlite");
+                         scopeHash() + u".sqlite"_s;
     // The log and the lock lie beside the file itself, not beside a link to it.
     const QString target = QFileInfo(path).canonicalFilePath();
     return target.isEmpty() ? path : target;
@@ -251,7 +253,7 @@ bool Vault::openFile() {
 }
 
 QByteArray Vault::accountAwareContext() const {
-    return m_context + QByteArrayLiteral("\naccount-aware-v2");
+    return m_context + "\naccount-aware-v2"_ba;
 }
 
 bool Vault::save(const QJsonObject& state) {

@@ -88,7 +88,7 @@ bool isControl(Role role) {
 
 /// Role and name, as one line of a list that a failure shows whole.
 QString line(Role role, const QString& name) {
-    return QStringLiteral("%1 %2").arg(int(role)).arg(name);
+    return u"%1 %2"_s.arg(int(role)).arg(name);
 }
 
 /// What a screen reader calls it. Of a password field Qt 6.4 hands over the description alone.
@@ -151,15 +151,13 @@ void AccessibilityTest::initTestCase() {
     startClean();
     QVERIFY(m_screen.start());
     QVERIFY(m_server.start());
-    const QJsonObject entry{{QStringLiteral("description"), QStringLiteral("Planning")},
-                            {QStringLiteral("start_at"), QStringLiteral("2026-01-05T08:00:00Z")},
-                            {QStringLiteral("stop_at"), QStringLiteral("2026-01-05T09:00:00Z")}};
-    const QString id = QStringLiteral("8d9f8b0e-7a54-4d6c-9a43-0d3c6a4f2b11");
-    QCOMPARE(m_server.push(QStringLiteral("entry.create"), id, 0, entry).value(u"status").toString(),
-             QStringLiteral("accepted"));
-    m_program.start({QStringLiteral("--server"), m_server.url()});
-    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::Label, QStringLiteral("Connected to PostgreSQL")),
-                             Screen::patienceMs);
+    const QJsonObject entry{{u"description"_s, u"Planning"_s},
+                            {u"start_at"_s, u"2026-01-05T08:00:00Z"_s},
+                            {u"stop_at"_s, u"2026-01-05T09:00:00Z"_s}};
+    const QString id = u"8d9f8b0e-7a54-4d6c-9a43-0d3c6a4f2b11"_s;
+    QCOMPARE(m_server.push(u"entry.create"_s, id, 0, entry).value(u"status").toString(), u"accepted"_s);
+    m_program.start({u"--server"_s, m_server.url()});
+    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::Label, u"Connected to PostgreSQL"_s), Screen::patienceMs);
 }
 
 bool AccessibilityTest::pressUntil(Role role, const QString& name,
@@ -205,19 +203,17 @@ void AccessibilityTest::controlsHaveNamesAndRoles() {
 void AccessibilityTest::pressingStartsAndStopsExactlyOnce() {
     QVERIFY(speak(false));
     QVERIFY(showPage(0, false));
-    const auto running = [this] { return m_program.shows(Role::PushButton, QStringLiteral("Stop")); };
-    const auto idle = [this] { return m_program.shows(Role::PushButton, QStringLiteral("Start")); };
-    const auto synced = [this] {
-        return !m_program.usable(Role::PushButton, QStringLiteral("Sync (0)")).isNull();
-    };
+    const auto running = [this] { return m_program.shows(Role::PushButton, u"Stop"_s); };
+    const auto idle = [this] { return m_program.shows(Role::PushButton, u"Start"_s); };
+    const auto synced = [this] { return !m_program.usable(Role::PushButton, u"Sync (0)"_s).isNull(); };
     for (int round = 1; round <= 3; ++round) {
-        QVERIFY(pressUntil(Role::PushButton, QStringLiteral("Start"), running));
+        QVERIFY(pressUntil(Role::PushButton, u"Start"_s, running));
         QTRY_VERIFY_WITH_TIMEOUT(synced(), Screen::patienceMs);
         const QJsonArray started = m_server.entriesNamed(QString());
         QCOMPARE(started.size(), round);
         QVERIFY(running());
 
-        QVERIFY(pressUntil(Role::PushButton, QStringLiteral("Stop"), idle));
+        QVERIFY(pressUntil(Role::PushButton, u"Stop"_s, idle));
         QTRY_VERIFY_WITH_TIMEOUT(synced(), Screen::patienceMs);
         const QJsonArray stopped = m_server.entriesNamed(QString());
         QCOMPARE(stopped.size(), round);
@@ -231,3 +227,5 @@ void AccessibilityTest::pressingStartsAndStopsExactlyOnce() {
 
 QTEST_MAIN(AccessibilityTest)
 #include "accessibility.moc"
+
+using namespace Qt::StringLiterals;

@@ -30,28 +30,30 @@ bool AnnouncementsTest::press(const QString& name, const std::function<bool()>& 
 }
 
 void AnnouncementsTest::everyOutcomeIsSpokenOnce() {
-    const QString connected = QStringLiteral("Connected to PostgreSQL");
-    const QString saved = QStringLiteral("Saved securely on this device");
+    const QString connected = u"Connected to PostgreSQL"_s;
+    const QString saved = u"Saved securely on this device"_s;
     startClean();
     QVERIFY(m_screen.start());
     QVERIFY(m_server.start());
     Announcements announcements;
-    m_program.start({QStringLiteral("--server"), m_server.url()});
+    m_program.start({u"--server"_s, m_server.url()});
     const auto shows = [this](const QString& button) { return m_program.shows(Role::PushButton, button); };
     QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::Label, connected), Screen::patienceMs);
-    QVERIFY(press(QStringLiteral("EN"), [&] { return shows(QStringLiteral("Start")); }));
+    QVERIFY(press(u"EN"_s, [&] { return shows(u"Start"_s); }));
 
     QTRY_VERIFY_WITH_TIMEOUT(announcements.heard().contains(connected), Screen::patienceMs);
     announcements.forget();
-    QVERIFY(press(QStringLiteral("Start"), [&] { return shows(QStringLiteral("Stop")); }));
+    QVERIFY(press(u"Start"_s, [&] { return shows(u"Stop"_s); }));
     QTRY_COMPARE_WITH_TIMEOUT(announcements.heard(), (QStringList{saved, connected}), Screen::patienceMs);
 
     // It says again what is said already: nothing to speak about.
-    QVERIFY(press(QStringLiteral("Sync (0)"), [] { return true; }));
-    QVERIFY(press(QStringLiteral("Stop"), [&] { return shows(QStringLiteral("Start")); }));
+    QVERIFY(press(u"Sync (0)"_s, [] { return true; }));
+    QVERIFY(press(u"Stop"_s, [&] { return shows(u"Start"_s); }));
     QTRY_COMPARE_WITH_TIMEOUT(announcements.heard(), (QStringList{saved, connected, saved, connected}),
                               Screen::patienceMs);
 }
 
 QTEST_MAIN(AnnouncementsTest)
 #include "announcements.moc"
+
+using namespace Qt::StringLiterals;

@@ -34,8 +34,8 @@ void ClosingTest::init() {
 
 void ClosingTest::endsTheProgramOnceLoaded() {
     Program program;
-    program.start({QStringLiteral("--server"), m_server.url()});
-    QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, QStringLiteral("Connected to PostgreSQL")),
+    program.start({u"--server"_s, m_server.url()});
+    QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, u"Connected to PostgreSQL"_s),
                              Screen::patienceMs);
     QVERIFY(m_screen.close(program));
     QCOMPARE(program.exitCode(), 0);
@@ -47,13 +47,13 @@ void ClosingTest::endsTheProgramAtAnyMomentOfItsStart_data() {
     QTest::newRow("as soon as there is a window") << QString();
     QTest::newRow("again") << QString();
     QTest::newRow("and again") << QString();
-    QTest::newRow("as soon as it can be read") << QStringLiteral("Timer");
+    QTest::newRow("as soon as it can be read") << u"Timer"_s;
 }
 
 void ClosingTest::endsTheProgramAtAnyMomentOfItsStart() {
     QFETCH(QString, status);
     Program program;
-    program.start({QStringLiteral("--server"), m_server.url()});
+    program.start({u"--server"_s, m_server.url()});
     if (!status.isEmpty()) {
         QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, status), Screen::patienceMs);
     }
@@ -67,9 +67,8 @@ void ClosingTest::endsTheProgramWhileTheKeyringAsksForItsPassword() {
     QVERIFY(keyring::lock());
     for (int round = 0; round < 3; ++round) {
         Program program;
-        program.start({QStringLiteral("--server"), m_server.url()});
-        QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, QStringLiteral("Connecting…")),
-                                 Screen::patienceMs);
+        program.start({u"--server"_s, m_server.url()});
+        QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, u"Connecting…"_s), Screen::patienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(person.questions() > 0, Screen::patienceMs);
         QVERIFY(m_screen.close(program));
         QCOMPARE(program.exitCode(), 0);
@@ -79,3 +78,5 @@ void ClosingTest::endsTheProgramWhileTheKeyringAsksForItsPassword() {
 
 QTEST_MAIN(ClosingTest)
 #include "closing.moc"
+
+using namespace Qt::StringLiterals;

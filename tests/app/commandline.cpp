@@ -32,14 +32,11 @@ private Q_SLOTS:
 void CommandLineTest::printsAndEnds_data() {
     QTest::addColumn<QString>("option");
     QTest::addColumn<QStringList>("texts");
-    QTest::newRow("help") << QStringLiteral("--help")
-                          << QStringList{
-                                 QStringLiteral("-h, --help"), QStringLiteral("-v, --version"),
-                                 QStringLiteral("--server <url> Server URL"),
-                                 QStringLiteral("--read-only-probe <file> "
-                                                "Write a read-only native smoke-test result and exit")};
-    QTest::newRow("version") << QStringLiteral("--version")
-                             << QStringList{QStringLiteral("TimerKelvaro 0.7.0")};
+    QTest::newRow("help") << u"--help"_s
+                          << QStringList{u"-h, --help"_s, u"-v, --version"_s, u"--server <url> Server URL"_s,
+                                         u"--read-only-probe <file> "
+                                         "Write a read-only native smoke-test result and exit"_s};
+    QTest::newRow("version") << u"--version"_s << QStringList{u"TimerKelvaro 0.7.0"_s};
 }
 
 void CommandLineTest::printsAndEnds() {
@@ -51,13 +48,13 @@ void CommandLineTest::printsAndEnds() {
     // Long help is wrapped.
     const QString output = QString::fromUtf8(program.output()).simplified();
     for (const QString& text : std::as_const(texts)) {
-        QVERIFY2(output.contains(text), qPrintable(text + QStringLiteral(" is not in ") + output));
+        QVERIFY2(output.contains(text), qPrintable(text + u" is not in "_s + output));
     }
 }
 
 void CommandLineTest::unknownOptionIsRefused() {
     Program program;
-    program.start({QStringLiteral("--sever"), QStringLiteral("http://127.0.0.1:1")});
+    program.start({u"--sever"_s, u"http://127.0.0.1:1"_s});
     QCOMPARE(program.exitCode(), 1);
     QVERIFY(program.output().contains("Unknown option 'sever'"));
     QVERIFY(QSettings().allKeys().isEmpty());
@@ -65,7 +62,7 @@ void CommandLineTest::unknownOptionIsRefused() {
 
 void CommandLineTest::whatIsNoOptionIsRefused() {
     Program program;
-    program.start({QStringLiteral("https://timer.example.com")});
+    program.start({u"https://timer.example.com"_s});
     QCOMPARE(program.exitCode(), 1);
     QCOMPARE(program.output(),
              "Timer.Kelvaro takes nothing but options; a server's address goes behind --server.\n");
@@ -75,10 +72,10 @@ void CommandLineTest::whatIsNoOptionIsRefused() {
 void CommandLineTest::probeOfNoAddressEndsAtOnce_data() {
     QTest::addColumn<QString>("given");
     QTest::addColumn<QString>("stored");
-    QTest::newRow("without a scheme") << QStringLiteral("timer.example.com") << QString();
-    QTest::newRow("in the clear to the world") << QStringLiteral("http://timer.example.com") << QString();
-    QTest::newRow("empty") << QStringLiteral("") << QStringLiteral("http://127.0.0.1:1");
-    QTest::newRow("stored") << QString() << QStringLiteral("timer.example.com");
+    QTest::newRow("without a scheme") << u"timer.example.com"_s << QString();
+    QTest::newRow("in the clear to the world") << u"http://timer.example.com"_s << QString();
+    QTest::newRow("empty") << u""_s << u"http://127.0.0.1:1"_s;
+    QTest::newRow("stored") << QString() << u"timer.example.com"_s;
 }
 
 void CommandLineTest::probeOfNoAddressEndsAtOnce() {
@@ -86,12 +83,12 @@ void CommandLineTest::probeOfNoAddressEndsAtOnce() {
     QFETCH(QString, stored);
     {
         QSettings settings;
-        settings.setValue(QStringLiteral("server"), stored);
+        settings.setValue(u"server"_s, stored);
     }
     const QTemporaryDir folder;
-    QStringList arguments{QStringLiteral("--read-only-probe"), folder.filePath(QStringLiteral("probe.json"))};
+    QStringList arguments{u"--read-only-probe"_s, folder.filePath(u"probe.json"_s)};
     if (!given.isNull()) {
-        arguments += {QStringLiteral("--server"), given};
+        arguments += {u"--server"_s, given};
     }
     Program program;
     program.start(arguments);
@@ -101,36 +98,36 @@ void CommandLineTest::probeOfNoAddressEndsAtOnce() {
     QVERIFY(QDir(folder.path()).isEmpty());
     QSettings settings;
     settings.sync();
-    QCOMPARE(settings.allKeys(), QStringList{QStringLiteral("server")});
+    QCOMPARE(settings.allKeys(), QStringList{u"server"_s});
 }
 
 // As if the QML modules of Qt were not installed: a qt.conf beside the program leads past them.
 void CommandLineTest::brokenInstallationEndsWithCodeOne() {
     const QTemporaryDir folder;
-    const QString file = folder.filePath(QStringLiteral("timer-kelvaro"));
+    const QString file = folder.filePath(u"timer-kelvaro"_s);
     QVERIFY(QFile::copy(QStringLiteral(TIMER_PROGRAM), file));
-    QSettings paths(folder.filePath(QStringLiteral("qt.conf")), QSettings::IniFormat);
-    paths.setValue(QStringLiteral("Paths/Plugins"), QLibraryInfo::path(QLibraryInfo::PluginsPath));
-    paths.setValue(QStringLiteral("Paths/QmlImports"), folder.filePath(QStringLiteral("nothing")));
+    QSettings paths(folder.filePath(u"qt.conf"_s), QSettings::IniFormat);
+    paths.setValue(u"Paths/Plugins"_s, QLibraryInfo::path(QLibraryInfo::PluginsPath));
+    paths.setValue(u"Paths/QmlImports"_s, folder.filePath(u"nothing"_s));
     paths.sync();
 
     Program program;
     program.setFile(file);
-    program.start({QStringLiteral("--server"), QStringLiteral("http://127.0.0.1:1")});
+    program.start({u"--server"_s, u"http://127.0.0.1:1"_s});
     QCOMPARE(program.exitCode(), 1);
     const QByteArray output = program.output();
     QVERIFY2(output.contains("is not installed"), output.constData());
-    QVERIFY(!QSettings().contains(QStringLiteral("server")));
+    QVERIFY(!QSettings().contains(u"server"_s));
 }
 
 void CommandLineTest::silentServerEndsTheProbeWithCodeTwo() {
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
     const QTemporaryDir folder;
-    const QString file = folder.filePath(QStringLiteral("probe.json"));
+    const QString file = folder.filePath(u"probe.json"_s);
     Program program;
-    program.start({QStringLiteral("--server"), QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort()),
-                   QStringLiteral("--read-only-probe"), file});
+    program.start(
+        {u"--server"_s, u"http://127.0.0.1:%1"_s.arg(silent.serverPort()), u"--read-only-probe"_s, file});
     QCOMPARE(program.exitCode(), 2);
     QVERIFY(QDir(folder.path()).isEmpty());
 }
@@ -139,9 +136,9 @@ void CommandLineTest::missingFolderEndsTheProbeWithCodeThree() {
     DevServer server;
     QVERIFY(server.start());
     const QTemporaryDir folder;
-    const QString file = folder.filePath(QStringLiteral("missing/probe.json"));
+    const QString file = folder.filePath(u"missing/probe.json"_s);
     Program program;
-    program.start({QStringLiteral("--server"), server.url(), QStringLiteral("--read-only-probe"), file});
+    program.start({u"--server"_s, server.url(), u"--read-only-probe"_s, file});
     QCOMPARE(program.exitCode(), 3);
     QVERIFY(QDir(folder.path()).isEmpty());
 }
@@ -150,14 +147,16 @@ void CommandLineTest::missingFolderEndsTheProbeWithCodeThree() {
 void CommandLineTest::defaultServerIsTheLocalOne() {
     const QTemporaryDir folder;
     Program program;
-    program.start({QStringLiteral("--read-only-probe"), folder.filePath(QStringLiteral("probe.json"))});
+    program.start({u"--read-only-probe"_s, folder.filePath(u"probe.json"_s)});
     const auto stored = [] {
         QSettings settings;
         settings.sync();
-        return settings.value(QStringLiteral("server")).toString();
+        return settings.value(u"server"_s).toString();
     };
-    QTRY_COMPARE_WITH_TIMEOUT(stored(), QStringLiteral("http://127.0.0.1:18080"), Screen::patienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(stored(), u"http://127.0.0.1:18080"_s, Screen::patienceMs);
 }
 
 QTEST_MAIN(CommandLineTest)
 #include "commandline.moc"
+
+using namespace Qt::StringLiterals;

@@ -17,7 +17,7 @@ namespace {
 /// Variables of the environment.
 using Displays = QMap<QString, QString>;
 
-const QString positional = QStringLiteral("nothing");
+const QString positional = u"nothing"_s;
 const QByteArray onlyOptions =
     "Timer.Kelvaro takes nothing but options; a server's address goes behind --server.\n";
 const QByteArray noDisplay = "There is no display for the window: start Timer.Kelvaro in a desktop session, "
@@ -32,22 +32,21 @@ QByteArray deadDisplay(const QByteArray& displays) {
 class WithoutWayland {
 public:
     WithoutWayland() {
-        const QDir all(QLibraryInfo::path(QLibraryInfo::PluginsPath) + QStringLiteral("/platforms"));
+        const QDir all(QLibraryInfo::path(QLibraryInfo::PluginsPath) + u"/platforms"_s);
         const QDir here(m_folder.path());
         const auto plugins = all.entryList(QDir::Files);
-        m_ready = here.mkpath(QStringLiteral("plugins/platforms")) &&
-                  QFile::copy(QStringLiteral(TIMER_PROGRAM), file());
+        m_ready = here.mkpath(u"plugins/platforms"_s) && QFile::copy(QStringLiteral(TIMER_PROGRAM), file());
         for (const QString& plugin : plugins) {
-            m_ready = m_ready && (plugin.contains(QStringLiteral("wayland")) ||
-                                  QFile::link(all.filePath(plugin),
-                                              here.filePath(QStringLiteral("plugins/platforms/") + plugin)));
+            m_ready = m_ready &&
+                      (plugin.contains(u"wayland"_s) ||
+                       QFile::link(all.filePath(plugin), here.filePath(u"plugins/platforms/"_s + plugin)));
         }
-        QSettings paths(here.filePath(QStringLiteral("qt.conf")), QSettings::IniFormat);
-        paths.setValue(QStringLiteral("Paths/Plugins"), here.filePath(QStringLiteral("plugins")));
+        QSettings paths(here.filePath(u"qt.conf"_s), QSettings::IniFormat);
+        paths.setValue(u"Paths/Plugins"_s, here.filePath(u"plugins"_s));
     }
 
     [[nodiscard]] bool isReady() const { return m_ready; }
-    [[nodiscard]] QString file() const { return m_folder.filePath(QStringLiteral("timer-kelvaro")); }
+    [[nodiscard]] QString file() const { return m_folder.filePath(u"timer-kelvaro"_s); }
 
 private:
     QTemporaryDir m_folder;
@@ -57,8 +56,7 @@ private:
 /// A program on no display but those that are named here.
 std::unique_ptr<Program> programOn(const Displays& displays) {
     auto program = std::make_unique<Program>();
-    for (const auto& variable :
-         {QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("DISPLAY"), QStringLiteral("WAYLAND_DISPLAY")}) {
+    for (const auto& variable : {u"QT_QPA_PLATFORM"_s, u"DISPLAY"_s, u"WAYLAND_DISPLAY"_s}) {
         program->unsetVariable(variable);
     }
     for (auto i = displays.begin(); i != displays.end(); ++i) {
@@ -88,13 +86,12 @@ private Q_SLOTS:
 void DisplayTest::helpAndVersionNeedNone_data() {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QByteArray>("text");
-    const QString help = QStringLiteral("--help");
-    QTest::newRow("version") << QStringList{QStringLiteral("-v")} << QByteArray("TimerKelvaro 0.7.0\n");
+    const QString help = u"--help"_s;
+    QTest::newRow("version") << QStringList{u"-v"_s} << QByteArray("TimerKelvaro 0.7.0\n");
     QTest::newRow("help") << QStringList{help} << QByteArray("Server URL");
-    QTest::newRow("help on Qt's options")
-        << QStringList{QStringLiteral("--help-all")} << QByteArray("--platform <");
+    QTest::newRow("help on Qt's options") << QStringList{u"--help-all"_s} << QByteArray("--platform <");
     QTest::newRow("help besides an option of Qt")
-        << QStringList{QStringLiteral("-reverse"), help} << QByteArray("Server URL");
+        << QStringList{u"-reverse"_s, help} << QByteArray("Server URL");
 }
 
 void DisplayTest::helpAndVersionNeedNone() {
@@ -111,34 +108,34 @@ void DisplayTest::endsWithOneSentence_data() {
     QTest::addColumn<Displays>("displays");
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QByteArray>("sentence");
-    const QString x11 = QStringLiteral("DISPLAY");
-    const QString wayland = QStringLiteral("WAYLAND_DISPLAY");
-    const QString session = QStringLiteral("XDG_SESSION_TYPE");
-    const QString platform = QStringLiteral("QT_QPA_PLATFORM");
-    const QString nobody = QStringLiteral(":4711");
-    const QString nowhere = QStringLiteral("wayland-4711");
+    const QString x11 = u"DISPLAY"_s;
+    const QString wayland = u"WAYLAND_DISPLAY"_s;
+    const QString session = u"XDG_SESSION_TYPE"_s;
+    const QString platform = u"QT_QPA_PLATFORM"_s;
+    const QString nobody = u":4711"_s;
+    const QString nowhere = u"wayland-4711"_s;
     const QByteArray noPlatform = "Qt has no platform \"paper\" here: leave QT_QPA_PLATFORM and -platform "
                                   "away, or name another one.\n";
     QTest::newRow("none") << Displays{} << QStringList() << noDisplay;
     QTest::newRow("an option of Qt like that of the version")
-        << Displays{} << QStringList{QStringLiteral("-reverse")} << noDisplay;
+        << Displays{} << QStringList{u"-reverse"_s} << noDisplay;
     QTest::newRow("empty") << Displays{{x11, QString()}} << QStringList() << noDisplay;
     QTest::newRow("none, in a session of Wayland")
-        << Displays{{session, QStringLiteral("wayland")}} << QStringList() << noDisplay;
+        << Displays{{session, u"wayland"_s}} << QStringList() << noDisplay;
     QTest::newRow("dead X server") << Displays{{x11, nobody}} << QStringList()
                                    << deadDisplay("DISPLAY=:4711");
-    QTest::newRow("dead X server, chosen") << Displays{{x11, nobody}, {platform, QStringLiteral("xcb")}}
-                                           << QStringList() << deadDisplay("DISPLAY=:4711");
+    QTest::newRow("dead X server, chosen")
+        << Displays{{x11, nobody}, {platform, u"xcb"_s}} << QStringList() << deadDisplay("DISPLAY=:4711");
     QTest::newRow("dead compositor") << Displays{{wayland, nowhere}} << QStringList()
                                      << deadDisplay("WAYLAND_DISPLAY=wayland-4711");
     QTest::newRow("both dead") << Displays{{x11, nobody}, {wayland, nowhere}} << QStringList()
                                << deadDisplay("WAYLAND_DISPLAY=wayland-4711, DISPLAY=:4711");
     QTest::newRow("platform that is not there")
-        << Displays{{x11, qEnvironmentVariable("DISPLAY")}, {platform, QStringLiteral("paper")}}
-        << QStringList() << noPlatform;
+        << Displays{{x11, qEnvironmentVariable("DISPLAY")}, {platform, u"paper"_s}} << QStringList()
+        << noPlatform;
     QTest::newRow("platform that is not there, named in the start")
-        << Displays{{x11, qEnvironmentVariable("DISPLAY")}}
-        << QStringList{QStringLiteral("-platform"), QStringLiteral("paper")} << noPlatform;
+        << Displays{{x11, qEnvironmentVariable("DISPLAY")}} << QStringList{u"-platform"_s, u"paper"_s}
+        << noPlatform;
 }
 
 void DisplayTest::endsWithOneSentence() {
@@ -155,7 +152,7 @@ void DisplayTest::endsWithOneSentence() {
 void DisplayTest::namesThePlugInForWayland() {
     const WithoutWayland installation;
     QVERIFY(installation.isReady());
-    const auto program = programOn({{QStringLiteral("WAYLAND_DISPLAY"), QStringLiteral("wayland-0")}});
+    const auto program = programOn({{u"WAYLAND_DISPLAY"_s, u"wayland-0"_s}});
     program->setFile(installation.file());
     program->start();
     QCOMPARE(program->exitCode(), 1);
@@ -167,8 +164,8 @@ void DisplayTest::namesThePlugInForWayland() {
 void DisplayTest::goesOnUnderX11WithoutThePlugInForWayland() {
     const WithoutWayland installation;
     QVERIFY(installation.isReady());
-    const auto program = programOn({{QStringLiteral("WAYLAND_DISPLAY"), QStringLiteral("wayland-0")},
-                                    {QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY")}});
+    const auto program =
+        programOn({{u"WAYLAND_DISPLAY"_s, u"wayland-0"_s}, {u"DISPLAY"_s, qEnvironmentVariable("DISPLAY")}});
     program->setFile(installation.file());
     program->start({positional});
     QCOMPARE(program->exitCode(), 1);
@@ -180,9 +177,9 @@ void DisplayTest::goesOnUnderX11WithoutThePlugInForWayland() {
 void DisplayTest::leavesTheChoiceOfAnotherPlatform_data() {
     QTest::addColumn<Displays>("environment");
     QTest::addColumn<QStringList>("arguments");
-    const QString offscreen = QStringLiteral("offscreen");
-    QTest::newRow("environment") << Displays{{QStringLiteral("QT_QPA_PLATFORM"), offscreen}} << QStringList();
-    QTest::newRow("start") << Displays{} << QStringList{QStringLiteral("-platform"), offscreen};
+    const QString offscreen = u"offscreen"_s;
+    QTest::newRow("environment") << Displays{{u"QT_QPA_PLATFORM"_s, offscreen}} << QStringList();
+    QTest::newRow("start") << Displays{} << QStringList{u"-platform"_s, offscreen};
 }
 
 void DisplayTest::leavesTheChoiceOfAnotherPlatform() {
@@ -196,3 +193,5 @@ void DisplayTest::leavesTheChoiceOfAnotherPlatform() {
 
 QTEST_MAIN(DisplayTest)
 #include "display.moc"
+
+using namespace Qt::StringLiterals;

@@ -54,7 +54,7 @@ void ForegroundTest::maximisedWindowStaysMaximised() {
 
 void ForegroundTest::tokenOfAnotherWindowSystemIsNotInherited() {
     QWindow window;
-    bringToFront(window, {{QStringLiteral("activation-token"), QStringLiteral("token")}});
+    bringToFront(window, {{u"activation-token"_s, u"token"_s}});
     QVERIFY(QTest::qWaitForWindowExposed(&window, Screen::patienceMs));
     QVERIFY(!qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"));
 }
@@ -67,3 +67,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "foreground.moc"
+
+using namespace Qt::StringLiterals;

@@ -28,7 +28,7 @@ class MemoryImageTest : public QObject {
     /// What can be done to such a process.
     [[nodiscard]] QStringList attempt(const QString& kind) const;
 
-    QTemporaryDir m_folder{QStringLiteral("/tmp/timer-memory-XXXXXX")}; // in reach of everyone
+    QTemporaryDir m_folder{u"/tmp/timer-memory-XXXXXX"_s}; // in reach of everyone
 
 private Q_SLOTS:
     void initTestCase();
@@ -37,7 +37,7 @@ private Q_SLOTS:
 };
 
 void MemoryImageTest::initTestCase() {
-    const QString copy = m_folder.filePath(QStringLiteral("memorysubject"));
+    const QString copy = m_folder.filePath(u"memorysubject"_s);
     QVERIFY(QFile::copy(QStringLiteral(MEMORY_SUBJECT), copy));
     if (geteuid() == 0) {
         QCOMPARE(chown(QFile::encodeName(m_folder.path()).constData(), somebody, somebody), 0);
@@ -46,12 +46,11 @@ void MemoryImageTest::initTestCase() {
 }
 
 QStringList MemoryImageTest::attempt(const QString& kind) const {
-    QStringList command{m_folder.filePath(QStringLiteral("memorysubject")), kind};
+    QStringList command{m_folder.filePath(u"memorysubject"_s), kind};
     if (geteuid() == 0) {
         const QString id = QString::number(somebody);
-        command = QStringList{QStringLiteral("setpriv"), QStringLiteral("--reuid=") + id,
-                              QStringLiteral("--regid=") + id, QStringLiteral("--clear-groups")} +
-                  command;
+        command =
+            QStringList{u"setpriv"_s, u"--reuid="_s + id, u"--regid="_s + id, u"--clear-groups"_s} + command;
     }
     QProcess process;
     process.setWorkingDirectory(m_folder.path());
@@ -59,18 +58,17 @@ QStringList MemoryImageTest::attempt(const QString& kind) const {
     process.start(command.takeFirst(), command);
     const bool ended = process.waitForFinished() && process.exitStatus() == QProcess::NormalExit &&
                        process.exitCode() == EXIT_SUCCESS;
-    return ended ? lines(process.readAllStandardOutput()) : QStringList{QStringLiteral("it did not end")};
+    return ended ? lines(process.readAllStandardOutput()) : QStringList{u"it did not end"_s};
 }
 
 void MemoryImageTest::protectedOneShowsNothing() {
-    const QStringList all{QStringLiteral("mem"), QStringLiteral("environ"), QStringLiteral("auxv"),
-                          QStringLiteral("attach"), QStringLiteral("core")};
-    const QStringList open = attempt(QStringLiteral("open"));
+    const QStringList all{u"mem"_s, u"environ"_s, u"auxv"_s, u"attach"_s, u"core"_s};
+    const QStringList open = attempt(u"open"_s);
     if (open != all) {
-        QSKIP(qPrintable(QStringLiteral("This system gives away no more than: ") + open.join(u' ')));
+        QSKIP(qPrintable(u"This system gives away no more than: "_s + open.join(u' ')));
     }
     const QStringList files = QDir(m_folder.path()).entryList(QDir::Files);
-    QCOMPARE(attempt(QStringLiteral("protected")), QStringList());
+    QCOMPARE(attempt(u"protected"_s), QStringList());
     QCOMPARE(QDir(m_folder.path()).entryList(QDir::Files), files);
 }
 
@@ -85,19 +83,19 @@ void MemoryImageTest::theProgramProtectsItself() {
     QCOMPARE(setrlimit(RLIMIT_CORE, &cores), 0);
     Program program;
     // Which would switch them off by themselves.
-    program.setVariable(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("disable_coredump=0:detect_leaks=0"));
+    program.setVariable(u"ASAN_OPTIONS"_s, u"disable_coredump=0:detect_leaks=0"_s);
     program.start();
     const auto limit = [&program] {
-        QFile file(QStringLiteral("/proc/%1/limits").arg(program.id()));
-        return file.open(QIODevice::ReadOnly) ? lines(file.readAll())
-                                                    .filter(QStringLiteral("Max core file size"))
-                                                    .join(u' ')
-                                                    .simplified()
-                                              : QString();
+        QFile file(u"/proc/%1/limits"_s.arg(program.id()));
+        return file.open(QIODevice::ReadOnly)
+                   ? lines(file.readAll()).filter(u"Max core file size"_s).join(u' ').simplified()
+                   : QString();
     };
-    QTRY_VERIFY_WITH_TIMEOUT(limit().startsWith(QStringLiteral("Max core file size 0 ")), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(limit().startsWith(u"Max core file size 0 "_s), 30'000);
     QVERIFY(program.isRunning());
 }
 
 QTEST_MAIN(MemoryImageTest)
 #include "memoryimage.moc"
+
+using namespace Qt::StringLiterals;

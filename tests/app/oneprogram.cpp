@@ -24,9 +24,9 @@ namespace {
 
 using Role = Element::Role;
 
-const QString name = QStringLiteral("io.github.timer_kelvaro.timer");
-const QString path = QStringLiteral("/io/github/timer_kelvaro/timer");
-const QString interface = QStringLiteral("org.freedesktop.Application");
+const QString name = u"io.github.timer_kelvaro.timer"_s;
+const QString path = u"/io/github/timer_kelvaro/timer"_s;
+const QString interface = u"org.freedesktop.Application"_s;
 const QByteArray unanswered =
     "Timer.Kelvaro is already open but does not answer; end it, then start it again.\n";
 
@@ -140,40 +140,38 @@ void OneProgramTest::initTestCase() {
 }
 
 bool OneProgramTest::open(Program& program) const {
-    program.start({QStringLiteral("--server"), m_server.url()});
+    program.start({u"--server"_s, m_server.url()});
     return getsConnected(program);
 }
 
 bool OneProgramTest::getsConnected(const Program& program) {
-    return QTest::qWaitFor(
-        [&] { return program.shows(Role::Label, QStringLiteral("Connected to PostgreSQL")); },
-        Screen::patienceMs);
+    return QTest::qWaitFor([&] { return program.shows(Role::Label, u"Connected to PostgreSQL"_s); },
+                           Screen::patienceMs);
 }
 
 // Neither a controller, which gives the device its name, nor a window.
 void OneProgramTest::isAskedBeforeAnythingIsMade() {
     const Stranger first;
     Program program;
-    program.setVariable(QStringLiteral("DESKTOP_STARTUP_ID"), QStringLiteral("launcher_TIME1"));
-    program.setVariable(QStringLiteral("XDG_ACTIVATION_TOKEN"), QStringLiteral("token"));
+    program.setVariable(u"DESKTOP_STARTUP_ID"_s, u"launcher_TIME1"_s);
+    program.setVariable(u"XDG_ACTIVATION_TOKEN"_s, u"token"_s);
     program.start();
     QCOMPARE(program.exitCode(), 0);
-    program.start({QStringLiteral("--server"), QStringLiteral("as it is typed")});
+    program.start({u"--server"_s, u"as it is typed"_s});
     QCOMPARE(program.exitCode(), 0);
     QCOMPARE(program.output(), QByteArray());
     QVERIFY(QSettings().allKeys().isEmpty());
 
     QCOMPARE(first.calls().size(), 2);
     const QDBusMessage plain = first.calls().at(0);
-    QCOMPARE(plain.interface() + u'.' + plain.member(), interface + QStringLiteral(".Activate"));
-    const QVariantMap platformData{{QStringLiteral("desktop-startup-id"), QStringLiteral("launcher_TIME1")},
-                                   {QStringLiteral("activation-token"), QStringLiteral("token")}};
+    QCOMPARE(plain.interface() + u'.' + plain.member(), interface + u".Activate"_s);
+    const QVariantMap platformData{{u"desktop-startup-id"_s, u"launcher_TIME1"_s},
+                                   {u"activation-token"_s, u"token"_s}};
     QCOMPARE(qdbus_cast<QVariantMap>(plain.arguments().at(0)), platformData);
     const QDBusMessage named = first.calls().at(1);
-    QCOMPARE(named.interface() + u'.' + named.member(), interface + QStringLiteral(".ActivateAction"));
-    QCOMPARE(named.arguments().at(0).toString(), QStringLiteral("connect-server"));
-    QCOMPARE(qdbus_cast<QVariantList>(named.arguments().at(1)),
-             QVariantList{QStringLiteral("as it is typed")});
+    QCOMPARE(named.interface() + u'.' + named.member(), interface + u".ActivateAction"_s);
+    QCOMPARE(named.arguments().at(0).toString(), u"connect-server"_s);
+    QCOMPARE(qdbus_cast<QVariantList>(named.arguments().at(1)), QVariantList{u"as it is typed"_s});
     QCOMPARE(qdbus_cast<QVariantMap>(named.arguments().at(2)), platformData);
 }
 
@@ -181,7 +179,7 @@ void OneProgramTest::startsAtOnceMakeOneWindow() {
     for (int round = 0; round < 2; ++round) {
         std::list<Program> programs(3);
         for (Program& program : programs) {
-            program.start({QStringLiteral("--server"), m_server.url()});
+            program.start({u"--server"_s, m_server.url()});
         }
         const auto running = [&] {
             return std::count_if(programs.begin(), programs.end(),
@@ -236,7 +234,7 @@ void OneProgramTest::aProgramThatQuitsWhileItIsAskedLeavesOneWindow() {
         QVERIFY(open(first));
         QTRY_VERIFY_WITH_TIMEOUT(m_screen.isInFront(first), Screen::patienceMs);
         stop(first);
-        QVERIFY(m_screen.key(QStringLiteral("alt+F4")));
+        QVERIFY(m_screen.key(u"alt+F4"_s));
         Program second;
         second.start();
         QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(second), Screen::patienceMs);
@@ -260,8 +258,8 @@ void OneProgramTest::aProbeNeitherAsksNorAnswers() {
     QVERIFY(silent.listen(QHostAddress::LocalHost));
     const QTemporaryDir folder;
     Program waiting;
-    waiting.start({QStringLiteral("--server"), QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort()),
-                   QStringLiteral("--read-only-probe"), folder.filePath(QStringLiteral("waiting.json"))});
+    waiting.start({u"--server"_s, u"http://127.0.0.1:%1"_s.arg(silent.serverPort()), u"--read-only-probe"_s,
+                   folder.filePath(u"waiting.json"_s)});
     QVERIFY(getsWindow(waiting));
     QCOMPARE(holder(), 0);
     waiting.kill();
@@ -270,8 +268,8 @@ void OneProgramTest::aProbeNeitherAsksNorAnswers() {
     QVERIFY(open(first));
     stop(first);
     Program probe;
-    const QString file = folder.filePath(QStringLiteral("probe.json"));
-    probe.start({QStringLiteral("--server"), m_server.url(), QStringLiteral("--read-only-probe"), file});
+    const QString file = folder.filePath(u"probe.json"_s);
+    probe.start({u"--server"_s, m_server.url(), u"--read-only-probe"_s, file});
     QCOMPARE(probe.exitCode(), 0);
     QVERIFY(QFile::exists(file));
     QCOMPARE(holder(), first.id());
@@ -280,9 +278,8 @@ void OneProgramTest::aProbeNeitherAsksNorAnswers() {
 void OneProgramTest::withoutABusEachStartIsTheFirst() {
     std::list<Program> programs(2);
     for (Program& program : programs) {
-        program.setVariable(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
-                            QStringLiteral("unix:path=/dev/null"));
-        program.start({QStringLiteral("--server"), m_server.url()});
+        program.setVariable(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/dev/null"_s);
+        program.start({u"--server"_s, m_server.url()});
     }
     for (const Program& program : programs) {
         QVERIFY(getsWindow(program));
@@ -292,7 +289,7 @@ void OneProgramTest::withoutABusEachStartIsTheFirst() {
 
 void OneProgramTest::onABusThatRefusesTheNameEachStartIsTheFirst() {
     const QTemporaryDir folder;
-    QFile policy(folder.filePath(QStringLiteral("policy.conf")));
+    QFile policy(folder.filePath(u"policy.conf"_s));
     QVERIFY(policy.open(QIODevice::WriteOnly));
     policy.write("<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><auth>EXTERNAL</auth>"
                  "<policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
@@ -300,15 +297,14 @@ void OneProgramTest::onABusThatRefusesTheNameEachStartIsTheFirst() {
                  name.toLatin1() + "\"/></policy></busconfig>\n");
     policy.close();
     QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"),
-                 {QStringLiteral("--nofork"), QStringLiteral("--print-address"),
-                  QStringLiteral("--config-file"), policy.fileName()});
+    daemon.start(u"dbus-daemon"_s,
+                 {u"--nofork"_s, u"--print-address"_s, u"--config-file"_s, policy.fileName()});
     QVERIFY(daemon.waitForReadyRead(Screen::patienceMs));
     const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
     std::list<Program> programs(2);
     for (Program& program : programs) {
-        program.setVariable(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
-        program.start({QStringLiteral("--server"), m_server.url()});
+        program.setVariable(u"DBUS_SESSION_BUS_ADDRESS"_s, address);
+        program.start({u"--server"_s, m_server.url()});
     }
     for (Program& program : programs) {
         QVERIFY(getsWindow(program));
@@ -322,54 +318,52 @@ void OneProgramTest::nothingElseCanBeCalled() {
     Program program;
     QVERIFY(open(program));
     const QString description =
-        call(QStringLiteral("Introspect"), {}, QStringLiteral("org.freedesktop.DBus.Introspectable"))
-            .arguments()
-            .value(0)
-            .toString();
+        call(u"Introspect"_s, {}, u"org.freedesktop.DBus.Introspectable"_s).arguments().value(0).toString();
     const auto count = [&description](const char* element) {
-        return description.count(QStringLiteral("<%1 ").arg(QLatin1String(element)));
+        return description.count(u"<%1 "_s.arg(QLatin1String(element)));
     };
     // Ours, and what every object on the bus has.
-    QVERIFY(description.contains(QStringLiteral("<interface name=\"%1\">").arg(interface)));
+    QVERIFY(description.contains(u"<interface name=\"%1\">"_s.arg(interface)));
     QCOMPARE(count("interface"), 4);
     QCOMPARE(count("method"), 3 + 3 + 1 + 2);
     QCOMPARE(count("property"), 0);
     QCOMPARE(count("node"), 0);
-    QCOMPARE(call(QStringLiteral("quit"), {}).type(), QDBusMessage::ErrorMessage);
-    QCOMPARE(call(QStringLiteral("deleteLater"), {}).type(), QDBusMessage::ErrorMessage);
+    QCOMPARE(call(u"quit"_s, {}).type(), QDBusMessage::ErrorMessage);
+    QCOMPARE(call(u"deleteLater"_s, {}).type(), QDBusMessage::ErrorMessage);
     QVERIFY(program.isRunning());
 }
 
 void OneProgramTest::whatIsNoRequestChangesNothing() {
     Program program;
     QVERIFY(open(program));
-    const QString action = QStringLiteral("ActivateAction");
-    const QString connectServer = QStringLiteral("connect-server");
+    const QString action = u"ActivateAction"_s;
+    const QString connectServer = u"connect-server"_s;
     const QVariantMap none;
     const QList<QVariantList> wrong{
         {},
-        {QStringLiteral("quit"), QVariantList(), none},
+        {u"quit"_s, QVariantList(), none},
         {connectServer, QVariantList(), none},
         {connectServer, QVariantList{42}, none},
-        {connectServer, QVariantList{QStringLiteral("a"), QStringLiteral("b")}, none},
+        {connectServer, QVariantList{u"a"_s, u"b"_s}, none},
         {connectServer, QVariantList{QStringList{m_server.url()}}, none},
     };
     for (const QVariantList& arguments : wrong) {
         QCOMPARE(call(action, arguments).type(), QDBusMessage::ErrorMessage);
     }
-    QCOMPARE(call(QStringLiteral("Activate"), {QStringLiteral("text")}).type(), QDBusMessage::ErrorMessage);
+    QCOMPARE(call(u"Activate"_s, {u"text"_s}).type(), QDBusMessage::ErrorMessage);
 
     // Tokens that are none do not keep the window away.
-    const QVariantMap garbage{{QStringLiteral("desktop-startup-id"), QStringLiteral("a\nb \"c\"")},
-                              {QStringLiteral("activation-token"), QVariantList{1, 2}},
-                              {QStringLiteral("unknown"), QString(100'000, u'x')}};
-    QCOMPARE(call(QStringLiteral("Activate"), {garbage}).type(), QDBusMessage::ReplyMessage);
-    QCOMPARE(
-        call(QStringLiteral("Open"), {QStringList{QStringLiteral("file:///etc/passwd")}, garbage}).type(),
-        QDBusMessage::ReplyMessage);
+    const QVariantMap garbage{{u"desktop-startup-id"_s, u"a\nb \"c\""_s},
+                              {u"activation-token"_s, QVariantList{1, 2}},
+                              {u"unknown"_s, QString(100'000, u'x')}};
+    QCOMPARE(call(u"Activate"_s, {garbage}).type(), QDBusMessage::ReplyMessage);
+    QCOMPARE(call(u"Open"_s, {QStringList{u"file:///etc/passwd"_s}, garbage}).type(),
+             QDBusMessage::ReplyMessage);
     QVERIFY(getsConnected(program));
     QTRY_VERIFY_WITH_TIMEOUT(m_screen.isInFront(program), Screen::patienceMs);
 }
 
 QTEST_MAIN(OneProgramTest)
 #include "oneprogram.moc"
+
+using namespace Qt::StringLiterals;

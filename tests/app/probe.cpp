@@ -26,7 +26,7 @@
 
 namespace {
 
-const QString serverKey = QStringLiteral("server");
+const QString serverKey = u"server"_s;
 
 QByteArray contents(const QString& path) {
     QFile file(path);
@@ -35,7 +35,7 @@ QByteArray contents(const QString& path) {
 
 /// What the list of closed entries has to hold, by the server's word.
 int closedEntries(const DevServer& server) {
-    const QString user = server.request("GET", QStringLiteral("/me")).body.value(u"id").toString();
+    const QString user = server.request("GET", u"/me"_s).body.value(u"id").toString();
     const QJsonArray entries = server.entries();
     return int(std::count_if(entries.begin(), entries.end(), [&user](const QJsonValue& value) {
         const QJsonObject entry = value.toObject();
@@ -53,7 +53,7 @@ class ProbeTest : public QObject {
     [[nodiscard]] QJsonObject probe(const QStringList& arguments);
 
     QTemporaryDir m_folder;
-    QString m_file = m_folder.filePath(QStringLiteral("probe.json"));
+    QString m_file = m_folder.filePath(u"probe.json"_s);
 
 private Q_SLOTS:
     void init() { startClean(); }
@@ -66,9 +66,9 @@ private Q_SLOTS:
 
 QJsonObject ProbeTest::probe(const QStringList& arguments) {
     QFile::remove(m_file);
-    QFile::remove(m_file + QStringLiteral(".png"));
+    QFile::remove(m_file + u".png"_s);
     Program program;
-    program.start(arguments + QStringList{QStringLiteral("--read-only-probe"), m_file});
+    program.start(arguments + QStringList{u"--read-only-probe"_s, m_file});
     const int code = program.exitCode();
     if (code != 0) {
         qWarning("The probe ended with code %d: %s", code, program.output().constData());
@@ -81,15 +81,14 @@ void ProbeTest::tellsWhatWasLoadedWithAPicture() {
     DevServer server(DevServer::Data::Demo);
     QVERIFY(server.start());
     const QJsonObject expected{
-        {QStringLiteral("native_qml_loaded"), true},         {QStringLiteral("workspaces"), 2},
-        {QStringLiteral("entries"), closedEntries(server)},  {QStringLiteral("read_only"), true},
-        {QStringLiteral("platform"), QStringLiteral("xcb")}, {QStringLiteral("pending"), 0},
+        {u"native_qml_loaded"_s, true}, {u"workspaces"_s, 2},      {u"entries"_s, closedEntries(server)},
+        {u"read_only"_s, true},         {u"platform"_s, u"xcb"_s}, {u"pending"_s, 0},
     };
     QVERIFY(expected.value(u"entries").toInt() > 1000);
 
-    QCOMPARE(probe({QStringLiteral("--server"), server.url()}), expected);
+    QCOMPARE(probe({u"--server"_s, server.url()}), expected);
     QCOMPARE(contents(m_file), QJsonDocument(expected).toJson(QJsonDocument::Indented));
-    const QString picture = m_file + QStringLiteral(".png");
+    const QString picture = m_file + u".png"_s;
     QCOMPARE(QImageReader::imageFormat(picture), QByteArray("png"));
     const QImage image(picture);
     QCOMPARE(image.size(), QSize(1160, 820));
@@ -107,11 +106,10 @@ void ProbeTest::tellsWhatWasLoadedWithAPicture() {
 void ProbeTest::leavesNoVaultAndNoKey() {
     DevServer server;
     QVERIFY(server.start());
-    QVERIFY(!probe({QStringLiteral("--server"), server.url()}).isEmpty());
+    QVERIFY(!probe({u"--server"_s, server.url()}).isEmpty());
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
     QVERIFY(!QFile::exists(vaultFile(server.url())));
-    QVERIFY(!QDir(folder).exists() ||
-            QDir(folder).entryList({QStringLiteral("*.sqlite*")}, QDir::Files).isEmpty());
+    QVERIFY(!QDir(folder).exists() || QDir(folder).entryList({u"*.sqlite*"_s}, QDir::Files).isEmpty());
     QCOMPARE(keyring::keyCount(), 0);
 
     // What it is that a run without the probe does leave.
@@ -126,10 +124,7 @@ void ProbeTest::givenServerOverridesTheStoredOneAndIsStored() {
     QSettings().setValue(serverKey, stored.url());
     DevServer server;
     QVERIFY(server.start());
-    QCOMPARE(probe({QStringLiteral("--server"), QStringLiteral(" %1/path/ ").arg(server.url())})
-                 .value(u"workspaces")
-                 .toInt(),
-             1);
+    QCOMPARE(probe({u"--server"_s, u" %1/path/ "_s.arg(server.url())}).value(u"workspaces").toInt(), 1);
     QVERIFY(stored.requests().isEmpty());
     QCOMPARE(QSettings().value(serverKey).toString(), server.url());
 }
@@ -161,3 +156,5 @@ void ProbeTest::readyTwiceWritesOnce() {
 
 QTEST_MAIN(ProbeTest)
 #include "probe.moc"
+
+using namespace Qt::StringLiterals;

@@ -15,7 +15,7 @@ namespace {
 
 using Role = Element::Role;
 
-const QString connected = QStringLiteral("Connected to PostgreSQL");
+const QString connected = u"Connected to PostgreSQL"_s;
 
 /// The texts that programs tell the whole desktop in client messages of X11, put together from their pieces.
 class Announcements : public QAbstractNativeEventFilter {
@@ -82,13 +82,13 @@ void SecondStartTest::init() {
 }
 
 bool SecondStartTest::open(Program& program) const {
-    program.start({QStringLiteral("--server"), m_server.url()});
+    program.start({u"--server"_s, m_server.url()});
     return QTest::qWaitFor([&] { return program.shows(Role::Label, connected); }, Screen::patienceMs);
 }
 
 bool SecondStartTest::handOver(const QStringList& arguments, const QString& startupId) {
     Program second;
-    second.setVariable(QStringLiteral("DESKTOP_STARTUP_ID"), startupId);
+    second.setVariable(u"DESKTOP_STARTUP_ID"_s, startupId);
     second.start(arguments);
     const int code = second.exitCode();
     const QByteArray output = second.output();
@@ -147,8 +147,8 @@ void SecondStartTest::bringsTheWindowBeforeTheOneInUse() {
     QVERIFY(QTest::qWaitForWindowExposed(&other, Screen::patienceMs));
     QVERIFY(m_screen.click(other.mapToGlobal(other.rect().center())));
     QTRY_VERIFY_WITH_TIMEOUT(other.hasFocus(), Screen::patienceMs);
-    QVERIFY(m_screen.type(QStringLiteral("work")));
-    QTRY_COMPARE_WITH_TIMEOUT(other.text(), QStringLiteral("work"), Screen::patienceMs);
+    QVERIFY(m_screen.type(u"work"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(other.text(), u"work"_s, Screen::patienceMs);
     QVERIFY(!m_screen.isInFront(program));
 
     QVERIFY(handOver());
@@ -160,7 +160,7 @@ void SecondStartTest::endsTheBusyPointerOfItsLauncher() {
     Program program;
     QVERIFY(open(program));
     const Announcements announcements;
-    const QString id = QStringLiteral("launcher/timer-kelvaro/1-host_TIME4711");
+    const QString id = u"launcher/timer-kelvaro/1-host_TIME4711"_s;
     QVERIFY(handOver({}, id));
     QTRY_VERIFY_WITH_TIMEOUT(announcements.contain("remove: ID=" + id.toLatin1() + '\0'), Screen::patienceMs);
     QVERIFY(comesToTheFront(program));
@@ -169,7 +169,7 @@ void SecondStartTest::endsTheBusyPointerOfItsLauncher() {
 void SecondStartTest::leavesTheServerWhereItNamesNone() {
     Program program;
     QVERIFY(open(program));
-    QSettings().setValue(QStringLiteral("server"), QStringLiteral("http://127.0.0.1:1"));
+    QSettings().setValue(u"server"_s, u"http://127.0.0.1:1"_s);
     QVERIFY(handOver());
     QVERIFY(comesToTheFront(program));
     QVERIFY(program.shows(Role::Label, connected));
@@ -180,11 +180,11 @@ void SecondStartTest::connectsToTheServerItNames() {
     QVERIFY(other.start());
     Program program;
     QVERIFY(open(program));
-    QVERIFY(handOver({QStringLiteral("--server"), QStringLiteral(" %1/path/ ").arg(other.url())}));
+    QVERIFY(handOver({u"--server"_s, u" %1/path/ "_s.arg(other.url())}));
     const auto stored = [] {
         QSettings settings;
         settings.sync();
-        return settings.value(QStringLiteral("server")).toString();
+        return settings.value(u"server"_s).toString();
     };
     QTRY_COMPARE_WITH_TIMEOUT(stored(), other.url(), Screen::patienceMs);
     QTRY_VERIFY_WITH_TIMEOUT(program.shows(Role::Label, connected), Screen::patienceMs);
@@ -193,20 +193,20 @@ void SecondStartTest::connectsToTheServerItNames() {
 void SecondStartTest::connectsToTheServerItNamesWhenTheFirstIsFree() {
     ScriptedPeer peer;
     peer.forwardTo(m_server.url());
-    peer.answerOnce("GET", QStringLiteral("/v1/me"), PeerReply::forward(PeerReply::Delivery::Hold));
+    peer.answerOnce("GET", u"/v1/me"_s, PeerReply::forward(PeerReply::Delivery::Hold));
     Program program;
-    program.start({QStringLiteral("--server"), peer.url()});
+    program.start({u"--server"_s, peer.url()});
     QTRY_COMPARE_WITH_TIMEOUT(peer.held(), 1, Screen::patienceMs);
 
     DevServer other;
     QVERIFY(other.start());
-    QVERIFY(handOver({QStringLiteral("--server"), other.url()}));
+    QVERIFY(handOver({u"--server"_s, other.url()}));
     QVERIFY(!program.shows(Role::Label, connected));
     peer.release();
     const auto stored = [] {
         QSettings settings;
         settings.sync();
-        return settings.value(QStringLiteral("server")).toString();
+        return settings.value(u"server"_s).toString();
     };
     QTRY_COMPARE_WITH_TIMEOUT(stored(), other.url(), Screen::patienceMs);
     QTRY_VERIFY_WITH_TIMEOUT(program.shows(Role::Label, connected), Screen::patienceMs);
@@ -215,12 +215,14 @@ void SecondStartTest::connectsToTheServerItNamesWhenTheFirstIsFree() {
 void SecondStartTest::refusedServerIsNamedInTheStatusLine() {
     Program program;
     QVERIFY(open(program));
-    QVERIFY(handOver({QStringLiteral("--server"), QStringLiteral("http://example.org")}));
+    QVERIFY(handOver({u"--server"_s, u"http://example.org"_s}));
     QTRY_VERIFY_WITH_TIMEOUT(
-        program.shows(Role::Label, QStringLiteral("Use HTTPS or the trusted private development server")),
+        program.shows(Role::Label, u"Use HTTPS or the trusted private development server"_s),
         Screen::patienceMs);
-    QCOMPARE(QSettings().value(QStringLiteral("server")).toString(), m_server.url());
+    QCOMPARE(QSettings().value(u"server"_s).toString(), m_server.url());
 }
 
 QTEST_MAIN(SecondStartTest)
 #include "secondstart.moc"
+
+using namespace Qt::StringLiterals;

@@ -22,7 +22,7 @@ constexpr int menuShow = 1;
 constexpr int menuStop = 2;
 constexpr int menuQuit = 3;
 
-const QString connected = QStringLiteral("Connected to PostgreSQL");
+const QString connected = u"Connected to PostgreSQL"_s;
 
 } // namespace
 
@@ -52,7 +52,7 @@ void TrayTest::initTestCase() {
 }
 
 bool TrayTest::start(Program& program) const {
-    program.start({QStringLiteral("--server"), m_server.url()});
+    program.start({u"--server"_s, m_server.url()});
     return QTest::qWaitFor([&] { return program.shows(Element::Role::Label, connected); },
                            Screen::patienceMs) &&
            QTest::qWaitFor([&] { return m_screen.trayIcon(program).isValid(); }, Screen::patienceMs);
@@ -77,18 +77,17 @@ void TrayTest::closingHidesAndAClickShowsAgain() {
 }
 
 void TrayTest::menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits() {
-    const QJsonObject timer{{QStringLiteral("description"), QStringLiteral("Left running")},
-                            {QStringLiteral("start_at"), QStringLiteral("2026-01-05T08:00:00Z")}};
-    const QString entry = QStringLiteral("8d9f8b0e-7a54-4d6c-9a43-0d3c6a4f2b11");
-    QCOMPARE(m_server.push(QStringLiteral("timer.start"), entry, 0, timer).value(u"status").toString(),
-             QStringLiteral("accepted"));
+    const QJsonObject timer{{u"description"_s, u"Left running"_s},
+                            {u"start_at"_s, u"2026-01-05T08:00:00Z"_s}};
+    const QString entry = u"8d9f8b0e-7a54-4d6c-9a43-0d3c6a4f2b11"_s;
+    QCOMPARE(m_server.push(u"timer.start"_s, entry, 0, timer).value(u"status").toString(), u"accepted"_s);
     Program program;
     QVERIFY(start(program));
     QVERIFY(hide(program));
 
     QVERIFY(m_screen.chooseInTray(program, menuStop));
     const auto stopped = [&] {
-        const QJsonArray entries = m_server.entriesNamed(QStringLiteral("Left running"));
+        const QJsonArray entries = m_server.entriesNamed(u"Left running"_s);
         return entries.size() == 1 && entries.first().toObject().value(u"stop_at").isString();
     };
     QTRY_VERIFY_WITH_TIMEOUT(stopped(), Screen::patienceMs);
@@ -103,15 +102,13 @@ void TrayTest::menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits() {
 }
 
 void TrayTest::menuStopsTheTimerOnceTheServerHasBeenAsked() {
-    const QJsonObject running =
-        sample::entry(QStringLiteral("t1"), QStringLiteral("2026-01-05T08:00:00Z"), {});
+    const QJsonObject running = sample::entry(u"t1"_s, u"2026-01-05T08:00:00Z"_s, {});
     const QJsonObject snapshot = sample::snapshot({running});
     Desk desk(snapshot);
-    desk.peer.answer("GET", QStringLiteral("/v1/me/timer"),
-                     PeerReply::json({{QStringLiteral("timer"), running}}));
+    desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, running}}));
     QVERIFY(desk.load());
     desk.holdPushes();
-    desk.peer.answerOnce("GET", QStringLiteral("/v1/sync/snapshot"),
+    desk.peer.answerOnce("GET", u"/v1/sync/snapshot"_s,
                          PeerReply::json(snapshot).delivered(PeerReply::Delivery::Hold));
     desk.controller->refresh();
     QTRY_COMPARE(desk.peer.held(), 1);
@@ -120,7 +117,7 @@ void TrayTest::menuStopsTheTimerOnceTheServerHasBeenAsked() {
     for (const QWidget* widget : widgets) {
         const QList<QAction*> actions = widget->actions();
         for (QAction* action : actions) {
-            if (action->text() == QStringLiteral("Stop timer")) {
+            if (action->text() == u"Stop timer"_s) {
                 action->trigger();
             }
         }
@@ -128,7 +125,7 @@ void TrayTest::menuStopsTheTimerOnceTheServerHasBeenAsked() {
     QCOMPARE(desk.controller->pending(), 0);
     desk.peer.release();
     QTRY_COMPARE(desk.controller->pending(), 1);
-    QCOMPARE(mutationAt(*desk.controller, 0).value(u"operation").toString(), QStringLiteral("timer.stop"));
+    QCOMPARE(mutationAt(*desk.controller, 0).value(u"operation").toString(), u"timer.stop"_s);
     QVERIFY(desk.controller->timer().isEmpty());
 }
 
@@ -170,3 +167,5 @@ void TrayTest::onlyAPlainClickShowsTheWindow() {
 
 QTEST_MAIN(TrayTest)
 #include "tray.moc"
+
+using namespace Qt::StringLiterals;

@@ -15,11 +15,11 @@
 
 namespace {
 
-const QString saved = QStringLiteral("Saved securely on this device");
-const QString offline = QStringLiteral("Session unavailable or revoked. Cached work retained; no developer "
-                                       "fallback was attempted.");
-const QString alreadyOpen = QStringLiteral(
-    "Timer.Kelvaro is already open on this server; offline writes are disabled in this window.");
+const QString saved = u"Saved securely on this device"_s;
+const QString offline = u"Session unavailable or revoked. Cached work retained; no developer "
+                        "fallback was attempted."_s;
+const QString alreadyOpen =
+    u"Timer.Kelvaro is already open on this server; offline writes are disabled in this window."_s;
 
 /// One of the programs that share a home and a credential store.
 class Writer {
@@ -46,7 +46,7 @@ public:
 private:
     QString line() {
         const bool said = QTest::qWaitFor([this] { return m_process.canReadLine(); }, 60'000);
-        return said ? QString::fromUtf8(m_process.readLine()).trimmed() : QStringLiteral("nothing");
+        return said ? QString::fromUtf8(m_process.readLine()).trimmed() : u"nothing"_s;
     }
 
     QProcess m_process;
@@ -79,12 +79,12 @@ void TwoProgramsTest::initTestCase() {
     QVERIFY(m_server.start());
     // From now on everything that is needed to record is on the device.
     Writer writer;
-    QCOMPARE(writer.start(m_server.url()), QStringLiteral("Connected to PostgreSQL"));
+    QCOMPARE(writer.start(m_server.url()), u"Connected to PostgreSQL"_s);
 }
 
 QByteArray TwoProgramsTest::stored() const {
     QByteArray bytes;
-    for (const QString& part : {QString(), QStringLiteral("-wal")}) {
+    for (const QString& part : {QString(), u"-wal"_s}) {
         QFile file(vaultFile(m_server.url()) + part);
         bytes += file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
@@ -138,14 +138,14 @@ void TwoProgramsTest::loseAndDoubleNothing() {
             promised.insert(number);
         }
         const QByteArray before = stored();
-        QCOMPARE(second->write(number + 1), QStringLiteral("Connect to the server first"));
+        QCOMPARE(second->write(number + 1), u"Connect to the server first"_s);
         QCOMPARE(stored(), before);
     }
     first->kill();
     second->kill();
 
     QVERIFY(m_server.start());
-    QCOMPARE(first->start(m_server.url()), QStringLiteral("Local changes await acknowledgement"));
+    QCOMPARE(first->start(m_server.url()), u"Local changes await acknowledgement"_s);
     // The queue is sent in its order: behind the last one nothing is left.
     QTRY_VERIFY_WITH_TIMEOUT(onServer().contains(writes - 2), 60'000);
     const QMap<int, int> counts = onServer();
@@ -158,3 +158,5 @@ void TwoProgramsTest::loseAndDoubleNothing() {
 
 QTEST_MAIN(TwoProgramsTest)
 #include "twoprograms.moc"
+
+using namespace Qt::StringLiterals;

@@ -17,6 +17,8 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 void say(const QString& message) {
@@ -25,7 +27,7 @@ void say(const QString& message) {
 
 void record(Controller& controller, int number) {
     const QDateTime start =
-        QDateTime::fromString(QStringLiteral("2026-01-01T00:00:00Z"), Qt::ISODate).addSecs(number * 3600LL);
+        QDateTime::fromString(u"2026-01-01T00:00:00Z"_s, Qt::ISODate).addSecs(number * 3600LL);
     controller.addManual(QString::number(number), QString(), start.toString(Qt::ISODate),
                          start.addSecs(1800).toString(Qt::ISODate), false);
 }
@@ -34,8 +36,8 @@ void record(Controller& controller, int number) {
 
 int main(int argc, char* argv[]) {
     const QApplication application(argc, argv);
-    QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
-    QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaro"));
+    QCoreApplication::setOrganizationName(u"Kelvaro"_s);
+    QCoreApplication::setApplicationName(u"TimerKelvaro"_s);
     Controller controller;
     QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
     input.setEnabled(false);

@@ -9,13 +9,15 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 /// The real server with two people who can sign in, Dana and Eli, and a client
 /// of it. Everything of Dana's is named after her, so that it can be found.
 class AccountServer {
 public:
-    static QString dana() { return QStringLiteral("dana@example.org"); }
-    static QString eli() { return QStringLiteral("eli@example.org"); }
-    static QString password() { return QStringLiteral("correct horse battery staple"); }
+    static QString dana() { return u"dana@example.org"_s; }
+    static QString eli() { return u"eli@example.org"_s; }
+    static QString password() { return u"correct horse battery staple"_s; }
 
     /// The options are the server's, at each of its starts.
     explicit AccountServer(const QStringList& options = {});

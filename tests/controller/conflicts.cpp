@@ -8,22 +8,21 @@
 
 namespace {
 
-const QString awaiting = QStringLiteral("Local changes await acknowledgement");
-const QString blocked = QStringLiteral("Sync conflict retained with its original payload. Inspect or export "
-                                       "it; period locks cannot be bypassed.");
-const QString push = QStringLiteral("/v1/sync/push");
+const QString awaiting = u"Local changes await acknowledgement"_s;
+const QString blocked = u"Sync conflict retained with its original payload. Inspect or export "
+                        "it; period locks cannot be bypassed."_s;
+const QString push = u"/v1/sync/push"_s;
 
 QJsonObject closedEntry(const QString& id) {
-    return sample::entry(id, QStringLiteral("2024-03-01T08:00:00Z"), QStringLiteral("2024-03-01T09:00:00Z"));
+    return sample::entry(id, u"2024-03-01T08:00:00Z"_s, u"2024-03-01T09:00:00Z"_s);
 }
 
 QJsonObject runningEntry(const QString& id) {
-    return sample::entry(id, QStringLiteral("2024-03-01T08:00:00Z"), QJsonValue());
+    return sample::entry(id, u"2024-03-01T08:00:00Z"_s, QJsonValue());
 }
 
 QJsonObject edit(const QString& entity) {
-    return sample::queueItem(QStringLiteral("entry.update"), entity,
-                             {{QStringLiteral("description"), QStringLiteral("Mine")}});
+    return sample::queueItem(u"entry.update"_s, entity, {{u"description"_s, u"Mine"_s}});
 }
 
 QJsonArray storedEntries(const Controller& controller) {
@@ -36,7 +35,7 @@ void answerPush(Desk& desk, const QString& status, const QJsonObject& canonical)
     desk.peer.answer("POST", push, [status, canonical](const PeerRequest& request) {
         return sample::pushReply({sample::result(sample::pushed(request), status, canonical)});
     });
-    desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::only(PeerReply::Delivery::Hold));
+    desk.peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::only(PeerReply::Delivery::Hold));
 }
 
 } // namespace
@@ -63,15 +62,15 @@ private Q_SLOTS:
 
 void ConflictsTest::aRefusedHeadIsRetainedWithTheVerdict_data() {
     QTest::addColumn<QString>("status");
-    QTest::newRow("conflict") << QStringLiteral("conflict");
-    QTest::newRow("rejected") << QStringLiteral("rejected");
+    QTest::newRow("conflict") << u"conflict"_s;
+    QTest::newRow("rejected") << u"rejected"_s;
 }
 
 void ConflictsTest::aRefusedHeadIsRetainedWithTheVerdict() {
     QFETCH(const QString, status);
-    Desk desk(sample::snapshot({closedEntry(QStringLiteral("e1"))}));
+    Desk desk(sample::snapshot({closedEntry(u"e1"_s)}));
     QVERIFY(desk.load());
-    const QJsonObject item = edit(QStringLiteral("e1"));
+    const QJsonObject item = edit(u"e1"_s);
     QVERIFY(desk.holdQueue({item}));
     const QJsonObject before = desk.controller->durableState();
     answerPush(desk, status, {});
@@ -84,21 +83,21 @@ void ConflictsTest::aRefusedHeadIsRetainedWithTheVerdict() {
     QJsonObject expected = before;
     expected.insert(u"queue", QJsonArray{retained});
     QCOMPARE(desk.controller->durableState(), expected);
-    const QVariantMap shown = listedEntry(*desk.controller, QStringLiteral("id"), QStringLiteral("e1"));
-    QCOMPARE(shown.value(QStringLiteral("description")).toString(), QStringLiteral("Mine"));
-    QVERIFY(shown.value(QStringLiteral("local_conflict")).toBool());
-    QVERIFY(shown.value(QStringLiteral("local_pending")).toBool());
+    const QVariantMap shown = listedEntry(*desk.controller, u"id"_s, u"e1"_s);
+    QCOMPARE(shown.value(u"description"_s).toString(), u"Mine"_s);
+    QVERIFY(shown.value(u"local_conflict"_s).toBool());
+    QVERIFY(shown.value(u"local_pending"_s).toBool());
     QVERIFY(desk.controller->conflictDetails().contains(status));
     QCOMPARE(desk.stored(), expected);
 }
 
 void ConflictsTest::aRefusedHeadHoldsEverythingBehindIt() {
-    Desk desk(sample::snapshot({closedEntry(QStringLiteral("e1")), closedEntry(QStringLiteral("e2"))}));
+    Desk desk(sample::snapshot({closedEntry(u"e1"_s), closedEntry(u"e2"_s)}));
     QVERIFY(desk.load());
-    const QJsonArray queue{edit(QStringLiteral("e1")), edit(QStringLiteral("e2"))};
+    const QJsonArray queue{edit(u"e1"_s), edit(u"e2"_s)};
     QVERIFY(desk.holdQueue(queue));
     desk.peer.answer("POST", push, [](const PeerRequest& request) {
-        return sample::pushReply({sample::result(sample::pushed(request), QStringLiteral("conflict"))});
+        return sample::pushReply({sample::result(sample::pushed(request), u"conflict"_s)});
     });
     QStringList atReady;
     connect(desk.controller.get(), &Controller::ready, this,
@@ -124,34 +123,33 @@ void ConflictsTest::aRefusedHeadHoldsEverythingBehindIt() {
 }
 
 void ConflictsTest::whatTheServerHasIsFollowedWhileAChangeIsRetained() {
-    Desk desk(sample::snapshot({closedEntry(QStringLiteral("e1"))}));
+    Desk desk(sample::snapshot({closedEntry(u"e1"_s)}));
     QVERIFY(desk.load());
-    QJsonObject refused = edit(QStringLiteral("e1"));
-    refused.insert(QStringLiteral("status"), QStringLiteral("conflict"));
+    QJsonObject refused = edit(u"e1"_s);
+    refused.insert(u"status"_s, u"conflict"_s);
     QVERIFY(desk.holdQueue({refused}));
-    QJsonObject changed = closedEntry(QStringLiteral("e1"));
-    changed.insert(QStringLiteral("description"), QStringLiteral("Theirs"));
-    changed.insert(QStringLiteral("version"), 7);
-    desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"),
-                     PeerReply::json(sample::snapshot({changed})));
+    QJsonObject changed = closedEntry(u"e1"_s);
+    changed.insert(u"description"_s, u"Theirs"_s);
+    changed.insert(u"version"_s, 7);
+    desk.peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::json(sample::snapshot({changed})));
     desk.controller->synchronize();
     const auto description = [&desk] {
-        return desk.controller->retained().value(QStringLiteral("fields")).toList().value(0).toMap();
+        return desk.controller->retained().value(u"fields"_s).toList().value(0).toMap();
     };
-    QTRY_COMPARE(description().value(QStringLiteral("server")).toString(), QStringLiteral("Theirs"));
+    QTRY_COMPARE(description().value(u"server"_s).toString(), u"Theirs"_s);
     QTRY_VERIFY(!desk.controller->busy());
     desk.controller->resendRetained();
     QCOMPARE(mutationAt(*desk.controller, 0).value(u"base_version").toInt(), 7);
 }
 
 void ConflictsTest::aRefusalBringsTheServersEntry() {
-    Desk desk(sample::snapshot({closedEntry(QStringLiteral("e1"))}));
+    Desk desk(sample::snapshot({closedEntry(u"e1"_s)}));
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({edit(QStringLiteral("e1"))}));
-    QJsonObject theirs = closedEntry(QStringLiteral("e1"));
-    theirs.insert(u"description", QStringLiteral("Theirs"));
+    QVERIFY(desk.holdQueue({edit(u"e1"_s)}));
+    QJsonObject theirs = closedEntry(u"e1"_s);
+    theirs.insert(u"description", u"Theirs"_s);
     theirs.insert(u"version", 9);
-    answerPush(desk, QStringLiteral("conflict"), theirs);
+    answerPush(desk, u"conflict"_s, theirs);
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.held(), 1);
     QCOMPARE(storedEntries(*desk.controller), QJsonArray{theirs});
@@ -161,68 +159,65 @@ void ConflictsTest::aRefusalBringsTheServersEntry() {
 void ConflictsTest::anAcceptedStartBecomesTheTimer() {
     Desk desk;
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({sample::queueItem(QStringLiteral("timer.start"), QStringLiteral("t1"), {})}));
-    answerPush(desk, QStringLiteral("accepted"), runningEntry(QStringLiteral("t1")));
+    QVERIFY(desk.holdQueue({sample::queueItem(u"timer.start"_s, u"t1"_s, {})}));
+    answerPush(desk, u"accepted"_s, runningEntry(u"t1"_s));
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.held(), 1);
-    QCOMPARE(desk.controller->durableState().value(u"timer").toObject(), runningEntry(QStringLiteral("t1")));
-    QCOMPARE(desk.controller->timer().value(QStringLiteral("id")).toString(), QStringLiteral("t1"));
+    QCOMPARE(desk.controller->durableState().value(u"timer").toObject(), runningEntry(u"t1"_s));
+    QCOMPARE(desk.controller->timer().value(u"id"_s).toString(), u"t1"_s);
     QCOMPARE(desk.controller->pending(), 0);
-    QCOMPARE(storedEntries(*desk.controller), QJsonArray{runningEntry(QStringLiteral("t1"))});
+    QCOMPARE(storedEntries(*desk.controller), QJsonArray{runningEntry(u"t1"_s)});
 }
 
 void ConflictsTest::anAcceptedStopEndsTheTimer() {
-    Desk desk(sample::snapshot({runningEntry(QStringLiteral("t1"))}));
-    desk.peer.answer("GET", QStringLiteral("/v1/me/timer"),
-                     PeerReply::json({{QStringLiteral("timer"), runningEntry(QStringLiteral("t1"))}}));
+    Desk desk(sample::snapshot({runningEntry(u"t1"_s)}));
+    desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, runningEntry(u"t1"_s)}}));
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({sample::queueItem(QStringLiteral("timer.stop"), QStringLiteral("t1"), {})}));
-    answerPush(desk, QStringLiteral("accepted"), closedEntry(QStringLiteral("t1")));
+    QVERIFY(desk.holdQueue({sample::queueItem(u"timer.stop"_s, u"t1"_s, {})}));
+    answerPush(desk, u"accepted"_s, closedEntry(u"t1"_s));
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.held(), 1);
     QVERIFY(desk.controller->durableState().value(u"timer").toObject().isEmpty());
     QVERIFY(desk.controller->timer().isEmpty());
-    QVERIFY(!listedEntry(*desk.controller, QStringLiteral("id"), QStringLiteral("t1")).isEmpty());
+    QVERIFY(!listedEntry(*desk.controller, u"id"_s, u"t1"_s).isEmpty());
 }
 
 void ConflictsTest::aRefusedStopEndsTheTimerOfThatEntry() {
-    Desk desk(sample::snapshot({runningEntry(QStringLiteral("t1"))}));
-    desk.peer.answer("GET", QStringLiteral("/v1/me/timer"),
-                     PeerReply::json({{QStringLiteral("timer"), runningEntry(QStringLiteral("t1"))}}));
+    Desk desk(sample::snapshot({runningEntry(u"t1"_s)}));
+    desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, runningEntry(u"t1"_s)}}));
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({sample::queueItem(QStringLiteral("timer.stop"), QStringLiteral("t1"), {})}));
-    answerPush(desk, QStringLiteral("rejected"), runningEntry(QStringLiteral("t1")));
+    QVERIFY(desk.holdQueue({sample::queueItem(u"timer.stop"_s, u"t1"_s, {})}));
+    answerPush(desk, u"rejected"_s, runningEntry(u"t1"_s));
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.held(), 1);
     QVERIFY(desk.controller->durableState().value(u"timer").toObject().isEmpty());
 }
 
 void ConflictsTest::anotherEntrysTimerStays() {
-    Desk desk(sample::snapshot({closedEntry(QStringLiteral("e1")), runningEntry(QStringLiteral("t1"))}));
-    const QJsonObject running = runningEntry(QStringLiteral("t1"));
-    desk.peer.answer("GET", QStringLiteral("/v1/me/timer"),
-                     PeerReply::json({{QStringLiteral("timer"), running}}));
+    Desk desk(sample::snapshot({closedEntry(u"e1"_s), runningEntry(u"t1"_s)}));
+    const QJsonObject running = runningEntry(u"t1"_s);
+    desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, running}}));
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({edit(QStringLiteral("e1"))}));
-    answerPush(desk, QStringLiteral("accepted"), closedEntry(QStringLiteral("e1")));
+    QVERIFY(desk.holdQueue({edit(u"e1"_s)}));
+    answerPush(desk, u"accepted"_s, closedEntry(u"e1"_s));
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.held(), 1);
     QCOMPARE(desk.controller->durableState().value(u"timer").toObject(), running);
 }
 
 void ConflictsTest::anEntryOfAnotherWorkspaceLeavesTheSnapshotAlone() {
-    Desk desk(sample::snapshot({closedEntry(QStringLiteral("e1"))}));
+    Desk desk(sample::snapshot({closedEntry(u"e1"_s)}));
     QVERIFY(desk.load());
-    const QJsonValue elsewhere = QStringLiteral("ws-2");
-    QJsonObject item = sample::queueItem(QStringLiteral("timer.start"), QStringLiteral("t1"), {});
+    const QJsonValue elsewhere = u"ws-2"_s;
+    QJsonObject item = sample::queueItem(u"timer.start"_s, u"t1"_s, {});
     QJsonObject mutation = item.value(u"mutation").toObject();
     mutation.insert(u"workspace_id", elsewhere);
     item.insert(u"mutation", mutation);
     QVERIFY(desk.holdQueue({item}));
     const QJsonArray before = storedEntries(*desk.controller);
-    QJsonObject running = runningEntry(QStringLiteral("t1"));
+    QJsonObject running = runningEntry(u"t1"_s);
     running.insert(u"workspace_id", elsewhere);
-    answerPush(desk, QStringLiteral("accepted"), running);
+    answerPush(desk, u"accepted"_s, running);
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.held(), 1);
     QCOMPARE(storedEntries(*desk.controller), before);
@@ -232,24 +227,24 @@ void ConflictsTest::anEntryOfAnotherWorkspaceLeavesTheSnapshotAlone() {
 
 void ConflictsTest::conflictDetailsListRetainedItemsOnly() {
     Controller controller;
-    const QString none = QStringLiteral("[\n]");
+    const QString none = u"[\n]"_s;
     QCOMPARE(controller.conflictDetails(), none);
-    const QJsonObject pending = edit(QStringLiteral("e1"));
+    const QJsonObject pending = edit(u"e1"_s);
     controller.applyDurable(sample::durable(sample::snapshot(), {pending}));
     QCOMPARE(controller.conflictDetails(), none);
 
-    QJsonObject conflict = sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e2"),
-                                             {{QStringLiteral("description"), QStringLiteral("תיאור")}},
-                                             QStringLiteral("conflict"));
-    conflict.insert(u"result", QJsonObject{{QStringLiteral("message"), QStringLiteral("Too late")}});
-    const QJsonObject rejected = sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e3"), {},
-                                                   QStringLiteral("rejected"));
+    QJsonObject conflict =
+        sample::queueItem(u"entry.update"_s, u"e2"_s, {{u"description"_s, u"תיאור"_s}}, u"conflict"_s);
+    conflict.insert(u"result", QJsonObject{{u"message"_s, u"Too late"_s}});
+    const QJsonObject rejected = sample::queueItem(u"entry.update"_s, u"e3"_s, {}, u"rejected"_s);
     controller.applyDurable(sample::durable(sample::snapshot(), {conflict, pending, rejected}));
     const QString details = controller.conflictDetails();
     QCOMPARE(QJsonDocument::fromJson(details.toUtf8()).array(), QJsonArray({conflict, rejected}));
     QCOMPARE(details, QString::fromUtf8(QJsonDocument(QJsonArray{conflict, rejected}).toJson()).trimmed());
-    QVERIFY(details.contains(QStringLiteral("תיאור")));
+    QVERIFY(details.contains(u"תיאור"_s));
 }
 
 QTEST_MAIN(ConflictsTest)
 #include "conflicts.moc"
+
+using namespace Qt::StringLiterals;

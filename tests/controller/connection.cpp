@@ -10,14 +10,14 @@
 
 namespace {
 
-const QString connected = QStringLiteral("Connected to PostgreSQL");
-const QString me = QStringLiteral("/v1/me");
-const QString workspacesPath = QStringLiteral("/v1/workspaces");
-const QString snapshotPath = QStringLiteral("/v1/sync/snapshot");
-const QString timerPath = QStringLiteral("/v1/me/timer");
+const QString connected = u"Connected to PostgreSQL"_s;
+const QString me = u"/v1/me"_s;
+const QString workspacesPath = u"/v1/workspaces"_s;
+const QString snapshotPath = u"/v1/sync/snapshot"_s;
+const QString timerPath = u"/v1/me/timer"_s;
 
 PeerReply failure() {
-    return PeerReply::json({{QStringLiteral("error"), QJsonObject()}}, 503);
+    return PeerReply::json({{u"error"_s, QJsonObject()}}, 503);
 }
 
 PeerReply identityOf(const QString& id) {
@@ -56,17 +56,17 @@ void ConnectionTest::theChainLoadsTheWorkspaceStepByStep() {
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
     QVERIFY(desk.load());
     QCOMPARE(desk.peer.log(), sample::connectionLog());
-    QCOMPARE(desk.peer.requests("GET", snapshotPath).value(0).query, QStringLiteral("workspace_id=ws-1"));
+    QCOMPARE(desk.peer.requests("GET", snapshotPath).value(0).query, u"workspace_id=ws-1"_s);
     QCOMPARE(ready.size(), 1);
     QCOMPARE(desk.controller->message(), connected);
     QCOMPARE(desk.controller->server(), desk.peer.url());
-    QCOMPARE(QSettings().value(QStringLiteral("server")).toString(), desk.peer.url());
-    QCOMPARE(desk.controller->workspace(), QStringLiteral("ws-1"));
+    QCOMPARE(QSettings().value(u"server"_s).toString(), desk.peer.url());
+    QCOMPARE(desk.controller->workspace(), u"ws-1"_s);
     QCOMPARE(desk.controller->workspaces().size(), 2);
     QCOMPARE(desk.controller->projects().size(), 1);
     QCOMPARE(desk.controller->entries().size(), 1);
-    QCOMPARE(desk.controller->accountName(), QStringLiteral("noa@example.org"));
-    QCOMPARE(desk.controller->timezone(), QStringLiteral("Europe/Berlin"));
+    QCOMPARE(desk.controller->accountName(), u"noa@example.org"_s);
+    QCOMPARE(desk.controller->timezone(), u"Europe/Berlin"_s);
     QVERIFY(desk.controller->secureStorage());
     QVERIFY(!desk.controller->busy());
 }
@@ -90,8 +90,8 @@ void ConnectionTest::busyLastsFromTheFirstRequestToTheLast() {
     const QString before = desk.controller->message();
     QSignalSpy changed(desk.controller.get(), &Controller::changed);
     desk.controller->refresh();
-    desk.controller->connectServer(QStringLiteral("http://localhost:1"));
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->connectServer(u"http://localhost:1"_s);
+    desk.controller->selectWorkspace(u"ws-2"_s);
     QCOMPARE(changed.size(), 0);
     QCOMPARE(desk.controller->message(), before);
     QCOMPARE(networkOf(*desk.controller).findChildren<QNetworkReply*>().size(), 1);
@@ -105,10 +105,10 @@ void ConnectionTest::theTimezoneFallsBackWhenTheIdentityHasNone() {
     identity.insert(u"timezone", 3);
     desk.peer.answerOnce("GET", me, PeerReply::json(sample::identity()));
     QVERIFY(desk.load());
-    QCOMPARE(desk.controller->timezone(), QStringLiteral("Europe/Berlin"));
+    QCOMPARE(desk.controller->timezone(), u"Europe/Berlin"_s);
     desk.peer.answer("GET", me, PeerReply::json(identity));
     QVERIFY(desk.load());
-    QCOMPARE(desk.controller->timezone(), QStringLiteral("Asia/Jerusalem"));
+    QCOMPARE(desk.controller->timezone(), u"Asia/Jerusalem"_s);
 }
 
 void ConnectionTest::whatWasLoadedIsThereWithoutTheServer() {
@@ -120,9 +120,8 @@ void ConnectionTest::whatWasLoadedIsThereWithoutTheServer() {
     desk.controller->connectServer(desk.peer.url());
     QTRY_COMPARE(desk.controller->entries().size(), 1);
     QTRY_VERIFY(!desk.controller->busy());
-    QCOMPARE(desk.controller->message(),
-             QStringLiteral("Session unavailable or revoked. Cached work retained; no "
-                            "developer fallback was attempted."));
+    QCOMPARE(desk.controller->message(), u"Session unavailable or revoked. Cached work retained; no "
+                                         "developer fallback was attempted."_s);
     QCOMPARE(desk.controller->durableState(), state);
 }
 
@@ -135,10 +134,9 @@ void ConnectionTest::anIdentityThatFailsKeepsEverything() {
         desk.peer.forgetRequests();
         desk.controller->connectServer(desk.peer.url());
         QTRY_VERIFY(!desk.controller->busy());
-        QCOMPARE(desk.controller->message(),
-                 QStringLiteral("Session unavailable or revoked. Cached work retained; "
-                                "no developer fallback was attempted."));
-        QCOMPARE(desk.peer.log(), QStringList{QStringLiteral("GET /v1/me")});
+        QCOMPARE(desk.controller->message(), u"Session unavailable or revoked. Cached work retained; "
+                                             "no developer fallback was attempted."_s);
+        QCOMPARE(desk.peer.log(), QStringList{u"GET /v1/me"_s});
         QCOMPARE(desk.controller->durableState(), state);
     }
 }
@@ -147,54 +145,52 @@ void ConnectionTest::anIdentityOfAnotherUserThanTheSessionIsRefused() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
     QJsonObject state = desk.controller->durableState();
-    state.insert(u"auth", sample::session(QStringLiteral("user-2")));
+    state.insert(u"auth", sample::session(u"user-2"_s));
     desk.controller->applyDurable(state);
     desk.peer.forgetRequests();
     desk.controller->fetchIdentity();
     QTRY_VERIFY(!desk.controller->busy());
-    QCOMPARE(desk.controller->message(), QStringLiteral("Account changed; pending work was not reassigned"));
-    QCOMPARE(desk.peer.log(), QStringList{QStringLiteral("GET /v1/me")});
+    QCOMPARE(desk.controller->message(), u"Account changed; pending work was not reassigned"_s);
+    QCOMPARE(desk.peer.log(), QStringList{u"GET /v1/me"_s});
     QCOMPARE(desk.controller->durableState(), state);
 }
 
 void ConnectionTest::anotherIdentityIsAcceptedOnlyWithAnEmptyQueue() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
-    desk.peer.answer("GET", me, identityOf(QStringLiteral("user-2")));
+    desk.peer.answer("GET", me, identityOf(u"user-2"_s));
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
     desk.controller->fetchIdentity();
     QVERIFY(ready.wait());
-    QCOMPARE(desk.controller->durableState().value(u"me").toObject().value(u"id").toString(),
-             QStringLiteral("user-2"));
+    QCOMPARE(desk.controller->durableState().value(u"me").toObject().value(u"id").toString(), u"user-2"_s);
 
-    const QJsonObject queued = sample::durable(
-        sample::oneEntry(), {sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"), {})});
+    const QJsonObject queued =
+        sample::durable(sample::oneEntry(), {sample::queueItem(u"entry.update"_s, u"e1"_s, {})});
     desk.controller->applyDurable(queued);
     desk.peer.forgetRequests();
     desk.controller->fetchIdentity();
     QTRY_VERIFY(!desk.controller->busy());
-    QCOMPARE(desk.controller->message(), QStringLiteral("Account changed; pending work was not reassigned"));
+    QCOMPARE(desk.controller->message(), u"Account changed; pending work was not reassigned"_s);
     QCOMPARE(desk.controller->durableState(), queued);
-    QCOMPARE(desk.peer.log(), QStringList{QStringLiteral("GET /v1/me")});
+    QCOMPARE(desk.peer.log(), QStringList{u"GET /v1/me"_s});
 }
 
 void ConnectionTest::workIsNotReassignedWhileASessionMatches() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
-    desk.peer.answer("GET", me, identityOf(QStringLiteral("user-2")));
+    desk.peer.answer("GET", me, identityOf(u"user-2"_s));
     QJsonObject state = sample::durable(sample::oneEntry());
-    state.insert(u"auth", sample::session(QStringLiteral("user-2")));
+    state.insert(u"auth", sample::session(u"user-2"_s));
     desk.controller->applyDurable(state);
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
     desk.controller->fetchIdentity();
     QVERIFY(ready.wait());
 
-    state.insert(u"queue",
-                 QJsonArray{sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"), {})});
+    state.insert(u"queue", QJsonArray{sample::queueItem(u"entry.update"_s, u"e1"_s, {})});
     desk.controller->applyDurable(state);
     desk.controller->fetchIdentity();
     QTRY_VERIFY(!desk.controller->busy());
-    QCOMPARE(desk.controller->message(), QStringLiteral("Account changed; pending work was not reassigned"));
+    QCOMPARE(desk.controller->message(), u"Account changed; pending work was not reassigned"_s);
     QCOMPARE(desk.controller->durableState(), state);
 }
 
@@ -203,15 +199,15 @@ void ConnectionTest::aWorkspaceListThatFailsKeepsTheList() {
     QVERIFY(desk.load());
     const QVariantList before = desk.controller->workspaces();
     QJsonObject identity = sample::identity();
-    identity.insert(u"email", QStringLiteral("new@example.org"));
+    identity.insert(u"email", u"new@example.org"_s);
     desk.peer.answer("GET", me, PeerReply::json(identity));
     desk.peer.answer("GET", workspacesPath, failure());
     desk.peer.forgetRequests();
     desk.controller->fetchIdentity();
     QTRY_VERIFY(!desk.controller->busy());
-    QCOMPARE(desk.controller->message(), QStringLiteral("Unable to list workspaces for this account"));
+    QCOMPARE(desk.controller->message(), u"Unable to list workspaces for this account"_s);
     QCOMPARE(desk.controller->workspaces(), before);
-    QCOMPARE(desk.controller->accountName(), QStringLiteral("new@example.org"));
+    QCOMPARE(desk.controller->accountName(), u"new@example.org"_s);
     QCOMPARE(desk.controller->entries().size(), 1);
     QCOMPARE(desk.peer.requests().size(), 2);
 }
@@ -219,14 +215,13 @@ void ConnectionTest::aWorkspaceListThatFailsKeepsTheList() {
 void ConnectionTest::anAccountWithoutWorkspaceShowsNothing() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
-    for (const PeerReply& reply :
-         {PeerReply::json({{QStringLiteral("items"), QJsonArray()}}), PeerReply::json({})}) {
+    for (const PeerReply& reply : {PeerReply::json({{u"items"_s, QJsonArray()}}), PeerReply::json({})}) {
         desk.peer.answer("GET", workspacesPath, reply);
         desk.peer.forgetRequests();
         desk.controller->fetchIdentity();
         QTRY_VERIFY(!desk.controller->busy());
         QCOMPARE(desk.controller->message(),
-                 QStringLiteral("This account has no workspace yet. Create one on its Web account page."));
+                 u"This account has no workspace yet. Create one on its Web account page."_s);
         QCOMPARE(desk.peer.log(), sample::connectionLog().first(2));
         QCOMPARE(desk.controller->workspace(), QString());
         QVERIFY(desk.controller->workspaces().isEmpty());
@@ -239,31 +234,30 @@ void ConnectionTest::anAccountWithoutWorkspaceShowsNothing() {
     desk.controller->connectServer(desk.peer.url());
     QTRY_VERIFY(!desk.controller->busy());
     QVERIFY(desk.controller->entries().isEmpty());
-    QCOMPARE(desk.controller->accountName(), QStringLiteral("noa@example.org"));
+    QCOMPARE(desk.controller->accountName(), u"noa@example.org"_s);
 }
 
 void ConnectionTest::aVanishedWorkspaceGivesWayToTheFirst() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
-    const QJsonArray others{QJsonObject{{QStringLiteral("id"), QStringLiteral("ws-8")}},
-                            QJsonObject{{QStringLiteral("id"), QStringLiteral("ws-9")}}};
-    desk.peer.answer("GET", workspacesPath, PeerReply::json({{QStringLiteral("items"), others}}));
+    const QJsonArray others{QJsonObject{{u"id"_s, u"ws-8"_s}}, QJsonObject{{u"id"_s, u"ws-9"_s}}};
+    desk.peer.answer("GET", workspacesPath, PeerReply::json({{u"items"_s, others}}));
     desk.peer.forgetRequests();
     QVERIFY(desk.load());
-    QCOMPARE(desk.controller->workspace(), QStringLiteral("ws-8"));
-    QCOMPARE(desk.peer.requests("GET", snapshotPath).value(0).query, QStringLiteral("workspace_id=ws-8"));
+    QCOMPARE(desk.controller->workspace(), u"ws-8"_s);
+    QCOMPARE(desk.peer.requests("GET", snapshotPath).value(0).query, u"workspace_id=ws-8"_s);
 }
 
 void ConnectionTest::theSelectedWorkspaceIsKeptWhileItIsListed() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->selectWorkspace(u"ws-2"_s);
     QVERIFY(ready.wait());
-    QCOMPARE(desk.peer.requests("GET", snapshotPath).last().query, QStringLiteral("workspace_id=ws-2"));
+    QCOMPARE(desk.peer.requests("GET", snapshotPath).last().query, u"workspace_id=ws-2"_s);
     desk.restart();
     QVERIFY(desk.load());
-    QCOMPARE(desk.controller->workspace(), QStringLiteral("ws-2"));
+    QCOMPARE(desk.controller->workspace(), u"ws-2"_s);
 }
 
 void ConnectionTest::aSnapshotThatFailsKeepsTheCache() {
@@ -278,8 +272,7 @@ void ConnectionTest::aSnapshotThatFailsKeepsTheCache() {
         desk.controller->refresh();
         QVERIFY(desk.controller->busy());
         QTRY_VERIFY(!desk.controller->busy());
-        QCOMPARE(desk.controller->message(),
-                 QStringLiteral("Server unavailable. Encrypted cached data retained."));
+        QCOMPARE(desk.controller->message(), u"Server unavailable. Encrypted cached data retained."_s);
         QCOMPARE(desk.controller->durableState(), state);
         QCOMPARE(desk.controller->entries().size(), 1);
     }
@@ -289,15 +282,14 @@ void ConnectionTest::aSnapshotThatFailsKeepsTheCache() {
 
 void ConnectionTest::aTimerThatFailsStillEndsReady() {
     Desk desk(sample::oneEntry());
-    const QJsonObject running =
-        sample::entry(QStringLiteral("t1"), QStringLiteral("2024-03-02T08:00:00Z"), QJsonValue());
-    desk.peer.answerOnce("GET", timerPath, PeerReply::json({{QStringLiteral("timer"), running}}));
+    const QJsonObject running = sample::entry(u"t1"_s, u"2024-03-02T08:00:00Z"_s, QJsonValue());
+    desk.peer.answerOnce("GET", timerPath, PeerReply::json({{u"timer"_s, running}}));
     QVERIFY(desk.load());
-    QCOMPARE(desk.controller->timer().value(QStringLiteral("id")).toString(), QStringLiteral("t1"));
+    QCOMPARE(desk.controller->timer().value(u"id"_s).toString(), u"t1"_s);
     desk.peer.answer("GET", timerPath, failure());
     QVERIFY(desk.load());
     QCOMPARE(desk.controller->message(), connected);
-    QCOMPARE(desk.controller->timer().value(QStringLiteral("id")).toString(), QStringLiteral("t1"));
+    QCOMPARE(desk.controller->timer().value(u"id"_s).toString(), u"t1"_s);
     // Only an answer that says so ends the timer.
     desk.peer.answer("GET", timerPath, PeerReply::json({}));
     QVERIFY(desk.load());
@@ -314,7 +306,7 @@ void ConnectionTest::aFailedSaveWhileLoadingIsSaid() {
     desk.controller->refresh();
     QVERIFY(ready.wait());
     QCOMPARE(desk.controller->message(),
-             QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally."));
+             u"Secure local save failed; the retained queue was not acknowledged locally."_s);
     QVERIFY(!desk.controller->busy());
     QVERIFY(desk.controller->entries().isEmpty());
     QCOMPARE(sealedRecord(desk.peer.url()), record);
@@ -322,3 +314,5 @@ void ConnectionTest::aFailedSaveWhileLoadingIsSaid() {
 
 QTEST_MAIN(ConnectionTest)
 #include "connection.moc"
+
+using namespace Qt::StringLiterals;

@@ -11,27 +11,22 @@
 
 namespace {
 
-const QString saveFailed =
-    QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally.");
+const QString saveFailed = u"Secure local save failed; the retained queue was not acknowledged locally."_s;
 
 QJsonObject emptyDocument() {
-    return {{QStringLiteral("auth"), QJsonObject()},  {QStringLiteral("signed_out"), false},
-            {QStringLiteral("me"), QJsonObject()},    {QStringLiteral("workspaces"), QJsonArray()},
-            {QStringLiteral("workspace"), QString()}, {QStringLiteral("snapshot"), QJsonObject()},
-            {QStringLiteral("timer"), QJsonObject()}, {QStringLiteral("queue"), QJsonArray()}};
+    return {{u"auth"_s, QJsonObject()},      {u"signed_out"_s, false},    {u"me"_s, QJsonObject()},
+            {u"workspaces"_s, QJsonArray()}, {u"workspace"_s, QString()}, {u"snapshot"_s, QJsonObject()},
+            {u"timer"_s, QJsonObject()},     {u"queue"_s, QJsonArray()}};
 }
 
 QJsonObject makeFullDocument() {
-    const QString start = QStringLiteral("2024-03-01T08:00:00Z");
+    const QString start = u"2024-03-01T08:00:00Z"_s;
     QJsonObject state =
-        sample::durable(sample::snapshot({sample::entry(QStringLiteral("e1"), start,
-                                                        QStringLiteral("2024-03-01T09:00:00Z"))}),
-                        {sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"),
-                                           {{QStringLiteral("description"), QStringLiteral("Edited")}})});
-    state.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")},
-                                      {QStringLiteral("user_id"), QStringLiteral("user-1")}});
+        sample::durable(sample::snapshot({sample::entry(u"e1"_s, start, u"2024-03-01T09:00:00Z"_s)}),
+                        {sample::queueItem(u"entry.update"_s, u"e1"_s, {{u"description"_s, u"Edited"_s}})});
+    state.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}, {u"user_id"_s, u"user-1"_s}});
     state.insert(u"signed_out", true);
-    state.insert(u"timer", sample::entry(QStringLiteral("t1"), start, QJsonValue()));
+    state.insert(u"timer", sample::entry(u"t1"_s, start, QJsonValue()));
     return state;
 }
 
@@ -98,32 +93,32 @@ void DurableTest::wrongTypesBecomeEmpty() {
         controller.applyDurable(state);
         QCOMPARE(controller.durableState(), emptyDocument());
     }
-    controller.applyDurable({{QStringLiteral("workspace"), 12}});
+    controller.applyDurable({{u"workspace"_s, 12}});
     QCOMPARE(controller.workspace(), QString());
 }
 
 void DurableTest::unknownKeysAreIgnored() {
     Controller controller;
     QJsonObject state = fullDocument();
-    state.insert(u"later", QStringLiteral("version"));
+    state.insert(u"later", u"version"_s);
     controller.applyDurable(state);
     QCOMPARE(controller.durableState(), fullDocument());
 }
 
 void DurableTest::applyingRecomputesTheViewsAndSaysNothing() {
     Controller controller;
-    controller.fail(QStringLiteral("As it was"));
+    controller.fail(u"As it was"_s);
     QSignalSpy changed(&controller, &Controller::changed);
     controller.applyDurable(fullDocument());
     QCOMPARE(changed.size(), 0);
-    QCOMPARE(controller.message(), QStringLiteral("As it was"));
+    QCOMPARE(controller.message(), u"As it was"_s);
     QCOMPARE(controller.server(), QString());
     QCOMPARE(controller.pending(), 1);
     QCOMPARE(controller.projects().size(), 1);
-    QCOMPARE(controller.timer().value(QStringLiteral("id")).toString(), QStringLiteral("t1"));
-    const QVariantMap edited = listedEntry(controller, QStringLiteral("id"), QStringLiteral("e1"));
-    QCOMPARE(edited.value(QStringLiteral("description")).toString(), QStringLiteral("Edited"));
-    QVERIFY(edited.value(QStringLiteral("local_pending")).toBool());
+    QCOMPARE(controller.timer().value(u"id"_s).toString(), u"t1"_s);
+    const QVariantMap edited = listedEntry(controller, u"id"_s, u"e1"_s);
+    QCOMPARE(edited.value(u"description"_s).toString(), u"Edited"_s);
+    QVERIFY(edited.value(u"local_pending"_s).toBool());
 }
 
 void DurableTest::readOnlyNeverPersists() {
@@ -133,10 +128,10 @@ void DurableTest::readOnlyNeverPersists() {
     QVERIFY(connectAndLoad(controller, peer.url()));
     const QByteArray record = sealedRecord(peer.url());
     controller.setReadOnly(true);
-    controller.fail(QStringLiteral("As it was"));
+    controller.fail(u"As it was"_s);
     controller.applyDurable(fullDocument());
     QVERIFY(!controller.persist());
-    QCOMPARE(controller.message(), QStringLiteral("As it was"));
+    QCOMPARE(controller.message(), u"As it was"_s);
     QCOMPARE(sealedRecord(peer.url()), record);
     controller.setReadOnly(false);
     QVERIFY(controller.persist());
@@ -145,10 +140,10 @@ void DurableTest::readOnlyNeverPersists() {
 
 void DurableTest::withoutStorageNothingIsPersisted() {
     Controller controller;
-    controller.fail(QStringLiteral("As it was"));
+    controller.fail(u"As it was"_s);
     QSignalSpy changed(&controller, &Controller::changed);
     QVERIFY(!controller.persist());
-    QCOMPARE(controller.message(), QStringLiteral("As it was"));
+    QCOMPARE(controller.message(), u"As it was"_s);
     QCOMPARE(changed.size(), 0);
 }
 
@@ -198,29 +193,31 @@ void DurableTest::aFailedSaveKeepsTheMembersAndTheOldRecord() {
 void DurableTest::aRecordThatCouldNotBeReadIsNotReplaced() {
     Desk desk;
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({sample::queueItem(QStringLiteral("timer.start"), QStringLiteral("kept"), {})}));
+    QVERIFY(desk.holdQueue({sample::queueItem(u"timer.start"_s, u"kept"_s, {})}));
     desk.restart();
     const QByteArray record = sealedRecord(desk.peer.url());
     // The table cannot be read for a while, then it is whole again.
     SqliteFile file(vaultFile(desk.peer.url()));
-    file.run(QStringLiteral("ALTER TABLE vault RENAME TO aside"));
-    file.run(QStringLiteral("CREATE VIEW vault AS SELECT * FROM missing"));
+    file.run(u"ALTER TABLE vault RENAME TO aside"_s);
+    file.run(u"CREATE VIEW vault AS SELECT * FROM missing"_s);
     desk.controller->connectServer(desk.peer.url());
     QTRY_VERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->message(),
-             QStringLiteral("Encrypted account/queue could not be authenticated; no identity fallback was "
-                            "attempted"));
-    file.run(QStringLiteral("DROP VIEW vault"));
-    file.run(QStringLiteral("ALTER TABLE aside RENAME TO vault"));
+             u"Encrypted account/queue could not be authenticated; no identity fallback was "
+             "attempted"_s);
+    file.run(u"DROP VIEW vault"_s);
+    file.run(u"ALTER TABLE aside RENAME TO vault"_s);
 
     desk.controller->applyDurable(sample::durable(sample::snapshot()));
     QVERIFY(desk.controller->secureStorage());
     QVERIFY(!desk.controller->queueReady());
     QVERIFY(!desk.controller->persist());
-    desk.controller->start(QStringLiteral("new"), QString(), false);
+    desk.controller->start(u"new"_s, QString(), false);
     QCOMPARE(desk.controller->pending(), 0);
     QCOMPARE(sealedRecord(desk.peer.url()), record);
 }
 
 QTEST_MAIN(DurableTest)
 #include "durable.moc"
+
+using namespace Qt::StringLiterals;

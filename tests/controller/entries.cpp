@@ -11,9 +11,9 @@
 namespace {
 
 const QString invalidTimes =
-    QStringLiteral("Enter valid ISO timestamps with an explicit offset; end must be after start.");
-const QString start = QStringLiteral("2024-03-01T08:00:00Z");
-const QString stop = QStringLiteral("2024-03-01T09:00:00Z");
+    u"Enter valid ISO timestamps with an explicit offset; end must be after start."_s;
+const QString start = u"2024-03-01T08:00:00Z"_s;
+const QString stop = u"2024-03-01T09:00:00Z"_s;
 
 QJsonObject payloadAt(const Controller& controller, qsizetype index) {
     return mutationAt(controller, index).value(u"payload").toObject();
@@ -24,13 +24,12 @@ bool isUuid(const QString& text) {
 }
 
 bool isWholeSecondUtc(const QString& text) {
-    static const QRegularExpression form(QStringLiteral("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ$"));
+    static const QRegularExpression form(u"^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ$"_s);
     return form.match(text).hasMatch();
 }
 
 QJsonObject locked() {
-    return sample::period(QStringLiteral("approved"), QStringLiteral("2024-03-01T00:00:00Z"),
-                          QStringLiteral("2024-03-08T00:00:00Z"));
+    return sample::period(u"approved"_s, u"2024-03-01T00:00:00Z"_s, u"2024-03-08T00:00:00Z"_s);
 }
 
 } // namespace
@@ -99,8 +98,7 @@ void EntriesTest::load(const QJsonObject& snapshot) {
 }
 
 void EntriesTest::makeBusy() {
-    m_desk->peer.answer("GET", QStringLiteral("/v1/sync/snapshot"),
-                        PeerReply::only(PeerReply::Delivery::Never));
+    m_desk->peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::only(PeerReply::Delivery::Never));
     m_controller->refresh();
     QVERIFY(m_controller->busy());
 }
@@ -108,23 +106,21 @@ void EntriesTest::makeBusy() {
 void EntriesTest::startQueuesARunningEntry() {
     load();
     const QDateTime before = QDateTime::currentDateTimeUtc();
-    m_controller->start(QStringLiteral("Weeding"), QStringLiteral("project-1"), true);
+    m_controller->start(u"Weeding"_s, u"project-1"_s, true);
     const QJsonObject mutation = mutationAt(*m_controller, 0);
-    QCOMPARE(mutation.value(u"operation").toString(), QStringLiteral("timer.start"));
+    QCOMPARE(mutation.value(u"operation").toString(), u"timer.start"_s);
     QCOMPARE(mutation.value(u"base_version").toInt(-1), 0);
     QVERIFY(isUuid(mutation.value(u"entity_id").toString()));
     const QString startAt = mutation.value(u"payload").toObject().value(u"start_at").toString();
     QVERIFY(isWholeSecondUtc(startAt));
     const QDateTime started = QDateTime::fromString(startAt, Qt::ISODate);
     QVERIFY(started >= before.addSecs(-1) && started <= QDateTime::currentDateTimeUtc());
-    QCOMPARE(mutation.value(u"payload").toObject(),
-             QJsonObject({{QStringLiteral("description"), QStringLiteral("Weeding")},
-                          {QStringLiteral("project_id"), QStringLiteral("project-1")},
-                          {QStringLiteral("tag_ids"), QJsonArray()},
-                          {QStringLiteral("billable"), true},
-                          {QStringLiteral("start_at"), startAt}}));
-    QCOMPARE(m_controller->timer().value(QStringLiteral("id")).toString(),
-             mutation.value(u"entity_id").toString());
+    QCOMPARE(mutation.value(u"payload").toObject(), QJsonObject({{u"description"_s, u"Weeding"_s},
+                                                                 {u"project_id"_s, u"project-1"_s},
+                                                                 {u"tag_ids"_s, QJsonArray()},
+                                                                 {u"billable"_s, true},
+                                                                 {u"start_at"_s, startAt}}));
+    QCOMPARE(m_controller->timer().value(u"id"_s).toString(), mutation.value(u"entity_id").toString());
     QVERIFY(m_controller->entries().isEmpty());
 }
 
@@ -138,8 +134,8 @@ void EntriesTest::startWithoutProjectQueuesNull() {
 
 void EntriesTest::startKeepsTheDescriptionAsItIs() {
     load();
-    m_controller->start(QStringLiteral("  שלום \n"), QString(), false);
-    QCOMPARE(payloadAt(*m_controller, 0).value(u"description").toString(), QStringLiteral("  שלום \n"));
+    m_controller->start(u"  שלום \n"_s, QString(), false);
+    QCOMPARE(payloadAt(*m_controller, 0).value(u"description").toString(), u"  שלום \n"_s);
     m_controller->stop();
     m_controller->start(QString(), QString(), false);
     QCOMPARE(payloadAt(*m_controller, 2).value(u"description"), QJsonValue(QString()));
@@ -147,10 +143,10 @@ void EntriesTest::startKeepsTheDescriptionAsItIs() {
 
 void EntriesTest::startWhileATimerRunsDoesNothing() {
     load();
-    m_controller->start(QStringLiteral("First"), QString(), false);
+    m_controller->start(u"First"_s, QString(), false);
     const QString before = m_controller->message();
     QSignalSpy changed(m_controller, &Controller::changed);
-    m_controller->start(QStringLiteral("Second"), QString(), false);
+    m_controller->start(u"Second"_s, QString(), false);
     QCOMPARE(m_controller->pending(), 1);
     QCOMPARE(m_controller->message(), before);
     QCOMPARE(changed.size(), 0);
@@ -160,7 +156,7 @@ void EntriesTest::startWhileBusyDoesNothing() {
     load();
     makeBusy();
     QSignalSpy changed(m_controller, &Controller::changed);
-    m_controller->start(QStringLiteral("Early"), QString(), false);
+    m_controller->start(u"Early"_s, QString(), false);
     QCOMPARE(m_controller->pending(), 0);
     QCOMPARE(changed.size(), 0);
 }
@@ -169,8 +165,8 @@ void EntriesTest::everyStartHasANewEntity() {
     load();
     QSet<QString> entities;
     for (int i = 0; i < 4; ++i) {
-        m_controller->start(QStringLiteral("Same"), QString(), false);
-        entities.insert(m_controller->timer().value(QStringLiteral("id")).toString());
+        m_controller->start(u"Same"_s, QString(), false);
+        entities.insert(m_controller->timer().value(u"id"_s).toString());
         m_controller->stop();
     }
     QCOMPARE(m_controller->pending(), 8);
@@ -181,17 +177,17 @@ void EntriesTest::everyStartHasANewEntity() {
 }
 
 void EntriesTest::stopQueuesTheEndOfTheRunningTimer() {
-    load(sample::snapshot({sample::entry(QStringLiteral("e1"), start, stop)}));
+    load(sample::snapshot({sample::entry(u"e1"_s, start, stop)}));
     QJsonObject state = m_controller->durableState();
-    state.insert(u"timer", sample::entry(QStringLiteral("t1"), start, QJsonValue()));
+    state.insert(u"timer", sample::entry(u"t1"_s, start, QJsonValue()));
     m_controller->applyDurable(state);
     m_controller->stop();
     const QJsonObject mutation = mutationAt(*m_controller, 0);
-    QCOMPARE(mutation.value(u"operation").toString(), QStringLiteral("timer.stop"));
-    QCOMPARE(mutation.value(u"entity_id").toString(), QStringLiteral("t1"));
+    QCOMPARE(mutation.value(u"operation").toString(), u"timer.stop"_s);
+    QCOMPARE(mutation.value(u"entity_id").toString(), u"t1"_s);
     QCOMPARE(mutation.value(u"base_version").toInt(), 3);
     const QJsonObject payload = mutation.value(u"payload").toObject();
-    QCOMPARE(payload.keys(), QStringList{QStringLiteral("stop_at")});
+    QCOMPARE(payload.keys(), QStringList{u"stop_at"_s});
     QVERIFY(isWholeSecondUtc(payload.value(u"stop_at").toString()));
 }
 
@@ -217,8 +213,8 @@ void EntriesTest::stopWhileBusyDoesNothing() {
 
 void EntriesTest::stopInAnotherWorkspaceIsRefused() {
     load();
-    for (const QString& workspace : {QStringLiteral("ws-2"), QStringLiteral("WS-1"), QString()}) {
-        QJsonObject timer = sample::entry(QStringLiteral("t1"), start, QJsonValue());
+    for (const QString& workspace : {u"ws-2"_s, u"WS-1"_s, QString()}) {
+        QJsonObject timer = sample::entry(u"t1"_s, start, QJsonValue());
         timer.insert(u"workspace_id", workspace);
         QJsonObject state = m_controller->durableState();
         state.insert(u"timer", timer);
@@ -226,8 +222,7 @@ void EntriesTest::stopInAnotherWorkspaceIsRefused() {
         m_controller->fail(QString());
         m_controller->stop();
         QCOMPARE(m_controller->message(),
-                 QStringLiteral(
-                     "Select the running timer's workspace before stopping it in this native preview."));
+                 u"Select the running timer's workspace before stopping it in this native preview."_s);
         QVERIFY(!m_controller->busy());
         QCOMPARE(m_controller->durableState(), state);
     }
@@ -235,7 +230,7 @@ void EntriesTest::stopInAnotherWorkspaceIsRefused() {
 
 void EntriesTest::stopOfATimerWithoutVersionIsBasedOnZero() {
     load();
-    QJsonObject timer = sample::entry(QStringLiteral("t1"), start, QJsonValue());
+    QJsonObject timer = sample::entry(u"t1"_s, start, QJsonValue());
     timer.remove(u"version");
     QJsonObject state = m_controller->durableState();
     state.insert(u"timer", timer);
@@ -246,20 +241,18 @@ void EntriesTest::stopOfATimerWithoutVersionIsBasedOnZero() {
 
 void EntriesTest::manualEntryQueuesAClosedEntry() {
     load();
-    m_controller->addManual(QStringLiteral(" Pruning "), QStringLiteral("project-1"), start, stop, true);
+    m_controller->addManual(u" Pruning "_s, u"project-1"_s, start, stop, true);
     const QJsonObject mutation = mutationAt(*m_controller, 0);
-    QCOMPARE(mutation.value(u"operation").toString(), QStringLiteral("entry.create"));
+    QCOMPARE(mutation.value(u"operation").toString(), u"entry.create"_s);
     QCOMPARE(mutation.value(u"base_version"), QJsonValue(0));
     QVERIFY(isUuid(mutation.value(u"entity_id").toString()));
-    QCOMPARE(mutation.value(u"payload").toObject(),
-             QJsonObject({{QStringLiteral("description"), QStringLiteral(" Pruning ")},
-                          {QStringLiteral("project_id"), QStringLiteral("project-1")},
-                          {QStringLiteral("tag_ids"), QJsonArray()},
-                          {QStringLiteral("billable"), true},
-                          {QStringLiteral("start_at"), start},
-                          {QStringLiteral("stop_at"), stop}}));
-    QCOMPARE(m_controller->entries().first().toMap().value(QStringLiteral("duration_text")).toString(),
-             QStringLiteral("01:00:00"));
+    QCOMPARE(mutation.value(u"payload").toObject(), QJsonObject({{u"description"_s, u" Pruning "_s},
+                                                                 {u"project_id"_s, u"project-1"_s},
+                                                                 {u"tag_ids"_s, QJsonArray()},
+                                                                 {u"billable"_s, true},
+                                                                 {u"start_at"_s, start},
+                                                                 {u"stop_at"_s, stop}}));
+    QCOMPARE(m_controller->entries().first().toMap().value(u"duration_text"_s).toString(), u"01:00:00"_s);
 }
 
 void EntriesTest::manualTimesBecomeUtc_data() {
@@ -292,7 +285,7 @@ void EntriesTest::manualTimesBecomeUtc() {
     QFETCH(const QString, startAt);
     QFETCH(const QString, stopAt);
     load();
-    m_controller->addManual(QStringLiteral("x"), QString(), from, to, false);
+    m_controller->addManual(u"x"_s, QString(), from, to, false);
     QCOMPARE(payloadAt(*m_controller, 0).value(u"start_at").toString(), startAt);
     QCOMPARE(payloadAt(*m_controller, 0).value(u"stop_at").toString(), stopAt);
 }
@@ -301,14 +294,14 @@ void EntriesTest::impossibleTimesAreRefused_data() {
     QTest::addColumn<QString>("from");
     QTest::addColumn<QString>("to");
     QTest::newRow("same") << start << start;
-    QTest::newRow("half a second") << start << QStringLiteral("2024-03-01T08:00:00.500Z");
+    QTest::newRow("half a second") << start << u"2024-03-01T08:00:00.500Z"_s;
     QTest::newRow("end first") << stop << start;
-    QTest::newRow("same instant in two offsets") << start << QStringLiteral("2024-03-01T10:00:00+02:00");
+    QTest::newRow("same instant in two offsets") << start << u"2024-03-01T10:00:00+02:00"_s;
     QTest::newRow("no start") << QString() << stop;
     QTest::newRow("no end") << start << QString();
-    QTest::newRow("no date") << QStringLiteral("yesterday") << stop;
-    QTest::newRow("no such day") << QStringLiteral("2024-02-30T08:00:00Z") << stop;
-    QTest::newRow("another format") << QStringLiteral("01/03/2024 08:00") << stop;
+    QTest::newRow("no date") << u"yesterday"_s << stop;
+    QTest::newRow("no such day") << u"2024-02-30T08:00:00Z"_s << stop;
+    QTest::newRow("another format") << u"01/03/2024 08:00"_s << stop;
 }
 
 void EntriesTest::impossibleTimesAreRefused() {
@@ -317,7 +310,7 @@ void EntriesTest::impossibleTimesAreRefused() {
     load();
     const QJsonObject state = m_controller->durableState();
     makeBusy();
-    m_controller->addManual(QStringLiteral("x"), QString(), from, to, false);
+    m_controller->addManual(u"x"_s, QString(), from, to, false);
     QCOMPARE(m_controller->message(), invalidTimes);
     QVERIFY(!m_controller->busy());
     QCOMPARE(m_controller->durableState(), state);
@@ -326,8 +319,8 @@ void EntriesTest::impossibleTimesAreRefused() {
 
 void EntriesTest::equalManualEntriesAreTwo() {
     load();
-    m_controller->addManual(QStringLiteral("x"), QString(), start, stop, false);
-    m_controller->addManual(QStringLiteral("x"), QString(), start, stop, false);
+    m_controller->addManual(u"x"_s, QString(), start, stop, false);
+    m_controller->addManual(u"x"_s, QString(), start, stop, false);
     QCOMPARE(m_controller->entries().size(), 2);
     QVERIFY(mutationAt(*m_controller, 0).value(u"entity_id") !=
             mutationAt(*m_controller, 1).value(u"entity_id"));
@@ -335,77 +328,75 @@ void EntriesTest::equalManualEntriesAreTwo() {
 
 void EntriesTest::manualEntryWithoutProjectQueuesNull() {
     load();
-    m_controller->addManual(QStringLiteral("x"), QString(), start, stop, false);
+    m_controller->addManual(u"x"_s, QString(), start, stop, false);
     QVERIFY(payloadAt(*m_controller, 0).contains(u"project_id"));
     QVERIFY(payloadAt(*m_controller, 0).value(u"project_id").isNull());
 }
 
 void EntriesTest::editQueuesTheDescriptionOnly() {
-    load(sample::snapshot({sample::entry(QStringLiteral("e1"), start, stop)}));
-    m_controller->editDescription(QStringLiteral("e1"), QStringLiteral(" New "));
+    load(sample::snapshot({sample::entry(u"e1"_s, start, stop)}));
+    m_controller->editDescription(u"e1"_s, u" New "_s);
     const QJsonObject mutation = mutationAt(*m_controller, 0);
-    QCOMPARE(mutation.value(u"operation").toString(), QStringLiteral("entry.update"));
-    QCOMPARE(mutation.value(u"entity_id").toString(), QStringLiteral("e1"));
+    QCOMPARE(mutation.value(u"operation").toString(), u"entry.update"_s);
+    QCOMPARE(mutation.value(u"entity_id").toString(), u"e1"_s);
     QCOMPARE(mutation.value(u"base_version"), QJsonValue(3));
-    QCOMPARE(mutation.value(u"payload").toObject(),
-             QJsonObject({{QStringLiteral("description"), QStringLiteral(" New ")}}));
+    QCOMPARE(mutation.value(u"payload").toObject(), QJsonObject({{u"description"_s, u" New "_s}}));
     // Work that is still pending may be edited once more.
-    m_controller->editDescription(QStringLiteral("e1"), QStringLiteral("Newer"));
+    m_controller->editDescription(u"e1"_s, u"Newer"_s);
     QCOMPARE(mutationAt(*m_controller, 1).value(u"base_version"), QJsonValue(4));
 }
 
 void EntriesTest::editOfAnUnknownEntryIsRefused_data() {
     QTest::addColumn<bool>("empty");
     QTest::addColumn<QString>("id");
-    QTest::newRow("empty workspace") << true << QStringLiteral("e1");
-    QTest::newRow("unknown") << false << QStringLiteral("e2");
-    QTest::newRow("other letter case") << false << QStringLiteral("E1");
+    QTest::newRow("empty workspace") << true << u"e1"_s;
+    QTest::newRow("unknown") << false << u"e2"_s;
+    QTest::newRow("other letter case") << false << u"E1"_s;
 }
 
 void EntriesTest::editOfAnUnknownEntryIsRefused() {
     QFETCH(const bool, empty);
     QFETCH(const QString, id);
-    load(empty ? sample::snapshot() : sample::snapshot({sample::entry(QStringLiteral("e1"), start, stop)}));
-    m_controller->editDescription(id, QStringLiteral("New"));
-    QCOMPARE(m_controller->message(), QStringLiteral("Entry not found in this workspace"));
+    load(empty ? sample::snapshot() : sample::snapshot({sample::entry(u"e1"_s, start, stop)}));
+    m_controller->editDescription(id, u"New"_s);
+    QCOMPARE(m_controller->message(), u"Entry not found in this workspace"_s);
     QVERIFY(!m_controller->busy());
     QCOMPARE(m_controller->pending(), 0);
 }
 
 void EntriesTest::editOfALockedEntryIsRefused() {
-    load(sample::snapshot({sample::entry(QStringLiteral("e1"), start, stop)}, {locked()}));
-    m_controller->editDescription(QStringLiteral("e1"), QStringLiteral("New"));
-    QCOMPARE(
-        m_controller->message(),
-        QStringLiteral("This entry is submitted or approved. Reopen its period in the Web workbench first."));
+    load(sample::snapshot({sample::entry(u"e1"_s, start, stop)}, {locked()}));
+    m_controller->editDescription(u"e1"_s, u"New"_s);
+    QCOMPARE(m_controller->message(),
+             u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s);
     QVERIFY(!m_controller->busy());
     QCOMPARE(m_controller->pending(), 0);
 }
 
 void EntriesTest::editWithoutVersionIsBasedOnZero() {
-    QJsonObject entry = sample::entry(QStringLiteral("e1"), start, stop);
+    QJsonObject entry = sample::entry(u"e1"_s, start, stop);
     entry.remove(u"version");
     load(sample::snapshot({entry}));
-    m_controller->editDescription(QStringLiteral("e1"), QStringLiteral("New"));
+    m_controller->editDescription(u"e1"_s, u"New"_s);
     QCOMPARE(mutationAt(*m_controller, 0).value(u"base_version"), QJsonValue(0));
 }
 
 void EntriesTest::editWhileBusyDoesNothing() {
-    load(sample::snapshot({sample::entry(QStringLiteral("e1"), start, stop)}));
+    load(sample::snapshot({sample::entry(u"e1"_s, start, stop)}));
     makeBusy();
     QSignalSpy changed(m_controller, &Controller::changed);
-    m_controller->editDescription(QStringLiteral("e1"), QStringLiteral("New"));
+    m_controller->editDescription(u"e1"_s, u"New"_s);
     QCOMPARE(m_controller->pending(), 0);
     QCOMPARE(changed.size(), 0);
 }
 
 void EntriesTest::editFindsHiddenEntriesToo() {
-    QJsonObject deleted = sample::entry(QStringLiteral("gone"), start, stop);
+    QJsonObject deleted = sample::entry(u"gone"_s, start, stop);
     deleted.insert(u"deleted_at", stop);
-    load(sample::snapshot({sample::entry(QStringLiteral("running"), start, QJsonValue()), deleted}));
+    load(sample::snapshot({sample::entry(u"running"_s, start, QJsonValue()), deleted}));
     QVERIFY(m_controller->entries().isEmpty());
-    m_controller->editDescription(QStringLiteral("running"), QStringLiteral("New"));
-    m_controller->editDescription(QStringLiteral("gone"), QStringLiteral("New"));
+    m_controller->editDescription(u"running"_s, u"New"_s);
+    m_controller->editDescription(u"gone"_s, u"New"_s);
     QCOMPARE(m_controller->pending(), 2);
 }
 
@@ -414,18 +405,18 @@ void EntriesTest::elapsedCountsFromTheStart_data() {
     QTest::addColumn<QString>("least");
     QTest::addColumn<QString>("most");
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    const QString none = QStringLiteral("00:00:00");
-    QTest::newRow("about an hour") << QJsonValue(now.addSecs(-3725).toString(Qt::ISODate))
-                                   << QStringLiteral("01:02:05") << QStringLiteral("01:59:59");
+    const QString none = u"00:00:00"_s;
+    QTest::newRow("about an hour") << QJsonValue(now.addSecs(-3725).toString(Qt::ISODate)) << u"01:02:05"_s
+                                   << u"01:59:59"_s;
     QTest::newRow("milliseconds") << QJsonValue(now.addSecs(-3725).toString(Qt::ISODateWithMs))
-                                  << QStringLiteral("01:02:05") << QStringLiteral("01:59:59");
-    QTest::newRow("local time") << QJsonValue(now.addSecs(-3725).toLocalTime().toString(
-                                       QStringLiteral("yyyy-MM-ddTHH:mm:ss")))
-                                << QStringLiteral("01:02:05") << QStringLiteral("01:59:59");
-    QTest::newRow("over a hundred hours") << QJsonValue(now.addSecs(-360000).toString(Qt::ISODate))
-                                          << QStringLiteral("100:00:00") << QStringLiteral("100:59:59");
+                                  << u"01:02:05"_s << u"01:59:59"_s;
+    QTest::newRow("local time") << QJsonValue(
+                                       now.addSecs(-3725).toLocalTime().toString(u"yyyy-MM-ddTHH:mm:ss"_s))
+                                << u"01:02:05"_s << u"01:59:59"_s;
+    QTest::newRow("over a hundred hours")
+        << QJsonValue(now.addSecs(-360000).toString(Qt::ISODate)) << u"100:00:00"_s << u"100:59:59"_s;
     QTest::newRow("in the future") << QJsonValue(now.addSecs(3600).toString(Qt::ISODate)) << none << none;
-    QTest::newRow("not a time") << QJsonValue(QStringLiteral("soon")) << none << none;
+    QTest::newRow("not a time") << QJsonValue(u"soon"_s) << none << none;
     QTest::newRow("not a text") << QJsonValue(7) << none << none;
 }
 
@@ -434,7 +425,7 @@ void EntriesTest::elapsedCountsFromTheStart() {
     QFETCH(const QString, least);
     QFETCH(const QString, most);
     Controller controller;
-    QJsonObject timer = sample::entry(QStringLiteral("t1"), start, QJsonValue());
+    QJsonObject timer = sample::entry(u"t1"_s, start, QJsonValue());
     timer.insert(u"start_at", startAt);
     QJsonObject state = sample::durable(sample::snapshot());
     state.insert(u"timer", timer);
@@ -457,8 +448,8 @@ void EntriesTest::secondsAsText_data() {
     row(86399, "23:59:59");
     row(90000, "25:00:00");
     row(360000, "100:00:00");
-    QTest::newRow("negative") << qint64(-5) << QStringLiteral("00:00:00");
-    QTest::newRow("beyond 32 bits") << qint64(36000000000) << QStringLiteral("10000000:00:00");
+    QTest::newRow("negative") << qint64(-5) << u"00:00:00"_s;
+    QTest::newRow("beyond 32 bits") << qint64(36000000000) << u"10000000:00:00"_s;
 }
 
 void EntriesTest::secondsAsText() {
@@ -470,8 +461,10 @@ void EntriesTest::secondsAsText() {
 void EntriesTest::anEmptyWorkspaceListsNothing() {
     load();
     QVERIFY(m_controller->entries().isEmpty());
-    QCOMPARE(m_controller->elapsed(), QStringLiteral("00:00:00"));
+    QCOMPARE(m_controller->elapsed(), u"00:00:00"_s);
 }
 
 QTEST_MAIN(EntriesTest)
 #include "entries.moc"
+
+using namespace Qt::StringLiterals;

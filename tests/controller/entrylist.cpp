@@ -13,8 +13,8 @@
 
 namespace {
 
-const QString start = QStringLiteral("2024-03-01T08:00:00Z");
-const QString stop = QStringLiteral("2024-03-01T09:00:00Z");
+const QString start = u"2024-03-01T08:00:00Z"_s;
+const QString stop = u"2024-03-01T09:00:00Z"_s;
 
 QString text(const QVariant& row, const QString& key) {
     return row.toMap().value(key).toString();
@@ -23,7 +23,7 @@ QString text(const QVariant& row, const QString& key) {
 QStringList ids(const EntryList& list) {
     QStringList found;
     for (const QVariant& row : list.rows()) {
-        found.append(text(row, QStringLiteral("id")));
+        found.append(text(row, u"id"_s));
     }
     return found;
 }
@@ -39,7 +39,7 @@ QVariantList expectedRows(const QJsonArray& entries) {
         }
         QVariantMap row = entry.toVariantMap();
         const auto seconds = static_cast<qint64>(entry.value(u"duration_seconds").toDouble());
-        row.insert(QStringLiteral("duration_text"), Controller::formatSeconds(seconds));
+        row.insert(u"duration_text"_s, Controller::formatSeconds(seconds));
         rows.append(row);
     }
     return rows;
@@ -47,13 +47,13 @@ QVariantList expectedRows(const QJsonArray& entries) {
 
 void sortForComparison(QVariantList& rows) {
     std::sort(rows.begin(), rows.end(), [](const QVariant& left, const QVariant& right) {
-        return text(left, QStringLiteral("id")) < text(right, QStringLiteral("id"));
+        return text(left, u"id"_s) < text(right, u"id"_s);
     });
 }
 
 bool newestFirst(const QVariantList& rows) {
     return std::is_sorted(rows.begin(), rows.end(), [](const QVariant& left, const QVariant& right) {
-        return text(left, QStringLiteral("start_at")) > text(right, QStringLiteral("start_at"));
+        return text(left, u"start_at"_s) > text(right, u"start_at"_s);
     });
 }
 
@@ -69,7 +69,7 @@ QJsonArray values(const std::map<QString, QJsonObject>& entries) {
 void change(std::map<QString, QJsonObject>& entries, QRandomGenerator& random) {
     const QString id = QString::number(random.bounded(40));
     // Few different starts, so that many entries share one.
-    const QString begin = QStringLiteral("2024-03-0%1T08:00:00Z").arg(1 + random.bounded(5));
+    const QString begin = u"2024-03-0%1T08:00:00Z"_s.arg(1 + random.bounded(5));
     QJsonObject entry = sample::entry(id, begin, stop);
     switch (random.bounded(8)) {
     case 0:
@@ -121,7 +121,7 @@ private Q_SLOTS:
 void EntryListTest::anEmptyArrayListsNothing() {
     EntryList list;
     QVERIFY(list.rows().isEmpty());
-    list.update({sample::entry(QStringLiteral("a"), start, stop)});
+    list.update({sample::entry(u"a"_s, start, stop)});
     QCOMPARE(list.rows().size(), 1);
     list.update({});
     QVERIFY(list.rows().isEmpty());
@@ -129,25 +129,24 @@ void EntryListTest::anEmptyArrayListsNothing() {
 
 void EntryListTest::theRunningTimerIsNotListed() {
     EntryList list;
-    list.update({sample::entry(QStringLiteral("a"), start, QJsonValue()),
-                 sample::entry(QStringLiteral("b"), start, stop)});
-    QCOMPARE(ids(list), QStringList{QStringLiteral("b")});
+    list.update({sample::entry(u"a"_s, start, QJsonValue()), sample::entry(u"b"_s, start, stop)});
+    QCOMPARE(ids(list), QStringList{u"b"_s});
 }
 
 void EntryListTest::anEntryWithoutAnyStopIsListed() {
-    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.remove(u"stop_at");
     EntryList list;
     list.update({entry});
-    QCOMPARE(ids(list), QStringList{QStringLiteral("a")});
-    QVERIFY(!list.rows().first().toMap().contains(QStringLiteral("stop_at")));
+    QCOMPARE(ids(list), QStringList{u"a"_s});
+    QVERIFY(!list.rows().first().toMap().contains(u"stop_at"_s));
 }
 
 void EntryListTest::deletedEntriesAreHidden_data() {
     QTest::addColumn<QJsonValue>("deletedAt");
     QTest::addColumn<bool>("listed");
     QTest::newRow("a time") << QJsonValue(stop) << false;
-    QTest::newRow("any text") << QJsonValue(QStringLiteral("pending-deletion")) << false;
+    QTest::newRow("any text") << QJsonValue(u"pending-deletion"_s) << false;
     QTest::newRow("null") << QJsonValue() << true;
     QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << true;
 }
@@ -155,7 +154,7 @@ void EntryListTest::deletedEntriesAreHidden_data() {
 void EntryListTest::deletedEntriesAreHidden() {
     QFETCH(const QJsonValue, deletedAt);
     QFETCH(const bool, listed);
-    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.insert(u"deleted_at", deletedAt);
     EntryList list;
     list.update({entry});
@@ -163,60 +162,59 @@ void EntryListTest::deletedEntriesAreHidden() {
 }
 
 void EntryListTest::everyKeyIsKeptAndTheDurationAdded() {
-    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.insert(u"local_pending", true);
     entry.insert(u"period_locked", false);
-    entry.insert(u"anything", QJsonArray{1, QStringLiteral("two")});
+    entry.insert(u"anything", QJsonArray{1, u"two"_s});
     EntryList list;
     list.update({entry});
     QVariantMap expected = entry.toVariantMap();
-    expected.insert(QStringLiteral("duration_text"), QStringLiteral("01:00:00"));
+    expected.insert(u"duration_text"_s, u"01:00:00"_s);
     QCOMPARE(list.rows(), QVariantList{expected});
 }
 
 void EntryListTest::durationsAsText_data() {
     QTest::addColumn<QJsonValue>("seconds");
     QTest::addColumn<QString>("shown");
-    QTest::newRow("a day but a second") << QJsonValue(86399) << QStringLiteral("23:59:59");
-    QTest::newRow("over a day") << QJsonValue(90000) << QStringLiteral("25:00:00");
-    QTest::newRow("negative") << QJsonValue(-3) << QStringLiteral("00:00:00");
-    QTest::newRow("null") << QJsonValue() << QStringLiteral("00:00:00");
-    QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << QStringLiteral("00:00:00");
-    QTest::newRow("a text") << QJsonValue(QStringLiteral("90")) << QStringLiteral("00:00:00");
+    QTest::newRow("a day but a second") << QJsonValue(86399) << u"23:59:59"_s;
+    QTest::newRow("over a day") << QJsonValue(90000) << u"25:00:00"_s;
+    QTest::newRow("negative") << QJsonValue(-3) << u"00:00:00"_s;
+    QTest::newRow("null") << QJsonValue() << u"00:00:00"_s;
+    QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << u"00:00:00"_s;
+    QTest::newRow("a text") << QJsonValue(u"90"_s) << u"00:00:00"_s;
 }
 
 void EntryListTest::durationsAsText() {
     QFETCH(const QJsonValue, seconds);
     QFETCH(const QString, shown);
-    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.insert(u"duration_seconds", seconds);
     EntryList list;
     list.update({entry});
-    QCOMPARE(text(list.rows().first(), QStringLiteral("duration_text")), shown);
+    QCOMPARE(text(list.rows().first(), u"duration_text"_s), shown);
 }
 
 void EntryListTest::theOrderIsThatOfTheTextNotOfTheInstant() {
     EntryList list;
     // "Z" comes behind "+" in the text, though the instants are the same; the
     // third is the latest instant and the smallest text.
-    list.update({sample::entry(QStringLiteral("a"), QStringLiteral("2024-03-01T08:00:00+00:00"), stop),
-                 sample::entry(QStringLiteral("b"), QStringLiteral("2024-03-01T08:00:00Z"), stop),
-                 sample::entry(QStringLiteral("c"), QStringLiteral("2024-03-01T07:59:00-05:00"), stop)});
-    QCOMPARE(ids(list), QStringList({QStringLiteral("b"), QStringLiteral("a"), QStringLiteral("c")}));
+    list.update({sample::entry(u"a"_s, u"2024-03-01T08:00:00+00:00"_s, stop),
+                 sample::entry(u"b"_s, u"2024-03-01T08:00:00Z"_s, stop),
+                 sample::entry(u"c"_s, u"2024-03-01T07:59:00-05:00"_s, stop)});
+    QCOMPARE(ids(list), QStringList({u"b"_s, u"a"_s, u"c"_s}));
 }
 
 void EntryListTest::aMissingStartSortsLast() {
-    QJsonObject entry = sample::entry(QStringLiteral("a"), start, stop);
+    QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.remove(u"start_at");
     EntryList list;
-    list.update({entry, sample::entry(QStringLiteral("b"), start, stop)});
-    QCOMPARE(ids(list), QStringList({QStringLiteral("b"), QStringLiteral("a")}));
+    list.update({entry, sample::entry(u"b"_s, start, stop)});
+    QCOMPARE(ids(list), QStringList({u"b"_s, u"a"_s}));
 }
 
 void EntryListTest::anUnchangedArrayKeepsTheSharedList() {
     EntryList list;
-    const QJsonArray entries{sample::entry(QStringLiteral("a"), start, stop),
-                             sample::entry(QStringLiteral("b"), start, stop)};
+    const QJsonArray entries{sample::entry(u"a"_s, start, stop), sample::entry(u"b"_s, start, stop)};
     list.update(entries);
     const QVariantList before = list.rows();
     list.update(QJsonArray{entries.at(0), entries.at(1)});
@@ -251,3 +249,5 @@ void EntryListTest::anyRowOfUpdatesEqualsARebuild() {
 
 QTEST_MAIN(EntryListTest)
 #include "entrylist.moc"
+
+using namespace Qt::StringLiterals;

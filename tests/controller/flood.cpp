@@ -4,6 +4,8 @@
 #include <QHostAddress>
 #include <QTcpSocket>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Where the torrent gives up: a client that takes this much takes anything.
@@ -19,7 +21,7 @@ Flood::Flood(Pace pace) : m_pace(pace) {
 }
 
 QString Flood::url() const {
-    return QStringLiteral("http://127.0.0.1:%1").arg(m_server.serverPort());
+    return u"http://127.0.0.1:%1"_s.arg(m_server.serverPort());
 }
 
 void Flood::accept() {

@@ -9,6 +9,8 @@
 #include <QString>
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 /// Someone who moves their history here. The scripted server stages it as
 /// "import-1" with 60 records and commits what is asked for, under a new checksum
 /// "sum-N" each time. Dialogs choose `source` until told otherwise.
@@ -18,14 +20,14 @@ struct Migrant {
     /// The status after a preview.
     static QString previewed();
     static QJsonObject record(int checkpoint, int total, const QString& state,
-                              const QString& checksum = QStringLiteral("sum-0"));
+                              const QString& checksum = u"sum-0"_s);
     static PeerReply refusal(const QJsonValue& message, int status);
 
     ScriptedPeer peer;
     Controller controller;
     FileDialogs dialogs;
     QTemporaryDir folder;
-    const QString source = folder.filePath(QStringLiteral("history.csv"));
+    const QString source = folder.filePath(u"history.csv"_s);
 
     [[nodiscard]] bool connectAndSettle();
     /// Answers every chunk as promised above, until the script says otherwise.

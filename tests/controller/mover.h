@@ -10,6 +10,8 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 /// Someone who moves their history to the real development server, through a
 /// peer that passes everything on and counts. Dialogs choose `source` until told
 /// otherwise.
@@ -24,7 +26,7 @@ struct Mover {
     Controller controller;
     FileDialogs dialogs;
     QTemporaryDir folder;
-    const QString source = folder.filePath(QStringLiteral("history.csv"));
+    const QString source = folder.filePath(u"history.csv"_s);
 
     /// Starts the server and connects, through the peer or else straight.
     [[nodiscard]] bool connectAndSettle(bool throughPeer = true);

@@ -10,8 +10,8 @@
 
 namespace {
 
-const QString snapshotPath = QStringLiteral("/v1/sync/snapshot");
-const QString push = QStringLiteral("/v1/sync/push");
+const QString snapshotPath = u"/v1/sync/snapshot"_s;
+const QString push = u"/v1/sync/push"_s;
 
 /// Sees which of the controllers' 15 s timers have fired.
 class SyncTimers : public QObject {
@@ -33,7 +33,7 @@ private:
 };
 
 QJsonObject queuedEdit() {
-    return sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"), {});
+    return sample::queueItem(u"entry.update"_s, u"e1"_s, {});
 }
 
 QJsonObject signedOutWithWork() {
@@ -94,8 +94,7 @@ void PeriodicTest::theStepPushesOrReloadsOnlyWhenNothingForbidsIt() {
     const qsizetype busyRequests = busy.peer.requests().size();
     const qsizetype syncingRequests = syncing.peer.requests().size();
 
-    QTRY_COMPARE(reloading.peer.log(),
-                 QStringList({QStringLiteral("GET /v1/sync/snapshot"), QStringLiteral("GET /v1/me/timer")}));
+    QTRY_COMPARE(reloading.peer.log(), QStringList({u"GET /v1/sync/snapshot"_s, u"GET /v1/me/timer"_s}));
     QTRY_COMPARE(pushing.controller->pending(), 0);
     QCOMPARE(pushing.peer.requests("POST", push).size(), 1);
     QVERIFY(idle(signedOut));
@@ -112,3 +111,5 @@ void PeriodicTest::theStepPushesOrReloadsOnlyWhenNothingForbidsIt() {
 
 QTEST_MAIN(PeriodicTest)
 #include "periodic.moc"
+
+using namespace Qt::StringLiterals;

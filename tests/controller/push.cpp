@@ -9,28 +9,26 @@
 
 namespace {
 
-const QString awaiting = QStringLiteral("Local changes await acknowledgement");
+const QString awaiting = u"Local changes await acknowledgement"_s;
 const QString notAcknowledged =
-    QStringLiteral("Server did not acknowledge this request; original encrypted queue retained");
-const QString push = QStringLiteral("/v1/sync/push");
-const QString update = QStringLiteral("entry.update");
+    u"Server did not acknowledge this request; original encrypted queue retained"_s;
+const QString push = u"/v1/sync/push"_s;
+const QString update = u"entry.update"_s;
 
 QJsonObject base(const QString& id) {
-    return sample::entry(id, QStringLiteral("2024-03-01T08:00:00Z"), QStringLiteral("2024-03-01T09:00:00Z"));
+    return sample::entry(id, u"2024-03-01T08:00:00Z"_s, u"2024-03-01T09:00:00Z"_s);
 }
 
 QJsonObject edit(const QString& entity) {
-    return sample::queueItem(update, entity,
-                             {{QStringLiteral("description"), QStringLiteral("Edited ") + entity}});
+    return sample::queueItem(update, entity, {{u"description"_s, u"Edited "_s + entity}});
 }
 
 QJsonArray threeEdits() {
-    return {edit(QStringLiteral("e1")), edit(QStringLiteral("e2")), edit(QStringLiteral("e3"))};
+    return {edit(u"e1"_s), edit(u"e2"_s), edit(u"e3"_s)};
 }
 
 QJsonObject threeEntries() {
-    return sample::snapshot(
-        {base(QStringLiteral("e1")), base(QStringLiteral("e2")), base(QStringLiteral("e3"))});
+    return sample::snapshot({base(u"e1"_s), base(u"e2"_s), base(u"e3"_s)});
 }
 
 QJsonObject mutationOf(const QJsonValue& item) {
@@ -73,16 +71,15 @@ void PushTest::theQueueIsPushedOneByOneInOrder() {
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
     desk.controller->synchronize();
     QVERIFY(ready.wait());
-    const QString me = QStringLiteral("GET /v1/me");
-    const QString post = QStringLiteral("POST /v1/sync/push");
+    const QString me = u"GET /v1/me"_s;
+    const QString post = u"POST /v1/sync/push"_s;
     QCOMPARE(desk.peer.log(),
-             QStringList({me, post, me, post, me, post, QStringLiteral("GET /v1/sync/snapshot"),
-                          QStringLiteral("GET /v1/me/timer")}));
+             QStringList({me, post, me, post, me, post, u"GET /v1/sync/snapshot"_s, u"GET /v1/me/timer"_s}));
     const QList<PeerRequest> pushes = desk.peer.requests("POST", push);
     for (qsizetype i = 0; i < queue.size(); ++i) {
         QCOMPARE(sample::pushed(pushes.at(i)), mutationOf(queue.at(i)));
     }
-    QCOMPARE(desk.controller->message(), QStringLiteral("Connected to PostgreSQL"));
+    QCOMPARE(desk.controller->message(), u"Connected to PostgreSQL"_s);
     QCOMPARE(desk.controller->pending(), 0);
     QVERIFY(desk.stored().value(u"queue").toArray().isEmpty());
 }
@@ -90,17 +87,15 @@ void PushTest::theQueueIsPushedOneByOneInOrder() {
 void PushTest::theBodyIsTheStoredRecordUnderItsOwnKey() {
     Desk desk(threeEntries());
     QVERIFY(desk.load());
-    const QJsonObject item = edit(QStringLiteral("e1"));
+    const QJsonObject item = edit(u"e1"_s);
     QVERIFY(desk.holdQueue({item}));
     desk.controller->synchronize();
     QTRY_COMPARE(desk.controller->pending(), 0);
     const PeerRequest request = desk.peer.requests("POST", push).value(0);
-    QCOMPARE(request.json(),
-             QJsonObject({{QStringLiteral("mutations"), QJsonArray{item.value(u"mutation")}}}));
+    QCOMPARE(request.json(), QJsonObject({{u"mutations"_s, QJsonArray{item.value(u"mutation")}}}));
     QCOMPARE(QString::fromLatin1(request.headers.value("idempotency-key")),
              mutationOf(item).value(u"mutation_id").toString());
-    QVERIFY(
-        !desk.peer.requests("GET", QStringLiteral("/v1/me")).value(0).headers.contains("idempotency-key"));
+    QVERIFY(!desk.peer.requests("GET", u"/v1/me"_s).value(0).headers.contains("idempotency-key"));
 }
 
 void PushTest::anotherAccountGetsNothing() {
@@ -108,14 +103,13 @@ void PushTest::anotherAccountGetsNothing() {
     QVERIFY(desk.load());
     QVERIFY(desk.holdQueue(threeEdits()));
     const QJsonObject state = desk.controller->durableState();
-    for (const QJsonValue& id : {QJsonValue(QStringLiteral("user-2")), QJsonValue(1), QJsonValue()}) {
+    for (const QJsonValue& id : {QJsonValue(u"user-2"_s), QJsonValue(1), QJsonValue()}) {
         QJsonObject other = sample::identity();
         other.insert(u"id", id);
-        desk.peer.answer("GET", QStringLiteral("/v1/me"), PeerReply::json(other));
+        desk.peer.answer("GET", u"/v1/me"_s, PeerReply::json(other));
         desk.controller->fail(QString());
         desk.controller->synchronize();
-        QTRY_COMPARE(desk.controller->message(),
-                     QStringLiteral("Account changed; queued work was NOT reassigned."));
+        QTRY_COMPARE(desk.controller->message(), u"Account changed; queued work was NOT reassigned."_s);
         QCOMPARE(desk.controller->durableState(), state);
     }
     QVERIFY(desk.peer.requests("POST", push).isEmpty());
@@ -137,11 +131,10 @@ void PushTest::withoutAnIdentityNothingIsPushed() {
     if (status == 0) {
         desk.peer.goOffline();
     } else {
-        desk.peer.answer("GET", QStringLiteral("/v1/me"), PeerReply::json(sample::identity(), status));
+        desk.peer.answer("GET", u"/v1/me"_s, PeerReply::json(sample::identity(), status));
     }
     desk.controller->synchronize();
-    QTRY_COMPARE(desk.controller->message(),
-                 QStringLiteral("Identity check unavailable; encrypted queue retained."));
+    QTRY_COMPARE(desk.controller->message(), u"Identity check unavailable; encrypted queue retained."_s);
     QVERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->durableState(), state);
     QVERIFY(desk.peer.requests("POST", push).isEmpty());
@@ -163,7 +156,7 @@ void PushTest::aPushThatFailsIsSentAgainUnderTheSameKey() {
     QFETCH(const int, delivery);
     Desk desk(threeEntries());
     QVERIFY(desk.load());
-    const QJsonObject item = edit(QStringLiteral("e1"));
+    const QJsonObject item = edit(u"e1"_s);
     QVERIFY(desk.holdQueue({item}));
     const QJsonObject state = desk.controller->durableState();
     desk.peer.answer("POST", push, [status, delivery](const PeerRequest& request) {
@@ -190,32 +183,27 @@ void PushTest::aPushThatFailsIsSentAgainUnderTheSameKey() {
 void PushTest::anAnswerThatDoesNotFitChangesNothing_data() {
     QTest::addColumn<QJsonArray>("overrides"); // one object per result, laid over an accepted one
     QTest::addColumn<QString>("message");
-    const QString count = QStringLiteral("Unexpected acknowledgement count; queue retained");
-    const QString unknown = QStringLiteral("Unknown acknowledgement status; queue retained");
-    const QString scope = QStringLiteral("Canonical entry scope mismatch; queue retained");
+    const QString count = u"Unexpected acknowledgement count; queue retained"_s;
+    const QString unknown = u"Unknown acknowledgement status; queue retained"_s;
+    const QString scope = u"Canonical entry scope mismatch; queue retained"_s;
     const auto canonical = [](const QString& key, const QJsonValue& value) {
-        QJsonObject entry = sample::canonical(mutationOf(edit(QStringLiteral("e1"))));
+        QJsonObject entry = sample::canonical(mutationOf(edit(u"e1"_s)));
         entry.insert(key, value);
-        return QJsonArray{QJsonObject{{QStringLiteral("canonical"), entry}}};
+        return QJsonArray{QJsonObject{{u"canonical"_s, entry}}};
     };
-    const auto status = [](const QJsonValue& value) {
-        return QJsonArray{QJsonObject{{QStringLiteral("status"), value}}};
-    };
+    const auto status = [](const QJsonValue& value) { return QJsonArray{QJsonObject{{u"status"_s, value}}}; };
     QTest::newRow("no result") << QJsonArray() << count;
     QTest::newRow("two results") << QJsonArray{QJsonObject(), QJsonObject()} << count;
-    QTest::newRow("another mutation")
-        << QJsonArray{QJsonObject{{QStringLiteral("mutation_id"), QStringLiteral("other")}}}
-        << QStringLiteral("Sync acknowledgement does not match the retained queue head");
-    QTest::newRow("status in capitals") << status(QStringLiteral("Accepted")) << unknown;
-    QTest::newRow("unknown status") << status(QStringLiteral("merged")) << unknown;
+    QTest::newRow("another mutation") << QJsonArray{QJsonObject{{u"mutation_id"_s, u"other"_s}}}
+                                      << u"Sync acknowledgement does not match the retained queue head"_s;
+    QTest::newRow("status in capitals") << status(u"Accepted"_s) << unknown;
+    QTest::newRow("unknown status") << status(u"merged"_s) << unknown;
     QTest::newRow("status missing") << status(QJsonValue()) << unknown;
-    QTest::newRow("another entry") << canonical(QStringLiteral("id"), QStringLiteral("e2")) << scope;
-    QTest::newRow("another workspace")
-        << canonical(QStringLiteral("workspace_id"), QStringLiteral("ws-2")) << scope;
-    QTest::newRow("another user") << canonical(QStringLiteral("user_id"), QStringLiteral("user-2")) << scope;
-    QTest::newRow("accepted without entry")
-        << QJsonArray{QJsonObject{{QStringLiteral("canonical"), QJsonObject()}}}
-        << QStringLiteral("Accepted mutation has no canonical entry; queue retained");
+    QTest::newRow("another entry") << canonical(u"id"_s, u"e2"_s) << scope;
+    QTest::newRow("another workspace") << canonical(u"workspace_id"_s, u"ws-2"_s) << scope;
+    QTest::newRow("another user") << canonical(u"user_id"_s, u"user-2"_s) << scope;
+    QTest::newRow("accepted without entry") << QJsonArray{QJsonObject{{u"canonical"_s, QJsonObject()}}}
+                                            << u"Accepted mutation has no canonical entry; queue retained"_s;
 }
 
 void PushTest::anAnswerThatDoesNotFitChangesNothing() {
@@ -230,8 +218,7 @@ void PushTest::anAnswerThatDoesNotFitChangesNothing() {
         const QJsonObject mutation = sample::pushed(request);
         QJsonArray results;
         for (const auto& over : overrides) {
-            QJsonObject result =
-                sample::result(mutation, QStringLiteral("accepted"), sample::canonical(mutation));
+            QJsonObject result = sample::result(mutation, u"accepted"_s, sample::canonical(mutation));
             const QJsonObject values = over.toObject();
             for (auto it = values.begin(); it != values.end(); ++it) {
                 result.insert(it.key(), it.value());
@@ -246,23 +233,21 @@ void PushTest::anAnswerThatDoesNotFitChangesNothing() {
     QCOMPARE(desk.controller->durableState(), state);
     QCOMPARE(sealedRecord(desk.peer.url()), sealed);
     QVERIFY(waitForSilence(*desk.controller));
-    QCOMPARE(desk.peer.log(),
-             QStringList({QStringLiteral("GET /v1/me"), QStringLiteral("POST /v1/sync/push")}));
+    QCOMPARE(desk.peer.log(), QStringList({u"GET /v1/me"_s, u"POST /v1/sync/push"_s}));
 }
 
 void PushTest::aFailedSaveWhileAcknowledgingIsReplayedUnderTheSameKey() {
     Desk desk(threeEntries());
     QVERIFY(desk.load());
-    const QJsonObject item = edit(QStringLiteral("e1"));
+    const QJsonObject item = edit(u"e1"_s);
     QVERIFY(desk.holdQueue({item}));
     const QJsonObject state = desk.controller->durableState();
     const QByteArray sealed = sealedRecord(desk.peer.url());
     {
         const SaveBlocker blocker(desk.peer.url());
         desk.controller->synchronize();
-        QTRY_COMPARE(
-            desk.controller->message(),
-            QStringLiteral("Secure local acknowledgement save failed; original queue retained for replay"));
+        QTRY_COMPARE(desk.controller->message(),
+                     u"Secure local acknowledgement save failed; original queue retained for replay"_s);
     }
     QVERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->durableState(), state);
@@ -292,9 +277,8 @@ void PushTest::aFailedSaveOfTheThirdKeepsTheFirstTwo() {
         return sample::accept(request);
     });
     desk.controller->synchronize();
-    QTRY_COMPARE(
-        desk.controller->message(),
-        QStringLiteral("Secure local acknowledgement save failed; original queue retained for replay"));
+    QTRY_COMPARE(desk.controller->message(),
+                 u"Secure local acknowledgement save failed; original queue retained for replay"_s);
     blocker.reset();
     QCOMPARE(queueOf(*desk.controller), QJsonArray{queue.at(2)});
     QCOMPARE(desk.stored(), desk.controller->durableState());
@@ -303,7 +287,7 @@ void PushTest::aFailedSaveOfTheThirdKeepsTheFirstTwo() {
 void PushTest::aSecondRequestToSynchronizePushesNothingTwice() {
     Desk desk(threeEntries());
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({edit(QStringLiteral("e1"))}));
+    QVERIFY(desk.holdQueue({edit(u"e1"_s)}));
     desk.peer.answer("POST", push, [](const PeerRequest& request) {
         return sample::accept(request).delivered(PeerReply::Delivery::Hold);
     });
@@ -314,25 +298,25 @@ void PushTest::aSecondRequestToSynchronizePushesNothingTwice() {
     desk.controller->nextMutation();
     desk.peer.release();
     QTRY_COMPARE(desk.controller->pending(), 0);
-    QTRY_COMPARE(desk.controller->message(), QStringLiteral("Connected to PostgreSQL"));
+    QTRY_COMPARE(desk.controller->message(), u"Connected to PostgreSQL"_s);
     QCOMPARE(desk.peer.requests("POST", push).size(), 1);
-    QCOMPARE(desk.peer.requests("GET", QStringLiteral("/v1/me")).size(), 1);
+    QCOMPARE(desk.peer.requests("GET", u"/v1/me"_s).size(), 1);
 }
 
 void PushTest::whilePushingServerAndWorkspaceStay() {
     Desk desk(threeEntries());
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({edit(QStringLiteral("e1"))}));
+    QVERIFY(desk.holdQueue({edit(u"e1"_s)}));
     desk.peer.answer("POST", push, PeerReply::only(PeerReply::Delivery::Hold));
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.held(), 1);
     QVERIFY(!desk.controller->busy());
     QSignalSpy changed(desk.controller.get(), &Controller::changed);
-    desk.controller->connectServer(QStringLiteral("http://localhost:1"));
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->connectServer(u"http://localhost:1"_s);
+    desk.controller->selectWorkspace(u"ws-2"_s);
     QCOMPARE(changed.size(), 0);
     QCOMPARE(desk.controller->server(), desk.peer.url());
-    QCOMPARE(desk.controller->workspace(), QStringLiteral("ws-1"));
+    QCOMPARE(desk.controller->workspace(), u"ws-1"_s);
 }
 
 void PushTest::withoutStorageNothingIsPushed() {
@@ -348,27 +332,26 @@ void PushTest::withoutStorageNothingIsPushed() {
 
 void PushTest::synchronizeRefusesWhenItMust_data() {
     QTest::addColumn<QString>("reason");
-    QTest::newRow("no server") << QStringLiteral("no server");
-    QTest::newRow("signed out") << QStringLiteral("signed out");
-    QTest::newRow("read-only") << QStringLiteral("read-only");
-    QTest::newRow("busy") << QStringLiteral("busy");
+    QTest::newRow("no server") << u"no server"_s;
+    QTest::newRow("signed out") << u"signed out"_s;
+    QTest::newRow("read-only") << u"read-only"_s;
+    QTest::newRow("busy") << u"busy"_s;
 }
 
 void PushTest::synchronizeRefusesWhenItMust() {
     QFETCH(const QString, reason);
     Desk desk(threeEntries());
     QJsonObject state = sample::durable(threeEntries(), threeEdits());
-    if (reason != QStringLiteral("no server")) {
+    if (reason != u"no server"_s) {
         QVERIFY(desk.load());
     }
-    if (reason == QStringLiteral("busy")) {
-        desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"),
-                         PeerReply::only(PeerReply::Delivery::Never));
+    if (reason == u"busy"_s) {
+        desk.peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::only(PeerReply::Delivery::Never));
         desk.controller->refresh();
-        QTRY_COMPARE(desk.peer.requests("GET", QStringLiteral("/v1/sync/snapshot")).size(), 2);
+        QTRY_COMPARE(desk.peer.requests("GET", u"/v1/sync/snapshot"_s).size(), 2);
     }
-    state.insert(u"signed_out", reason == QStringLiteral("signed out"));
-    desk.controller->setReadOnly(reason == QStringLiteral("read-only"));
+    state.insert(u"signed_out", reason == u"signed out"_s);
+    desk.controller->setReadOnly(reason == u"read-only"_s);
     desk.controller->applyDurable(state);
     desk.peer.forgetRequests();
     const QString before = desk.controller->message();
@@ -384,12 +367,11 @@ void PushTest::synchronizeWithNothingQueuedReloads() {
     Desk desk;
     QVERIFY(desk.load());
     desk.peer.forgetRequests();
-    desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::json(threeEntries()));
+    desk.peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::json(threeEntries()));
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
     desk.controller->synchronize();
     QVERIFY(ready.wait());
-    QCOMPARE(desk.peer.log(),
-             QStringList({QStringLiteral("GET /v1/sync/snapshot"), QStringLiteral("GET /v1/me/timer")}));
+    QCOMPARE(desk.peer.log(), QStringList({u"GET /v1/sync/snapshot"_s, u"GET /v1/me/timer"_s}));
     QCOMPARE(desk.controller->entries().size(), 3);
 }
 
@@ -403,9 +385,11 @@ void PushTest::theQueueOfTheLastRunIsPushedAfterTheLoad() {
             [&] { messages.append(desk.controller->message()); });
     QVERIFY(desk.load());
     QTRY_COMPARE(desk.controller->pending(), 0);
-    QTRY_COMPARE(messages, QStringList({awaiting, QStringLiteral("Connected to PostgreSQL")}));
+    QTRY_COMPARE(messages, QStringList({awaiting, u"Connected to PostgreSQL"_s}));
     QCOMPARE(desk.peer.requests("POST", push).size(), 3);
 }
 
 QTEST_MAIN(PushTest)
 #include "push.moc"
+
+using namespace Qt::StringLiterals;

@@ -10,13 +10,13 @@
 
 namespace {
 
-const QString saved = QStringLiteral("Saved securely on this device");
-const QString create = QStringLiteral("entry.create");
+const QString saved = u"Saved securely on this device"_s;
+const QString create = u"entry.create"_s;
 
 QJsonObject payload(const QString& description) {
-    return {{QStringLiteral("description"), description},
-            {QStringLiteral("start_at"), QStringLiteral("2024-03-01T08:00:00Z")},
-            {QStringLiteral("stop_at"), QStringLiteral("2024-03-01T09:00:00Z")}};
+    return {{u"description"_s, description},
+            {u"start_at"_s, u"2024-03-01T08:00:00Z"_s},
+            {u"stop_at"_s, u"2024-03-01T09:00:00Z"_s}};
 }
 
 void record(const Desk& desk, const QString& entity) {
@@ -49,9 +49,9 @@ private Q_SLOTS:
 void QueueTest::withoutAnIdentityOrWorkspaceNothingIsRecorded_data() {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QJsonValue>("value");
-    QTest::newRow("signed out") << QStringLiteral("signed_out") << QJsonValue(true);
-    QTest::newRow("no identity") << QStringLiteral("me") << QJsonValue(QJsonObject());
-    QTest::newRow("no workspace") << QStringLiteral("workspace") << QJsonValue(QString());
+    QTest::newRow("signed out") << u"signed_out"_s << QJsonValue(true);
+    QTest::newRow("no identity") << u"me"_s << QJsonValue(QJsonObject());
+    QTest::newRow("no workspace") << u"workspace"_s << QJsonValue(QString());
     QTest::newRow("read-only") << QString() << QJsonValue();
 }
 
@@ -69,8 +69,8 @@ void QueueTest::withoutAnIdentityOrWorkspaceNothingIsRecorded() {
     }
     const QByteArray before = sealedRecord(desk.peer.url());
     desk.peer.forgetRequests();
-    record(desk, QStringLiteral("new"));
-    QCOMPARE(desk.controller->message(), QStringLiteral("Connect to the server first"));
+    record(desk, u"new"_s);
+    QCOMPARE(desk.controller->message(), u"Connect to the server first"_s);
     QVERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->durableState(), state);
     QVERIFY(desk.controller->entries().isEmpty());
@@ -90,24 +90,24 @@ void QueueTest::aFailingSaveLeavesQueueViewsAndDiskAsTheyWere() {
     Desk desk;
     QVERIFY(desk.load());
     desk.holdPushes();
-    record(desk, QStringLiteral("first"));
+    record(desk, u"first"_s);
     const QJsonObject state = desk.controller->durableState();
     const QVariantList entries = desk.controller->entries();
     const QByteArray before = sealedRecord(desk.peer.url());
     {
         const SaveBlocker blocker(desk.peer.url(), static_cast<SaveBlocker::How>(how));
         QSignalSpy changed(desk.controller.get(), &Controller::changed);
-        record(desk, QStringLiteral("second"));
+        record(desk, u"second"_s);
         QCOMPARE(changed.size(), 1);
     }
     QCOMPARE(desk.controller->message(),
-             QStringLiteral("The write was not accepted because secure local storage failed."));
+             u"The write was not accepted because secure local storage failed."_s);
     QVERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->durableState(), state);
     QCOMPARE(desk.controller->entries(), entries);
     QCOMPARE(sealedRecord(desk.peer.url()), before);
 
-    record(desk, QStringLiteral("third"));
+    record(desk, u"third"_s);
     QCOMPARE(desk.controller->message(), saved);
     QCOMPARE(desk.controller->pending(), 2);
     QCOMPARE(desk.controller->entries().size(), 2);
@@ -117,23 +117,20 @@ void QueueTest::anItemHasExactlyItsKeys() {
     Desk desk;
     QVERIFY(desk.load());
     desk.holdPushes();
-    desk.controller->enqueue(QStringLiteral("entry.update"), QStringLiteral("e1"), 7,
-                             payload(QStringLiteral("d")));
+    desk.controller->enqueue(u"entry.update"_s, u"e1"_s, 7, payload(u"d"_s));
     const QJsonObject item = queueOf(*desk.controller).first().toObject();
     const QJsonObject mutation = item.value(u"mutation").toObject();
     const QString id = mutation.value(u"mutation_id").toString();
     QCOMPARE(QUuid::fromString(id).toString(QUuid::WithoutBraces), id);
     QCOMPARE(id.size(), 36);
-    QCOMPARE(item, QJsonObject({{QStringLiteral("status"), QStringLiteral("pending")},
-                                {QStringLiteral("mutation"), mutation}}));
-    QCOMPARE(mutation, QJsonObject({{QStringLiteral("mutation_id"), id},
-                                    {QStringLiteral("device_id"),
-                                     QSettings().value(QStringLiteral("device")).toString()},
-                                    {QStringLiteral("workspace_id"), QStringLiteral("ws-1")},
-                                    {QStringLiteral("entity_id"), QStringLiteral("e1")},
-                                    {QStringLiteral("base_version"), 7},
-                                    {QStringLiteral("operation"), QStringLiteral("entry.update")},
-                                    {QStringLiteral("payload"), payload(QStringLiteral("d"))}}));
+    QCOMPARE(item, QJsonObject({{u"status"_s, u"pending"_s}, {u"mutation"_s, mutation}}));
+    QCOMPARE(mutation, QJsonObject({{u"mutation_id"_s, id},
+                                    {u"device_id"_s, QSettings().value(u"device"_s).toString()},
+                                    {u"workspace_id"_s, u"ws-1"_s},
+                                    {u"entity_id"_s, u"e1"_s},
+                                    {u"base_version"_s, 7},
+                                    {u"operation"_s, u"entry.update"_s},
+                                    {u"payload"_s, payload(u"d"_s)}}));
     QVERIFY(mutation.value(u"base_version").isDouble());
 }
 
@@ -141,13 +138,13 @@ void QueueTest::twoWritesKeepTheirOrder() {
     Desk desk;
     QVERIFY(desk.load());
     desk.holdPushes();
-    record(desk, QStringLiteral("one"));
-    record(desk, QStringLiteral("two"));
+    record(desk, u"one"_s);
+    record(desk, u"two"_s);
     QCOMPARE(desk.controller->pending(), 2);
     const QJsonObject first = mutationAt(*desk.controller, 0);
     const QJsonObject second = mutationAt(*desk.controller, 1);
-    QCOMPARE(first.value(u"entity_id").toString(), QStringLiteral("one"));
-    QCOMPARE(second.value(u"entity_id").toString(), QStringLiteral("two"));
+    QCOMPARE(first.value(u"entity_id").toString(), u"one"_s);
+    QCOMPARE(second.value(u"entity_id").toString(), u"two"_s);
     QVERIFY(first.value(u"mutation_id") != second.value(u"mutation_id"));
     QCOMPARE(first.value(u"device_id"), second.value(u"device_id"));
 }
@@ -160,7 +157,7 @@ void QueueTest::aWriteIsOnDiskBeforeItIsShown() {
     QList<bool> storedWhenShown;
     connect(desk.controller.get(), &Controller::changed, desk.controller.get(),
             [&] { storedWhenShown.append(sealedRecord(desk.peer.url()) != before); });
-    record(desk, QStringLiteral("one"));
+    record(desk, u"one"_s);
     QVERIFY(storedWhenShown.contains(true));
     QVERIFY(!storedWhenShown.contains(false));
     QCOMPARE(desk.controller->message(), saved);
@@ -171,16 +168,14 @@ void QueueTest::aWriteSurvivesTheProgram() {
     Desk desk;
     QVERIFY(desk.load());
     desk.holdPushes();
-    record(desk, QStringLiteral("one"));
+    record(desk, u"one"_s);
     const QJsonObject state = desk.controller->durableState();
     desk.restart();
     desk.peer.goOffline();
     desk.controller->connectServer(desk.peer.url());
     QTRY_COMPARE(desk.controller->durableState(), state);
     QCOMPARE(desk.controller->pending(), 1);
-    QVERIFY(listedEntry(*desk.controller, QStringLiteral("id"), QStringLiteral("one"))
-                .value(QStringLiteral("local_pending"))
-                .toBool());
+    QVERIFY(listedEntry(*desk.controller, u"id"_s, u"one"_s).value(u"local_pending"_s).toBool());
 }
 
 void QueueTest::aWriteStartsAPush() {
@@ -188,24 +183,24 @@ void QueueTest::aWriteStartsAPush() {
     QVERIFY(desk.load());
     desk.peer.forgetRequests();
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
-    record(desk, QStringLiteral("one"));
+    record(desk, u"one"_s);
     QCOMPARE(desk.controller->message(), saved);
     QVERIFY(ready.wait());
     QCOMPARE(desk.controller->pending(), 0);
-    QCOMPARE(desk.peer.requests("POST", QStringLiteral("/v1/sync/push")).size(), 1);
+    QCOMPARE(desk.peer.requests("POST", u"/v1/sync/push"_s).size(), 1);
 }
 
 void QueueTest::aWriteDuringALoadLeavesItBusyAndIsPushedAfterwards() {
     Desk desk;
     QVERIFY(desk.load());
-    desk.peer.answerOnce("GET", QStringLiteral("/v1/sync/snapshot"),
+    desk.peer.answerOnce("GET", u"/v1/sync/snapshot"_s,
                          PeerReply::json(sample::snapshot()).delivered(PeerReply::Delivery::Hold));
     desk.controller->refresh();
     QTRY_COMPARE(desk.peer.held(), 1);
-    record(desk, QStringLiteral("one"));
+    record(desk, u"one"_s);
     QCOMPARE(desk.controller->message(), saved);
     QVERIFY(desk.controller->busy());
-    QVERIFY(desk.peer.requests("POST", QStringLiteral("/v1/sync/push")).isEmpty());
+    QVERIFY(desk.peer.requests("POST", u"/v1/sync/push"_s).isEmpty());
     desk.peer.release();
     QTRY_COMPARE(desk.controller->pending(), 0);
 }
@@ -213,14 +208,14 @@ void QueueTest::aWriteDuringALoadLeavesItBusyAndIsPushedAfterwards() {
 void QueueTest::aWriteDuringAPushOnlyAppends() {
     Desk desk;
     QVERIFY(desk.load());
-    const QString push = QStringLiteral("/v1/sync/push");
+    const QString push = u"/v1/sync/push"_s;
     desk.peer.answer("POST", push, [](const PeerRequest& request) {
         return sample::accept(request).delivered(PeerReply::Delivery::Hold);
     });
-    record(desk, QStringLiteral("one"));
+    record(desk, u"one"_s);
     QTRY_COMPARE(desk.peer.held(), 1);
     const QJsonValue head = queueOf(*desk.controller).first();
-    record(desk, QStringLiteral("two"));
+    record(desk, u"two"_s);
     QCOMPARE(desk.controller->pending(), 2);
     QCOMPARE(queueOf(*desk.controller).first(), head);
     desk.peer.release();
@@ -233,24 +228,25 @@ void QueueTest::aWriteDuringAPushOnlyAppends() {
 
 void QueueTest::aRetainedHeadStillTakesNewWork_data() {
     QTest::addColumn<QString>("status");
-    QTest::newRow("conflict") << QStringLiteral("conflict");
-    QTest::newRow("rejected") << QStringLiteral("rejected");
+    QTest::newRow("conflict") << u"conflict"_s;
+    QTest::newRow("rejected") << u"rejected"_s;
 }
 
 void QueueTest::aRetainedHeadStillTakesNewWork() {
     QFETCH(const QString, status);
     Desk desk;
     QVERIFY(desk.load());
-    const QJsonObject head = sample::queueItem(create, QStringLiteral("old"), payload(QString()), status);
+    const QJsonObject head = sample::queueItem(create, u"old"_s, payload(QString()), status);
     QVERIFY(desk.holdQueue({head}));
-    record(desk, QStringLiteral("new"));
+    record(desk, u"new"_s);
     QCOMPARE(desk.controller->pending(), 2);
     QCOMPARE(queueOf(*desk.controller).first().toObject(), head);
-    QCOMPARE(queueOf(*desk.controller).last().toObject().value(u"status").toString(),
-             QStringLiteral("pending"));
+    QCOMPARE(queueOf(*desk.controller).last().toObject().value(u"status").toString(), u"pending"_s);
     QCOMPARE(desk.stored().value(u"queue").toArray(), queueOf(*desk.controller));
     QVERIFY(desk.peer.requests().isEmpty());
 }
 
 QTEST_MAIN(QueueTest)
 #include "queue.moc"
+
+using namespace Qt::StringLiterals;

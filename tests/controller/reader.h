@@ -9,19 +9,21 @@
 #include <QString>
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 /// Someone who reads reports: connected, without secure storage, and with a
 /// folder of their own. Dialogs choose `target` until told otherwise.
 struct Reader {
     static QString queryPath();
     static QString exportPath();
     static QString token();
-    static QJsonObject reportReply(int rowCount = 2, const QString& snapshotId = QStringLiteral("report-1"));
+    static QJsonObject reportReply(int rowCount = 2, const QString& snapshotId = u"report-1"_s);
 
     ScriptedPeer peer;
     Controller controller;
     FileDialogs dialogs;
     QTemporaryDir folder;
-    const QString target = folder.filePath(QStringLiteral("report.csv"));
+    const QString target = folder.filePath(u"report.csv"_s);
 
     [[nodiscard]] bool connectAndSettle();
     void signIn();

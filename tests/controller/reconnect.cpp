@@ -10,12 +10,12 @@
 
 namespace {
 
-const QString connected = QStringLiteral("Connected to PostgreSQL");
+const QString connected = u"Connected to PostgreSQL"_s;
 
 /// Stores a signed-out state for the peer's address and ends the program.
 void storeSignedOut(Desk& desk) {
     QVERIFY(desk.load());
-    desk.controller->applyDurable({{QStringLiteral("signed_out"), true}});
+    desk.controller->applyDurable({{u"signed_out"_s, true}});
     QVERIFY(desk.controller->persist());
     desk.restart();
     desk.peer.forgetRequests();
@@ -25,7 +25,7 @@ void storeSignedOut(Desk& desk) {
 void storeSession(Desk& desk) {
     QVERIFY(desk.load());
     QJsonObject state = desk.controller->durableState();
-    state.insert(u"auth", sample::session(QStringLiteral("user-1")));
+    state.insert(u"auth", sample::session(u"user-1"_s));
     desk.controller->applyDurable(state);
     QVERIFY(desk.controller->persist());
 }
@@ -55,17 +55,14 @@ void ReconnectTest::queuedWorkHoldsTheServer() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
     const QJsonObject queued = sample::durable(
-        sample::oneEntry(), {sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"), {},
-                                               QStringLiteral("conflict"))});
+        sample::oneEntry(), {sample::queueItem(u"entry.update"_s, u"e1"_s, {}, u"conflict"_s)});
     desk.controller->applyDurable(queued);
     desk.peer.forgetRequests();
-    for (const QString& address :
-         {QStringLiteral("http://localhost:1"), desk.peer.url(), QStringLiteral("nonsense")}) {
+    for (const QString& address : {u"http://localhost:1"_s, desk.peer.url(), u"nonsense"_s}) {
         desk.controller->connectServer(address);
-        QCOMPARE(desk.controller->message(),
-                 QStringLiteral("Pending work prevents changing server or account"));
+        QCOMPARE(desk.controller->message(), u"Pending work prevents changing server or account"_s);
         QCOMPARE(desk.controller->server(), desk.peer.url());
-        QCOMPARE(QSettings().value(QStringLiteral("server")).toString(), desk.peer.url());
+        QCOMPARE(QSettings().value(u"server"_s).toString(), desk.peer.url());
         QVERIFY(!desk.controller->busy());
     }
     QCOMPARE(desk.controller->durableState(), queued);
@@ -76,14 +73,13 @@ void ReconnectTest::signedInTheServerCannotChange() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
     QJsonObject state = desk.controller->durableState();
-    state.insert(u"auth", sample::session(QStringLiteral("user-1")));
+    state.insert(u"auth", sample::session(u"user-1"_s));
     desk.controller->applyDurable(state);
     ScriptedPeer other;
     desk.controller->connectServer(other.url());
-    QCOMPARE(desk.controller->message(),
-             QStringLiteral("Sign out of this personal account before changing servers"));
+    QCOMPARE(desk.controller->message(), u"Sign out of this personal account before changing servers"_s);
     QCOMPARE(desk.controller->server(), desk.peer.url());
-    QCOMPARE(QSettings().value(QStringLiteral("server")).toString(), desk.peer.url());
+    QCOMPARE(QSettings().value(u"server"_s).toString(), desk.peer.url());
     QVERIFY(!desk.controller->busy());
     QVERIFY(waitForSilence(*desk.controller));
     QVERIFY(other.requests().isEmpty());
@@ -114,14 +110,13 @@ void ReconnectTest::readOnlyUsesNeitherSessionNorStore() {
     Desk desk(sample::oneEntry());
     desk.controller->setReadOnly(true);
     QJsonObject state = sample::durable(sample::snapshot());
-    state.insert(u"auth", sample::session(QStringLiteral("user-1")));
+    state.insert(u"auth", sample::session(u"user-1"_s));
     state.insert(u"signed_out", true);
     desk.controller->applyDurable(state);
     // Signed in, only the server in use may be connected to: here there is none yet.
     desk.controller->connectServer(desk.peer.url());
-    QCOMPARE(desk.controller->message(),
-             QStringLiteral("Sign out of this personal account before changing servers"));
-    state.insert(u"auth", QJsonObject{{QStringLiteral("user_id"), QStringLiteral("user-9")}});
+    QCOMPARE(desk.controller->message(), u"Sign out of this personal account before changing servers"_s);
+    state.insert(u"auth", QJsonObject{{u"user_id"_s, u"user-9"_s}});
     desk.controller->applyDurable(state);
     QVERIFY(desk.load());
     QCOMPARE(desk.peer.log(), sample::connectionLog());
@@ -140,9 +135,8 @@ void ReconnectTest::signedOutNothingIsAskedUntilThePersonConnectsAgain() {
     storeSignedOut(desk);
     desk.controller->connectServer(desk.peer.url());
     QTRY_VERIFY(!desk.controller->busy());
-    QCOMPARE(
-        desk.controller->message(),
-        QStringLiteral("Signed out. Use personal login, or explicitly reconnect for private development."));
+    QCOMPARE(desk.controller->message(),
+             u"Signed out. Use personal login, or explicitly reconnect for private development."_s);
     desk.controller->fetchIdentity();
     desk.controller->synchronize();
     QVERIFY(!desk.controller->busy());
@@ -163,7 +157,7 @@ void ReconnectTest::aDeveloperReconnectThatCannotBeStoredIsRefused() {
     const QByteArray record = sealedRecord(desk.peer.url());
     const SaveBlocker blocker(desk.peer.url());
     desk.controller->connectServer(desk.peer.url());
-    QCOMPARE(desk.controller->message(), QStringLiteral("Unable to store explicit developer reconnect"));
+    QCOMPARE(desk.controller->message(), u"Unable to store explicit developer reconnect"_s);
     QVERIFY(!desk.controller->busy());
     QVERIFY(desk.controller->durableState().value(u"signed_out").toBool());
     QVERIFY(waitForSilence(*desk.controller));
@@ -196,8 +190,7 @@ void ReconnectTest::anAlteredRecordStopsBeforeAnyRequest() {
     desk.controller->connectServer(desk.peer.url());
     QTRY_VERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->message(),
-             QStringLiteral(
-                 "Encrypted account/queue could not be authenticated; no identity fallback was attempted"));
+             u"Encrypted account/queue could not be authenticated; no identity fallback was attempted"_s);
     QVERIFY(!desk.controller->secureStorage());
     QVERIFY(!desk.controller->persist());
     QVERIFY(desk.peer.requests().isEmpty());
@@ -220,3 +213,5 @@ void ReconnectTest::twoServersKeepTheirStatesApart() {
 
 QTEST_MAIN(ReconnectTest)
 #include "reconnect.moc"
+
+using namespace Qt::StringLiterals;

@@ -18,8 +18,8 @@ namespace {
 
 constexpr qsizetype largestReply = 52428800;
 
-const QString probe = QStringLiteral("/probe");
-const QString wholeProbe = QStringLiteral("/v1/probe");
+const QString probe = u"/probe"_s;
+const QString wholeProbe = u"/v1/probe"_s;
 
 struct Outcome {
     QJsonObject reply;
@@ -107,7 +107,7 @@ Outcome RequestsTest::ask(const QByteArray& method, const QString& path, const Q
 
 void RequestsTest::signIn(const QString& token) {
     QJsonObject state = m_controller->durableState();
-    state.insert(u"auth", QJsonObject{{QStringLiteral("token"), token}});
+    state.insert(u"auth", QJsonObject{{u"token"_s, token}});
     m_controller->applyDurable(state);
 }
 
@@ -122,7 +122,7 @@ void RequestsTest::withoutServerTheCallbackRunsBeforeSendReturns() {
 }
 
 void RequestsTest::aGetCarriesNoKeyAndNoBody() {
-    ask("GET", probe, {{QStringLiteral("ignored"), true}}, QStringLiteral("unused"));
+    ask("GET", probe, {{u"ignored"_s, true}}, u"unused"_s);
     const PeerRequest request = m_peer->requests("GET", wholeProbe).value(0);
     QCOMPARE(request.path, wholeProbe);
     QVERIFY(!request.headers.contains("idempotency-key"));
@@ -142,16 +142,15 @@ void RequestsTest::aPostWithoutKeyGetsAFreshOneEachTime() {
 }
 
 void RequestsTest::aPostCarriesTheGivenKeyAndItsBodyAsCompactJson() {
-    const QJsonObject body{{QStringLiteral("b"), QJsonArray{1, 2}},
-                           {QStringLiteral("a"), QStringLiteral("שלום")}};
-    ask("POST", probe, body, QStringLiteral("my-key"));
+    const QJsonObject body{{u"b"_s, QJsonArray{1, 2}}, {u"a"_s, u"שלום"_s}};
+    ask("POST", probe, body, u"my-key"_s);
     const PeerRequest request = m_peer->requests("POST", wholeProbe).value(0);
     QCOMPARE(request.headers.value("idempotency-key"), "my-key");
     QCOMPARE(request.body, QJsonDocument(body).toJson(QJsonDocument::Compact));
 }
 
 void RequestsTest::anyOtherVerbIsSentWithBodyAndKey() {
-    ask("DELETE", probe, {{QStringLiteral("reason"), QStringLiteral("test")}});
+    ask("DELETE", probe, {{u"reason"_s, u"test"_s}});
     const PeerRequest request = m_peer->requests("DELETE", wholeProbe).value(0);
     QCOMPARE(request.body, R"({"reason":"test"})");
     QVERIFY(request.headers.contains("idempotency-key"));
@@ -160,7 +159,7 @@ void RequestsTest::anyOtherVerbIsSentWithBodyAndKey() {
 void RequestsTest::everyRequestSaysJson() {
     ask("GET", probe);
     ask("POST", probe);
-    ask("POST", QStringLiteral("/auth/login"));
+    ask("POST", u"/auth/login"_s);
     QCOMPARE(m_peer->requests().size(), 3);
     for (const PeerRequest& request : m_peer->requests()) {
         QCOMPARE(request.headers.value("content-type"), "application/json");
@@ -168,16 +167,16 @@ void RequestsTest::everyRequestSaysJson() {
 }
 
 void RequestsTest::theTokenGoesEverywhereButToTheLogin() {
-    signIn(QStringLiteral("secret-token"));
+    signIn(u"secret-token"_s);
     ask("GET", probe);
     ask("POST", probe);
-    ask("POST", QStringLiteral("/auth/login"));
-    ask("POST", QStringLiteral("/auth/logout"));
+    ask("POST", u"/auth/login"_s);
+    ask("POST", u"/auth/logout"_s);
     QCOMPARE(m_peer->requests("GET", wholeProbe).value(0).headers.value("authorization"),
              "Bearer secret-token");
     QCOMPARE(m_peer->requests("POST", wholeProbe).value(0).headers.value("authorization"),
              "Bearer secret-token");
-    const PeerRequest login = m_peer->requests("POST", QStringLiteral("/v1/auth/login")).value(0);
+    const PeerRequest login = m_peer->requests("POST", u"/v1/auth/login"_s).value(0);
     QCOMPARE(login.method, "POST");
     QVERIFY(!login.headers.contains("authorization"));
     QCOMPARE(m_peer->requests().last().headers.value("authorization"), "Bearer secret-token");
@@ -193,14 +192,14 @@ void RequestsTest::withoutTokenThereIsNoAuthorization() {
 }
 
 void RequestsTest::theQueryIsSentAsItStands() {
-    ask("GET", QStringLiteral("/probe?workspace_id=ws-1&a=b"));
+    ask("GET", u"/probe?workspace_id=ws-1&a=b"_s);
     QCOMPARE(m_peer->requests().last().path, wholeProbe);
-    QCOMPARE(m_peer->requests().last().query, QStringLiteral("workspace_id=ws-1&a=b"));
+    QCOMPARE(m_peer->requests().last().query, u"workspace_id=ws-1&a=b"_s);
 }
 
 void RequestsTest::cookiesAreNeitherKeptNorSent() {
     m_peer->answer("GET", wholeProbe,
-                   PeerReply::json({{QStringLiteral("ok"), true}}).with("Set-Cookie", "session=1; Path=/"));
+                   PeerReply::json({{u"ok"_s, true}}).with("Set-Cookie", "session=1; Path=/"));
     QCOMPARE(ask("GET", probe).status, 200);
     QCOMPARE(ask("GET", probe).status, 200);
     QVERIFY(!m_peer->requests().last().headers.contains("cookie"));
@@ -282,14 +281,13 @@ void RequestsTest::repliesBecomeObjectAndStatus() {
 
 void RequestsTest::aRedirectIsNotFollowed() {
     const QByteArray target = m_peer->url().toUtf8() + "/v1/elsewhere";
-    m_peer->answer("GET", wholeProbe,
-                   PeerReply::json({{QStringLiteral("moved"), true}}, 302).with("Location", target));
+    m_peer->answer("GET", wholeProbe, PeerReply::json({{u"moved"_s, true}}, 302).with("Location", target));
     const Outcome moved = ask("GET", probe);
     QCOMPARE(moved.status, 302);
     QVERIFY(moved.reply.value(u"moved").toBool());
     m_peer->answer("POST", wholeProbe, PeerReply::text({}, 307).with("Location", target));
     QCOMPARE(ask("POST", probe).status, 0);
-    QCOMPARE(m_peer->log(), QStringList({QStringLiteral("GET /v1/probe"), QStringLiteral("POST /v1/probe")}));
+    QCOMPARE(m_peer->log(), QStringList({u"GET /v1/probe"_s, u"POST /v1/probe"_s}));
 }
 
 void RequestsTest::aBrokenRoadIsStatusZero_data() {
@@ -304,10 +302,10 @@ void RequestsTest::aBrokenRoadIsStatusZero() {
     if (delivery < 0) {
         m_peer->goOffline();
     } else {
-        const PeerReply whole = PeerReply::json({{QStringLiteral("half"), QStringLiteral("of it")}});
+        const PeerReply whole = PeerReply::json({{u"half"_s, u"of it"_s}});
         m_peer->answer("POST", wholeProbe, whole.delivered(static_cast<PeerReply::Delivery>(delivery)));
     }
-    const Outcome outcome = ask("POST", probe, {}, QStringLiteral("one-key"));
+    const Outcome outcome = ask("POST", probe, {}, u"one-key"_s);
     QCOMPARE(outcome.status, 0);
     QCOMPARE(outcome.reply, QJsonObject());
     // The network library may have sent it again by itself: always under the same key.
@@ -345,7 +343,7 @@ void RequestsTest::aLateReplyOfThePreviousServerReachesNoCallback() {
     QVERIFY(waitForSilence(*m_controller));
     QCOMPARE(calls, 0);
     QCOMPARE(m_controller->server(), other.url());
-    QCOMPARE(m_controller->message(), QStringLiteral("Connected to PostgreSQL"));
+    QCOMPARE(m_controller->message(), u"Connected to PostgreSQL"_s);
 }
 
 void RequestsTest::reconnectingToTheSameServerDropsLateRepliesToo() {
@@ -375,10 +373,10 @@ void RequestsTest::severalRequestsAreInFlightAtOnce() {
 }
 
 void RequestsTest::sendTouchesNeitherBusyNorMessage() {
-    m_controller->fail(QStringLiteral("As it was"));
+    m_controller->fail(u"As it was"_s);
     QSignalSpy changed(m_controller.get(), &Controller::changed);
     QCOMPARE(ask("GET", probe).status, 404);
-    QCOMPARE(m_controller->message(), QStringLiteral("As it was"));
+    QCOMPARE(m_controller->message(), u"As it was"_s);
     QVERIFY(!m_controller->busy());
     QCOMPARE(changed.size(), 0);
 }
@@ -396,3 +394,5 @@ void RequestsTest::quittingWithARequestInFlightCallsNothing() {
 
 QTEST_MAIN(RequestsTest)
 #include "requests.moc"
+
+using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 /// Somebody at a client whose change the server refused, and the file that a copy goes to. The server has the
 /// entries "e1" and "e2".
 struct Resolver {
@@ -15,14 +17,14 @@ struct Resolver {
     static QString blocked();
     /// A closed entry as the server has it.
     static QJsonObject theirs(const QString& id, int version = 7);
-    static QJsonObject edit(const QString& entity, const QString& status = QStringLiteral("pending"));
-    static QJsonObject start(const QString& entity, const QString& status = QStringLiteral("pending"));
+    static QJsonObject edit(const QString& entity, const QString& status = u"pending"_s);
+    static QJsonObject start(const QString& entity, const QString& status = u"pending"_s);
     static QJsonObject stop(const QString& entity);
 
-    Desk desk{sample::snapshot({theirs(QStringLiteral("e1")), theirs(QStringLiteral("e2"))})};
+    Desk desk{sample::snapshot({theirs(u"e1"_s), theirs(u"e2"_s)})};
     FileDialogs dialogs;
     QTemporaryDir folder;
-    const QString target = folder.filePath(QStringLiteral("copy.json"));
+    const QString target = folder.filePath(u"copy.json"_s);
 
     Resolver();
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-const QString notAccepted = QStringLiteral("The write was not accepted because secure local storage failed.");
+const QString notAccepted = u"The write was not accepted because secure local storage failed."_s;
 
 bool deleteVault(const QString& server) {
     return QFile::remove(vaultFile(server));
@@ -49,19 +49,18 @@ void StorageTest::aSecondProgramRecordsNothing() {
     QVERIFY(desk.load());
     QVERIFY(desk.controller->queueReady());
     desk.holdPushes();
-    desk.controller->start(QStringLiteral("first"), QString(), false);
+    desk.controller->start(u"first"_s, QString(), false);
     const QByteArray record = sealedRecord(desk.peer.url());
     {
         Controller second;
-        QCOMPARE(
-            outcomeOf(second, desk.peer.url()),
-            QStringLiteral("Timer.Kelvaro is already open on this server; offline writes are disabled in "
-                           "this window."));
+        QCOMPARE(outcomeOf(second, desk.peer.url()),
+                 u"Timer.Kelvaro is already open on this server; offline writes are disabled in "
+                 "this window."_s);
         QVERIFY(!second.secureStorage());
         QVERIFY(!second.queueReady());
         second.applyDurable(sample::durable(sample::snapshot()));
         QVERIFY(!second.persist());
-        second.start(QStringLiteral("second"), QString(), false);
+        second.start(u"second"_s, QString(), false);
         QCOMPARE(second.pending(), 0);
     }
     QCOMPARE(sealedRecord(desk.peer.url()), record);
@@ -78,10 +77,9 @@ void StorageTest::aMissingRecordIsSaidBeforeBeginningAnew() {
     QVERIFY(deleteVault(desk.peer.url()));
     desk.restart();
     desk.peer.forgetRequests();
-    QCOMPARE(
-        outcomeOf(*desk.controller, desk.peer.url()),
-        QStringLiteral("The encrypted record for this server is missing on this device. Connect again to "
-                       "begin anew with the server's data."));
+    QCOMPARE(outcomeOf(*desk.controller, desk.peer.url()),
+             u"The encrypted record for this server is missing on this device. Connect again to "
+             "begin anew with the server's data."_s);
     QVERIFY(desk.controller->secureStorage());
     QVERIFY(!desk.controller->queueReady());
     QVERIFY(waitForSilence(*desk.controller));
@@ -99,11 +97,11 @@ void StorageTest::aLostStoreRefusesOneWriteAndNoMore() {
     QVERIFY(desk.load());
     desk.holdPushes();
     QVERIFY(deleteVault(desk.peer.url()));
-    desk.controller->start(QStringLiteral("lost"), QString(), false);
+    desk.controller->start(u"lost"_s, QString(), false);
     QCOMPARE(desk.controller->message(), notAccepted);
     QCOMPARE(desk.controller->pending(), 0);
     QVERIFY(!desk.controller->queueReady());
-    desk.controller->start(QStringLiteral("kept"), QString(), false);
+    desk.controller->start(u"kept"_s, QString(), false);
     QVERIFY(desk.controller->queueReady());
     QCOMPARE(desk.controller->pending(), 1);
     QCOMPARE(desk.stored(), desk.controller->durableState());
@@ -113,11 +111,11 @@ void StorageTest::theEndOfALoadIsToldAfterItsSave() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
     QVERIFY(deleteVault(desk.peer.url()));
-    desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::json(sample::snapshot()));
+    desk.peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::json(sample::snapshot()));
     bool toldTooEarly = false;
     bool storageAsTold = false;
     connect(desk.controller.get(), &Controller::changed, this, [&] {
-        toldTooEarly |= desk.controller->message() == QStringLiteral("Connected to PostgreSQL") &&
+        toldTooEarly |= desk.controller->message() == u"Connected to PostgreSQL"_s &&
                         !desk.controller->busy() && !desk.controller->queueReady();
         storageAsTold = desk.controller->queueReady();
     });
@@ -125,7 +123,7 @@ void StorageTest::theEndOfALoadIsToldAfterItsSave() {
     desk.controller->refresh(); // its save finds that the file has gone
     QVERIFY(ready.wait());
     QCOMPARE(desk.controller->message(),
-             QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally."));
+             u"Secure local save failed; the retained queue was not acknowledged locally."_s);
     desk.controller->refresh(); // and this one's makes it anew
     QVERIFY(ready.wait());
     QVERIFY(desk.controller->queueReady());
@@ -137,7 +135,7 @@ void StorageTest::waitingWorkIsKeptAgainWhenItsStoreIsLost() {
     Desk desk(sample::oneEntry());
     QVERIFY(desk.load());
     desk.holdPushes();
-    QVERIFY(desk.holdQueue({sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"), {})}));
+    QVERIFY(desk.holdQueue({sample::queueItem(u"entry.update"_s, u"e1"_s, {})}));
     QVERIFY(deleteVault(desk.peer.url()));
     const QList<QTimer*> timers =
         desk.controller->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
@@ -147,7 +145,7 @@ void StorageTest::waitingWorkIsKeptAgainWhenItsStoreIsLost() {
     QVERIFY(periodic != timers.end());
     QVERIFY(QMetaObject::invokeMethod(*periodic, "timeout"));
     QCOMPARE(desk.controller->message(),
-             QStringLiteral("Secure local save failed; the retained queue was not acknowledged locally."));
+             u"Secure local save failed; the retained queue was not acknowledged locally."_s);
     QVERIFY(desk.peer.requests().isEmpty());
     QVERIFY(QMetaObject::invokeMethod(*periodic, "timeout"));
     QCOMPARE(desk.stored(), desk.controller->durableState());
@@ -163,7 +161,7 @@ void StorageTest::aReplacedStoreTakesNothingUntilTheNextConnect() {
     QVERIFY(desk.controller->persist());
     replaceSealedRecord(desk.peer.url(), record);
     for (int attempt = 0; attempt < 3; ++attempt) {
-        desk.controller->start(QStringLiteral("over it"), QString(), false);
+        desk.controller->start(u"over it"_s, QString(), false);
         QCOMPARE(desk.controller->message(), notAccepted);
         QCOMPARE(desk.controller->pending(), 0);
     }
@@ -179,13 +177,13 @@ void StorageTest::anUnreadQueueIsNotPushed() {
     QVERIFY(desk.load());
     desk.restart();
     SqliteFile file(vaultFile(desk.peer.url()));
-    file.run(QStringLiteral("ALTER TABLE vault RENAME TO aside"));
-    file.run(QStringLiteral("CREATE VIEW vault AS SELECT * FROM missing"));
+    file.run(u"ALTER TABLE vault RENAME TO aside"_s);
+    file.run(u"CREATE VIEW vault AS SELECT * FROM missing"_s);
     static_cast<void>(outcomeOf(*desk.controller, desk.peer.url()));
     QVERIFY(desk.controller->secureStorage());
     desk.peer.forgetRequests();
-    desk.controller->applyDurable(sample::durable(
-        sample::snapshot(), {sample::queueItem(QStringLiteral("timer.start"), QStringLiteral("e1"), {})}));
+    desk.controller->applyDurable(
+        sample::durable(sample::snapshot(), {sample::queueItem(u"timer.start"_s, u"e1"_s, {})}));
     QVERIFY(!desk.controller->queueReady());
     desk.controller->nextMutation();
     desk.controller->synchronize();
@@ -205,7 +203,7 @@ void StorageTest::anIdleReloadWritesNothing() {
     QVERIFY(desk.load());
     QCOMPARE(sealedRecord(desk.peer.url()), record);
 
-    desk.peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::json(sample::snapshot()));
+    desk.peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::json(sample::snapshot()));
     QSignalSpy changed(desk.controller.get(), &Controller::ready);
     desk.controller->refresh();
     QVERIFY(changed.wait());
@@ -214,3 +212,5 @@ void StorageTest::anIdleReloadWritesNothing() {
 
 QTEST_MAIN(StorageTest)
 #include "storage.moc"
+
+using namespace Qt::StringLiterals;

@@ -154,9 +154,9 @@ void SurfaceTest::aNewControllerIsIdleAndEmpty() {
     const Controller controller;
     QCOMPARE(controller.server(), QString());
     QCOMPARE(controller.message(), QString());
-    QCOMPARE(controller.elapsed(), QStringLiteral("00:00:00"));
+    QCOMPARE(controller.elapsed(), u"00:00:00"_s);
     QCOMPARE(controller.workspace(), QString());
-    QCOMPARE(controller.timezone(), QStringLiteral("Asia/Jerusalem"));
+    QCOMPARE(controller.timezone(), u"Asia/Jerusalem"_s);
     QVERIFY(controller.workspaces().isEmpty());
     QVERIFY(controller.projects().isEmpty());
     QVERIFY(controller.entries().isEmpty());
@@ -175,7 +175,7 @@ void SurfaceTest::aNewControllerIsIdleAndEmpty() {
 }
 
 void SurfaceTest::theDeviceIsMadeOnceAndKept() {
-    const QString key = QStringLiteral("device");
+    const QString key = u"device"_s;
     QVERIFY(!QSettings().contains(key));
     {
         const Controller first;
@@ -190,19 +190,19 @@ void SurfaceTest::theDeviceIsMadeOnceAndKept() {
 }
 
 void SurfaceTest::aGivenDeviceIsUsed() {
-    QSettings().setValue(QStringLiteral("device"), QStringLiteral("kept-as-it-is"));
+    QSettings().setValue(u"device"_s, u"kept-as-it-is"_s);
     const Controller controller;
-    QCOMPARE(QSettings().value(QStringLiteral("device")).toString(), QStringLiteral("kept-as-it-is"));
+    QCOMPARE(QSettings().value(u"device"_s).toString(), u"kept-as-it-is"_s);
 }
 
 void SurfaceTest::accountNamePrefersTheAddress_data() {
     QTest::addColumn<QJsonObject>("me");
     QTest::addColumn<QString>("name");
-    const QString email = QStringLiteral("email");
-    const QString display = QStringLiteral("display_name");
-    const QString noa = QStringLiteral("Noa");
-    QTest::newRow("both") << QJsonObject{{email, QStringLiteral("noa@example.org")}, {display, noa}}
-                          << QStringLiteral("noa@example.org");
+    const QString email = u"email"_s;
+    const QString display = u"display_name"_s;
+    const QString noa = u"Noa"_s;
+    QTest::newRow("both") << QJsonObject{{email, u"noa@example.org"_s}, {display, noa}}
+                          << u"noa@example.org"_s;
     QTest::newRow("no address") << QJsonObject{{display, noa}} << noa;
     QTest::newRow("address null") << QJsonObject{{email, QJsonValue()}, {display, noa}} << noa;
     QTest::newRow("address a number") << QJsonObject{{email, 7}, {display, noa}} << noa;
@@ -214,18 +214,18 @@ void SurfaceTest::accountNamePrefersTheAddress() {
     QFETCH(const QJsonObject, me);
     QFETCH(const QString, name);
     Controller controller;
-    controller.applyDurable({{QStringLiteral("me"), me}});
+    controller.applyDurable({{u"me"_s, me}});
     QCOMPARE(controller.accountName(), name);
 }
 
 void SurfaceTest::signedInNeedsANonEmptyTextToken_data() {
     QTest::addColumn<QJsonObject>("auth");
     QTest::addColumn<bool>("signedIn");
-    const QString token = QStringLiteral("token");
+    const QString token = u"token"_s;
     QTest::newRow("missing") << QJsonObject() << false;
     QTest::newRow("empty") << QJsonObject{{token, QString()}} << false;
     QTest::newRow("a number") << QJsonObject{{token, 12}} << false;
-    QTest::newRow("a text") << QJsonObject{{token, QStringLiteral("t")}} << true;
+    QTest::newRow("a text") << QJsonObject{{token, u"t"_s}} << true;
 }
 
 void SurfaceTest::signedInNeedsANonEmptyTextToken() {
@@ -239,32 +239,32 @@ void SurfaceTest::signedInNeedsANonEmptyTextToken() {
 void SurfaceTest::failShowsTheTextAndClearsBusy() {
     Controller controller;
     // Connecting sets busy until the credential store has answered.
-    controller.connectServer(QStringLiteral("http://localhost:1"));
+    controller.connectServer(u"http://localhost:1"_s);
     QVERIFY(controller.busy());
     QSignalSpy changed(&controller, &Controller::changed);
     QStringList seen;
     connect(&controller, &Controller::changed, &controller,
             [&controller, &seen] { seen.append(controller.message()); });
-    controller.fail(QStringLiteral("Something happened."));
-    QCOMPARE(controller.message(), QStringLiteral("Something happened."));
+    controller.fail(u"Something happened."_s);
+    QCOMPARE(controller.message(), u"Something happened."_s);
     QVERIFY(!controller.busy());
     QCOMPARE(changed.size(), 1);
-    QCOMPARE(seen, QStringList{QStringLiteral("Something happened.")});
+    QCOMPARE(seen, QStringList{u"Something happened."_s});
 }
 
 void SurfaceTest::pausingTheImportLeavesBusyAsItIs() {
     Controller controller;
     QSignalSpy changed(&controller, &Controller::changed);
     controller.pauseImport();
-    QCOMPARE(controller.message(), QStringLiteral("Pausing after the current committed chunk"));
+    QCOMPARE(controller.message(), u"Pausing after the current committed chunk"_s);
     QCOMPARE(changed.size(), 1);
     QVERIFY(!controller.busy());
 
-    controller.connectServer(QStringLiteral("http://localhost:1"));
+    controller.connectServer(u"http://localhost:1"_s);
     QVERIFY(controller.busy());
     controller.pauseImport();
     QVERIFY(controller.busy());
-    QCOMPARE(controller.message(), QStringLiteral("Pausing after the current committed chunk"));
+    QCOMPARE(controller.message(), u"Pausing after the current committed chunk"_s);
 }
 
 void SurfaceTest::theTickNeverEmitsChanged() {
@@ -277,16 +277,16 @@ void SurfaceTest::theTickNeverEmitsChanged() {
 
 void SurfaceTest::snapshotListsAreShown() {
     Controller controller;
-    const QJsonObject open = sample::period(QStringLiteral("open"), QStringLiteral("2024-01-01T00:00:00Z"),
-                                            QStringLiteral("2024-01-08T00:00:00Z"));
+    const QJsonObject open = sample::period(u"open"_s, u"2024-01-01T00:00:00Z"_s, u"2024-01-08T00:00:00Z"_s);
     controller.applyDurable(sample::durable(sample::snapshot({}, {open})));
     QCOMPARE(controller.projects().size(), 1);
-    QCOMPARE(controller.projects().first().toMap().value(QStringLiteral("name")).toString(),
-             QStringLiteral("Garden"));
+    QCOMPARE(controller.projects().first().toMap().value(u"name"_s).toString(), u"Garden"_s);
     QCOMPARE(controller.periods(), QVariantList{open.toVariantMap()});
     QCOMPARE(controller.workspaces(), sample::workspaces().value(u"items").toArray().toVariantList());
-    QCOMPARE(controller.workspace(), QStringLiteral("ws-1"));
+    QCOMPARE(controller.workspace(), u"ws-1"_s);
 }
 
 QTEST_MAIN(SurfaceTest)
 #include "surface.moc"
+
+using namespace Qt::StringLiterals;

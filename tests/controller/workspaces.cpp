@@ -7,26 +7,26 @@
 
 namespace {
 
-const QString snapshotPath = QStringLiteral("/v1/sync/snapshot");
-const QString start = QStringLiteral("2024-03-01T08:00:00Z");
-const QString stop = QStringLiteral("2024-03-01T09:00:00Z");
+const QString snapshotPath = u"/v1/sync/snapshot"_s;
+const QString start = u"2024-03-01T08:00:00Z"_s;
+const QString stop = u"2024-03-01T09:00:00Z"_s;
 
 QJsonObject entryOfTheOther() {
-    QJsonObject entry = sample::entry(QStringLiteral("other"), start, stop);
-    entry.insert(u"workspace_id", QStringLiteral("ws-2"));
+    QJsonObject entry = sample::entry(u"other"_s, start, stop);
+    entry.insert(u"workspace_id", u"ws-2"_s);
     return entry;
 }
 
 /// Each workspace with an entry of its own.
 PeerReply snapshotOf(const PeerRequest& request) {
-    const bool first = request.query == QStringLiteral("workspace_id=ws-1");
+    const bool first = request.query == u"workspace_id=ws-1"_s;
     return PeerReply::json(
-        sample::snapshot({first ? sample::entry(QStringLiteral("first"), start, stop) : entryOfTheOther()}));
+        sample::snapshot({first ? sample::entry(u"first"_s, start, stop) : entryOfTheOther()}));
 }
 
 QString onlyEntry(const Controller& controller) {
     const QVariantList entries = controller.entries();
-    return entries.size() == 1 ? entries.first().toMap().value(QStringLiteral("id")).toString() : QString();
+    return entries.size() == 1 ? entries.first().toMap().value(u"id"_s).toString() : QString();
 }
 
 } // namespace
@@ -52,16 +52,15 @@ void WorkspacesTest::anotherWorkspaceIsLoadedAndStored() {
     Desk desk;
     desk.peer.answer("GET", snapshotPath, snapshotOf);
     QVERIFY(desk.load());
-    QCOMPARE(onlyEntry(*desk.controller), QStringLiteral("first"));
+    QCOMPARE(onlyEntry(*desk.controller), u"first"_s);
     desk.peer.forgetRequests();
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->selectWorkspace(u"ws-2"_s);
     QVERIFY(desk.controller->busy());
     QVERIFY(ready.wait());
-    QCOMPARE(desk.peer.log(),
-             QStringList({QStringLiteral("GET /v1/sync/snapshot"), QStringLiteral("GET /v1/me/timer")}));
-    QCOMPARE(onlyEntry(*desk.controller), QStringLiteral("other"));
-    QCOMPARE(desk.stored().value(u"workspace").toString(), QStringLiteral("ws-2"));
+    QCOMPARE(desk.peer.log(), QStringList({u"GET /v1/sync/snapshot"_s, u"GET /v1/me/timer"_s}));
+    QCOMPARE(onlyEntry(*desk.controller), u"other"_s);
+    QCOMPARE(desk.stored().value(u"workspace").toString(), u"ws-2"_s);
 }
 
 void WorkspacesTest::theSelectedOneIsNotLoadedAgain() {
@@ -69,7 +68,7 @@ void WorkspacesTest::theSelectedOneIsNotLoadedAgain() {
     QVERIFY(desk.load());
     desk.peer.forgetRequests();
     QSignalSpy changed(desk.controller.get(), &Controller::changed);
-    desk.controller->selectWorkspace(QStringLiteral("ws-1"));
+    desk.controller->selectWorkspace(u"ws-1"_s);
     QCOMPARE(changed.size(), 0);
     QVERIFY(waitForSilence(*desk.controller));
     QVERIFY(desk.peer.requests().isEmpty());
@@ -78,11 +77,11 @@ void WorkspacesTest::theSelectedOneIsNotLoadedAgain() {
 void WorkspacesTest::withQueuedWorkTheSelectionStays() {
     Desk desk;
     QVERIFY(desk.load());
-    QVERIFY(desk.holdQueue({sample::queueItem(QStringLiteral("entry.update"), QStringLiteral("e1"), {})}));
+    QVERIFY(desk.holdQueue({sample::queueItem(u"entry.update"_s, u"e1"_s, {})}));
     const QJsonObject state = desk.controller->durableState();
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->selectWorkspace(u"ws-2"_s);
     QCOMPARE(desk.controller->message(),
-             QStringLiteral("Finish synchronizing pending work before switching the native workspace."));
+             u"Finish synchronizing pending work before switching the native workspace."_s);
     QVERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->durableState(), state);
     QVERIFY(waitForSilence(*desk.controller));
@@ -94,17 +93,16 @@ void WorkspacesTest::aFailedLoadShowsNothingOfTheWorkspaceLeft() {
     desk.peer.answer("GET", snapshotPath, snapshotOf);
     QVERIFY(desk.load());
     desk.peer.goOffline();
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
-    QTRY_COMPARE(desk.controller->message(),
-                 QStringLiteral("Server unavailable. Encrypted cached data retained."));
+    desk.controller->selectWorkspace(u"ws-2"_s);
+    QTRY_COMPARE(desk.controller->message(), u"Server unavailable. Encrypted cached data retained."_s);
     QVERIFY(!desk.controller->busy());
     QVERIFY(desk.controller->entries().isEmpty());
     // The selection is stored with the next save only.
-    QCOMPARE(desk.stored().value(u"workspace").toString(), QStringLiteral("ws-1"));
+    QCOMPARE(desk.stored().value(u"workspace").toString(), u"ws-1"_s);
 }
 
 void WorkspacesTest::aLateTimerOfTheWorkspaceLeftEndsNoOtherLoad() {
-    const QString timerPath = QStringLiteral("/v1/me/timer");
+    const QString timerPath = u"/v1/me/timer"_s;
     Desk desk;
     desk.peer.answer("GET", snapshotPath, snapshotOf);
     QVERIFY(desk.load());
@@ -114,7 +112,7 @@ void WorkspacesTest::aLateTimerOfTheWorkspaceLeftEndsNoOtherLoad() {
     desk.controller->addManual(QString(), QString(), stop, start, false);
     desk.peer.answerOnce("GET", snapshotPath, PeerReply::only(PeerReply::Delivery::Never));
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->selectWorkspace(u"ws-2"_s);
     desk.peer.release();
     // What is asked after the release is answered after it.
     bool answered = false;
@@ -128,25 +126,25 @@ void WorkspacesTest::aLateSnapshotOfTheWorkspaceLeftIsDropped() {
     Desk desk;
     desk.peer.answer("GET", snapshotPath, snapshotOf);
     QVERIFY(desk.load());
-    PeerReply late = PeerReply::json(sample::snapshot({sample::entry(QStringLiteral("late"), start, stop)}));
+    PeerReply late = PeerReply::json(sample::snapshot({sample::entry(u"late"_s, start, stop)}));
     desk.peer.answerOnce("GET", snapshotPath, late.delivered(PeerReply::Delivery::Hold));
     desk.controller->refresh();
     QTRY_COMPARE(desk.peer.held(), 1);
     // A refused entry clears busy while the load is still under way.
     desk.controller->addManual(QString(), QString(), stop, start, false);
     QSignalSpy ready(desk.controller.get(), &Controller::ready);
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->selectWorkspace(u"ws-2"_s);
     QVERIFY(ready.wait());
     desk.peer.release();
     QVERIFY(waitForSilence(*desk.controller));
-    QCOMPARE(onlyEntry(*desk.controller), QStringLiteral("other"));
+    QCOMPARE(onlyEntry(*desk.controller), u"other"_s);
     QCOMPARE(desk.controller->durableState().value(u"snapshot").toObject().value(u"time_entries").toArray(),
              QJsonArray{entryOfTheOther()});
 }
 
 void WorkspacesTest::onlyProjectsOfTheSelectedOneAreOffered_data() {
     QTest::addColumn<QJsonValue>("named");
-    QTest::newRow("the snapshot names its workspace") << QJsonValue(QStringLiteral("ws-1"));
+    QTest::newRow("the snapshot names its workspace") << QJsonValue(u"ws-1"_s);
     QTest::newRow("it does not") << QJsonValue();
 }
 
@@ -160,12 +158,12 @@ void WorkspacesTest::onlyProjectsOfTheSelectedOneAreOffered() {
     const QJsonObject cached = desk.controller->durableState().value(u"snapshot").toObject();
 
     desk.peer.goOffline();
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->selectWorkspace(u"ws-2"_s);
     QVERIFY(desk.controller->projects().isEmpty());
     QTRY_VERIFY(!desk.controller->busy());
     QVERIFY(desk.controller->projects().isEmpty());
     QCOMPARE(desk.controller->durableState().value(u"snapshot").toObject(), cached);
-    desk.controller->selectWorkspace(QStringLiteral("ws-1"));
+    desk.controller->selectWorkspace(u"ws-1"_s);
     QTRY_VERIFY(!desk.controller->busy());
     QCOMPARE(desk.controller->projects().size(), 1);
     QCOMPARE(desk.controller->entries().size(), 1);
@@ -173,20 +171,22 @@ void WorkspacesTest::onlyProjectsOfTheSelectedOneAreOffered() {
 
 void WorkspacesTest::projectsAreStillOnlyItsOwnAfterARestart() {
     QJsonObject snapshot = sample::oneEntry();
-    snapshot.insert(u"workspace_id", QStringLiteral("ws-1"));
+    snapshot.insert(u"workspace_id", u"ws-1"_s);
     Desk desk(snapshot);
     QVERIFY(desk.load());
     desk.peer.goOffline();
-    desk.controller->selectWorkspace(QStringLiteral("ws-2"));
+    desk.controller->selectWorkspace(u"ws-2"_s);
     QTRY_VERIFY(!desk.controller->busy());
     QVERIFY(desk.controller->persist());
     desk.restart();
     desk.controller->connectServer(desk.peer.url());
     QTRY_VERIFY(!desk.controller->busy());
-    QCOMPARE(desk.controller->workspace(), QStringLiteral("ws-2"));
+    QCOMPARE(desk.controller->workspace(), u"ws-2"_s);
     QVERIFY(desk.controller->projects().isEmpty());
     QVERIFY(desk.controller->durableState().value(u"snapshot").toObject() == snapshot);
 }
 
 QTEST_MAIN(WorkspacesTest)
 #include "workspaces.moc"
+
+using namespace Qt::StringLiterals;

@@ -6,9 +6,11 @@
 
 #include <QJsonArray>
 
+using namespace Qt::StringLiterals;
+
 /// The header of a snapshot of the year 2026, as its query stores it.
-[[nodiscard]] QJsonObject reportHeader(const QString& kind, const QString& language = QStringLiteral("en"),
-                                       const QString& group = QStringLiteral("project"));
+[[nodiscard]] QJsonObject reportHeader(const QString& kind, const QString& language = u"en"_s,
+                                       const QString& group = u"project"_s);
 
 /// Totals of `seconds`, rounded up to a quarter of an hour, half of it billable.
 [[nodiscard]] QJsonObject reportTotals(int seconds, const QJsonValue& amount, int entries = 1);

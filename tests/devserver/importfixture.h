@@ -5,6 +5,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 /// A server, the world around it, and nothing imported before each test.
 class ImportFixture : public QObject {
     Q_OBJECT
@@ -15,7 +17,7 @@ protected:
     /// The body of a preview in UTC under "old-tracker".
     [[nodiscard]] static QJsonObject bodyOf(const QString& content);
     /// As many records, each an hour of its own from 2025-06-01 on.
-    [[nodiscard]] static QString records(int count, const QString& word = QStringLiteral("work"));
+    [[nodiscard]] static QString records(int count, const QString& word = u"work"_s);
     /// Records under the columns that most tests need: description, start and end.
     [[nodiscard]] static QString simple(const QStringList& lines);
 

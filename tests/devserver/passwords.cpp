@@ -28,7 +28,7 @@ void TestDevserverPasswords::aHashIsArgon2idWithModerateLimits() {
 }
 
 void TestDevserverPasswords::onlyThePasswordHasItsHash() {
-    const QByteArray password = QStringLiteral("סיסמה ארוכה").toUtf8();
+    const QByteArray password = u"סיסמה ארוכה"_s.toUtf8();
     const QByteArray hash = hashPassword(password);
     QVERIFY(hasHash(password, hash));
     QVERIFY(!hasHash(password + ' ', hash));
@@ -53,3 +53,5 @@ void TestDevserverPasswords::whatIsNoHashIsNotAWrongPassword() {
 
 QTEST_APPLESS_MAIN(TestDevserverPasswords)
 #include "passwords.moc"
+
+using namespace Qt::StringLiterals;

@@ -6,9 +6,11 @@
 
 #include <QJsonArray>
 
+using namespace Qt::StringLiterals;
+
 /// What the workspace's reports count by.
 struct ReportRules {
-    QString language = QStringLiteral("he");
+    QString language = u"he"_s;
     int roundingMinutes = 0;
 };
 

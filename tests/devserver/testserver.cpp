@@ -11,6 +11,8 @@
 
 #include <tuple>
 
+using namespace Qt::StringLiterals;
+
 using devserver::Connection;
 using devserver::DatabaseAddress;
 
@@ -40,17 +42,17 @@ Reply replyOf(const httplib::Result& result) {
 
 TestDatabase::TestDatabase() {
     if (!isPostgresql()) {
-        m_address.name = m_folder.filePath(QStringLiteral("folder/test.sqlite"));
+        m_address.name = m_folder.filePath(u"folder/test.sqlite"_s);
         return;
     }
     m_address = maintenance();
-    m_address.name = QStringLiteral("t") + QUuid::createUuid().toString(QUuid::Id128);
-    Connection(maintenance()).run(QStringLiteral("CREATE DATABASE ") + m_address.name);
+    m_address.name = u"t"_s + QUuid::createUuid().toString(QUuid::Id128);
+    Connection(maintenance()).run(u"CREATE DATABASE "_s + m_address.name);
 }
 
 TestDatabase::~TestDatabase() {
     if (isPostgresql()) {
-        Connection(maintenance()).run(QStringLiteral("DROP DATABASE %1 WITH (FORCE)").arg(m_address.name));
+        Connection(maintenance()).run(u"DROP DATABASE %1 WITH (FORCE)"_s.arg(m_address.name));
     }
 }
 
@@ -60,10 +62,10 @@ bool TestDatabase::isPostgresql() {
 
 QString TestDatabase::option() const {
     if (!isPostgresql()) {
-        return QStringLiteral("sqlite:") + m_address.name;
+        return u"sqlite:"_s + m_address.name;
     }
-    return QStringLiteral("postgresql://%1@%2:%3/%4")
-        .arg(m_address.user, m_address.host, QString::number(m_address.port), m_address.name);
+    return u"postgresql://%1@%2:%3/%4"_s.arg(m_address.user, m_address.host, QString::number(m_address.port),
+                                             m_address.name);
 }
 
 QVariant TestDatabase::value(const QString& sql, const QVariantList& values) const {
@@ -84,11 +86,9 @@ TestServer::~TestServer() {
 
 bool TestServer::start(const TestDatabase& database, const QStringList& more) {
     m_process.start(QStringLiteral(DEVSERVER_PROGRAM),
-                    QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
-                                QStringLiteral("--database"), database.option()} +
-                        more);
+                    QStringList{u"--listen"_s, u"127.0.0.1:0"_s, u"--database"_s, database.option()} + more);
     m_announced.clear();
-    const QByteArray listening = QByteArrayLiteral("Listening on ");
+    const QByteArray listening = "Listening on "_ba;
     while (m_process.canReadLine() || m_process.waitForReadyRead(patience)) {
         const QByteArray line = m_process.canReadLine() ? m_process.readLine() : QByteArray();
         if (line.startsWith(listening)) {
@@ -125,7 +125,7 @@ int TestServer::exitCode() const {
 }
 
 qint64 peakMemory(qint64 process) {
-    QFile status(QStringLiteral("/proc/%1/status").arg(process));
+    QFile status(u"/proc/%1/status"_s.arg(process));
     if (!status.open(QIODevice::ReadOnly)) {
         return 0;
     }
@@ -135,17 +135,17 @@ qint64 peakMemory(qint64 process) {
 }
 
 QString Reply::errorCode() const {
-    const QJsonObject error = body.value(QStringLiteral("error")).toObject();
-    const QString message = error.value(QStringLiteral("message")).toString();
+    const QJsonObject error = body.value(u"error"_s).toObject();
+    const QString message = error.value(u"message"_s).toString();
     // Every error has both parts, and nothing beside them.
     if (body.size() != 1 || error.size() != 2 || !message.endsWith(u'.') || message.contains(u'\n')) {
-        return QStringLiteral("not the shape of an error");
+        return u"not the shape of an error"_s;
     }
-    return error.value(QStringLiteral("code")).toString();
+    return error.value(u"code"_s).toString();
 }
 
 QJsonObject Reply::result() const {
-    const QJsonArray results = body.value(QStringLiteral("results")).toArray();
+    const QJsonArray results = body.value(u"results"_s).toArray();
     return status == 200 && results.size() == 1 ? results[0].toObject() : QJsonObject();
 }
 
@@ -211,9 +211,8 @@ Reply TestClient::postTo(const std::string& path, const QJsonObject& body, const
 }
 
 Reply TestClient::push(const QJsonObject& mutation) {
-    const QJsonObject body{{QStringLiteral("mutations"), QJsonArray{mutation}}};
-    return post(
-        QJsonDocument(body).toJson(QJsonDocument::Compact).toStdString(),
-        {{"Content-Type", "application/json"},
-         {"Idempotency-Key", mutation.value(QStringLiteral("mutation_id")).toString().toStdString()}});
+    const QJsonObject body{{u"mutations"_s, QJsonArray{mutation}}};
+    return post(QJsonDocument(body).toJson(QJsonDocument::Compact).toStdString(),
+                {{"Content-Type", "application/json"},
+                 {"Idempotency-Key", mutation.value(u"mutation_id"_s).toString().toStdString()}});
 }

@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QByteArray password = QByteArrayLiteral("correct horse battery");
+const QByteArray password = "correct horse battery"_ba;
 
 } // namespace
 

@@ -5,6 +5,8 @@
 #include <QJsonObject>
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 /// The cases of tests/state/data/`file`, each an object with a `name`.
 [[nodiscard]] QJsonArray casesOf(const QString& file);
 
@@ -13,4 +15,4 @@ void addCases(const QString& file);
 
 /// Where two documents differ, one line per place; empty when they do not.
 [[nodiscard]] QString differences(const QJsonValue& expected, const QJsonValue& actual,
-                                  const QString& path = QStringLiteral("$"));
+                                  const QString& path = u"$"_s);

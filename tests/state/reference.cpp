@@ -6,6 +6,8 @@
 #include <QMap>
 #include <QSet>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString text(const QJsonObject& object, const char* key) {
@@ -89,7 +91,7 @@ bool Model::change(QJsonObject& entity, const QJsonObject& item) const {
         set(entity, "user_id", user);
         set(entity, "version", 1);
         set(entity, "deleted_at", QJsonValue::Null);
-        if (!payload.keys().contains(QStringLiteral("stop_at"))) {
+        if (!payload.keys().contains(u"stop_at"_s)) {
             set(entity, "stop_at", QJsonValue::Null);
         }
         return true;
@@ -108,7 +110,7 @@ bool Model::change(QJsonObject& entity, const QJsonObject& item) const {
     if (operation == u"entry.delete" && at(item, "created_at").isString()) {
         set(entity, "deleted_at", at(item, "created_at"));
     } else if (operation == u"entry.delete") {
-        set(entity, "deleted_at", QStringLiteral("pending-deletion"));
+        set(entity, "deleted_at", u"pending-deletion"_s);
     }
     if (operation == u"entry.restore") {
         set(entity, "deleted_at", QJsonValue::Null);

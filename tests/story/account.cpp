@@ -14,9 +14,9 @@ using Role = Element::Role;
 namespace {
 
 // One of the demo's people.
-const QString email = QStringLiteral("dan@example.com");
-const QString password = QStringLiteral("dan-in-the-demo");
-const QString work = QStringLiteral("Count the paper boats");
+const QString email = u"dan@example.com"_s;
+const QString password = u"dan-in-the-demo"_s;
+const QString work = u"Count the paper boats"_s;
 
 } // namespace
 
@@ -67,75 +67,70 @@ void StoryAccountTest::workUnderAnAccountEndsWithItAndLeavesNothingReadable() {
 }
 
 bool StoryAccountTest::speakEnglish() const {
-    return press(QStringLiteral("EN"),
-                 [this] { return m_program.shows(Role::PageTab, QStringLiteral("Settings")); });
+    return press(u"EN"_s, [this] { return m_program.shows(Role::PageTab, u"Settings"_s); });
 }
 
 void StoryAccountTest::connectAsDeveloper() {
     QVERIFY(startDesk());
     QVERIFY(openProgram());
-    QVERIFY(openTab(QStringLiteral("Settings"), QStringLiteral("Sign out")));
+    QVERIFY(openTab(u"Settings"_s, u"Sign out"_s));
 }
 
 void StoryAccountTest::signInWithTheKeyboard() {
-    QVERIFY(fillIn(QStringLiteral("Existing account email"), email));
-    QVERIFY(m_screen.key(QStringLiteral("Tab")) && m_screen.type(password));
-    QVERIFY(m_screen.key(QStringLiteral("Return")));
-    QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Personal account: ") + email), Screen::patienceMs);
-    QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Connected to PostgreSQL")), Screen::patienceMs);
+    QVERIFY(fillIn(u"Existing account email"_s, email));
+    QVERIFY(m_screen.key(u"Tab"_s) && m_screen.type(password));
+    QVERIFY(m_screen.key(u"Return"_s));
+    QTRY_VERIFY_WITH_TIMEOUT(shows(u"Personal account: "_s + email), Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(shows(u"Connected to PostgreSQL"_s), Screen::patienceMs);
 }
 
 void StoryAccountTest::workWithoutServer() {
     m_server.kill();
-    QVERIFY(openTab(QStringLiteral("Timer and entries"), QStringLiteral("Manual entry")));
-    QVERIFY(fillIn(QStringLiteral("What are you working on?"), work));
-    QVERIFY(press(QStringLiteral("Start"),
-                  [this] { return m_program.shows(Role::PushButton, QStringLiteral("Stop")); }));
-    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, QStringLiteral("Sync (1)")),
-                             Screen::patienceMs);
+    QVERIFY(openTab(u"Timer and entries"_s, u"Manual entry"_s));
+    QVERIFY(fillIn(u"What are you working on?"_s, work));
+    QVERIFY(press(u"Start"_s, [this] { return m_program.shows(Role::PushButton, u"Stop"_s); }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, u"Sync (1)"_s), Screen::patienceMs);
 }
 
 void StoryAccountTest::findSignOutClosed() {
-    QVERIFY(openTab(QStringLiteral("Settings"), QStringLiteral("Sign out")));
-    const Element button = m_program.elements().find(Role::PushButton, QStringLiteral("Sign out"));
+    QVERIFY(openTab(u"Settings"_s, u"Sign out"_s));
+    const Element button = m_program.elements().find(Role::PushButton, u"Sign out"_s);
     QVERIFY(!button.isNull());
     QVERIFY(m_screen.click(button.area().center()));
-    QVERIFY(m_screen.key(QStringLiteral("Return")));
-    QVERIFY(m_program.shows(Role::PushButton, QStringLiteral("Sync (1)")));
-    QVERIFY(shows(QStringLiteral("Personal account: ") + email));
+    QVERIFY(m_screen.key(u"Return"_s));
+    QVERIFY(m_program.shows(Role::PushButton, u"Sync (1)"_s));
+    QVERIFY(shows(u"Personal account: "_s + email));
 }
 
 void StoryAccountTest::loseTheSession() {
-    SqliteFile(m_server.databaseFile()).run(QStringLiteral("DELETE FROM sessions"));
+    SqliteFile(m_server.databaseFile()).run(u"DELETE FROM sessions"_s);
     QVERIFY(m_server.start());
-    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, QStringLiteral("Sign in again")),
-                             Screen::patienceMs);
-    QVERIFY(m_program.shows(Role::PushButton, QStringLiteral("Sync (1)")));
+    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, u"Sign in again"_s), Screen::patienceMs);
+    QVERIFY(m_program.shows(Role::PushButton, u"Sync (1)"_s));
     QCOMPARE(m_server.entriesNamed(work).size(), 0);
 }
 
 void StoryAccountTest::signInAgainAndSeeTheWorkArrive() {
-    QVERIFY(fillIn(QStringLiteral("Existing account email"), email));
-    QVERIFY(m_screen.key(QStringLiteral("Tab")) && m_screen.type(password));
-    QVERIFY(press(QStringLiteral("Sign in again"), [this] {
-        return m_program.elements().find(Role::PushButton, QStringLiteral("Sign in again")).isNull();
+    QVERIFY(fillIn(u"Existing account email"_s, email));
+    QVERIFY(m_screen.key(u"Tab"_s) && m_screen.type(password));
+    QVERIFY(press(u"Sign in again"_s, [this] {
+        return m_program.elements().find(Role::PushButton, u"Sign in again"_s).isNull();
     }));
-    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, QStringLiteral("Sync (0)")),
-                             Screen::patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_program.shows(Role::PushButton, u"Sync (0)"_s), Screen::patienceMs);
     const QJsonArray pushed = m_server.entriesNamed(work);
     QCOMPARE(pushed.size(), 1);
-    const QJsonValue developer = m_server.request("GET", QStringLiteral("/me")).body.value(u"id");
+    const QJsonValue developer = m_server.request("GET", u"/me"_s).body.value(u"id");
     QVERIFY(developer.isString());
     QVERIFY(pushed.first().toObject().value(u"user_id") != developer);
 }
 
 void StoryAccountTest::signOut() {
-    QVERIFY(press(QStringLiteral("Sign out"), [this] {
-        return shows(QStringLiteral("Signed out. No private developer fallback was opened automatically."));
+    QVERIFY(press(u"Sign out"_s, [this] {
+        return shows(u"Signed out. No private developer fallback was opened automatically."_s);
     }));
-    QVERIFY(shows(QStringLiteral("Not signed in to a personal account")));
-    QVERIFY(openTab(QStringLiteral("Timer and entries"), QStringLiteral("Manual entry")));
-    QVERIFY(shows(QStringLiteral("00:00:00")));
+    QVERIFY(shows(u"Not signed in to a personal account"_s));
+    QVERIFY(openTab(u"Timer and entries"_s, u"Manual entry"_s));
+    QVERIFY(shows(u"00:00:00"_s));
     QVERIFY(!lists(work));
 }
 
@@ -143,17 +138,17 @@ void StoryAccountTest::startAgainSignedOut() {
     QVERIFY(m_screen.close(m_program));
     QCOMPARE(m_program.exitCode(), 0);
     m_program.start();
-    QTRY_VERIFY_WITH_TIMEOUT(shows(QStringLiteral("Signed out. Use personal login, or explicitly reconnect "
-                                                  "for private development.")),
+    QTRY_VERIFY_WITH_TIMEOUT(shows(u"Signed out. Use personal login, or explicitly reconnect "
+                                   "for private development."_s),
                              Screen::patienceMs);
     QVERIFY(speakEnglish());
-    QVERIFY(openTab(QStringLiteral("Settings"), QStringLiteral("Sign out")));
+    QVERIFY(openTab(u"Settings"_s, u"Sign out"_s));
 }
 
 void StoryAccountTest::reconnectAsDeveloper() {
-    QVERIFY(press(QStringLiteral("Connect / explicit developer entry"),
-                  [this] { return shows(QStringLiteral("Connected to PostgreSQL")); }));
-    QVERIFY(shows(QStringLiteral("Not signed in to a personal account")));
+    QVERIFY(press(u"Connect / explicit developer entry"_s,
+                  [this] { return shows(u"Connected to PostgreSQL"_s); }));
+    QVERIFY(shows(u"Not signed in to a personal account"_s));
     QVERIFY(m_screen.close(m_program));
     QCOMPARE(m_program.exitCode(), 0);
 }
@@ -168,3 +163,5 @@ void StoryAccountTest::findThePasswordNowhere() {
 
 QTEST_MAIN(StoryAccountTest)
 #include "account.moc"
+
+using namespace Qt::StringLiterals;

@@ -19,15 +19,14 @@ using Role = Element::Role;
 
 namespace {
 
-const QString timed = QStringLiteral("Rewrite the ferry timetable");
-const QString manual = QStringLiteral("Phone call with the lighthouse");
-const QString edited = QStringLiteral("Catalogue of drowned bells");
+const QString timed = u"Rewrite the ferry timetable"_s;
+const QString manual = u"Phone call with the lighthouse"_s;
+const QString edited = u"Catalogue of drowned bells"_s;
 
 /// What a person wrote, or is called by, anywhere inside a JSON value.
 void collectTexts(const QJsonValue& value, QSet<QString>& texts) {
-    static const QSet<QString> personal{QStringLiteral("name"), QStringLiteral("description"),
-                                        QStringLiteral("email"), QStringLiteral("display_name"),
-                                        QStringLiteral("last_reason")};
+    static const QSet<QString> personal{u"name"_s, u"description"_s, u"email"_s, u"display_name"_s,
+                                        u"last_reason"_s};
     constexpr int telling = 5; // shorter ones can occur by chance
     const QJsonArray items = value.toArray();
     for (const auto& item : items) {
@@ -65,14 +64,14 @@ QStringList filesHolding(const QSet<QString>& texts) {
     while (files.hasNext()) {
         QFile file(files.next());
         if (!file.open(QIODevice::ReadOnly)) {
-            found.append(file.fileName() + QStringLiteral(" cannot be read"));
+            found.append(file.fileName() + u" cannot be read"_s);
             continue;
         }
         const QByteArray bytes = file.readAll();
         const auto needle = std::find_if(needles.begin(), needles.end(),
                                          [&bytes](const QByteArray& text) { return bytes.contains(text); });
         if (needle != needles.end()) {
-            found.append(file.fileName() + QStringLiteral(" holds ") + QString::fromUtf8(*needle));
+            found.append(file.fileName() + u" holds "_s + QString::fromUtf8(*needle));
         }
     }
     return found;
@@ -134,15 +133,15 @@ void StoryTest::workDoneWhileTheServerIsAwayReachesItOnceAndIsNeverReadable() {
 }
 
 bool StoryTest::lists(const QString& description, bool pending) const {
-    const QString row = elements().findStarting(description + QStringLiteral(", ")).name();
-    return !row.isEmpty() && pending == (row.contains(QStringLiteral(" · Pending sync")) ||
-                                         row.contains(QStringLiteral(" · ממתין לסנכרון")));
+    const QString row = elements().findStarting(description + u", "_s).name();
+    return !row.isEmpty() &&
+           pending == (row.contains(u" · Pending sync"_s) || row.contains(u" · ממתין לסנכרון"_s));
 }
 
 Element StoryTest::editableRow() {
     const QList<Element> all = elements().everything();
     for (const Element& row : all) {
-        Element button = row.find(Role::PushButton, QStringLiteral("Edit description"));
+        Element button = row.find(Role::PushButton, u"Edit description"_s);
         if (!button.isEnabled()) {
             continue;
         }
@@ -150,7 +149,7 @@ Element StoryTest::editableRow() {
         for (const auto& value : std::as_const(m_before)) {
             const QString description = value.toObject().value(u"description").toString();
             const QString start = value.toObject().value(u"start_at").toString();
-            if (!description.isEmpty() && name.startsWith(description + QStringLiteral(", ") + start)) {
+            if (!description.isEmpty() && name.startsWith(description + u", "_s + start)) {
                 m_original = value.toObject();
                 return button;
             }
@@ -163,8 +162,8 @@ void StoryTest::openFullWindow() {
     QVERIFY(startDesk());
     m_before = m_server.entries();
     QVERIFY(m_before.size() > 2000);
-    const QString snapshot = QStringLiteral("/sync/snapshot?workspace_id=") + m_server.workspace();
-    for (const QString& path : {QStringLiteral("/me"), QStringLiteral("/workspaces"), snapshot}) {
+    const QString snapshot = u"/sync/snapshot?workspace_id="_s + m_server.workspace();
+    for (const QString& path : {u"/me"_s, u"/workspaces"_s, snapshot}) {
         collectTexts(m_server.request("GET", path).body, m_secrets);
     }
     QVERIFY(m_secrets.size() > 100);
@@ -174,17 +173,15 @@ void StoryTest::openFullWindow() {
 }
 
 void StoryTest::startTimer() {
-    QVERIFY(fillIn(QStringLiteral("What are you working on?"), timed));
-    QVERIFY(press(QStringLiteral("Start"),
-                  [this] { return m_program.shows(Role::PushButton, QStringLiteral("Stop")); }));
+    QVERIFY(fillIn(u"What are you working on?"_s, timed));
+    QVERIFY(press(u"Start"_s, [this] { return m_program.shows(Role::PushButton, u"Stop"_s); }));
     QTRY_VERIFY_WITH_TIMEOUT(isWaiting(0), Screen::patienceMs);
     QCOMPARE(m_server.entriesNamed(timed).size(), 1);
     m_server.kill();
 }
 
 void StoryTest::stopTimerWithoutServer() {
-    QVERIFY(press(QStringLiteral("Stop"),
-                  [this] { return m_program.shows(Role::PushButton, QStringLiteral("Start")); }));
+    QVERIFY(press(u"Stop"_s, [this] { return m_program.shows(Role::PushButton, u"Start"_s); }));
     QTRY_VERIFY_WITH_TIMEOUT(isWaiting(1), Screen::patienceMs);
     QTRY_VERIFY_WITH_TIMEOUT(lists(timed, true), Screen::patienceMs);
 }
@@ -197,19 +194,17 @@ void StoryTest::addManualEntryWithoutServer() {
         return now.addSecs(-ago).toOffsetFromUtc(int(3 * hour)).toString(Qt::ISODate);
     };
     m_manualStart = now.addSecs(-3 * hour).toString(Qt::ISODate);
-    QVERIFY(press(QStringLiteral("Manual entry"),
-                  [this] { return m_program.shows(Role::Text, QStringLiteral("From")); }));
-    QVERIFY(fillIn(QStringLiteral("Description"), manual));
-    QVERIFY(fillIn(QStringLiteral("From"), local(3 * hour)));
-    QVERIFY(fillIn(QStringLiteral("To"), local(2 * hour)));
-    QVERIFY(
-        press(QStringLiteral("OK"), [this] { return !m_program.shows(Role::Text, QStringLiteral("From")); }));
+    QVERIFY(press(u"Manual entry"_s, [this] { return m_program.shows(Role::Text, u"From"_s); }));
+    QVERIFY(fillIn(u"Description"_s, manual));
+    QVERIFY(fillIn(u"From"_s, local(3 * hour)));
+    QVERIFY(fillIn(u"To"_s, local(2 * hour)));
+    QVERIFY(press(u"OK"_s, [this] { return !m_program.shows(Role::Text, u"From"_s); }));
     QTRY_VERIFY_WITH_TIMEOUT(isWaiting(2), Screen::patienceMs);
     QTRY_VERIFY_WITH_TIMEOUT(lists(manual, true), Screen::patienceMs);
 }
 
 void StoryTest::editDescriptionWithoutServer() {
-    const QString field = QStringLiteral("Description");
+    const QString field = u"Description"_s;
     QVERIFY(retry(
         [this] {
             const Element button = editableRow();
@@ -218,7 +213,7 @@ void StoryTest::editDescriptionWithoutServer() {
         [&] { return m_program.shows(Role::Text, field); }));
     QCOMPARE(elements().find(Role::Text, field).text(), m_original.value(u"description").toString());
     QVERIFY(fillIn(field, edited));
-    QVERIFY(m_screen.key(QStringLiteral("Return")));
+    QVERIFY(m_screen.key(u"Return"_s));
     QTRY_VERIFY_WITH_TIMEOUT(isWaiting(3), Screen::patienceMs);
     QTRY_VERIFY_WITH_TIMEOUT(lists(edited, true), Screen::patienceMs);
 }
@@ -234,8 +229,8 @@ void StoryTest::startAgainAndFindEverythingPending() {
     for (const QString& description : {timed, manual, edited}) {
         QTRY_VERIFY_WITH_TIMEOUT(lists(description, true), Screen::patienceMs);
     }
-    QVERIFY(m_program.shows(Role::PushButton, QStringLiteral("התחל")));
-    QVERIFY(m_program.shows(Role::ComboBox, QStringLiteral("סביבת עבודה")));
+    QVERIFY(m_program.shows(Role::PushButton, u"התחל"_s));
+    QVERIFY(m_program.shows(Role::ComboBox, u"סביבת עבודה"_s));
 }
 
 void StoryTest::letTheServerReturn() {
@@ -247,7 +242,7 @@ void StoryTest::letTheServerReturn() {
 }
 
 void StoryTest::findEachChangeOnce() {
-    const QString version = QStringLiteral("version");
+    const QString version = u"version"_s;
     QCOMPARE(m_server.entries().size(), m_before.size() + 2);
 
     const QJsonArray stopped = m_server.entriesNamed(timed);
@@ -268,13 +263,15 @@ void StoryTest::findEachChangeOnce() {
 
 void StoryTest::findNothingReadableInTheHome() {
     QVERIFY(QFile::exists(vaultFile(m_server.url())));
-    QCOMPARE(QFile::exists(vaultFile(m_server.url()) + QStringLiteral("-wal")), m_program.isRunning());
+    QCOMPARE(QFile::exists(vaultFile(m_server.url()) + u"-wal"_s), m_program.isRunning());
     QCOMPARE(filesHolding(m_secrets), QStringList());
     // That this finds what is there: the one thing that is not secret.
     const QStringList settings = filesHolding({m_server.url()});
     QCOMPARE(settings.size(), 1);
-    QVERIFY(settings.constFirst().contains(QStringLiteral("TimerKelvaro.conf")));
+    QVERIFY(settings.constFirst().contains(u"TimerKelvaro.conf"_s));
 }
 
 QTEST_MAIN(StoryTest)
 #include "story.moc"
+
+using namespace Qt::StringLiterals;

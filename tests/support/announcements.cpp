@@ -7,29 +7,30 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 
+using namespace Qt::StringLiterals;
+
 Announcements::Announcements() {
     // Programs send what somebody has asked for.
     for (const char* const event : {"object:state-changed:showing", "object:announcement"}) {
-        QDBusMessage ask = QDBusMessage::createMethodCall(
-            QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("/org/a11y/atspi/registry"),
-            QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("RegisterEvent"));
+        QDBusMessage ask =
+            QDBusMessage::createMethodCall(u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/registry"_s,
+                                           u"org.a11y.atspi.Registry"_s, u"RegisterEvent"_s);
         ask.setArguments({QString::fromLatin1(event)});
         if (accessibilityBus().call(ask).type() != QDBusMessage::ReplyMessage) {
             qFatal("The registry does not listen to %s", event);
         }
     }
     QDBusConnection bus = accessibilityBus();
-    const QString object = QStringLiteral("org.a11y.atspi.Event.Object");
-    if (!bus.connect({}, {}, object, QStringLiteral("StateChanged"), this, SLOT(hearState(QDBusMessage))) ||
-        !bus.connect({}, {}, object, QStringLiteral("Announcement"), this,
-                     SLOT(hearAnnouncement(QDBusMessage)))) {
+    const QString object = u"org.a11y.atspi.Event.Object"_s;
+    if (!bus.connect({}, {}, object, u"StateChanged"_s, this, SLOT(hearState(QDBusMessage))) ||
+        !bus.connect({}, {}, object, u"Announcement"_s, this, SLOT(hearAnnouncement(QDBusMessage)))) {
         qFatal("No event of the accessibility bus can be heard");
     }
 }
 
 void Announcements::hearState(const QDBusMessage& event) {
     const QVariantList arguments = event.arguments();
-    if (arguments.value(0).toString() != QStringLiteral("showing") || arguments.value(1).toInt() != 1) {
+    if (arguments.value(0).toString() != u"showing"_s || arguments.value(1).toInt() != 1) {
         return;
     }
     const Element element(event.service(), event.path());

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QProcess>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QByteArray configuration = R"(
@@ -27,7 +29,7 @@ QStringList words(const char* text) {
 } // namespace
 
 Authority::Authority() {
-    QFile file(m_folder.filePath(QStringLiteral("openssl.cnf")));
+    QFile file(m_folder.filePath(u"openssl.cnf"_s));
     if (!file.open(QIODevice::WriteOnly) || file.write(configuration) != configuration.size()) {
         return;
     }
@@ -42,13 +44,13 @@ Authority::Authority() {
 }
 
 QStringList Authority::options() const {
-    return {QStringLiteral("--tls-certificate"), certificate(), QStringLiteral("--tls-key"), key()};
+    return {u"--tls-certificate"_s, certificate(), u"--tls-key"_s, key()};
 }
 
 bool Authority::openssl(const QStringList& arguments) const {
     QProcess process;
     process.setWorkingDirectory(m_folder.path());
-    process.start(QStringLiteral("openssl"), arguments);
+    process.start(u"openssl"_s, arguments);
     return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit &&
            process.exitCode() == 0;
 }

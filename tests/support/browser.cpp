@@ -16,8 +16,8 @@ namespace {
 
 // The name under which the standard hands out elements.
 const QString elementKey = u"element-6066-11e4-a52e-4f735466cecf"_s;
-const QByteArray post = QByteArrayLiteral("POST");
-const QByteArray get = QByteArrayLiteral("GET");
+const QByteArray post = "POST"_ba;
+const QByteArray get = "GET"_ba;
 
 QJsonObject options(const QString& profile) {
     const QJsonArray arguments{

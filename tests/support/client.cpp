@@ -12,9 +12,11 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 void startClean() {
-    QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
-    QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaro"));
+    QCoreApplication::setOrganizationName(u"Kelvaro"_s);
+    QCoreApplication::setApplicationName(u"TimerKelvaro"_s);
     QSettings().clear();
 }
 

@@ -7,6 +7,8 @@
 
 #include <QJsonDocument>
 
+using namespace Qt::StringLiterals;
+
 Desk::Desk(const QJsonObject& snapshot) : controller(std::make_unique<Controller>()) {
     sample::serve(peer, snapshot);
 }
@@ -21,7 +23,7 @@ void Desk::restart() {
 }
 
 void Desk::holdPushes() {
-    peer.answer("GET", QStringLiteral("/v1/me"), PeerReply::only(PeerReply::Delivery::Never));
+    peer.answer("GET", u"/v1/me"_s, PeerReply::only(PeerReply::Delivery::Never));
 }
 
 bool Desk::holdQueue(const QJsonArray& queue) {

@@ -14,9 +14,11 @@
 #include <memory>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QByteArray listening = QByteArrayLiteral("Listening on ");
+const QByteArray listening = "Listening on "_ba;
 
 QString freshId() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces);
@@ -33,11 +35,10 @@ DevServer::~DevServer() {
 }
 
 bool DevServer::start(const QStringList& more) {
-    const QString address = m_url.isEmpty() ? QStringLiteral("127.0.0.1:0") : QUrl(m_url).authority();
-    QStringList arguments{QStringLiteral("--listen"), address, QStringLiteral("--database"),
-                          QStringLiteral("sqlite:") + databaseFile()};
+    const QString address = m_url.isEmpty() ? u"127.0.0.1:0"_s : QUrl(m_url).authority();
+    QStringList arguments{u"--listen"_s, address, u"--database"_s, u"sqlite:"_s + databaseFile()};
     if (m_data == Data::Demo) {
-        arguments.append(QStringLiteral("--demo"));
+        arguments.append(u"--demo"_s);
     }
     m_process.start(QStringLiteral(DEVSERVER_PROGRAM), arguments + m_options + more);
     while (m_process.canReadLine() || m_process.waitForReadyRead()) {
@@ -70,8 +71,8 @@ void DevServer::kill() {
 DevServer::Answer DevServer::request(const QByteArray& method, const QString& path, const QJsonObject& body,
                                      const QString& idempotencyKey, const QString& token) const {
     QNetworkAccessManager network;
-    QNetworkRequest request{QUrl(m_url + QStringLiteral("/v1") + path)};
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    QNetworkRequest request{QUrl(m_url + u"/v1"_s + path)};
+    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     if (!token.isEmpty()) {
         request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
     }
@@ -91,13 +92,13 @@ DevServer::Answer DevServer::request(const QByteArray& method, const QString& pa
 }
 
 QString DevServer::workspace() const {
-    const QJsonArray items = request("GET", QStringLiteral("/workspaces")).body.value(u"items").toArray();
+    const QJsonArray items = request("GET", u"/workspaces"_s).body.value(u"items").toArray();
     return items.first().toObject().value(u"id").toString();
 }
 
 QJsonArray DevServer::entries(const QString& workspace) const {
     const QString id = workspace.isEmpty() ? this->workspace() : workspace;
-    const Answer answer = request("GET", QStringLiteral("/sync/snapshot?workspace_id=") + id);
+    const Answer answer = request("GET", u"/sync/snapshot?workspace_id="_s + id);
     return answer.body.value(u"time_entries").toArray();
 }
 
@@ -116,22 +117,19 @@ QJsonObject DevServer::push(const QString& operation, const QString& entity, int
                             const QJsonObject& payload) const {
     const QString id = freshId();
     const QJsonObject mutation{
-        {QStringLiteral("mutation_id"), id},           {QStringLiteral("device_id"), freshId()},
-        {QStringLiteral("workspace_id"), workspace()}, {QStringLiteral("entity_id"), entity},
-        {QStringLiteral("base_version"), baseVersion}, {QStringLiteral("operation"), operation},
-        {QStringLiteral("payload"), payload},
+        {u"mutation_id"_s, id},   {u"device_id"_s, freshId()},      {u"workspace_id"_s, workspace()},
+        {u"entity_id"_s, entity}, {u"base_version"_s, baseVersion}, {u"operation"_s, operation},
+        {u"payload"_s, payload},
     };
-    const Answer answer = request("POST", QStringLiteral("/sync/push"),
-                                  {{QStringLiteral("mutations"), QJsonArray{mutation}}}, id);
+    const Answer answer = request("POST", u"/sync/push"_s, {{u"mutations"_s, QJsonArray{mutation}}}, id);
     return answer.body.value(u"results").toArray().first().toObject();
 }
 
 void DevServer::approve(const QDateTime& from, const QDateTime& to) const {
-    const QString user = request("GET", QStringLiteral("/me")).body.value(u"id").toString();
+    const QString user = request("GET", u"/me"_s).body.value(u"id").toString();
     SqliteFile(databaseFile())
-        .run(QStringLiteral(
-                 "INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, "
-                 "timezone, start_at, end_at, version) VALUES (?, ?, ?, 'approved', ?, ?, 'UTC', ?, ?, 1)"),
+        .run(u"INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, "
+             "timezone, start_at, end_at, version) VALUES (?, ?, ?, 'approved', ?, ?, 'UTC', ?, ?, 1)"_s,
              {freshId(), workspace(), user, from.date().toString(Qt::ISODate),
               to.date().toString(Qt::ISODate), from.toSecsSinceEpoch(), to.toSecsSinceEpoch()});
 }

@@ -10,6 +10,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+using namespace Qt::StringLiterals;
+
 /// The development server as a process of its own, on a loopback port and an
 /// SQLite file of its own. Both stay the same from one start to the next.
 class DevServer {
@@ -34,7 +36,7 @@ public:
 
     /// "http://127.0.0.1:PORT", or "https" with a certificate
     [[nodiscard]] QString url() const { return m_url; }
-    [[nodiscard]] QString databaseFile() const { return m_folder.filePath(QStringLiteral("server.sqlite")); }
+    [[nodiscard]] QString databaseFile() const { return m_folder.filePath(u"server.sqlite"_s); }
 
     /// One request of another client; without a token it is the development user's. `path` starts behind
     /// "/v1". Runs the event loop until the reply is there.

@@ -12,10 +12,12 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString accessible = QStringLiteral("org.a11y.atspi.Accessible");
-const QString action = QStringLiteral("org.a11y.atspi.Action");
+const QString accessible = u"org.a11y.atspi.Accessible"_s;
+const QString action = u"org.a11y.atspi.Action"_s;
 
 // The bits of an AT-SPI state set.
 constexpr int stateChecked = 4;
@@ -26,8 +28,7 @@ constexpr int stateShowing = 25;
 QDBusMessage call(const QString& service, const QString& path, const QString& interface,
                   const QString& method, const QVariantList& arguments = {}) {
     if (path.isEmpty()) {
-        return QDBusMessage::createError(QDBusError::UnknownObject,
-                                         QStringLiteral("There is no such element."));
+        return QDBusMessage::createError(QDBusError::UnknownObject, u"There is no such element."_s);
     }
     QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
     message.setArguments(arguments);
@@ -37,13 +38,12 @@ QDBusMessage call(const QString& service, const QString& path, const QString& in
 QVariant property(const QString& service, const QString& path, const QString& interface,
                   const QString& name) {
     const QDBusReply<QDBusVariant> reply =
-        call(service, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
-             {interface, name});
+        call(service, path, u"org.freedesktop.DBus.Properties"_s, u"Get"_s, {interface, name});
     return reply.isValid() ? reply.value().variant() : QVariant();
 }
 
 QList<std::pair<QString, QString>> childrenOf(const QString& service, const QString& path) {
-    const QDBusMessage reply = call(service, path, accessible, QStringLiteral("GetChildren"));
+    const QDBusMessage reply = call(service, path, accessible, u"GetChildren"_s);
     QList<std::pair<QString, QString>> children;
     if (reply.type() != QDBusMessage::ReplyMessage) {
         return children;
@@ -63,7 +63,7 @@ QList<std::pair<QString, QString>> childrenOf(const QString& service, const QStr
 }
 
 QStringList actionsOf(const QString& service, const QString& path) {
-    const QDBusMessage reply = call(service, path, action, QStringLiteral("GetActions"));
+    const QDBusMessage reply = call(service, path, action, u"GetActions"_s);
     QStringList names;
     if (reply.type() != QDBusMessage::ReplyMessage) {
         return names;
@@ -87,9 +87,8 @@ QStringList actionsOf(const QString& service, const QString& path) {
 
 // The session bus knows it.
 QString accessibilityAddress() {
-    const QDBusMessage ask =
-        QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                                       QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
+    const QDBusMessage ask = QDBusMessage::createMethodCall(u"org.a11y.Bus"_s, u"/org/a11y/bus"_s,
+                                                            u"org.a11y.Bus"_s, u"GetAddress"_s);
     const QDBusReply<QString> address = QDBusConnection::sessionBus().call(ask);
     if (!address.isValid()) {
         qFatal("There is no accessibility bus: %s", qPrintable(address.error().message()));
@@ -99,7 +98,7 @@ QString accessibilityAddress() {
 
 const QDBusConnection& accessibilityBus() {
     static const QDBusConnection bus =
-        QDBusConnection::connectToBus(accessibilityAddress(), QStringLiteral("accessibility"));
+        QDBusConnection::connectToBus(accessibilityAddress(), u"accessibility"_s);
     return bus;
 }
 
@@ -107,8 +106,7 @@ Element::Element(QString service, QString path) : m_service(std::move(service)),
 }
 
 Element Element::application(qint64 processId) {
-    const auto programs = childrenOf(QStringLiteral("org.a11y.atspi.Registry"),
-                                     QStringLiteral("/org/a11y/atspi/accessible/root"));
+    const auto programs = childrenOf(u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/accessible/root"_s);
     for (const auto& [service, path] : programs) {
         const QDBusReply<uint> id = accessibilityBus().interface()->servicePid(service);
         if (id.isValid() && id.value() == processId) {
@@ -119,26 +117,25 @@ Element Element::application(qint64 processId) {
 }
 
 QString Element::name() const {
-    return property(m_service, m_path, accessible, QStringLiteral("Name")).toString();
+    return property(m_service, m_path, accessible, u"Name"_s).toString();
 }
 
 QString Element::description() const {
-    return property(m_service, m_path, accessible, QStringLiteral("Description")).toString();
+    return property(m_service, m_path, accessible, u"Description"_s).toString();
 }
 
 Element::Role Element::role() const {
-    const QDBusReply<uint> role = call(m_service, m_path, accessible, QStringLiteral("GetRole"));
+    const QDBusReply<uint> role = call(m_service, m_path, accessible, u"GetRole"_s);
     return Role(role.value());
 }
 
 QString Element::text() const {
-    const QDBusReply<QString> text =
-        call(m_service, m_path, QStringLiteral("org.a11y.atspi.Text"), QStringLiteral("GetText"), {0, -1});
+    const QDBusReply<QString> text = call(m_service, m_path, u"org.a11y.atspi.Text"_s, u"GetText"_s, {0, -1});
     return text.value();
 }
 
 bool Element::has(int state) const {
-    const QDBusMessage reply = call(m_service, m_path, accessible, QStringLiteral("GetState"));
+    const QDBusMessage reply = call(m_service, m_path, accessible, u"GetState"_s);
     if (reply.type() != QDBusMessage::ReplyMessage) {
         return false;
     }
@@ -164,8 +161,8 @@ bool Element::isChecked() const {
 
 QRect Element::area() const {
     constexpr uint onTheScreen = 0;
-    const QDBusMessage reply = call(m_service, m_path, QStringLiteral("org.a11y.atspi.Component"),
-                                    QStringLiteral("GetExtents"), {onTheScreen});
+    const QDBusMessage reply =
+        call(m_service, m_path, u"org.a11y.atspi.Component"_s, u"GetExtents"_s, {onTheScreen});
     return reply.type() == QDBusMessage::ReplyMessage ? qdbus_cast<QRect>(reply.arguments().constFirst())
                                                       : QRect();
 }
@@ -212,10 +209,10 @@ Element Element::findStarting(const QString& start) const {
 }
 
 bool Element::press() const {
-    const int number = int(actionsOf(m_service, m_path).indexOf(QStringLiteral("Press")));
+    const int number = int(actionsOf(m_service, m_path).indexOf(u"Press"_s));
     if (number < 0) {
         return false;
     }
-    const QDBusReply<bool> done = call(m_service, m_path, action, QStringLiteral("DoAction"), {number});
+    const QDBusReply<bool> done = call(m_service, m_path, action, u"DoAction"_s, {number});
     return done.value();
 }

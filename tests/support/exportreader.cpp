@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString textOf(const QJsonValue& cell) {
@@ -50,8 +52,8 @@ ExportSums sumsOfJson(const QJsonObject& report) {
 ExportSums sumsOfTable(QJsonArray rows, bool hasTotals) {
     ExportSums sums;
     const QJsonArray titles = rows.isEmpty() ? QJsonArray() : rows.takeAt(0).toArray();
-    const qsizetype duration = columnOf(titles, QStringLiteral("משך"));
-    const qsizetype entries = columnOf(titles, QStringLiteral("רשומות"));
+    const qsizetype duration = columnOf(titles, u"משך"_s);
+    const qsizetype entries = columnOf(titles, u"רשומות"_s);
     if (hasTotals && !rows.isEmpty()) {
         const QJsonArray totals = rows.takeAt(rows.size() - 1).toArray();
         sums.totalSeconds = numberOf(totals[duration]);
@@ -69,7 +71,7 @@ ExportSums sumsOfTable(QJsonArray rows, bool hasTotals) {
 
 QJsonObject readExport(const QString& format, const QByteArray& bytes) {
     const QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("report.") + format.section(u'-', 0, 0)));
+    QFile file(folder.filePath(u"report."_s + format.section(u'-', 0, 0)));
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush()) {
         return {};
     }

@@ -8,18 +8,19 @@
 #include <QDBusReply>
 #include <QMap>
 
+using namespace Qt::StringLiterals;
+
 namespace keyring {
 
 namespace {
 
-const QString name = QStringLiteral("org.freedesktop.secrets");
-const QString prompterName = QStringLiteral("org.gnome.keyring.SystemPrompter");
-const QString prompterPath = QStringLiteral("/org/gnome/keyring/Prompter");
+const QString name = u"org.freedesktop.secrets"_s;
+const QString prompterName = u"org.gnome.keyring.SystemPrompter"_s;
+const QString prompterPath = u"/org/gnome/keyring/Prompter"_s;
 
 QDBusMessage call(const QString& method, const QVariantList& arguments) {
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(name, QStringLiteral("/org/freedesktop/secrets"),
-                                       QStringLiteral("org.freedesktop.Secret.Service"), method);
+    QDBusMessage message = QDBusMessage::createMethodCall(name, u"/org/freedesktop/secrets"_s,
+                                                          u"org.freedesktop.Secret.Service"_s, method);
     message.setArguments(arguments);
     return QDBusConnection::sessionBus().call(message);
 }
@@ -29,8 +30,8 @@ QDBusMessage call(const QString& method, const QVariantList& arguments) {
 int keyCount() {
     using Attributes = QMap<QString, QString>;
     qDBusRegisterMetaType<Attributes>();
-    const Attributes ofTheProgram{{QStringLiteral("server"), QStringLiteral("TimerKelvaro")}};
-    const QDBusMessage reply = call(QStringLiteral("SearchItems"), {QVariant::fromValue(ofTheProgram)});
+    const Attributes ofTheProgram{{u"server"_s, u"TimerKelvaro"_s}};
+    const QDBusMessage reply = call(u"SearchItems"_s, {QVariant::fromValue(ofTheProgram)});
     if (reply.type() != QDBusMessage::ReplyMessage) {
         return -1;
     }
@@ -42,13 +43,12 @@ int keyCount() {
 }
 
 bool lock() {
-    const QDBusReply<QDBusObjectPath> collection =
-        call(QStringLiteral("ReadAlias"), {QStringLiteral("default")});
+    const QDBusReply<QDBusObjectPath> collection = call(u"ReadAlias"_s, {u"default"_s});
     if (!collection.isValid()) {
         return false;
     }
     const QList<QDBusObjectPath> locked{collection.value()};
-    return call(QStringLiteral("Lock"), {QVariant::fromValue(locked)}).type() == QDBusMessage::ReplyMessage;
+    return call(u"Lock"_s, {QVariant::fromValue(locked)}).type() == QDBusMessage::ReplyMessage;
 }
 
 SilentPerson::SilentPerson() {
@@ -70,7 +70,7 @@ QString SilentPerson::introspect(const QString& path) const {
 }
 
 bool SilentPerson::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
-    m_questions += int(message.member() == QStringLiteral("BeginPrompting"));
+    m_questions += int(message.member() == u"BeginPrompting"_s);
     return connection.send(message.createReply());
 }
 

@@ -6,9 +6,11 @@
 #include <QProcessEnvironment>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 Program::Program() : m_file(QStringLiteral(TIMER_PROGRAM)) {
     m_process.setProcessEnvironment(QProcessEnvironment::systemEnvironment());
-    setVariable(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
+    setVariable(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
     m_process.setProcessChannelMode(QProcess::MergedChannels);
 }
 

@@ -3,104 +3,96 @@
 
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace sample {
 
 namespace {
 
-const QString id = QStringLiteral("id");
-const QString workspaceId = QStringLiteral("workspace_id");
-const QString userId = QStringLiteral("user_id");
-const QString user = QStringLiteral("user-1");
-const QString workspace = QStringLiteral("ws-1");
+const QString id = u"id"_s;
+const QString workspaceId = u"workspace_id"_s;
+const QString userId = u"user_id"_s;
+const QString user = u"user-1"_s;
+const QString workspace = u"ws-1"_s;
 
 } // namespace
 
 QJsonObject identity() {
     return {{id, user},
-            {QStringLiteral("email"), QStringLiteral("noa@example.org")},
-            {QStringLiteral("display_name"), QStringLiteral("Noa")},
-            {QStringLiteral("timezone"), QStringLiteral("Europe/Berlin")}};
+            {u"email"_s, u"noa@example.org"_s},
+            {u"display_name"_s, u"Noa"_s},
+            {u"timezone"_s, u"Europe/Berlin"_s}};
 }
 
 QJsonObject workspaces() {
-    return {{QStringLiteral("items"),
-             QJsonArray{QJsonObject{{id, workspace}, {QStringLiteral("name"), QStringLiteral("Studio")}},
-                        QJsonObject{{id, QStringLiteral("ws-2")},
-                                    {QStringLiteral("name"), QStringLiteral("Archive")}}}}};
+    return {{u"items"_s, QJsonArray{QJsonObject{{id, workspace}, {u"name"_s, u"Studio"_s}},
+                                    QJsonObject{{id, u"ws-2"_s}, {u"name"_s, u"Archive"_s}}}}};
 }
 
 QJsonObject entry(const QString& entryId, const QString& start, const QJsonValue& stop) {
     return {{id, entryId},
             {workspaceId, workspace},
             {userId, user},
-            {QStringLiteral("description"), QStringLiteral("Entry ") + entryId},
-            {QStringLiteral("project_id"), QJsonValue()},
-            {QStringLiteral("tag_ids"), QJsonArray()},
-            {QStringLiteral("billable"), false},
-            {QStringLiteral("start_at"), start},
-            {QStringLiteral("stop_at"), stop},
-            {QStringLiteral("deleted_at"), QJsonValue()},
-            {QStringLiteral("version"), 3},
-            {QStringLiteral("duration_seconds"), 3600}};
+            {u"description"_s, u"Entry "_s + entryId},
+            {u"project_id"_s, QJsonValue()},
+            {u"tag_ids"_s, QJsonArray()},
+            {u"billable"_s, false},
+            {u"start_at"_s, start},
+            {u"stop_at"_s, stop},
+            {u"deleted_at"_s, QJsonValue()},
+            {u"version"_s, 3},
+            {u"duration_seconds"_s, 3600}};
 }
 
 QJsonObject period(const QString& status, const QString& start, const QString& end) {
     return {{workspaceId, workspace},
             {userId, user},
-            {QStringLiteral("status"), status},
-            {QStringLiteral("start_at"), start},
-            {QStringLiteral("end_at"), end}};
+            {u"status"_s, status},
+            {u"start_at"_s, start},
+            {u"end_at"_s, end}};
 }
 
 QJsonObject snapshot(const QJsonArray& entries, const QJsonArray& periods) {
-    const QJsonArray projects{
-        QJsonObject{{id, QStringLiteral("project-1")}, {QStringLiteral("name"), QStringLiteral("Garden")}}};
-    return {{QStringLiteral("catalog"), QJsonObject{{QStringLiteral("projects"), projects}}},
-            {QStringLiteral("time_entries"), entries},
-            {QStringLiteral("timesheet_periods"), periods}};
+    const QJsonArray projects{QJsonObject{{id, u"project-1"_s}, {u"name"_s, u"Garden"_s}}};
+    return {{u"catalog"_s, QJsonObject{{u"projects"_s, projects}}},
+            {u"time_entries"_s, entries},
+            {u"timesheet_periods"_s, periods}};
 }
 
 QJsonObject oneEntry() {
-    return snapshot({entry(QStringLiteral("e1"), QStringLiteral("2024-03-01T08:00:00Z"),
-                           QStringLiteral("2024-03-01T09:00:00Z"))});
+    return snapshot({entry(u"e1"_s, u"2024-03-01T08:00:00Z"_s, u"2024-03-01T09:00:00Z"_s)});
 }
 
 QStringList connectionLog() {
-    return {QStringLiteral("GET /v1/me"), QStringLiteral("GET /v1/workspaces"),
-            QStringLiteral("GET /v1/sync/snapshot"), QStringLiteral("GET /v1/me/timer")};
+    return {u"GET /v1/me"_s, u"GET /v1/workspaces"_s, u"GET /v1/sync/snapshot"_s, u"GET /v1/me/timer"_s};
 }
 
 QJsonObject session(const QString& ofUser) {
-    return {{QStringLiteral("token"), QStringLiteral("a-token")}, {userId, ofUser}};
+    return {{u"token"_s, u"a-token"_s}, {userId, ofUser}};
 }
 
 QJsonObject durable(const QJsonObject& snapshot, const QJsonArray& queue) {
-    return {{QStringLiteral("auth"), QJsonObject()},
-            {QStringLiteral("signed_out"), false},
-            {QStringLiteral("me"), identity()},
-            {QStringLiteral("workspaces"), workspaces().value(u"items")},
-            {QStringLiteral("workspace"), workspace},
-            {QStringLiteral("snapshot"), snapshot},
-            {QStringLiteral("timer"), QJsonObject()},
-            {QStringLiteral("queue"), queue}};
+    return {{u"auth"_s, QJsonObject()},  {u"signed_out"_s, false},
+            {u"me"_s, identity()},       {u"workspaces"_s, workspaces().value(u"items")},
+            {u"workspace"_s, workspace}, {u"snapshot"_s, snapshot},
+            {u"timer"_s, QJsonObject()}, {u"queue"_s, queue}};
 }
 
 QJsonObject queueItem(const QString& operation, const QString& entity, const QJsonObject& payload,
                       const QString& status) {
     const QString mutationId = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    return {{QStringLiteral("status"), status},
-            {QStringLiteral("mutation"), QJsonObject{{QStringLiteral("mutation_id"), mutationId},
-                                                     {QStringLiteral("device_id"), QStringLiteral("device")},
-                                                     {workspaceId, workspace},
-                                                     {QStringLiteral("entity_id"), entity},
-                                                     {QStringLiteral("base_version"), 3},
-                                                     {QStringLiteral("operation"), operation},
-                                                     {QStringLiteral("payload"), payload}}}};
+    return {{u"status"_s, status},
+            {u"mutation"_s, QJsonObject{{u"mutation_id"_s, mutationId},
+                                        {u"device_id"_s, u"device"_s},
+                                        {workspaceId, workspace},
+                                        {u"entity_id"_s, entity},
+                                        {u"base_version"_s, 3},
+                                        {u"operation"_s, operation},
+                                        {u"payload"_s, payload}}}};
 }
 
 QJsonObject result(const QJsonObject& mutation, const QString& status, const QJsonObject& canonical) {
-    QJsonObject result{{QStringLiteral("mutation_id"), mutation.value(u"mutation_id")},
-                       {QStringLiteral("status"), status}};
+    QJsonObject result{{u"mutation_id"_s, mutation.value(u"mutation_id")}, {u"status"_s, status}};
     if (!canonical.isEmpty()) {
         result.insert(u"canonical", canonical);
     }
@@ -117,7 +109,7 @@ QJsonObject canonical(const QJsonObject& mutation) {
 }
 
 PeerReply pushReply(const QJsonArray& results) {
-    return PeerReply::json({{QStringLiteral("results"), results}});
+    return PeerReply::json({{u"results"_s, results}});
 }
 
 QJsonObject pushed(const PeerRequest& request) {
@@ -126,16 +118,15 @@ QJsonObject pushed(const PeerRequest& request) {
 
 PeerReply accept(const PeerRequest& request) {
     const QJsonObject mutation = pushed(request);
-    return pushReply({result(mutation, QStringLiteral("accepted"), canonical(mutation))});
+    return pushReply({result(mutation, u"accepted"_s, canonical(mutation))});
 }
 
 void serve(ScriptedPeer& peer, const QJsonObject& snapshot) {
-    peer.answer("GET", QStringLiteral("/v1/me"), PeerReply::json(identity()));
-    peer.answer("GET", QStringLiteral("/v1/workspaces"), PeerReply::json(workspaces()));
-    peer.answer("GET", QStringLiteral("/v1/sync/snapshot"), PeerReply::json(snapshot));
-    peer.answer("GET", QStringLiteral("/v1/me/timer"),
-                PeerReply::json({{QStringLiteral("timer"), QJsonObject()}}));
-    peer.answer("POST", QStringLiteral("/v1/sync/push"), accept);
+    peer.answer("GET", u"/v1/me"_s, PeerReply::json(identity()));
+    peer.answer("GET", u"/v1/workspaces"_s, PeerReply::json(workspaces()));
+    peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::json(snapshot));
+    peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, QJsonObject()}}));
+    peer.answer("POST", u"/v1/sync/push"_s, accept);
 }
 
 } // namespace sample

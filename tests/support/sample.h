@@ -7,6 +7,8 @@
 #include <QJsonObject>
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 /// A small account as a scripted peer serves it: the user "user-1" with the
 /// workspaces "ws-1" and "ws-2".
 namespace sample {
@@ -28,8 +30,7 @@ namespace sample {
 [[nodiscard]] QJsonObject durable(const QJsonObject& snapshot, const QJsonArray& queue = {});
 /// A queue item; `status` other than "pending" makes it a retained one.
 [[nodiscard]] QJsonObject queueItem(const QString& operation, const QString& entity,
-                                    const QJsonObject& payload,
-                                    const QString& status = QStringLiteral("pending"));
+                                    const QJsonObject& payload, const QString& status = u"pending"_s);
 
 /// The server's answer to one mutation.
 [[nodiscard]] QJsonObject result(const QJsonObject& mutation, const QString& status,

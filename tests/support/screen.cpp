@@ -10,12 +10,14 @@
 #include <algorithm>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// What xdotool prints; nothing when it fails.
 std::optional<QString> xdotool(const QStringList& arguments) {
     QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
+    process.start(u"xdotool"_s, arguments);
     if (!process.waitForFinished(Screen::patienceMs) || process.exitStatus() != QProcess::NormalExit ||
         process.exitCode() != 0) {
         return std::nullopt;
@@ -25,16 +27,16 @@ std::optional<QString> xdotool(const QStringList& arguments) {
 
 /// What the program has on the screen, its icon in the tray included.
 QStringList windowsOf(const Program& program) {
-    const QString found = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                   QStringLiteral("--pid"), QString::number(program.id())})
-                              .value_or(QString());
+    const QString found =
+        xdotool({u"search"_s, u"--onlyvisible"_s, u"--pid"_s, QString::number(program.id())})
+            .value_or(QString());
     return found.split(u'\n', Qt::SkipEmptyParts);
 }
 
 QString windowNamed(const QString& title, const Program& program) {
     const QStringList windows = windowsOf(program);
     const auto named = std::find_if(windows.begin(), windows.end(), [&title](const QString& window) {
-        return xdotool({QStringLiteral("getwindowname"), window}).value_or(QString()).trimmed() == title;
+        return xdotool({u"getwindowname"_s, window}).value_or(QString()).trimmed() == title;
     });
     return named == windows.end() ? QString() : *named;
 }
@@ -43,15 +45,12 @@ QRect areaOf(const QString& window) {
     if (window.isEmpty()) {
         return {};
     }
-    const QString geometry =
-        xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window}).value_or(QString());
+    const QString geometry = xdotool({u"getwindowgeometry"_s, u"--shell"_s, window}).value_or(QString());
     const auto number = [&geometry](const QString& key) {
-        const QRegularExpression line(QStringLiteral("^%1=(-?[0-9]+)$").arg(key),
-                                      QRegularExpression::MultilineOption);
+        const QRegularExpression line(u"^%1=(-?[0-9]+)$"_s.arg(key), QRegularExpression::MultilineOption);
         return line.match(geometry).captured(1).toInt();
     };
-    return {number(QStringLiteral("X")), number(QStringLiteral("Y")), number(QStringLiteral("WIDTH")),
-            number(QStringLiteral("HEIGHT"))};
+    return {number(u"X"_s), number(u"Y"_s), number(u"WIDTH"_s), number(u"HEIGHT"_s)};
 }
 
 void end(QProcess& process) {
@@ -70,53 +69,49 @@ Screen::~Screen() {
 }
 
 bool Screen::start() {
-    m_manager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
-    const bool managed =
-        QTest::qWaitFor([] { return xdotool({QStringLiteral("get_desktop")}).has_value(); }, patienceMs);
+    m_manager.start(u"openbox"_s, {u"--sm-disable"_s});
+    const bool managed = QTest::qWaitFor([] { return xdotool({u"get_desktop"_s}).has_value(); }, patienceMs);
     if (!managed || !m_wantsTray) {
         return managed;
     }
-    m_tray.start(QStringLiteral("trayer"), {QStringLiteral("--edge"), QStringLiteral("top")});
+    m_tray.start(u"trayer"_s, {u"--edge"_s, u"top"_s});
     return QTest::qWaitFor([] { return QSystemTrayIcon::isSystemTrayAvailable(); }, patienceMs);
 }
 
 bool Screen::click(QPoint point, Button button) const {
-    return xdotool({QStringLiteral("mousemove"), QString::number(point.x()), QString::number(point.y()),
-                    QStringLiteral("click"), QString::number(int(button))})
+    return xdotool({u"mousemove"_s, QString::number(point.x()), QString::number(point.y()), u"click"_s,
+                    QString::number(int(button))})
         .has_value();
 }
 
 bool Screen::type(const QString& text) const {
-    return xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text})
-        .has_value();
+    return xdotool({u"type"_s, u"--delay"_s, u"20"_s, text}).has_value();
 }
 
 bool Screen::key(const QString& keys) const {
-    return xdotool({QStringLiteral("key"), keys}).has_value();
+    return xdotool({u"key"_s, keys}).has_value();
 }
 
 QString Screen::window(const Program& program) const {
-    return windowNamed(QStringLiteral("Timer.Kelvaro · Native preview"), program);
+    return windowNamed(u"Timer.Kelvaro · Native preview"_s, program);
 }
 
 bool Screen::isInFront(const Program& program) const {
     const QString shown = window(program);
-    return !shown.isEmpty() &&
-           xdotool({QStringLiteral("getactivewindow")}).value_or(QString()).trimmed() == shown &&
-           xdotool({QStringLiteral("get_desktop_for_window"), shown}) ==
-               xdotool({QStringLiteral("get_desktop")});
+    return !shown.isEmpty() && xdotool({u"getactivewindow"_s}).value_or(QString()).trimmed() == shown &&
+           xdotool({u"get_desktop_for_window"_s, shown}) == xdotool({u"get_desktop"_s});
 }
 
 bool Screen::minimise(const Program& program) const {
-    return xdotool({QStringLiteral("windowminimize"), QStringLiteral("--sync"), window(program)}).has_value();
+    return xdotool({u"windowminimize"_s, u"--sync"_s, window(program)}).has_value();
 }
 
 bool Screen::goToDesktop(int number) const {
-    return xdotool({QStringLiteral("set_desktop"), QString::number(number)}).has_value();
+    return xdotool({u"set_desktop"_s, QString::number(number)}).has_value();
 }
 
 QRect Screen::trayIcon(const Program& program) const {
-    return areaOf(windowNamed(QStringLiteral("TimerKelvaro"), program));
+    return areaOf(windowNamed(u"TimerKelvaro"_s, program));
 }
 
 bool Screen::chooseInTray(const Program& program, int entry) const {
@@ -127,17 +122,16 @@ bool Screen::chooseInTray(const Program& program, int entry) const {
                [&] { return windowsOf(program).size() > before; })) {
         return false;
     }
-    QStringList keys{QStringLiteral("key")};
-    keys.append(QStringList(entry, QStringLiteral("Down")));
-    keys.append(QStringLiteral("Return"));
+    QStringList keys{u"key"_s};
+    keys.append(QStringList(entry, u"Down"_s));
+    keys.append(u"Return"_s);
     return xdotool(keys).has_value();
 }
 
 bool Screen::close(const Program& program) const {
     const auto act = [&] {
         const QString shown = window(program);
-        return !shown.isEmpty() && xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), shown,
-                                            QStringLiteral("key"), QStringLiteral("alt+F4")});
+        return !shown.isEmpty() && xdotool({u"windowactivate"_s, u"--sync"_s, shown, u"key"_s, u"alt+F4"_s});
     };
     return retry(act, [&] { return window(program).isEmpty(); });
 }

@@ -10,6 +10,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString scriptKey(const QByteArray& method, const QString& path) {
@@ -74,7 +76,7 @@ ScriptedPeer::ScriptedPeer() {
 }
 
 QString ScriptedPeer::url() const {
-    return QStringLiteral("http://127.0.0.1:%1").arg(m_port);
+    return u"http://127.0.0.1:%1"_s.arg(m_port);
 }
 
 void ScriptedPeer::answer(const QByteArray& method, const QString& path, const PeerReply& reply) {
@@ -206,7 +208,7 @@ PeerReply ScriptedPeer::script(const PeerRequest& request) {
     if (!m_behind.isEmpty()) {
         return PeerReply::forward();
     }
-    return PeerReply::json({{QStringLiteral("error"), QJsonObject()}}, 404);
+    return PeerReply::json({{u"error"_s, QJsonObject()}}, 404);
 }
 
 void ScriptedPeer::forward(QTcpSocket* socket, const PeerRequest& request, PeerReply reply) {

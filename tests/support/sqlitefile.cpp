@@ -5,8 +5,10 @@
 #include <QSqlQuery>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 SqliteFile::SqliteFile(const QString& fileName)
-    : m_database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QUuid::createUuid().toString())) {
+    : m_database(QSqlDatabase::addDatabase(u"QSQLITE"_s, QUuid::createUuid().toString())) {
     m_database.setDatabaseName(fileName);
     if (!m_database.open()) {
         qFatal("%s: %s", qPrintable(fileName), qPrintable(m_database.lastError().text()));

@@ -12,9 +12,9 @@ namespace {
 constexpr qsizetype limit = 52'428'800;
 constexpr qsizetype header = 32;
 
-const QByteArray key = QByteArrayLiteral("an example key of 32 bytes, yes!");
-const QByteArray context = QByteArrayLiteral("timer.desktop.vault.v1\nhttps://time.example");
-const QByteArray accountAware = QByteArrayLiteral("\naccount-aware-v2");
+const QByteArray key = "an example key of 32 bytes, yes!"_ba;
+const QByteArray context = "timer.desktop.vault.v1\nhttps://time.example"_ba;
+const QByteArray accountAware = "\naccount-aware-v2"_ba;
 
 bool opens(const QByteArray& blob, const QByteArray& withKey, const QByteArray& aad) {
     bool ok = true;
@@ -143,7 +143,7 @@ void SealedBlobTest::everyFlippedBitIsFound() {
     for (qsizetype bit = 0; bit < blob.size() * 8; ++bit) {
         QByteArray altered = blob;
         altered[bit / 8] = static_cast<char>(altered.at(bit / 8) ^ (1 << (bit % 8)));
-        QVERIFY2(!opens(altered, key, context), qPrintable(QStringLiteral("bit %1").arg(bit)));
+        QVERIFY2(!opens(altered, key, context), qPrintable(u"bit %1"_s.arg(bit)));
     }
     QVERIFY(opens(blob, key, context));
 }
@@ -207,3 +207,5 @@ void SealedBlobTest::withoutRandomnessNothingIsSealed() {
 
 QTEST_GUILESS_MAIN(SealedBlobTest)
 #include "blob.moc"
+
+using namespace Qt::StringLiterals;

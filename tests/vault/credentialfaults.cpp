@@ -15,16 +15,15 @@
 
 namespace {
 
-const QString home = QStringLiteral("https://time.example");
-const QString other = QStringLiteral("http://127.0.0.1:18080");
+const QString home = u"https://time.example"_s;
+const QString other = u"http://127.0.0.1:18080"_s;
 
 const QString storageRefused =
-    QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
-                   "available; offline writes are disabled.");
-const QString keyRefused =
-    QStringLiteral("OS secure storage denied the key; no plaintext fallback was used.");
+    u"KWallet / OS credential storage is locked or unavailable. Online mode remains "
+    "available; offline writes are disabled."_s;
+const QString keyRefused = u"OS secure storage denied the key; no plaintext fallback was used."_s;
 
-const QJsonObject document{{QStringLiteral("queue"), QJsonArray{QStringLiteral("private")}}};
+const QJsonObject document{{u"queue"_s, QJsonArray{u"private"_s}}};
 
 } // namespace
 
@@ -247,7 +246,7 @@ void CredentialFaultsTest::programMayEndDuringTheUnlock() {
     m_secrets->holdReads = true;
     QProcess program;
     program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    program.start(QCoreApplication::applicationDirPath() + QStringLiteral("/quit-during-unlock"));
+    program.start(QCoreApplication::applicationDirPath() + u"/quit-during-unlock"_s);
     QTRY_COMPARE_WITH_TIMEOUT(m_secrets->held(), 1, 20000);
     program.write("\n");
     QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, 20000);
@@ -257,3 +256,5 @@ void CredentialFaultsTest::programMayEndDuringTheUnlock() {
 
 QTEST_GUILESS_MAIN(CredentialFaultsTest)
 #include "credentialfaults.moc"
+
+using namespace Qt::StringLiterals;

@@ -20,13 +20,22 @@ public:
     int number(int bound) { return static_cast<int>(m_random.bounded(bound)); }
 
     QString text() {
-        static const QStringList pieces{
-            QStringLiteral("plain"),    QStringLiteral("\"quoted\""), QStringLiteral("back\\slash"),
-            QStringLiteral("/slash"),   QStringLiteral("שלום"),       QStringLiteral("😀"),
-            QStringLiteral("tab\tend"), QStringLiteral("line\nend"),  QString(QChar(1)),
-            QString(QChar(0)),          QString(QChar(0x7f)),         QString(QChar(0xd800)),
-            QString(QChar(0xdc00)),     QString(QChar(0x2028)),       QStringLiteral("é")};
-        QString result = QStringLiteral(""); // not a null one: no key that was ever read is that
+        static const QStringList pieces{u"plain"_s,
+                                        u"\"quoted\""_s,
+                                        u"back\\slash"_s,
+                                        u"/slash"_s,
+                                        u"שלום"_s,
+                                        u"😀"_s,
+                                        u"tab\tend"_s,
+                                        u"line\nend"_s,
+                                        QString(QChar(1)),
+                                        QString(QChar(0)),
+                                        QString(QChar(0x7f)),
+                                        QString(QChar(0xd800)),
+                                        QString(QChar(0xdc00)),
+                                        QString(QChar(0x2028)),
+                                        u"é"_s};
+        QString result = u""_s; // not a null one: no key that was ever read is that
         for (int count = number(4); count > 0; --count) {
             result += pieces.at(number(static_cast<int>(pieces.size())));
         }
@@ -137,12 +146,11 @@ QByteArray textOf(DocumentText& text, const QJsonObject& state) {
 }
 
 QJsonObject entry(int number) {
-    return {{QStringLiteral("id"), number}, {QStringLiteral("description"), QStringLiteral("entry")}};
+    return {{u"id"_s, number}, {u"description"_s, u"entry"_s}};
 }
 
 QJsonObject document(const QJsonArray& entries, const QJsonArray& queue) {
-    return {{QStringLiteral("snapshot"), QJsonObject{{QStringLiteral("time_entries"), entries}}},
-            {QStringLiteral("queue"), queue}};
+    return {{u"snapshot"_s, QJsonObject{{u"time_entries"_s, entries}}}, {u"queue"_s, queue}};
 }
 
 } // namespace
@@ -229,7 +237,7 @@ void DocumentTextTest::largeArraysAreByteIdenticalAfterEveryChange() {
     check();
     entries[count / 2] = entry(-2);
     check();
-    entries[0] = QStringLiteral("another kind");
+    entries[0] = u"another kind"_s;
     check();
     entries.prepend(entry(-3));
     check();
@@ -248,8 +256,7 @@ void DocumentTextTest::numbersThatCompareEqualAreToldApart() {
     DocumentText text;
     for (const QJsonValue& number :
          {QJsonValue(std::numeric_limits<qint64>::max()), QJsonValue(9223372036854775808.0), QJsonValue(1)}) {
-        const QJsonObject state{
-            {QStringLiteral("deep"), QJsonArray{number, QJsonObject{{QString(), number}}}}};
+        const QJsonObject state{{u"deep"_s, QJsonArray{number, QJsonObject{{QString(), number}}}}};
         QCOMPARE(textOf(text, state), plainText(state));
     }
 }
@@ -334,3 +341,5 @@ void DocumentTextTest::wipingReachesEverySharedCopy() {
 
 QTEST_GUILESS_MAIN(DocumentTextTest)
 #include "documenttext.moc"
+
+using namespace Qt::StringLiterals;

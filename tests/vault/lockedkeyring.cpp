@@ -12,46 +12,43 @@
 
 namespace {
 
-const QString home = QStringLiteral("https://time.example");
-const QString fresh = QStringLiteral("http://127.0.0.1:18080");
+const QString home = u"https://time.example"_s;
+const QString fresh = u"http://127.0.0.1:18080"_s;
 
 const QString storageRefused =
-    QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
-                   "available; offline writes are disabled.");
+    u"KWallet / OS credential storage is locked or unavailable. Online mode remains "
+    "available; offline writes are disabled."_s;
 
-const QJsonObject document{{QStringLiteral("queue"), QJsonArray{QStringLiteral("private")}}};
+const QJsonObject document{{u"queue"_s, QJsonArray{u"private"_s}}};
 
 QDBusMessage callStore(const QString& interface, const QString& method, const QVariantList& arguments) {
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.secrets"),
-                                       QStringLiteral("/org/freedesktop/secrets"), interface, method);
+    QDBusMessage call = QDBusMessage::createMethodCall(u"org.freedesktop.secrets"_s,
+                                                       u"/org/freedesktop/secrets"_s, interface, method);
     call.setArguments(arguments);
     return QDBusConnection::sessionBus().call(call);
 }
 
 QDBusMessage callStore(const QString& method, const QVariantList& arguments) {
-    return callStore(QStringLiteral("org.freedesktop.Secret.Service"), method, arguments);
+    return callStore(u"org.freedesktop.Secret.Service"_s, method, arguments);
 }
 
 QDBusObjectPath keyring() {
-    const QDBusMessage alias = callStore(QStringLiteral("ReadAlias"), {QStringLiteral("default")});
+    const QDBusMessage alias = callStore(u"ReadAlias"_s, {u"default"_s});
     return alias.arguments().value(0).value<QDBusObjectPath>();
 }
 
 bool lockKeyring() {
     const QList<QDBusObjectPath> all{keyring()};
-    return callStore(QStringLiteral("Lock"), {QVariant::fromValue(all)}).type() == QDBusMessage::ReplyMessage;
+    return callStore(u"Lock"_s, {QVariant::fromValue(all)}).type() == QDBusMessage::ReplyMessage;
 }
 
 // With the password of the session that the test runs in, as the login would.
 bool unlockKeyring() {
     const QDBusMessage session =
-        callStore(QStringLiteral("OpenSession"),
-                  {QStringLiteral("plain"), QVariant::fromValue(QDBusVariant(QString()))});
-    const Secret password{
-        session.arguments().value(1).value<QDBusObjectPath>(), {}, "test", QStringLiteral("text/plain")};
-    return callStore(QStringLiteral("org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"),
-                     QStringLiteral("UnlockWithMasterPassword"),
+        callStore(u"OpenSession"_s, {u"plain"_s, QVariant::fromValue(QDBusVariant(QString()))});
+    const Secret password{session.arguments().value(1).value<QDBusObjectPath>(), {}, "test", u"text/plain"_s};
+    return callStore(u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_s,
+                     u"UnlockWithMasterPassword"_s,
                      {QVariant::fromValue(keyring()), QVariant::fromValue(password)})
                .type() == QDBusMessage::ReplyMessage;
 }
@@ -105,3 +102,5 @@ void LockedKeyringTest::lockedKeyringTakesNoNewKey() {
 
 QTEST_GUILESS_MAIN(LockedKeyringTest)
 #include "lockedkeyring.moc"
+
+using namespace Qt::StringLiterals;

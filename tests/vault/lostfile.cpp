@@ -10,21 +10,21 @@
 
 namespace {
 
-const QString home = QStringLiteral("https://time.example");
+const QString home = u"https://time.example"_s;
 
 QJsonObject document(const QString& description) {
-    return {{QStringLiteral("queue"), QJsonArray{description}}};
+    return {{u"queue"_s, QJsonArray{description}}};
 }
 
-const QJsonObject before = document(QStringLiteral("before"));
-const QJsonObject after = document(QStringLiteral("after"));
+const QJsonObject before = document(u"before"_s);
+const QJsonObject after = document(u"after"_s);
 
 QString databaseFile() {
     return VaultHome::databaseFile(home);
 }
 
 QString logFile() {
-    return databaseFile() + QStringLiteral("-wal");
+    return databaseFile() + u"-wal"_s;
 }
 
 bool empty(const QString& path) {
@@ -50,17 +50,16 @@ QByteArray contentOf(const QString& path) {
 
 /// A database file beside the real one that holds this document.
 QString otherDatabase(const QJsonObject& state) {
-    const QString path = VaultHome::directory() + QStringLiteral("/other");
+    const QString path = VaultHome::directory() + u"/other"_s;
     QFile::remove(path);
     VaultHome::Connection file(path);
-    file.run(
-        QStringLiteral("CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"));
-    file.run(QStringLiteral("INSERT INTO vault(id,payload) VALUES(1,?)"), {sealed(state)});
+    file.run(u"CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"_s);
+    file.run(u"INSERT INTO vault(id,payload) VALUES(1,?)"_s, {sealed(state)});
     return path;
 }
 
 bool removeDatabase() {
-    for (const QString& suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")}) {
+    for (const QString& suffix : {QString(), u"-wal"_s, u"-shm"_s}) {
         if (!QFile::remove(databaseFile() + suffix)) {
             return false;
         }
@@ -109,7 +108,7 @@ void LostFileTest::lostFileRefusesOneSave_data() {
     QTest::newRow("log emptied") << Loss([] { return empty(logFile()); });
     QTest::newRow("folder deleted") << Loss([] { return QDir(VaultHome::directory()).removeRecursively(); });
     QTest::newRow("replaced by an empty one") << Loss([] {
-        QFile file(databaseFile() + QStringLiteral(".new"));
+        QFile file(databaseFile() + u".new"_s);
         return file.open(QIODevice::WriteOnly) && removeDatabase() && file.rename(databaseFile());
     });
 }
@@ -201,14 +200,14 @@ void LostFileTest::replacedRowIsKeptUntilTheNextUnlock() {
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(vault.save(before));
-    const QByteArray theirs = sealed(document(QStringLiteral("theirs")));
+    const QByteArray theirs = sealed(document(u"theirs"_s));
     QVERIFY(VaultHome::setRecord(home, theirs));
     for (int attempt = 0; attempt < 3; ++attempt) {
         QVERIFY(!vault.save(after));
         QCOMPARE(VaultHome::record(home), theirs);
     }
     QCOMPARE(VaultHome::unlock(vault, home), QString());
-    QCOMPARE(vault.load(), document(QStringLiteral("theirs")));
+    QCOMPARE(vault.load(), document(u"theirs"_s));
     QVERIFY(vault.save(after));
 }
 
@@ -216,7 +215,7 @@ void LostFileTest::fileThatIsPutBackIsUsedAgain() {
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(vault.save(before));
-    const QString aside = databaseFile() + QStringLiteral(".aside");
+    const QString aside = databaseFile() + u".aside"_s;
     QVERIFY(QFile::rename(databaseFile(), aside));
     QVERIFY(!vault.save(after));
     QVERIFY(QFile::rename(aside, databaseFile()));
@@ -229,7 +228,7 @@ void LostFileTest::anotherToolsTransactionChangesNothing() {
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(vault.save(before));
     VaultHome::Connection tool(databaseFile());
-    tool.run(QStringLiteral("CREATE TABLE note (id INTEGER)"));
+    tool.run(u"CREATE TABLE note (id INTEGER)"_s);
     QVERIFY(vault.save(before));
     QVERIFY(vault.save(after));
     QCOMPARE(stored(), after);
@@ -242,7 +241,7 @@ void LostFileTest::sameDocumentIsNotWrittenAgain() {
     const QByteArray record = VaultHome::record(home);
     const QByteArray log = contentOf(logFile());
     // The same words in another object.
-    QVERIFY(vault.save(document(QStringLiteral("be") + QStringLiteral("fore"))));
+    QVERIFY(vault.save(document(u"be"_s + u"fore"_s)));
     QCOMPARE(VaultHome::record(home), record);
     QCOMPARE(contentOf(logFile()), log);
     QVERIFY(vault.save(after));
@@ -269,11 +268,11 @@ void LostFileTest::missingRecordIsKnown_data() {
     QTest::addColumn<bool>("saved");
     QTest::addColumn<QString>("left");
     QTest::addColumn<bool>("missing");
-    QTest::newRow("everything is there") << true << QStringLiteral("all") << false;
-    QTest::newRow("never saved to") << false << QStringLiteral("all") << false;
-    QTest::newRow("no file") << true << QStringLiteral("nothing") << true;
-    QTest::newRow("empty file") << true << QStringLiteral("empty file") << true;
-    QTest::newRow("file without the table") << true << QStringLiteral("no table") << true;
+    QTest::newRow("everything is there") << true << u"all"_s << false;
+    QTest::newRow("never saved to") << false << u"all"_s << false;
+    QTest::newRow("no file") << true << u"nothing"_s << true;
+    QTest::newRow("empty file") << true << u"empty file"_s << true;
+    QTest::newRow("file without the table") << true << u"no table"_s << true;
 }
 
 void LostFileTest::missingRecordIsKnown() {
@@ -284,13 +283,13 @@ void LostFileTest::missingRecordIsKnown() {
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(!vault.recordMissing()); // the first use of a server has nothing to miss
     QVERIFY(!saved || vault.save(before));
-    QCOMPARE(VaultHome::unlock(vault, QStringLiteral("http://127.0.0.1:18080")), QString());
+    QCOMPARE(VaultHome::unlock(vault, u"http://127.0.0.1:18080"_s), QString());
     if (left == u"nothing") {
         QVERIFY(QFile::remove(databaseFile()));
     } else if (left == u"empty file") {
         QVERIFY(empty(databaseFile()));
     } else if (left == u"no table") {
-        VaultHome::Connection(databaseFile()).run(QStringLiteral("DROP TABLE vault"));
+        VaultHome::Connection(databaseFile()).run(u"DROP TABLE vault"_s);
     }
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QCOMPARE(vault.recordMissing(), missing);
@@ -302,3 +301,5 @@ void LostFileTest::missingRecordIsKnown() {
 
 QTEST_GUILESS_MAIN(LostFileTest)
 #include "lostfile.moc"
+
+using namespace Qt::StringLiterals;

@@ -18,10 +18,9 @@ void NoBusTest::withoutABusTheVaultIsUnavailable() {
     VaultHome::nameApplication();
     Vault vault;
     for (int attempt = 0; attempt < 2; ++attempt) {
-        QCOMPARE(
-            VaultHome::unlock(vault, QStringLiteral("https://time.example")),
-            QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
-                           "available; offline writes are disabled."));
+        QCOMPARE(VaultHome::unlock(vault, u"https://time.example"_s),
+                 u"KWallet / OS credential storage is locked or unavailable. Online mode remains "
+                 "available; offline writes are disabled."_s);
         QVERIFY(!vault.isReady());
         QVERIFY(!vault.save({}));
     }
@@ -30,3 +29,5 @@ void NoBusTest::withoutABusTheVaultIsUnavailable() {
 
 QTEST_GUILESS_MAIN(NoBusTest)
 #include "nobus.moc"
+
+using namespace Qt::StringLiterals;

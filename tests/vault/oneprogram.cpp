@@ -12,17 +12,17 @@
 
 namespace {
 
-const QString home = QStringLiteral("https://time.example");
-const QString other = QStringLiteral("http://127.0.0.1:18080");
-const QString alreadyOpen = QStringLiteral(
-    "Timer.Kelvaro is already open on this server; offline writes are disabled in this window.");
+const QString home = u"https://time.example"_s;
+const QString other = u"http://127.0.0.1:18080"_s;
+const QString alreadyOpen =
+    u"Timer.Kelvaro is already open on this server; offline writes are disabled in this window."_s;
 
 QJsonObject document(const QString& description) {
-    return {{QStringLiteral("queue"), QJsonArray{description}}};
+    return {{u"queue"_s, QJsonArray{description}}};
 }
 
 QString lockFile(const QString& scope) {
-    return VaultHome::directory() + u'/' + VaultHome::hashOf(scope) + QStringLiteral(".lock");
+    return VaultHome::directory() + u'/' + VaultHome::hashOf(scope) + u".lock"_s;
 }
 
 /// Another program that unlocks the same server, in this home or another one.
@@ -30,21 +30,21 @@ class Holder {
 public:
     explicit Holder(const QString& homeFolder = QDir::homePath(), const QString& session = {}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("HOME"), homeFolder);
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), homeFolder + QStringLiteral("/.local/share"));
+        environment.insert(u"HOME"_s, homeFolder);
+        environment.insert(u"XDG_DATA_HOME"_s, homeFolder + u"/.local/share"_s);
         if (!session.isEmpty()) {
-            environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), session);
+            environment.insert(u"XDG_RUNTIME_DIR"_s, session);
         }
         m_program.setProcessEnvironment(environment);
         m_program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_program.start(QCoreApplication::applicationDirPath() + QStringLiteral("/vault-holder"), {home});
+        m_program.start(QCoreApplication::applicationDirPath() + u"/vault-holder"_s, {home});
     }
     ~Holder() { end(); }
     Q_DISABLE_COPY_MOVE(Holder)
 
     QString answer() {
         const bool answered = QTest::qWaitFor([this] { return m_program.canReadLine(); }, 20000);
-        return answered ? QString::fromUtf8(m_program.readLine()).trimmed() : QStringLiteral("no answer");
+        return answered ? QString::fromUtf8(m_program.readLine()).trimmed() : u"no answer"_s;
     }
 
     QString save(const QByteArray& description) {
@@ -101,8 +101,8 @@ void OneProgramTest::cleanup() {
 
 void OneProgramTest::secondProgramIsRefusedUntilTheFirstEnds() {
     Holder first;
-    QCOMPARE(first.answer(), QStringLiteral("ready"));
-    QCOMPARE(first.save("first"), QStringLiteral("saved"));
+    QCOMPARE(first.answer(), u"ready"_s);
+    QCOMPARE(first.save("first"), u"saved"_s);
     const QByteArray record = VaultHome::record(home);
 
     Vault second;
@@ -110,45 +110,45 @@ void OneProgramTest::secondProgramIsRefusedUntilTheFirstEnds() {
         QCOMPARE(VaultHome::unlock(second, home), alreadyOpen);
         QVERIFY(!second.isReady());
         QVERIFY(!second.acceptsWrites());
-        QVERIFY(!second.save(document(QStringLiteral("second"))));
+        QVERIFY(!second.save(document(u"second"_s)));
         bool ok = true;
         QVERIFY(second.load(&ok).isEmpty());
         QVERIFY(!ok);
     }
     QCOMPARE(VaultHome::record(home), record);
-    QCOMPARE(first.save("still first"), QStringLiteral("saved"));
+    QCOMPARE(first.save("still first"), u"saved"_s);
 
     first.end();
     QCOMPARE(VaultHome::unlock(second, home), QString());
-    QCOMPARE(second.load(), document(QStringLiteral("still first")));
-    QVERIFY(second.save(document(QStringLiteral("second"))));
+    QCOMPARE(second.load(), document(u"still first"_s));
+    QVERIFY(second.save(document(u"second"_s)));
 }
 
 void OneProgramTest::killedProgramHoldsNobodyUp() {
     Holder first;
-    QCOMPARE(first.answer(), QStringLiteral("ready"));
-    QCOMPARE(first.save("first"), QStringLiteral("saved"));
+    QCOMPARE(first.answer(), u"ready"_s);
+    QCOMPARE(first.save("first"), u"saved"_s);
     first.kill();
     QVERIFY(QFileInfo::exists(lockFile(home)));
     Vault second;
     QCOMPARE(VaultHome::unlock(second, home), QString());
-    QCOMPARE(second.load(), document(QStringLiteral("first")));
+    QCOMPARE(second.load(), document(u"first"_s));
 }
 
 void OneProgramTest::alternatingWritesOfTwoProgramsLoseNothing() {
     for (int round = 0; round < 10; ++round) {
         Holder first;
-        QCOMPARE(first.answer(), QStringLiteral("ready"));
+        QCOMPARE(first.answer(), u"ready"_s);
         Holder second;
         QCOMPARE(second.answer(), alreadyOpen);
         for (int write = 0; write < 10; ++write) {
-            QCOMPARE(first.save("first " + QByteArray::number(write)), QStringLiteral("saved"));
-            QCOMPARE(second.save("second"), QStringLiteral("refused"));
+            QCOMPARE(first.save("first " + QByteArray::number(write)), u"saved"_s);
+            QCOMPARE(second.save("second"), u"refused"_s);
         }
         first.kill();
         Vault reader;
         QCOMPARE(VaultHome::unlock(reader, home), QString());
-        QCOMPARE(reader.load(), document(QStringLiteral("first 9")));
+        QCOMPARE(reader.load(), document(u"first 9"_s));
     }
 }
 
@@ -172,7 +172,7 @@ void OneProgramTest::changeOfServerGivesTheStoreUp() {
     QCOMPARE(VaultHome::unlock(first, other), QString());
     QCOMPARE(VaultHome::unlock(second, home), QString());
     QCOMPARE(VaultHome::unlock(first, home), alreadyOpen);
-    QVERIFY(second.save(document(QStringLiteral("second"))));
+    QVERIFY(second.save(document(u"second"_s)));
 }
 
 void OneProgramTest::refusedUnlockGivesTheStoreUp() {
@@ -186,14 +186,14 @@ void OneProgramTest::refusedUnlockGivesTheStoreUp() {
 
 void OneProgramTest::linkedHomeIsTheSameStore() {
     const QTemporaryDir folder;
-    const QString link = folder.filePath(QStringLiteral("home"));
+    const QString link = folder.filePath(u"home"_s);
     QVERIFY(QFile::link(QDir::homePath(), link));
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     // A login session of its own, so that the lock beside the database has to do.
     Holder program(link, folder.path());
     QCOMPARE(program.answer(), alreadyOpen);
-    QCOMPARE(program.save("linked"), QStringLiteral("refused"));
+    QCOMPARE(program.save("linked"), u"refused"_s);
     QVERIFY(VaultHome::record(home).isNull());
 }
 
@@ -207,10 +207,10 @@ void OneProgramTest::copiedHomeIsHeldWhileTheCredentialStoreIsShared() {
     QFETCH(bool, copied);
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
-    QVERIFY(vault.save(document(QStringLiteral("mine"))));
+    QVERIFY(vault.save(document(u"mine"_s)));
     const QByteArray key = VaultHome::storedKey(home);
     const QTemporaryDir copy;
-    const QString data = copy.filePath(QStringLiteral(".local/share/Kelvaro/TimerKelvaro"));
+    const QString data = copy.filePath(u".local/share/Kelvaro/TimerKelvaro"_s);
     QVERIFY(QDir().mkpath(data));
     if (copied) {
         for (const QFileInfo& file : QDir(VaultHome::directory()).entryInfoList(QDir::Files)) {
@@ -222,11 +222,11 @@ void OneProgramTest::copiedHomeIsHeldWhileTheCredentialStoreIsShared() {
     QVERIFY(VaultHome::deleteKey(home));
     Holder program(copy.path());
     QCOMPARE(program.answer(), alreadyOpen);
-    QCOMPARE(program.save("theirs"), QStringLiteral("refused"));
+    QCOMPARE(program.save("theirs"), u"refused"_s);
     QCOMPARE(QDir(data).entryList(QDir::Files), before);
     QVERIFY(VaultHome::storedKey(home).isNull());
     QVERIFY(VaultHome::storeKey(home, key));
-    QVERIFY(vault.save(document(QStringLiteral("mine still"))));
+    QVERIFY(vault.save(document(u"mine still"_s)));
 }
 
 void OneProgramTest::copiedLockHoldsNobodyUp() {
@@ -236,14 +236,14 @@ void OneProgramTest::copiedLockHoldsNobodyUp() {
     left.close();
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
-    QVERIFY(vault.save(document(QStringLiteral("mine"))));
+    QVERIFY(vault.save(document(u"mine"_s)));
 }
 
 void OneProgramTest::deletedLockIsTakenAgain() {
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(QFile::remove(lockFile(home)));
-    QVERIFY(vault.save(document(QStringLiteral("mine"))));
+    QVERIFY(vault.save(document(u"mine"_s)));
     const QTemporaryDir session;
     Holder program(QDir::homePath(), session.path());
     QCOMPARE(program.answer(), alreadyOpen);
@@ -252,24 +252,24 @@ void OneProgramTest::deletedLockIsTakenAgain() {
 void OneProgramTest::deletedLockThatSomebodyElseTookStopsTheWrites() {
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
-    QVERIFY(vault.save(document(QStringLiteral("mine"))));
+    QVERIFY(vault.save(document(u"mine"_s)));
     QVERIFY(QFile::remove(lockFile(home)));
     const QTemporaryDir session;
     {
         Holder program(QDir::homePath(), session.path());
-        QCOMPARE(program.answer(), QStringLiteral("ready"));
+        QCOMPARE(program.answer(), u"ready"_s);
         const QByteArray record = VaultHome::record(home);
-        QVERIFY(!vault.save(document(QStringLiteral("over it"))));
+        QVERIFY(!vault.save(document(u"over it"_s)));
         QCOMPARE(VaultHome::record(home), record);
     }
-    QVERIFY(vault.save(document(QStringLiteral("alone again"))));
+    QVERIFY(vault.save(document(u"alone again"_s)));
 }
 
 void OneProgramTest::childProgramsDoNotKeepTheStore() {
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QProcess child;
-    child.start(QStringLiteral("ls"), {QStringLiteral("-l"), QStringLiteral("/proc/self/fd")});
+    child.start(u"ls"_s, {u"-l"_s, u"/proc/self/fd"_s});
     QVERIFY(child.waitForFinished());
     const QByteArray open = child.readAll();
     QVERIFY(open.contains("pipe:"));
@@ -288,3 +288,5 @@ void OneProgramTest::lockGoesWithTheVault() {
 
 QTEST_GUILESS_MAIN(OneProgramTest)
 #include "oneprogram.moc"
+
+using namespace Qt::StringLiterals;

@@ -10,11 +10,13 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString root = QStringLiteral("/org/freedesktop/secrets");
-const QString itemPrefix = QStringLiteral("/org/freedesktop/secrets/collection/test/");
-const QDBusObjectPath nothing{QStringLiteral("/")};
+const QString root = u"/org/freedesktop/secrets"_s;
+const QString itemPrefix = u"/org/freedesktop/secrets/collection/test/"_s;
+const QDBusObjectPath nothing{u"/"_s};
 using Paths = QList<QDBusObjectPath>;
 using Secrets = QMap<QDBusObjectPath, Secret>;
 
@@ -26,7 +28,7 @@ ScriptedSecrets::ScriptedSecrets(QObject* parent) : QDBusVirtualObject(parent) {
     qDBusRegisterMetaType<QMap<QString, QString>>();
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.registerVirtualObject(root, this, QDBusConnection::SubPath) ||
-        !bus.registerService(QStringLiteral("org.freedesktop.secrets"))) {
+        !bus.registerService(u"org.freedesktop.secrets"_s)) {
         qFatal("The private bus does not take the scripted Secret Service");
     }
 }
@@ -34,7 +36,7 @@ ScriptedSecrets::ScriptedSecrets(QObject* parent) : QDBusVirtualObject(parent) {
 ScriptedSecrets::~ScriptedSecrets() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     bus.unregisterObject(root, QDBusConnection::UnregisterTree);
-    bus.unregisterService(QStringLiteral("org.freedesktop.secrets"));
+    bus.unregisterService(u"org.freedesktop.secrets"_s);
 }
 
 QString ScriptedSecrets::introspect(const QString& /*path*/) const {
@@ -66,11 +68,10 @@ QDBusMessage ScriptedSecrets::answer(const QDBusMessage& message) {
     const QString member = message.member();
     if (member == u"OpenSession") {
         if (message.arguments().value(0).toString() != u"plain") {
-            return message.createErrorReply(QDBusError::NotSupported, QStringLiteral("plain only"));
+            return message.createErrorReply(QDBusError::NotSupported, u"plain only"_s);
         }
-        return message.createReply(
-            {QVariant::fromValue(QDBusVariant(QString())),
-             QVariant::fromValue(QDBusObjectPath(root + QStringLiteral("/session/1")))});
+        return message.createReply({QVariant::fromValue(QDBusVariant(QString())),
+                                    QVariant::fromValue(QDBusObjectPath(root + u"/session/1"_s))});
     }
     if (member == u"SearchItems") {
         return search(message);
@@ -93,7 +94,7 @@ QDBusMessage ScriptedSecrets::answer(const QDBusMessage& message) {
 QDBusMessage ScriptedSecrets::search(const QDBusMessage& message) {
     ++m_reads;
     if (readsFail) {
-        return message.createErrorReply(QDBusError::Failed, QStringLiteral("scripted"));
+        return message.createErrorReply(QDBusError::Failed, u"scripted"_s);
     }
     const auto wanted = qdbus_cast<Attributes>(message.arguments().value(0));
     Paths found;
@@ -122,12 +123,12 @@ QDBusMessage ScriptedSecrets::secrets(const QDBusMessage& message) {
 
 QDBusMessage ScriptedSecrets::createItem(const QDBusMessage& message) {
     if (writes == Writes::Refused) {
-        return message.createErrorReply(QDBusError::AccessDenied, QStringLiteral("scripted"));
+        return message.createErrorReply(QDBusError::AccessDenied, u"scripted"_s);
     }
     const auto properties = qdbus_cast<QVariantMap>(message.arguments().value(0));
     const auto secret = qdbus_cast<Secret>(message.arguments().value(1));
     const auto attributes =
-        qdbus_cast<Attributes>(properties.value(QStringLiteral("org.freedesktop.Secret.Item.Attributes")));
+        qdbus_cast<Attributes>(properties.value(u"org.freedesktop.Secret.Item.Attributes"_s));
     m_written.append(secret.value);
     if (writes != Writes::Lost) {
         QByteArray value = secret.value;
@@ -143,9 +144,8 @@ QDBusMessage ScriptedSecrets::createItem(const QDBusMessage& message) {
 }
 
 QDBusMessage ScriptedSecrets::property(const QDBusMessage& message) const {
-    QVariantMap all{{QStringLiteral("Collections"), QVariant::fromValue(Paths())},
-                    {QStringLiteral("Locked"), false},
-                    {QStringLiteral("Label"), QStringLiteral("test")}};
+    QVariantMap all{
+        {u"Collections"_s, QVariant::fromValue(Paths())}, {u"Locked"_s, false}, {u"Label"_s, u"test"_s}};
     if (message.member() == u"GetAll") {
         return message.createReply(QVariant(all));
     }

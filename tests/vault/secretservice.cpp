@@ -12,15 +12,14 @@
 
 namespace {
 
-const QString home = QStringLiteral("https://time.example");
-const QString other = QStringLiteral("http://127.0.0.1:18080");
+const QString home = u"https://time.example"_s;
+const QString other = u"http://127.0.0.1:18080"_s;
 
-const QString keyFailed = QStringLiteral("Secure key generation failed");
-const QString notOpened = QStringLiteral("Secure storage could not be opened; offline writes are disabled.");
+const QString keyFailed = u"Secure key generation failed"_s;
+const QString notOpened = u"Secure storage could not be opened; offline writes are disabled."_s;
 
-QJsonObject document(const QString& description = QStringLiteral("private words")) {
-    return {{QStringLiteral("queue"), QJsonArray{description}},
-            {QStringLiteral("workspace"), QStringLiteral("w")}};
+QJsonObject document(const QString& description = u"private words"_s) {
+    return {{u"queue"_s, QJsonArray{description}}, {u"workspace"_s, u"w"_s}};
 }
 
 // A record as an earlier version of the program, or a stranger with the key, would write it.
@@ -78,8 +77,8 @@ void VaultTest::firstStartMakesKeyAndDatabase() {
     QVERIFY(ok);
     QCOMPARE(VaultHome::storedKey(home).size(), 32);
     QVERIFY(VaultHome::storedKey(home) != QByteArray(32, '\0'));
-    QCOMPARE(QDir(VaultHome::directory()).entryList({QStringLiteral("*.sqlite")}),
-             QStringList(VaultHome::hashOf(home) + QStringLiteral(".sqlite")));
+    QCOMPARE(QDir(VaultHome::directory()).entryList({u"*.sqlite"_s}),
+             QStringList(VaultHome::hashOf(home) + u".sqlite"_s));
     QVERIFY(VaultHome::record(home).isNull());
 }
 
@@ -87,14 +86,14 @@ void VaultTest::savedDocumentIsThereAfterARestart() {
     {
         Vault vault;
         QCOMPARE(VaultHome::unlock(vault, home), QString());
-        QVERIFY(vault.save(document(QStringLiteral("first"))));
-        QVERIFY(vault.save(document(QStringLiteral("שני"))));
-        QCOMPARE(vault.load(), document(QStringLiteral("שני")));
+        QVERIFY(vault.save(document(u"first"_s)));
+        QVERIFY(vault.save(document(u"שני"_s)));
+        QCOMPARE(vault.load(), document(u"שני"_s));
     }
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     bool ok = false;
-    QCOMPARE(vault.load(&ok), document(QStringLiteral("שני")));
+    QCOMPARE(vault.load(&ok), document(u"שני"_s));
     QVERIFY(ok);
 }
 
@@ -127,19 +126,19 @@ void VaultTest::everyFileIsForTheOwnerOnly() {
 void VaultTest::twoServersHaveFilesAndKeysOfTheirOwn() {
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
-    QVERIFY(vault.save(document(QStringLiteral("home"))));
+    QVERIFY(vault.save(document(u"home"_s)));
     QCOMPARE(VaultHome::unlock(vault, other), QString());
     QVERIFY(vault.load().isEmpty());
-    QVERIFY(vault.save(document(QStringLiteral("other"))));
+    QVERIFY(vault.save(document(u"other"_s)));
 
     QVERIFY(VaultHome::storedKey(home) != VaultHome::storedKey(other));
     QVERIFY(QFileInfo::exists(VaultHome::databaseFile(home)));
     QVERIFY(QFileInfo::exists(VaultHome::databaseFile(other)));
 
     QCOMPARE(VaultHome::unlock(vault, home), QString());
-    QCOMPARE(vault.load(), document(QStringLiteral("home")));
+    QCOMPARE(vault.load(), document(u"home"_s));
     QCOMPARE(VaultHome::unlock(vault, other), QString());
-    QCOMPARE(vault.load(), document(QStringLiteral("other")));
+    QCOMPARE(vault.load(), document(u"other"_s));
 }
 
 void VaultTest::scopeIsTakenAsItIsWritten() {
@@ -187,7 +186,7 @@ void VaultTest::unlockingIsNotReady() {
     QSignalSpy ready(&vault, &Vault::ready);
     vault.unlock(home);
     QVERIFY(!vault.isReady());
-    QVERIFY(!vault.save(document(QStringLiteral("too early"))));
+    QVERIFY(!vault.save(document(u"too early"_s)));
     QTRY_COMPARE(ready.size(), 1);
     QCOMPARE(VaultHome::record(home), before);
 }
@@ -248,7 +247,7 @@ void VaultTest::alteredRecordLocksTheVault() {
     QVERIFY(vault.load(&ok).isEmpty());
     QVERIFY(!ok);
     QVERIFY(!vault.isReady());
-    QVERIFY(!vault.save(document(QStringLiteral("over it"))));
+    QVERIFY(!vault.save(document(u"over it"_s)));
     QCOMPARE(VaultHome::record(home), altered);
 
     // The key itself is not lost: with the record restored the store works again.
@@ -285,7 +284,7 @@ void VaultTest::legacyRecordIsReadAndRewritten() {
     bool ok = false;
     const QJsonObject state = vault.load(&ok);
     QVERIFY(ok);
-    QCOMPARE(state, QJsonObject({{QStringLiteral("queue"), QJsonArray{QStringLiteral("old")}}}));
+    QCOMPARE(state, QJsonObject({{u"queue"_s, QJsonArray{u"old"_s}}}));
     QVERIFY(vault.save(state));
     QVERIFY(VaultHome::record(home).startsWith("TKVATKV1"));
     QCOMPARE(vault.load(), state);
@@ -339,3 +338,5 @@ void VaultTest::connectionGoesWithTheVault() {
 
 QTEST_GUILESS_MAIN(VaultTest)
 #include "secretservice.moc"
+
+using namespace Qt::StringLiterals;

@@ -16,17 +16,16 @@
 
 namespace {
 
-const QString home = QStringLiteral("https://time.example");
+const QString home = u"https://time.example"_s;
 
 const QString storageRefused =
-    QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
-                   "available; offline writes are disabled.");
-const QString databaseRefused = QStringLiteral("Local encrypted database unavailable");
-const QString notOpened = QStringLiteral("Secure storage could not be opened; offline writes are disabled.");
+    u"KWallet / OS credential storage is locked or unavailable. Online mode remains "
+    "available; offline writes are disabled."_s;
+const QString databaseRefused = u"Local encrypted database unavailable"_s;
+const QString notOpened = u"Secure storage could not be opened; offline writes are disabled."_s;
 
 QJsonObject document(const QString& description) {
-    return {{QStringLiteral("auth"), QJsonObject{{QStringLiteral("token"), QStringLiteral("secret-token")}}},
-            {QStringLiteral("queue"), QJsonArray{description}}};
+    return {{u"auth"_s, QJsonObject{{u"token"_s, u"secret-token"_s}}}, {u"queue"_s, QJsonArray{description}}};
 }
 
 // 32 bytes of seal around it make 50 MiB.
@@ -39,16 +38,15 @@ QJsonObject documentOfLength(qsizetype length) {
 
 // Objects and arrays in each other, `levels` of them.
 QJsonObject nested(int levels) {
-    QJsonValue value = QStringLiteral("[{ no bracket \"");
+    QJsonValue value = u"[{ no bracket \""_s;
     for (int level = 1; level < levels; ++level) {
-        value = level % 2 == 0 ? QJsonValue(QJsonObject{{QStringLiteral("in"), value}})
-                               : QJsonValue(QJsonArray{value});
+        value = level % 2 == 0 ? QJsonValue(QJsonObject{{u"in"_s, value}}) : QJsonValue(QJsonArray{value});
     }
-    return {{QStringLiteral("snapshot"), value}};
+    return {{u"snapshot"_s, value}};
 }
 
-const QJsonObject before = document(QStringLiteral("before"));
-const QJsonObject after = document(QStringLiteral("after"));
+const QJsonObject before = document(u"before"_s);
+const QJsonObject after = document(u"after"_s);
 
 // Files cannot grow beyond `bytes` while one of these lives: a disk that fills up.
 class FullDisk {
@@ -141,11 +139,10 @@ void VaultStorageTest::commitsAreDurable() {
         QSqlQuery query(QSqlDatabase::database(names.first(), false));
         return query.exec(statement) && query.next() ? query.value(0).toString() : QString();
     };
-    QCOMPARE(value(QStringLiteral("PRAGMA journal_mode")), QStringLiteral("wal"));
-    QCOMPARE(value(QStringLiteral("PRAGMA synchronous")), QStringLiteral("2")); // FULL
-    QCOMPARE(
-        value(QStringLiteral("SELECT sql FROM sqlite_master")),
-        QStringLiteral("CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"));
+    QCOMPARE(value(u"PRAGMA journal_mode"_s), u"wal"_s);
+    QCOMPARE(value(u"PRAGMA synchronous"_s), u"2"_s); // FULL
+    QCOMPARE(value(u"SELECT sql FROM sqlite_master"_s),
+             u"CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"_s);
 }
 
 void VaultStorageTest::noClearTextReachesAnyFile() {
@@ -156,7 +153,7 @@ void VaultStorageTest::noClearTextReachesAnyFile() {
         for (int round = 0; round < 3; ++round) {
             QVERIFY(vault.save(before));
         }
-        QVERIFY(QFileInfo::exists(VaultHome::databaseFile(home) + QStringLiteral("-wal")));
+        QVERIFY(QFileInfo::exists(VaultHome::databaseFile(home) + u"-wal"_s));
         QCOMPARE(filesHolding(words), QStringList());
         QCOMPARE(filesHolding({VaultHome::storedKey(home), VaultHome::storedKey(home).toBase64(),
                                VaultHome::storedKey(home).toHex()}),
@@ -164,16 +161,16 @@ void VaultStorageTest::noClearTextReachesAnyFile() {
     }
     QCOMPARE(filesHolding(words), QStringList());
     // The search itself finds what is there.
-    QVERIFY(write(VaultHome::directory() + QStringLiteral("/note"), "a secret-token"));
+    QVERIFY(write(VaultHome::directory() + u"/note"_s, "a secret-token"));
     QCOMPARE(filesHolding(words).size(), 1);
 }
 
 void VaultStorageTest::refusedStatementKeepsTheRow_data() {
     QTest::addColumn<QString>("event");
     QTest::addColumn<bool>("stored");
-    QTest::newRow("first insert") << QStringLiteral("INSERT") << false;
-    QTest::newRow("insert over a row") << QStringLiteral("INSERT") << true;
-    QTest::newRow("update") << QStringLiteral("UPDATE") << true;
+    QTest::newRow("first insert") << u"INSERT"_s << false;
+    QTest::newRow("insert over a row") << u"INSERT"_s << true;
+    QTest::newRow("update") << u"UPDATE"_s << true;
 }
 
 void VaultStorageTest::refusedStatementKeepsTheRow() {
@@ -187,14 +184,13 @@ void VaultStorageTest::refusedStatementKeepsTheRow() {
     const QByteArray record = VaultHome::record(home);
 
     VaultHome::Connection second(VaultHome::databaseFile(home));
-    second.run(QStringLiteral("CREATE TRIGGER refuse BEFORE %1 ON vault BEGIN SELECT RAISE(ABORT, 'no'); END")
-                   .arg(event));
+    second.run(u"CREATE TRIGGER refuse BEFORE %1 ON vault BEGIN SELECT RAISE(ABORT, 'no'); END"_s.arg(event));
     QVERIFY(!vault.save(after));
     QCOMPARE(VaultHome::record(home), record);
     QCOMPARE(vault.load(), stored ? before : QJsonObject());
     QVERIFY(vault.isReady());
 
-    second.run(QStringLiteral("DROP TRIGGER refuse"));
+    second.run(u"DROP TRIGGER refuse"_s);
     QVERIFY(vault.save(after));
     QCOMPARE(vault.load(), after);
 }
@@ -204,10 +200,10 @@ void VaultStorageTest::lockedDatabaseKeepsTheRow() {
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(vault.save(before));
     VaultHome::Connection second(VaultHome::databaseFile(home));
-    second.run(QStringLiteral("BEGIN EXCLUSIVE"));
+    second.run(u"BEGIN EXCLUSIVE"_s);
     QVERIFY(!vault.save(after));
     QCOMPARE(vault.load(), before);
-    second.run(QStringLiteral("ROLLBACK"));
+    second.run(u"ROLLBACK"_s);
     QVERIFY(vault.save(after));
     QCOMPARE(vault.load(), after);
 }
@@ -294,9 +290,9 @@ void VaultStorageTest::documentBeyondTheParserKeepsTheRow() {
 void VaultStorageTest::fileWithoutARowIsFirstUse_data() {
     QTest::addColumn<QString>("statement");
     QTest::newRow("empty file") << QString();
-    QTest::newRow("no table") << QStringLiteral("CREATE TABLE another (id INTEGER)");
-    QTest::newRow("no row") << QStringLiteral("CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), "
-                                              "payload BLOB NOT NULL)");
+    QTest::newRow("no table") << u"CREATE TABLE another (id INTEGER)"_s;
+    QTest::newRow("no row") << u"CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), "
+                               "payload BLOB NOT NULL)"_s;
 }
 
 void VaultStorageTest::fileWithoutARowIsFirstUse() {
@@ -332,9 +328,9 @@ void VaultStorageTest::recordWithoutItsKeyIsNotFirstUse() {
 
 void VaultStorageTest::fileThatCannotBeInspectedGetsNoKey_data() {
     QTest::addColumn<QString>("kind");
-    QTest::newRow("not a database") << QStringLiteral("garbage");
-    QTest::newRow("a directory") << QStringLiteral("directory");
-    QTest::newRow("a link to nowhere") << QStringLiteral("link");
+    QTest::newRow("not a database") << u"garbage"_s;
+    QTest::newRow("a directory") << u"directory"_s;
+    QTest::newRow("a link to nowhere") << u"link"_s;
 }
 
 void VaultStorageTest::fileThatCannotBeInspectedGetsNoKey() {
@@ -345,7 +341,7 @@ void VaultStorageTest::fileThatCannotBeInspectedGetsNoKey() {
     } else if (kind == u"directory") {
         QVERIFY(QDir().mkpath(path));
     } else {
-        QVERIFY(QDir().mkpath(VaultHome::directory()) && QFile::link(path + QStringLiteral(".gone"), path));
+        QVERIFY(QDir().mkpath(VaultHome::directory()) && QFile::link(path + u".gone"_s, path));
     }
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), databaseRefused);
@@ -362,8 +358,8 @@ void VaultStorageTest::busyFileGetsNoKey() {
     const QByteArray key = VaultHome::storedKey(home);
     QVERIFY(VaultHome::deleteKey(home));
     VaultHome::Connection second(VaultHome::databaseFile(home));
-    second.run(QStringLiteral("PRAGMA locking_mode=EXCLUSIVE"));
-    second.run(QStringLiteral("BEGIN EXCLUSIVE"));
+    second.run(u"PRAGMA locking_mode=EXCLUSIVE"_s);
+    second.run(u"BEGIN EXCLUSIVE"_s);
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), databaseRefused);
     QVERIFY(VaultHome::storedKey(home).isNull());
@@ -393,3 +389,5 @@ void VaultStorageTest::unusableDirectoryIsReportedOnFirstUse() {
 
 QTEST_GUILESS_MAIN(VaultStorageTest)
 #include "storage.moc"
+
+using namespace Qt::StringLiterals;

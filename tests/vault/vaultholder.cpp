@@ -7,12 +7,14 @@
 #include <QSocketNotifier>
 #include <QTextStream>
 
+using namespace Qt::StringLiterals;
+
 // Another program on the store of one server: it says what came of its unlock,
 // saves each line of its standard input, says what came of that, and ends with the input.
 int main(int argc, char* argv[]) {
     QCoreApplication application(argc, argv);
-    QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
-    QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaro"));
+    QCoreApplication::setOrganizationName(u"Kelvaro"_s);
+    QCoreApplication::setApplicationName(u"TimerKelvaro"_s);
     QTextStream out(stdout);
     Vault vault;
     QObject::connect(&vault, &Vault::ready, &application, [&out] { out << "ready" << Qt::endl; });
@@ -31,7 +33,7 @@ int main(int argc, char* argv[]) {
             QCoreApplication::quit();
             return;
         }
-        const bool saved = vault.save({{QStringLiteral("queue"), QJsonArray{line}}});
+        const bool saved = vault.save({{u"queue"_s, QJsonArray{line}}});
         out << (saved ? "saved" : "refused") << Qt::endl;
     });
     return QCoreApplication::exec();

@@ -14,9 +14,11 @@
 #include <QUuid>
 #include <qt6keychain/keychain.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString service = QStringLiteral("TimerKelvaro");
+const QString service = u"TimerKelvaro"_s;
 
 bool finishes(QKeychain::Job& job, const QString& scope) {
     job.setAutoDelete(false);
@@ -29,7 +31,7 @@ bool finishes(QKeychain::Job& job, const QString& scope) {
 } // namespace
 
 void VaultHome::nameApplication() {
-    QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
+    QCoreApplication::setOrganizationName(u"Kelvaro"_s);
     QCoreApplication::setApplicationName(service);
 }
 
@@ -38,13 +40,13 @@ QString VaultHome::unlock(Vault& vault, const QString& scope) {
     QSignalSpy unavailable(&vault, &Vault::unavailable);
     vault.unlock(scope);
     if (!QTest::qWaitFor([&] { return !ready.isEmpty() || !unavailable.isEmpty(); }, 20000)) {
-        return QStringLiteral("no answer");
+        return u"no answer"_s;
     }
     return ready.isEmpty() ? unavailable.first().first().toString() : QString();
 }
 
 QString VaultHome::directory() {
-    return QDir::homePath() + QStringLiteral("/.local/share/Kelvaro/TimerKelvaro");
+    return QDir::homePath() + u"/.local/share/Kelvaro/TimerKelvaro"_s;
 }
 
 QString VaultHome::hashOf(const QString& scope) {
@@ -52,7 +54,7 @@ QString VaultHome::hashOf(const QString& scope) {
 }
 
 QString VaultHome::databaseFile(const QString& scope) {
-    return directory() + u'/' + hashOf(scope) + QStringLiteral(".sqlite");
+    return directory() + u'/' + hashOf(scope) + u".sqlite"_s;
 }
 
 QByteArray VaultHome::context(const QString& scope) {
@@ -64,14 +66,12 @@ QByteArray VaultHome::accountAwareContext(const QString& scope) {
 }
 
 QByteArray VaultHome::record(const QString& scope) {
-    const QVariantList rows =
-        Connection(databaseFile(scope)).run(QStringLiteral("SELECT payload FROM vault WHERE id=1"));
+    const QVariantList rows = Connection(databaseFile(scope)).run(u"SELECT payload FROM vault WHERE id=1"_s);
     return rows.isEmpty() ? QByteArray() : rows.first().toByteArray();
 }
 
 bool VaultHome::setRecord(const QString& scope, const QByteArray& record) {
-    Connection(databaseFile(scope))
-        .run(QStringLiteral("INSERT OR REPLACE INTO vault(id,payload) VALUES(1,?)"), {record});
+    Connection(databaseFile(scope)).run(u"INSERT OR REPLACE INTO vault(id,payload) VALUES(1,?)"_s, {record});
     return VaultHome::record(scope) == record;
 }
 
@@ -92,7 +92,7 @@ bool VaultHome::deleteKey(const QString& scope) {
 }
 
 VaultHome::Connection::Connection(const QString& file) : m_name(QUuid::createUuid().toString()) {
-    QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
+    QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, m_name);
     database.setDatabaseName(file);
     if (!database.open()) {
         QTest::qFail(qPrintable(database.lastError().text()), __FILE__, __LINE__);

@@ -53,7 +53,7 @@ private Q_SLOTS:
 
 void WindowAccountTest::init() {
     m_peer = std::make_unique<ScriptedPeer>();
-    m_peer->answer("POST", QStringLiteral("/v1/auth/login"),
+    m_peer->answer("POST", u"/v1/auth/login"_s,
                    PeerReply::json({}, 401).delivered(PeerReply::Delivery::Hold));
     m_dialogs = std::make_unique<FileDialogs>();
     m_fixture = std::make_unique<WindowFixture>();
@@ -73,9 +73,10 @@ void WindowAccountTest::typePassword() {
     QTRY_VERIFY(password->isVisible());
     QTRY_VERIFY(m_fixture->window->isActive());
     password->forceActiveFocus();
-    for (const char letter : QByteArray("secret"))
+    for (const char letter : QByteArray("secret")) {
         QTest::keyClick(m_fixture->window, letter);
-    QCOMPARE(text("password"), QStringLiteral("secret"));
+    }
+    QCOMPARE(text("password"), u"secret"_s);
 }
 
 void WindowAccountTest::enterInThePasswordFieldSignsIn() {
@@ -84,19 +85,18 @@ void WindowAccountTest::enterInThePasswordFieldSignsIn() {
     QCOMPARE(text("password"), QString());
     QVERIFY(m_fixture->controller.busy());
     QTRY_COMPARE(m_peer->held(), 1);
-    const QJsonObject body = m_peer->requests("POST", QStringLiteral("/v1/auth/login")).constFirst().json();
-    QCOMPARE(body.value(u"password").toString(), QStringLiteral("secret"));
+    const QJsonObject body = m_peer->requests("POST", u"/v1/auth/login"_s).constFirst().json();
+    QCOMPARE(body.value(u"password").toString(), u"secret"_s);
 }
 
 void WindowAccountTest::enterSignsInOnlyWhenTheButtonWould() {
-    m_fixture->show(WindowFixture::document(
-        {WindowFixture::entry(QStringLiteral("e1"))},
-        {WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("waits for the server"))}));
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)},
+                                            {WindowFixture::edit(u"e1"_s, u"waits for the server"_s)}));
     typePassword();
     QVERIFY(!item("signIn")->isEnabled());
     const QString message = m_fixture->controller.message();
     QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QCOMPARE(text("password"), QStringLiteral("secret"));
+    QCOMPARE(text("password"), u"secret"_s);
     QCOMPARE(m_fixture->controller.message(), message);
     QVERIFY(!m_fixture->controller.busy());
 }
@@ -113,20 +113,21 @@ void WindowAccountTest::whatOneAccountTypedIsGoneForTheNext() {
     m_fixture->show(WindowFixture::document());
     const QList<const char*> fields{"description", "email",    "password",          "editDescription",
                                     "manualFrom",  "manualTo", "manualDescription", "importSource"};
-    for (const char* const field : fields)
+    for (const char* const field : fields) {
         set(field, "mine alone");
-    QObject* const dialog = m_fixture->object(QStringLiteral("manualDialog"));
+    }
+    QObject* const dialog = m_fixture->object(u"manualDialog"_s);
     QMetaObject::invokeMethod(dialog, "open");
     QTRY_VERIFY(dialog->property("opened").toBool());
     QVERIFY(item("entriesAreMine")->setProperty("checked", true));
     QVERIFY(item("billable")->setProperty("checked", true));
 
     QJsonObject next = WindowFixture::document();
-    next.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u2")},
-                                   {QStringLiteral("email"), QStringLiteral("omer@example.com")}});
+    next.insert(u"me", QJsonObject{{u"id"_s, u"u2"_s}, {u"email"_s, u"omer@example.com"_s}});
     m_fixture->show(next);
-    for (const char* const field : fields)
-        QVERIFY2(text(field) != QStringLiteral("mine alone"), field);
+    for (const char* const field : fields) {
+        QVERIFY2(text(field) != u"mine alone"_s, field);
+    }
     QTRY_VERIFY(!dialog->property("visible").toBool());
     QVERIFY(!item("entriesAreMine")->property("checked").toBool());
     QVERIFY(!item("billable")->property("checked").toBool());
@@ -137,16 +138,16 @@ void WindowAccountTest::theFirstIdentityTakesNothingAway() {
     set("description", "typed before the server answered");
     m_fixture->show(WindowFixture::document());
     QVERIFY(!m_fixture->controller.accountName().isEmpty());
-    QCOMPARE(text("description"), QStringLiteral("typed before the server answered"));
+    QCOMPARE(text("description"), u"typed before the server answered"_s);
 }
 
 void WindowAccountTest::namelessAccountsLeaveNothingEither() {
     QJsonObject nameless = WindowFixture::document();
-    nameless.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u1")}});
-    nameless.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
+    nameless.insert(u"me", QJsonObject{{u"id"_s, u"u1"_s}});
+    nameless.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}});
     m_fixture->show(nameless);
     set("description", "mine alone");
-    m_fixture->show({{QStringLiteral("signed_out"), true}});
+    m_fixture->show({{u"signed_out"_s, true}});
     QCOMPARE(text("description"), QString());
 }
 
@@ -154,27 +155,26 @@ void WindowAccountTest::aSignInLeavesWhatWasTyped() {
     m_fixture->show(WindowFixture::document());
     set("description", "half a thought");
     QJsonObject signedIn = WindowFixture::document();
-    signedIn.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
-    signedIn.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u1")}});
+    signedIn.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}});
+    signedIn.insert(u"me", QJsonObject{{u"id"_s, u"u1"_s}});
     m_fixture->show(signedIn);
-    QCOMPARE(text("description"), QStringLiteral("half a thought"));
+    QCOMPARE(text("description"), u"half a thought"_s);
 
-    m_fixture->show({{QStringLiteral("signed_out"), true}});
+    m_fixture->show({{u"signed_out"_s, true}});
     QCOMPARE(text("description"), QString());
     set("description", "begun while signed out");
     m_fixture->show(signedIn);
-    QCOMPARE(text("description"), QStringLiteral("begun while signed out"));
+    QCOMPARE(text("description"), u"begun while signed out"_s);
 }
 
 void WindowAccountTest::aRenamedAccountLeavesWhatWasTyped() {
     m_fixture->show(WindowFixture::document());
     set("description", "half a thought");
     QJsonObject renamed = WindowFixture::document();
-    renamed.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u1")},
-                                      {QStringLiteral("email"), QStringLiteral("dana@example.org")}});
+    renamed.insert(u"me", QJsonObject{{u"id"_s, u"u1"_s}, {u"email"_s, u"dana@example.org"_s}});
     m_fixture->show(renamed);
-    QCOMPARE(m_fixture->controller.accountName(), QStringLiteral("dana@example.org"));
-    QCOMPARE(text("description"), QStringLiteral("half a thought"));
+    QCOMPARE(m_fixture->controller.accountName(), u"dana@example.org"_s);
+    QCOMPARE(text("description"), u"half a thought"_s);
 }
 
 void WindowAccountTest::theSameIdOfAnotherServerIsAnotherAccount() {
@@ -188,102 +188,96 @@ void WindowAccountTest::theSameIdOfAnotherServerIsAnotherAccount() {
 void WindowAccountTest::aPasswordIsForgottenWithItsServer() {
     set("password", "secret");
     Q_EMIT m_fixture->controller.changed();
-    QCOMPARE(text("password"), QStringLiteral("secret"));
+    QCOMPARE(text("password"), u"secret"_s);
     m_fixture->unlock(deadServer());
     QCOMPARE(text("password"), QString());
 }
 
 void WindowAccountTest::anUnreadableRecordIsNotCalledAQueue() {
     m_fixture->window->setProperty("hebrew", false);
-    QCOMPARE(text("storage"),
-             QStringLiteral("Local queue encrypted; key stored in KWallet / OS credential storage."));
+    QCOMPARE(text("storage"), u"Local queue encrypted; key stored in KWallet / OS credential storage."_s);
     m_fixture.reset();
-    SqliteFile(vaultFile(m_peer->url()))
-        .run(QStringLiteral("ALTER TABLE vault RENAME COLUMN payload TO another"));
+    SqliteFile(vaultFile(m_peer->url())).run(u"ALTER TABLE vault RENAME COLUMN payload TO another"_s);
     m_fixture = std::make_unique<WindowFixture>();
     m_fixture->unlock(m_peer->url());
     m_fixture->window->setProperty("hebrew", false);
-    QCOMPARE(text("storage"), QStringLiteral("The local record could not be read; nothing is saved over it. "
-                                             "Reads and reports are available."));
+    QCOMPARE(text("storage"), u"The local record could not be read; nothing is saved over it. "
+                              "Reads and reports are available."_s);
     m_fixture->window->setProperty("hebrew", true);
-    QCOMPARE(text("storage"), QStringLiteral("לא ניתן לקרוא את הרשומה המקומית; דבר לא יישמר במקומה. קריאה "
-                                             "ודוחות זמינים."));
+    QCOMPARE(text("storage"), u"לא ניתן לקרוא את הרשומה המקומית; דבר לא יישמר במקומה. קריאה "
+                              "ודוחות זמינים."_s);
 }
 
 void WindowAccountTest::theTimeOfAnotherAccountIsNotShown() {
     QJsonObject document = WindowFixture::document();
-    document.insert(u"timer",
-                    QJsonObject{{QStringLiteral("id"), QStringLiteral("t1")},
-                                {QStringLiteral("user_id"), QStringLiteral("u1")},
-                                {QStringLiteral("workspace_id"), QStringLiteral("w1")},
-                                {QStringLiteral("start_at"), QStringLiteral("2021-03-01T09:00:00Z")}});
+    document.insert(u"timer", QJsonObject{{u"id"_s, u"t1"_s},
+                                          {u"user_id"_s, u"u1"_s},
+                                          {u"workspace_id"_s, u"w1"_s},
+                                          {u"start_at"_s, u"2021-03-01T09:00:00Z"_s}});
     m_fixture->show(document);
-    QVERIFY(text("elapsed") != QStringLiteral("00:00:00"));
-    m_fixture->show({{QStringLiteral("signed_out"), true}});
-    QCOMPARE(text("elapsed"), QStringLiteral("00:00:00"));
+    QVERIFY(text("elapsed") != u"00:00:00"_s);
+    m_fixture->show({{u"signed_out"_s, true}});
+    QCOMPARE(text("elapsed"), u"00:00:00"_s);
 }
 
 void WindowAccountTest::nothingOfOneAccountIsOnTheScreenOfTheNext() {
-    QJsonObject entry = WindowFixture::entry(QStringLiteral("secret"));
+    QJsonObject entry = WindowFixture::entry(u"secret"_s);
     QJsonObject document = WindowFixture::document({entry});
-    document.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
+    document.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}});
     m_fixture->show(document);
     preview();
     m_peer->answerOnce(
-        "POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
-        PeerReply::json(
-            {{QStringLiteral("snapshot_id"), QStringLiteral("r1")},
-             {QStringLiteral("totals"), QJsonObject{{QStringLiteral("entry_count"), 77}}},
-             {QStringLiteral("rows"),
-              QJsonArray{QJsonObject{{QStringLiteral("labels"), QJsonArray{QStringLiteral("secret")}}}}}}));
+        "POST", u"/v1/workspaces/w1/reports/summary/query"_s,
+        PeerReply::json({{u"snapshot_id"_s, u"r1"_s},
+                         {u"totals"_s, QJsonObject{{u"entry_count"_s, 77}}},
+                         {u"rows"_s, QJsonArray{QJsonObject{{u"labels"_s, QJsonArray{u"secret"_s}}}}}}));
     QMetaObject::invokeMethod(item("generateReport"), "clicked");
     QTRY_COMPARE(item("reportList")->property("count").toInt(), 1);
-    QVERIFY(text("importPreview").contains(QStringLiteral("i1")));
-    QVERIFY(text("reportTotals").contains(QStringLiteral("77")));
+    QVERIFY(text("importPreview").contains(u"i1"_s));
+    QVERIFY(text("reportTotals").contains(u"77"_s));
 
     QStringList seen;
     // Connected after the window's bindings, so it looks at what they have made of each change.
     connect(&m_fixture->controller, &Controller::changed, this, [&] {
-        if (m_fixture->controller.accountSignedIn())
+        if (m_fixture->controller.accountSignedIn()) {
             return;
-        for (const char* const list : {"reportList", "entryList"})
+        }
+        for (const char* const list : {"reportList", "entryList"}) {
             seen.append(QString::number(item(list)->property("count").toInt()));
+        }
         seen.append(text("importPreview"));
-        QVERIFY(!text("reportTotals").contains(QStringLiteral("77")));
+        QVERIFY(!text("reportTotals").contains(u"77"_s));
     });
-    m_peer->answer("POST", QStringLiteral("/v1/auth/logout"), PeerReply::json({}));
+    m_peer->answer("POST", u"/v1/auth/logout"_s, PeerReply::json({}));
     m_fixture->controller.logoutAccount();
     QTRY_COMPARE(m_fixture->controller.message(),
-                 QStringLiteral("Signed out. No private developer fallback was opened automatically."));
+                 u"Signed out. No private developer fallback was opened automatically."_s);
     QVERIFY(!seen.isEmpty());
     seen.removeDuplicates();
-    QCOMPARE(seen, (QStringList{QStringLiteral("0"), QStringLiteral("{}")}));
+    QCOMPARE(seen, (QStringList{u"0"_s, u"{}"_s}));
 }
 
 void WindowAccountTest::preview() {
     const QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("entries.csv")));
+    QFile file(folder.filePath(u"entries.csv"_s));
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write("a,b\n") == 4 && file.flush());
-    m_peer->answerOnce("POST", QStringLiteral("/v1/workspaces/w1/imports/csv/preview"),
-                       PeerReply::json({{QStringLiteral("id"), QStringLiteral("i1")},
-                                        {QStringLiteral("checkpoint"), 0},
-                                        {QStringLiteral("total"), 40},
-                                        {QStringLiteral("has_more"), true}},
-                                       201));
+    m_peer->answerOnce(
+        "POST", u"/v1/workspaces/w1/imports/csv/preview"_s,
+        PeerReply::json({{u"id"_s, u"i1"_s}, {u"checkpoint"_s, 0}, {u"total"_s, 40}, {u"has_more"_s, true}},
+                        201));
     m_dialogs->choose(file.fileName());
-    m_fixture->controller.previewCsv(QStringLiteral("source"), QStringLiteral("UTC"), true);
+    m_fixture->controller.previewCsv(u"source"_s, u"UTC"_s, true);
     m_dialogs->cancel();
-    QTRY_COMPARE(m_fixture->controller.message(),
-                 QStringLiteral("Preview only: no time entries have been written"));
+    QTRY_COMPARE(m_fixture->controller.message(), u"Preview only: no time entries have been written"_s);
 }
 
 void WindowAccountTest::apply(int checkpoint, bool more) {
-    m_peer->answerOnce("POST", QStringLiteral("/v1/imports/i1/apply"),
-                       PeerReply::json({{QStringLiteral("id"), QStringLiteral("i1")},
-                                        {QStringLiteral("state"), QStringLiteral("importing")},
-                                        {QStringLiteral("checkpoint"), checkpoint},
-                                        {QStringLiteral("total"), 40},
-                                        {QStringLiteral("has_more"), more}})
+    m_peer->answerOnce("POST", u"/v1/imports/i1/apply"_s,
+                       PeerReply::json({{u"id"_s, u"i1"_s},
+                                        {u"state"_s, u"importing"_s},
+                                        {u"checkpoint"_s, checkpoint},
+                                        {u"total"_s, 40},
+                                        {u"has_more"_s, more}})
                            .delivered(PeerReply::Delivery::Hold));
 }
 
@@ -300,7 +294,7 @@ void WindowAccountTest::anImportShowsHowFarItIs() {
     m_peer->release();
     QTRY_VERIFY(progress->isVisible());
     QCOMPARE(progress->property("position").toDouble(), 0.25);
-    QCOMPARE(text("status"), QStringLiteral("Import: importing · 10 / 40"));
+    QCOMPARE(text("status"), u"Import: importing · 10 / 40"_s);
     QTRY_COMPARE(m_peer->held(), 1);
     m_peer->release();
     QTRY_VERIFY(!progress->isVisible());
@@ -310,23 +304,23 @@ void WindowAccountTest::reportDurationsStandInColumns() {
     m_fixture->show(WindowFixture::document());
     const auto row = [](const char* name, int seconds) {
         return QJsonObject{
-            {QStringLiteral("labels"), QJsonArray{QString::fromLatin1(name)}},
-            {QStringLiteral("totals"), QJsonObject{{QStringLiteral("raw_duration_seconds"), seconds},
-                                                   {QStringLiteral("rounded_duration_seconds"), seconds}}},
+            {u"labels"_s, QJsonArray{QString::fromLatin1(name)}},
+            {u"totals"_s,
+             QJsonObject{{u"raw_duration_seconds"_s, seconds}, {u"rounded_duration_seconds"_s, seconds}}},
         };
     };
-    m_peer->answerOnce(
-        "POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
-        PeerReply::json({{QStringLiteral("snapshot_id"), QStringLiteral("r1")},
-                         {QStringLiteral("rows"), QJsonArray{row("Long", 360'000), row("Short", 60)}}}));
+    m_peer->answerOnce("POST", u"/v1/workspaces/w1/reports/summary/query"_s,
+                       PeerReply::json({{u"snapshot_id"_s, u"r1"_s},
+                                        {u"rows"_s, QJsonArray{row("Long", 360'000), row("Short", 60)}}}));
     m_fixture->openTab(1);
     QMetaObject::invokeMethod(item("generateReport"), "clicked");
     const auto rightEdges = [this] {
         QList<qreal> edges;
         for (const QQuickItem* const label : WindowFixture::textItems(item("reportList"))) {
             const QString shown = label->property("text").toString();
-            if (shown == u"100:00:00" || shown == u"00:01:00")
+            if (shown == u"100:00:00" || shown == u"00:01:00") {
                 edges.append(label->mapToScene({label->width(), 0}).x());
+            }
         }
         return edges;
     };
@@ -346,3 +340,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "account.moc"
+
+using namespace Qt::StringLiterals;

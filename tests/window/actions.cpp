@@ -24,13 +24,16 @@ bool isHebrew(const QString& name) {
 }
 
 void collect(QQuickItem* item, QList<QQuickItem*>& stops) {
-    if (!item->isVisible() || !item->isEnabled())
+    if (!item->isVisible() || !item->isEnabled()) {
         return;
-    if (item->activeFocusOnTab())
+    }
+    if (item->activeFocusOnTab()) {
         stops.append(item);
+    }
     const auto children = item->childItems();
-    for (QQuickItem* const child : children)
+    for (QQuickItem* const child : children) {
         collect(child, stops);
+    }
 }
 
 } // namespace
@@ -86,13 +89,13 @@ QList<QQuickItem*> WindowTest::stops() const {
 }
 
 void WindowTest::startsInHebrewAndLightOnTheDescription() {
-    QCOMPARE(m_fixture->window->objectName(), QStringLiteral("timerWindow"));
-    QCOMPARE(m_fixture->window->title(), QStringLiteral("Timer.Kelvaro · Native preview"));
+    QCOMPARE(m_fixture->window->objectName(), u"timerWindow"_s);
+    QCOMPARE(m_fixture->window->title(), u"Timer.Kelvaro · Native preview"_s);
     QCOMPARE(m_fixture->window->size(), QSize(1160, 820));
     QCOMPARE(m_fixture->window->minimumSize(), QSize(820, 620));
     QCOMPARE(m_fixture->window->property("hebrew"), true);
-    QCOMPARE(m_fixture->evaluate(QStringLiteral("Material.theme === Material.Light")), true);
-    QCOMPARE(m_fixture->object(QStringLiteral("tabs"))->property("currentIndex"), 0);
+    QCOMPARE(m_fixture->evaluate(u"Material.theme === Material.Light"_s), true);
+    QCOMPARE(m_fixture->object(u"tabs"_s)->property("currentIndex"), 0);
     QTRY_COMPARE(m_fixture->window->activeFocusItem(), item("description"));
 }
 
@@ -120,13 +123,13 @@ void WindowTest::formatsDurations_data() {
 
 void WindowTest::formatsDurations() {
     QFETCH(QString, value);
-    QTEST(m_fixture->evaluate(QStringLiteral("duration(%1)").arg(value)).toString(), "shown");
+    QTEST(m_fixture->evaluate(u"duration(%1)"_s.arg(value)).toString(), "shown");
 }
 
 void WindowTest::reportDatesAreThoseOfToday() {
     const QDate today = QDate::currentDate();
-    QCOMPARE(text(item("reportFrom")), today.toString(QStringLiteral("yyyy-MM-01")));
-    QCOMPARE(text(item("reportTo")), today.toString(QStringLiteral("yyyy-MM-dd")));
+    QCOMPARE(text(item("reportFrom")), today.toString(u"yyyy-MM-01"_s));
+    QCOMPARE(text(item("reportTo")), today.toString(u"yyyy-MM-dd"_s));
 }
 
 void WindowTest::languageMirrorsAllButAddressesAndTimes() {
@@ -137,22 +140,25 @@ void WindowTest::languageMirrorsAllButAddressesAndTimes() {
     const QList<const char*> fixed{"reportFrom", "reportTo", "server", "email", "manualFrom", "manualTo"};
     const QList<const char*> mirrored{"description", "importSource", "password"};
 
-    for (const char* const name : fixed)
+    for (const char* const name : fixed) {
         QCOMPARE(alignment(name), Qt::AlignLeft);
-    for (const char* const name : mirrored)
+    }
+    for (const char* const name : mirrored) {
         QCOMPARE(alignment(name), Qt::AlignRight);
+    }
     QVERIFY(x("timerAction") < x("elapsed"));
     QVERIFY(x("language") < x("workspaceSelect"));
 
     m_fixture->click(item("language"));
     QCOMPARE(m_fixture->window->property("hebrew"), false);
 
-    for (const char* const name : fixed + mirrored)
+    for (const char* const name : fixed + mirrored) {
         QCOMPARE(alignment(name), Qt::AlignLeft);
+    }
     QTRY_VERIFY(x("timerAction") > x("elapsed"));
     QVERIFY(x("language") > x("workspaceSelect"));
-    QCOMPARE(text(item("language")), QStringLiteral("עברית"));
-    QCOMPARE(text(item("timerAction")), QStringLiteral("Start"));
+    QCOMPARE(text(item("language")), u"עברית"_s);
+    QCOMPARE(text(item("timerAction")), u"Start"_s);
 }
 
 void WindowTest::importWaitsForAPreview() {
@@ -165,38 +171,38 @@ void WindowTest::pendingChangesBlockTheAccount() {
     QVERIFY(item("signIn")->isEnabled());
     QVERIFY(!item("signOut")->isEnabled());
 
-    const QJsonArray one{WindowFixture::entry(QStringLiteral("e1"))};
+    const QJsonArray one{WindowFixture::entry(u"e1"_s)};
     QJsonObject signedIn = WindowFixture::document(one);
-    signedIn.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
+    signedIn.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}});
     m_fixture->show(signedIn);
     QVERIFY(item("signOut")->isEnabled());
-    QCOMPARE(text(item("account")), QStringLiteral("חשבון אישי: dana@example.com"));
+    QCOMPARE(text(item("account")), u"חשבון אישי: dana@example.com"_s);
 
-    signedIn.insert(u"queue", QJsonArray{WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("x"))});
+    signedIn.insert(u"queue", QJsonArray{WindowFixture::edit(u"e1"_s, u"x"_s)});
     m_fixture->show(signedIn);
     QVERIFY(!item("signIn")->isEnabled());
     QVERIFY(!item("signOut")->isEnabled());
-    QCOMPARE(text(item("synchronize")), QStringLiteral("סנכרון (1)"));
+    QCOMPARE(text(item("synchronize")), u"סנכרון (1)"_s);
     m_fixture->window->setProperty("hebrew", false);
-    QCOMPARE(text(item("synchronize")), QStringLiteral("Sync (1)"));
+    QCOMPARE(text(item("synchronize")), u"Sync (1)"_s);
 }
 
 void WindowTest::rowsTellPendingAndLocked() {
-    QJsonObject locked = WindowFixture::entry(QStringLiteral("e2"));
-    locked.insert(u"start_at", QStringLiteral("2020-01-05T08:00:00Z"));
-    locked.insert(u"stop_at", QStringLiteral("2020-01-05T09:00:00Z"));
+    QJsonObject locked = WindowFixture::entry(u"e2"_s);
+    locked.insert(u"start_at", u"2020-01-05T08:00:00Z"_s);
+    locked.insert(u"stop_at", u"2020-01-05T09:00:00Z"_s);
     m_fixture->window->setProperty("hebrew", false);
 
     m_fixture->show(WindowFixture::document({locked}));
     QTRY_VERIFY(item("locked")->isVisible());
-    QCOMPARE(text(item("locked")), QStringLiteral("Submitted / locked"));
+    QCOMPARE(text(item("locked")), u"Submitted / locked"_s);
     QVERIFY(!item("editEntry")->isEnabled());
-    QCOMPARE(text(item("startAt")), QStringLiteral("2020-01-05T08:00:00Z"));
+    QCOMPARE(text(item("startAt")), u"2020-01-05T08:00:00Z"_s);
 
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e2"))},
-                                            {WindowFixture::edit(QStringLiteral("e2"), {})}));
-    QTRY_COMPARE(text(item("startAt")), QStringLiteral("2021-03-01T09:00:00Z · Pending sync"));
-    QCOMPARE(text(item("entryDescription")), QStringLiteral("…"));
+    m_fixture->show(
+        WindowFixture::document({WindowFixture::entry(u"e2"_s)}, {WindowFixture::edit(u"e2"_s, {})}));
+    QTRY_COMPARE(text(item("startAt")), u"2021-03-01T09:00:00Z · Pending sync"_s);
+    QCOMPARE(text(item("entryDescription")), u"…"_s);
     QVERIFY(!item("locked")->isVisible());
     QVERIFY(!item("editEntry")->isEnabled());
     QCOMPARE(m_fixture->window->property("hebrew"), false);
@@ -213,19 +219,21 @@ void WindowTest::buttonAndShortcutStart() {
     m_fixture->unlock();
     m_fixture->show(WindowFixture::document());
     const auto act = [&] {
-        if (byButton)
+        if (byButton) {
             m_fixture->click(item("timerAction"));
-        else
+        } else {
             QTest::keyClick(m_fixture->window, Qt::Key_Space, Qt::ControlModifier | Qt::ShiftModifier);
+        }
     };
     QTRY_VERIFY(item("description")->hasActiveFocus());
-    for (const char letter : QByteArray("plan"))
+    for (const char letter : QByteArray("plan")) {
         QTest::keyClick(m_fixture->window, letter);
+    }
 
     act();
-    QCOMPARE(controller().timer().value(QStringLiteral("description")).toString(), QStringLiteral("plan"));
-    QCOMPARE(controller().timer().value(QStringLiteral("project_id")).toString(), QString());
-    QCOMPARE(text(item("timerAction")), QStringLiteral("עצור"));
+    QCOMPARE(controller().timer().value(u"description"_s).toString(), u"plan"_s);
+    QCOMPARE(controller().timer().value(u"project_id"_s).toString(), QString());
+    QCOMPARE(text(item("timerAction")), u"עצור"_s);
 
     QTRY_VERIFY(item("timerAction")->isEnabled());
     act();
@@ -236,55 +244,54 @@ void WindowTest::buttonAndShortcutStart() {
 void WindowTest::projectChoiceSurvivesReloads() {
     QQuickItem* const chooser = item("projectSelect");
     m_fixture->show(WindowFixture::document());
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("—"));
+    QCOMPARE(chooser->property("displayText").toString(), u"—"_s);
     QCOMPARE(chooser->property("count").toInt(), 3);
 
     chooser->forceActiveFocus();
     QTest::keyClick(m_fixture->window, Qt::Key_Down);
     QTest::keyClick(m_fixture->window, Qt::Key_Down);
-    QCOMPARE(chooser->property("chosen").toString(), QStringLiteral("p2"));
+    QCOMPARE(chooser->property("chosen").toString(), u"p2"_s);
 
     QJsonObject fewer = WindowFixture::document();
     QJsonObject snapshot = fewer.value(u"snapshot").toObject();
     QJsonArray projects = snapshot.value(u"catalog").toObject().value(u"projects").toArray();
     projects.removeFirst();
-    snapshot.insert(u"catalog", QJsonObject{{QStringLiteral("projects"), projects}});
+    snapshot.insert(u"catalog", QJsonObject{{u"projects"_s, projects}});
     fewer.insert(u"snapshot", snapshot);
     m_fixture->show(fewer);
-    QCOMPARE(chooser->property("chosen").toString(), QStringLiteral("p2"));
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("Two"));
+    QCOMPARE(chooser->property("chosen").toString(), u"p2"_s);
+    QCOMPARE(chooser->property("displayText").toString(), u"Two"_s);
 
     QTest::keyClick(m_fixture->window, Qt::Key_Delete);
     QCOMPARE(chooser->property("chosen").toString(), QString());
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("—"));
+    QCOMPARE(chooser->property("displayText").toString(), u"—"_s);
 
     QTest::keyClick(m_fixture->window, Qt::Key_Down);
-    QCOMPARE(chooser->property("chosen").toString(), QStringLiteral("p2"));
+    QCOMPARE(chooser->property("chosen").toString(), u"p2"_s);
     m_fixture->show({});
     QCOMPARE(chooser->property("chosen").toString(), QString());
 }
 
 void WindowTest::refusedWorkspaceReturns() {
     m_fixture->show(
-        WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))},
-                                {WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("x"))}));
+        WindowFixture::document({WindowFixture::entry(u"e1"_s)}, {WindowFixture::edit(u"e1"_s, u"x"_s)}));
     QQuickItem* const chooser = item("workspaceSelect");
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("Studio"));
+    QCOMPARE(chooser->property("displayText").toString(), u"Studio"_s);
 
     chooser->forceActiveFocus();
     QTest::keyClick(m_fixture->window, Qt::Key_Down);
 
     QCOMPARE(controller().message(),
-             QStringLiteral("Finish synchronizing pending work before switching the native workspace."));
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("Studio"));
+             u"Finish synchronizing pending work before switching the native workspace."_s);
+    QCOMPARE(chooser->property("displayText").toString(), u"Studio"_s);
 }
 
 void WindowTest::serverFieldKeepsWhatIsTyped() {
     QQuickItem* const field = item("server");
-    QCOMPARE(text(field), QStringLiteral("http://127.0.0.1:18080"));
-    field->setProperty("text", QStringLiteral("http://10.0.0"));
+    QCOMPARE(text(field), u"http://127.0.0.1:18080"_s);
+    field->setProperty("text", u"http://10.0.0"_s);
     Q_EMIT controller().changed();
-    QCOMPARE(text(field), QStringLiteral("http://10.0.0"));
+    QCOMPARE(text(field), u"http://10.0.0"_s);
 
     const QString server = deadServer();
     controller().connectServer(server);
@@ -294,8 +301,8 @@ void WindowTest::serverFieldKeepsWhatIsTyped() {
 void WindowTest::passwordIsForgottenAtOnce() {
     m_fixture->unlock();
     m_fixture->openTab(3);
-    item("email")->setProperty("text", QStringLiteral("dana@example.com"));
-    item("password")->setProperty("text", QStringLiteral("secret"));
+    item("email")->setProperty("text", u"dana@example.com"_s);
+    item("password")->setProperty("text", u"secret"_s);
     QTRY_VERIFY(item("signIn")->isVisible());
     item("signIn")->forceActiveFocus(Qt::TabFocusReason);
 
@@ -308,21 +315,21 @@ void WindowTest::passwordIsForgottenAtOnce() {
 
 void WindowTest::editDialogQueuesTheText() {
     m_fixture->unlock();
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
-    QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)}));
+    QObject* const dialog = m_fixture->object(u"editDialog"_s);
     QTRY_VERIFY(item("editEntry")->isVisible());
     m_fixture->click(item("editEntry"));
     QTRY_VERIFY(dialog->property("opened").toBool());
-    QCOMPARE(text(item("editDescription")), QStringLiteral("Work e1"));
+    QCOMPARE(text(item("editDescription")), u"Work e1"_s);
     QTest::keyClick(m_fixture->window, Qt::Key_Escape);
     QTRY_VERIFY(!dialog->property("visible").toBool());
     QCOMPARE(controller().pending(), 0);
 
     m_fixture->click(item("editEntry"));
     QTRY_VERIFY(dialog->property("opened").toBool());
-    item("editDescription")->setProperty("text", QStringLiteral("Better"));
+    item("editDescription")->setProperty("text", u"Better"_s);
     QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QTRY_COMPARE(text(item("entryDescription")), QStringLiteral("Better"));
+    QTRY_COMPARE(text(item("entryDescription")), u"Better"_s);
     QCOMPARE(controller().pending(), 1);
 }
 
@@ -337,8 +344,8 @@ void WindowTest::closeHidesOnlyWithATray() {
 }
 
 void WindowTest::everyControlIsReachedByTab() {
-    m_fixture->show(WindowFixture::document(
-        {WindowFixture::entry(QStringLiteral("e1")), WindowFixture::entry(QStringLiteral("e2"), 9)}));
+    m_fixture->show(
+        WindowFixture::document({WindowFixture::entry(u"e1"_s), WindowFixture::entry(u"e2"_s, 9)}));
     QTRY_COMPARE(item("entryList")->property("count").toInt(), 2);
     for (int tab = 0; tab < 5; ++tab) {
         m_fixture->openTab(tab);
@@ -357,17 +364,16 @@ void WindowTest::everyControlIsReachedByTab() {
                     return item == stop || (key == Qt::Key_Backtab && stop->isAncestorOf(item));
                 });
             };
-            for (QQuickItem* const stop : all)
-                QVERIFY2(isReached(stop), qPrintable(QStringLiteral("page %1: %2 %3")
-                                                         .arg(tab)
-                                                         .arg(stop->objectName(), accessibleName(stop))));
+            for (QQuickItem* const stop : all) {
+                QVERIFY2(isReached(stop), qPrintable(u"page %1: %2 %3"_s.arg(tab).arg(stop->objectName(),
+                                                                                      accessibleName(stop))));
+            }
         }
     }
 }
 
 void WindowTest::everyControlIsNamedInTheLanguageOnScreen() {
-    const QStringList alike{QStringLiteral("EN"), QStringLiteral("עברית"), QStringLiteral("CSV"),
-                            QStringLiteral("Excel"), QStringLiteral("JSON")};
+    const QStringList alike{u"EN"_s, u"עברית"_s, u"CSV"_s, u"Excel"_s, u"JSON"_s};
     for (const bool hebrew : {true, false}) {
         m_fixture->window->setProperty("hebrew", hebrew);
         for (int tab = 0; tab < 5; ++tab) {
@@ -376,7 +382,7 @@ void WindowTest::everyControlIsNamedInTheLanguageOnScreen() {
             const auto all = stops();
             for (QQuickItem* const stop : all) {
                 const QString name = accessibleName(stop);
-                QVERIFY2(!name.isEmpty(), qPrintable(QStringLiteral("page %1: %2").arg(tab).arg(text(stop))));
+                QVERIFY2(!name.isEmpty(), qPrintable(u"page %1: %2"_s.arg(tab).arg(text(stop))));
                 QVERIFY2(alike.contains(name) || isHebrew(name) == hebrew, qPrintable(name));
             }
         }
@@ -409,3 +415,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "actions.moc"
+
+using namespace Qt::StringLiterals;

@@ -41,7 +41,7 @@ void WindowBannerTest::cleanup() {
 }
 
 void WindowBannerTest::shortMessageIsWhole() {
-    m_fixture->controller.fail(QStringLiteral("Connected to PostgreSQL"));
+    m_fixture->controller.fail(u"Connected to PostgreSQL"_s);
     m_fixture->layOut();
     QVERIFY(!item("wholeMessage")->isVisible());
     QCOMPARE(banner()->height(), item("status")->implicitHeight() + 22);
@@ -52,38 +52,36 @@ void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data() {
     QTest::addColumn<QString>("message");
     QTest::addColumn<QString>("hebrew");
     QTest::addColumn<QString>("english");
-    const QString disk = QStringLiteral("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית");
+    const QString disk = u"ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית"_s;
     const QString diskInEnglish =
-        QStringLiteral("See that the disk has free space and that your home folder can be written to");
-    const QString keyring = QStringLiteral("פתח את מאגר הסיסמאות (KWallet או Keyring)");
+        u"See that the disk has free space and that your home folder can be written to"_s;
+    const QString keyring = u"פתח את מאגר הסיסמאות (KWallet או Keyring)"_s;
     const QString keyringInEnglish =
-        QStringLiteral("Unlock the keyring or wallet, or start one in this session, then press");
+        u"Unlock the keyring or wallet, or start one in this session, then press"_s;
     QTest::newRow("no server")
-        << QStringLiteral("Session unavailable or revoked. Cached work retained; no "
-                          "developer fallback was attempted.")
-        << QStringLiteral("ודא שהשרת פועל ושכתובתו נכונה, ואז לחץ")
-        << QStringLiteral("See that the server is running and that its address is right, then press");
+        << u"Session unavailable or revoked. Cached work retained; no "
+           "developer fallback was attempted."_s
+        << u"ודא שהשרת פועל ושכתובתו נכונה, ואז לחץ"_s
+        << u"See that the server is running and that its address is right, then press"_s;
     QTest::newRow("no credential store")
-        << QStringLiteral("KWallet / OS credential storage is locked or unavailable. Online mode remains "
-                          "available; offline writes are disabled.")
+        << u"KWallet / OS credential storage is locked or unavailable. Online mode remains "
+           "available; offline writes are disabled."_s
         << keyring << keyringInEnglish;
-    QTest::newRow("refused key") << QStringLiteral(
-                                        "OS secure storage denied the key; no plaintext fallback was used.")
+    QTest::newRow("refused key") << u"OS secure storage denied the key; no plaintext fallback was used."_s
                                  << keyring << keyringInEnglish;
-    QTest::newRow("no database") << QStringLiteral("Local encrypted database unavailable") << disk
-                                 << diskInEnglish + QStringLiteral(", then press");
+    QTest::newRow("no database") << u"Local encrypted database unavailable"_s << disk
+                                 << diskInEnglish + u", then press"_s;
     QTest::newRow("no database any more")
-        << QStringLiteral("Secure storage could not be opened; offline writes are disabled.") << disk
-        << diskInEnglish + QStringLiteral(", then press");
-    QTest::newRow("refused write") << QStringLiteral(
-                                          "The write was not accepted because secure local storage failed.")
-                                   << disk << diskInEnglish + QStringLiteral(", then try again.");
-    QTest::newRow("refused save") << QStringLiteral("Secure local save failed; the retained queue was not "
-                                                    "acknowledged locally.")
-                                  << disk << diskInEnglish + QStringLiteral(", then try again.");
-    QTest::newRow("no address") << QStringLiteral("Use HTTPS or the trusted private development server")
-                                << QStringLiteral("הכתובת צריכה להתחיל ב־https://")
-                                << QStringLiteral("The address must begin with https://");
+        << u"Secure storage could not be opened; offline writes are disabled."_s << disk
+        << diskInEnglish + u", then press"_s;
+    QTest::newRow("refused write") << u"The write was not accepted because secure local storage failed."_s
+                                   << disk << diskInEnglish + u", then try again."_s;
+    QTest::newRow("refused save") << u"Secure local save failed; the retained queue was not "
+                                     "acknowledged locally."_s
+                                  << disk << diskInEnglish + u", then try again."_s;
+    QTest::newRow("no address") << u"Use HTTPS or the trusted private development server"_s
+                                << u"הכתובת צריכה להתחיל ב־https://"_s
+                                << u"The address must begin with https://"_s;
 }
 
 void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice() {
@@ -108,20 +106,20 @@ void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice() {
 }
 
 void WindowBannerTest::adviceKnowsWhetherThereIsWorkToGoOnWith() {
-    m_fixture->controller.fail(QStringLiteral(
-        "Session unavailable or revoked. Cached work retained; no developer fallback was attempted."));
+    m_fixture->controller.fail(
+        u"Session unavailable or revoked. Cached work retained; no developer fallback was attempted."_s);
     m_fixture->show(WindowFixture::document());
     QCOMPARE(item("advice")->property("text").toString(),
-             QStringLiteral("אפשר להמשיך לעבוד; התוכנית ממשיכה לחפש את השרת."));
+             u"אפשר להמשיך לעבוד; התוכנית ממשיכה לחפש את השרת."_s);
     m_fixture->window->setProperty("hebrew", false);
     QCOMPARE(item("advice")->property("text").toString(),
-             QStringLiteral("Go on working; the program keeps looking for the server."));
+             u"Go on working; the program keeps looking for the server."_s);
 }
 
 void WindowBannerTest::longMessageTakesAFewLines_data() {
     QTest::addColumn<QString>("message");
     QTest::addColumn<bool>("byKey");
-    const QString words = QStringLiteral("The period is closed. ").repeated(400);
+    const QString words = u"The period is closed. "_s.repeated(400);
     const QString solid(10'000, u'x');
     QTest::newRow("words, key") << words << true;
     QTest::newRow("words, mouse") << words << false;
@@ -148,7 +146,7 @@ void WindowBannerTest::longMessageTakesAFewLines() {
     } else {
         m_fixture->click(more);
     }
-    const QObject* const dialog = m_fixture->object(QStringLiteral("messageDialog"));
+    const QObject* const dialog = m_fixture->object(u"messageDialog"_s);
     QTRY_VERIFY(dialog->property("opened").toBool());
     QCOMPARE(item("message")->property("text").toString(), message);
     QVERIFY(dialog->property("height").toDouble() < m_fixture->window->height());
@@ -157,12 +155,12 @@ void WindowBannerTest::longMessageTakesAFewLines() {
 }
 
 void WindowBannerTest::wholeMessageStaysWhileItIsRead() {
-    const QString message = QStringLiteral("The period is closed. ").repeated(400);
+    const QString message = u"The period is closed. "_s.repeated(400);
     m_fixture->controller.fail(message);
     m_fixture->layOut();
     QTRY_VERIFY(item("wholeMessage")->isVisible());
     m_fixture->click(item("wholeMessage"));
-    m_fixture->controller.fail(QStringLiteral("Connected to PostgreSQL"));
+    m_fixture->controller.fail(u"Connected to PostgreSQL"_s);
     QCOMPARE(item("message")->property("text").toString(), message);
     QTRY_VERIFY(!item("wholeMessage")->isVisible());
 }
@@ -172,7 +170,7 @@ void WindowBannerTest::wholeMessageIsScrolledByKeyboard() {
     m_fixture->layOut();
     QTRY_VERIFY(item("wholeMessage")->isVisible());
     m_fixture->click(item("wholeMessage"));
-    QTRY_VERIFY(m_fixture->object(QStringLiteral("messageDialog"))->property("opened").toBool());
+    QTRY_VERIFY(m_fixture->object(u"messageDialog"_s)->property("opened").toBool());
     const auto* const view = item("message")->property("contentItem").value<QQuickItem*>();
     const double end = view->property("contentHeight").toDouble() - view->height();
     QVERIFY(end > 0);
@@ -182,15 +180,15 @@ void WindowBannerTest::wholeMessageIsScrolledByKeyboard() {
 
 void WindowBannerTest::wholeMessageIsLeftWithItsAccount() {
     m_fixture->show(WindowFixture::document());
-    m_fixture->controller.fail(QStringLiteral("Of one account. ").repeated(400));
+    m_fixture->controller.fail(u"Of one account. "_s.repeated(400));
     m_fixture->layOut();
     QTRY_VERIFY(item("wholeMessage")->isVisible());
     m_fixture->click(item("wholeMessage"));
-    const QObject* const dialog = m_fixture->object(QStringLiteral("messageDialog"));
+    const QObject* const dialog = m_fixture->object(u"messageDialog"_s);
     QTRY_VERIFY(dialog->property("opened").toBool());
 
     QJsonObject next = WindowFixture::document();
-    next.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u2")}});
+    next.insert(u"me", QJsonObject{{u"id"_s, u"u2"_s}});
     m_fixture->show(next);
     QCOMPARE(item("message")->property("text").toString(), QString());
     QTRY_VERIFY(!dialog->property("visible").toBool());
@@ -204,3 +202,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "banner.moc"
+
+using namespace Qt::StringLiterals;

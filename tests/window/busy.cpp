@@ -16,8 +16,8 @@ class Browser : public QObject {
     Q_OBJECT
 
 public:
-    Browser() { QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "open"); }
-    ~Browser() override { QDesktopServices::unsetUrlHandler(QStringLiteral("http")); }
+    Browser() { QDesktopServices::setUrlHandler(u"http"_s, this, "open"); }
+    ~Browser() override { QDesktopServices::unsetUrlHandler(u"http"_s); }
 
     Q_INVOKABLE void open(const QUrl& url) { opened.append(url); }
 
@@ -59,8 +59,8 @@ void WindowBusyTest::init() {
     m_dialogs = std::make_unique<FileDialogs>();
     m_fixture = std::make_unique<WindowFixture>();
     m_fixture->unlock(m_peer->url());
-    QJsonObject document = WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))});
-    document.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
+    QJsonObject document = WindowFixture::document({WindowFixture::entry(u"e1"_s)});
+    document.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}});
     m_fixture->show(document);
     loadReport();
     loadPreview();
@@ -73,26 +73,26 @@ void WindowBusyTest::cleanup() {
 }
 
 void WindowBusyTest::loadReport() {
-    m_peer->answerOnce("POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
-                       PeerReply::json({{QStringLiteral("snapshot_id"), QStringLiteral("r1")}}));
+    m_peer->answerOnce("POST", u"/v1/workspaces/w1/reports/summary/query"_s,
+                       PeerReply::json({{u"snapshot_id"_s, u"r1"_s}}));
     QMetaObject::invokeMethod(item("generateReport"), "clicked");
-    QTRY_COMPARE(controller().message(), QStringLiteral("Server snapshot loaded"));
+    QTRY_COMPARE(controller().message(), u"Server snapshot loaded"_s);
 }
 
 void WindowBusyTest::loadPreview() {
     const QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("entries.csv")));
+    QFile file(folder.filePath(u"entries.csv"_s));
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write("a,b\n") == 4 && file.flush());
-    m_peer->answer("POST", QStringLiteral("/v1/workspaces/w1/imports/csv/preview"),
-                   PeerReply::json({{QStringLiteral("id"), QStringLiteral("i1")}}, 201));
+    m_peer->answer("POST", u"/v1/workspaces/w1/imports/csv/preview"_s,
+                   PeerReply::json({{u"id"_s, u"i1"_s}}, 201));
     m_dialogs->choose(file.fileName());
-    controller().previewCsv(QStringLiteral("source"), QStringLiteral("UTC"), true);
+    controller().previewCsv(u"source"_s, u"UTC"_s, true);
     m_dialogs->cancel();
-    QTRY_COMPARE(controller().importPreview().value(QStringLiteral("id")).toString(), QStringLiteral("i1"));
+    QTRY_COMPARE(controller().importPreview().value(u"id"_s).toString(), u"i1"_s);
 }
 
 void WindowBusyTest::becomeBusy() {
-    m_peer->answer("POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
+    m_peer->answer("POST", u"/v1/workspaces/w1/reports/summary/query"_s,
                    PeerReply::json({}).delivered(PeerReply::Delivery::Hold));
     QMetaObject::invokeMethod(item("generateReport"), "clicked");
     QVERIFY(controller().busy());
@@ -102,8 +102,9 @@ void WindowBusyTest::whatMustWaitIsDisabledOnlyWhileBusy_data() {
     QTest::addColumn<QString>("name");
     for (const char* const name :
          {"workspaceSelect", "synchronize", "timerAction", "generateReport", "previewImport", "confirmImport",
-          "connect", "signIn", "signOut", "editEntry"})
+          "connect", "signIn", "signOut", "editEntry"}) {
         QTest::newRow(name) << QString::fromLatin1(name);
+    }
 }
 
 void WindowBusyTest::whatMustWaitIsDisabledOnlyWhileBusy() {
@@ -121,13 +122,11 @@ void WindowBusyTest::exportsWorkWhileBusy_data() {
     QTest::addColumn<QString>("button");
     QTest::addColumn<QString>("file");
 
-    QTest::newRow("csv") << 1 << QStringLiteral("CSV") << QStringLiteral("timer-report.csv");
-    QTest::newRow("excel") << 1 << QStringLiteral("Excel") << QStringLiteral("timer-report.xlsx");
-    QTest::newRow("json") << 1 << QStringLiteral("JSON") << QStringLiteral("timer-report.json");
-    QTest::newRow("html") << 1 << QStringLiteral("Save printable HTML")
-                          << QStringLiteral("timer-report.html");
-    QTest::newRow("pending") << 3 << QStringLiteral("Export pending changes")
-                             << QStringLiteral("timer-pending-changes.json");
+    QTest::newRow("csv") << 1 << u"CSV"_s << u"timer-report.csv"_s;
+    QTest::newRow("excel") << 1 << u"Excel"_s << u"timer-report.xlsx"_s;
+    QTest::newRow("json") << 1 << u"JSON"_s << u"timer-report.json"_s;
+    QTest::newRow("html") << 1 << u"Save printable HTML"_s << u"timer-report.html"_s;
+    QTest::newRow("pending") << 3 << u"Export pending changes"_s << u"timer-pending-changes.json"_s;
 }
 
 void WindowBusyTest::exportsWorkWhileBusy() {
@@ -157,8 +156,9 @@ void WindowBusyTest::shortcutLanguagePauseAndBrowserWorkWhileBusy() {
     QObject* shortcut = nullptr;
     const auto objects = m_fixture->window->findChildren<QObject*>();
     for (QObject* const object : objects) {
-        if (object->inherits("QQuickShortcut"))
+        if (object->inherits("QQuickShortcut")) {
             shortcut = object;
+        }
     }
     QVERIFY(shortcut);
     QSignalSpy activated(shortcut, SIGNAL(activated()));
@@ -171,23 +171,22 @@ void WindowBusyTest::shortcutLanguagePauseAndBrowserWorkWhileBusy() {
     QCOMPARE(m_fixture->window->property("hebrew"), false);
     m_fixture->openTab(2);
     m_fixture->click(item("pauseImport"));
-    QCOMPARE(controller().message(), QStringLiteral("Pausing after the current committed chunk"));
+    QCOMPARE(controller().message(), u"Pausing after the current committed chunk"_s);
     m_fixture->openTab(4);
     m_fixture->click(item("openTimesheets"));
-    QCOMPARE(browser.opened, QList<QUrl>{QUrl(m_peer->url() + QStringLiteral("/#timesheet"))});
+    QCOMPARE(browser.opened, QList<QUrl>{QUrl(m_peer->url() + u"/#timesheet"_s)});
     QVERIFY(controller().busy());
 }
 
 void WindowBusyTest::shortcutPressedWhileBusyStartsOnceItEnds() {
-    item("description")->setProperty("text", QStringLiteral("plan"));
+    item("description")->setProperty("text", u"plan"_s);
     becomeBusy();
     QTRY_VERIFY(m_fixture->window->isActive());
     QTest::keyClick(m_fixture->window, Qt::Key_Space, Qt::ControlModifier | Qt::ShiftModifier);
     QVERIFY(controller().timer().isEmpty());
     QTRY_COMPARE(m_peer->held(), 1);
     m_peer->release();
-    QTRY_COMPARE(controller().timer().value(QStringLiteral("description")).toString(),
-                 QStringLiteral("plan"));
+    QTRY_COMPARE(controller().timer().value(u"description"_s).toString(), u"plan"_s);
     QCOMPARE(controller().pending(), 1);
 }
 
@@ -213,3 +212,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "busy.moc"
+
+using namespace Qt::StringLiterals;

@@ -28,8 +28,8 @@ bool copiedLine(const QString& line) {
 class WindowDetailsTest : public QObject {
     Q_OBJECT
 
-    [[nodiscard]] QQuickItem* button() const { return m_fixture->item(QStringLiteral("copyDetails")); }
-    [[nodiscard]] QQuickItem* note() const { return m_fixture->item(QStringLiteral("detailsCopied")); }
+    [[nodiscard]] QQuickItem* button() const { return m_fixture->item(u"copyDetails"_s); }
+    [[nodiscard]] QQuickItem* note() const { return m_fixture->item(u"detailsCopied"_s); }
     void copy() const { pressByAssistiveTechnology(button()); }
 
     std::unique_ptr<WindowFixture> m_fixture;
@@ -76,13 +76,13 @@ void WindowDetailsTest::areCopiedByMouseKeyboardAndScreenReader() {
         m_fixture->openTab(3);
         QVERIFY(!note()->isVisible());
         press();
-        QTRY_VERIFY(copied().startsWith(QStringLiteral("Timer.Kelvaro ")));
+        QTRY_VERIFY(copied().startsWith(u"Timer.Kelvaro "_s));
         QVERIFY(note()->isVisible());
         QTRY_VERIFY(note()->mapRectToScene(note()->boundingRect()).bottom() <=
                     m_fixture->window->height() - 22);
         QCOMPARE(note()->property("text").toString(),
-                 hebrew ? QStringLiteral("הפרטים הועתקו. אין בהם תוכן, כתובת או שם.")
-                        : QStringLiteral("The details are copied. They hold no content, address or name."));
+                 hebrew ? u"הפרטים הועתקו. אין בהם תוכן, כתובת או שם."_s
+                        : u"The details are copied. They hold no content, address or name."_s);
         QGuiApplication::clipboard()->clear();
         m_fixture->openTab(0);
     }
@@ -90,52 +90,49 @@ void WindowDetailsTest::areCopiedByMouseKeyboardAndScreenReader() {
 
 void WindowDetailsTest::nameVersionsAndPlatform() {
     copy();
-    QVERIFY(copiedLine(QStringLiteral("Timer.Kelvaro 7.8.9")));
-    QVERIFY(copied().contains(QStringLiteral("Qt %1,").arg(QString::fromLatin1(qVersion()))));
+    QVERIFY(copiedLine(u"Timer.Kelvaro 7.8.9"_s));
+    QVERIFY(copied().contains(u"Qt %1,"_s.arg(QString::fromLatin1(qVersion()))));
     QVERIFY(copied().contains(QSysInfo::prettyProductName()));
     QVERIFY(copied().contains(QSysInfo::kernelVersion()));
-    QVERIFY2(copiedLine(QStringLiteral("Platform: xcb, desktop unknown, scale 1")), qPrintable(copied()));
+    QVERIFY2(copiedLine(u"Platform: xcb, desktop unknown, scale 1"_s), qPrintable(copied()));
 }
 
 void WindowDetailsTest::countEntriesAndWaitingChanges() {
-    m_fixture->show(WindowFixture::document(
-        {WindowFixture::entry(QStringLiteral("e1")), WindowFixture::entry(QStringLiteral("e2"), 5)},
-        {WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("x"))}));
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s), WindowFixture::entry(u"e2"_s, 5)},
+                                            {WindowFixture::edit(u"e1"_s, u"x"_s)}));
     copy();
-    QVERIFY(copiedLine(QStringLiteral("Closed entries: 2")));
-    QVERIFY(copiedLine(QStringLiteral("Waiting changes: 1")));
+    QVERIFY(copiedLine(u"Closed entries: 2"_s));
+    QVERIFY(copiedLine(u"Waiting changes: 1"_s));
 }
 
 void WindowDetailsTest::tellTheStateOfTheStorage() {
     copy();
-    QVERIFY(copiedLine(QStringLiteral("Secure storage: unavailable")));
+    QVERIFY(copiedLine(u"Secure storage: unavailable"_s));
     m_fixture->unlock();
     copy();
-    QVERIFY(copiedLine(QStringLiteral("Secure storage: open")));
+    QVERIFY(copiedLine(u"Secure storage: open"_s));
 }
 
 void WindowDetailsTest::quoteTheProgramsOwnSentence() {
     m_fixture->unlock();
     copy();
-    QVERIFY(copiedLine(QStringLiteral("Last status: Session unavailable or revoked. Cached work retained; no "
-                                      "developer fallback was attempted.")));
+    QVERIFY(copiedLine(u"Last status: Session unavailable or revoked. Cached work retained; no "
+                       "developer fallback was attempted."_s));
 }
 
 void WindowDetailsTest::holdNothingOfThePerson() {
-    const QString words = QStringLiteral("Entry \"Work e1\" of dana@example.com is locked");
+    const QString words = u"Entry \"Work e1\" of dana@example.com is locked"_s;
     ScriptedPeer peer;
-    peer.answer(
-        "POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
-        PeerReply::json({{QStringLiteral("error"), QJsonObject{{QStringLiteral("message"), words}}}}, 422));
+    peer.answer("POST", u"/v1/workspaces/w1/reports/summary/query"_s,
+                PeerReply::json({{u"error"_s, QJsonObject{{u"message"_s, words}}}}, 422));
     m_fixture->unlock(peer.url());
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
-    m_fixture->controller.queryReport(QStringLiteral("summary"), {}, {}, {}, {});
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)}));
+    m_fixture->controller.queryReport(u"summary"_s, {}, {}, {}, {});
     QTRY_COMPARE(m_fixture->controller.message(), words);
     copy();
-    QVERIFY(copiedLine(QStringLiteral("Last status: not one of the program's own, so not copied")));
-    for (const QString& secret : {words, peer.url(), QStringLiteral("Work e1"), QStringLiteral("dana"),
-                                  QStringLiteral("Studio"), QStringLiteral("One"), QStringLiteral("u1"),
-                                  QStringLiteral("w1"), QDir::homePath(), QSysInfo::machineHostName()}) {
+    QVERIFY(copiedLine(u"Last status: not one of the program's own, so not copied"_s));
+    for (const QString& secret : {words, peer.url(), u"Work e1"_s, u"dana"_s, u"Studio"_s, u"One"_s, u"u1"_s,
+                                  u"w1"_s, QDir::homePath(), QSysInfo::machineHostName()}) {
         QVERIFY2(!copied().contains(secret), qPrintable(secret));
     }
 }
@@ -144,9 +141,11 @@ int main(int argc, char* argv[]) {
     qunsetenv("XDG_CURRENT_DESKTOP");
     QApplication application(argc, argv);
     prepareApplication();
-    QCoreApplication::setApplicationVersion(QStringLiteral("7.8.9"));
+    QCoreApplication::setApplicationVersion(u"7.8.9"_s);
     WindowDetailsTest test;
     return QTest::qExec(&test, argc, argv);
 }
 
 #include "details.moc"
+
+using namespace Qt::StringLiterals;

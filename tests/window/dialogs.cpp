@@ -22,7 +22,7 @@ class WindowDialogsTest : public QObject {
     [[nodiscard]] bool isOpen() const { return m_dialog->property("opened").toBool(); }
     [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
     [[nodiscard]] QString listed() const {
-        return controller().entries().constFirst().toMap().value(QStringLiteral("description")).toString();
+        return controller().entries().constFirst().toMap().value(u"description"_s).toString();
     }
     void open(const char* dialog, const char* button);
     void openEdit(const QString& text);
@@ -71,7 +71,7 @@ void WindowDialogsTest::init() {
     m_peer = std::make_unique<ScriptedPeer>();
     m_fixture = std::make_unique<WindowFixture>();
     m_fixture->unlock(m_peer->url());
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)}));
     QTRY_VERIFY(m_fixture->window->isActive());
 }
 
@@ -95,7 +95,7 @@ void WindowDialogsTest::openEdit(const QString& text) {
 void WindowDialogsTest::openManual(const char* from, const char* to) {
     open("manualDialog", "manualEntry");
     QCOMPARE(m_fixture->window->activeFocusItem(), item("manualDescription"));
-    item("manualDescription")->setProperty("text", QStringLiteral("Call"));
+    item("manualDescription")->setProperty("text", u"Call"_s);
     item("manualFrom")->setProperty("text", QString::fromLatin1(from));
     item("manualTo")->setProperty("text", QString::fromLatin1(to));
 }
@@ -103,14 +103,15 @@ void WindowDialogsTest::openManual(const char* from, const char* to) {
 void WindowDialogsTest::listen(const QQuickItem* item) {
     const auto children = item->childItems();
     for (const QQuickItem* const child : children) {
-        if (child->inherits("Announcer"))
+        if (child->inherits("Announcer")) {
             connect(child, SIGNAL(textChanged()), this, SLOT(hear()));
+        }
         listen(child);
     }
 }
 
 void WindowDialogsTest::startReload() {
-    m_peer->answer("GET", QStringLiteral("/v1/sync/snapshot"),
+    m_peer->answer("GET", u"/v1/sync/snapshot"_s,
                    PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
     controller().refresh();
     QVERIFY(controller().busy());
@@ -123,10 +124,11 @@ void WindowDialogsTest::endReload() {
 }
 
 void WindowDialogsTest::confirm(bool byKey) const {
-    if (byKey)
+    if (byKey) {
         QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    else
+    } else {
         m_fixture->click(part("ok"));
+    }
 }
 
 void WindowDialogsTest::refusedEditKeepsItsText_data() {
@@ -137,19 +139,19 @@ void WindowDialogsTest::refusedEditKeepsItsText_data() {
 
 void WindowDialogsTest::refusedEditKeepsItsText() {
     QFETCH(bool, byKey);
-    openEdit(QStringLiteral("Better"));
+    openEdit(u"Better"_s);
     m_fixture->show(WindowFixture::document());
     confirm(byKey);
-    QCOMPARE(controller().message(), QStringLiteral("Entry not found in this workspace"));
+    QCOMPARE(controller().message(), u"Entry not found in this workspace"_s);
     QVERIFY(isOpen());
     QVERIFY(part("refusal")->isVisible());
-    QCOMPARE(text("refusal"), QStringLiteral("Entry not found in this workspace"));
-    QCOMPARE(text("editDescription"), QStringLiteral("Better"));
+    QCOMPARE(text("refusal"), u"Entry not found in this workspace"_s);
+    QCOMPARE(text("editDescription"), u"Better"_s);
 
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)}));
     confirm(byKey);
     QCOMPARE(controller().pending(), 1);
-    QCOMPARE(listed(), QStringLiteral("Better"));
+    QCOMPARE(listed(), u"Better"_s);
     QTRY_VERIFY(!m_dialog->property("visible").toBool());
 }
 
@@ -165,17 +167,18 @@ void WindowDialogsTest::refusedManualEntryKeepsItsText() {
     QVERIFY(isOpen());
     QVERIFY(part("refusal")->isVisible());
     QCOMPARE(text("refusal"),
-             QStringLiteral("Enter valid ISO timestamps with an explicit offset; end must be after start."));
-    QCOMPARE(text("manualDescription"), QStringLiteral("Call"));
-    QCOMPARE(text("manualFrom"), QStringLiteral("2021-03-02T09:00:00+02:00"));
+             u"Enter valid ISO timestamps with an explicit offset; end must be after start."_s);
+    QCOMPARE(text("manualDescription"), u"Call"_s);
+    QCOMPARE(text("manualFrom"), u"2021-03-02T09:00:00+02:00"_s);
 
-    item("manualTo")->setProperty("text", QStringLiteral("2021-03-02T10:00:00+02:00"));
+    item("manualTo")->setProperty("text", u"2021-03-02T10:00:00+02:00"_s);
     confirm(byKey);
     QCOMPARE(controller().pending(), 1);
-    QCOMPARE(listed(), QStringLiteral("Call"));
+    QCOMPARE(listed(), u"Call"_s);
     QTRY_VERIFY(!m_dialog->property("visible").toBool());
-    for (const char* const name : {"manualDescription", "manualFrom", "manualTo"})
+    for (const char* const name : {"manualDescription", "manualFrom", "manualTo"}) {
         QCOMPARE(text(name), QString());
+    }
 }
 
 void WindowDialogsTest::refusalIsForgottenWithTheNextLetterAndTheNextTime() {
@@ -191,7 +194,7 @@ void WindowDialogsTest::refusalIsForgottenWithTheNextLetterAndTheNextTime() {
     QTRY_VERIFY(!m_dialog->property("visible").toBool());
     open("manualDialog", "manualEntry");
     QVERIFY(!part("refusal")->isVisible());
-    QCOMPARE(text("manualDescription"), QStringLiteral("Calls"));
+    QCOMPARE(text("manualDescription"), u"Calls"_s);
 }
 
 void WindowDialogsTest::editWaitsForTheEndOfAReload_data() {
@@ -200,7 +203,7 @@ void WindowDialogsTest::editWaitsForTheEndOfAReload_data() {
 
 void WindowDialogsTest::editWaitsForTheEndOfAReload() {
     QFETCH(bool, byKey);
-    openEdit(QStringLiteral("Better"));
+    openEdit(u"Better"_s);
     startReload();
     QVERIFY(part("ok")->isEnabled());
     QVERIFY(!part("waitNote")->isVisible());
@@ -211,17 +214,17 @@ void WindowDialogsTest::editWaitsForTheEndOfAReload() {
     QCOMPARE(controller().pending(), 0);
     // What was confirmed is what will be saved.
     QTest::keyClick(m_fixture->window, 'x');
-    QCOMPARE(text("editDescription"), QStringLiteral("Better"));
+    QCOMPARE(text("editDescription"), u"Better"_s);
 
     endReload();
     QTRY_COMPARE(controller().pending(), 1);
-    QCOMPARE(listed(), QStringLiteral("Better"));
+    QCOMPARE(listed(), u"Better"_s);
     QTRY_VERIFY(!m_dialog->property("visible").toBool());
     QCOMPARE(controller().pending(), 1);
 }
 
 void WindowDialogsTest::waitingEditCanBeTakenBack() {
-    openEdit(QStringLiteral("Better"));
+    openEdit(u"Better"_s);
     startReload();
     confirm(true);
     QVERIFY(part("waitNote")->isVisible());
@@ -231,16 +234,16 @@ void WindowDialogsTest::waitingEditCanBeTakenBack() {
     QSignalSpy changed(&controller(), &Controller::changed);
     endReload();
     QTRY_VERIFY(!changed.isEmpty());
-    openEdit(QStringLiteral("Best"));
+    openEdit(u"Best"_s);
     QVERIFY(!part("waitNote")->isVisible());
     QCOMPARE(controller().pending(), 0);
     confirm(true);
     QCOMPARE(controller().pending(), 1);
-    QCOMPARE(listed(), QStringLiteral("Best"));
+    QCOMPARE(listed(), u"Best"_s);
 }
 
 void WindowDialogsTest::waitingEditIsRefusedInSight() {
-    openEdit(QStringLiteral("Better"));
+    openEdit(u"Better"_s);
     startReload();
     confirm(true);
     m_fixture->show(WindowFixture::document());
@@ -248,8 +251,8 @@ void WindowDialogsTest::waitingEditIsRefusedInSight() {
     QTRY_VERIFY(part("refusal")->isVisible());
     QVERIFY(isOpen());
     QVERIFY(!part("waitNote")->isVisible());
-    QCOMPARE(text("refusal"), QStringLiteral("Entry not found in this workspace"));
-    QCOMPARE(text("editDescription"), QStringLiteral("Better"));
+    QCOMPARE(text("refusal"), u"Entry not found in this workspace"_s);
+    QCOMPARE(text("editDescription"), u"Better"_s);
 }
 
 void WindowDialogsTest::manualEntryIsTakenDuringAReload() {
@@ -301,10 +304,10 @@ void WindowDialogsTest::manualDialogTellsWhatSpeaksAgainstTheTimes() {
 void WindowDialogsTest::manualDialogTellsItAnewWhenPeriodsOrWorkspaceChange() {
     m_fixture->window->setProperty("hebrew", false);
     openManual("2020-01-05T09:00:00+02:00", "2020-01-05T10:00:00+02:00");
-    const QString locked = QStringLiteral("This time lies in a submitted period; the server will refuse it.");
+    const QString locked = u"This time lies in a submitted period; the server will refuse it."_s;
     QCOMPARE(text("notice"), locked);
     QJsonObject document = WindowFixture::document();
-    document.insert(u"workspace", QStringLiteral("w2"));
+    document.insert(u"workspace", u"w2"_s);
     m_fixture->show(document);
     QCOMPARE(text("notice"), QString());
     m_fixture->show(WindowFixture::document());
@@ -320,13 +323,12 @@ void WindowDialogsTest::manualDialogTellsItAnewWhenPeriodsOrWorkspaceChange() {
 
 void WindowDialogsTest::noticesAndRefusalsAreSpokenEachTime() {
     m_fixture->window->setProperty("hebrew", false);
-    const QString order = QStringLiteral("The end must be after the start.");
-    const QString refusal =
-        QStringLiteral("Enter valid ISO timestamps with an explicit offset; end must be after start.");
+    const QString order = u"The end must be after the start."_s;
+    const QString refusal = u"Enter valid ISO timestamps with an explicit offset; end must be after start."_s;
     openManual("2021-03-02T09:00:00+02:00", "");
     m_spoken.clear();
     listen(m_fixture->window->contentItem());
-    item("manualTo")->setProperty("text", QStringLiteral("2021-03-02T08:00:00+02:00"));
+    item("manualTo")->setProperty("text", u"2021-03-02T08:00:00+02:00"_s);
     QCOMPARE(m_spoken, QStringList{order});
     confirm(true);
     QCOMPARE(m_spoken, (QStringList{order, refusal}));
@@ -354,7 +356,7 @@ void WindowDialogsTest::manualDescriptionHasNoEnd() {
 }
 
 void WindowDialogsTest::keyboardStaysWhereItWentWhileADialogOpens() {
-    m_dialog = m_fixture->object(QStringLiteral("manualDialog"));
+    m_dialog = m_fixture->object(u"manualDialog"_s);
     m_fixture->click(item("manualEntry"));
     QVERIFY(!isOpen());
     QTest::keyClick(m_fixture->window, Qt::Key_Tab);
@@ -375,7 +377,7 @@ void WindowDialogsTest::pressedTwiceIsOneChange_data() {
 
 void WindowDialogsTest::pressedTwiceIsOneChange() {
     QFETCH(bool, byKey);
-    openEdit(QStringLiteral("Better"));
+    openEdit(u"Better"_s);
     confirm(byKey);
     confirm(byKey);
     QCOMPARE(controller().pending(), 1);
@@ -389,3 +391,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "dialogs.moc"
+
+using namespace Qt::StringLiterals;

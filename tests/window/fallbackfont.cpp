@@ -16,7 +16,7 @@ namespace {
 
 /// The machine's fonts as if the package of Arimo were not installed.
 bool hideArimo(const QTemporaryDir& folder) {
-    QFile rules(folder.filePath(QStringLiteral("fonts.conf")));
+    QFile rules(folder.filePath(u"fonts.conf"_s));
     QByteArray text = "<fontconfig><include>/etc/fonts/fonts.conf</include><selectfont><rejectfont>";
     for (const QByteArray& family : {QByteArray("Arimo"), QByteArray("Cousine"), QByteArray("Tinos")}) {
         text += "<pattern><patelt name='family'><string>" + family + "</string></patelt></pattern>";
@@ -53,8 +53,8 @@ private Q_SLOTS:
 };
 
 void WindowFallbackFontTest::drawsEveryTextInHebrew() {
-    QVERIFY(!QFontDatabase::families().contains(QStringLiteral("Arimo")));
-    QVERIFY(QFontInfo(QGuiApplication::font()).family() != QStringLiteral("Arimo"));
+    QVERIFY(!QFontDatabase::families().contains(u"Arimo"_s));
+    QVERIFY(QFontInfo(QGuiApplication::font()).family() != u"Arimo"_s);
     const WindowFixture fixture;
     int hebrew = 0;
     for (int tab = 0; tab < 5; ++tab) {
@@ -71,8 +71,9 @@ void WindowFallbackFontTest::drawsEveryTextInHebrew() {
 
 int main(int argc, char* argv[]) {
     const QTemporaryDir folder;
-    if (!hideArimo(folder))
+    if (!hideArimo(folder)) {
         qFatal("the fonts' rules cannot be written");
+    }
     QApplication application(argc, argv);
     prepareApplication();
     WindowFallbackFontTest test;
@@ -80,3 +81,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "fallbackfont.moc"
+
+using namespace Qt::StringLiterals;

@@ -45,8 +45,8 @@ void WindowFocusTest::init() {
     m_peer = std::make_unique<ScriptedPeer>();
     m_fixture = std::make_unique<WindowFixture>();
     m_fixture->unlock(m_peer->url());
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
-    m_peer->answer("GET", QStringLiteral("/v1/sync/snapshot"),
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)}));
+    m_peer->answer("GET", u"/v1/sync/snapshot"_s,
                    PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
     QTRY_VERIFY(m_fixture->window->isActive());
     QTRY_VERIFY(item("description")->hasActiveFocus());
@@ -71,12 +71,12 @@ void WindowFocusTest::endReload() {
 void WindowFocusTest::focusComesBackAsItWas_data() {
     QTest::addColumn<int>("tab");
     QTest::addColumn<QString>("name");
-    QTest::newRow("tool bar") << 0 << QStringLiteral("synchronize");
-    QTest::newRow("chooser") << 0 << QStringLiteral("workspaceSelect");
-    QTest::newRow("timer") << 0 << QStringLiteral("timerAction");
-    QTest::newRow("row") << 0 << QStringLiteral("editEntry");
-    QTest::newRow("reports") << 1 << QStringLiteral("generateReport");
-    QTest::newRow("settings") << 3 << QStringLiteral("connect");
+    QTest::newRow("tool bar") << 0 << u"synchronize"_s;
+    QTest::newRow("chooser") << 0 << u"workspaceSelect"_s;
+    QTest::newRow("timer") << 0 << u"timerAction"_s;
+    QTest::newRow("row") << 0 << u"editEntry"_s;
+    QTest::newRow("reports") << 1 << u"generateReport"_s;
+    QTest::newRow("settings") << 3 << u"connect"_s;
 }
 
 void WindowFocusTest::focusComesBackAsItWas() {
@@ -126,10 +126,11 @@ void WindowFocusTest::tabGoesOnFromTheControlThatWaits() {
 
     control->forceActiveFocus(Qt::TabFocusReason);
     startReload();
-    if (neighbour->isEnabled())
+    if (neighbour->isEnabled()) {
         QCOMPARE(press(), neighbour);
-    else
+    } else {
         QVERIFY(press()->isEnabled());
+    }
     QQuickItem* const reached = m_fixture->window->activeFocusItem();
     QVERIFY(reached->property("visualFocus").toBool() || reached->inherits("QQuickTextField"));
     endReload();
@@ -141,8 +142,9 @@ void WindowFocusTest::pageStaysWhereItWasScrolled() {
     m_fixture->openTab(3);
     item("connect")->forceActiveFocus(Qt::TabFocusReason);
     QQuickItem* view = item("connect");
-    while (!view->inherits("QQuickFlickable"))
+    while (!view->inherits("QQuickFlickable")) {
         view = view->parentItem();
+    }
     QTRY_VERIFY(view->property("contentHeight").toDouble() > view->height() + 100);
     // Not quite to the end: the status above the page can get a line less.
     const double low = view->property("contentHeight").toDouble() - view->height() - 40;
@@ -175,19 +177,19 @@ void WindowFocusTest::openChooserHoldsTheChoice() {
     } else {
         const auto rows = WindowFixture::textItems(popup()->property("contentItem").value<QQuickItem*>());
         const auto garden = std::find_if(rows.cbegin(), rows.cend(), [](const QQuickItem* row) {
-            return row->property("text").toString() == QStringLiteral("Garden");
+            return row->property("text").toString() == u"Garden"_s;
         });
         QVERIFY(garden != rows.cend());
         m_fixture->click(*garden);
     }
     QTRY_VERIFY(!popup()->property("visible").toBool());
     QVERIFY(!chooser->isEnabled());
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("Garden"));
-    QCOMPARE(controller().workspace(), QStringLiteral("w1"));
+    QCOMPARE(chooser->property("displayText").toString(), u"Garden"_s);
+    QCOMPARE(controller().workspace(), u"w1"_s);
 
     m_peer->release();
-    QTRY_COMPARE(controller().workspace(), QStringLiteral("w2"));
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("Garden"));
+    QTRY_COMPARE(controller().workspace(), u"w2"_s);
+    QCOMPARE(chooser->property("displayText").toString(), u"Garden"_s);
 }
 
 void WindowFocusTest::heldChoiceIsLeftWithItsAccount() {
@@ -198,12 +200,12 @@ void WindowFocusTest::heldChoiceIsLeftWithItsAccount() {
     QTest::keyClick(m_fixture->window, Qt::Key_Return);
     QTRY_VERIFY(!popup()->property("visible").toBool());
     QJsonObject next = WindowFixture::document();
-    next.insert(u"me", QJsonObject{{QStringLiteral("id"), QStringLiteral("u2")}});
+    next.insert(u"me", QJsonObject{{u"id"_s, u"u2"_s}});
     m_fixture->show(next);
     endReload();
     QCoreApplication::processEvents();
-    QCOMPARE(controller().workspace(), QStringLiteral("w1"));
-    QCOMPARE(item("workspaceSelect")->property("displayText").toString(), QStringLiteral("Studio"));
+    QCOMPARE(controller().workspace(), u"w1"_s);
+    QCOMPARE(item("workspaceSelect")->property("displayText").toString(), u"Studio"_s);
 }
 
 void WindowFocusTest::placeholderIsAsLargeAsTheText() {
@@ -230,3 +232,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "focus.moc"
+
+using namespace Qt::StringLiterals;

@@ -47,8 +47,9 @@ void WindowInputTest::cleanup() {
 void WindowInputTest::type(const char* name, const QByteArray& text) {
     QQuickItem* const field = item(name);
     field->forceActiveFocus();
-    for (const char letter : text)
+    for (const char letter : text) {
         QTest::keyClick(m_fixture->window, letter);
+    }
     QCOMPARE(field->property("text").toString(), QString::fromLatin1(text));
 }
 
@@ -69,9 +70,9 @@ void WindowInputTest::heldReturnOpensADialogAndLeavesItOpen_data() {
 void WindowInputTest::heldReturnOpensADialogAndLeavesItOpen() {
     QFETCH(Qt::Key, key);
     m_fixture->unlock();
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)}));
     QTRY_VERIFY(item("editEntry")->isVisible());
-    const QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
+    const QObject* const dialog = m_fixture->object(u"editDialog"_s);
     item("editEntry")->forceActiveFocus(Qt::TabFocusReason);
     QTest::simulateEvent(m_fixture->window, true, key, {}, {}, false);
     QTRY_VERIFY(dialog->property("opened").toBool());
@@ -101,18 +102,17 @@ void WindowInputTest::renamedProjectShowsItsNewName() {
     auto* const popup = chooser->property("popup").value<QObject*>();
     QTRY_VERIFY(popup->property("opened").toBool());
     const auto* const list = popup->property("contentItem").value<QQuickItem*>();
-    QTRY_VERIFY(WindowFixture::texts(list).contains(QStringLiteral("Two")));
+    QTRY_VERIFY(WindowFixture::texts(list).contains(u"Two"_s));
 
     QJsonObject snapshot = document.value(u"snapshot").toObject();
     QJsonArray projects = snapshot.value(u"catalog").toObject().value(u"projects").toArray();
-    projects[1] = QJsonObject{{QStringLiteral("id"), QStringLiteral("p2")},
-                              {QStringLiteral("name"), QStringLiteral("Renamed")}};
-    snapshot.insert(u"catalog", QJsonObject{{QStringLiteral("projects"), projects}});
+    projects[1] = QJsonObject{{u"id"_s, u"p2"_s}, {u"name"_s, u"Renamed"_s}};
+    snapshot.insert(u"catalog", QJsonObject{{u"projects"_s, projects}});
     document.insert(u"snapshot", snapshot);
     m_fixture->show(document);
 
-    QTRY_VERIFY(WindowFixture::texts(list).contains(QStringLiteral("Renamed")));
-    QVERIFY(!WindowFixture::texts(list).contains(QStringLiteral("Two")));
+    QTRY_VERIFY(WindowFixture::texts(list).contains(u"Renamed"_s));
+    QVERIFY(!WindowFixture::texts(list).contains(u"Two"_s));
 }
 
 void WindowInputTest::crossClearsTheProject() {
@@ -121,13 +121,13 @@ void WindowInputTest::crossClearsTheProject() {
     QVERIFY(!item("clearProject")->isVisible());
     chooser->forceActiveFocus();
     QTest::keyClick(m_fixture->window, Qt::Key_Down);
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("One"));
+    QCOMPARE(chooser->property("displayText").toString(), u"One"_s);
 
-    QCOMPARE(item("clearProject")->property("text").toString(), QStringLiteral("×"));
+    QCOMPARE(item("clearProject")->property("text").toString(), u"×"_s);
     QVERIFY(item("clearProject")->isVisible());
     m_fixture->click(item("clearProject"));
     QCOMPARE(chooser->property("chosen").toString(), QString());
-    QCOMPARE(chooser->property("displayText").toString(), QStringLiteral("—"));
+    QCOMPARE(chooser->property("displayText").toString(), u"—"_s);
     QVERIFY(!item("clearProject")->isVisible());
 }
 
@@ -150,7 +150,7 @@ void WindowInputTest::switchChangesTheTheme() {
         QTest::keyClick(m_fixture->window, Qt::Key_Space);
     };
     const auto isDark = [this] {
-        return m_fixture->evaluate(QStringLiteral("Material.theme === Material.Dark")).toBool();
+        return m_fixture->evaluate(u"Material.theme === Material.Dark"_s).toBool();
     };
 
     act();
@@ -167,51 +167,50 @@ void WindowInputTest::timerRunsInEnglish() {
     m_fixture->click(item("billable"));
 
     m_fixture->click(item("timerAction"));
-    QCOMPARE(item("timerAction")->property("text").toString(), QStringLiteral("Stop"));
-    QCOMPARE(controller().timer().value(QStringLiteral("description")).toString(), QStringLiteral("plan"));
-    QCOMPARE(controller().timer().value(QStringLiteral("billable")).toBool(), true);
+    QCOMPARE(item("timerAction")->property("text").toString(), u"Stop"_s);
+    QCOMPARE(controller().timer().value(u"description"_s).toString(), u"plan"_s);
+    QCOMPARE(controller().timer().value(u"billable"_s).toBool(), true);
 
     QTRY_VERIFY(item("timerAction")->isEnabled());
     m_fixture->click(item("timerAction"));
-    QCOMPARE(item("timerAction")->property("text").toString(), QStringLiteral("Start"));
+    QCOMPARE(item("timerAction")->property("text").toString(), u"Start"_s);
     QCOMPARE(controller().pending(), 2);
-    QTRY_COMPARE(item("entryDescription")->property("text").toString(), QStringLiteral("plan"));
+    QTRY_COMPARE(item("entryDescription")->property("text").toString(), u"plan"_s);
 }
 
 void WindowInputTest::manualEntryIsAddedInEnglish() {
     m_fixture->unlock();
     m_fixture->show(WindowFixture::document());
     m_fixture->click(item("language"));
-    QObject* const dialog = m_fixture->object(QStringLiteral("manualDialog"));
+    QObject* const dialog = m_fixture->object(u"manualDialog"_s);
     m_fixture->click(item("manualEntry"));
     QTRY_VERIFY(dialog->property("opened").toBool());
-    QCOMPARE(dialog->property("title").toString(), QStringLiteral("Manual entry"));
+    QCOMPARE(dialog->property("title").toString(), u"Manual entry"_s);
     type("manualDescription", "Call");
     type("manualFrom", "2021-03-01T09:00:00+02:00");
     type("manualTo", "2021-03-01T10:00:00+02:00");
 
-    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
+    m_fixture->click(dialog->findChild<QQuickItem*>(u"ok"_s));
     QCOMPARE(controller().pending(), 1);
-    QTRY_COMPARE(item("entryDescription")->property("text").toString(), QStringLiteral("Call"));
-    QCOMPARE(item("startAt")->property("text").toString(),
-             QStringLiteral("2021-03-01T07:00:00Z · Pending sync"));
+    QTRY_COMPARE(item("entryDescription")->property("text").toString(), u"Call"_s);
+    QCOMPARE(item("startAt")->property("text").toString(), u"2021-03-01T07:00:00Z · Pending sync"_s);
 }
 
 void WindowInputTest::descriptionIsEditedInEnglish() {
     m_fixture->unlock();
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))}));
+    m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)}));
     m_fixture->click(item("language"));
-    QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
+    QObject* const dialog = m_fixture->object(u"editDialog"_s);
     QTRY_VERIFY(item("editEntry")->isVisible());
     m_fixture->click(item("editEntry"));
     QTRY_VERIFY(dialog->property("opened").toBool());
-    QCOMPARE(dialog->property("title").toString(), QStringLiteral("Edit description"));
+    QCOMPARE(dialog->property("title").toString(), u"Edit description"_s);
     item("editDescription")->setProperty("text", QString());
     type("editDescription", "Better");
 
-    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
+    m_fixture->click(dialog->findChild<QQuickItem*>(u"ok"_s));
     QCOMPARE(controller().pending(), 1);
-    QTRY_COMPARE(item("entryDescription")->property("text").toString(), QStringLiteral("Better"));
+    QTRY_COMPARE(item("entryDescription")->property("text").toString(), u"Better"_s);
 }
 
 void WindowInputTest::whatWasTypedIsThereWhenThePageIsShownAgain() {
@@ -222,7 +221,7 @@ void WindowInputTest::whatWasTypedIsThereWhenThePageIsShownAgain() {
     m_fixture->openTab(0);
     m_fixture->openTab(2);
     QCOMPARE(item("importSource"), typed);
-    QCOMPARE(item("importSource")->property("text").toString(), QStringLiteral("old tracker"));
+    QCOMPARE(item("importSource")->property("text").toString(), u"old tracker"_s);
 }
 
 int main(int argc, char* argv[]) {
@@ -233,3 +232,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "input.moc"
+
+using namespace Qt::StringLiterals;

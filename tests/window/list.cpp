@@ -12,20 +12,21 @@ namespace {
 constexpr int rowCount = 300;
 
 QString idAt(int number) {
-    return QStringLiteral("e%1").arg(number, 4, 10, QLatin1Char('0'));
+    return u"e%1"_s.arg(number, 4, 10, QLatin1Char('0'));
 }
 
 /// Entries first..last, of which the last is the newest and so the first row.
 QJsonArray entries(int first, int last) {
     QJsonArray list;
-    for (int i = first; i <= last; ++i)
+    for (int i = first; i <= last; ++i) {
         list.append(WindowFixture::entry(idAt(i), i));
+    }
     return list;
 }
 
 QJsonObject renamed(const QJsonValue& entry) {
     QJsonObject changed = entry.toObject();
-    changed.insert(u"description", QStringLiteral("Renamed"));
+    changed.insert(u"description", u"Renamed"_s);
     return changed;
 }
 
@@ -57,7 +58,7 @@ private Q_SLOTS:
 void WindowListTest::init() {
     m_fixture = std::make_unique<WindowFixture>();
     m_fixture->show(WindowFixture::document(entries(0, rowCount - 1)));
-    m_list = m_fixture->item(QStringLiteral("entryList"));
+    m_list = m_fixture->item(u"entryList"_s);
     QTRY_COMPARE(m_list->property("count").toInt(), rowCount);
 }
 
@@ -69,8 +70,9 @@ QQuickItem* WindowListTest::row(const QString& id) const {
     const auto children = m_list->property("contentItem").value<QQuickItem*>()->childItems();
     for (QQuickItem* const child : children) {
         const QVariant map = child->property("row");
-        if (child->isVisible() && map.toMap().value(QStringLiteral("id")).toString() == id)
+        if (child->isVisible() && map.toMap().value(u"id"_s).toString() == id) {
             return child;
+        }
     }
     return nullptr;
 }
@@ -132,17 +134,17 @@ void WindowListTest::keepsTheRowsThatDidNotChange() {
     changed[rowCount - 1] = renamed(changed[rowCount - 1]);
     m_fixture->show(WindowFixture::document(changed));
 
-    QTRY_COMPARE(
-        row(idAt(rowCount - 1))->property("row").toMap().value(QStringLiteral("description")).toString(),
-        QStringLiteral("Renamed"));
+    QTRY_COMPARE(row(idAt(rowCount - 1))->property("row").toMap().value(u"description"_s).toString(),
+                 u"Renamed"_s);
     QCOMPARE(row(idAt(rowCount - 2)), kept);
 }
 
 void WindowListTest::arrowsWalkTheRowsAndEnterEdits() {
     m_list->forceActiveFocus(Qt::TabFocusReason);
     QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(idAt(rowCount - 1)));
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 20; ++i) {
         QTest::keyClick(m_fixture->window, Qt::Key_Down);
+    }
 
     const QString reached = idAt(rowCount - 21);
     QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(reached));
@@ -150,11 +152,10 @@ void WindowListTest::arrowsWalkTheRowsAndEnterEdits() {
     QVERIFY(offset(reached) + 72 <= m_list->height());
 
     QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QObject* const dialog = m_fixture->object(QStringLiteral("editDialog"));
+    QObject* const dialog = m_fixture->object(u"editDialog"_s);
     QTRY_VERIFY(dialog->property("opened").toBool());
     QCOMPARE(dialog->property("entryId").toString(), reached);
-    QCOMPARE(m_fixture->item(QStringLiteral("editDescription"))->property("text").toString(),
-             QStringLiteral("Work ") + reached);
+    QCOMPARE(m_fixture->item(u"editDescription"_s)->property("text").toString(), u"Work "_s + reached);
 }
 
 void WindowListTest::staysWhereItWasWhenTheWindowComesBack() {
@@ -212,3 +213,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "list.moc"
+
+using namespace Qt::StringLiterals;

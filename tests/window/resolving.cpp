@@ -13,30 +13,28 @@
 
 namespace {
 
-const QString userId = QStringLiteral("5f0c8f5e-24b5-4f0a-8f8c-3b1f1f6f2a01");
-const QString sessionId = QStringLiteral("5f0c8f5e-24b5-4f0a-8f8c-3b1f1f6f2a02");
+const QString userId = u"5f0c8f5e-24b5-4f0a-8f8c-3b1f1f6f2a01"_s;
+const QString sessionId = u"5f0c8f5e-24b5-4f0a-8f8c-3b1f1f6f2a02"_s;
 
 QJsonObject refused(QJsonObject item, const QString& status, const QString& sentence) {
     item.insert(u"status", status);
     item.insert(u"result",
-                QJsonObject{{QStringLiteral("status"), status},
-                            {QStringLiteral("error"), QJsonObject{{QStringLiteral("message"), sentence}}}});
+                QJsonObject{{u"status"_s, status}, {u"error"_s, QJsonObject{{u"message"_s, sentence}}}});
     return item;
 }
 
 /// A manual entry of half an hour at nine in the evening in Jerusalem.
 QJsonObject creation() {
-    QJsonObject item = WindowFixture::edit(QStringLiteral("e9"), {});
+    QJsonObject item = WindowFixture::edit(u"e9"_s, {});
     QJsonObject mutation = item.value(u"mutation").toObject();
-    mutation.insert(u"operation", QStringLiteral("entry.create"));
+    mutation.insert(u"operation", u"entry.create"_s);
     mutation.insert(u"base_version", 0);
-    mutation.insert(u"payload",
-                    QJsonObject{{QStringLiteral("description"), QStringLiteral("Call")},
-                                {QStringLiteral("project_id"), QStringLiteral("p2")},
-                                {QStringLiteral("billable"), true},
-                                {QStringLiteral("tag_ids"), QJsonArray()},
-                                {QStringLiteral("start_at"), QStringLiteral("2020-01-05T19:00:00Z")},
-                                {QStringLiteral("stop_at"), QStringLiteral("2020-01-05T19:30:00Z")}});
+    mutation.insert(u"payload", QJsonObject{{u"description"_s, u"Call"_s},
+                                            {u"project_id"_s, u"p2"_s},
+                                            {u"billable"_s, true},
+                                            {u"tag_ids"_s, QJsonArray()},
+                                            {u"start_at"_s, u"2020-01-05T19:00:00Z"_s},
+                                            {u"stop_at"_s, u"2020-01-05T19:30:00Z"_s}});
     item.insert(u"mutation", mutation);
     return item;
 }
@@ -112,17 +110,15 @@ QStringList WindowResolvingTest::rows() const {
 
 void WindowResolvingTest::showConflict() {
     m_fixture->show(WindowFixture::document(
-        {WindowFixture::entry(QStringLiteral("e1"))},
-        {refused(WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("Mine")),
-                 QStringLiteral("conflict"), QStringLiteral("This entry has changed."))}));
+        {WindowFixture::entry(u"e1"_s)},
+        {refused(WindowFixture::edit(u"e1"_s, u"Mine"_s), u"conflict"_s, u"This entry has changed."_s)}));
     m_fixture->openTab(3);
 }
 
 void WindowResolvingTest::showRejectedCreation() {
-    m_fixture->show(WindowFixture::document(
-        {}, {refused(creation(), QStringLiteral("rejected"), QStringLiteral("The week is closed.")),
-             WindowFixture::edit(QStringLiteral("e9"), QStringLiteral("Longer call")),
-             WindowFixture::edit(QStringLiteral("e2"), QStringLiteral("Other"))}));
+    m_fixture->show(WindowFixture::document({}, {refused(creation(), u"rejected"_s, u"The week is closed."_s),
+                                                 WindowFixture::edit(u"e9"_s, u"Longer call"_s),
+                                                 WindowFixture::edit(u"e2"_s, u"Other"_s)}));
     m_fixture->openTab(3);
 }
 
@@ -141,7 +137,7 @@ void WindowResolvingTest::use(const char* button, int means) const {
 }
 
 QJsonArray WindowResolvingTest::saved() const {
-    QFile file(m_folder.filePath(QStringLiteral("copy.json")));
+    QFile file(m_folder.filePath(u"copy.json"_s));
     return file.open(QIODevice::ReadOnly)
                ? QJsonDocument::fromJson(file.readAll()).object().value(u"queue").toArray()
                : QJsonArray();
@@ -150,43 +146,35 @@ QJsonArray WindowResolvingTest::saved() const {
 void WindowResolvingTest::panelShowsWhatWasRecordedAndWhatTheServerHas() {
     showConflict();
     QVERIFY(item("retainedPanel")->isVisible());
-    QCOMPARE(text("retainedChange"),
-             QStringLiteral("Editing an entry · it conflicts with what the server has"));
-    QCOMPARE(text("retainedSentence"), QStringLiteral("This entry has changed."));
-    QCOMPARE(rows(), (QStringList{QStringLiteral("Recorded here"), QStringLiteral("On the server now"),
-                                  QStringLiteral("Description"), QStringLiteral("Mine"),
-                                  QStringLiteral("Work e1"), QStringLiteral("Start"), QStringLiteral("—"),
-                                  QStringLiteral("\u200e2021-03-01 11:00:00")}));
+    QCOMPARE(text("retainedChange"), u"Editing an entry · it conflicts with what the server has"_s);
+    QCOMPARE(text("retainedSentence"), u"This entry has changed."_s);
+    QCOMPARE(rows(), (QStringList{u"Recorded here"_s, u"On the server now"_s, u"Description"_s, u"Mine"_s,
+                                  u"Work e1"_s, u"Start"_s, u"—"_s, u"\u200e2021-03-01 11:00:00"_s}));
     QVERIFY(!item("retainedLeaving")->isVisible());
     QVERIFY(item("retainedPanel")->mapToScene({}).y() < item("conflicts")->mapToScene({}).y());
 
     showRejectedCreation();
-    QCOMPARE(text("retainedChange"),
-             QStringLiteral("Adding a manual entry · the server rejected the change"));
+    QCOMPARE(text("retainedChange"), u"Adding a manual entry · the server rejected the change"_s);
     QCOMPARE(rows().mid(2),
-             (QStringList{QStringLiteral("Description"), QStringLiteral("Call"), QStringLiteral("—"),
-                          QStringLiteral("Project"), QStringLiteral("Two"), QStringLiteral("—"),
-                          QStringLiteral("Billable"), QStringLiteral("Yes"), QStringLiteral("—"),
-                          QStringLiteral("Start"), QStringLiteral("\u200e2020-01-05 21:00:00"),
-                          QStringLiteral("—"), QStringLiteral("End"),
-                          QStringLiteral("\u200e2020-01-05 21:30:00"), QStringLiteral("—")}));
+             (QStringList{u"Description"_s, u"Call"_s, u"—"_s, u"Project"_s, u"Two"_s, u"—"_s, u"Billable"_s,
+                          u"Yes"_s, u"—"_s, u"Start"_s, u"\u200e2020-01-05 21:00:00"_s, u"—"_s, u"End"_s,
+                          u"\u200e2020-01-05 21:30:00"_s, u"—"_s}));
     QVERIFY(item("retainedLeaving")->isVisible());
-    QVERIFY(text("retainedLeaving").startsWith(QStringLiteral("2 changes leave the queue")));
+    QVERIFY(text("retainedLeaving").startsWith(u"2 changes leave the queue"_s));
 }
 
 void WindowResolvingTest::panelTellsAnEmptiedDescriptionFromNone() {
     m_fixture->show(WindowFixture::document(
-        {WindowFixture::entry(QStringLiteral("e1"))},
-        {refused(WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("")), QStringLiteral("conflict"),
-                 QStringLiteral("This entry has changed."))}));
+        {WindowFixture::entry(u"e1"_s)},
+        {refused(WindowFixture::edit(u"e1"_s, u""_s), u"conflict"_s, u"This entry has changed."_s)}));
     m_fixture->openTab(3);
     m_fixture->layOut();
     const auto cells = WindowFixture::textItems(item("retainedFields")).mid(2);
-    QCOMPARE(cells.at(1)->property("text").toString(), QStringLiteral("(empty)"));
+    QCOMPARE(cells.at(1)->property("text").toString(), u"(empty)"_s);
     QVERIFY(cells.at(1)->property("font").value<QFont>().bold());
-    QCOMPARE(cells.at(4)->property("text").toString(), QStringLiteral("—"));
+    QCOMPARE(cells.at(4)->property("text").toString(), u"—"_s);
     m_fixture->window->setProperty("hebrew", true);
-    QCOMPARE(cells.at(1)->property("text").toString(), QStringLiteral("(ריק)"));
+    QCOMPARE(cells.at(1)->property("text").toString(), u"(ריק)"_s);
 }
 
 void WindowResolvingTest::panelSpeaksBothLanguages() {
@@ -205,16 +193,15 @@ void WindowResolvingTest::panelSpeaksBothLanguages() {
         // What the person or the server wrote stays as it is.
         QVERIFY2(isHebrew(hebrew.at(i)) || hebrew.at(i) == english.at(i), qPrintable(hebrew.at(i)));
     }
-    QVERIFY(hebrew.contains(QStringLiteral("כן")));
-    QCOMPARE(text("resendRetained"), QStringLiteral("שלח שוב"));
-    QCOMPARE(text("removeRetained"), QStringLiteral("שמור עותק והסר"));
+    QVERIFY(hebrew.contains(u"כן"_s));
+    QCOMPARE(text("resendRetained"), u"שלח שוב"_s);
+    QCOMPARE(text("removeRetained"), u"שמור עותק והסר"_s);
 }
 
 void WindowResolvingTest::panelIsThereOnlyWhileSomethingIsRetained() {
     m_fixture->openTab(3);
     m_fixture->show(
-        WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))},
-                                {WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("Mine"))}));
+        WindowFixture::document({WindowFixture::entry(u"e1"_s)}, {WindowFixture::edit(u"e1"_s, u"Mine"_s)}));
     QVERIFY(!item("retainedPanel")->isVisible());
     QVERIFY(!item("showRetained")->isVisible());
     showConflict();
@@ -239,12 +226,13 @@ void WindowResolvingTest::bannerLeadsToThePanel() {
     showConflict();
     m_fixture->openTab(0);
     use("showRetained", means);
-    QCOMPARE(m_fixture->object(QStringLiteral("tabs"))->property("currentIndex").toInt(), 3);
+    QCOMPARE(m_fixture->object(u"tabs"_s)->property("currentIndex").toInt(), 3);
     QQuickItem* const panel = item("retainedPanel");
     QTRY_VERIFY(panel->hasActiveFocus());
     QQuickItem* view = panel;
-    while (!view->inherits("QQuickFlickable"))
+    while (!view->inherits("QQuickFlickable")) {
         view = view->parentItem();
+    }
     m_fixture->layOut();
     const auto top = [&] { return panel->mapToItem(view, QPointF()).y(); };
     QTRY_VERIFY2(top() >= 0 && top() < view->height() / 2, qPrintable(QString::number(top())));
@@ -275,7 +263,7 @@ void WindowResolvingTest::changeIsSavedAndRemoved_data() {
 void WindowResolvingTest::changeIsSavedAndRemoved() {
     QFETCH(int, means);
     showRejectedCreation();
-    m_dialogs->choose(m_folder.filePath(QStringLiteral("copy.json")));
+    m_dialogs->choose(m_folder.filePath(u"copy.json"_s));
     use("removeRetained", means);
     QTRY_COMPARE(controller().pending(), 1);
     QCOMPARE(saved().size(), 2);
@@ -284,29 +272,29 @@ void WindowResolvingTest::changeIsSavedAndRemoved() {
 
 void WindowResolvingTest::waysOutWaitForTheServer() {
     showConflict();
-    m_peer->answer("GET", QStringLiteral("/v1/sync/snapshot"),
+    m_peer->answer("GET", u"/v1/sync/snapshot"_s,
                    PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
     controller().refresh();
-    for (const char* const name : {"resendRetained", "removeRetained", "removePending"})
+    for (const char* const name : {"resendRetained", "removeRetained", "removePending"}) {
         QVERIFY2(!item(name)->isEnabled(), name);
+    }
     QTRY_COMPARE(m_peer->held(), 1);
     m_peer->release();
-    for (const char* const name : {"resendRetained", "removeRetained", "removePending"})
+    for (const char* const name : {"resendRetained", "removeRetained", "removePending"}) {
         QTRY_VERIFY2(item(name)->isEnabled(), name);
+    }
 }
 
 void WindowResolvingTest::endSession() {
     QJsonObject document =
-        WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))},
-                                {WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("Mine"))});
-    document.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")},
-                                         {QStringLiteral("user_id"), userId}});
-    document.insert(u"me", QJsonObject{{QStringLiteral("id"), userId}});
+        WindowFixture::document({WindowFixture::entry(u"e1"_s)}, {WindowFixture::edit(u"e1"_s, u"Mine"_s)});
+    document.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}, {u"user_id"_s, userId}});
+    document.insert(u"me", QJsonObject{{u"id"_s, userId}});
     m_fixture->show(document);
     m_fixture->openTab(3);
     QVERIFY(!item("sessionEnded")->isVisible());
     QVERIFY(!item("signInAgain")->isVisible());
-    m_peer->answer("GET", QStringLiteral("/v1/me"), PeerReply::json({}, 401));
+    m_peer->answer("GET", u"/v1/me"_s, PeerReply::json({}, 401));
     controller().synchronize();
     QTRY_VERIFY(controller().sessionRefused());
 }
@@ -322,17 +310,16 @@ void WindowResolvingTest::endedSessionIsRenewed() {
     endSession();
     QVERIFY(item("sessionEnded")->isVisible());
     QVERIFY(item("signInAgain")->isVisible());
-    QCOMPARE(text("signInAgain"), QStringLiteral("Sign in again"));
+    QCOMPARE(text("signInAgain"), u"Sign in again"_s);
     QVERIFY(!item("signIn")->isEnabled());
-    item("description")->setProperty("text", QStringLiteral("half a thought"));
-    item("email")->setProperty("text", QStringLiteral("dana@example.com"));
-    item("password")->setProperty("text", QStringLiteral("secret"));
-    m_peer->answer("GET", QStringLiteral("/v1/me"), PeerReply::json({{QStringLiteral("id"), userId}}));
+    item("description")->setProperty("text", u"half a thought"_s);
+    item("email")->setProperty("text", u"dana@example.com"_s);
+    item("password")->setProperty("text", u"secret"_s);
+    m_peer->answer("GET", u"/v1/me"_s, PeerReply::json({{u"id"_s, userId}}));
     m_peer->answer(
-        "POST", QStringLiteral("/v1/auth/login"),
-        PeerReply::json({{QStringLiteral("session_token"), QString(43, u'a')},
-                         {QStringLiteral("session"), QJsonObject{{QStringLiteral("id"), sessionId},
-                                                                 {QStringLiteral("user_id"), userId}}}}));
+        "POST", u"/v1/auth/login"_s,
+        PeerReply::json({{u"session_token"_s, QString(43, u'a')},
+                         {u"session"_s, QJsonObject{{u"id"_s, sessionId}, {u"user_id"_s, userId}}}}));
     if (byEnter) {
         item("password")->forceActiveFocus(Qt::TabFocusReason);
         QTest::keyClick(m_fixture->window, Qt::Key_Return);
@@ -341,39 +328,38 @@ void WindowResolvingTest::endedSessionIsRenewed() {
     }
     QCOMPARE(text("password"), QString());
     QVERIFY(!item("password")->property("canUndo").toBool());
-    QTRY_COMPARE(m_peer->requests("POST", QStringLiteral("/v1/auth/login")).size(), 1);
-    const QJsonObject body = m_peer->requests("POST", QStringLiteral("/v1/auth/login")).constFirst().json();
-    QCOMPARE(body.value(u"email").toString(), QStringLiteral("dana@example.com"));
-    QCOMPARE(body.value(u"password").toString(), QStringLiteral("secret"));
+    QTRY_COMPARE(m_peer->requests("POST", u"/v1/auth/login"_s).size(), 1);
+    const QJsonObject body = m_peer->requests("POST", u"/v1/auth/login"_s).constFirst().json();
+    QCOMPARE(body.value(u"email").toString(), u"dana@example.com"_s);
+    QCOMPARE(body.value(u"password").toString(), u"secret"_s);
     QTRY_VERIFY(!item("signInAgain")->isVisible());
     QVERIFY(!item("sessionEnded")->isVisible());
-    QCOMPARE(text("description"), QStringLiteral("half a thought"));
+    QCOMPARE(text("description"), u"half a thought"_s);
 }
 
 void WindowResolvingTest::passwordThatWasNotSentStays() {
     endSession();
-    item("email")->setProperty("text", QStringLiteral("dana@example.com"));
-    item("password")->setProperty("text", QStringLiteral("secret"));
-    m_peer->answer("GET", QStringLiteral("/v1/me"),
-                   PeerReply::json({}, 401).delivered(PeerReply::Delivery::Hold));
+    item("email")->setProperty("text", u"dana@example.com"_s);
+    item("password")->setProperty("text", u"secret"_s);
+    m_peer->answer("GET", u"/v1/me"_s, PeerReply::json({}, 401).delivered(PeerReply::Delivery::Hold));
     controller().synchronize();
     QTRY_COMPARE(m_peer->held(), 1);
     QVERIFY(!controller().busy());
     use("signInAgain", 1);
-    QCOMPARE(text("password"), QStringLiteral("secret"));
-    QVERIFY(m_peer->requests("POST", QStringLiteral("/v1/auth/login")).isEmpty());
+    QCOMPARE(text("password"), u"secret"_s);
+    QVERIFY(m_peer->requests("POST", u"/v1/auth/login"_s).isEmpty());
     m_peer->release();
 }
 
 void WindowResolvingTest::everythingIsSetAsideAfterAQuestion() {
     showRejectedCreation();
-    m_dialogs->choose(m_folder.filePath(QStringLiteral("copy.json")));
+    m_dialogs->choose(m_folder.filePath(u"copy.json"_s));
     use("removePending", 1);
-    QObject* const dialog = m_fixture->object(QStringLiteral("removePendingDialog"));
+    QObject* const dialog = m_fixture->object(u"removePendingDialog"_s);
     QTRY_VERIFY(dialog->property("opened").toBool());
-    QVERIFY(text("removePendingQuestion").startsWith(QStringLiteral("3 waiting changes")));
+    QVERIFY(text("removePendingQuestion").startsWith(u"3 waiting changes"_s));
     QCOMPARE(controller().pending(), 3);
-    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
+    m_fixture->click(dialog->findChild<QQuickItem*>(u"ok"_s));
     QTRY_COMPARE(controller().pending(), 0);
     QCOMPARE(saved().size(), 3);
     QTRY_VERIFY(!dialog->property("visible").toBool());
@@ -383,10 +369,10 @@ void WindowResolvingTest::everythingIsSetAsideAfterAQuestion() {
 void WindowResolvingTest::everythingStaysWhenTheQuestionIsDenied() {
     showConflict();
     use("removePending", 1);
-    QObject* const dialog = m_fixture->object(QStringLiteral("removePendingDialog"));
+    QObject* const dialog = m_fixture->object(u"removePendingDialog"_s);
     QTRY_VERIFY(dialog->property("opened").toBool());
-    QVERIFY(text("removePendingQuestion").startsWith(QStringLiteral("One waiting change")));
-    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("cancel")));
+    QVERIFY(text("removePendingQuestion").startsWith(u"One waiting change"_s));
+    m_fixture->click(dialog->findChild<QQuickItem*>(u"cancel"_s));
     QTRY_VERIFY(!dialog->property("visible").toBool());
     QCOMPARE(controller().pending(), 1);
     QVERIFY(m_dialogs->seen().isEmpty());
@@ -394,47 +380,45 @@ void WindowResolvingTest::everythingStaysWhenTheQuestionIsDenied() {
 
 void WindowResolvingTest::questionWaitsForTheServerAndTellsWhatComes() {
     showConflict();
-    m_peer->answer("GET", QStringLiteral("/v1/sync/snapshot"),
+    m_peer->answer("GET", u"/v1/sync/snapshot"_s,
                    PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
     use("removePending", 1);
-    QObject* const dialog = m_fixture->object(QStringLiteral("removePendingDialog"));
+    QObject* const dialog = m_fixture->object(u"removePendingDialog"_s);
     QTRY_VERIFY(dialog->property("opened").toBool());
     controller().refresh();
     QTRY_COMPARE(m_peer->held(), 1);
-    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
-    const auto* const note = dialog->findChild<QQuickItem*>(QStringLiteral("waitNote"));
+    m_fixture->click(dialog->findChild<QQuickItem*>(u"ok"_s));
+    const auto* const note = dialog->findChild<QQuickItem*>(u"waitNote"_s);
     QVERIFY(note->isVisible());
     QCOMPARE(note->property("text").toString(),
-             QStringLiteral("Waiting for the server's answer; the file is asked for right after it."));
+             u"Waiting for the server's answer; the file is asked for right after it."_s);
     m_fixture->window->setProperty("hebrew", true);
-    QCOMPARE(note->property("text").toString(),
-             QStringLiteral("ממתין לתשובת השרת; מיד אחריה תתבקש לבחור קובץ."));
+    QCOMPARE(note->property("text").toString(), u"ממתין לתשובת השרת; מיד אחריה תתבקש לבחור קובץ."_s);
     QVERIFY(m_dialogs->seen().isEmpty());
 
-    m_dialogs->choose(m_folder.filePath(QStringLiteral("copy.json")));
+    m_dialogs->choose(m_folder.filePath(u"copy.json"_s));
     m_peer->release();
     QTRY_COMPARE(controller().pending(), 0);
     QCOMPARE(saved().size(), 1);
 }
 
 void WindowResolvingTest::questionWaitsForAChangeOnItsWay() {
-    m_fixture->show(WindowFixture::document({WindowFixture::entry(QStringLiteral("e1"))},
-                                            {WindowFixture::edit(QStringLiteral("e1"), {})}));
+    m_fixture->show(
+        WindowFixture::document({WindowFixture::entry(u"e1"_s)}, {WindowFixture::edit(u"e1"_s, {})}));
     m_fixture->openTab(3);
-    m_peer->answer("GET", QStringLiteral("/v1/me"),
-                   PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
+    m_peer->answer("GET", u"/v1/me"_s, PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
     controller().synchronize();
     QTRY_COMPARE(m_peer->held(), 1);
     QVERIFY(controller().syncing() && !controller().busy());
     use("removePending", 1);
-    QObject* const dialog = m_fixture->object(QStringLiteral("removePendingDialog"));
+    QObject* const dialog = m_fixture->object(u"removePendingDialog"_s);
     QTRY_VERIFY(dialog->property("opened").toBool());
-    m_fixture->click(dialog->findChild<QQuickItem*>(QStringLiteral("ok")));
-    QVERIFY(dialog->findChild<QQuickItem*>(QStringLiteral("waitNote"))->isVisible());
+    m_fixture->click(dialog->findChild<QQuickItem*>(u"ok"_s));
+    QVERIFY(dialog->findChild<QQuickItem*>(u"waitNote"_s)->isVisible());
     QVERIFY(m_dialogs->seen().isEmpty());
     m_peer->release();
     QTRY_COMPARE(m_dialogs->seen().size(), 1);
-    QTRY_COMPARE(controller().message(), QStringLiteral("Nothing was removed."));
+    QTRY_COMPARE(controller().message(), u"Nothing was removed."_s);
 }
 
 int main(int argc, char* argv[]) {
@@ -445,3 +429,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "resolving.moc"
+
+using namespace Qt::StringLiterals;

@@ -31,9 +31,10 @@ QVariantList rows(const QString& text) {
     QVariantList list;
     const QStringList words = text.split(u' ', Qt::SkipEmptyParts);
     for (const QString& word : words) {
-        QVariantMap row{{QStringLiteral("name"), word}};
-        if (word[0] != u'-')
-            row.insert(QStringLiteral("id"), word.left(1));
+        QVariantMap row{{u"name"_s, word}};
+        if (word[0] != u'-') {
+            row.insert(u"id"_s, word.left(1));
+        }
         list.append(row);
     }
     return list;
@@ -49,14 +50,14 @@ public:
                 [this](const QModelIndex&, int first, int last) { note(u'+', first, last); });
         connect(&model, &RowModel::dataChanged, this,
                 [this](const QModelIndex& from, const QModelIndex& to) { note(u'*', from.row(), to.row()); });
-        connect(&model, &RowModel::modelReset, this, [this] { m_notes.append(QStringLiteral("reset")); });
+        connect(&model, &RowModel::modelReset, this, [this] { m_notes.append(u"reset"_s); });
     }
 
     [[nodiscard]] QString take() { return std::exchange(m_notes, {}).join(u' '); }
 
 private:
     void note(QChar sign, int first, int last) {
-        m_notes.append(QStringLiteral("%1%2,%3").arg(sign).arg(first).arg(last - first + 1));
+        m_notes.append(u"%1%2,%3"_s.arg(sign).arg(first).arg(last - first + 1));
     }
 
     QStringList m_notes;
@@ -95,7 +96,7 @@ void RowModelTest::init() {
     m_source = std::make_unique<Source>();
     m_model = std::make_unique<RowModel>();
     m_model->setSource(m_source.get());
-    m_model->setList(QStringLiteral("rows"));
+    m_model->setList(u"rows"_s);
     m_tester = std::make_unique<QAbstractItemModelTester>(
         m_model.get(), QAbstractItemModelTester::FailureReportingMode::Fatal);
 }
@@ -104,8 +105,9 @@ void RowModelTest::init() {
 void RowModelTest::follow(const QVariantList& list) {
     m_source->set(list);
     QCOMPARE(m_model->rowCount(), list.size());
-    for (int i = 0; i < list.size(); ++i)
+    for (int i = 0; i < list.size(); ++i) {
         QCOMPARE(m_model->index(i).data(RowModel::RowRole), list[i]);
+    }
 }
 
 void RowModelTest::announcesOnlyWhatChanged_data() {
@@ -138,9 +140,10 @@ void RowModelTest::announcesOnlyWhatChanged_data() {
         {"no ids, shorter", "-1 -2 -3", "-4", "-1,2 *0,1"},
         {"id gained", "a -1 c", "a b c", "-1,1 +1,1"},
     };
-    for (const Step& step : steps)
+    for (const Step& step : steps) {
         QTest::newRow(step.name) << QString::fromLatin1(step.before) << QString::fromLatin1(step.after)
                                  << QString::fromLatin1(step.announced);
+    }
 }
 
 void RowModelTest::announcesOnlyWhatChanged() {
@@ -157,12 +160,12 @@ void RowModelTest::announcesOnlyWhatChanged() {
 }
 
 void RowModelTest::anEqualListIsSilent() {
-    follow(rows(QStringLiteral("a b c")));
+    follow(rows(u"a b c"_s));
     Announced announced(*m_model);
     const QSignalSpy updated(m_model.get(), &RowModel::updated);
 
     Q_EMIT m_source->changed();
-    follow(rows(QStringLiteral("a b c")));
+    follow(rows(u"a b c"_s));
 
     QCOMPARE(announced.take(), QString());
     QCOMPARE(updated.count(), 0);
@@ -172,31 +175,33 @@ void RowModelTest::followsAnyHistory() {
     QRandomGenerator random(7);
     for (int step = 0; step < 400; ++step) {
         QStringList words;
-        for (const QChar letter : QStringLiteral("abcdefghij-")) {
+        for (const QChar letter : u"abcdefghij-"_s) {
             const int times = letter == u'-'            ? random.bounded(3)
                               : random.bounded(10) == 0 ? 2
                                                         : random.bounded(2);
-            for (int i = 0; i < times; ++i)
+            for (int i = 0; i < times; ++i) {
                 words.append(letter + QString::number(random.bounded(3)));
+            }
         }
         std::shuffle(words.begin(), words.end(), random);
         follow(rows(words.join(u' ')));
-        if (QTest::currentTestFailed())
-            QFAIL(qPrintable(QStringLiteral("step %1: %2").arg(step).arg(words.join(u' '))));
+        if (QTest::currentTestFailed()) {
+            QFAIL(qPrintable(u"step %1: %2"_s.arg(step).arg(words.join(u' '))));
+        }
     }
 }
 
 void RowModelTest::findsRowsById() {
-    follow(rows(QStringLiteral("a b2 -1 c")));
+    follow(rows(u"a b2 -1 c"_s));
 
-    QCOMPARE(m_model->indexOf(QStringLiteral("c")), 3);
-    QCOMPARE(m_model->indexOf(QStringLiteral("z")), -1);
+    QCOMPARE(m_model->indexOf(u"c"_s), 3);
+    QCOMPARE(m_model->indexOf(u"z"_s), -1);
     QCOMPARE(m_model->indexOf(QString()), -1);
-    QCOMPARE(m_model->idAt(1), QStringLiteral("b"));
+    QCOMPARE(m_model->idAt(1), u"b"_s);
     QCOMPARE(m_model->idAt(2), QString());
     QCOMPARE(m_model->idAt(-1), QString());
     QCOMPARE(m_model->idAt(4), QString());
-    QCOMPARE(m_model->index(1).data(RowModel::NameRole).toString(), QStringLiteral("b2"));
+    QCOMPARE(m_model->index(1).data(RowModel::NameRole).toString(), u"b2"_s);
 }
 
 void RowModelTest::startsEmptyWithoutASource() {
@@ -208,3 +213,5 @@ void RowModelTest::startsEmptyWithoutASource() {
 
 QTEST_GUILESS_MAIN(RowModelTest)
 #include "rowmodel.moc"
+
+using namespace Qt::StringLiterals;

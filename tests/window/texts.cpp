@@ -17,8 +17,9 @@ using Pair = std::pair<QString, QString>;
 
 QJsonArray expectedTexts() {
     QFile file(QStringLiteral(TEST_DATA "/texts.json"));
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly)) {
         qFatal("no texts.json");
+    }
     return QJsonDocument::fromJson(file.readAll()).array();
 }
 
@@ -29,26 +30,23 @@ QJsonObject with(QJsonObject object, const QString& key, const QJsonValue& value
 
 /// One entry waits, one is locked, and a timer runs.
 QJsonObject fullDocument() {
-    QJsonObject locked = WindowFixture::entry(QStringLiteral("e2"));
-    locked.insert(u"start_at", QStringLiteral("2020-01-05T08:00:00Z"));
-    locked.insert(u"stop_at", QStringLiteral("2020-01-05T09:00:00Z"));
-    QJsonObject document =
-        WindowFixture::document({WindowFixture::entry(QStringLiteral("e1")), locked},
-                                {WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("x"))});
-    document.insert(u"auth", QJsonObject{{QStringLiteral("token"), QStringLiteral("t")}});
-    document.insert(u"timer",
-                    QJsonObject{{QStringLiteral("id"), QStringLiteral("t1")},
-                                {QStringLiteral("workspace_id"), QStringLiteral("w1")},
-                                {QStringLiteral("user_id"), QStringLiteral("u1")},
-                                {QStringLiteral("description"), QStringLiteral("Running")},
-                                {QStringLiteral("start_at"), QStringLiteral("2021-03-02T09:00:00Z")},
-                                {QStringLiteral("version"), 1}});
+    QJsonObject locked = WindowFixture::entry(u"e2"_s);
+    locked.insert(u"start_at", u"2020-01-05T08:00:00Z"_s);
+    locked.insert(u"stop_at", u"2020-01-05T09:00:00Z"_s);
+    QJsonObject document = WindowFixture::document({WindowFixture::entry(u"e1"_s), locked},
+                                                   {WindowFixture::edit(u"e1"_s, u"x"_s)});
+    document.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}});
+    document.insert(u"timer", QJsonObject{{u"id"_s, u"t1"_s},
+                                          {u"workspace_id"_s, u"w1"_s},
+                                          {u"user_id"_s, u"u1"_s},
+                                          {u"description"_s, u"Running"_s},
+                                          {u"start_at"_s, u"2021-03-02T09:00:00Z"_s},
+                                          {u"version"_s, 1}});
     return document;
 }
 
 QJsonObject totals(int raw, int rounded) {
-    return {{QStringLiteral("raw_duration_seconds"), raw},
-            {QStringLiteral("rounded_duration_seconds"), rounded}};
+    return {{u"raw_duration_seconds"_s, raw}, {u"rounded_duration_seconds"_s, rounded}};
 }
 
 } // namespace
@@ -97,8 +95,9 @@ void WindowTextsTest::addScreen() {
     const QStringList english = screen(false);
     const QStringList hebrew = screen(true);
     QCOMPARE(english.size(), hebrew.size());
-    for (int i = 0; i < english.size(); ++i)
+    for (int i = 0; i < english.size(); ++i) {
         m_pairs.append({english.at(i), hebrew.at(i)});
+    }
 }
 
 void WindowTextsTest::addDialog(const char* name) {
@@ -159,8 +158,9 @@ void WindowTextsTest::everyTextIsShownInBothLanguages() {
     QFETCH(QString, hebrew);
     QFETCH(bool, joined);
     const bool shown = std::any_of(m_pairs.cbegin(), m_pairs.cend(), [&](const Pair& pair) {
-        if (joined)
+        if (joined) {
             return pair.first.contains(english) && pair.second.contains(hebrew);
+        }
         return pair.first == english && pair.second == hebrew;
     });
     QVERIFY(shown);
@@ -170,22 +170,21 @@ void WindowTextsTest::noHebrewIsLeftInEnglish() {
     for (const Pair& pair : std::as_const(m_pairs)) {
         const bool hebrew = std::any_of(pair.first.cbegin(), pair.first.cend(),
                                         [](QChar c) { return c.script() == QChar::Script_Hebrew; });
-        QVERIFY2(!hebrew || pair.first == QStringLiteral("עברית"), qPrintable(pair.first));
+        QVERIFY2(!hebrew || pair.first == u"עברית"_s, qPrintable(pair.first));
     }
 }
 
 void WindowTextsTest::conflictBoxIsHiddenWhileThereIsNone() {
-    const QJsonArray entries{WindowFixture::entry(QStringLiteral("e1"))};
-    const QJsonObject waiting = WindowFixture::edit(QStringLiteral("e1"), QStringLiteral("x"));
+    const QJsonArray entries{WindowFixture::entry(u"e1"_s)};
+    const QJsonObject waiting = WindowFixture::edit(u"e1"_s, u"x"_s);
     m_fixture->openTab(3);
-    QCOMPARE(text("conflicts"), QStringLiteral("[\n]"));
+    QCOMPARE(text("conflicts"), u"[\n]"_s);
     QVERIFY(!item("conflicts")->isVisible());
 
-    m_fixture->show(WindowFixture::document(
-        entries, {with(waiting, QStringLiteral("status"), QStringLiteral("conflict"))}));
+    m_fixture->show(WindowFixture::document(entries, {with(waiting, u"status"_s, u"conflict"_s)}));
     QVERIFY(item("conflicts")->isVisible());
     QCOMPARE(text("conflicts"), m_fixture->controller.conflictDetails());
-    QVERIFY(text("conflicts").contains(QStringLiteral("m-e1")));
+    QVERIFY(text("conflicts").contains(u"m-e1"_s));
 
     m_fixture->show(WindowFixture::document(entries, {waiting}));
     QVERIFY(!item("conflicts")->isVisible());
@@ -215,40 +214,34 @@ void WindowTextsTest::report(ScriptedPeer& peer, const QJsonArray& rows) {
     m_fixture->show(WindowFixture::document());
     QJsonObject all = totals(360061, 360060);
     all.insert(u"entry_count", 7);
-    peer.answer("POST", QStringLiteral("/v1/workspaces/w1/reports/summary/query"),
-                PeerReply::json({{QStringLiteral("totals"), all}, {QStringLiteral("rows"), rows}}));
+    peer.answer("POST", u"/v1/workspaces/w1/reports/summary/query"_s,
+                PeerReply::json({{u"totals"_s, all}, {u"rows"_s, rows}}));
     m_fixture->openTab(1);
     m_fixture->click(item("generateReport"));
-    QTRY_COMPARE(m_fixture->controller.message(), QStringLiteral("Server snapshot loaded"));
+    QTRY_COMPARE(m_fixture->controller.message(), u"Server snapshot loaded"_s);
 }
 
 void WindowTextsTest::totalsLineCountsTheReport() {
-    QCOMPARE(text("reportTotals"), QStringLiteral("משך מקורי: 00:00:00   |   רשומות: 0"));
+    QCOMPARE(text("reportTotals"), u"משך מקורי: 00:00:00   |   רשומות: 0"_s);
     ScriptedPeer peer;
     report(peer, {});
-    QCOMPARE(text("reportTotals"), QStringLiteral("משך מקורי: 100:01:01   |   רשומות: 7"));
+    QCOMPARE(text("reportTotals"), u"משך מקורי: 100:01:01   |   רשומות: 7"_s);
     m_fixture->window->setProperty("hebrew", false);
-    QCOMPARE(text("reportTotals"), QStringLiteral("Raw time: 100:01:01   |   Entries: 7"));
+    QCOMPARE(text("reportTotals"), u"Raw time: 100:01:01   |   Entries: 7"_s);
 }
 
 void WindowTextsTest::reportRowsShowTheirEntryOrLabels() {
-    const QJsonObject labelled{
-        {QStringLiteral("labels"), QJsonArray{QStringLiteral("Studio"), QStringLiteral("Week 9")}},
-        {QStringLiteral("totals"), totals(3725, 3600)}};
-    const QJsonObject detailed{
-        {QStringLiteral("entry"), QJsonObject{{QStringLiteral("description"), QStringLiteral("Plan")}}},
-        {QStringLiteral("labels"), QJsonArray{QStringLiteral("not shown")}},
-        {QStringLiteral("totals"), totals(60, 900)}};
+    const QJsonObject labelled{{u"labels"_s, QJsonArray{u"Studio"_s, u"Week 9"_s}},
+                               {u"totals"_s, totals(3725, 3600)}};
+    const QJsonObject detailed{{u"entry"_s, QJsonObject{{u"description"_s, u"Plan"_s}}},
+                               {u"labels"_s, QJsonArray{u"not shown"_s}},
+                               {u"totals"_s, totals(60, 900)}};
     ScriptedPeer peer;
     report(peer, {labelled, detailed});
 
     // In the order of the window's language, whatever they are written in.
-    const QStringList expected{QStringLiteral("\u200fStudio / Week 9"),
-                               QStringLiteral("01:02:05"),
-                               QStringLiteral("01:00:00"),
-                               QStringLiteral("Plan"),
-                               QStringLiteral("00:01:00"),
-                               QStringLiteral("00:15:00")};
+    const QStringList expected{
+        u"\u200fStudio / Week 9"_s, u"01:02:05"_s, u"01:00:00"_s, u"Plan"_s, u"00:01:00"_s, u"00:15:00"_s};
     const auto* const rows = item("reportList")->property("contentItem").value<QQuickItem*>();
     QTRY_COMPARE(WindowFixture::texts(rows), expected);
 }
@@ -256,8 +249,7 @@ void WindowTextsTest::reportRowsShowTheirEntryOrLabels() {
 void WindowTextsTest::periodRowsTellTheirDatesAndState() {
     m_fixture->openTab(4);
     m_fixture->show(WindowFixture::document());
-    const QStringList expected{QStringLiteral("2020-01-01 → 2020-01-31"),
-                               QStringLiteral("submitted · Asia/Jerusalem · v2")};
+    const QStringList expected{u"2020-01-01 → 2020-01-31"_s, u"submitted · Asia/Jerusalem · v2"_s};
     const auto* const rows = item("periodList")->property("contentItem").value<QQuickItem*>();
     QTRY_COMPARE(WindowFixture::texts(rows), expected);
 }
@@ -270,3 +262,5 @@ int main(int argc, char* argv[]) {
 }
 
 #include "texts.moc"
+
+using namespace Qt::StringLiterals;

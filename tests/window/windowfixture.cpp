@@ -11,6 +11,8 @@
 #include <QTest>
 #include <QtQml/QQmlExtensionPlugin>
 
+using namespace Qt::StringLiterals;
+
 Q_IMPORT_QML_PLUGIN(TimerKelvaroPlugin)
 
 namespace {
@@ -19,10 +21,12 @@ namespace {
 QQuickItem* findDrawn(QQuickItem* parent, const QString& name) {
     const auto children = parent->childItems();
     for (QQuickItem* const child : children) {
-        if (child->objectName() == name)
+        if (child->objectName() == name) {
             return child;
-        if (QQuickItem* const found = findDrawn(child, name))
+        }
+        if (QQuickItem* const found = findDrawn(child, name)) {
             return found;
+        }
     }
     return nullptr;
 }
@@ -31,7 +35,7 @@ QQuickItem* findDrawn(QQuickItem* parent, const QString& name) {
 
 QString deadServer() {
     static int count = 0;
-    return QStringLiteral("http://127.0.0.%1:9").arg(++count);
+    return u"http://127.0.0.%1:9"_s.arg(++count);
 }
 
 void pressByAssistiveTechnology(QObject* control) {
@@ -40,90 +44,89 @@ void pressByAssistiveTechnology(QObject* control) {
 }
 
 void prepareApplication() {
-    QCoreApplication::setApplicationName(QStringLiteral("TimerKelvaro"));
-    QCoreApplication::setOrganizationName(QStringLiteral("Kelvaro"));
-    QQuickStyle::setStyle(QStringLiteral("Material"));
-    QGuiApplication::setFont(QFont(QStringLiteral("Arimo"), 11));
+    QCoreApplication::setApplicationName(u"TimerKelvaro"_s);
+    QCoreApplication::setOrganizationName(u"Kelvaro"_s);
+    QQuickStyle::setStyle(u"Material"_s);
+    QGuiApplication::setFont(QFont(u"Arimo"_s, 11));
 }
 
 WindowFixture::WindowFixture(bool trayAvailable) {
-    m_engine.addImportPath(QStringLiteral(":/qt/qml"));
-    m_engine.rootContext()->setContextProperty(QStringLiteral("controller"), &controller);
-    m_engine.rootContext()->setContextProperty(QStringLiteral("trayAvailable"), trayAvailable);
-    m_engine.load(QUrl(QStringLiteral("qrc:/qt/qml/TimerKelvaro/Main.qml")));
-    if (m_engine.rootObjects().isEmpty())
+    m_engine.addImportPath(u":/qt/qml"_s);
+    m_engine.rootContext()->setContextProperty(u"controller"_s, &controller);
+    m_engine.rootContext()->setContextProperty(u"trayAvailable"_s, trayAvailable);
+    m_engine.load(QUrl(u"qrc:/qt/qml/TimerKelvaro/Main.qml"_s));
+    if (m_engine.rootObjects().isEmpty()) {
         qFatal("the window did not load");
+    }
     window = qobject_cast<QQuickWindow*>(m_engine.rootObjects().constFirst());
-    if (!QTest::qWaitForWindowExposed(window))
+    if (!QTest::qWaitForWindowExposed(window)) {
         qFatal("the window did not show");
+    }
     window->requestActivate();
-    if (!QTest::qWaitFor([this] { return pagesAreMade(); }))
+    if (!QTest::qWaitFor([this] { return pagesAreMade(); })) {
         qFatal("the pages were not made");
+    }
 }
 
 QJsonObject WindowFixture::document(const QJsonArray& entries, const QJsonArray& queue) {
     const auto named = [](const QString& id, const QString& name) {
-        return QJsonObject{{QStringLiteral("id"), id}, {QStringLiteral("name"), name}};
+        return QJsonObject{{u"id"_s, id}, {u"name"_s, name}};
     };
-    const QJsonArray projects{named(QStringLiteral("p1"), QStringLiteral("One")),
-                              named(QStringLiteral("p2"), QStringLiteral("Two")),
-                              named(QStringLiteral("p3"), QStringLiteral("Three"))};
+    const QJsonArray projects{named(u"p1"_s, u"One"_s), named(u"p2"_s, u"Two"_s), named(u"p3"_s, u"Three"_s)};
     const QJsonObject submitted{
-        {QStringLiteral("id"), QStringLiteral("s1")},
-        {QStringLiteral("workspace_id"), QStringLiteral("w1")},
-        {QStringLiteral("user_id"), QStringLiteral("u1")},
-        {QStringLiteral("status"), QStringLiteral("submitted")},
-        {QStringLiteral("start_at"), QStringLiteral("2020-01-01T00:00:00Z")},
-        {QStringLiteral("end_at"), QStringLiteral("2020-02-01T00:00:00Z")},
-        {QStringLiteral("from_date"), QStringLiteral("2020-01-01")},
-        {QStringLiteral("to_date"), QStringLiteral("2020-01-31")},
-        {QStringLiteral("timezone"), QStringLiteral("Asia/Jerusalem")},
-        {QStringLiteral("version"), 2},
+        {u"id"_s, u"s1"_s},
+        {u"workspace_id"_s, u"w1"_s},
+        {u"user_id"_s, u"u1"_s},
+        {u"status"_s, u"submitted"_s},
+        {u"start_at"_s, u"2020-01-01T00:00:00Z"_s},
+        {u"end_at"_s, u"2020-02-01T00:00:00Z"_s},
+        {u"from_date"_s, u"2020-01-01"_s},
+        {u"to_date"_s, u"2020-01-31"_s},
+        {u"timezone"_s, u"Asia/Jerusalem"_s},
+        {u"version"_s, 2},
     };
     const QJsonObject snapshot{
-        {QStringLiteral("time_entries"), entries},
-        {QStringLiteral("catalog"), QJsonObject{{QStringLiteral("projects"), projects}}},
-        {QStringLiteral("timesheet_periods"), QJsonArray{submitted}},
+        {u"time_entries"_s, entries},
+        {u"catalog"_s, QJsonObject{{u"projects"_s, projects}}},
+        {u"timesheet_periods"_s, QJsonArray{submitted}},
     };
     return {
-        {QStringLiteral("me"), QJsonObject{{QStringLiteral("id"), QStringLiteral("u1")},
-                                           {QStringLiteral("email"), QStringLiteral("dana@example.com")}}},
-        {QStringLiteral("workspaces"), QJsonArray{named(QStringLiteral("w1"), QStringLiteral("Studio")),
-                                                  named(QStringLiteral("w2"), QStringLiteral("Garden"))}},
-        {QStringLiteral("workspace"), QStringLiteral("w1")},
-        {QStringLiteral("snapshot"), snapshot},
-        {QStringLiteral("queue"), queue},
+        {u"me"_s, QJsonObject{{u"id"_s, u"u1"_s}, {u"email"_s, u"dana@example.com"_s}}},
+        {u"workspaces"_s, QJsonArray{named(u"w1"_s, u"Studio"_s), named(u"w2"_s, u"Garden"_s)}},
+        {u"workspace"_s, u"w1"_s},
+        {u"snapshot"_s, snapshot},
+        {u"queue"_s, queue},
     };
 }
 
 QJsonObject WindowFixture::entry(const QString& id, int minutes) {
-    const QDateTime start = QDateTime::fromString(QStringLiteral("2021-03-01T09:00:00Z"), Qt::ISODate);
+    const QDateTime start = QDateTime::fromString(u"2021-03-01T09:00:00Z"_s, Qt::ISODate);
     const auto text = [&start](int minute) {
         return start.addSecs(qint64{60} * minute).toString(Qt::ISODate);
     };
     return {
-        {QStringLiteral("id"), id},
-        {QStringLiteral("workspace_id"), QStringLiteral("w1")},
-        {QStringLiteral("user_id"), QStringLiteral("u1")},
-        {QStringLiteral("description"), QStringLiteral("Work ") + id},
-        {QStringLiteral("start_at"), text(minutes)},
-        {QStringLiteral("stop_at"), text(minutes + 1)},
-        {QStringLiteral("duration_seconds"), 60},
-        {QStringLiteral("version"), 1},
+        {u"id"_s, id},
+        {u"workspace_id"_s, u"w1"_s},
+        {u"user_id"_s, u"u1"_s},
+        {u"description"_s, u"Work "_s + id},
+        {u"start_at"_s, text(minutes)},
+        {u"stop_at"_s, text(minutes + 1)},
+        {u"duration_seconds"_s, 60},
+        {u"version"_s, 1},
     };
 }
 
 QJsonObject WindowFixture::edit(const QString& id, const QString& description) {
     const QJsonObject mutation{
-        {QStringLiteral("mutation_id"), QStringLiteral("m-") + id},
-        {QStringLiteral("device_id"), QStringLiteral("d1")},
-        {QStringLiteral("workspace_id"), QStringLiteral("w1")},
-        {QStringLiteral("entity_id"), id},
-        {QStringLiteral("base_version"), 1},
-        {QStringLiteral("operation"), QStringLiteral("entry.update")},
-        {QStringLiteral("payload"), QJsonObject{{QStringLiteral("description"), description}}},
+        {u"mutation_id"_s, u"m-"_s + id},
+        {u"device_id"_s, u"d1"_s},
+        {u"workspace_id"_s, u"w1"_s},
+        {u"entity_id"_s, id},
+        {u"base_version"_s, 1},
+        {u"operation"_s, u"entry.update"_s},
+        {u"payload"_s, QJsonObject{{u"description"_s, description}}},
     };
-    return {{QStringLiteral("status"), QStringLiteral("pending")}, {QStringLiteral("mutation"), mutation}};
+    return {{u"status"_s, u"pending"_s}, {u"mutation"_s, mutation}};
 }
 
 bool WindowFixture::pagesAreMade() const {
@@ -141,21 +144,24 @@ void WindowFixture::show(const QJsonObject& document) {
 
 void WindowFixture::unlock(const QString& server) {
     controller.connectServer(server);
-    if (!QTest::qWaitFor([this] { return controller.secureStorage() && !controller.busy(); }))
+    if (!QTest::qWaitFor([this] { return controller.secureStorage() && !controller.busy(); })) {
         qFatal("the keyring did not unlock");
+    }
 }
 
 void WindowFixture::keepBusy() {
-    if (!m_silent.listen(QHostAddress::LocalHost))
+    if (!m_silent.listen(QHostAddress::LocalHost)) {
         qFatal("no port to listen on");
+    }
     controller.setReadOnly(true);
-    controller.connectServer(QStringLiteral("http://127.0.0.1:%1").arg(m_silent.serverPort()));
+    controller.connectServer(u"http://127.0.0.1:%1"_s.arg(m_silent.serverPort()));
 }
 
 QObject* WindowFixture::object(const QString& name) const {
     QObject* found = nullptr;
-    if (!QTest::qWaitFor([&] { return (found = window->findChild<QObject*>(name)) != nullptr; }))
+    if (!QTest::qWaitFor([&] { return (found = window->findChild<QObject*>(name)) != nullptr; })) {
         qFatal("no %s in the window", qPrintable(name));
+    }
     return found;
 }
 
@@ -163,12 +169,14 @@ QQuickItem* WindowFixture::item(const QString& name) const {
     QQuickItem* found = nullptr;
     const bool there = QTest::qWaitFor([&] {
         found = findDrawn(window->contentItem(), name);
-        if (!found)
+        if (!found) {
             found = window->findChild<QQuickItem*>(name);
+        }
         return found != nullptr;
     });
-    if (!there)
+    if (!there) {
         qFatal("no %s in the window", qPrintable(name));
+    }
     return found;
 }
 
@@ -177,10 +185,12 @@ QList<QQuickItem*> WindowFixture::textItems(const QQuickItem* parent) {
     const auto children = parent->childItems();
     for (QQuickItem* const child : children) {
         // What was spoken is not on the screen, and stays in the language of its moment.
-        if (!child->isVisible() || child->inherits("Announcer"))
+        if (!child->isVisible() || child->inherits("Announcer")) {
             continue;
-        if (!child->property("text").toString().isEmpty())
+        }
+        if (!child->property("text").toString().isEmpty()) {
             found.append(child);
+        }
         found.append(textItems(child));
     }
     return found;
@@ -189,26 +199,29 @@ QList<QQuickItem*> WindowFixture::textItems(const QQuickItem* parent) {
 QStringList WindowFixture::texts(const QQuickItem* parent) {
     QStringList all;
     const auto items = textItems(parent);
-    for (const QQuickItem* const item : items)
+    for (const QQuickItem* const item : items) {
         all.append(item->property("text").toString());
+    }
     return all;
 }
 
 QVariant WindowFixture::evaluate(const QString& expression) const {
     QQmlExpression code(qmlContext(window), window, expression);
     QVariant value = code.evaluate();
-    if (code.hasError())
+    if (code.hasError()) {
         qFatal("%s", qPrintable(code.error().toString()));
+    }
     return value;
 }
 
 void WindowFixture::layOut() const {
-    if (window->grabWindow().isNull())
+    if (window->grabWindow().isNull()) {
         qFatal("no frame");
+    }
 }
 
 void WindowFixture::openTab(int index) const {
-    object(QStringLiteral("tabs"))->setProperty("currentIndex", index);
+    object(u"tabs"_s)->setProperty("currentIndex", index);
     layOut();
 }
 
@@ -219,7 +232,8 @@ void WindowFixture::click(QQuickItem* target) const {
 }
 
 void WindowFixture::hold(Qt::Key key, Qt::KeyboardModifiers modifiers) const {
-    for (const bool repeated : {false, true, true, true})
+    for (const bool repeated : {false, true, true, true}) {
         QTest::simulateEvent(window, true, key, modifiers, {}, repeated);
+    }
     QTest::simulateEvent(window, false, key, modifiers, {}, false);
 }

@@ -8,10 +8,12 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString idKey = QStringLiteral("id");
-const QString nameKey = QStringLiteral("name");
+const QString idKey = u"id"_s;
+const QString nameKey = u"name"_s;
 
 QString idOf(const QVariant& row) {
     return row.toMap().value(idKey).toString();
@@ -27,20 +29,24 @@ QList<bool> longestIncrease(const QList<int>& targets) {
     QList<int> tails;
     QList<int> previous(targets.size(), -1);
     for (int i = 0; i < targets.size(); ++i) {
-        if (targets[i] < 0)
+        if (targets[i] < 0) {
             continue;
+        }
         const auto tail = std::lower_bound(tails.begin(), tails.end(), targets[i],
                                            [&](int at, int target) { return targets[at] < target; });
-        if (tail != tails.begin())
+        if (tail != tails.begin()) {
             previous[i] = *(tail - 1);
-        if (tail == tails.end())
+        }
+        if (tail == tails.end()) {
             tails.append(i);
-        else
+        } else {
             *tail = i;
+        }
     }
     QList<bool> kept(targets.size(), false);
-    for (int i = tails.isEmpty() ? -1 : tails.last(); i >= 0; i = previous[i])
+    for (int i = tails.isEmpty() ? -1 : tails.last(); i >= 0; i = previous[i]) {
         kept[i] = true;
+    }
     return kept;
 }
 
@@ -54,12 +60,14 @@ template <typename Wanted>
 QList<Span> spans(int count, Wanted wanted) {
     QList<Span> found;
     for (int i = 0; i < count; ++i) {
-        if (!wanted(i))
+        if (!wanted(i)) {
             continue;
-        if (!found.isEmpty() && found.last().from + found.last().count == i)
+        }
+        if (!found.isEmpty() && found.last().from + found.last().count == i) {
             ++found.last().count;
-        else
+        } else {
             found.append({i, 1});
+        }
     }
     return found;
 }
@@ -67,16 +75,18 @@ QList<Span> spans(int count, Wanted wanted) {
 } // namespace
 
 void RowModel::setSource(QObject* source) {
-    if (m_source == source)
+    if (m_source == source) {
         return;
+    }
     m_source = source;
     Q_EMIT sourceChanged();
     attach();
 }
 
 void RowModel::setList(const QString& list) {
-    if (m_list == list)
+    if (m_list == list) {
         return;
+    }
     m_list = list;
     Q_EMIT listChanged();
     attach();
@@ -87,8 +97,9 @@ int RowModel::rowCount(const QModelIndex& parent) const {
 }
 
 QVariant RowModel::data(const QModelIndex& index, int role) const {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)) {
         return {};
+    }
     const QVariant& row = m_rows[index.row()];
     switch (role) {
     case RowRole:
@@ -108,8 +119,9 @@ QHash<int, QByteArray> RowModel::roleNames() const {
 }
 
 int RowModel::indexOf(const QString& id) const {
-    if (id.isEmpty())
+    if (id.isEmpty()) {
         return -1;
+    }
     const auto found =
         std::find_if(m_rows.cbegin(), m_rows.cend(), [&](const QVariant& row) { return idOf(row) == id; });
     return found == m_rows.cend() ? -1 : static_cast<int>(found - m_rows.cbegin());
@@ -125,57 +137,67 @@ void RowModel::attach() {
         const QMetaObject* const type = m_source->metaObject();
         const QMetaProperty property = type->property(type->indexOfProperty(m_list.toUtf8().constData()));
         const QMetaMethod slot = staticMetaObject.method(staticMetaObject.indexOfSlot("refresh()"));
-        if (property.hasNotifySignal())
+        if (property.hasNotifySignal()) {
             m_connection = connect(m_source, property.notifySignal(), this, slot);
+        }
     }
     refresh();
 }
 
 void RowModel::refresh() {
     QVariantList rows;
-    if (m_source && !m_list.isEmpty())
+    if (m_source && !m_list.isEmpty()) {
         rows = m_source->property(m_list.toUtf8().constData()).toList();
-    if (rows.size() == m_rows.size() && rows.constData() == m_rows.constData())
+    }
+    if (rows.size() == m_rows.size() && rows.constData() == m_rows.constData()) {
         return;
+    }
     adopt(rows);
 }
 
 void RowModel::adopt(const QVariantList& rows) {
     const auto common = std::min(m_rows.size(), rows.size());
     int head = 0;
-    while (head < common && isSameRow(m_rows[head], rows[head]))
+    while (head < common && isSameRow(m_rows[head], rows[head])) {
         ++head;
+    }
     int tail = 0;
-    while (tail < common - head && isSameRow(m_rows[m_rows.size() - 1 - tail], rows[rows.size() - 1 - tail]))
+    while (tail < common - head &&
+           isSameRow(m_rows[m_rows.size() - 1 - tail], rows[rows.size() - 1 - tail])) {
         ++tail;
+    }
 
     // Between the equal ends each id is paired once; a repeated id counts as another row.
     const int after = static_cast<int>(rows.size()) - head - tail;
     QHash<QString, int> places;
     for (int i = after - 1; i >= 0; --i) {
-        if (const QString id = idOf(rows[head + i]); !id.isEmpty())
+        if (const QString id = idOf(rows[head + i]); !id.isEmpty()) {
             places.insert(id, i);
+        }
     }
     QList<int> targets;
     for (auto i = head; i < m_rows.size() - tail; ++i) {
         const auto place = places.constFind(idOf(m_rows[i]));
         targets.append(place == places.cend() ? -1 : *place);
-        if (place != places.cend())
+        if (place != places.cend()) {
             places.erase(place);
+        }
     }
     const QList<bool> keptBefore = longestIncrease(targets);
     QList<bool> keptAfter(after, false);
     for (int i = 0; i < targets.size(); ++i) {
-        if (keptBefore[i])
+        if (keptBefore[i]) {
             keptAfter[targets[i]] = true;
+        }
     }
 
     removeRowsNotIn(keptBefore, head);
     insertRowsNotIn(keptAfter, head, rows);
     const bool moved = keptBefore.contains(false) || keptAfter.contains(false);
     const bool changed = announceChanges(std::exchange(m_rows, rows));
-    if (moved || changed)
+    if (moved || changed) {
         Q_EMIT updated();
+    }
 }
 
 void RowModel::removeRowsNotIn(const QList<bool>& kept, int offset) {
@@ -202,7 +224,8 @@ void RowModel::insertRowsNotIn(const QList<bool>& kept, int offset, const QVaria
 bool RowModel::announceChanges(const QVariantList& before) {
     const QList<Span> changed =
         spans(static_cast<int>(m_rows.size()), [&](int i) { return before[i] != m_rows[i]; });
-    for (const Span& span : changed)
+    for (const Span& span : changed) {
         Q_EMIT dataChanged(index(span.from), index(span.from + span.count - 1));
+    }
     return !changed.isEmpty();
 }
