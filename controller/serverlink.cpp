@@ -68,7 +68,7 @@ ServerLink::ServerLink(QObject* parent) : QObject(parent), m_network(this) {
 
 void ServerLink::dropReplies() {
     ++m_generation;
-    m_largeReply = {};
+    m_remembered = {};
 }
 
 void ServerLink::send(const ServerRequest& request, const Callback& callback, const Answer& afterwards) {
@@ -76,15 +76,22 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
         callback({}, 0);
         return;
     }
+    const bool isGet = request.method == "GET";
     QByteArray body;
-    if (request.method != "GET") {
+    if (!isGet) {
         body = QJsonDocument(request.body).toJson(QJsonDocument::Compact);
     }
     const QString token = request.path == loginPath ? QString() : request.token;
-    QNetworkReply* reply = issue(requestTo(m_address, request.path, token), request, body);
+    QNetworkRequest complete = requestTo(m_address, request.path, token);
+    const Remembered known = isGet && m_remembered.path == request.path ? m_remembered : Remembered();
+    if (!known.tag.isEmpty()) {
+        complete.setRawHeader("If-None-Match", known.tag);
+    }
+    QNetworkReply* reply = issue(complete, request, body);
     auto* reader = new ReplyReader(*reply);
-    const auto finished = [this, reply, reader, body, callback, afterwards, generation = m_generation,
-                           asAccount = !token.isEmpty(), what = area(request.path)]() mutable {
+    const auto finished = [this, reply, reader, body, callback, afterwards, known, generation = m_generation,
+                           asAccount = !token.isEmpty(), path = isGet ? request.path : QString(),
+                           what = area(request.path)]() mutable {
         reply->deleteLater();
         wipe(body); // a password may be in it
         const int status = httpStatus(*reply);
@@ -94,7 +101,10 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
         if (generation == m_generation && asAccount && status == 401) {
             Q_EMIT sessionRefused(); // also when whoever refuses it speaks no JSON
         }
-        finish(generation, reader->body(), status, callback);
+        // A reply that outlived its server or account must not land in the new state.
+        if (generation == m_generation) {
+            deliver({path, reader->body(), reply->rawHeader("ETag"), status}, known, callback);
+        }
         if (afterwards) {
             afterwards(reader->body(), status);
         }
@@ -117,23 +127,26 @@ QNetworkReply* ServerLink::issue(const QNetworkRequest& request, const ServerReq
                                    : m_network.sendCustomRequest(complete, asked.method, body);
 }
 
-void ServerLink::finish(qint64 generation, const QByteArray& body, int status, const Callback& callback) {
-    // A reply that outlived its server or account must not land in the new state.
-    if (generation != m_generation) {
+void ServerLink::deliver(const Received& received, const Remembered& known, const Callback& callback) {
+    if (received.status == 304 && !known.tag.isEmpty()) {
+        callback(known.object, 200);
         return;
     }
-    const bool large = body.size() >= largeReplyBytes;
+    const bool large =
+        !received.path.isEmpty() && received.status == 200 && received.body.size() >= largeReplyBytes;
     const QByteArray digest =
-        large ? QCryptographicHash::hash(body, QCryptographicHash::Blake2b_256) : QByteArray();
-    if (large && digest == m_largeReply.digest) {
-        const QJsonObject object = m_largeReply.object;
-        callback(object, status);
+        large ? QCryptographicHash::hash(received.body, QCryptographicHash::Blake2b_256) : QByteArray();
+    if (large && digest == m_remembered.digest) {
+        m_remembered.path = received.path;
+        m_remembered.tag = received.tag;
+        const QJsonObject object = m_remembered.object;
+        callback(object, 200);
         return;
     }
     QJsonParseError error;
-    const QJsonObject object = QJsonDocument::fromJson(body, &error).object();
+    const QJsonObject object = QJsonDocument::fromJson(received.body, &error).object();
     if (error.error != QJsonParseError::NoError) {
-        callback({}, status == 204 ? 204 : 0);
+        callback({}, received.status == 204 ? 204 : 0);
         return;
     }
     if (!canBeKept(object)) {
@@ -141,9 +154,9 @@ void ServerLink::finish(qint64 generation, const QByteArray& body, int status, c
         return;
     }
     if (large) {
-        m_largeReply = {digest, object};
+        m_remembered = {received.path, received.tag, digest, object};
     }
-    callback(object, status);
+    callback(object, received.status);
 }
 
 void ServerLink::download(const QString& path, const QString& token, const Answer& answer) {

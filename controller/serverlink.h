@@ -47,6 +47,9 @@ public:
     /// dropReplies() it is not called at all. `afterwards`, when given, then gets the reply to what
     /// was sent as it came, in any case. A sign-in ("/auth/login") carries no token, and the network
     /// layer does not send it again when its connection breaks before an answer.
+    ///
+    /// A large reply to a GET is remembered: while the server says that it still holds (`ETag` and 304,
+    /// RFC 9110), or sends the same bytes again, `callback` gets the same shared object, with 200.
     void send(const ServerRequest& request, const Callback& callback, const Answer& afterwards = {});
 
     /// Fetches a file of any size. `answer` is called in any case, with the status 0 for a file
@@ -64,18 +67,29 @@ Q_SIGNALS:
     void sessionRefused();
 
 private:
+    /// The last large reply to a GET.
+    struct Remembered {
+        QString path;
+        QByteArray tag; ///< its ETag; empty without one
+        QByteArray digest;
+        QJsonObject object;
+    };
+    /// What has arrived; the path is empty unless it was asked for by a GET.
+    struct Received {
+        QString path;
+        QByteArray body;
+        QByteArray tag;
+        int status;
+    };
+
     [[nodiscard]] QNetworkReply* issue(const QNetworkRequest& request, const ServerRequest& asked,
                                        const QByteArray& body);
-    void finish(qint64 generation, const QByteArray& body, int status, const Callback& callback);
+    /// `known` is what the request named as known already; it has no tag when it named nothing.
+    void deliver(const Received& received, const Remembered& known, const Callback& callback);
 
     QNetworkAccessManager m_network;
     QString m_address;
     qint64 m_generation = 0;
     bool m_timedOut = false;
-
-    /// A reload that brings the same bytes brings the same shared data.
-    struct {
-        QByteArray digest;
-        QJsonObject object;
-    } m_largeReply;
+    Remembered m_remembered;
 };

@@ -96,6 +96,15 @@ void requireMember(Connection& connection, const QString& userId, const QString&
     }
 }
 
+qint64 revisionOf(Connection& connection, const QString& workspaceId) {
+    QSqlQuery query = connection.run(u"SELECT revision FROM workspaces WHERE id = ?"_s, {workspaceId});
+    return connection.next(query) ? query.value(0).toLongLong() : 0;
+}
+
+void noteChange(Connection& connection, const QString& workspaceId) {
+    connection.run(u"UPDATE workspaces SET revision = revision + 1 WHERE id = ?"_s, {workspaceId});
+}
+
 OpenedSession openSession(Connection& connection, const QString& userId, const QString& client,
                           const QString& deviceName, const QByteArray& prefix) {
     OpenedSession session{newId(), newToken(prefix), currentInstant()};

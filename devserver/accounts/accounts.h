@@ -41,6 +41,11 @@ struct Workspace {
 /// Throws ApiError 404 unless the user is a member of the workspace.
 void requireMember(Connection& connection, const QString& userId, const QString& workspaceId);
 
+/// A number that rises with every change of what members see in the workspace. It is told by
+/// noteChange(), after the change and in its transaction.
+[[nodiscard]] qint64 revisionOf(Connection& connection, const QString& workspaceId);
+void noteChange(Connection& connection, const QString& workspaceId);
+
 /// A session is known by its token. The database holds only the token's hash,
 /// so that nobody can act for a user by reading it.
 struct OpenedSession {

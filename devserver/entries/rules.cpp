@@ -80,6 +80,7 @@ Verdict createEntry(Connection& connection, const QString& userId, const Mutatio
         return *verdict;
     }
     insertEntries(connection, {entry});
+    noteChange(connection, entry.workspaceId);
     return {};
 }
 
@@ -115,6 +116,7 @@ Verdict changeEntry(Connection& connection, const QString& userId, const Mutatio
         return *verdict;
     }
     updateEntry(connection, after);
+    noteChange(connection, after.workspaceId);
     return {};
 }
 

@@ -47,6 +47,29 @@ void writePeriods(JsonWriter& json, Connection& connection, const QString& works
     json.endArray();
 }
 
+// A revision is one database's: whoever starts a server on another one gets other tags.
+QByteArray snapshotTag(Connection& connection, const QString& workspaceId) {
+    static const QByteArray run = newId().toLatin1();
+    return '"' + run + '-' + QByteArray::number(revisionOf(connection, workspaceId)) + '"';
+}
+
+Answer snapshotAnswer(Request& request) {
+    const QString workspace = request.parameter("workspace_id");
+    if (workspace.isEmpty()) {
+        throw malformed(u"The request names no workspace_id."_s);
+    }
+    requireMember(request.connection(), request.caller().userId, workspace);
+    const QByteArray tag = snapshotTag(request.connection(), workspace);
+    Answer answer;
+    if (request.header("If-None-Match") == tag) {
+        answer.status = 304;
+    } else {
+        answer.body = snapshotReply(request.connection(), request.caller(), workspace);
+    }
+    answer.headers.append({"ETag", tag});
+    return answer;
+}
+
 } // namespace
 
 QByteArray snapshotReply(Connection& connection, const Caller& caller, const QString& workspaceId) {
@@ -77,13 +100,7 @@ QByteArray timerReply(Connection& connection, const Caller& caller) {
 void addSyncRoutes(Router& router) {
     router.get("/v1/me/timer", Work::Read,
                [](Request& request) { return timerReply(request.connection(), request.caller()); });
-    router.get("/v1/sync/snapshot", Work::Read, [](Request& request) {
-        const QString workspace = request.parameter("workspace_id");
-        if (workspace.isEmpty()) {
-            throw malformed(u"The request names no workspace_id."_s);
-        }
-        return snapshotReply(request.connection(), request.caller(), workspace);
-    });
+    router.get("/v1/sync/snapshot", Work::Read, snapshotAnswer);
     router.post("/v1/sync/push", Work::Write, [](Request& request) {
         return pushReply(request.connection(), request.caller(),
                          readPush(request.body(), request.idempotencyKey()));

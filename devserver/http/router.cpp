@@ -56,7 +56,7 @@ void send(httplib::Response& response, Answer answer) {
     }
     if (answer.file) {
         sendFile(response, answer.file, answer.type.toStdString());
-    } else if (answer.status != 204) {
+    } else if (answer.status != 204 && answer.status != 304) {
         sendBytes(response, std::move(answer.body), answer.type.toStdString());
     }
 }

@@ -73,6 +73,7 @@ void writeNext(Connection& connection, StagedImport& import, int limit) {
         entries += target.entryFor(record.row);
     }
     insertEntries(connection, entries);
+    noteChange(connection, import.source.workspaceId);
     import.checkpoint += static_cast<int>(records.size());
     import.written += static_cast<int>(entries.size());
     saveProgress(connection, import);

@@ -138,6 +138,7 @@ Period addPeriod(Connection& connection, const QString& userId, const QString& w
                       {period.id, workspaceId, userId, period.status, period.fromDate, period.toDate,
                        period.timezone, period.startAt, period.endAt, period.version,
                        orNull(period.lastReason)});
+    noteChange(connection, workspaceId);
     return period;
 }
 
@@ -159,6 +160,7 @@ Period takeStep(Connection& connection, const QString& userId, const QString& id
     ++period.version;
     connection.run(u"UPDATE timesheet_periods SET status = ?, version = ?, last_reason = ? WHERE id = ?"_s,
                    {period.status, period.version, orNull(period.lastReason), period.id});
+    noteChange(connection, period.workspaceId);
     return period;
 }
 

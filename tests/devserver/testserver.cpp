@@ -35,7 +35,8 @@ Reply replyOf(const httplib::Result& result) {
         return {};
     }
     return {result->status, result->body,
-            QJsonDocument::fromJson(QByteArray::fromStdString(result->body)).object()};
+            QJsonDocument::fromJson(QByteArray::fromStdString(result->body)).object(),
+            result->get_header_value("ETag")};
 }
 
 } // namespace

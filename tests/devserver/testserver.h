@@ -75,6 +75,7 @@ struct Reply {
     int status = 0; ///< 0: no reply
     std::string text;
     QJsonObject body;
+    std::string tag{}; ///< the `ETag`
 
     [[nodiscard]] QString errorCode() const;
     /// The only result of a push.
