@@ -93,19 +93,25 @@ struct Client {
     Controller controller;
 };
 
+// Both end with main(), and not when Qt Sql's own statics may have gone before them.
+std::unique_ptr<Client> currentClient;
+std::unique_ptr<BareStore> currentStore;
+
 Client& client(int entries) {
-    static std::unique_ptr<Client> current;
-    if (!current ||
-        current->state.value(u"snapshot").toObject().value(u"time_entries").toArray().size() != entries) {
-        current.reset();
-        current = std::make_unique<Client>(entries);
+    if (!currentClient ||
+        currentClient->state.value(u"snapshot").toObject().value(u"time_entries").toArray().size() !=
+            entries) {
+        currentClient.reset();
+        currentClient = std::make_unique<Client>(entries);
     }
-    return *current;
+    return *currentClient;
 }
 
 BareStore& bareStore() {
-    static BareStore store;
-    return store;
+    if (!currentStore) {
+        currentStore = std::make_unique<BareStore>();
+    }
+    return *currentStore;
 }
 
 double timed(const std::function<void()>& work) {
@@ -266,5 +272,7 @@ int main(int argc, char* argv[]) {
     addPair("write, 50000 entries", write, writeBare, 50000, 5);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+    currentStore.reset();
+    currentClient.reset();
     return EXIT_SUCCESS;
 }

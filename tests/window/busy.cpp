@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 /// Stands in for the browser.
@@ -38,6 +40,8 @@ class WindowBusyTest : public QObject {
     void loadReport();
     void loadPreview();
     void becomeBusy();
+    /// The mark of a wait is drawn.
+    [[nodiscard]] bool isTurning() const;
 
     std::unique_ptr<ScriptedPeer> m_peer;
     std::unique_ptr<WindowFixture> m_fixture;
@@ -54,6 +58,7 @@ private Q_SLOTS:
     void shortcutLanguagePauseAndBrowserWorkWhileBusy();
     void shortcutPressedWhileBusyStartsOnceItEnds();
     void disabledChooserStaysShutForAssistiveTechnology();
+    void theMarkOfAWaitIsThereOnlyWhileItIsSeen();
 };
 
 void WindowBusyTest::init() {
@@ -204,6 +209,26 @@ void WindowBusyTest::disabledChooserStaysShutForAssistiveTechnology() {
     QTRY_VERIFY(!controller().busy());
     pressByAssistiveTechnology(item("workspaceSelect"));
     QCOMPARE(popup->property("visible"), true);
+}
+
+bool WindowBusyTest::isTurning() const {
+    const QList<QQuickItem*> parts = item("busyMark")->findChildren<QQuickItem*>();
+    return std::any_of(parts.begin(), parts.end(), [](const QQuickItem* part) {
+        return part->inherits("QQuickBusyIndicator") && part->isVisible();
+    });
+}
+
+void WindowBusyTest::theMarkOfAWaitIsThereOnlyWhileItIsSeen() {
+    // A reload that is over at once: whatever began to turn then would never be stopped.
+    becomeBusy();
+    QCOMPARE(item("busyMark")->property("running"), true);
+    QVERIFY(!isTurning());
+    QTRY_COMPARE(m_peer->held(), 1);
+    QTRY_VERIFY(isTurning());
+    m_peer->release();
+    QTRY_VERIFY(!controller().busy());
+    QCOMPARE(item("busyMark")->property("running"), false);
+    QVERIFY(!isTurning());
 }
 
 int main(int argc, char* argv[]) {

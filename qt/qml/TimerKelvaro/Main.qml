@@ -168,9 +168,9 @@ TimerWindow {
                     list: "workspaces"
                 }
             }
-            BusyIndicator {
+            BusyMark {
+                objectName: "busyMark"
                 running: window.client.busy
-                padding: 0
                 Layout.preferredWidth: 28
                 Layout.preferredHeight: 28
             }
