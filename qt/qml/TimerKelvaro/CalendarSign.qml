@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+pragma ComponentBehavior: Bound
+
 import QtQuick
 
 /// The leaf of a calendar.

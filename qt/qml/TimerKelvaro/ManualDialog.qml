@@ -58,6 +58,19 @@ FormDialog {
         Layout.fillWidth: true
         onTextEdited: dialog.refusal = ""
         onAccepted: dialog.submit()
+        Keys.forwardTo: [suggestions]
+
+        Suggestions {
+            id: suggestions
+
+            window: dialog.window
+            controller: dialog.controller
+            field: description
+            onChosen: (projectId, billable) => {
+                dialog.timerPage.projectId = projectId
+                dialog.timerPage.billable = billable
+            }
+        }
     }
     TimeField {
         id: from

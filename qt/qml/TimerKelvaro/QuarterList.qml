@@ -83,22 +83,27 @@ ListView {
             Label {
                 text: option.modelData.time
                 font.bold: option.highlighted
-                opacity: option.skipped ? 0.45 : 1
             }
             Label {
                 text: option.note
                 font.pixelSize: 11
-                opacity: 0.65
+                opacity: option.skipped ? 1 : 0.65
                 elide: Text.ElideRight
                 horizontalAlignment: Text.AlignRight
                 Layout.fillWidth: true
             }
         }
 
-        FocusRing {
-            anchors.margins: 0
-            radius: Theme.radius
-            visible: option.activeFocus
+        background: Rectangle {
+            radius: Theme.rowRadius
+            color: option.highlighted ? Theme.button(list.window.dark)
+                                      : option.hovered ? Theme.buttonOff(list.window.dark) : "transparent"
+
+            FocusRing {
+                anchors.margins: 0
+                radius: Theme.rowRadius
+                visible: option.activeFocus
+            }
         }
     }
 }
