@@ -22,7 +22,9 @@ QtObject {
     readonly property int progressHeight: 4
     readonly property int bannerButton: 28
     readonly property int popupHeight: 360
+    readonly property int suggestionsHeight: 248
     readonly property int radius: 10
+    readonly property int rowRadius: 6
     readonly property int actionRadius: 12
     readonly property int focusWidth: 2
 

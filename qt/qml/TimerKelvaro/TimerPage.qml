@@ -88,6 +88,19 @@ ScrollPage {
                 maximumLength: 4096
                 placeholderText: page.window.label("על מה אתה עובד?", "What are you working on?")
                 Layout.fillWidth: true
+                Keys.forwardTo: [suggestions]
+
+                Suggestions {
+                    id: suggestions
+
+                    window: page.window
+                    controller: page.controller
+                    field: description
+                    onChosen: (projectId, isBillable) => {
+                        project.chosen = projectId
+                        billable.checked = isBillable
+                    }
+                }
             }
             RowLayout {
                 spacing: Theme.gap
