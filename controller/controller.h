@@ -46,6 +46,7 @@ class Controller : public QObject {
     Q_PROPERTY(bool queueReady READ queueReady NOTIFY changed)
     Q_PROPERTY(QString accountId READ accountId NOTIFY changed)
     Q_PROPERTY(bool syncing READ syncing NOTIFY changed)
+    Q_PROPERTY(bool canUndoDelete READ canUndoDelete NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -90,6 +91,8 @@ public:
     [[nodiscard]] QString accountId() const;
     /// A change is on its way to the server.
     [[nodiscard]] bool syncing() const;
+    /// An entry was deleted and nothing was recorded since: undoDelete() brings it back.
+    [[nodiscard]] bool canUndoDelete() const;
     /// The message holds words of the server, which may be about anything.
     [[nodiscard]] bool messageQuotesServer() const;
 
@@ -127,6 +130,17 @@ public:
     Q_INVOKABLE void toggleTimer(const QString& description, const QString& projectId, bool billable);
     /// Stops the running timer, in the same way.
     Q_INVOKABLE void stopTimer();
+    /// Starts a timer with this entry's description, project and billable; one that runs is
+    /// stopped first, and both are recorded at once or neither is.
+    Q_INVOKABLE void continueEntry(const QString& id);
+    /// Records those of `description`, `project_id` (empty: none), `billable`, `start_at` and `stop_at`
+    /// that are given and say something else than the entry. A running entry keeps running.
+    Q_INVOKABLE void editEntry(const QString& id, const QVariantMap& changes);
+    /// A closed entry of its own that says the same.
+    Q_INVOKABLE void duplicateEntry(const QString& id);
+    Q_INVOKABLE void deleteEntry(const QString& id);
+    /// Restores what deleteEntry() deleted, until something else is recorded.
+    Q_INVOKABLE void undoDelete();
     /// What speaks against a manual entry with these times, the first that holds:
     /// "order" (the end is not after the start), "period" (the server will refuse it: it
     /// lies in a closed period), "offset" (a time names none, so what it means depends on
@@ -193,6 +207,13 @@ private:
         QString projectId;
         bool billable;
     };
+    /// What is recorded as one mutation.
+    struct Change {
+        QString operation;
+        QString entityId;
+        int baseVersion;
+        QJsonObject payload;
+    };
     /// The chunk of an import after the one that the server has answered.
     enum class NextChunk { None, Scheduled, Waiting };
     /// What is of one account and in no document: it goes when the account does.
@@ -204,6 +225,7 @@ private:
         bool importPaused = false;
         bool sessionRefused = false;
         std::optional<Press> press;
+        QString undoable; ///< the entry that was deleted last
     };
 
     void say(const QString& text, bool quotesServer = false);
@@ -241,6 +263,21 @@ private:
     void noteReload(const Load& load, bool succeeded);
     void resumeReloads();
     void watchNetwork();
+
+    /// Records these one behind the other: all of them, or none.
+    void enqueue(const QList<Change>& changes);
+    [[nodiscard]] QJsonObject mutationOf(const Change& change) const;
+    [[nodiscard]] static Change startChange(const QString& description, const QString& projectId,
+                                            bool billable);
+    /// None, and the status says why, where the running timer is another workspace's.
+    [[nodiscard]] std::optional<Change> stopChange();
+    /// The projected entry; {} when there is none or it was deleted.
+    [[nodiscard]] QJsonObject presentEntry(const QString& id) const;
+    /// Under the periods of the snapshot.
+    [[nodiscard]] bool isLocked(const QJsonObject& entry) const;
+    /// Both say in the status why not.
+    [[nodiscard]] bool isChangeable(const QJsonObject& entry);
+    [[nodiscard]] bool isBookable(const QJsonValue& project);
 
     void press(const Press& press);
     void carryOutPress();

@@ -12,7 +12,7 @@ ARROWS = {
     "state": set(),
     "vault": set(),
     "controller": {"state", "vault"},
-    "qt": {"controller"},
+    "qt": {"controller", "state"},
     "app": {"state", "vault", "controller", "qt"},
     "devserver": set(),
 }

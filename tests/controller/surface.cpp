@@ -93,6 +93,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "bool queueReady by changed",
         "QString accountId by changed",
         "bool syncing by changed",
+        "bool canUndoDelete by changed",
     };
     QCOMPARE(properties, expected);
 }
@@ -139,6 +140,11 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "removePending()",
         "toggleTimer(QString,QString,bool)",
         "stopTimer()",
+        "continueEntry(QString)",
+        "editEntry(QString,QVariantMap)",
+        "duplicateEntry(QString)",
+        "deleteEntry(QString)",
+        "undoDelete()",
     };
     // Questions come behind the actions.
     const QList<QByteArray> questions{"manualNotice(QString,QString)"};

@@ -154,10 +154,10 @@ void WindowListTest::arrowsWalkTheRowsAndEnterEdits() {
     QVERIFY(offset(reached) + 72 <= m_list->height());
 
     QTest::keyClick(m_fixture->window, Qt::Key_Return);
-    QObject* const dialog = m_fixture->object(u"editDialog"_s);
+    QObject* const dialog = m_fixture->object(u"entryDialog"_s);
     QTRY_VERIFY(dialog->property("opened").toBool());
-    QCOMPARE(dialog->property("entryId").toString(), reached);
-    QCOMPARE(m_fixture->item(u"editDescription"_s)->property("text").toString(), u"Work "_s + reached);
+    QCOMPARE(dialog->property("entry").toMap().value(u"id"_s).toString(), reached);
+    QCOMPARE(m_fixture->item(u"entryDescriptionField"_s)->property("text").toString(), u"Work "_s + reached);
 }
 
 void WindowListTest::staysWhereItWasWhenTheWindowComesBack() {

@@ -13,6 +13,8 @@ ModalDialog {
     default property alias form: fields.data
     /// There is nothing to be refused: OK closes it.
     property bool question: false
+    /// There is nothing to record: OK closes it.
+    property bool unchanged: false
     /// The controller takes this change only while it is not busy.
     property bool takesTurns: false
     readonly property bool waiting: turn.waiting
@@ -34,7 +36,9 @@ ModalDialog {
         if (taken || waiting)
             return
         refusal = ""
-        if (takesTurns)
+        if (unchanged)
+            accept()
+        else if (takesTurns)
             turn.ask()
         else
             hand()

@@ -107,6 +107,15 @@ TimerWindow {
         onActivated: timerPage.toggleByKey()
     }
 
+    Shortcut {
+        sequence: "Ctrl+F"
+        autoRepeat: false
+        onActivated: {
+            tabs.currentIndex = 0
+            timerPage.find()
+        }
+    }
+
     header: ToolBar {
         padding: Theme.toolMargin
         verticalPadding: Theme.toolMargin
@@ -239,6 +248,7 @@ TimerWindow {
                 controller: window.client
                 onManualRequested: (manualDialog.made() as ManualDialog).open()
                 onEditRequested: (id, text) => (editDialog.made() as EditDialog).edit(id, text)
+                onChangeRequested: (row, startAt, stopAt) => (entryDialog.made() as EntryDialog).edit(row, startAt, stopAt)
             }
             Late {
                 settled: window.settled
@@ -302,5 +312,12 @@ TimerWindow {
         settled: window.settled
         file: Qt.resolvedUrl("ManualDialog.qml")
         given: ({ window: window, controller: window.client, timerPage: timerPage })
+    }
+    Late {
+        id: entryDialog
+
+        settled: window.settled
+        file: Qt.resolvedUrl("EntryDialog.qml")
+        given: ({ window: window, controller: window.client })
     }
 }

@@ -4,22 +4,10 @@ import QtQuick.Controls.Material
 import QtQuick.Layouts
 import TimerKelvaro
 
-FormDialog {
+TimesDialog {
     id: dialog
 
     required property TimerPage timerPage
-
-    /// What the times are judged by, besides the clock.
-    readonly property var grounds: visible ? [controller.workspace, controller.periods] : null
-    readonly property string concern: grounds ? controller.manualNotice(from.text, to.text) : ""
-    readonly property var concerns: ({
-        "order": window.label("הסיום חייב להיות אחרי ההתחלה.", "The end must be after the start."),
-        "offset": window.label("לאחד הזמנים אין היסט מ־UTC; הוא ייקרא לפי אזור הזמן של המכשיר.",
-                               "A time has no UTC offset; it is read in this device's time zone."),
-        "period": window.label("הזמן הזה נמצא בתקופה שהוגשה; השרת ידחה אותו.",
-                               "This time lies in a submitted period; the server will refuse it."),
-        "future": window.label("הזמן הזה נמצא בעתיד.", "This time lies in the future.")
-    })
 
     function empty() {
         description.text = ""
@@ -30,7 +18,8 @@ FormDialog {
     objectName: "manualDialog"
     title: window.label("רשומה ידנית", "Manual entry")
     width: 520
-    notice: concerns[concern] ?? ""
+    startsAt: from.text
+    endsAt: to.text
 
     onSubmitted: {
         from.settle()

@@ -63,6 +63,12 @@ Rectangle {
         interval: 0
         onTriggered: banner.speak()
     }
+    WhenFree {
+        id: undo
+
+        controller: banner.controller
+        onFree: controller.undoDelete()
+    }
     Row {
         id: buttons
 
@@ -76,6 +82,14 @@ Rectangle {
             text: banner.window.label("הודעה מלאה", "Whole message")
             visible: status.truncated
             onClicked: banner.window.wholeTextWanted(status.text)
+        }
+        BannerButton {
+            objectName: "undoDelete"
+            text: banner.window.label("ביטול", "Undo")
+            Accessible.name: banner.window.label("החזר את הרשומה שנמחקה", "Undo the deletion")
+            highlighted: true
+            visible: banner.controller.canUndoDelete
+            onClicked: undo.ask()
         }
         BannerButton {
             objectName: "showRetained"

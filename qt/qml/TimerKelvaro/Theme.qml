@@ -10,6 +10,7 @@ QtObject {
     readonly property color accentInk: "#ffffff"
     readonly property color shade: "#80000000"
     readonly property color badge: "#f4f2ff"
+    readonly property color tip: "#322d45"
 
     readonly property int toolMargin: 10
     readonly property int toolSpacing: 16
@@ -19,6 +20,7 @@ QtObject {
     readonly property int scrollBar: 10
     readonly property int durationWidth: 84 // "1000:00:00" in bold
     readonly property int fieldName: 110
+    readonly property int dayHeading: 30
     readonly property int progressHeight: 4
     readonly property int bannerButton: 28
     readonly property int popupHeight: 360

@@ -17,6 +17,11 @@ ScrollPage {
 
     signal manualRequested
     signal editRequested(string id, string description)
+    signal changeRequested(var row, string startAt, string stopAt)
+
+    function find() {
+        list.find()
+    }
 
     function toggle() {
         if (running)
@@ -37,6 +42,14 @@ ScrollPage {
         function onAccountLeft() {
             description.text = ""
             billable.checked = false
+        }
+    }
+
+    Connections {
+        target: project.rows
+        function onUpdated() {
+            if (project.rows.indexOf(project.chosen) < 0)
+                project.chosen = ""
         }
     }
 
@@ -62,6 +75,13 @@ ScrollPage {
                     horizontalAlignment: page.window.hebrew ? Text.AlignRight : Text.AlignLeft
                     LayoutMirroring.enabled: false
                     Layout.fillWidth: true
+                }
+                ActionButton {
+                    objectName: "editTimer"
+                    text: page.window.label("ערוך", "Edit")
+                    Accessible.name: page.window.label("ערוך את הטיימר", "Edit the timer")
+                    visible: page.running && page.timer.workspace_id === page.controller.workspace
+                    onClicked: list.change(page.timer)
                 }
                 ActionButton {
                     objectName: "timerAction"
@@ -105,36 +125,14 @@ ScrollPage {
             RowLayout {
                 spacing: Theme.gap
 
-                Chooser {
+                ProjectChooser {
                     id: project
 
-                    property string chosen: ""
-
-                    objectName: "projectSelect"
-                    name: page.window.label("פרויקט", "Project")
-                    shownId: chosen
-                    Layout.preferredWidth: 300
-                    onActivated: index => chosen = rows.idAt(index)
-                    Keys.onDeletePressed: chosen = ""
-                    Keys.onPressed: event => {
-                        if (event.key === Qt.Key_Backspace)
-                            chosen = ""
-                    }
-                    rows: RowModel {
-                        source: page.controller
-                        list: "projects"
-                        onUpdated: {
-                            if (indexOf(project.chosen) < 0)
-                                project.chosen = ""
-                        }
-                    }
-                }
-                ActionButton {
-                    objectName: "clearProject"
-                    text: "×"
-                    visible: project.chosen !== ""
-                    Accessible.name: page.window.label("ללא פרויקט", "No project")
-                    onClicked: project.chosen = ""
+                    window: page.window
+                    controller: page.controller
+                    selectName: "projectSelect"
+                    clearName: "clearProject"
+                    selectWidth: 300
                 }
                 ToggleBox {
                     id: billable
@@ -159,26 +157,14 @@ ScrollPage {
             }
         }
     }
-    Note {
-        id: heading
+    ClosedEntries {
+        id: list
 
-        text: page.window.label("רשומות סגורות", "Closed entries")
-        font.pixelSize: 18
-        font.bold: true
-    }
-    RowList {
-        objectName: "entryList"
-        name: heading.text
-        spacing: 8
-        Layout.minimumHeight: 152
-        model: RowModel {
-            source: page.controller
-            list: "entries"
-        }
-        delegate: EntryRow {
-            window: page.window
-            busy: page.controller.busy
-            onEditRequested: (id, text) => page.editRequested(id, text)
-        }
+        window: page.window
+        controller: page.controller
+        Layout.fillWidth: true
+        Layout.fillHeight: true
+        onEditRequested: (id, text) => page.editRequested(id, text)
+        onChangeRequested: (row, startAt, stopAt) => page.changeRequested(row, startAt, stopAt)
     }
 }

@@ -35,6 +35,12 @@ ApplicationWindow {
         return padded(Math.floor(seconds / 3600)) + ":" + padded(Math.floor(seconds / 60) % 60) + ":" + padded(seconds % 60)
     }
 
+    /// A day like "2026-11-22" in the words of the language on screen.
+    function dayText(day: string): string {
+        const [year, month, date] = day.split("-").map(Number)
+        return date ? new Date(year, month - 1, date, 12).toLocaleDateString(Qt.locale(hebrew ? "he_IL" : "en_GB"), Locale.LongFormat) : ""
+    }
+
     /// Has a text spoken by assistive technology.
     function announce(text: string) {
         if (text !== "")

@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+import TimerKelvaro
+
+/// The closed entries under their days, what they add up to, and what is looked for among them.
+ColumnLayout {
+    id: page
+
+    required property TimerWindow window
+    required property Controller controller
+
+    signal editRequested(string id, string description)
+    signal changeRequested(var row, string startAt, string stopAt)
+
+    function find() {
+        finder.forceActiveFocus(Qt.ShortcutFocusReason)
+        finder.selectAll()
+    }
+    function leaveFind() {
+        finder.clear()
+        list.forceActiveFocus(Qt.TabFocusReason)
+    }
+    function change(row: var) {
+        changeRequested(row, entries.inZone(row.start_at ?? ""), entries.inZone(row.stop_at ?? ""))
+    }
+    /// What is pressed during a request is done once, at its end.
+    function whenFree(action: var) {
+        turn.action = action
+        turn.ask()
+    }
+    function remove(row: var) {
+        whenFree(() => controller.deleteEntry(row.id))
+    }
+    function foundText(): string {
+        const count = entries.count
+        const found = count === 1 ? window.label("נמצאה רשומה אחת", "1 entry found")
+                                  : window.label("נמצאו " + count + " רשומות", count + " entries found")
+        return found + " · " + entries.sum
+    }
+
+    spacing: Theme.gap
+
+    Connections {
+        target: page.window
+        function onAccountLeft() {
+            finder.clear()
+            turn.forget()
+            menu.close()
+        }
+    }
+    WhenFree {
+        id: turn
+
+        property var action: null
+
+        controller: page.controller
+        onFree: action()
+    }
+    EntryModel {
+        id: entries
+
+        property bool fresh: false
+
+        controller: page.controller
+        wanted: finder.text
+        firstWeekday: Qt.locale(page.window.hebrew ? "he_IL" : "en_GB").firstDayOfWeek
+        onWantedChanged: fresh = true
+        onListed: {
+            if (!fresh)
+                return
+            fresh = false
+            list.positionViewAtBeginning()
+            if (finding)
+                page.window.announce(page.foundText())
+        }
+    }
+    EntryMenu {
+        id: menu
+
+        window: page.window
+        onContinueRequested: id => page.whenFree(() => page.controller.continueEntry(id))
+        onChangeRequested: row => page.change(row)
+        onDuplicateRequested: id => page.whenFree(() => page.controller.duplicateEntry(id))
+        onDeleteRequested: row => page.remove(row)
+    }
+    WholeTextTip {
+        id: tip
+    }
+
+    RowLayout {
+        spacing: Theme.gap
+
+        Label {
+            id: heading
+
+            text: page.window.label("רשומות סגורות", "Closed entries")
+            font.pixelSize: 18
+            font.bold: true
+        }
+        Label {
+            objectName: "entrySums"
+            text: entries.finding ? page.foundText()
+                                  : page.window.label("היום ", "Today ") + entries.today + " · "
+                                    + page.window.label("השבוע ", "This week ") + entries.week
+            font.pixelSize: 13
+            font.kerning: false
+            opacity: 0.75
+            elide: Text.ElideRight
+            horizontalAlignment: Text.AlignLeft
+            Layout.fillWidth: true
+        }
+        Field {
+            id: finder
+
+            objectName: "findEntries"
+            placeholderText: page.window.label("חיפוש (Ctrl+F)", "Find (Ctrl+F)")
+            name: page.window.label("חיפוש ברשומות", "Find entries")
+            maximumLength: 200
+            topPadding: 6
+            bottomPadding: 6
+            Layout.preferredWidth: 240
+            Layout.preferredHeight: 34
+            onAccepted: list.forceActiveFocus(Qt.TabFocusReason)
+            Keys.onEscapePressed: page.leaveFind()
+            Keys.onDownPressed: list.forceActiveFocus(Qt.TabFocusReason)
+        }
+    }
+    RowList {
+        id: list
+
+        objectName: "entryList"
+        name: heading.text
+        spacing: 8
+        Layout.minimumHeight: 152
+        model: entries
+        Keys.onEscapePressed: event => {
+            event.accepted = entries.finding
+            if (entries.finding)
+                page.leaveFind()
+        }
+        delegate: EntryRow {
+            id: row
+
+            window: page.window
+            busy: page.controller.busy
+            onEditRequested: (id, text) => page.editRequested(id, text)
+            onChangeRequested: page.change(row.row)
+            onDeleteRequested: page.remove(row.row)
+            onMenuRequested: from => menu.showFor(row.row, from)
+            onWholeTextWanted: text => tip.showFor(row, text)
+        }
+    }
+}

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import QtQuick.Controls.Material
+import QtQuick.Layouts
+import TimerKelvaro
+
+/// Everything that can be changed about an entry. Of what nobody touched here nothing is
+/// recorded, so that what others changed meanwhile stays.
+TimesDialog {
+    id: dialog
+
+    property var entry: ({})
+    property string startText: ""
+    property string stopText: ""
+    readonly property bool running: !entry.stop_at
+    readonly property string entryProject: entry.project_id ?? ""
+    readonly property var changes: {
+        const touched = {}
+        if (description.text !== (entry.description ?? ""))
+            touched.description = description.text
+        if (project.chosen !== entryProject)
+            touched.project_id = project.chosen
+        if (billable.checked !== !!entry.billable)
+            touched.billable = billable.checked
+        if (from.text !== startText)
+            touched.start_at = from.text
+        if (!running && to.text !== stopText)
+            touched.stop_at = to.text
+        return touched
+    }
+
+    /// `startAt` and `stopAt` are the entry's times as the fields show them.
+    function edit(row: var, startAt: string, stopAt: string) {
+        fill(row, startAt, stopAt)
+        open()
+    }
+    function fill(row: var, startAt: string, stopAt: string) {
+        entry = row
+        startText = startAt
+        stopText = running ? "" : stopAt
+        description.text = row.description ?? ""
+        project.chosen = entryProject
+        billable.checked = !!row.billable
+        from.text = startText
+        to.text = stopText
+    }
+
+    objectName: "entryDialog"
+    title: running ? window.label("עריכת הטיימר", "Edit timer") : window.label("עריכת רשומה", "Edit entry")
+    width: 520
+    takesTurns: true
+    unchanged: Object.keys(changes).length === 0
+    startsAt: from.text
+    endsAt: to.text
+    judged: "start_at" in changes || "stop_at" in changes
+
+    onSubmitted: {
+        from.settle()
+        to.settle()
+        controller.editEntry(entry.id, changes)
+    }
+    onVisibleChanged: if (visible) description.forceActiveFocus()
+
+    Connections {
+        target: dialog.window
+        function onAccountLeft() {
+            dialog.close()
+            dialog.fill({}, "", "")
+        }
+    }
+
+    Field {
+        id: description
+
+        objectName: "entryDescriptionField"
+        focus: true
+        maximumLength: 4096
+        placeholderText: dialog.window.label("תיאור", "Description")
+        readOnly: dialog.waiting
+        Layout.fillWidth: true
+        onTextEdited: dialog.refusal = ""
+        onAccepted: dialog.submit()
+    }
+    RowLayout {
+        spacing: Theme.gap
+
+        ProjectChooser {
+            id: project
+
+            window: dialog.window
+            controller: dialog.controller
+            selectName: "entryProjectSelect"
+            clearName: "entryClearProject"
+            enabled: !dialog.waiting
+            Layout.fillWidth: true
+        }
+        ToggleBox {
+            id: billable
+
+            objectName: "entryBillable"
+            text: dialog.window.label("לחיוב", "Billable")
+            enabled: !dialog.waiting
+        }
+    }
+    TimeField {
+        id: from
+
+        window: dialog.window
+        controller: dialog.controller
+        dayOf: to.text
+        objectName: "entryFrom"
+        name: dialog.window.label("התחלה", "From")
+        readOnly: dialog.waiting
+        Layout.fillWidth: true
+        onTextEdited: dialog.refusal = ""
+        onAccepted: dialog.submit()
+    }
+    TimeField {
+        id: to
+
+        window: dialog.window
+        controller: dialog.controller
+        dayOf: from.text
+        objectName: "entryTo"
+        visible: !dialog.running
+        name: dialog.window.label("סיום", "To")
+        readOnly: dialog.waiting
+        Layout.fillWidth: true
+        onTextEdited: dialog.refusal = ""
+        onAccepted: dialog.submit()
+    }
+}

@@ -1,0 +1,370 @@
+// SPDX-License-Identifier: MIT
+#include "entrymodel.h"
+
+#include "state/searchtext.h"
+#include "state/timestamp.h"
+
+#include <QElapsedTimer>
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A quarter of a frame: the rest is for drawing it.
+constexpr qint64 sliceNs = 4'000'000;
+constexpr int rowsPerLook = 64;
+
+QTimeZone zoneNamed(const QString& name) {
+    const QTimeZone zone(name.toUtf8());
+    return zone.isValid() ? zone : QTimeZone::utc();
+}
+
+qint64 secondsOf(const DaySums::Entry& entry) {
+    return entry.seconds;
+}
+
+} // namespace
+
+EntryModel::EntryModel(QObject* parent) : QAbstractListModel(parent), m_days(QTimeZone::utc()) {
+    m_list.setList(u"entries"_s);
+    keepUp();
+    connect(&m_search, &QTimer::timeout, this, &EntryModel::search);
+    m_search.setInterval(0);
+}
+
+/// All entries follow the controller's list, and what is shown follows them while nothing is looked for.
+void EntryModel::keepUp() {
+    connect(&m_list, &RowModel::rowsAboutToBeInserted, this, [this](const QModelIndex&, int first, int last) {
+        if (!m_finding) {
+            beginInsertRows({}, first, last);
+        }
+    });
+    connect(&m_list, &RowModel::rowsInserted, this, [this](const QModelIndex&, int first, int last) {
+        const auto count = static_cast<std::size_t>(last - first + 1);
+        m_all.maps.insert(first, last - first + 1, QVariant());
+        m_all.sums.insert(m_all.sums.begin() + first, count, {});
+        m_read.insert(m_read.begin() + first, count, false);
+        m_texts.insert(m_texts.begin() + first, count, QString());
+        if (!m_finding) {
+            endInsertRows();
+        }
+    });
+    connect(&m_list, &RowModel::rowsAboutToBeRemoved, this, [this](const QModelIndex&, int first, int last) {
+        if (!m_finding) {
+            beginRemoveRows({}, first, last);
+        }
+    });
+    connect(&m_list, &RowModel::rowsRemoved, this, [this](const QModelIndex&, int first, int last) {
+        m_all.maps.remove(first, last - first + 1);
+        m_all.sums.erase(m_all.sums.begin() + first, m_all.sums.begin() + last + 1);
+        m_read.erase(m_read.begin() + first, m_read.begin() + last + 1);
+        m_texts.erase(m_texts.begin() + first, m_texts.begin() + last + 1);
+        if (!m_finding) {
+            endRemoveRows();
+        }
+    });
+    connect(&m_list, &RowModel::dataChanged, this, [this](const QModelIndex& first, const QModelIndex& last) {
+        std::fill(m_read.begin() + first.row(), m_read.begin() + last.row() + 1, false);
+    });
+    connect(&m_list, &RowModel::updated, this, &EntryModel::readRows);
+}
+
+void EntryModel::setController(Controller* controller) {
+    if (m_controller == controller) {
+        return;
+    }
+    m_controller = controller;
+    connect(controller, &Controller::changed, this, &EntryModel::follow);
+    connect(controller, &Controller::tick, this, &EntryModel::readTotals);
+    m_list.setSource(controller);
+    follow();
+    Q_EMIT controllerChanged();
+}
+
+void EntryModel::setFirstWeekday(int weekday) {
+    if (m_firstWeekday != weekday) {
+        m_firstWeekday = weekday;
+        Q_EMIT firstWeekdayChanged();
+        if (m_controller) {
+            readWeekStart();
+            readTotals();
+        }
+    }
+}
+
+/// What the entries are read by: the zone, the projects' names, and what a week is.
+void EntryModel::follow() {
+    if (m_zone != m_controller->timezone()) {
+        m_zone = m_controller->timezone();
+        m_days = LocalDays(zoneNamed(m_zone));
+        std::fill(m_read.begin(), m_read.end(), false);
+        readRows();
+        if (rowCount() > 0) {
+            Q_EMIT dataChanged(index(0), index(rowCount() - 1), {TimesRole});
+        }
+    }
+    readCatalog();
+    readWeekStart();
+    readTotals();
+}
+
+void EntryModel::readCatalog() {
+    const QVariantList catalog = m_controller->projects();
+    if (catalog == m_catalog) {
+        return;
+    }
+    m_catalog = catalog;
+    m_projects.clear();
+    for (const QVariant& project : catalog) {
+        const QVariantMap map = project.toMap();
+        m_projects.insert(map.value(u"id"_s).toString(), map);
+    }
+    std::fill(m_texts.begin(), m_texts.end(), QString());
+    if (rowCount() > 0) {
+        Q_EMIT dataChanged(index(0), index(rowCount() - 1), {ProjectRole});
+    }
+    if (!m_needle.isEmpty()) {
+        startSearch();
+    }
+}
+
+void EntryModel::readRows() {
+    const auto unread = std::find(m_read.begin(), m_read.end(), false);
+    auto last = unread;
+    for (auto row = unread; row != m_read.end(); row = std::find(row + 1, m_read.end(), false)) {
+        read(static_cast<int>(row - m_read.begin()));
+        last = row;
+    }
+    m_today = {};
+    readTotals();
+    if (!m_finding) {
+        readHeadings();
+        if (unread != m_read.end()) {
+            Q_EMIT dataChanged(index(static_cast<int>(unread - m_read.begin())),
+                               index(static_cast<int>(last - m_read.begin())));
+        }
+        Q_EMIT listed();
+    }
+    if (!m_needle.isEmpty()) {
+        startSearch();
+    }
+}
+
+void EntryModel::read(int row) {
+    const auto place = static_cast<std::size_t>(row);
+    const QVariant map = m_list.data(m_list.index(row), RowModel::RowRole);
+    const QVariantMap fields = map.toMap();
+    const QDateTime start = stamp(fields.value(u"start_at"_s).toString());
+    m_all.maps[row] = map;
+    m_all.sums[place] = {start.isValid() ? m_days.of(start.toMSecsSinceEpoch()) : QDate(),
+                         fields.value(u"duration_seconds"_s).toLongLong()};
+    m_texts[place].clear();
+    m_read[place] = true;
+}
+
+// Looking for something
+
+void EntryModel::setWanted(const QString& wanted) {
+    if (m_wanted == wanted) {
+        return;
+    }
+    m_wanted = wanted;
+    m_needle = searchText(wanted);
+    startSearch();
+    Q_EMIT wantedChanged();
+}
+
+void EntryModel::startSearch() {
+    m_search.stop();
+    m_finds = {};
+    m_searched = 0;
+    if (!m_needle.isEmpty()) {
+        m_search.start();
+    } else if (m_finding) {
+        show({}, false);
+    }
+}
+
+bool EntryModel::search() {
+    QElapsedTimer spent;
+    spent.start();
+    const int all = static_cast<int>(m_all.maps.size());
+    while (m_searched < all) {
+        if (m_searched % rowsPerLook == 0 && spent.nsecsElapsed() > sliceNs) {
+            return true;
+        }
+        if (searchedText(m_searched).contains(m_needle)) {
+            m_finds.maps.append(m_all.maps[m_searched]);
+            m_finds.sums.push_back(m_all.sums[static_cast<std::size_t>(m_searched)]);
+        }
+        ++m_searched;
+    }
+    m_search.stop();
+    show(std::exchange(m_finds, {}), true);
+    return false;
+}
+
+const QString& EntryModel::searchedText(int row) {
+    QString& text = m_texts[static_cast<std::size_t>(row)];
+    if (text.isNull()) {
+        const QVariantMap fields = m_all.maps[row].toMap();
+        const QVariantMap project = m_projects.value(fields.value(u"project_id"_s).toString());
+        text = searchText(QStringList{fields.value(u"description"_s).toString(),
+                                      project.value(u"name"_s).toString(),
+                                      project.value(u"client_name"_s).toString()});
+    }
+    return text;
+}
+
+/// Other rows in the same places: what is on the screen is filled anew, and nothing is made or moved.
+void EntryModel::show(Rows rows, bool finding) {
+    const int before = rowCount();
+    const int after = static_cast<int>(finding ? rows.maps.size() : m_all.maps.size());
+    const auto adopt = [&] {
+        m_found = std::move(rows);
+        m_finding = finding;
+    };
+    if (after < before) {
+        beginRemoveRows({}, after, before - 1);
+        adopt();
+        endRemoveRows();
+    } else if (after > before) {
+        beginInsertRows({}, before, after - 1);
+        adopt();
+        endInsertRows();
+    } else {
+        adopt();
+    }
+    m_headings = DaySums::headings(shown().sums);
+    if (const int common = std::min(before, after); common > 0) {
+        Q_EMIT dataChanged(index(0), index(common - 1));
+    }
+    Q_EMIT listed();
+}
+
+// What is shown
+
+void EntryModel::readHeadings() {
+    const auto before = std::exchange(m_headings, DaySums::headings(shown().sums));
+    const auto [old, fresh] =
+        std::mismatch(before.begin(), before.end(), m_headings.begin(), m_headings.end());
+    const auto rowOf = [](const auto& heading, const auto& headings, int none) {
+        return heading == headings.end() ? none : static_cast<int>(heading->row);
+    };
+    const int rows = rowCount();
+    const int first = std::min(rowOf(old, before, rows), rowOf(fresh, m_headings, rows));
+    if (first < rows) {
+        Q_EMIT dataChanged(index(first), index(rows - 1), {DayRole, DaySumRole});
+    }
+}
+
+int EntryModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(shown().maps.size());
+}
+
+QVariant EntryModel::data(const QModelIndex& index, int role) const {
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)) {
+        return {};
+    }
+    const QVariant& map = shown().maps[index.row()];
+    const auto place = static_cast<std::size_t>(index.row());
+    const auto heading = std::lower_bound(m_headings.begin(), m_headings.end(), place,
+                                          [](const auto& left, std::size_t row) { return left.row < row; });
+    const bool isFirst = heading != m_headings.end() && heading->row == place;
+    switch (role) {
+    case RowRole:
+        return map;
+    case IdRole:
+        return map.toMap().value(u"id"_s).toString();
+    case DayRole:
+        return isFirst ? shown().sums[place].day.toString(Qt::ISODate) : QString();
+    case DaySumRole:
+        return isFirst ? durationText(heading->seconds) : QString();
+    case TimesRole:
+        return times(map.toMap());
+    case ProjectRole:
+        return m_projects.value(map.toMap().value(u"project_id"_s).toString());
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> EntryModel::roleNames() const {
+    return {{RowRole, "row"},       {IdRole, "id"},       {DayRole, "day"},
+            {DaySumRole, "daySum"}, {TimesRole, "times"}, {ProjectRole, "project"}};
+}
+
+QString EntryModel::times(const QVariantMap& row) const {
+    const QDateTime start = stamp(row.value(u"start_at"_s).toString()).toTimeZone(m_days.zone());
+    const QDateTime stop = stamp(row.value(u"stop_at"_s).toString()).toTimeZone(m_days.zone());
+    if (!start.isValid() || !stop.isValid()) {
+        return {};
+    }
+    const qint64 days = start.date().daysTo(stop.date());
+    const QString later = days > 0 ? u" +%1"_s.arg(days) : QString();
+    return start.toString(u"HH:mm") + u'–' + stop.toString(u"HH:mm") + later;
+}
+
+QString EntryModel::inZone(const QString& text) const {
+    const QDateTime time = stamp(text).toTimeZone(m_days.zone());
+    return time.isValid() ? time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODate) : text;
+}
+
+QString EntryModel::sum() const {
+    const auto& sums = shown().sums;
+    return durationText(std::transform_reduce(sums.begin(), sums.end(), qint64{0}, std::plus(), secondsOf));
+}
+
+// Today and this week
+
+DaySums::Totals EntryModel::totals() const {
+    DaySums::Totals totals = m_closed;
+    const QVariantMap timer = m_controller ? m_controller->timer() : QVariantMap();
+    const QDateTime start = stamp(timer.value(u"start_at"_s).toString());
+    if (!start.isValid() || timer.value(u"workspace_id"_s).toString() != m_controller->workspace()) {
+        return totals;
+    }
+    const std::array running{DaySums::Entry{
+        LocalDays(m_days.zone()).of(start.toMSecsSinceEpoch()),
+        std::max<qint64>(0, start.secsTo(QDateTime::currentDateTimeUtc())),
+    }};
+    const DaySums::Totals more = DaySums::totals(running, m_today, m_weekStart);
+    return {totals.today + more.today, totals.week + more.week};
+}
+
+void EntryModel::readWeekStart() {
+    const QJsonArray periods = QJsonArray::fromVariantList(m_controller->periods());
+    const int fallback = m_firstWeekday == 0 ? Qt::Sunday : m_firstWeekday;
+    const Qt::DayOfWeek start =
+        DaySums::weekStart(periods, m_controller->workspace()).value_or(static_cast<Qt::DayOfWeek>(fallback));
+    if (m_weekStart != start) {
+        m_weekStart = start;
+        m_today = {};
+    }
+}
+
+void EntryModel::readTotals() {
+    const QDate today = LocalDays(m_days.zone()).of(QDateTime::currentMSecsSinceEpoch());
+    if (today != m_today) {
+        m_today = today;
+        m_closed = DaySums::totals(m_all.sums, today, m_weekStart);
+    }
+    const DaySums::Totals now = totals();
+    if (now.today != m_told.today || now.week != m_told.week) {
+        m_told = now;
+        Q_EMIT totalsChanged();
+    }
+}
+
+QString EntryModel::today() const {
+    return durationText(m_told.today);
+}
+
+QString EntryModel::week() const {
+    return durationText(m_told.week);
+}

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "controller/controller.h"
+#include "rowmodel.h"
+#include "state/daysums.h"
+
+#include <QAbstractListModel>
+#include <QHash>
+#include <QPointer>
+#include <QTimer>
+#include <QVariant>
+#include <qqmlintegration.h>
+
+#include <vector>
+
+/// The controller's closed entries as rows that stay, each day's first one with the day's sum, and what is
+/// looked for among them. However many there are, no letter that is typed waits for all of them: they
+/// are looked through a few milliseconds at a time, and the list changes when that is done.
+class EntryModel : public QAbstractListModel {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(
+        Controller* controller MEMBER m_controller WRITE setController NOTIFY controllerChanged REQUIRED)
+    /// What description, project or client have to hold; empty for all entries.
+    Q_PROPERTY(QString wanted MEMBER m_wanted WRITE setWanted NOTIFY wantedChanged)
+    /// The weekday that weeks begin with where the workspace does not say it; Sunday is 0.
+    Q_PROPERTY(int firstWeekday MEMBER m_firstWeekday WRITE setFirstWeekday NOTIFY firstWeekdayChanged)
+    /// Whether the list holds only what was looked for.
+    Q_PROPERTY(bool finding READ finding NOTIFY listed)
+    Q_PROPERTY(int count READ count NOTIFY listed)
+    /// Of what is listed.
+    Q_PROPERTY(QString sum READ sum NOTIFY listed)
+    /// With the running timer; so is the week's.
+    Q_PROPERTY(QString today READ today NOTIFY totalsChanged)
+    Q_PROPERTY(QString week READ week NOTIFY totalsChanged)
+
+public:
+    enum Role {
+        RowRole = Qt::UserRole, ///< "row": the controller's map
+        IdRole,                 ///< "id"
+        DayRole,                ///< "day": "2026-11-22" above the day's first row, "" elsewhere
+        DaySumRole,             ///< "daySum": "05:30:00"
+        TimesRole,              ///< "times": "09:10–10:25", with " +1" when it ends on the next day
+        ProjectRole,            ///< "project": the catalog's map, {} without one
+    };
+
+    explicit EntryModel(QObject* parent = nullptr);
+
+    void setController(Controller* controller);
+    void setWanted(const QString& wanted);
+    void setFirstWeekday(int weekday);
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
+
+    [[nodiscard]] bool finding() const { return m_finding; }
+    [[nodiscard]] int count() const { return rowCount(); }
+    [[nodiscard]] QString sum() const;
+    [[nodiscard]] QString today() const;
+    [[nodiscard]] QString week() const;
+
+    /// A time stamp as the clocks of the account's zone show it, with their offset.
+    Q_INVOKABLE [[nodiscard]] QString inZone(const QString& stamp) const;
+
+    /// Looks through some of the entries; false when that was the last of them.
+    bool search();
+
+Q_SIGNALS:
+    void controllerChanged();
+    void wantedChanged();
+    void firstWeekdayChanged();
+    void listed();
+    void totalsChanged();
+
+private:
+    /// All entries, or those that were found: row by row what it shows and what it counts.
+    struct Rows {
+        QVariantList maps;
+        std::vector<DaySums::Entry> sums;
+    };
+
+    void keepUp();
+    void follow();
+    void readCatalog();
+    void readRows();
+    void read(int row);
+    void startSearch();
+    void show(Rows rows, bool finding);
+    void readHeadings();
+    void readWeekStart();
+    void readTotals();
+    [[nodiscard]] const Rows& shown() const { return m_finding ? m_found : m_all; }
+    [[nodiscard]] const QString& searchedText(int row);
+    [[nodiscard]] QString times(const QVariantMap& row) const;
+    [[nodiscard]] DaySums::Totals totals() const;
+
+    QPointer<Controller> m_controller;
+    RowModel m_list;
+    LocalDays m_days;
+    QString m_zone;
+    QHash<QString, QVariantMap> m_projects;
+    QVariantList m_catalog;
+    int m_firstWeekday = 0;
+    Qt::DayOfWeek m_weekStart = Qt::Sunday;
+
+    Rows m_all;
+    std::vector<bool> m_read;     ///< of m_all, whether its sum is that of the map
+    std::vector<QString> m_texts; ///< of m_all, what is searched; null until it is wanted
+    Rows m_found;
+    std::vector<DaySums::Heading> m_headings; ///< of what is shown
+
+    QString m_wanted;
+    QString m_needle;
+    bool m_finding = false;
+    Rows m_finds; ///< of the search under way
+    int m_searched = 0;
+    QTimer m_search;
+
+    DaySums::Totals m_closed;
+    QDate m_today;
+    DaySums::Totals m_told;
+};

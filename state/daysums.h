@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QDate>
+#include <QJsonArray>
+#include <QString>
+#include <QTimeZone>
+
+#include <optional>
+#include <span>
+#include <vector>
+
+/// The days of one time zone. Remembers the day of the last answer: entries come in their order, many of a
+/// day.
+class LocalDays {
+public:
+    explicit LocalDays(const QTimeZone& zone) : m_zone(zone) {}
+
+    [[nodiscard]] const QTimeZone& zone() const { return m_zone; }
+    /// The day that the clocks show at an instant, in milliseconds since the epoch.
+    [[nodiscard]] QDate of(qint64 instant);
+
+private:
+    QTimeZone m_zone;
+    QDate m_day;
+    qint64 m_begin = 0; ///< of m_day, up to and without m_end
+    qint64 m_end = 0;
+};
+
+/// What was worked on days and in weeks. An entry counts as a whole on the day on which it starts, also
+/// when it runs over midnight: every sum is that of the rows below it.
+class DaySums {
+public:
+    struct Entry {
+        QDate day; ///< on which it starts; invalid when that is no time
+        qint64 seconds = 0;
+    };
+    struct Heading {
+        std::size_t row; ///< the first one of the day
+        qint64 seconds;
+
+        bool operator==(const Heading&) const = default;
+    };
+    struct Totals {
+        qint64 today = 0;
+        qint64 week = 0;
+    };
+
+    /// One for each unbroken stretch of entries of the same day.
+    [[nodiscard]] static std::vector<Heading> headings(std::span<const Entry> entries);
+
+    /// Of the day itself, and of the week that it lies in.
+    [[nodiscard]] static Totals totals(std::span<const Entry> entries, QDate today, Qt::DayOfWeek weekStart);
+
+    [[nodiscard]] static QDate firstOfWeek(QDate day, Qt::DayOfWeek weekStart);
+
+    /// The weekday that the workspace's weeks begin with, as its timesheets of whole weeks have it: the
+    /// newest one counts. None when there is no such timesheet.
+    [[nodiscard]] static std::optional<Qt::DayOfWeek> weekStart(const QJsonArray& periods,
+                                                                const QString& workspace);
+};
