@@ -2,6 +2,8 @@
 #pragma once
 
 #include "controller/entriesview.h"
+#include "controller/importview.h"
+#include "controller/reportview.h"
 #include "controller/serverlink.h"
 #include "state/document.h"
 #include "vault/vault.h"
@@ -46,6 +48,12 @@ class Controller : public QObject {
     Q_PROPERTY(bool queueReady READ queueReady NOTIFY changed)
     Q_PROPERTY(QString accountId READ accountId NOTIFY changed)
     Q_PROPERTY(bool syncing READ syncing NOTIFY changed)
+    Q_PROPERTY(QVariantList reportFigures READ reportFigures NOTIFY changed)
+    Q_PROPERTY(QVariantList reportColumns READ reportColumns NOTIFY changed)
+    Q_PROPERTY(QVariantList reportSeries READ reportSeries NOTIFY changed)
+    Q_PROPERTY(QVariantMap reportAbout READ reportAbout NOTIFY changed)
+    Q_PROPERTY(QVariantList importRows READ importRows NOTIFY changed)
+    Q_PROPERTY(QVariantMap importCounts READ importCounts NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -90,6 +98,14 @@ public:
     [[nodiscard]] QString accountId() const;
     /// A change is on its way to the server.
     [[nodiscard]] bool syncing() const;
+    /// The report's rows with what can be read off them, its picture, and why there is none: see ReportView.
+    [[nodiscard]] QVariantList reportFigures() const;
+    [[nodiscard]] QVariantList reportColumns() const;
+    [[nodiscard]] QVariantList reportSeries() const;
+    [[nodiscard]] QVariantMap reportAbout() const;
+    /// The import's preview as rows, and how many there are: see ImportView.
+    [[nodiscard]] QVariantList importRows() const;
+    [[nodiscard]] QVariantMap importCounts() const;
     /// The message holds words of the server, which may be about anything.
     [[nodiscard]] bool messageQuotesServer() const;
 
@@ -127,12 +143,19 @@ public:
     Q_INVOKABLE void toggleTimer(const QString& description, const QString& projectId, bool billable);
     /// Stops the running timer, in the same way.
     Q_INVOKABLE void stopTimer();
+    /// Puts the report's rows on the clipboard as ReportTable has them.
+    Q_INVOKABLE void copyReport(const QStringList& titles, bool rightToLeft);
+    /// Weeks begin on this day from now on, as QDate counts: where reports and their ranges count weeks
+    /// themselves.
+    Q_INVOKABLE void startWeeksOn(int weekday);
     /// What speaks against a manual entry with these times, the first that holds:
     /// "order" (the end is not after the start), "period" (the server will refuse it: it
     /// lies in a closed period), "offset" (a time names none, so what it means depends on
     /// this device), "future"; empty when nothing does. While one of the two cannot be
     /// read yet, only what the other says by itself.
     Q_INVOKABLE [[nodiscard]] QString manualNotice(const QString& from, const QString& to) const;
+    /// {`from`, `to`} as YYYY-MM-DD, of ReportRange::named today in the account's zone.
+    Q_INVOKABLE [[nodiscard]] QVariantMap reportRange(const QString& name) const;
 
     // The steps that the actions are made of
 
@@ -199,7 +222,9 @@ private:
     struct Personal {
         QJsonObject report;
         QJsonArray reportRows;
+        ReportView reportView;
         QJsonObject importPreview;
+        ImportView importView;
         NextChunk nextChunk = NextChunk::None;
         bool importPaused = false;
         bool sessionRefused = false;
@@ -273,6 +298,7 @@ private:
 
     void saveExport(const QString& fileName, const QByteArray& body, int status);
     void adoptPreview(const QJsonObject& preview);
+    void showPreview(const QJsonObject& preview);
     void applyImportReply(qint64 preview, const QJsonObject& reply, int status);
     void continueImport();
 
@@ -304,5 +330,7 @@ private:
     qint64 m_loads = 0;            ///< tells the newest load of the workspace from those before
     qint64 m_acknowledgements = 0; ///< tells whether one came while a load was under way
     qint64 m_previews = 0;         ///< tells whether an import's preview was replaced meanwhile
+    qint64 m_shownPreviews = 0;    ///< tells each that was shown from those before
     std::size_t m_silentReloads = 0;
+    int m_weekday = Qt::Sunday; ///< on which weeks begin
 };

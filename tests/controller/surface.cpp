@@ -93,6 +93,12 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "bool queueReady by changed",
         "QString accountId by changed",
         "bool syncing by changed",
+        "QVariantList reportFigures by changed",
+        "QVariantList reportColumns by changed",
+        "QVariantList reportSeries by changed",
+        "QVariantMap reportAbout by changed",
+        "QVariantList importRows by changed",
+        "QVariantMap importCounts by changed",
     };
     QCOMPARE(properties, expected);
 }
@@ -139,9 +145,11 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "removePending()",
         "toggleTimer(QString,QString,bool)",
         "stopTimer()",
+        "copyReport(QStringList,bool)",
+        "startWeeksOn(int)",
     };
     // Questions come behind the actions.
-    const QList<QByteArray> questions{"manualNotice(QString,QString)"};
+    const QList<QByteArray> questions{"manualNotice(QString,QString)", "reportRange(QString)"};
     QCOMPARE(methodsOf(QMetaMethod::Method), expected + questions);
     QCOMPARE(methodsOf(QMetaMethod::Slot), QList<QByteArray>());
     for (const QByteArray& signature : expected) {
