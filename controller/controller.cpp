@@ -119,20 +119,8 @@ QVariantList Controller::projects() const {
     return m_document.snapshot.value(u"catalog").toObject().value(u"projects").toArray().toVariantList();
 }
 
-QVariantList Controller::reportRows() const {
-    return m_personal.reportRows.toVariantList();
-}
-
 QVariantMap Controller::timer() const {
     return m_view.timer().toVariantMap();
-}
-
-QVariantMap Controller::reportTotals() const {
-    return m_personal.report.value(u"totals").toObject().toVariantMap();
-}
-
-QVariantMap Controller::importPreview() const {
-    return m_personal.importPreview.toVariantMap();
 }
 
 int Controller::pending() const {

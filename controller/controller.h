@@ -2,6 +2,8 @@
 #pragma once
 
 #include "controller/entriesview.h"
+#include "controller/importview.h"
+#include "controller/reportview.h"
 #include "controller/serverlink.h"
 #include "state/document.h"
 #include "vault/vault.h"
@@ -47,6 +49,12 @@ class Controller : public QObject {
     Q_PROPERTY(QString accountId READ accountId NOTIFY changed)
     Q_PROPERTY(bool syncing READ syncing NOTIFY changed)
     Q_PROPERTY(bool canUndoDelete READ canUndoDelete NOTIFY changed)
+    Q_PROPERTY(QVariantList reportFigures READ reportFigures NOTIFY changed)
+    Q_PROPERTY(QVariantList reportColumns READ reportColumns NOTIFY changed)
+    Q_PROPERTY(QVariantList reportSeries READ reportSeries NOTIFY changed)
+    Q_PROPERTY(QVariantMap reportAbout READ reportAbout NOTIFY changed)
+    Q_PROPERTY(QVariantList importRows READ importRows NOTIFY changed)
+    Q_PROPERTY(QVariantMap importCounts READ importCounts NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -93,6 +101,14 @@ public:
     [[nodiscard]] bool syncing() const;
     /// An entry was deleted and nothing was recorded since: undoDelete() brings it back.
     [[nodiscard]] bool canUndoDelete() const;
+    /// The report's rows with what can be read off them, its picture, and why there is none: see ReportView.
+    [[nodiscard]] QVariantList reportFigures() const;
+    [[nodiscard]] QVariantList reportColumns() const;
+    [[nodiscard]] QVariantList reportSeries() const;
+    [[nodiscard]] QVariantMap reportAbout() const;
+    /// The import's preview as rows, and how many there are: see ImportView.
+    [[nodiscard]] QVariantList importRows() const;
+    [[nodiscard]] QVariantMap importCounts() const;
     /// The message holds words of the server, which may be about anything.
     [[nodiscard]] bool messageQuotesServer() const;
 
@@ -141,12 +157,19 @@ public:
     Q_INVOKABLE void deleteEntry(const QString& id);
     /// Restores what deleteEntry() deleted, until something else is recorded.
     Q_INVOKABLE void undoDelete();
+    /// Puts the report's rows on the clipboard as ReportTable has them.
+    Q_INVOKABLE void copyReport(const QStringList& titles, bool rightToLeft);
+    /// Weeks begin on this day from now on, as QDate counts: where reports and their ranges count weeks
+    /// themselves.
+    Q_INVOKABLE void startWeeksOn(int weekday);
     /// What speaks against a manual entry with these times, the first that holds:
     /// "order" (the end is not after the start), "period" (the server will refuse it: it
     /// lies in a closed period), "offset" (a time names none, so what it means depends on
     /// this device), "future"; empty when nothing does. While one of the two cannot be
     /// read yet, only what the other says by itself.
     Q_INVOKABLE [[nodiscard]] QString manualNotice(const QString& from, const QString& to) const;
+    /// {`from`, `to`} as YYYY-MM-DD, of ReportRange::named today in the account's zone.
+    Q_INVOKABLE [[nodiscard]] QVariantMap reportRange(const QString& name) const;
 
     // The steps that the actions are made of
 
@@ -220,7 +243,9 @@ private:
     struct Personal {
         QJsonObject report;
         QJsonArray reportRows;
+        ReportView reportView;
         QJsonObject importPreview;
+        ImportView importView;
         NextChunk nextChunk = NextChunk::None;
         bool importPaused = false;
         bool sessionRefused = false;
@@ -310,6 +335,7 @@ private:
 
     void saveExport(const QString& fileName, const QByteArray& body, int status);
     void adoptPreview(const QJsonObject& preview);
+    void showPreview(const QJsonObject& preview);
     void applyImportReply(qint64 preview, const QJsonObject& reply, int status);
     void continueImport();
 
@@ -341,5 +367,7 @@ private:
     qint64 m_loads = 0;            ///< tells the newest load of the workspace from those before
     qint64 m_acknowledgements = 0; ///< tells whether one came while a load was under way
     qint64 m_previews = 0;         ///< tells whether an import's preview was replaced meanwhile
+    qint64 m_shownPreviews = 0;    ///< tells each that was shown from those before
     std::size_t m_silentReloads = 0;
+    int m_weekday = Qt::Sunday; ///< on which weeks begin
 };

@@ -77,10 +77,27 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
 }
 
 void Controller::adoptPreview(const QJsonObject& preview) {
-    m_personal.importPreview = preview;
+    showPreview(preview);
     // Nothing of a former import goes on under a preview that nobody has confirmed.
     ++m_previews;
     m_personal.nextChunk = NextChunk::None;
+}
+
+void Controller::showPreview(const QJsonObject& preview) {
+    m_personal.importPreview = preview;
+    m_personal.importView.update(preview, m_timezone, ++m_shownPreviews);
+}
+
+QVariantMap Controller::importPreview() const {
+    return m_personal.importPreview.toVariantMap();
+}
+
+QVariantList Controller::importRows() const {
+    return m_personal.importView.rows();
+}
+
+QVariantMap Controller::importCounts() const {
+    return m_personal.importView.counts();
 }
 
 void Controller::applyImport() {
@@ -108,7 +125,7 @@ void Controller::applyImportReply(qint64 preview, const QJsonObject& reply, int 
     }
     const bool replaced = preview != m_previews;
     if (!replaced) {
-        m_personal.importPreview = reply;
+        showPreview(reply);
     }
     finish(u"Import: %1 · %2 / %3"_s.arg(reply.value(u"state").toString(),
                                          QString::number(reply.value(u"checkpoint").toInteger()),

@@ -2,14 +2,31 @@
 #include "controller/controller.h"
 #include "controller/files.h"
 #include "controller/replies.h"
+#include "state/reportranges.h"
+#include "state/reporttable.h"
 
+#include <QClipboard>
 #include <QFileDialog>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int maxRows = 500;
+
+/// The answer, with what was asked where it does not say that itself.
+QJsonObject withQuestion(QJsonObject answer, const QJsonObject& asked, const QString& kind) {
+    for (auto key = asked.begin(); key != asked.end(); ++key) {
+        if (!answer.contains(key.key())) {
+            answer.insert(key.key(), key.value());
+        }
+    }
+    answer.insert(u"kind"_s, answer.value(u"kind").toString(kind));
+    return answer;
+}
 
 } // namespace
 
@@ -24,13 +41,15 @@ void Controller::queryReport(const QString& kind, const QString& fromDate, const
         {u"group_by"_s, QJsonArray{group}}, {u"limit"_s, maxRows},
     };
     const QString path = u"/workspaces/"_s + m_document.workspace + u"/reports/"_s + kind + u"/query"_s;
-    send("POST", path, body, [this](const QJsonObject& reply, int status) {
+    send("POST", path, body, [this, body, kind](const QJsonObject& reply, int status) {
         if (status != 200) {
             failAsToldBy(reply, u"Report request failed"_s);
             return;
         }
         m_personal.report = reply;
         m_personal.reportRows = reply.value(u"rows").toArray();
+        m_personal.reportView.update(withQuestion(reply, body, kind),
+                                     m_document.snapshot[u"catalog"][u"projects"].toArray(), m_weekday);
         finish(reply.value(u"has_more").toBool()
                    ? u"First 500 rows shown. Exports contain the complete snapshot."_s
                    : u"Server snapshot loaded"_s);
@@ -70,4 +89,57 @@ void Controller::saveExport(const QString& fileName, const QByteArray& body, int
         return;
     }
     say(u"Report exported from its server snapshot"_s);
+}
+
+QVariantList Controller::reportRows() const {
+    return m_personal.reportRows.toVariantList();
+}
+
+QVariantMap Controller::reportTotals() const {
+    return m_personal.report.value(u"totals").toObject().toVariantMap();
+}
+
+QVariantList Controller::reportFigures() const {
+    return m_personal.reportView.rows();
+}
+
+QVariantList Controller::reportColumns() const {
+    return m_personal.reportView.columns();
+}
+
+QVariantList Controller::reportSeries() const {
+    return m_personal.reportView.series();
+}
+
+QVariantMap Controller::reportAbout() const {
+    return m_personal.reportView.about();
+}
+
+void Controller::startWeeksOn(int weekday) {
+    if (weekday == m_weekday) {
+        return;
+    }
+    m_weekday = weekday;
+    m_personal.reportView.startWeeksOn(weekday);
+    Q_EMIT changed();
+}
+
+QVariantMap Controller::reportRange(const QString& name) const {
+    const QTimeZone zone(m_timezone.toUtf8());
+    const QDateTime now = QDateTime::currentDateTime();
+    const ReportRange range =
+        ReportRange::named(name, (zone.isValid() ? now.toTimeZone(zone) : now).date(), m_weekday);
+    return {{u"from"_s, range.from.toString(Qt::ISODate)}, {u"to"_s, range.to.toString(Qt::ISODate)}};
+}
+
+void Controller::copyReport(const QStringList& titles, bool rightToLeft) {
+    if (m_personal.reportRows.isEmpty()) {
+        return;
+    }
+    const ReportTable table(titles, m_personal.reportView.figures());
+    auto data = std::make_unique<QMimeData>();
+    data->setText(table.text());
+    data->setHtml(table.html(rightToLeft));
+    QGuiApplication::clipboard()->setMimeData(data.release());
+    say(u"The rows of the report are on the clipboard."_s);
 }

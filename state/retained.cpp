@@ -3,8 +3,6 @@
 
 #include "state/timestamp.h"
 
-#include <QTimeZone>
-
 #include <algorithm>
 #include <array>
 
@@ -72,17 +70,6 @@ QString sentenceOf(const QJsonValue& result) {
         }
     }
     return {};
-}
-
-QString timeText(const QString& text, const QString& zone) {
-    const QDateTime time = stamp(text);
-    if (!time.isValid()) {
-        return text;
-    }
-    const QString format = u"yyyy-MM-dd HH:mm:ss"_s;
-    const QTimeZone known(zone.toUtf8());
-    return known.isValid() ? time.toTimeZone(known).toString(format)
-                           : time.toUTC().toString(format) + u" +00:00"_s;
 }
 
 QString projectName(const QString& id, const QJsonObject& state) {

@@ -11,3 +11,7 @@
 
 /// "%1:%2:%3", two digits at least each, hours unbounded; negative counts as 0.
 [[nodiscard]] QString durationText(qint64 seconds);
+
+/// The instant that a text names, as clocks in a zone show it, "2026-03-05 09:08:09"; in UTC and with its
+/// offset where the zone is unknown, and as it stands where it is no instant.
+[[nodiscard]] QString timeText(const QString& text, const QString& zone);

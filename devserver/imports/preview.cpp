@@ -20,6 +20,7 @@ namespace {
 constexpr qsizetype longestNamespace = 255;
 constexpr qsizetype mostProblems = 50;
 constexpr qsizetype sampleSize = 5;
+constexpr qsizetype mostDuplicates = 50;
 constexpr qsizetype mostNames = 100;
 
 ApiError unusable(const QString& message) {
@@ -52,6 +53,13 @@ PreviewRequest readRequest(const QJsonObject& body) {
     return {content.toString().toUtf8(), *zone, source};
 }
 
+QJsonObject listed(const ImportRow& row) {
+    QJsonObject entry = entryOf(row);
+    entry.insert(u"row"_s, row.row);
+    entry.insert(u"duration_seconds"_s, row.stopAt - row.startAt);
+    return entry;
+}
+
 /// Judges row after row, and keeps the account.
 class Judgement {
 public:
@@ -76,6 +84,7 @@ private:
     QList<ImportProblem> m_problems;
     QMap<QString, int> m_reasons; ///< how often each problem was met
     QJsonArray m_sample;
+    QJsonArray m_duplicateRows;
     QSet<std::pair<QString, QString>> m_seenProjects;
     QSet<QString> m_seenClients;
     QStringList m_newProjects;
@@ -114,6 +123,9 @@ void Judgement::judge(const ImportRow& row) {
     m_checksum.addData(QByteArray::number(row.startAt) + ' ' + QByteArray::number(row.stopAt));
     if (m_imported.contains(fingerprint)) {
         ++m_duplicates;
+        if (m_duplicateRows.size() < mostDuplicates) {
+            m_duplicateRows += listed(row);
+        }
         m_rows += row;
         return;
     }
@@ -132,10 +144,7 @@ void Judgement::judge(const ImportRow& row) {
         m_newProjects += row.project;
     }
     if (m_sample.size() < sampleSize) {
-        QJsonObject entry = entryOf(row);
-        entry.insert(u"row"_s, row.row);
-        entry.insert(u"duration_seconds"_s, row.stopAt - row.startAt);
-        m_sample += entry;
+        m_sample += listed(row);
     }
 }
 
@@ -184,8 +193,10 @@ QString Judgement::about() const {
 QJsonObject Judgement::reply(const StagedImport& import) const {
     QJsonArray problems;
     for (const ImportProblem& problem : m_problems) {
-        problems += QJsonObject{
-            {u"row"_s, problem.row}, {u"column"_s, problem.column}, {u"message"_s, problem.message}};
+        problems += QJsonObject{{u"row"_s, problem.row},
+                                {u"column"_s, problem.column},
+                                {u"message"_s, problem.message},
+                                {u"code"_s, problem.code}};
     }
     QJsonObject reply = progressOf(import);
     reply.insert(u"about"_s, about());
@@ -193,6 +204,7 @@ QJsonObject Judgement::reply(const StagedImport& import) const {
     reply.insert(u"valid"_s, m_total - m_invalid - m_duplicates);
     reply.insert(u"duplicates"_s, m_duplicates);
     reply.insert(u"problems"_s, problems);
+    reply.insert(u"duplicate_rows"_s, m_duplicateRows);
     reply.insert(u"sample"_s, m_sample);
     reply.insert(u"new_projects"_s, QJsonArray::fromStringList(m_newProjects.mid(0, mostNames)));
     reply.insert(u"new_project_count"_s, m_newProjects.size());

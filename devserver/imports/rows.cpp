@@ -98,7 +98,9 @@ struct RowReader::Reading {
     const CsvRecord& record;
     QList<ImportProblem>& problems;
 
-    void report(Column column, const QString& message) { problems += {record.row, nameOf(column), message}; }
+    void report(Column column, const QString& code, const QString& message) {
+        problems += {record.row, nameOf(column), message, code};
+    }
 };
 
 RowReader::RowReader(const CsvTable& table, const QTimeZone& zone) : m_table(table), m_zone(zone) {
@@ -175,7 +177,8 @@ std::optional<ImportRow> RowReader::read(const CsvRecord& record, QList<ImportPr
     if (record.cells.size() != m_table.header.size()) {
         problems += {record.row, QString(),
                      u"The row has %1 values, but there are %2 columns."_s.arg(record.cells.size())
-                         .arg(m_table.header.size())};
+                         .arg(m_table.header.size()),
+                     u"cell_count"_s};
         return std::nullopt;
     }
     const qsizetype before = problems.size();
@@ -194,25 +197,28 @@ void RowReader::readNames(Reading& reading, ImportRow& row) const {
     row.task = cell(reading.record, Task);
     row.tags = readTags(cell(reading.record, Tags));
     if (row.description.size() > longestDescription) {
-        reading.report(Description, u"The text is longer than %1 characters."_s.arg(longestDescription));
+        reading.report(Description, u"too_long"_s,
+                       u"The text is longer than %1 characters."_s.arg(longestDescription));
     }
     for (const auto& [column, name] :
          {std::pair(Client, row.client), std::pair(Project, row.project), std::pair(Task, row.task)}) {
         if (name.size() > longestName) {
-            reading.report(column, u"The name is longer than %1 characters."_s.arg(longestName));
+            reading.report(column, u"too_long"_s,
+                           u"The name is longer than %1 characters."_s.arg(longestName));
         }
         if (column != Project && !name.isEmpty() && row.project.isEmpty()) {
-            reading.report(column, u"It needs a project, and the row names none."_s);
+            reading.report(column, u"project_missing"_s, u"It needs a project, and the row names none."_s);
         }
     }
     const bool tooLong = std::any_of(row.tags.begin(), row.tags.end(),
                                      [](const QString& tag) { return tag.size() > longestName; });
     if (tooLong || row.tags.size() > mostTags) {
-        reading.report(Tags, u"There can be %1 tags of %2 characters each."_s.arg(mostTags).arg(longestName));
+        reading.report(Tags, u"tags"_s,
+                       u"There can be %1 tags of %2 characters each."_s.arg(mostTags).arg(longestName));
     }
     const auto billable = readTruth(cell(reading.record, Billable));
     if (!billable) {
-        reading.report(Billable, u"This is neither Yes nor No."_s);
+        reading.report(Billable, u"billable"_s, u"This is neither Yes nor No."_s);
     }
     row.billable = billable.value_or(false);
 }
@@ -228,10 +234,11 @@ void RowReader::readTimes(Reading& reading, ImportRow& row) const {
     const QString text = cell(reading.record, Duration);
     const auto length = readDuration(text);
     if (!text.isEmpty() && !length) {
-        reading.report(Duration, u"This is not a duration such as 1:30:00."_s);
+        reading.report(Duration, u"duration"_s, u"This is not a duration such as 1:30:00."_s);
     }
     if (!hasEnd && text.isEmpty()) {
-        reading.report(hasEnds() ? EndTime : Duration, u"The row has neither an end nor a duration."_s);
+        reading.report(hasEnds() ? EndTime : Duration, u"end_missing"_s,
+                       u"The row has neither an end nor a duration."_s);
     }
     if (!hasEnd && start && length) {
         stop = Moment{{}, start->clock + length->seconds};
@@ -266,33 +273,36 @@ void RowReader::choose(Reading& reading, ImportRow& row, const Moment& start, co
     const qint64 elapsed = row.stopAt - row.startAt;
     if (!fits() && start.instants.size() + stop.instants.size() > 2) {
         reading.report(
-            start.instants.size() > 1 ? StartTime : EndTime,
+            start.instants.size() > 1 ? StartTime : EndTime, u"clock_twice"_s,
             u"This time was twice in %1: the clocks were put back."_s.arg(QString::fromUtf8(m_zone.id())));
     } else if (row.stopAt > lastInstant) {
-        reading.report(Duration, u"The entry would end after the year 9999."_s);
+        reading.report(Duration, u"too_late"_s, u"The entry would end after the year 9999."_s);
     } else if (elapsed < 0) {
-        reading.report(EndTime, u"The entry would end before it starts."_s);
+        reading.report(EndTime, u"end_before_start"_s, u"The entry would end before it starts."_s);
     } else if (length && !fits()) {
-        reading.report(Duration, u"From start to end it is %1."_s.arg(durationText(elapsed)));
+        reading.report(Duration, u"duration_differs"_s,
+                       u"From start to end it is %1."_s.arg(durationText(elapsed)));
     }
 }
 
 std::optional<RowReader::Moment> RowReader::readMoment(Reading& reading, Column date, Column time) const {
     const auto day = readDate(cell(reading.record, date), m_dates);
     if (!day) {
-        reading.report(date, u"This is not a date in the form %1."_s.arg(devserver::nameOf(m_dates)));
+        reading.report(date, u"date"_s,
+                       u"This is not a date in the form %1."_s.arg(devserver::nameOf(m_dates)));
     }
     const auto second = readTimeOfDay(cell(reading.record, time));
     if (!second) {
-        reading.report(time, u"This is not a time of day such as 09:30 or 09:30:15."_s);
+        reading.report(time, u"time"_s, u"This is not a time of day such as 09:30 or 09:30:15."_s);
     }
     if (!day || !second) {
         return std::nullopt;
     }
     const Moment moment{instantsOf(*day, *second, m_zone), utcMidnight(*day) + *second};
     if (moment.instants.isEmpty()) {
-        reading.report(time, u"This time does not exist in %1: the clocks were put forward over it."_s.arg(
-                                 QString::fromUtf8(m_zone.id())));
+        reading.report(time, u"clock_skipped"_s,
+                       u"This time does not exist in %1: the clocks were put forward over it."_s.arg(
+                           QString::fromUtf8(m_zone.id())));
         return std::nullopt;
     }
     return moment;

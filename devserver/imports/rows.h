@@ -31,6 +31,7 @@ struct ImportProblem {
     int row = 0;
     QString column;
     QString message;
+    QString code; ///< what kind of problem it is, for programs
 };
 
 /// Everything of the row but its place in the file.

@@ -54,10 +54,12 @@ std::optional<ImportProblem> ImportTarget::obstacle(const ImportRow& row) const 
     });
     if (locked) {
         return ImportProblem{row.row, u"Start date"_s,
-                             u"This time lies in a timesheet period that was submitted or approved."_s};
+                             u"This time lies in a timesheet period that was submitted or approved."_s,
+                             u"period_closed"_s};
     }
     if (m_projects.value({row.client, row.project}).archived) {
-        return ImportProblem{row.row, u"Project"_s, u"The project of this name is archived."_s};
+        return ImportProblem{row.row, u"Project"_s, u"The project of this name is archived."_s,
+                             u"project_archived"_s};
     }
     return std::nullopt;
 }

@@ -84,6 +84,7 @@ void TestDevserverImportPreview::theReplyTellsWhatWouldBeWritten() {
                                {u"skipped"_s, 0},
                                {u"has_more"_s, true},
                                {u"problems"_s, QJsonArray()},
+                               {u"duplicate_rows"_s, QJsonArray()},
                                {u"new_projects"_s, QJsonArray{u"Trees"_s, u"Lawn"_s}},
                                {u"new_project_count"_s, 2},
                                {u"new_clients"_s, QJsonArray{u"גינון"_s}},
@@ -113,6 +114,15 @@ void TestDevserverImportPreview::everyRowIsJudged() {
              (QStringList{u"3 Start date: This is not a date in the form YYYY-MM-DD."_s,
                           u"3 End time: This is not a time of day such as 09:30 or 09:30:15."_s,
                           u"6 End time: The entry would end before it starts."_s}));
+    QStringList codes;
+    for (const auto& problem : reply.body[u"problems"].toArray()) {
+        codes.append(problem[u"code"].toString());
+    }
+    QCOMPARE(codes, (QStringList{u"date"_s, u"time"_s, u"end_before_start"_s}));
+    const QJsonArray duplicates = reply.body[u"duplicate_rows"].toArray();
+    QCOMPARE(duplicates.size(), 1);
+    QCOMPARE(duplicates[0][u"row"].toInt(), 4);
+    QCOMPARE(duplicates[0][u"description"].toString(), u"good"_s);
     QVERIFY2(count(u"import_records"_s) == 0, "what can never be applied is kept");
 }
 

@@ -91,6 +91,7 @@ private Q_SLOTS:
     void followsAnyHistory();
     void findsRowsById();
     void startsEmptyWithoutASource();
+    void showsTheKindsThatAreKept();
 };
 
 void RowModelTest::init() {
@@ -211,6 +212,30 @@ void RowModelTest::startsEmptyWithoutASource() {
     QCOMPARE(model.rowCount(), 0);
     m_source.reset();
     QCOMPARE(m_model->rowCount(), 0);
+}
+
+void RowModelTest::showsTheKindsThatAreKept() {
+    const auto row = [](const QString& id, const QString& what) {
+        return QVariantMap{{u"id"_s, id}, {u"what"_s, what}};
+    };
+    const auto shown = [this] {
+        QString ids;
+        for (int i = 0; i < m_model->rowCount(); ++i) {
+            ids += m_model->idAt(i);
+        }
+        return ids;
+    };
+    const QVariantList all{row(u"a"_s, u"good"_s), row(u"b"_s, u"bad"_s), row(u"c"_s, u"odd"_s)};
+    m_source->set(all);
+    QCOMPARE(shown(), u"abc"_s);
+    m_model->setKeep({u"good"_s, u"odd"_s});
+    QCOMPARE(shown(), u"ac"_s);
+    m_source->set(all + QVariantList{row(u"d"_s, u"bad"_s), row(u"e"_s, u"odd"_s)});
+    QCOMPARE(shown(), u"ace"_s);
+    m_model->setKeep({u"bad"_s});
+    QCOMPARE(shown(), u"bd"_s);
+    m_model->setKeep({});
+    QCOMPARE(shown(), u"abcde"_s);
 }
 
 QTEST_GUILESS_MAIN(RowModelTest)

@@ -242,8 +242,16 @@ void WindowTextsTest::reportRowsShowTheirEntryOrLabels() {
     report(peer, {labelled, detailed});
 
     // In the order of the window's language, whatever they are written in.
-    const QStringList expected{
-        u"\u200fStudio / Week 9"_s, u"01:02:05"_s, u"01:00:00"_s, u"Plan"_s, u"00:01:00"_s, u"00:15:00"_s};
+    const QStringList expected{u"\u200fStudio / Week 9"_s,
+                               u"98.4%"_s,
+                               u"לא ידוע"_s,
+                               u"01:02:05"_s,
+                               u"01:00:00"_s,
+                               u"Plan"_s,
+                               u"1.6%"_s,
+                               u"לא ידוע"_s,
+                               u"00:01:00"_s,
+                               u"00:15:00"_s};
     const auto* const rows = item("reportList")->property("contentItem").value<QQuickItem*>();
     QTRY_COMPARE(WindowFixture::texts(rows), expected);
 }

@@ -8,10 +8,15 @@ ScrollPage {
     id: page
 
     required property Controller controller
-    readonly property var preview: controller.importPreview
+    /// Taken anew when it is another one: a long one is not read at every change.
+    readonly property int number: counts.number || 0
+    readonly property var counts: controller.importCounts
+    property var preview: ({})
     readonly property string usualSource: "toggl-personal-export"
 
     spacing: 14
+    onNumberChanged: preview = controller.importPreview
+    Component.onCompleted: preview = controller.importPreview
 
     Connections {
         target: page.window
@@ -67,6 +72,12 @@ ScrollPage {
             text: page.window.label("השהה לאחר המקטע", "Pause after chunk")
             onClicked: page.controller.pauseImport()
         }
+    }
+    ImportTable {
+        objectName: "importTable"
+        window: page.window
+        controller: page.controller
+        Layout.fillWidth: true
     }
     ReadOnlyText {
         objectName: "importPreview"

@@ -12,8 +12,55 @@ ScrollPage {
     required property Controller controller
     required property date created
     readonly property var totals: controller.reportTotals
+    readonly property var about: controller.reportAbout
+    /// Sunday in Hebrew, Monday otherwise.
+    readonly property int weekday: window.hebrew ? 7 : 1
+
+    function generate() {
+        controller.queryReport(kind.currentText, from.text, to.text, controller.timezone, group.currentText)
+    }
+    function generateFor(days) {
+        from.text = days.from
+        to.text = days.to
+        generate()
+    }
+    function whyNoPicture(): string {
+        switch (about.missing) {
+        case "days":
+            return window.label("הדוח הזה אינו אומר מתי עבדו; דוח מסוג weekly או detailed, או קיבוץ לפי day או week, מראה גם תמונה.",
+                                "This report does not tell when the work was done; a weekly or detailed one, or one grouped by day or week, shows a picture as well.")
+        case "cut":
+            return window.label("אין תמונה, כי השרת שלח רק את 500 השורות הראשונות; בחר טווח קצר יותר, או summary בקיבוץ לפי day או week.",
+                                "There is no picture, since the server sent the first 500 rows only; choose a shorter range, or a summary grouped by day or week.")
+        case "long":
+            return window.label("הטווח ארוך מדי לתמונה.", "The range is too long for a picture.")
+        default:
+            return ""
+        }
+    }
+    /// Of the columns in which a copied row is named.
+    function titles(): list<string> {
+        const week = window.label("שבוע", "Week")
+        const groups = {
+            project: window.label("פרויקט", "Project"), client: window.label("לקוח", "Client"),
+            task: window.label("משימה", "Task"), user: window.label("משתמש", "User"),
+            day: window.label("יום", "Day"), week: week
+        }
+        const name = groups[about.group] || about.group
+        if (about.kind === "detailed")
+            return [groups.day, groups.project, window.label("תיאור", "Description")]
+        return about.kind === "weekly" && about.group !== "week" ? [week, name] : [name]
+    }
+    function copy() {
+        controller.copyReport(titles().concat([
+            window.label("משך מקורי", "Raw time"), window.label("משך מעוגל", "Rounded time"),
+            window.label("חלק באחוזים", "Share in per cent"), window.label("סכום", "Amount"), window.label("מטבע", "Currency")
+        ]), window.hebrew)
+    }
 
     spacing: 12
+    onWeekdayChanged: controller.startWeeksOn(weekday)
+    Component.onCompleted: controller.startWeeksOn(weekday)
 
     RowLayout {
         spacing: Theme.gap
@@ -51,11 +98,33 @@ ScrollPage {
             text: page.window.label("הפק דוח", "Generate")
             enabled: !page.controller.busy
             highlighted: true
-            onClicked: page.controller.queryReport(kind.currentText, from.text, to.text, page.controller.timezone,
-                                                   group.currentText)
+            onClicked: page.generate()
         }
         Item {
             Layout.fillWidth: true
+        }
+    }
+    Flow {
+        spacing: 6
+        Layout.fillWidth: true
+
+        Repeater {
+            model: [
+                { range: "today", he: "היום", en: "Today" },
+                { range: "this_week", he: "השבוע", en: "This week" },
+                { range: "last_week", he: "השבוע שעבר", en: "Last week" },
+                { range: "this_month", he: "החודש", en: "This month" },
+                { range: "last_month", he: "החודש שעבר", en: "Last month" },
+                { range: "this_year", he: "השנה", en: "This year" }
+            ]
+            delegate: ActionButton {
+                required property var modelData
+
+                objectName: "range_" + modelData.range
+                text: page.window.label(modelData.he, modelData.en)
+                enabled: !page.controller.busy
+                onClicked: page.generateFor(page.controller.reportRange(modelData.range))
+            }
         }
     }
     Note {
@@ -92,15 +161,51 @@ ScrollPage {
             text: page.window.label("שמור דוח HTML להדפסה", "Save printable HTML")
             onClicked: page.controller.downloadReport("html")
         }
+        ActionButton {
+            objectName: "copyReport"
+            text: page.window.label("העתק", "Copy")
+            enabled: rows.count > 0
+            onClicked: page.copy()
+        }
+    }
+    PeriodPicture {
+        objectName: "periodPicture"
+        window: page.window
+        controller: page.controller
+        Layout.fillWidth: true
+    }
+    RowLayout {
+        spacing: Theme.gap
+        visible: why.text !== ""
+
+        Note {
+            id: why
+
+            objectName: "noPicture"
+            text: page.whyNoPicture()
+            font.pixelSize: 12
+        }
+        ActionButton {
+            objectName: "showDays"
+            text: page.window.label("הראה לפי ימים", "Show by day")
+            visible: page.about.missing === "days"
+            enabled: !page.controller.busy
+            onClicked: {
+                kind.currentIndex = kind.model.indexOf("detailed")
+                page.generate()
+            }
+        }
     }
     RowList {
+        id: rows
+
         objectName: "reportList"
         name: page.window.label("דוחות", "Reports")
         spacing: 6
         Layout.minimumHeight: 142
         model: RowModel {
             source: page.controller
-            list: "reportRows"
+            list: "reportFigures"
         }
         delegate: ReportRow {
             window: page.window

@@ -29,6 +29,9 @@ QtObject {
     readonly property int rowRadius: 6
     readonly property int actionRadius: 12
     readonly property int focusWidth: 2
+    readonly property int columnWidth: 10
+    readonly property int amountWidth: 104
+    readonly property int shareWidth: 50
 
     function page(dark: bool): color {
         return dark ? "#16141f" : "#f7f6fb"
@@ -54,6 +57,10 @@ QtObject {
     /// What a person must not overlook.
     function warning(dark: bool): color {
         return dark ? "#ffb4a8" : "#a3241a"
+    }
+    /// For what has no colour of its own: calm, and its neighbours are told apart.
+    function neutral(index: int): color {
+        return Qt.hsla(0.7, 0.13, 0.5 + 0.1 * (index % 4), 1)
     }
     /// The accent where it carries small text or a thin ring.
     function tint(dark: bool): color {

@@ -14,6 +14,7 @@ namespace {
 
 const QString idKey = u"id"_s;
 const QString nameKey = u"name"_s;
+const QString whatKey = u"what"_s;
 
 QString idOf(const QVariant& row) {
     return row.toMap().value(idKey).toString();
@@ -92,6 +93,15 @@ void RowModel::setList(const QString& list) {
     attach();
 }
 
+void RowModel::setKeep(const QStringList& keep) {
+    if (m_keep == keep) {
+        return;
+    }
+    m_keep = keep;
+    Q_EMIT keepChanged();
+    adopt(kept(m_all));
+}
+
 int RowModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(m_rows.size());
 }
@@ -149,10 +159,22 @@ void RowModel::refresh() {
     if (m_source && !m_list.isEmpty()) {
         rows = m_source->property(m_list.toUtf8().constData()).toList();
     }
-    if (rows.size() == m_rows.size() && rows.constData() == m_rows.constData()) {
+    if (rows.size() == m_all.size() && rows.constData() == m_all.constData()) {
         return;
     }
-    adopt(rows);
+    m_all = rows;
+    adopt(kept(rows));
+}
+
+QVariantList RowModel::kept(const QVariantList& rows) const {
+    if (m_keep.isEmpty()) {
+        return rows;
+    }
+    QVariantList some;
+    std::copy_if(rows.cbegin(), rows.cend(), std::back_inserter(some), [this](const QVariant& row) {
+        return m_keep.contains(row.toMap().value(whatKey).toString());
+    });
+    return some;
 }
 
 void RowModel::adopt(const QVariantList& rows) {

@@ -4,6 +4,7 @@
 #include <QAbstractListModel>
 #include <QPointer>
 #include <QString>
+#include <QStringList>
 #include <QVariantList>
 #include <qqmlintegration.h>
 
@@ -17,6 +18,8 @@ class RowModel : public QAbstractListModel {
     Q_PROPERTY(QObject* source MEMBER m_source WRITE setSource NOTIFY sourceChanged REQUIRED)
     /// Name of the property of `source`: a QVariantList of QVariantMaps.
     Q_PROPERTY(QString list MEMBER m_list WRITE setList NOTIFY listChanged REQUIRED)
+    /// Only the rows whose `what` is one of these are there; all of them while it is empty.
+    Q_PROPERTY(QStringList keep MEMBER m_keep WRITE setKeep NOTIFY keepChanged)
 
 public:
     enum Role {
@@ -29,6 +32,7 @@ public:
 
     void setSource(QObject* source);
     void setList(const QString& list);
+    void setKeep(const QStringList& keep);
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
@@ -42,12 +46,14 @@ public:
 Q_SIGNALS:
     void sourceChanged();
     void listChanged();
+    void keepChanged();
     /// Rows were inserted, removed or changed; comes once, after the last of them.
     void updated();
 
 private:
     Q_SLOT void refresh();
     void attach();
+    [[nodiscard]] QVariantList kept(const QVariantList& rows) const;
     void adopt(const QVariantList& rows);
     void removeRowsNotIn(const QList<bool>& kept, int offset);
     void insertRowsNotIn(const QList<bool>& kept, int offset, const QVariantList& rows);
@@ -55,6 +61,8 @@ private:
 
     QPointer<QObject> m_source;
     QString m_list;
+    QStringList m_keep;
     QMetaObject::Connection m_connection;
+    QVariantList m_all; ///< as the source has them
     QVariantList m_rows;
 };

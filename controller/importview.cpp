@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#include "controller/importview.h"
+
+#include "state/importrows.h"
+
+using namespace Qt::StringLiterals;
+
+void ImportView::update(const QJsonObject& preview, const QString& zone, qint64 number) {
+    const QJsonArray rows = ImportRows::of(preview, zone);
+    m_rows = rows.toVariantList();
+    m_counts = ImportRows::counts(preview, rows).toVariantMap();
+    m_counts.insert(u"number"_s, number);
+}
