@@ -3,7 +3,9 @@
 
 #include "controller/entriesview.h"
 #include "controller/serverlink.h"
+#include "state/absences.h"
 #include "state/document.h"
+#include "state/worksums.h"
 #include "vault/vault.h"
 
 #include <QJsonArray>
@@ -46,6 +48,9 @@ class Controller : public QObject {
     Q_PROPERTY(bool queueReady READ queueReady NOTIFY changed)
     Q_PROPERTY(QString accountId READ accountId NOTIFY changed)
     Q_PROPERTY(bool syncing READ syncing NOTIFY changed)
+    Q_PROPERTY(QVariantMap absence READ absence NOTIFY changed)
+    Q_PROPERTY(QVariantList periodSums READ periodSums NOTIFY changed)
+    Q_PROPERTY(QVariantMap openWeek READ openWeek NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -90,6 +95,16 @@ public:
     [[nodiscard]] QString accountId() const;
     /// A change is on its way to the server.
     [[nodiscard]] bool syncing() const;
+    /// What a person is to be asked about the running timer, which went on while nobody was there: `kind`
+    /// ("sleep", "rest" or "age"), `moment` for the answer, `since`, `until` and `time` (of `since`) as texts
+    /// in the account's time zone, and the timer's `description`; empty when there is nothing to ask.
+    [[nodiscard]] QVariantMap absence() const;
+    /// For each of periods() the seconds of the person's closed entries that lie in it; null for somebody
+    /// else's.
+    [[nodiscard]] QVariantList periodSums() const;
+    /// The week that the person is in: `seconds` recorded so far, the running timer's included, and
+    /// `days_left`, today not counted.
+    [[nodiscard]] QVariantMap openWeek() const;
     /// The message holds words of the server, which may be about anything.
     [[nodiscard]] bool messageQuotesServer() const;
 
@@ -127,12 +142,25 @@ public:
     Q_INVOKABLE void toggleTimer(const QString& description, const QString& projectId, bool billable);
     /// Stops the running timer, in the same way.
     Q_INVOKABLE void stopTimer();
+    /// The time of absence() is kept: the timer goes on.
+    Q_INVOKABLE void keepTime();
+    /// Stops the timer that runs at a moment of the past, now when that is empty, as stopTimer() does.
+    Q_INVOKABLE void stopTimerAt(const QString& moment);
+    /// The same, and starts one with the same description, project and billable now.
+    Q_INVOKABLE void restartTimerFrom(const QString& moment);
     /// What speaks against a manual entry with these times, the first that holds:
     /// "order" (the end is not after the start), "period" (the server will refuse it: it
     /// lies in a closed period), "offset" (a time names none, so what it means depends on
     /// this device), "future"; empty when nothing does. While one of the two cannot be
     /// read yet, only what the other says by itself.
     Q_INVOKABLE [[nodiscard]] QString manualNotice(const QString& from, const QString& to) const;
+
+    // What the machine tells
+
+    /// Nobody has been there for so long, until now.
+    void noteAbsence(Absences::Kind kind, qint64 milliseconds);
+    /// Another look at how old the timer is.
+    void noteAge();
 
     // The steps that the actions are made of
 
@@ -192,6 +220,8 @@ private:
         QString description;
         QString projectId;
         bool billable;
+        QDateTime moment{}; ///< of the past, at which it is to be stopped
+        bool anew = false;  ///< and started again now
     };
     /// The chunk of an import after the one that the server has answered.
     enum class NextChunk { None, Scheduled, Waiting };
@@ -204,6 +234,7 @@ private:
         bool importPaused = false;
         bool sessionRefused = false;
         std::optional<Press> press;
+        Absences absences;
     };
 
     void say(const QString& text, bool quotesServer = false);
@@ -244,6 +275,15 @@ private:
 
     void press(const Press& press);
     void carryOutPress();
+    void stopAt(const QDateTime& moment);
+    void leaveTimer(const QString& moment, bool anew);
+    void carryOutLeave(const Press& press);
+
+    [[nodiscard]] WorkSums::Owner owner() const;
+    [[nodiscard]] QTimeZone zone() const;
+    [[nodiscard]] WorkSums::Week weekNow() const;
+    /// Of the week, then of each period.
+    [[nodiscard]] QList<qint64> sumsOf(const WorkSums::Week& week, const QJsonArray& periods) const;
     /// What waits for the end of `busy` goes on.
     void noticeIdle();
     void resumeWaiting();

@@ -28,11 +28,10 @@ bool isAfter(const QDateTime& end, const QDateTime& start) {
     return start.secsTo(end) > 0;
 }
 
-/// The end of a timer that is stopped now: after its start, whatever the clock says.
-QDateTime stopTime(const QDateTime& started) {
-    const QDateTime now = QDateTime::currentDateTimeUtc();
+/// The end of a timer that is stopped at `moment`: after its start, whatever the clock says.
+QDateTime stopTime(const QDateTime& started, const QDateTime& moment) {
     const QDateTime earliest = started.addSecs(1);
-    return hasUtcText(earliest) ? std::max(now, earliest) : now;
+    return hasUtcText(earliest) ? std::max(moment, earliest) : moment;
 }
 
 QString newEntryId() {
@@ -61,6 +60,10 @@ void Controller::start(const QString& description, const QString& projectId, boo
 }
 
 void Controller::stop() {
+    stopAt(QDateTime::currentDateTimeUtc());
+}
+
+void Controller::stopAt(const QDateTime& moment) {
     if (m_busy || m_view.timer().isEmpty()) {
         return;
     }
@@ -68,7 +71,7 @@ void Controller::stop() {
         fail(u"Select the running timer's workspace before stopping it in this native preview."_s);
         return;
     }
-    const QString stopAt = utcText(stopTime(stamp(m_view.timer().value(u"start_at"))));
+    const QString stopAt = utcText(stopTime(stamp(m_view.timer().value(u"start_at")), moment));
     enqueue(u"timer.stop"_s, m_view.timer().value(u"id").toString(), m_view.timer().value(u"version").toInt(),
             {{u"stop_at"_s, stopAt}});
 }

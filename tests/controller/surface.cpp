@@ -93,6 +93,9 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "bool queueReady by changed",
         "QString accountId by changed",
         "bool syncing by changed",
+        "QVariantMap absence by changed",
+        "QVariantList periodSums by changed",
+        "QVariantMap openWeek by changed",
     };
     QCOMPARE(properties, expected);
 }
@@ -139,6 +142,9 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "removePending()",
         "toggleTimer(QString,QString,bool)",
         "stopTimer()",
+        "keepTime()",
+        "stopTimerAt(QString)",
+        "restartTimerFrom(QString)",
     };
     // Questions come behind the actions.
     const QList<QByteArray> questions{"manualNotice(QString,QString)"};
@@ -173,6 +179,9 @@ void SurfaceTest::aNewControllerIsIdleAndEmpty() {
     QVERIFY(controller.periods().isEmpty());
     QVERIFY(!controller.secureStorage());
     QVERIFY(controller.retained().isEmpty());
+    QVERIFY(controller.absence().isEmpty());
+    QVERIFY(controller.periodSums().isEmpty());
+    QCOMPARE(controller.openWeek().value(u"seconds"_s).toInt(), 0);
     QVERIFY(!controller.sessionRefused());
 }
 

@@ -281,6 +281,10 @@ TimerWindow {
             tabs.currentIndex = 3;
             (settings.made() as SettingsPage).showRetained()
         }
+        function onAccountWanted() {
+            tabs.currentIndex = 3;
+            (settings.made() as SettingsPage).showAccount()
+        }
     }
     Late {
         id: messageDialog
@@ -302,5 +306,10 @@ TimerWindow {
         settled: window.settled
         file: Qt.resolvedUrl("ManualDialog.qml")
         given: ({ window: window, controller: window.client, timerPage: timerPage })
+    }
+    Late {
+        settled: window.settled
+        file: Qt.resolvedUrl("AbsenceDialog.qml")
+        given: ({ window: window, controller: window.client })
     }
 }

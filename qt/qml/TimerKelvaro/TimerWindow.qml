@@ -22,6 +22,8 @@ ApplicationWindow {
     signal wholeTextWanted(string text)
     /// The change that the server refused is to be seen.
     signal retainedWanted
+    /// Who is signed in, and the way to sign in again, is to be seen.
+    signal accountWanted
     /// The keyboard went to another control.
     signal stopMoved
 
@@ -35,6 +37,10 @@ ApplicationWindow {
         return padded(Math.floor(seconds / 3600)) + ":" + padded(Math.floor(seconds / 60) % 60) + ":" + padded(seconds % 60)
     }
 
+    /// Keeps the direction of times and durations in a text of either language.
+    function ltr(text: string): string {
+        return "\u2066" + text + "\u2069"
+    }
     /// Has a text spoken by assistive technology.
     function announce(text: string) {
         if (text !== "")
