@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "controller/entrypayload.h"
 #include "state/timestamp.h"
 
 #include <algorithm>
@@ -51,7 +52,7 @@ QVariantMap Controller::absence() const {
     const QDateTime until = asked->until.toTimeZone(zone());
     return {
         {u"kind"_s, nameOf(asked->kind)},
-        {u"moment"_s, isAge ? QString() : asked->since.toUTC().toString(Qt::ISODate)},
+        {u"moment"_s, isAge ? QString() : utcText(asked->since)},
         {u"since"_s, timeText(since, until)},
         {u"until"_s, timeText(until, since)},
         {u"time"_s, since.toString(u"HH:mm"_s)},
@@ -82,7 +83,7 @@ void Controller::leaveTimer(const QString& moment, bool anew) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const QDateTime stopAt = moment.isEmpty() ? now : stamp(moment);
     if (!stopAt.isValid()) {
-        fail(u"Enter valid ISO timestamps with an explicit offset; end must be after start."_s);
+        fail(invalidTimes());
         return;
     }
     Press stop{m_document.workspace, m_view.timer().value(u"id").toString(), {}, {}, false};
@@ -92,10 +93,15 @@ void Controller::leaveTimer(const QString& moment, bool anew) {
 }
 
 void Controller::carryOutLeave(const Press& press) {
-    const QJsonObject timer = m_view.timer();
-    stopAt(press.moment);
-    if (press.anew && m_view.timer().isEmpty()) {
-        start(timer.value(u"description").toString(), timer.value(u"project_id").toString(),
-              timer.value(u"billable").toBool());
+    const auto stopped = stopChange(press.moment);
+    if (!stopped) {
+        return;
     }
+    QList<Change> changes{*stopped};
+    if (press.anew) {
+        const QJsonObject& timer = m_view.timer();
+        changes.append(startChange(timer.value(u"description").toString(),
+                                   timer.value(u"project_id").toString(), timer.value(u"billable").toBool()));
+    }
+    enqueue(changes);
 }

@@ -170,5 +170,6 @@ void Controller::selectWorkspace(const QString& id) {
         return;
     }
     m_document.workspace = id;
+    m_personal.undoable.clear();
     loadWorkspace();
 }

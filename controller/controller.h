@@ -48,6 +48,7 @@ class Controller : public QObject {
     Q_PROPERTY(bool queueReady READ queueReady NOTIFY changed)
     Q_PROPERTY(QString accountId READ accountId NOTIFY changed)
     Q_PROPERTY(bool syncing READ syncing NOTIFY changed)
+    Q_PROPERTY(bool canUndoDelete READ canUndoDelete NOTIFY changed)
     Q_PROPERTY(QVariantMap absence READ absence NOTIFY changed)
     Q_PROPERTY(QVariantList periodSums READ periodSums NOTIFY changed)
     Q_PROPERTY(QVariantMap openWeek READ openWeek NOTIFY changed)
@@ -95,6 +96,8 @@ public:
     [[nodiscard]] QString accountId() const;
     /// A change is on its way to the server.
     [[nodiscard]] bool syncing() const;
+    /// An entry was deleted and nothing was recorded since: undoDelete() brings it back.
+    [[nodiscard]] bool canUndoDelete() const;
     /// What a person is to be asked about the running timer, which went on while nobody was there: `kind`
     /// ("sleep", "rest" or "age"), `moment` for the answer, `since`, `until` and `time` (of `since`) as texts
     /// in the account's time zone, and the timer's `description`; empty when there is nothing to ask.
@@ -142,6 +145,17 @@ public:
     Q_INVOKABLE void toggleTimer(const QString& description, const QString& projectId, bool billable);
     /// Stops the running timer, in the same way.
     Q_INVOKABLE void stopTimer();
+    /// Starts a timer with this entry's description, project and billable; one that runs is
+    /// stopped first, and both are recorded at once or neither is.
+    Q_INVOKABLE void continueEntry(const QString& id);
+    /// Records those of `description`, `project_id` (empty: none), `billable`, `start_at` and `stop_at`
+    /// that are given and say something else than the entry. A running entry keeps running.
+    Q_INVOKABLE void editEntry(const QString& id, const QVariantMap& changes);
+    /// A closed entry of its own that says the same.
+    Q_INVOKABLE void duplicateEntry(const QString& id);
+    Q_INVOKABLE void deleteEntry(const QString& id);
+    /// Restores what deleteEntry() deleted, until something else is recorded.
+    Q_INVOKABLE void undoDelete();
     /// The time of absence() is kept: the timer goes on.
     Q_INVOKABLE void keepTime();
     /// Stops the timer that runs at a moment of the past, now when that is empty, as stopTimer() does.
@@ -223,6 +237,13 @@ private:
         QDateTime moment{}; ///< of the past, at which it is to be stopped
         bool anew = false;  ///< and started again now
     };
+    /// What is recorded as one mutation.
+    struct Change {
+        QString operation;
+        QString entityId;
+        int baseVersion;
+        QJsonObject payload;
+    };
     /// The chunk of an import after the one that the server has answered.
     enum class NextChunk { None, Scheduled, Waiting };
     /// What is of one account and in no document: it goes when the account does.
@@ -234,6 +255,7 @@ private:
         bool importPaused = false;
         bool sessionRefused = false;
         std::optional<Press> press;
+        QString undoable; ///< the entry that was deleted last
         Absences absences;
     };
 
@@ -273,9 +295,23 @@ private:
     void resumeReloads();
     void watchNetwork();
 
+    /// Records these one behind the other: all of them, or none.
+    void enqueue(const QList<Change>& changes);
+    [[nodiscard]] QJsonObject mutationOf(const Change& change) const;
+    [[nodiscard]] static Change startChange(const QString& description, const QString& projectId,
+                                            bool billable);
+    /// None, and the status says why, where the running timer is another workspace's.
+    [[nodiscard]] std::optional<Change> stopChange(const QDateTime& moment = QDateTime::currentDateTimeUtc());
+    /// The projected entry; {} when there is none or it was deleted.
+    [[nodiscard]] QJsonObject presentEntry(const QString& id) const;
+    /// Under the periods of the snapshot.
+    [[nodiscard]] bool isLocked(const QJsonObject& entry) const;
+    /// Both say in the status why not.
+    [[nodiscard]] bool isChangeable(const QJsonObject& entry);
+    [[nodiscard]] bool isBookable(const QJsonValue& project);
+
     void press(const Press& press);
     void carryOutPress();
-    void stopAt(const QDateTime& moment);
     void leaveTimer(const QString& moment, bool anew);
     void carryOutLeave(const Press& press);
 

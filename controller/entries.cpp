@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
-
+#include "controller/entrypayload.h"
 #include "state/syncstate.h"
 #include "state/timestamp.h"
 
 #include <QDateTime>
-#include <QUuid>
 
 #include <algorithm>
 
@@ -13,39 +12,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Whole seconds in UTC with "Z", the form of every time stamp that goes to the server.
-QString utcText(const QDateTime& time) {
-    return time.toUTC().toString(Qt::ISODate);
-}
-
-/// Four digits of year is all that this form holds.
-bool hasUtcText(const QDateTime& time) {
-    const int year = time.toUTC().date().year();
-    return time.isValid() && year >= 1 && year <= 9999;
-}
-
-bool isAfter(const QDateTime& end, const QDateTime& start) {
-    return start.secsTo(end) > 0;
-}
-
 /// The end of a timer that is stopped at `moment`: after its start, whatever the clock says.
 QDateTime stopTime(const QDateTime& started, const QDateTime& moment) {
     const QDateTime earliest = started.addSecs(1);
     return hasUtcText(earliest) ? std::max(moment, earliest) : moment;
-}
-
-QString newEntryId() {
-    return QUuid::createUuid().toString(QUuid::WithoutBraces);
-}
-
-/// What a new entry starts with; the caller adds its times.
-QJsonObject newEntry(const QString& description, const QString& projectId, bool billable) {
-    return {
-        {u"description"_s, description},
-        {u"project_id"_s, projectId.isEmpty() ? QJsonValue() : QJsonValue(projectId)},
-        {u"tag_ids"_s, QJsonArray()},
-        {u"billable"_s, billable},
-    };
 }
 
 } // namespace
@@ -54,26 +24,36 @@ void Controller::start(const QString& description, const QString& projectId, boo
     if (m_busy || !m_view.timer().isEmpty()) {
         return;
     }
+    enqueue({startChange(description, projectId, billable)});
+}
+
+Controller::Change Controller::startChange(const QString& description, const QString& projectId,
+                                           bool billable) {
     QJsonObject payload = newEntry(description, projectId, billable);
     payload.insert(u"start_at", utcText(QDateTime::currentDateTimeUtc()));
-    enqueue(u"timer.start"_s, newEntryId(), 0, payload);
+    return {u"timer.start"_s, newEntryId(), 0, payload};
 }
 
 void Controller::stop() {
-    stopAt(QDateTime::currentDateTimeUtc());
-}
-
-void Controller::stopAt(const QDateTime& moment) {
     if (m_busy || m_view.timer().isEmpty()) {
         return;
     }
-    if (m_view.timer().value(u"workspace_id").toString() != m_document.workspace) {
-        fail(u"Select the running timer's workspace before stopping it in this native preview."_s);
-        return;
+    if (const auto change = stopChange()) {
+        enqueue({*change});
     }
-    const QString stopAt = utcText(stopTime(stamp(m_view.timer().value(u"start_at")), moment));
-    enqueue(u"timer.stop"_s, m_view.timer().value(u"id").toString(), m_view.timer().value(u"version").toInt(),
-            {{u"stop_at"_s, stopAt}});
+}
+
+std::optional<Controller::Change> Controller::stopChange(const QDateTime& moment) {
+    const QJsonObject& timer = m_view.timer();
+    if (timer.value(u"workspace_id").toString() != m_document.workspace) {
+        fail(u"Select the running timer's workspace before stopping it in this native preview."_s);
+        return std::nullopt;
+    }
+    const QString stopAt = utcText(stopTime(stamp(timer.value(u"start_at")), moment));
+    return Change{u"timer.stop"_s,
+                  timer.value(u"id").toString(),
+                  timer.value(u"version").toInt(),
+                  {{u"stop_at"_s, stopAt}}};
 }
 
 void Controller::addManual(const QString& description, const QString& projectId, const QString& from,
@@ -81,13 +61,17 @@ void Controller::addManual(const QString& description, const QString& projectId,
     const QDateTime start = QDateTime::fromString(from, Qt::ISODateWithMs);
     const QDateTime end = QDateTime::fromString(to, Qt::ISODateWithMs);
     if (!hasUtcText(start) || !hasUtcText(end) || !isAfter(end, start)) {
-        fail(u"Enter valid ISO timestamps with an explicit offset; end must be after start."_s);
+        fail(invalidTimes());
         return;
     }
     QJsonObject payload = newEntry(description, projectId, billable);
     payload.insert(u"start_at", utcText(start));
     payload.insert(u"stop_at", utcText(end));
     enqueue(u"entry.create"_s, newEntryId(), 0, payload);
+}
+
+bool Controller::isLocked(const QJsonObject& entry) const {
+    return SyncState::isLocked(entry, m_document.snapshot.value(u"timesheet_periods").toArray());
 }
 
 QString Controller::manualNotice(const QString& from, const QString& to) const {
@@ -103,7 +87,7 @@ QString Controller::manualNotice(const QString& from, const QString& to) const {
             {u"start_at"_s, utcText(start)},
             {u"stop_at"_s, utcText(end)},
         };
-        if (SyncState::isLocked(entry, m_document.snapshot.value(u"timesheet_periods").toArray())) {
+        if (isLocked(entry)) {
             return u"period"_s;
         }
     }
@@ -123,12 +107,7 @@ void Controller::editDescription(const QString& id, const QString& description) 
         return;
     }
     const QJsonObject entry = m_view.find(id);
-    if (entry.isEmpty()) {
-        fail(u"Entry not found in this workspace"_s);
-        return;
-    }
-    if (entry.value(u"period_locked").toBool()) {
-        fail(u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s);
+    if (!isChangeable(entry)) {
         return;
     }
     enqueue(u"entry.update"_s, id, entry.value(u"version").toInt(), {{u"description"_s, description}});

@@ -11,11 +11,12 @@ void EntriesView::update(const QJsonObject& document) {
 }
 
 QJsonObject EntriesView::find(const QString& id) const {
-    const auto found =
-        std::find_if(m_entries.constBegin(), m_entries.constEnd(), [&id](const QJsonValue& entry) {
-            return entry.toObject().value(u"id").toString() == id;
-        });
-    return found == m_entries.constEnd() ? QJsonObject() : found->toObject();
+    const auto idOf = [](const QJsonValue& entry) { return entry.toObject().value(u"id").toString(); };
+    // The projection has them in the order of their ids.
+    const auto found = std::lower_bound(
+        m_entries.constBegin(), m_entries.constEnd(), id,
+        [&](const QJsonValue& entry, const QString& wanted) { return idOf(entry) < wanted; });
+    return found == m_entries.constEnd() || idOf(*found) != id ? QJsonObject() : found->toObject();
 }
 
 QList<qint64> EntriesView::secondsIn(const QList<WorkSums::Span>& spans, const WorkSums::Owner& owner) const {

@@ -22,6 +22,10 @@ bool Controller::hasPendingHead() const {
 
 void Controller::enqueue(const QString& operation, const QString& entityId, int baseVersion,
                          QJsonObject payload) {
+    enqueue({{operation, entityId, baseVersion, std::move(payload)}});
+}
+
+void Controller::enqueue(const QList<Change>& changes) {
     if (m_readOnly || m_document.signedOut || m_document.me.isEmpty() || m_document.workspace.isEmpty()) {
         fail(u"Connect to the server first"_s);
         return;
@@ -31,15 +35,6 @@ void Controller::enqueue(const QString& operation, const QString& entityId, int 
         say(u"You are being signed out; this was not recorded."_s);
         return;
     }
-    const QJsonObject mutation{
-        {u"mutation_id"_s, QUuid::createUuid().toString(QUuid::WithoutBraces)},
-        {u"device_id"_s, m_deviceId},
-        {u"workspace_id"_s, m_document.workspace},
-        {u"entity_id"_s, entityId},
-        {u"base_version"_s, baseVersion},
-        {u"operation"_s, operation},
-        {u"payload"_s, std::move(payload)},
-    };
     if (!secureStorage()) {
         fail(u"Open KWallet / OS credential storage before recording time. Online reports and "
              "reads remain available; no unprotected write queue is used."_s);
@@ -47,15 +42,30 @@ void Controller::enqueue(const QString& operation, const QString& entityId, int 
     }
 
     Document candidate = m_document;
-    candidate.queue.append(QJsonObject{{u"status"_s, u"pending"_s}, {u"mutation"_s, mutation}});
+    for (const Change& change : changes) {
+        candidate.queue.append(QJsonObject{{u"status"_s, u"pending"_s}, {u"mutation"_s, mutationOf(change)}});
+    }
     const QJsonObject state = candidate.toJson();
     if (!m_vault.save(state)) {
         fail(u"The write was not accepted because secure local storage failed."_s);
         return;
     }
+    m_personal.undoable.clear(); // this is the next action
     adopt(state);
     say(u"Saved securely on this device"_s);
     nextMutation();
+}
+
+QJsonObject Controller::mutationOf(const Change& change) const {
+    return {
+        {u"mutation_id"_s, QUuid::createUuid().toString(QUuid::WithoutBraces)},
+        {u"device_id"_s, m_deviceId},
+        {u"workspace_id"_s, m_document.workspace},
+        {u"entity_id"_s, change.entityId},
+        {u"base_version"_s, change.baseVersion},
+        {u"operation"_s, change.operation},
+        {u"payload"_s, change.payload},
+    };
 }
 
 QString Controller::conflictDetails() const {

@@ -15,9 +15,6 @@ using namespace Qt::StringLiterals;
 
 Q_IMPORT_QML_PLUGIN(TimerKelvaroPlugin)
 
-namespace {
-
-/// The rows of a list are children on the screen only.
 QQuickItem* findDrawn(QQuickItem* parent, const QString& name) {
     const auto children = parent->childItems();
     for (QQuickItem* const child : children) {
@@ -30,8 +27,6 @@ QQuickItem* findDrawn(QQuickItem* parent, const QString& name) {
     }
     return nullptr;
 }
-
-} // namespace
 
 QString deadServer() {
     static int count = 0;

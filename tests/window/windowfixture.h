@@ -12,6 +12,10 @@
 /// Nobody listens there. Each has a store of its own.
 [[nodiscard]] QString deadServer();
 
+/// The first item of this name that is drawn inside `parent`, or null. The rows of a list are children on the
+/// screen only.
+[[nodiscard]] QQuickItem* findDrawn(QQuickItem* parent, const QString& name);
+
 /// The real window on a real controller, which holds what a test puts in.
 class WindowFixture {
 public:

@@ -32,7 +32,11 @@ FormDialog {
     width: 520
     notice: concerns[concern] ?? ""
 
-    onSubmitted: controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
+    onSubmitted: {
+        from.settle()
+        to.settle()
+        controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
+    }
     onAccepted: empty()
     onVisibleChanged: if (visible) description.forceActiveFocus()
 
@@ -55,9 +59,12 @@ FormDialog {
         onTextEdited: dialog.refusal = ""
         onAccepted: dialog.submit()
     }
-    LtrField {
+    TimeField {
         id: from
 
+        window: dialog.window
+        controller: dialog.controller
+        dayOf: to.text
         objectName: "manualFrom"
         placeholderText: "2026-09-23T09:00:00+03:00"
         name: dialog.window.label("התחלה", "From")
@@ -65,9 +72,12 @@ FormDialog {
         onTextEdited: dialog.refusal = ""
         onAccepted: dialog.submit()
     }
-    LtrField {
+    TimeField {
         id: to
 
+        window: dialog.window
+        controller: dialog.controller
+        dayOf: from.text
         objectName: "manualTo"
         placeholderText: "2026-09-23T10:00:00+03:00"
         name: dialog.window.label("סיום", "To")

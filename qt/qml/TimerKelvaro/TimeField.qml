@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import QtQuick.Controls.Material
+import TimerKelvaro
+
+/// A date and time as ISO text with its offset, in the account's time zone. A short
+/// form ("9:15", "yesterday 17:00") becomes that text when the field is left or Enter
+/// is pressed; Shift with the arrows up and down moves it by a quarter of an hour. The
+/// button, or Alt with the arrow down, opens a calendar and a list of times.
+LtrField {
+    id: field
+
+    required property TimerWindow window
+    required property Controller controller
+    /// The text of the form's other field: a time alone is of the same day.
+    property string dayOf
+
+    readonly property int minutesPerStep: 15
+    /// Made when it is first wanted.
+    property TimePicker picker: null
+
+    /// Reads a short form. For a form that takes the text while the keyboard is still in the field.
+    function settle() {
+        const whole = times.completed(text, dayOf)
+        if (whole !== text)
+            text = whole
+    }
+    function edit(changed: string) {
+        text = changed
+        textEdited()
+    }
+    function step(event: KeyEvent, minutes: int) {
+        event.accepted = event.modifiers === Qt.ShiftModifier && !readOnly
+        if (event.accepted)
+            edit(times.stepped(text, minutes, dayOf))
+    }
+    function pick() {
+        settle()
+        if (!picker)
+            picker = maker.createObject(field) as TimePicker
+        picker.open()
+    }
+
+    rightPadding: 12 + opener.width
+    onAccepted: settle()
+    onActiveFocusChanged: if (!activeFocus) settle()
+    Keys.onUpPressed: event => step(event, minutesPerStep)
+    Keys.onDownPressed: event => {
+        if (event.modifiers === Qt.AltModifier && opener.enabled)
+            pick()
+        else
+            step(event, -minutesPerStep)
+    }
+
+    ZoneTimes {
+        id: times
+
+        zone: field.controller.timezone
+    }
+    ActionButton {
+        id: opener
+
+        objectName: "pickTime"
+        anchors.right: parent.right
+        width: 40
+        height: parent.height
+        enabled: !field.readOnly
+        fill: "transparent"
+        ink: enabled ? Theme.tint(dark) : Material.hintTextColor
+        padding: 0
+        Accessible.name: field.window.label("בחירת תאריך ושעה", "Choose date and time") + ": " + field.name
+        onClicked: field.pick()
+
+        contentItem: Item {
+            CalendarSign {
+                anchors.centerIn: parent
+                ink: opener.ink
+            }
+        }
+    }
+    Component {
+        id: maker
+
+        TimePicker {
+            parent: field
+            window: field.window
+            times: times
+            text: field.text
+            other: field.dayOf
+            zone: field.controller.timezone
+            onPicked: chosen => {
+                field.edit(chosen)
+                field.forceActiveFocus(Qt.PopupFocusReason)
+            }
+        }
+    }
+}

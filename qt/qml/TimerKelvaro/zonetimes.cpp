@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#include "zonetimes.h"
+
+#include "state/timetext.h"
+
+#include <QDateTime>
+#include <QVariantMap>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int daysPerWeek = 7;
+constexpr int weeksShown = 6;
+constexpr int lengthWithoutOffset = 19;
+
+QDate dateOf(const QString& day) {
+    return QDate::fromString(day, Qt::ISODate);
+}
+
+QString textOf(QDate day) {
+    return day.toString(Qt::ISODate);
+}
+
+} // namespace
+
+QTimeZone ZoneTimes::timeZone() const {
+    const QTimeZone zone(m_zone.toLatin1());
+    return zone.isValid() ? zone : QTimeZone::systemTimeZone();
+}
+
+QDateTime ZoneTimes::shown(const QString& text, const QString& other) const {
+    const QTimeZone zone = timeZone();
+    for (const QString& candidate : {text, other}) {
+        const QDateTime time = TimeText::shown(candidate, zone);
+        if (time.isValid()) {
+            return time;
+        }
+    }
+    return QDateTime::currentDateTimeUtc().toTimeZone(zone);
+}
+
+QString ZoneTimes::completed(const QString& typed, const QString& other) const {
+    return TimeText::completed(typed, other, QDateTime::currentDateTimeUtc(), timeZone());
+}
+
+QString ZoneTimes::stepped(const QString& text, int minutes, const QString& other) const {
+    return TimeText::stepped(text, minutes, other, QDateTime::currentDateTimeUtc(), timeZone());
+}
+
+QString ZoneTimes::day(const QString& text, const QString& other) const {
+    return textOf(shown(text, other).date());
+}
+
+QString ZoneTimes::movedDay(const QString& day, int days, int months) const {
+    const QString moved = textOf(dateOf(day).addMonths(months).addDays(days));
+    return moved.isEmpty() ? day : moved; // four digits of year is all that the form holds
+}
+
+QStringList ZoneTimes::month(const QString& day, int firstWeekday) const {
+    const QDate date = dateOf(day);
+    const QDate first(date.year(), date.month(), 1);
+    const int before = (first.dayOfWeek() - firstWeekday + daysPerWeek) % daysPerWeek;
+    QStringList days;
+    for (int i = 0; i < weeksShown * daysPerWeek; ++i) {
+        days.append(textOf(first.addDays(i - before)));
+    }
+    return days;
+}
+
+QVariantList ZoneTimes::quarters(const QString& day) const {
+    QVariantList rows;
+    const auto quarters = TimeText::quarters(dateOf(day), timeZone());
+    for (const TimeText::Quarter& quarter : quarters) {
+        const QString text = quarter.at.toString(Qt::ISODate);
+        rows.append(QVariantMap{
+            {u"time"_s, quarter.time.toString(u"HH:mm")},
+            {u"text"_s, text},
+            {u"offset"_s, quarter.twice ? text.mid(lengthWithoutOffset) : QString()},
+        });
+    }
+    return rows;
+}
+
+int ZoneTimes::quarterOf(const QString& day, const QString& text, const QString& other) const {
+    const auto quarters = TimeText::quarters(dateOf(day), timeZone());
+    return static_cast<int>(TimeText::quarterOf(shown(text, other), quarters));
+}

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include "state/timetext.h"
+
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <optional>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int secondsPerDay = 24 * 60 * 60;
+constexpr int secondsPerQuarter = 15 * 60;
+constexpr int quartersPerDay = secondsPerDay / secondsPerQuarter;
+/// February 29 comes at least that often.
+constexpr int yearsToLeapYear = 8;
+
+QString isoText(const QDateTime& time) {
+    return time.toString(Qt::ISODate);
+}
+
+QDateTime read(const QString& text) {
+    return QDateTime::fromString(text, Qt::ISODateWithMs);
+}
+
+bool hasOffset(const QDateTime& time) {
+    return time.timeSpec() != Qt::LocalTime;
+}
+
+/// With the offset as such: a time in a zone may forget which of two equal times it was.
+QDateTime inZone(const QDateTime& time, const QTimeZone& zone) {
+    return time.toOffsetFromUtc(zone.offsetFromUtc(time));
+}
+
+/// When clocks in the zone show this: once, not at all when they are set forward over it, twice when
+/// they are set back.
+QList<QDateTime> timesShowing(QDate day, QTime time, const QTimeZone& zone) {
+    const QDateTime shown(day, time, QTimeZone::utc());
+    QList<QDateTime> found;
+    // The offsets before and after a change of the clocks; otherwise both are the same.
+    for (const int apart : {-secondsPerDay, secondsPerDay}) {
+        const int offset = zone.offsetFromUtc(shown.addSecs(apart));
+        const QDateTime at = shown.addSecs(-offset);
+        if (zone.offsetFromUtc(at) == offset && !found.contains(at)) {
+            found.append(at);
+        }
+    }
+    for (QDateTime& at : found) {
+        at = inZone(at, zone);
+    }
+    return found;
+}
+
+std::optional<QTime> timeIn(const QString& word) {
+    static const QRegularExpression form(u"^(\\d{1,2}?)(?::?(\\d{2}))?(?::(\\d{2}))?$"_s);
+    const QRegularExpressionMatch match = form.match(word);
+    const QTime time(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt());
+    return match.hasMatch() && time.isValid() ? std::optional(time) : std::nullopt;
+}
+
+/// The last such day that is no more than a month after `reference`.
+QDate dayOfSomeYear(int day, int month, QDate reference) {
+    const QDate latest = reference.addMonths(1);
+    for (int year = latest.year(); year >= latest.year() - yearsToLeapYear; --year) {
+        const QDate date(year, month, day);
+        if (date.isValid() && date <= latest) {
+            return date;
+        }
+    }
+    return {};
+}
+
+QDate dayIn(const QString& word, QDate today, QDate reference) {
+    if (word == u"today" || word == u"היום") {
+        return today;
+    }
+    if (word == u"yesterday" || word == u"אתמול") {
+        return today.addDays(-1);
+    }
+    if (word == u"tomorrow" || word == u"מחר") {
+        return today.addDays(1);
+    }
+    static const QRegularExpression form(u"^(\\d{1,2})\\.(\\d{1,2})(?:\\.(\\d{4})?)?$"_s);
+    const QRegularExpressionMatch match = form.match(word);
+    if (!match.hasMatch()) {
+        return QDate::fromString(word, Qt::ISODate);
+    }
+    const int day = match.captured(1).toInt();
+    const int month = match.captured(2).toInt();
+    const int year = match.captured(3).toInt();
+    return year > 0 ? QDate(year, month, day) : dayOfSomeYear(day, month, reference);
+}
+
+} // namespace
+
+QString TimeText::completed(const QString& typed, const QString& other, const QDateTime& now,
+                            const QTimeZone& zone) {
+    QStringList words = typed.toLower().simplified().split(u' ');
+    if (words.size() > 2) {
+        return typed;
+    }
+    std::optional<QTime> time = timeIn(words.last());
+    if (!time && words.size() == 2) {
+        words.swapItemsAt(0, 1);
+        time = timeIn(words.last());
+    }
+    if (!time) {
+        return typed;
+    }
+    const QDate today = inZone(now, zone).date();
+    const QDateTime beside = shown(other, zone);
+    const QDate reference = beside.isValid() ? beside.date() : today;
+    const QDate day = words.size() == 1 ? reference : dayIn(words.first(), today, reference);
+    const QList<QDateTime> times = day.isValid() ? timesShowing(day, *time, zone) : QList<QDateTime>();
+    return times.isEmpty() ? typed : isoText(times.first());
+}
+
+QString TimeText::stepped(const QString& text, int minutes, const QString& other, const QDateTime& now,
+                          const QTimeZone& zone) {
+    QDateTime from = read(completed(text, other, now, zone));
+    if (text.isEmpty()) {
+        const qint64 seconds = now.toSecsSinceEpoch();
+        from = read(other);
+        from = from.isValid() ? from : now.addSecs(-(seconds % secondsPerQuarter));
+    }
+    if (!from.isValid()) {
+        return text;
+    }
+    const QDateTime to = from.addSecs(qint64{60} * minutes);
+    return isoText(hasOffset(to) ? inZone(to, zone) : to);
+}
+
+QDateTime TimeText::shown(const QString& text, const QTimeZone& zone) {
+    const QDateTime time = read(text);
+    return time.isValid() ? inZone(time, zone) : QDateTime();
+}
+
+QList<TimeText::Quarter> TimeText::quarters(QDate day, const QTimeZone& zone) {
+    QList<Quarter> all;
+    QList<Quarter> again; // follow when the clocks have shown all of them once
+    for (int i = 0; i < quartersPerDay; ++i) {
+        const QTime time = QTime::fromMSecsSinceStartOfDay(i * secondsPerQuarter * 1000);
+        const QList<QDateTime> times = timesShowing(day, time, zone);
+        const bool twice = times.size() > 1;
+        if (twice) {
+            again.append({time, times.last(), twice});
+        } else {
+            all += std::exchange(again, {});
+        }
+        all.append({time, times.value(0), twice});
+    }
+    return all + again;
+}
+
+qsizetype TimeText::quarterOf(const QDateTime& time, const QList<Quarter>& quarters) {
+    qsizetype found = 0;
+    for (qsizetype i = 0; i < quarters.size(); ++i) {
+        const Quarter& quarter = quarters.at(i);
+        const bool ofThatDay = quarter.at.date() == time.date();
+        const bool reached = ofThatDay
+                                 ? quarter.at <= time
+                                 : quarter.time <= time.time() && quarter.time > quarters.at(found).time;
+        if (quarter.at.isValid() && reached) {
+            found = i;
+        }
+    }
+    return found;
+}
