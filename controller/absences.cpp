@@ -93,13 +93,16 @@ void Controller::leaveTimer(const QString& moment, bool anew) {
 }
 
 void Controller::carryOutLeave(const Press& press) {
+    const QJsonObject timer = m_view.timer();
+    if (press.anew && !isBookable(timer.value(u"project_id"))) {
+        return;
+    }
     const auto stopped = stopChange(press.moment);
     if (!stopped) {
         return;
     }
     QList<Change> changes{*stopped};
     if (press.anew) {
-        const QJsonObject& timer = m_view.timer();
         changes.append(startChange(timer.value(u"description").toString(),
                                    timer.value(u"project_id").toString(), timer.value(u"billable").toBool()));
     }

@@ -8,6 +8,8 @@
 #include <QTest>
 #include <QUuid>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -32,11 +34,11 @@ class AbsenceTest : public QObject {
     [[nodiscard]] bool isAsked() const { return m_program->shows(Role::PushButton, keep); }
     /// Presses the button whose name starts so.
     [[nodiscard]] bool press(const QString& name) const;
-    [[nodiscard]] QJsonArray entries() const { return m_server.entriesNamed(description); }
+    [[nodiscard]] QJsonArray entries() const { return m_server->entriesNamed(description); }
     [[nodiscard]] QJsonObject closed() const;
 
     Screen m_screen;
-    DevServer m_server;
+    std::unique_ptr<DevServer> m_server;
     PrivateBus m_systemBus;
     std::unique_ptr<ScriptedService> m_logind;
     std::unique_ptr<ScriptedService> m_mutter;
@@ -62,7 +64,8 @@ void AbsenceTest::initTestCase() {
 }
 
 void AbsenceTest::init() {
-    QVERIFY(m_server.start());
+    m_server = std::make_unique<DevServer>();
+    QVERIFY(m_server->start());
     m_logind =
         std::make_unique<ScriptedService>(m_systemBus.address(), u"org.freedesktop.login1"_s,
                                           u"/org/freedesktop/login1"_s, u"org.freedesktop.login1.Manager"_s);
@@ -81,24 +84,18 @@ void AbsenceTest::cleanup() {
     m_program.reset();
     m_mutter.reset();
     m_logind.reset();
-    // What the next test finds there.
-    const QJsonArray left = entries();
-    for (const auto& element : left) {
-        const QJsonObject entry = element.toObject();
-        const int version = entry.value(u"version").toInt();
-        static_cast<void>(m_server.push(u"entry.delete"_s, entry.value(u"id").toString(), version, {}));
-    }
+    m_server.reset();
 }
 
 bool AbsenceTest::open(const QDateTime& started) {
     const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
     const QJsonObject timer{{u"description"_s, description}, {u"start_at"_s, started.toString(Qt::ISODate)}};
-    if (m_server.push(u"timer.start"_s, id, 0, timer).value(u"status").toString() != u"accepted"_s) {
+    if (m_server->push(u"timer.start"_s, id, 0, timer).value(u"status").toString() != u"accepted"_s) {
         return false;
     }
     m_program = std::make_unique<Program>();
     m_program->setVariable(u"DBUS_SYSTEM_BUS_ADDRESS"_s, m_systemBus.address());
-    m_program->start({u"--server"_s, m_server.url()});
+    m_program->start({u"--server"_s, m_server->url()});
     return QTest::qWaitFor([&] { return m_watches == 1; }, Screen::patienceMs) &&
            QTest::qWaitFor([&] { return m_program->shows(Role::Label, u"Connected to PostgreSQL"_s); },
                            Screen::patienceMs);
@@ -146,8 +143,6 @@ void AbsenceTest::afterARestItStopsThereAndStartsAnew() {
         return QTest::qWaitFor([&] { return isAsked(); }, 1000);
     };
     QTRY_VERIFY_WITH_TIMEOUT(comesBack(), Screen::patienceMs);
-    const Element anew = m_program->elements().findStarting(u"עצור ב"_s);
-    QVERIFY(!anew.isNull());
     const auto buttons = m_program->elements().everything();
     const auto found = std::find_if(buttons.begin(), buttons.end(), [](const Element& element) {
         return element.name().contains(u"והתחל מחדש"_s);
@@ -183,7 +178,7 @@ void AbsenceTest::anOldTimerIsAskedAbout() {
 void AbsenceTest::nothingIsWatchedWhileNoTimerRuns() {
     m_program = std::make_unique<Program>();
     m_program->setVariable(u"DBUS_SYSTEM_BUS_ADDRESS"_s, m_systemBus.address());
-    m_program->start({u"--server"_s, m_server.url()});
+    m_program->start({u"--server"_s, m_server->url()});
     QTRY_VERIFY_WITH_TIMEOUT(m_program->shows(Role::Label, u"Connected to PostgreSQL"_s), Screen::patienceMs);
     QCOMPARE(m_mutter->calls().size(), 0);
     const auto start = [&] {

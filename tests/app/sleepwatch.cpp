@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString signal = u"PrepareForSleep"_s;
+const QString sleeping = u"PrepareForSleep"_s;
 
 } // namespace
 
@@ -48,7 +48,7 @@ void SleepWatchTest::initTestCase() {
     QVERIFY(m_bus.start());
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_bus.address().toUtf8());
     QVERIFY(QDBusConnection::systemBus().connect(QString(), u"/org/freedesktop/login1"_s,
-                                                 u"org.freedesktop.login1.Manager"_s, signal, this,
+                                                 u"org.freedesktop.login1.Manager"_s, sleeping, this,
                                                  SLOT(hear(bool))));
 }
 
@@ -71,7 +71,7 @@ void SleepWatchTest::cleanup() {
 
 bool SleepWatchTest::tell(bool begins) {
     const int before = m_heard;
-    m_logind->emitSignal(signal, {begins});
+    m_logind->emitSignal(sleeping, {begins});
     return QTest::qWaitFor([&] { return m_heard > before; });
 }
 
@@ -90,8 +90,8 @@ void SleepWatchTest::aBeginningThatIsReadTooLateIsMeasured() {
     m_now.passed += 20'000; // awake all the time
     m_now.awake += 20'000;
     m_now.passed += 5 * 3'600'000;
-    m_logind->emitSignal(signal, {true});
-    m_logind->emitSignal(signal, {false});
+    m_logind->emitSignal(sleeping, {true});
+    m_logind->emitSignal(sleeping, {false});
     QTRY_COMPARE(m_woke->size(), 1);
     QCOMPARE(m_woke->first().first().toLongLong(), 5 * 3'600'000);
 }
@@ -100,8 +100,8 @@ void SleepWatchTest::eachSleepCountsByItself() {
     for (const qint64 slept : {600'000, 60'000}) {
         m_now.passed += slept;
         m_woke->clear();
-        m_logind->emitSignal(signal, {true});
-        m_logind->emitSignal(signal, {false});
+        m_logind->emitSignal(sleeping, {true});
+        m_logind->emitSignal(sleeping, {false});
         QTRY_COMPARE(m_woke->size(), 1);
         QCOMPARE(m_woke->first().first().toLongLong(), slept);
     }
@@ -112,7 +112,7 @@ void SleepWatchTest::sleepBeforeTheStartDoesNotCount() {
     m_now.passed += 600'000;
     m_watch->start();
     m_now.passed += 1000;
-    m_logind->emitSignal(signal, {false});
+    m_logind->emitSignal(sleeping, {false});
     QTRY_COMPARE(m_woke->size(), 1);
     QCOMPARE(m_woke->first().first().toLongLong(), 1000);
 }
@@ -122,8 +122,8 @@ void SleepWatchTest::onlyLogindIsBelieved() {
                              u"org.freedesktop.login1.Manager"_s);
     QVERIFY(stranger.appear());
     const int before = m_heard;
-    stranger.emitSignal(signal, {true});
-    stranger.emitSignal(signal, {false});
+    stranger.emitSignal(sleeping, {true});
+    stranger.emitSignal(sleeping, {false});
     QTRY_COMPARE(m_heard, before + 2);
     QCOMPARE(m_woke->size(), 0);
 }
@@ -142,8 +142,8 @@ void SleepWatchTest::withoutLogindNothingIsTold() {
     // It comes later.
     QVERIFY(m_logind->appear());
     m_now.passed += 2000;
-    m_logind->emitSignal(signal, {true});
-    m_logind->emitSignal(signal, {false});
+    m_logind->emitSignal(sleeping, {true});
+    m_logind->emitSignal(sleeping, {false});
     QTRY_COMPARE(m_woke->size(), 1);
     QCOMPARE(m_woke->first().first().toLongLong(), 2000);
 }

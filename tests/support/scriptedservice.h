@@ -32,8 +32,6 @@ public:
     struct Call {
         QString member;
         QVariantList arguments;
-
-        bool operator==(const Call&) const = default;
     };
     using Answer = std::function<QVariantList(const QVariantList& arguments)>;
 
