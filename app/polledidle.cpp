@@ -5,6 +5,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QPointer>
 
 #include <utility>
 
@@ -32,9 +33,9 @@ void PolledIdle::stop() {
 }
 
 void PolledIdle::look() {
-    m_ask([this, run = m_run](std::optional<qint64> idle) {
-        if (run == m_run) {
-            take(idle);
+    m_ask([self = QPointer(this), run = m_run](std::optional<qint64> idle) {
+        if (self && self->m_run == run) {
+            self->take(idle);
         }
     });
 }

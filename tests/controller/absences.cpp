@@ -50,6 +50,7 @@ class ControllerAbsencesTest : public QObject {
     }
 
     std::unique_ptr<Desk> m_desk;
+    QJsonObject m_timer;
 
 private Q_SLOTS:
     void init() { startClean(); }
@@ -75,8 +76,9 @@ private Q_SLOTS:
 };
 
 void ControllerAbsencesTest::load(const QDateTime& start) {
-    m_desk = std::make_unique<Desk>();
-    serveTimer(running(u"t1"_s, start));
+    m_timer = running(u"t1"_s, start);
+    m_desk = std::make_unique<Desk>(sample::snapshot({m_timer}));
+    serveTimer(m_timer);
     QVERIFY(m_desk->load());
     m_desk->holdPushes();
 }
@@ -86,8 +88,9 @@ void ControllerAbsencesTest::serveTimer(const QJsonObject& timer) {
 }
 
 void ControllerAbsencesTest::makeBusy() {
-    m_desk->peer.answerOnce("GET", u"/v1/sync/snapshot"_s,
-                            PeerReply::json(sample::snapshot()).delivered(PeerReply::Delivery::Hold));
+    m_desk->peer.answerOnce(
+        "GET", u"/v1/sync/snapshot"_s,
+        PeerReply::json(sample::snapshot({m_timer})).delivered(PeerReply::Delivery::Hold));
     m_desk->controller->refresh();
     QTRY_COMPARE(m_desk->peer.held(), 1);
 }

@@ -15,15 +15,17 @@ using Kind = Absences::Kind;
 constexpr qint64 minute = 60'000;
 
 QJsonObject running(const QDateTime& start, const QString& workspace = u"w1"_s) {
-    QJsonObject document = WindowFixture::document();
-    document.insert(u"timer", QJsonObject{{u"id"_s, u"t1"_s},
-                                          {u"workspace_id"_s, workspace},
-                                          {u"user_id"_s, u"u1"_s},
-                                          {u"description"_s, u"Planting"_s},
-                                          {u"project_id"_s, u"p2"_s},
-                                          {u"billable"_s, true},
-                                          {u"start_at"_s, start.toString(Qt::ISODate)},
-                                          {u"version"_s, 1}});
+    const QJsonObject timer{{u"id"_s, u"t1"_s},
+                            {u"workspace_id"_s, workspace},
+                            {u"user_id"_s, u"u1"_s},
+                            {u"description"_s, u"Planting"_s},
+                            {u"project_id"_s, u"p2"_s},
+                            {u"billable"_s, true},
+                            {u"start_at"_s, start.toString(Qt::ISODate)},
+                            {u"stop_at"_s, QJsonValue()},
+                            {u"version"_s, 1}};
+    QJsonObject document = WindowFixture::document({timer});
+    document.insert(u"timer", timer);
     return document;
 }
 

@@ -9,7 +9,7 @@ RowPanel {
     required property TimerWindow window
     /// What the person recorded in it; nothing for somebody else's period.
     property var seconds: null
-    readonly property var states: ({
+    readonly property var stateNames: ({
         "open": window.label("פתוחה", "Open"),
         "submitted": window.label("הוגשה", "Submitted"),
         "approved": window.label("אושרה", "Approved")
@@ -59,7 +59,7 @@ RowPanel {
 
             objectName: "periodState"
             visible: text !== ""
-            text: period.states[period.row.status] ?? ""
+            text: period.stateNames[period.row.status] ?? ""
             color: Theme.accent
             font.pixelSize: 13
             font.bold: true
@@ -76,6 +76,7 @@ RowPanel {
             id: sum
 
             objectName: "periodSum"
+            visible: text !== ""
             // Nothing to say of a period that is not the person's own.
             text: typeof period.seconds === "number" ? period.window.duration(period.seconds) : ""
             font.pixelSize: 17
