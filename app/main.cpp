@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include "app/absencewatch.h"
 #include "app/commandline.h"
 #include "app/display.h"
 #include "app/foreground.h"
 #include "app/handover.h"
 #include "app/instance.h"
 #include "app/memoryimage.h"
+#include "app/notices.h"
 #include "app/probe.h"
 #include "app/tray.h"
 #include "controller/controller.h"
@@ -136,9 +138,14 @@ int main(int argc, char* argv[]) {
         tray.install();
     }
 
+    const Notices notices(controller, window);
+
     std::optional<Probe> probe;
+    std::optional<AbsenceWatch> absences;
     if (probing) {
         probe.emplace(controller, window, *probeFile);
+    } else {
+        absences.emplace(controller);
     }
     QTimer::singleShot(0, &controller, [&controller, server] { controller.connectServer(server); });
     return QApplication::exec();

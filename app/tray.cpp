@@ -10,14 +10,26 @@
 
 using namespace Qt::StringLiterals;
 
-Tray::Tray(Controller& controller, QQuickWindow* window)
-    : m_window(window), m_icon(QIcon(u":/qt/qml/TimerKelvaro/timer.svg"_s)) {
+namespace {
+
+QIcon iconFor(bool running) {
+    return QIcon(running ? u":/qt/qml/TimerKelvaro/timer-running.svg"_s
+                         : u":/qt/qml/TimerKelvaro/timer.svg"_s);
+}
+
+} // namespace
+
+Tray::Tray(Controller& controller, QQuickWindow* window) : m_window(window), m_icon(iconFor(false)) {
     const QString name = u"Timer.Kelvaro"_s;
     QObject::connect(m_menu.addAction(name), &QAction::triggered, &m_menu, [this] { showWindow(); });
     QObject::connect(m_menu.addAction(u"Stop timer"_s), &QAction::triggered, &controller,
                      &Controller::stopTimer);
     m_menu.addSeparator();
     QObject::connect(m_menu.addAction(u"Quit"_s), &QAction::triggered, qApp, &QCoreApplication::quit);
+
+    const auto follow = [this, &controller] { followTimer(!controller.timer().isEmpty()); };
+    QObject::connect(&controller, &Controller::changed, &m_menu, follow);
+    follow();
 
     m_icon.setContextMenu(&m_menu);
     m_icon.setToolTip(name);
@@ -32,6 +44,13 @@ Tray::Tray(Controller& controller, QQuickWindow* window)
 void Tray::install() {
     QGuiApplication::setQuitOnLastWindowClosed(false);
     m_icon.show();
+}
+
+void Tray::followTimer(bool running) {
+    if (running != m_running) {
+        m_running = running;
+        m_icon.setIcon(iconFor(running));
+    }
 }
 
 void Tray::showWindow() const {

@@ -8,8 +8,8 @@
 class Controller;
 class QQuickWindow;
 
-/// The icon in the system tray, with the menu that shows the window, stops the
-/// timer and quits. Built in any case; shown only where a tray is available.
+/// The icon in the system tray, which tells whether a timer runs, with the menu
+/// that shows the window, stops the timer and quits. Built in any case; shown only where a tray is available.
 class Tray {
 public:
     /// `window` may be null; both must outlive the tray.
@@ -19,9 +19,11 @@ public:
     void install();
 
 private:
+    void followTimer(bool running);
     void showWindow() const;
 
     QPointer<QQuickWindow> m_window;
     QMenu m_menu;
     QSystemTrayIcon m_icon;
+    bool m_running = false;
 };

@@ -5,7 +5,9 @@
 #include "controller/importview.h"
 #include "controller/reportview.h"
 #include "controller/serverlink.h"
+#include "state/absences.h"
 #include "state/document.h"
+#include "state/worksums.h"
 #include "vault/vault.h"
 
 #include <QJsonArray>
@@ -55,6 +57,9 @@ class Controller : public QObject {
     Q_PROPERTY(QVariantMap reportAbout READ reportAbout NOTIFY changed)
     Q_PROPERTY(QVariantList importRows READ importRows NOTIFY changed)
     Q_PROPERTY(QVariantMap importCounts READ importCounts NOTIFY changed)
+    Q_PROPERTY(QVariantMap absence READ absence NOTIFY changed)
+    Q_PROPERTY(QVariantList periodSums READ periodSums NOTIFY changed)
+    Q_PROPERTY(QVariantMap openWeek READ openWeek NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -109,6 +114,16 @@ public:
     /// The import's preview as rows, and how many there are: see ImportView.
     [[nodiscard]] QVariantList importRows() const;
     [[nodiscard]] QVariantMap importCounts() const;
+    /// What a person is to be asked about the running timer, which went on while nobody was there: `kind`
+    /// ("sleep", "rest" or "age"), `moment` for the answer, `since`, `until` and `time` (of `since`) as texts
+    /// in the account's time zone, and the timer's `description`; empty when there is nothing to ask.
+    [[nodiscard]] QVariantMap absence() const;
+    /// For each of periods() the seconds of the person's closed entries that lie in it; null for somebody
+    /// else's.
+    [[nodiscard]] QVariantList periodSums() const;
+    /// The week that the person is in: `seconds` recorded so far, the running timer's included, and
+    /// `days_left`, today not counted.
+    [[nodiscard]] QVariantMap openWeek() const;
     /// The message holds words of the server, which may be about anything.
     [[nodiscard]] bool messageQuotesServer() const;
 
@@ -162,6 +177,12 @@ public:
     /// Weeks begin on this day from now on, as QDate counts: where reports and their ranges count weeks
     /// themselves.
     Q_INVOKABLE void startWeeksOn(int weekday);
+    /// The time of absence() is kept: the timer goes on.
+    Q_INVOKABLE void keepTime();
+    /// Stops the timer that runs at a moment of the past, now when that is empty, as stopTimer() does.
+    Q_INVOKABLE void stopTimerAt(const QString& moment);
+    /// The same, and starts one with the same description, project and billable now.
+    Q_INVOKABLE void restartTimerFrom(const QString& moment);
     /// What speaks against a manual entry with these times, the first that holds:
     /// "order" (the end is not after the start), "period" (the server will refuse it: it
     /// lies in a closed period), "offset" (a time names none, so what it means depends on
@@ -170,6 +191,13 @@ public:
     Q_INVOKABLE [[nodiscard]] QString manualNotice(const QString& from, const QString& to) const;
     /// {`from`, `to`} as YYYY-MM-DD, of ReportRange::named today in the account's zone.
     Q_INVOKABLE [[nodiscard]] QVariantMap reportRange(const QString& name) const;
+
+    // What the machine tells
+
+    /// Nobody has been there for so long, until now.
+    void noteAbsence(Absences::Kind kind, qint64 milliseconds);
+    /// Another look at how old the timer is.
+    void noteAge();
 
     // The steps that the actions are made of
 
@@ -229,6 +257,8 @@ private:
         QString description;
         QString projectId;
         bool billable;
+        QDateTime moment{}; ///< of the past, at which it is to be stopped
+        bool anew = false;  ///< and started again now
     };
     /// What is recorded as one mutation.
     struct Change {
@@ -251,6 +281,7 @@ private:
         bool sessionRefused = false;
         std::optional<Press> press;
         QString undoable; ///< the entry that was deleted last
+        Absences absences;
     };
 
     void say(const QString& text, bool quotesServer = false);
@@ -295,7 +326,7 @@ private:
     [[nodiscard]] static Change startChange(const QString& description, const QString& projectId,
                                             bool billable);
     /// None, and the status says why, where the running timer is another workspace's.
-    [[nodiscard]] std::optional<Change> stopChange();
+    [[nodiscard]] std::optional<Change> stopChange(const QDateTime& moment = QDateTime::currentDateTimeUtc());
     /// The projected entry; {} when there is none or it was deleted.
     [[nodiscard]] QJsonObject presentEntry(const QString& id) const;
     /// Under the periods of the snapshot.
@@ -306,6 +337,14 @@ private:
 
     void press(const Press& press);
     void carryOutPress();
+    void leaveTimer(const QString& moment, bool anew);
+    void carryOutLeave(const Press& press);
+
+    [[nodiscard]] WorkSums::Owner owner() const;
+    [[nodiscard]] QTimeZone zone() const;
+    [[nodiscard]] WorkSums::Week weekNow() const;
+    /// Of the week, then of each period.
+    [[nodiscard]] QList<qint64> sumsOf(const WorkSums::Week& week, const QJsonArray& periods) const;
     /// What waits for the end of `busy` goes on.
     void noticeIdle();
     void resumeWaiting();

@@ -24,6 +24,7 @@ void Controller::projectQueue() {
 
 void Controller::show(const QJsonObject& state) {
     m_view.update(state);
+    m_personal.absences.follow(m_view.timer());
     m_retained = Retained::describe(state, m_timezone).toVariantMap();
 }
 

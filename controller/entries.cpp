@@ -12,11 +12,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The end of a timer that is stopped now: after its start, whatever the clock says.
-QDateTime stopTime(const QDateTime& started) {
-    const QDateTime now = QDateTime::currentDateTimeUtc();
+/// The end of a timer that is stopped at `moment`: after its start, whatever the clock says.
+QDateTime stopTime(const QDateTime& started, const QDateTime& moment) {
     const QDateTime earliest = started.addSecs(1);
-    return hasUtcText(earliest) ? std::max(now, earliest) : now;
+    return hasUtcText(earliest) ? std::max(moment, earliest) : moment;
 }
 
 } // namespace
@@ -44,13 +43,13 @@ void Controller::stop() {
     }
 }
 
-std::optional<Controller::Change> Controller::stopChange() {
+std::optional<Controller::Change> Controller::stopChange(const QDateTime& moment) {
     const QJsonObject& timer = m_view.timer();
     if (timer.value(u"workspace_id").toString() != m_document.workspace) {
         fail(u"Select the running timer's workspace before stopping it in this native preview."_s);
         return std::nullopt;
     }
-    const QString stopAt = utcText(stopTime(stamp(timer.value(u"start_at"))));
+    const QString stopAt = utcText(stopTime(stamp(timer.value(u"start_at")), moment));
     return Change{u"timer.stop"_s,
                   timer.value(u"id").toString(),
                   timer.value(u"version").toInt(),

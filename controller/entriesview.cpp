@@ -18,3 +18,12 @@ QJsonObject EntriesView::find(const QString& id) const {
         [&](const QJsonValue& entry, const QString& wanted) { return idOf(entry) < wanted; });
     return found == m_entries.constEnd() || idOf(*found) != id ? QJsonObject() : found->toObject();
 }
+
+QList<qint64> EntriesView::secondsIn(const QList<WorkSums::Span>& spans, const WorkSums::Owner& owner) const {
+    const QVariantList& rows = m_list.rows();
+    const bool isSame = m_sums.rows.constData() == rows.constData() && m_sums.rows.size() == rows.size();
+    if (!isSame || m_sums.spans != spans || m_sums.owner != owner) {
+        m_sums = {rows, spans, owner, WorkSums::inside(spans, m_entries, owner)};
+    }
+    return m_sums.seconds;
+}

@@ -3,6 +3,7 @@
 
 #include "controller/entrylist.h"
 #include "state/projector.h"
+#include "state/worksums.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -22,10 +23,21 @@ public:
     [[nodiscard]] const QJsonObject& timer() const { return m_timer; }
     /// The projected entry, listed or not; {} when there is none.
     [[nodiscard]] QJsonObject find(const QString& id) const;
+    /// WorkSums::inside of the entries; remembered, since whoever shows it asks again at each change.
+    [[nodiscard]] QList<qint64> secondsIn(const QList<WorkSums::Span>& spans,
+                                          const WorkSums::Owner& owner) const;
 
 private:
+    struct Sums {
+        QVariantList rows; ///< what they are of: an unchanged list stays the same
+        QList<WorkSums::Span> spans;
+        WorkSums::Owner owner;
+        QList<qint64> seconds;
+    };
+
     Projector m_projector;
     EntryList m_list;
     QJsonArray m_entries;
     QJsonObject m_timer;
+    mutable Sums m_sums;
 };

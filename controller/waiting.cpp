@@ -42,6 +42,8 @@ void Controller::carryOutPress() {
     }
     if (m_view.timer().isEmpty()) {
         start(press.description, press.projectId, press.billable);
+    } else if (press.moment.isValid()) {
+        carryOutLeave(press);
     } else {
         stop();
     }

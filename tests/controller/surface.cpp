@@ -100,6 +100,9 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "QVariantMap reportAbout by changed",
         "QVariantList importRows by changed",
         "QVariantMap importCounts by changed",
+        "QVariantMap absence by changed",
+        "QVariantList periodSums by changed",
+        "QVariantMap openWeek by changed",
     };
     QCOMPARE(properties, expected);
 }
@@ -153,6 +156,9 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "undoDelete()",
         "copyReport(QStringList,bool)",
         "startWeeksOn(int)",
+        "keepTime()",
+        "stopTimerAt(QString)",
+        "restartTimerFrom(QString)",
     };
     // Questions come behind the actions.
     const QList<QByteArray> questions{"manualNotice(QString,QString)", "reportRange(QString)"};
@@ -187,6 +193,9 @@ void SurfaceTest::aNewControllerIsIdleAndEmpty() {
     QVERIFY(controller.periods().isEmpty());
     QVERIFY(!controller.secureStorage());
     QVERIFY(controller.retained().isEmpty());
+    QVERIFY(controller.absence().isEmpty());
+    QVERIFY(controller.periodSums().isEmpty());
+    QCOMPARE(controller.openWeek().value(u"seconds"_s).toInt(), 0);
     QVERIFY(!controller.sessionRefused());
 }
 

@@ -291,6 +291,10 @@ TimerWindow {
             tabs.currentIndex = 3;
             (settings.made() as SettingsPage).showRetained()
         }
+        function onAccountWanted() {
+            tabs.currentIndex = 3;
+            (settings.made() as SettingsPage).showAccount()
+        }
     }
     Late {
         id: messageDialog
@@ -318,6 +322,11 @@ TimerWindow {
 
         settled: window.settled
         file: Qt.resolvedUrl("EntryDialog.qml")
+        given: ({ window: window, controller: window.client })
+    }
+    Late {
+        settled: window.settled
+        file: Qt.resolvedUrl("AbsenceDialog.qml")
         given: ({ window: window, controller: window.client })
     }
 }

@@ -20,6 +20,10 @@ ScrollPage {
         if (controller.busy) // else nothing was sent, and it is needed for the next try
             password.text = ""
     }
+    function showAccount() {
+        email.forceActiveFocus(Qt.TabFocusReason)
+        bringIntoView(account)
+    }
     function showRetained() {
         goTo(retained)
     }
@@ -67,6 +71,8 @@ ScrollPage {
         onClicked: page.controller.connectServer(server.text)
     }
     Note {
+        id: account
+
         objectName: "account"
         text: page.controller.accountSignedIn
               ? page.window.label("חשבון אישי: ", "Personal account: ") + page.controller.accountName

@@ -22,6 +22,8 @@ ApplicationWindow {
     signal wholeTextWanted(string text)
     /// The change that the server refused is to be seen.
     signal retainedWanted
+    /// Who is signed in, and the way to sign in again, is to be seen.
+    signal accountWanted
     /// The keyboard went to another control.
     signal stopMoved
 
@@ -40,7 +42,10 @@ ApplicationWindow {
         const [year, month, date] = day.split("-").map(Number)
         return date ? new Date(year, month - 1, date, 12).toLocaleDateString(Qt.locale(hebrew ? "he_IL" : "en_GB"), Locale.LongFormat) : ""
     }
-
+    /// Keeps the direction of times and durations in a text of either language.
+    function ltr(text: string): string {
+        return "\u2066" + text + "\u2069"
+    }
     /// Has a text spoken by assistive technology.
     function announce(text: string) {
         if (text !== "")

@@ -10,6 +10,20 @@ ScrollPage {
     id: page
 
     required property Controller controller
+    // Adding up costs something: only while it is seen.
+    readonly property var week: visible ? controller.openWeek : null
+    readonly property var sums: visible ? controller.periodSums : []
+
+    function daysLeft(days: int): string {
+        switch (days) {
+        case 0:
+            return window.label("היום הוא יומו האחרון", "today is its last day")
+        case 1:
+            return window.label("נותר יום אחד", "1 day left")
+        default:
+            return window.label("נותרו %1 ימים", "%1 days left").arg(days)
+        }
+    }
 
     spacing: 12
 
@@ -30,6 +44,13 @@ ScrollPage {
         text: page.window.label("פתח גיליון זמן בדפדפן", "Open Timesheets in browser")
         onClicked: page.controller.openTimesheetWeb()
     }
+    Note {
+        objectName: "openWeek"
+        text: page.week ? page.window.label("השבוע עד כה: ", "This week so far: ")
+                          + page.window.ltr(page.window.duration(page.week.seconds)) + " · " + page.daysLeft(page.week.days_left)
+                        : ""
+        font.bold: true
+    }
     RowList {
         objectName: "periodList"
         name: heading.text
@@ -39,6 +60,9 @@ ScrollPage {
             source: page.controller
             list: "periods"
         }
-        delegate: PeriodRow {}
+        delegate: PeriodRow {
+            window: page.window
+            seconds: page.sums[index]
+        }
     }
 }
