@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/shrinking.h"
+#include "tests/endurance/storm.h"
+#include "tests/vault/vaulthome.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QTextStream>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int defaultSeeds = 40;
+constexpr qint64 msPerMinute = 60000;
+
+struct Orders {
+    quint32 first = 1;
+    quint32 seeds = defaultSeeds;
+    qint64 mostMs = 0; ///< 0 for no limit
+};
+
+QTextStream& out() {
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+void print(const QString& title, const QMap<QString, int>& counts) {
+    out() << title << " (" << counts.size() << "):\n";
+    for (auto it = counts.begin(); it != counts.end(); ++it) {
+        out() << "  " << qSetFieldWidth(8) << it.value() << qSetFieldWidth(0) << "  " << it.key() << '\n';
+    }
+}
+
+int tellFailure(Storm& storm, quint32 seed, const History& history, const QString& problem) {
+    out() << "Seed " << seed << " failed: " << problem << "\nLooking for the shortest history ..."
+          << Qt::endl;
+    const History shortest =
+        shrunk(history, problem, [&storm](const History& part) { return storm.run(part); });
+    out() << "--history \"" << textOf(shortest) << "\"" << Qt::endl;
+    return 1;
+}
+
+int runSeeds(Storm& storm, const Orders& orders) {
+    QElapsedTimer clock;
+    clock.start();
+    quint32 done = 0;
+    while (done < orders.seeds && (orders.mostMs == 0 || clock.elapsed() < orders.mostMs)) {
+        const quint32 seed = orders.first + done;
+        const History history = historyOf(seed);
+        const QString problem = storm.run(history);
+        if (!problem.isEmpty()) {
+            return tellFailure(storm, seed, history, problem);
+        }
+        ++done;
+    }
+    print(u"Faults"_s, storm.faults());
+    print(u"Steps"_s, storm.steps());
+    print(u"States"_s, storm.states());
+    out() << done << " seeds from " << orders.first << " on, " << storm.writes() << " writes, no violation; "
+          << 1000.0 * done / static_cast<double>(std::max<qint64>(1, clock.elapsed())) << " seeds per second"
+          << Qt::endl;
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const QApplication application(argc, argv);
+    QCommandLineParser parser;
+    const QCommandLineOption seeds(u"seeds"_s, u"How many seeds to run."_s, u"number"_s,
+                                   QString::number(defaultSeeds));
+    const QCommandLineOption seed(u"seed"_s, u"The first seed."_s, u"number"_s, u"1"_s);
+    const QCommandLineOption minutes(u"minutes"_s, u"No further seed after so many minutes."_s, u"number"_s,
+                                     u"0"_s);
+    const QCommandLineOption steps(u"history"_s, u"Exactly these steps, each told with its status."_s,
+                                   u"steps"_s);
+    parser.addOptions({seeds, seed, minutes, steps});
+    parser.addHelpOption();
+    parser.process(application);
+
+    VaultHome::nameApplication();
+    World world;
+    if (!world.start()) {
+        out() << "The server does not start.\n";
+        return 1;
+    }
+    Storm storm(world);
+    if (!parser.isSet(steps)) {
+        return runSeeds(storm, {parser.value(seed).toUInt(), parser.value(seeds).toUInt(),
+                                static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute)});
+    }
+    const std::optional<History> history = historyFrom(parser.value(steps));
+    if (!history) {
+        out() << "This is no history.\n";
+        return 1;
+    }
+    storm.tellAll();
+    const QString problem = storm.run(*history);
+    out() << (problem.isEmpty() ? u"no violation"_s : problem) << Qt::endl;
+    return problem.isEmpty() ? 0 : 1;
+}
