@@ -45,6 +45,7 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"refuse-saves", 10, &Storm::refuseSaves},
         {"allow-saves", 20, &Storm::allowSaves},
         {"lose-key", 2, &Storm::loseKey},
+        {"damage-record", 3, &Storm::damageRecord},
         {"kill-server", 1, &Storm::killServer},
         {"edit-elsewhere", 20, &Storm::editElsewhere},
         {"start-elsewhere", 6, &Storm::startElsewhere},
@@ -290,6 +291,31 @@ void Storm::loseKey() {
         m_ledger->blame(u"a record without its key was given another"_s);
     }
     here.restart();
+}
+
+void Storm::damageRecord() {
+    Seat& here = seat();
+    const QString url = here.proxy.url();
+    if (!here.client().secureStorage() || here.blocker || sealedRecord(url).isEmpty()) {
+        return;
+    }
+    const QByteArray record = sealedRecord(url);
+    QByteArray damaged = record;
+    const qsizetype at = m_dice.bounded(4, static_cast<int>(record.size()));
+    damaged[at] = static_cast<char>(damaged.at(at) ^ (1 << m_dice.bounded(8)));
+    here.leave();
+    replaceSealedRecord(url, damaged);
+    here.begin();
+    here.connectServer();
+    calm();
+    here.client().start(freshText(), {}, false);
+    if (here.client().queueReady() || sealedRecord(url) != damaged) {
+        m_ledger->blame(u"a record that cannot be read was taken or replaced"_s);
+    }
+    here.leave();
+    replaceSealedRecord(url, record);
+    here.begin();
+    here.connectServer();
 }
 
 void Storm::killServer() {

@@ -19,6 +19,7 @@ struct Orders {
     quint32 first = 1;
     quint32 seeds = defaultSeeds;
     qint64 mostMs = 0; ///< 0 for no limit
+    bool asFound = false;
 };
 
 QTextStream& out() {
@@ -33,9 +34,8 @@ void print(const QString& title, const QMap<QString, int>& counts) {
     }
 }
 
-int tellFailure(Storm& storm, quint32 seed, const History& history, const QString& problem) {
-    out() << "Seed " << seed << " failed: " << problem << "\nLooking for the shortest history ..."
-          << Qt::endl;
+int tellShortest(Storm& storm, const History& history, const QString& problem) {
+    out() << "Looking for the shortest history ..." << Qt::endl;
     const History shortest =
         shrunk(history, problem, [&storm](const History& part) { return storm.run(part); });
     out() << "--history \"" << textOf(shortest) << "\"" << Qt::endl;
@@ -51,7 +51,8 @@ int runSeeds(Storm& storm, const Orders& orders) {
         const History history = historyOf(seed);
         const QString problem = storm.run(history);
         if (!problem.isEmpty()) {
-            return tellFailure(storm, seed, history, problem);
+            out() << "Seed " << seed << " failed: " << problem << Qt::endl;
+            return orders.asFound ? 1 : tellShortest(storm, history, problem);
         }
         ++done;
     }
@@ -76,7 +77,8 @@ int main(int argc, char** argv) {
                                      u"0"_s);
     const QCommandLineOption steps(u"history"_s, u"Exactly these steps, each told with its status."_s,
                                    u"steps"_s);
-    parser.addOptions({seeds, seed, minutes, steps});
+    const QCommandLineOption asFound(u"as-found"_s, u"Do not look for a shorter history that fails."_s);
+    parser.addOptions({seeds, seed, minutes, steps, asFound});
     parser.addHelpOption();
     parser.process(application);
 
@@ -89,7 +91,8 @@ int main(int argc, char** argv) {
     Storm storm(world);
     if (!parser.isSet(steps)) {
         return runSeeds(storm, {parser.value(seed).toUInt(), parser.value(seeds).toUInt(),
-                                static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute)});
+                                static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute),
+                                parser.isSet(asFound)});
     }
     const std::optional<History> history = historyFrom(parser.value(steps));
     if (!history) {

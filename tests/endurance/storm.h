@@ -80,6 +80,7 @@ private:
     void refuseSaves();
     void allowSaves();
     void loseKey();
+    void damageRecord();
     void killServer();
     void editElsewhere();
     void startElsewhere();
