@@ -8,16 +8,19 @@
 #include <QElapsedTimer>
 #include <QTextStream>
 
+#include <limits>
+
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int defaultSeeds = 40;
+/// What the tests take of it.
+const QString defaultMinutes = u"0.75"_s;
 constexpr qint64 msPerMinute = 60000;
 
 struct Orders {
     quint32 first = 1;
-    quint32 seeds = defaultSeeds;
+    quint32 seeds = std::numeric_limits<quint32>::max();
     qint64 mostMs = 0; ///< 0 for no limit
     bool asFound = false;
 };
@@ -70,11 +73,10 @@ int runSeeds(Storm& storm, const Orders& orders) {
 int main(int argc, char** argv) {
     const QApplication application(argc, argv);
     QCommandLineParser parser;
-    const QCommandLineOption seeds(u"seeds"_s, u"How many seeds to run."_s, u"number"_s,
-                                   QString::number(defaultSeeds));
+    const QCommandLineOption seeds(u"seeds"_s, u"How many seeds to run."_s, u"number"_s);
     const QCommandLineOption seed(u"seed"_s, u"The first seed."_s, u"number"_s, u"1"_s);
     const QCommandLineOption minutes(u"minutes"_s, u"No further seed after so many minutes."_s, u"number"_s,
-                                     u"0"_s);
+                                     defaultMinutes);
     const QCommandLineOption steps(u"history"_s, u"Exactly these steps, each told with its status."_s,
                                    u"steps"_s);
     const QCommandLineOption asFound(u"as-found"_s, u"Do not look for a shorter history that fails."_s);
@@ -90,9 +92,14 @@ int main(int argc, char** argv) {
     }
     Storm storm(world);
     if (!parser.isSet(steps)) {
-        return runSeeds(storm, {parser.value(seed).toUInt(), parser.value(seeds).toUInt(),
-                                static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute),
-                                parser.isSet(asFound)});
+        Orders orders{.first = parser.value(seed).toUInt(), .asFound = parser.isSet(asFound)};
+        if (parser.isSet(seeds)) {
+            orders.seeds = parser.value(seeds).toUInt();
+        }
+        if (parser.isSet(minutes) || !parser.isSet(seeds)) {
+            orders.mostMs = static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute);
+        }
+        return runSeeds(storm, orders);
     }
     const std::optional<History> history = historyFrom(parser.value(steps));
     if (!history) {

@@ -4,7 +4,9 @@
 #include "tests/support/brokendisk.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
+#include <cstdio>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,15 +18,19 @@ bool armed = false;
 bool broken = false;
 bool mends = false;
 int goodCalls = 0;
+char brokenName[PATH_MAX];
 
-/// Whether the call that asks fails; `errno` says why.
-bool breaks() {
+/// Whether the call that asks, for this file, fails; `errno` says why.
+bool breaks(const char* path) {
     if (!armed || (broken && mends)) {
         return false;
     }
     if (goodCalls > 0) {
         --goodCalls;
         return false;
+    }
+    if (!broken) {
+        std::snprintf(brokenName, sizeof brokenName, "%s", path);
     }
     broken = true;
     errno = mends ? EIO : ENOSPC;
@@ -38,7 +44,13 @@ bool isOnDisk(int file) {
 }
 
 bool breaksFor(int file) {
-    return isOnDisk(file) && breaks();
+    if (!isOnDisk(file)) {
+        return false;
+    }
+    char path[PATH_MAX] = {};
+    char link[32];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", file);
+    return readlink(link, path, sizeof path - 1) >= 0 && breaks(path);
 }
 
 template <typename Call>
@@ -52,6 +64,7 @@ BrokenDisk::BrokenDisk(int good, Mend mend) {
     goodCalls = good;
     mends = mend == Mend::AtOnce;
     broken = false;
+    brokenName[0] = '\0';
     armed = true;
 }
 
@@ -61,6 +74,10 @@ BrokenDisk::~BrokenDisk() {
 
 bool BrokenDisk::hasBroken() {
     return broken;
+}
+
+QByteArray BrokenDisk::brokenPath() {
+    return brokenName;
 }
 
 extern "C" {
@@ -86,11 +103,11 @@ int ftruncate64(int file, off64_t size) noexcept {
 }
 
 int rename(const char* from, const char* to) noexcept {
-    return breaks() ? -1 : real(&rename, "rename")(from, to);
+    return breaks(to) ? -1 : real(&rename, "rename")(from, to);
 }
 
 int unlink(const char* path) noexcept {
-    return breaks() ? -1 : real(&unlink, "unlink")(path);
+    return breaks(path) ? -1 : real(&unlink, "unlink")(path);
 }
 
 int open64(const char* path, int flags, ...) {
@@ -99,7 +116,7 @@ int open64(const char* path, int flags, ...) {
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     const bool writes = (flags & O_ACCMODE) != O_RDONLY;
-    return writes && breaks() ? -1 : real(&open64, "open64")(path, flags, mode);
+    return writes && breaks(path) ? -1 : real(&open64, "open64")(path, flags, mode);
 }
 
 } // extern "C"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QtGlobal>
+#include <QByteArray>
 
 /// A disk that goes wrong at a chosen moment. While one lives, every call of this
 /// program that changes a file or a folder counts, those of its libraries too: the
@@ -19,4 +19,6 @@ public:
 
     /// Whether a call has failed.
     [[nodiscard]] static bool hasBroken();
+    /// Of the file whose call failed first.
+    [[nodiscard]] static QByteArray brokenPath();
 };
