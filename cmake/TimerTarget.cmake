@@ -12,3 +12,6 @@ if(TIMER_SANITIZE)
                                                     -fno-omit-frame-pointer)
     target_link_options(timer_settings INTERFACE -fsanitize=address,undefined)
 endif()
+if(TIMER_BUILD_FUZZERS)
+    target_compile_options(timer_settings INTERFACE -fsanitize=fuzzer-no-link) # counts what was reached
+endif()

@@ -41,13 +41,24 @@ std::optional<bool> hasTable(const QSqlDatabase& database) {
     return found ? std::optional(found->toBool()) : std::nullopt;
 }
 
+// Whether the table is as it was made. Where a page was lost the record is not found
+// either, and what is left of it must not be taken for a first use.
+bool isEmpty(const QSqlDatabase& database) {
+    const auto row = ask(database, u"SELECT EXISTS(SELECT 1 FROM vault)"_s);
+    const auto verdict = ask(database, u"PRAGMA quick_check(1)"_s);
+    return row && !row->toBool() && verdict && verdict->toString() == u"ok"_s;
+}
+
 std::optional<QByteArray> markIn(const QSqlDatabase& database) {
     const std::optional<bool> table = hasTable(database);
     if (!table.value_or(false)) {
         return table ? std::optional(QByteArray()) : std::nullopt;
     }
     const auto mark = ask(database, u"SELECT substr(payload,1,%1) FROM vault WHERE id=1"_s.arg(markSize));
-    return mark ? std::optional(mark->toByteArray()) : std::nullopt;
+    if (!mark || (!mark->isValid() && !isEmpty(database))) {
+        return std::nullopt;
+    }
+    return mark->toByteArray();
 }
 
 } // namespace
@@ -122,7 +133,7 @@ bool RecordFile::openDatabase() {
 
 std::optional<QByteArray> RecordFile::read() {
     const std::optional<QVariant> payload = ask(m_database, u"SELECT payload FROM vault WHERE id=1"_s);
-    if (!payload) {
+    if (!payload || (!payload->isValid() && !isEmpty(m_database))) {
         return std::nullopt;
     }
     QByteArray record = payload->toByteArray();

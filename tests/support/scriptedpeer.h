@@ -88,6 +88,9 @@ public:
     void goOffline();
     void goOnline();
 
+    /// Takes the first request from what arrived; false until it is whole.
+    [[nodiscard]] static bool takeRequest(QByteArray& input, PeerRequest& request);
+
 private:
     struct Connection {
         QByteArray input;
@@ -100,7 +103,6 @@ private:
 
     void accept();
     void read(QTcpSocket* socket);
-    [[nodiscard]] static bool takeRequest(QByteArray& input, PeerRequest& request);
     [[nodiscard]] PeerReply script(const PeerRequest& request);
     void forward(QTcpSocket* socket, const PeerRequest& request, PeerReply reply);
     void deliver(QTcpSocket* socket, const PeerReply& reply);

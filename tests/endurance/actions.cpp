@@ -1,0 +1,348 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/storm.h"
+
+#include "tests/support/client.h"
+#include "tests/vault/vaulthome.h"
+
+#include <QDateTime>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+const std::vector<Storm::Action>& Storm::actions() {
+    static const std::vector<Action> all{
+        {"flow", 100, &Storm::flow},
+        {"pass", 160, &Storm::pass},
+        {"serve", 40, &Storm::serve},
+        {"break", 160, &Storm::breakOne},
+        {"time-out", 25, &Storm::passTimeout},
+        {"period", 40, &Storm::passPeriod},
+        {"pause", 5, &Storm::passPause},
+        {"offline", 8, &Storm::goOffline},
+        {"online", 16, &Storm::goOnline},
+        {"start", 60, &Storm::start},
+        {"stop", 50, &Storm::stop},
+        {"toggle", 20, &Storm::toggle},
+        {"stop-timer", 10, &Storm::stopTimer},
+        {"manual", 60, &Storm::addManual},
+        {"edit", 60, &Storm::edit},
+        {"sync", 40, &Storm::synchronize},
+        {"refresh", 10, &Storm::refresh},
+        {"workspace", 15, &Storm::selectWorkspace},
+        {"sign-in", 35, &Storm::signIn},
+        {"sign-out", 20, &Storm::signOut},
+        {"renew", 15, &Storm::renew},
+        {"resend", 20, &Storm::resend},
+        {"remove-retained", 6, &Storm::removeRetained},
+        {"remove-pending", 4, &Storm::removePending},
+        {"export", 3, &Storm::exportPending},
+        {"connect", 20, &Storm::connectServer},
+        {"report", 10, &Storm::report},
+        {"restart", 15, &Storm::restart},
+        {"kill", 15, &Storm::kill},
+        {"second-program", 3, &Storm::startSecondProgram},
+        {"second-device", 6, &Storm::startSecondDevice},
+        {"refuse-saves", 10, &Storm::refuseSaves},
+        {"allow-saves", 20, &Storm::allowSaves},
+        {"lose-key", 2, &Storm::loseKey},
+        {"damage-record", 3, &Storm::damageRecord},
+        {"kill-server", 1, &Storm::killServer},
+        {"edit-elsewhere", 20, &Storm::editElsewhere},
+        {"start-elsewhere", 6, &Storm::startElsewhere},
+        {"close-periods", 8, &Storm::closePeriods},
+        {"reopen-periods", 10, &Storm::reopenPeriods},
+        {"end-sessions", 8, &Storm::endSessions},
+    };
+    return all;
+}
+
+QString Storm::freshText() {
+    return u"storm-%1-%2"_s.arg(++m_texts).arg(m_dice.generate());
+}
+
+// A person
+
+void Storm::start() {
+    seat().client().start(freshText(), {}, false);
+}
+
+void Storm::stop() {
+    seat().client().stop();
+}
+
+void Storm::toggle() {
+    seat().client().toggleTimer(freshText(), {}, true);
+}
+
+void Storm::stopTimer() {
+    seat().client().stopTimer();
+}
+
+void Storm::addManual() {
+    Seat& here = seat();
+    const QDateTime end = QDateTime::currentDateTimeUtc().addSecs(-60 * m_dice.bounded(1, 4000));
+    here.client().addManual(freshText(), {}, end.addSecs(-600).toString(Qt::ISODate),
+                            end.toString(Qt::ISODate), false);
+}
+
+void Storm::edit() {
+    Seat& here = seat();
+    const QVariantList entries = here.client().entries();
+    if (entries.isEmpty()) {
+        return;
+    }
+    const QVariantMap entry = entries.at(m_dice.bounded(static_cast<int>(entries.size()))).toMap();
+    const int before = here.client().pending();
+    here.client().editDescription(entry.value(u"id"_s).toString(), freshText());
+    if (entry.value(u"period_locked"_s).toBool() && here.client().pending() != before) {
+        m_ledger->blame(u"an entry in a closed period was edited"_s);
+    }
+}
+
+void Storm::synchronize() {
+    seat().client().synchronize();
+}
+
+void Storm::refresh() {
+    seat().client().refresh();
+}
+
+void Storm::selectWorkspace() {
+    Seat& here = seat();
+    const QVariantList workspaces = here.client().workspaces();
+    if (!workspaces.isEmpty()) {
+        const int index = m_dice.bounded(static_cast<int>(workspaces.size()));
+        here.client().selectWorkspace(workspaces.at(index).toMap().value(u"id"_s).toString());
+    }
+}
+
+void Storm::signIn() {
+    Seat& here = seat();
+    const QString email = m_dice.bounded(3) == 0 ? AccountServer::eli() : AccountServer::dana();
+    here.client().loginAccount(email, AccountServer::password());
+}
+
+void Storm::signOut() {
+    seat().client().logoutAccount();
+}
+
+void Storm::renew() {
+    Seat& here = seat();
+    const QString email = m_dice.bounded(4) == 0 ? AccountServer::eli() : AccountServer::dana();
+    here.client().renewSession(email, AccountServer::password());
+}
+
+void Storm::resend() {
+    seat().client().resendRetained();
+}
+
+void Storm::removeRetained() {
+    removeHere(&Controller::removeRetained);
+}
+
+void Storm::removePending() {
+    removeHere(&Controller::removePending);
+}
+
+void Storm::exportPending() {
+    removeHere(&Controller::exportPending);
+}
+
+void Storm::removeHere(void (Controller::*remove)()) {
+    Seat& here = seat();
+    const bool isWritable = m_dice.bounded(4) > 0;
+    setAside(here, isWritable ? u"copy-%1.json"_s : u"no-such-folder/copy-%1.json"_s, remove);
+}
+
+void Storm::setAside(Seat& here, const QString& name, void (Controller::*remove)()) {
+    const QString fileName = m_folder.filePath(name.arg(++m_files));
+    m_dialogs.choose(fileName);
+    here.witness().expectFile(fileName);
+    (here.client().*remove)();
+    here.witness().expectFile({});
+}
+
+void Storm::connectServer() {
+    seat().connectServer();
+}
+
+void Storm::report() {
+    Seat& here = seat();
+    here.witness().seeReport();
+    here.client().queryReport(u"summary"_s, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+}
+
+void Storm::restart() {
+    seat().restart();
+}
+
+void Storm::kill() {
+    seat().kill();
+}
+
+void Storm::startSecondProgram() {
+    Seat& here = seat();
+    if (!here.client().secureStorage()) {
+        return;
+    }
+    Controller second;
+    second.connectServer(here.proxy.url());
+    const bool answered = QTest::qWaitFor([&] { return !second.busy() || second.secureStorage(); });
+    if (!answered || second.secureStorage()) {
+        m_ledger->blame(u"two programs have one vault"_s);
+    }
+}
+
+void Storm::startSecondDevice() {
+    if (m_seatCount == 1) {
+        m_seatCount = 2;
+        m_seats[1]->empty(*m_ledger);
+        m_seats[1]->connectServer();
+    }
+}
+
+// The network and the time
+
+Seat* Storm::seatWithRequests() {
+    Seat& first = seat();
+    if (first.proxy.waiting() > 0) {
+        return &first;
+    }
+    for (const auto& other : m_seats) {
+        if (other->proxy.waiting() > 0) {
+            return other.get();
+        }
+    }
+    return nullptr;
+}
+
+void Storm::flow() {
+    flowEverywhere();
+}
+
+void Storm::pass() {
+    if (Seat* here = seatWithRequests()) {
+        const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
+        m_detail = here->proxy.at(index).path();
+        here->proxy.finish(index, FaultProxy::Fault::None, m_dice);
+    }
+}
+
+void Storm::serve() {
+    if (Seat* here = seatWithRequests()) {
+        here->proxy.serve(m_dice.bounded(static_cast<int>(here->proxy.waiting())));
+    }
+}
+
+void Storm::breakOne() {
+    if (Seat* here = seatWithRequests()) {
+        const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
+        const FaultProxy::Fault fault = FaultProxy::draw(here->proxy.at(index), m_dice);
+        m_detail = here->proxy.at(index).path() + u' ' + FaultProxy::nameOf(fault);
+        here->proxy.finish(index, fault, m_dice);
+    }
+}
+
+void Storm::passTimeout() {
+    seat().passTimeout();
+}
+
+void Storm::passPeriod() {
+    seat().passPeriod();
+}
+
+void Storm::passPause() {
+    seat().passPause();
+}
+
+void Storm::goOffline() {
+    seat().proxy.goOffline();
+}
+
+void Storm::goOnline() {
+    seat().proxy.goOnline();
+}
+
+// The device and the server
+
+void Storm::refuseSaves() {
+    Seat& here = seat();
+    if (!here.blocker && here.client().secureStorage()) {
+        here.blocker = std::make_unique<SaveBlocker>(here.proxy.url());
+    }
+}
+
+void Storm::allowSaves() {
+    seat().blocker.reset();
+}
+
+void Storm::loseKey() {
+    Seat& here = seat();
+    if (!here.client().secureStorage() || sealedRecord(here.proxy.url()).isEmpty()) {
+        return;
+    }
+    const QByteArray key = here.witness().key();
+    const bool deleted = VaultHome::deleteKey(here.proxy.url());
+    here.restart();
+    calm();
+    const bool opened = here.client().secureStorage();
+    const bool made = !VaultHome::storedKey(here.proxy.url()).isEmpty();
+    if (!deleted || opened || made || !VaultHome::storeKey(here.proxy.url(), key)) {
+        m_ledger->blame(u"a record without its key was given another"_s);
+    }
+    here.restart();
+}
+
+void Storm::damageRecord() {
+    Seat& here = seat();
+    const QString url = here.proxy.url();
+    if (!here.client().secureStorage() || here.blocker || sealedRecord(url).isEmpty()) {
+        return;
+    }
+    const QByteArray record = sealedRecord(url);
+    QByteArray damaged = record;
+    const qsizetype at = m_dice.bounded(4, static_cast<int>(record.size()));
+    damaged[at] = static_cast<char>(damaged.at(at) ^ (1 << m_dice.bounded(8)));
+    here.leave();
+    replaceSealedRecord(url, damaged);
+    here.begin();
+    here.connectServer();
+    calm();
+    here.client().start(freshText(), {}, false);
+    if (here.client().queueReady() || sealedRecord(url) != damaged) {
+        m_ledger->blame(u"a record that cannot be read was taken or replaced"_s);
+    }
+    here.leave();
+    replaceSealedRecord(url, record);
+    here.begin();
+    here.connectServer();
+}
+
+void Storm::killServer() {
+    if (!m_world.restart()) {
+        m_ledger->blame(u"the server does not start again"_s);
+    }
+}
+
+void Storm::editElsewhere() {
+    const QStringList entities = m_world.entities();
+    if (!entities.isEmpty()) {
+        m_world.editEntry(entities.at(m_dice.bounded(static_cast<int>(entities.size()))));
+    }
+}
+
+void Storm::startElsewhere() {
+    m_world.startTimer(seat().client().accountId());
+}
+
+void Storm::closePeriods() {
+    m_world.closePeriods(seat().client().accountId());
+}
+
+void Storm::reopenPeriods() {
+    m_world.reopenPeriods();
+}
+
+void Storm::endSessions() {
+    m_world.endSessions();
+}

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/support/scriptedpeer.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QJsonObject>
+#include <QList>
+#include <QMap>
+#include <QNetworkAccessManager>
+#include <QObject>
+#include <QPointer>
+#include <QRandomGenerator>
+#include <QString>
+#include <QTcpServer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class QTcpSocket;
+
+/// Stands between one client and the server, and lets nothing through by itself:
+/// each request waits until it is told what becomes of it. So the order of all
+/// events is the caller's, and the same decisions give the same run.
+class FaultProxy : public QObject {
+public:
+    /// What can become of a request besides the server's reply.
+    enum class Fault {
+        None,
+        LostRequest,   ///< The connection ends before the server saw it.
+        LostReply,     ///< The server has acted, the connection ends without a byte.
+        Cut,           ///< The reply ends at any byte.
+        Stall,         ///< The reply stops at any byte, and the connection stays open.
+        Trickle,       ///< The reply comes in small pieces.
+        Repeat,        ///< The server gets the request twice.
+        Twice,         ///< The client gets the reply twice.
+        ErrorBefore,   ///< 500, and the server saw nothing.
+        ErrorAfter,    ///< 500, but the server has acted.
+        BadGateway,    ///< 502 with a page.
+        Redirect,      ///< 302
+        NoContent,     ///< 204
+        Unauthorized,  ///< 401 by something in between.
+        Garbage,       ///< A body that is no JSON.
+        GarbageHead,   ///< No HTTP at all.
+        Array,         ///< JSON, but no object.
+        WrongType,     ///< One member of the reply is of another type.
+        Missing,       ///< One member of the reply is not there.
+        TooLong,       ///< More than a client takes.
+        OtherIdentity, ///< Somebody else is said to ask.
+        ForeignResult, ///< The answer to another change.
+        NoResult,      ///< An acknowledgement of nothing.
+    };
+
+    struct Answer {
+        int status = 0; ///< 0 when the server could not be reached
+        QByteArray body;
+    };
+
+    /// A request that waits.
+    struct Waiting {
+        PeerRequest request;
+        QPointer<QTcpSocket> socket;
+        std::optional<Answer> answer; ///< what the server said, when it was asked
+        bool stalled = false;         ///< the reply has begun and does not go on
+
+        /// Behind "/v1", without the query.
+        [[nodiscard]] QString path() const { return request.path.mid(3); }
+    };
+
+    /// The id that OtherIdentity puts in.
+    static QString alien();
+    static QString nameOf(Fault fault);
+    /// One of the faults that fit the request, the plain ones most often.
+    static Fault draw(const Waiting& waiting, QRandomGenerator& dice);
+
+    /// On a port of its own for each `number`, so that a client's vault is known.
+    FaultProxy();
+
+    [[nodiscard]] QString url() const;
+    void forwardTo(const QString& server) { m_behind = server; }
+
+    [[nodiscard]] qsizetype waiting() const { return m_waiting.size(); }
+    [[nodiscard]] const Waiting& at(qsizetype index) const { return *m_waiting.at(index); }
+
+    /// The server gets the request, and the reply waits.
+    void serve(qsizetype index);
+    /// The request ends; a server that has not been asked yet is asked where the fault is later.
+    void finish(qsizetype index, Fault fault, QRandomGenerator& dice);
+
+    /// Refuses connections and ends the open ones, until goOnline().
+    void goOffline();
+    void goOnline();
+
+    /// How often each fault was injected.
+    [[nodiscard]] const QMap<QString, int>& counts() const { return m_counts; }
+
+    std::function<void(const PeerRequest& request)> arrived;
+    /// What the client was told, whole and as an object; status 0 when it was told nothing.
+    std::function<void(const PeerRequest& request, int status, const QJsonObject& reply)> told;
+
+private:
+    void accept();
+    void read(QTcpSocket* socket);
+    void forget(QTcpSocket* socket);
+    [[nodiscard]] Answer ask(const PeerRequest& request);
+    [[nodiscard]] Answer falsified(const Waiting& waiting, Fault fault, QRandomGenerator& dice) const;
+    void answer(const Waiting& waiting, const Answer& answer);
+    void stall(qsizetype index, const QByteArray& part);
+    void drop(const Waiting& waiting);
+
+    QTcpServer m_server;
+    quint16 m_port = 0;
+    QString m_behind;
+    QHash<QTcpSocket*, QByteArray> m_inputs;
+    QList<std::shared_ptr<Waiting>> m_waiting;
+    QMap<QString, int> m_counts;
+    QNetworkAccessManager m_network;
+};

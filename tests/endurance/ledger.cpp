@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/ledger.h"
+
+#include <QJsonDocument>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool isCreation(const QJsonObject& mutation) {
+    const QString operation = mutation.value(u"operation").toString();
+    return operation == u"timer.start"_s || operation == u"entry.create"_s;
+}
+
+QString textOf(const QJsonObject& mutation) {
+    return QString::fromUtf8(QJsonDocument(mutation).toJson(QJsonDocument::Compact));
+}
+
+} // namespace
+
+QString idOf(const QJsonObject& mutation) {
+    return mutation.value(u"mutation_id").toString();
+}
+
+QJsonObject mutationOf(const QJsonValue& item) {
+    return item[u"mutation"].toObject();
+}
+
+void Ledger::blame(const QString& problem) {
+    if (m_problem.isEmpty()) {
+        m_problem = problem;
+    }
+}
+
+void Ledger::record(const QString& account, const QJsonObject& mutation) {
+    m_writes.insert(idOf(mutation), {account, mutation, {}, {}, false});
+}
+
+void Ledger::recordAgain(const QString& former, const QJsonObject& mutation) {
+    QJsonObject expected = of(former).mutation;
+    expected.insert(u"mutation_id"_s, mutation.value(u"mutation_id"));
+    expected.insert(u"base_version"_s, mutation.value(u"base_version"));
+    if (mutation != expected) {
+        blame(u"sent again with another content: "_s + textOf(mutation));
+    }
+    m_writes[former].sentAgain = idOf(mutation);
+    record(of(former).account, mutation);
+}
+
+void Ledger::recordInFile(const QJsonObject& mutation) {
+    if (!knows(idOf(mutation)) || of(idOf(mutation)).mutation != mutation) {
+        blame(u"a file holds what nobody recorded: "_s + textOf(mutation));
+        return;
+    }
+    m_writes[idOf(mutation)].inFile = true;
+}
+
+void Ledger::recordRequest(const QString& mutation, const QByteArray& bytes) {
+    QByteArray& first = m_writes[mutation].bytes;
+    if (!first.isNull() && first != bytes) {
+        blame(u"a retry has other bytes: "_s + QString::fromUtf8(bytes));
+    }
+    first = bytes;
+}
+
+int Ledger::accepted(const Write& write) const {
+    const int here = m_world.verdict(idOf(write.mutation)) == u"accepted"_s ? 1 : 0;
+    return here + (write.sentAgain.isEmpty() ? 0 : accepted(of(write.sentAgain)));
+}
+
+bool Ledger::isInFile(const Write& write) const {
+    return write.inFile || (!write.sentAgain.isEmpty() && isInFile(of(write.sentAgain)));
+}
+
+void Ledger::settleWrite(const Write& write) {
+    const int times = accepted(write);
+    if (times > 1) {
+        blame(u"accepted %1 times: "_s.arg(times) + textOf(write.mutation));
+    }
+    if (times == 0 && !isInFile(write)) {
+        blame(u"lost: "_s + textOf(write.mutation));
+    }
+    if (!isCreation(write.mutation)) {
+        return;
+    }
+    const QString entity = write.mutation.value(u"entity_id").toString();
+    const QString description = write.mutation.value(u"payload")[u"description"].toString();
+    if (times == 1 && m_world.entriesWith(u"id"_s, entity) != 1) {
+        blame(u"accepted, but not on the server: "_s + textOf(write.mutation));
+    }
+    if (m_world.entriesWith(u"description"_s, description) > 1) {
+        blame(u"twice on the server: "_s + textOf(write.mutation));
+    }
+}
+
+void Ledger::settle() {
+    QSet<QString> entities = m_world.others();
+    for (const Write& write : std::as_const(m_writes)) {
+        entities.insert(write.mutation.value(u"entity_id").toString());
+        settleWrite(write);
+    }
+    const QStringList found = m_world.entities();
+    for (const QString& entity : found) {
+        if (!entities.contains(entity)) {
+            blame(u"on the server, but nobody entered it: "_s + entity);
+        }
+    }
+    const QStringList answered = m_world.answered();
+    for (const QString& mutation : answered) {
+        if (!knows(mutation)) {
+            blame(u"answered, but nobody recorded it: "_s + mutation);
+        }
+    }
+}

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/endurance/world.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QJsonObject>
+#include <QString>
+
+/// What people were told was saved, and what became of it: the judge of a run.
+class Ledger {
+public:
+    explicit Ledger(const World& world) : m_world(world) {}
+
+    struct Write {
+        QString account;
+        QJsonObject mutation;
+        QByteArray bytes;  ///< of the first request that carried it
+        QString sentAgain; ///< the change that a person made of it
+        bool inFile = false;
+    };
+
+    void record(const QString& account, const QJsonObject& mutation);
+    /// A person sends a refused change again, as this one.
+    void recordAgain(const QString& former, const QJsonObject& mutation);
+    void recordInFile(const QJsonObject& mutation);
+    /// What goes out for this change.
+    void recordRequest(const QString& mutation, const QByteArray& bytes);
+
+    [[nodiscard]] bool knows(const QString& mutation) const { return m_writes.contains(mutation); }
+    [[nodiscard]] const Write& of(const QString& mutation) const {
+        return m_writes.constFind(mutation).value();
+    }
+    [[nodiscard]] qsizetype size() const { return m_writes.size(); }
+
+    /// What a person was promised and the server, the files and the queue do not have. To be asked when
+    /// nothing waits any more.
+    void settle();
+
+    /// The first thing that went wrong; empty when nothing did.
+    [[nodiscard]] const QString& problem() const { return m_problem; }
+    void blame(const QString& problem);
+
+    [[nodiscard]] const World& world() const { return m_world; }
+
+private:
+    void settleWrite(const Write& write);
+    [[nodiscard]] int accepted(const Write& write) const;
+    [[nodiscard]] bool isInFile(const Write& write) const;
+
+    const World& m_world;
+    QHash<QString, Write> m_writes;
+    QString m_problem;
+};
+
+/// The id of a change, and of a queue item's.
+[[nodiscard]] QString idOf(const QJsonObject& mutation);
+[[nodiscard]] QJsonObject mutationOf(const QJsonValue& item);

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/shrinking.h"
+#include "tests/endurance/storm.h"
+#include "tests/vault/vaulthome.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QTextStream>
+
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// What the tests take of it.
+const QString defaultMinutes = u"0.75"_s;
+constexpr qint64 msPerMinute = 60000;
+
+struct Orders {
+    quint32 first = 1;
+    quint32 seeds = std::numeric_limits<quint32>::max();
+    qint64 mostMs = 0; ///< 0 for no limit
+    bool asFound = false;
+};
+
+QTextStream& out() {
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+void print(const QString& title, const QMap<QString, int>& counts) {
+    out() << title << " (" << counts.size() << "):\n";
+    for (auto it = counts.begin(); it != counts.end(); ++it) {
+        out() << "  " << qSetFieldWidth(8) << it.value() << qSetFieldWidth(0) << "  " << it.key() << '\n';
+    }
+}
+
+int tellShortest(Storm& storm, const History& history, const QString& problem) {
+    out() << "Looking for the shortest history ..." << Qt::endl;
+    const History shortest =
+        shrunk(history, problem, [&storm](const History& part) { return storm.run(part); });
+    out() << "--history \"" << textOf(shortest) << "\"" << Qt::endl;
+    return 1;
+}
+
+int runSeeds(Storm& storm, const Orders& orders) {
+    QElapsedTimer clock;
+    clock.start();
+    quint32 done = 0;
+    while (done < orders.seeds && (orders.mostMs == 0 || clock.elapsed() < orders.mostMs)) {
+        const quint32 seed = orders.first + done;
+        const History history = historyOf(seed);
+        const QString problem = storm.run(history);
+        if (!problem.isEmpty()) {
+            out() << "Seed " << seed << " failed: " << problem << Qt::endl;
+            return orders.asFound ? 1 : tellShortest(storm, history, problem);
+        }
+        ++done;
+    }
+    print(u"Faults"_s, storm.faults());
+    print(u"Steps"_s, storm.steps());
+    print(u"States"_s, storm.states());
+    out() << done << " seeds from " << orders.first << " on, " << storm.writes() << " writes, no violation; "
+          << 1000.0 * done / static_cast<double>(std::max<qint64>(1, clock.elapsed())) << " seeds per second"
+          << Qt::endl;
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const QApplication application(argc, argv);
+    QCommandLineParser parser;
+    const QCommandLineOption seeds(u"seeds"_s, u"How many seeds to run."_s, u"number"_s);
+    const QCommandLineOption seed(u"seed"_s, u"The first seed."_s, u"number"_s, u"1"_s);
+    const QCommandLineOption minutes(u"minutes"_s, u"No further seed after so many minutes."_s, u"number"_s,
+                                     defaultMinutes);
+    const QCommandLineOption steps(u"history"_s, u"Exactly these steps, each told with its status."_s,
+                                   u"steps"_s);
+    const QCommandLineOption asFound(u"as-found"_s, u"Do not look for a shorter history that fails."_s);
+    parser.addOptions({seeds, seed, minutes, steps, asFound});
+    parser.addHelpOption();
+    parser.process(application);
+
+    VaultHome::nameApplication();
+    World world;
+    if (!world.start()) {
+        out() << "The server does not start.\n";
+        return 1;
+    }
+    Storm storm(world);
+    if (!parser.isSet(steps)) {
+        Orders orders{.first = parser.value(seed).toUInt(), .asFound = parser.isSet(asFound)};
+        if (parser.isSet(seeds)) {
+            orders.seeds = parser.value(seeds).toUInt();
+        }
+        if (parser.isSet(minutes) || !parser.isSet(seeds)) {
+            orders.mostMs = static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute);
+        }
+        return runSeeds(storm, orders);
+    }
+    const std::optional<History> history = historyFrom(parser.value(steps));
+    if (!history) {
+        out() << "This is no history.\n";
+        return 1;
+    }
+    storm.tellAll();
+    const QString problem = storm.run(*history);
+    out() << (problem.isEmpty() ? u"no violation"_s : problem) << Qt::endl;
+    return problem.isEmpty() ? 0 : 1;
+}

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/seat.h"
+
+#include "tests/support/client.h"
+
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTimer>
+#include <qt6keychain/keychain.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int periodMs = 15000;
+constexpr int shortestTimeoutMs = 10000;
+constexpr int longestTimeoutMs = 12000;
+/// Nothing that a storm does takes so long: time passes when it says so.
+constexpr int neverMs = 86400000;
+
+QList<QNetworkReply*> openReplies(const Controller& controller) {
+    QList<QNetworkReply*> replies = networkOf(controller).findChildren<QNetworkReply*>();
+    replies.removeIf([](const QNetworkReply* reply) { return reply->isFinished(); });
+    return replies;
+}
+
+void fire(QTimer* timer) {
+    QMetaObject::invokeMethod(timer, "timeout");
+}
+
+} // namespace
+
+Seat::Seat(const World& world) {
+    proxy.forwardTo(world.url());
+    proxy.arrived = [this](const PeerRequest& request) { m_witness->seeRequest(request); };
+    proxy.told = [this](const PeerRequest& request, int status, const QJsonObject& reply) {
+        m_witness->seeReply(request, status, reply);
+    };
+}
+
+QStringList Seat::files() const {
+    const QString file = vaultFile(proxy.url());
+    return {file, file + u"-wal"_s, file + u"-shm"_s};
+}
+
+void Seat::empty(Ledger& ledger) {
+    leave();
+    proxy.goOnline();
+    const QStringList all = files();
+    for (const QString& file : all) {
+        QFile::remove(file);
+    }
+    m_witness = std::make_unique<Witness>(proxy.url(), ledger);
+    begin();
+}
+
+void Seat::leave() {
+    blocker.reset();
+    m_controller.reset();
+}
+
+void Seat::begin() {
+    m_controller = std::make_unique<Controller>();
+    const QList<QTimer*> timers = m_controller->findChildren<QTimer*>(Qt::FindDirectChildrenOnly);
+    m_period = *std::find_if(timers.begin(), timers.end(),
+                             [](const QTimer* timer) { return timer->interval() == periodMs; });
+    m_period->setInterval(neverMs);
+    m_witness->watch(m_controller.get());
+}
+
+void Seat::restart() {
+    leave();
+    begin();
+    connectServer();
+}
+
+void Seat::kill() {
+    blocker.reset(); // its trigger is none of what a kill would leave
+    const QStringList all = files();
+    for (const QString& file : all) {
+        QFile::remove(file + u".kept"_s);
+        QFile::copy(file, file + u".kept"_s);
+    }
+    leave();
+    for (const QString& file : all) {
+        QFile::remove(file);
+        QFile::rename(file + u".kept"_s, file);
+    }
+    begin();
+    connectServer();
+}
+
+void Seat::connectServer() {
+    m_controller->connectServer(proxy.url());
+}
+
+qsizetype Seat::requests() const {
+    return m_controller ? openReplies(*m_controller).size() : 0;
+}
+
+bool Seat::unlocking() const {
+    return m_controller && m_controller->findChild<QKeychain::Job*>();
+}
+
+void Seat::passPeriod() {
+    fire(m_period);
+}
+
+void Seat::passTimeout() {
+    const QList<QNetworkReply*> replies = openReplies(*m_controller);
+    for (const QNetworkReply* reply : replies) {
+        const QList<QTimer*> timers = reply->findChildren<QTimer*>();
+        for (QTimer* timer : timers) {
+            if (timer->interval() >= shortestTimeoutMs && timer->interval() <= longestTimeoutMs) {
+                fire(timer);
+            }
+        }
+    }
+}
+
+void Seat::passPause() {
+    const QList<QTimer*> timers = m_controller->findChildren<QTimer*>(Qt::FindDirectChildrenOnly);
+    for (QTimer* timer : timers) {
+        if (timer->isSingleShot()) {
+            timer->stop();
+        }
+    }
+}

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "controller/controller.h"
+#include "tests/endurance/faultproxy.h"
+#include "tests/endurance/witness.h"
+#include "tests/support/vaultfile.h"
+
+#include <QList>
+
+#include <memory>
+
+/// One device: a client with a vault of its own, the proxy that it knows as its
+/// server, and who watches it.
+class Seat {
+public:
+    explicit Seat(const World& world);
+
+    /// Nothing was ever recorded here. The key is kept, which is dear to make.
+    void empty(Ledger& ledger);
+    /// The program is not running any more.
+    void leave();
+    /// The program begins, not connected.
+    void begin();
+    /// The program ends, and starts again and connects.
+    void restart();
+    /// As restart(), but the files stay as a kill in this moment would leave them.
+    void kill();
+    void connectServer();
+
+    /// The program's own requests that have not ended.
+    [[nodiscard]] qsizetype requests() const;
+    /// A key is on its way from or to the credential store.
+    [[nodiscard]] bool unlocking() const;
+
+    /// What 15 s would bring; and 12 s for all requests; and the pause of the reloads.
+    void passPeriod();
+    void passTimeout();
+    void passPause();
+
+    [[nodiscard]] Controller& client() { return *m_controller; }
+    [[nodiscard]] Witness& witness() { return *m_witness; }
+
+    FaultProxy proxy;
+    /// While it lives, every save fails.
+    std::unique_ptr<SaveBlocker> blocker;
+
+private:
+    [[nodiscard]] QStringList files() const;
+
+    std::unique_ptr<Witness> m_witness;
+    std::unique_ptr<Controller> m_controller;
+    QTimer* m_period = nullptr;
+};

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/storm.h"
+
+#include "tests/support/client.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QTextStream>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// No other person's way out needs more presses.
+constexpr int mostRounds = 40;
+/// After so many presses of Sync without an effect a person sets aside what waits.
+constexpr int patience = 8;
+/// A network that answers everything comes to an end long before.
+constexpr int mostRequests = 500;
+/// Rounds of the event loop in which nothing moved.
+constexpr int restfulRounds = 3;
+
+QString sizeName(int pending) {
+    return pending < 3 ? QString::number(pending) : u"more"_s;
+}
+
+} // namespace
+
+Storm::Storm(World& world) : m_world(world) {
+    for (auto& seat : m_seats) {
+        seat = std::make_unique<Seat>(world);
+    }
+}
+
+QString Storm::run(const History& history) {
+    begin();
+    for (const Step& step : history) {
+        take(step);
+        if (!m_ledger->problem().isEmpty()) {
+            break;
+        }
+    }
+    if (m_ledger->problem().isEmpty()) {
+        settle();
+    }
+    m_writes += m_ledger->size();
+    for (const auto& seat : m_seats) {
+        seat->leave();
+    }
+    return m_ledger->problem();
+}
+
+void Storm::begin() {
+    startClean();
+    m_world.empty();
+    m_ledger = std::make_unique<Ledger>(m_world);
+    m_seatCount = 1;
+    m_texts = 0;
+    // The first connect finds a key without its record and says so; the second begins anew.
+    for (auto& seat : m_seats) {
+        seat->empty(*m_ledger);
+    }
+    for (int i = 0; i < 2; ++i) {
+        m_seats[0]->connectServer();
+        calm();
+    }
+}
+
+void Storm::take(const Step& step) {
+    const Action& action = actions().at(static_cast<std::size_t>(step.action));
+    m_dice.seed(step.chance);
+    m_detail.clear();
+    (this->*action.act)();
+    calm();
+    ++m_steps[QString::fromLatin1(action.name)];
+    countStates();
+    if (m_tellsAll) {
+        QTextStream(stderr) << action.name << ':' << step.chance << "  " << m_detail << "  "
+                            << m_seats[0]->client().message() << '\n';
+    }
+}
+
+bool Storm::isAtRest() const {
+    return std::all_of(m_seats.begin(), m_seats.end(), [](const auto& seat) {
+        return seat->requests() == seat->proxy.waiting() && !seat->unlocking();
+    });
+}
+
+void Storm::calm() {
+    int restful = 0;
+    while (restful < restfulRounds) {
+        QCoreApplication::processEvents();
+        // No event loop runs that would do it.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        if (isAtRest()) {
+            ++restful;
+        } else {
+            restful = 0;
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        }
+    }
+    for (const auto& seat : m_seats) {
+        seat->witness().seeRest(seat->proxy.waiting());
+    }
+}
+
+void Storm::flowEverywhere() {
+    for (int i = 0; i < mostRequests; ++i) {
+        const auto busy = std::find_if(m_seats.begin(), m_seats.end(),
+                                       [](const auto& seat) { return seat->proxy.waiting() > 0; });
+        if (busy == m_seats.end()) {
+            return;
+        }
+        (*busy)->proxy.finish(0, FaultProxy::Fault::None, m_dice);
+        calm();
+    }
+    m_ledger->blame(u"the client asks without an end"_s);
+}
+
+void Storm::countStates() {
+    for (quint32 i = 0; i < m_seatCount; ++i) {
+        const Controller& client = m_seats[i]->client();
+        const QJsonArray queue = queueOf(client);
+        const QString head = queue.isEmpty() ? u"-"_s : queue.first()[u"status"].toString();
+        QStringList words{u"queue "_s + sizeName(client.pending()), u"head "_s + head};
+        const auto add = [&words](bool holds, const QString& word) {
+            if (holds) {
+                words.append(word);
+            }
+        };
+        add(client.busy(), u"busy"_s);
+        add(client.syncing(), u"syncing"_s);
+        add(client.accountSignedIn(), u"signed in"_s);
+        add(client.durableState().value(u"signed_out").toBool(), u"signed out"_s);
+        add(client.sessionRefused(), u"session refused"_s);
+        add(!client.queueReady(), u"no storage"_s);
+        add(!client.timer().isEmpty(), u"timer runs"_s);
+        ++m_states[words.join(u", "_s)];
+    }
+}
+
+void Storm::settle() {
+    for (const auto& seat : m_seats) {
+        seat->blocker.reset();
+        seat->proxy.goOnline();
+    }
+    bool empty = false;
+    for (int round = 0; round < mostRounds && !empty; ++round) {
+        flowEverywhere();
+        empty = true;
+        for (quint32 i = 0; i < m_seatCount; ++i) {
+            empty = isEmpty(*m_seats[i], round) && empty;
+            calm();
+        }
+        if (!m_ledger->problem().isEmpty()) {
+            return;
+        }
+    }
+    for (quint32 i = 0; i < m_seatCount; ++i) {
+        Seat& seat = *m_seats[i];
+        if (!empty) {
+            m_ledger->blame(u"no way to an empty queue, with the status: "_s + seat.client().message());
+        }
+        if (!seat.witness().storedQueue().isEmpty()) {
+            m_ledger->blame(u"the record still holds what waits no more"_s);
+        }
+        seat.witness().checkKey();
+        seat.witness().checkFiles(u"storm-"_s);
+    }
+    m_ledger->settle();
+}
+
+bool Storm::isEmpty(Seat& seat, int round) {
+    Controller& client = seat.client();
+    if (client.pending() == 0 && client.queueReady()) {
+        return true;
+    }
+    if (client.busy() || client.syncing()) {
+        return false;
+    }
+    const QString account = client.durableState().value(u"auth")[u"user_id"].toString();
+    if (client.pending() == 0) {
+        seat.connectServer();
+    } else if (client.sessionRefused() && !m_world.emailOf(account).isEmpty()) {
+        client.renewSession(m_world.emailOf(account), AccountServer::password());
+    } else if (!client.retained().isEmpty() && round % 2 == 0) {
+        client.resendRetained();
+    } else if (!client.retained().isEmpty() || round > patience) {
+        const bool isRefused = !client.retained().isEmpty();
+        setAside(seat, u"last-copy-%1.json"_s,
+                 isRefused ? &Controller::removeRetained : &Controller::removePending);
+    } else {
+        client.synchronize();
+    }
+    return false;
+}
+
+QMap<QString, int> Storm::faults() const {
+    QMap<QString, int> all;
+    for (const auto& seat : m_seats) {
+        const QMap<QString, int>& counts = seat->proxy.counts();
+        for (auto it = counts.begin(); it != counts.end(); ++it) {
+            all[it.key()] += it.value();
+        }
+    }
+    return all;
+}

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/controller/filedialogs.h"
+#include "tests/endurance/history.h"
+#include "tests/endurance/seat.h"
+
+#include <QMap>
+#include <QRandomGenerator>
+#include <QSet>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <array>
+#include <memory>
+#include <vector>
+
+/// People at two devices, a network that does its worst, and a server that others
+/// use as well. Each step ends when nothing moves any more but by a further step.
+class Storm {
+public:
+    struct Action {
+        const char* name;
+        int weight;
+        void (Storm::*act)();
+    };
+    /// All that can happen, and how often it does.
+    static const std::vector<Action>& actions();
+
+    explicit Storm(World& world);
+
+    /// What went wrong; empty when nothing did.
+    [[nodiscard]] QString run(const History& history);
+
+    /// Over all runs: how often each fault, step and state came.
+    [[nodiscard]] QMap<QString, int> faults() const;
+    [[nodiscard]] const QMap<QString, int>& steps() const { return m_steps; }
+    [[nodiscard]] const QMap<QString, int>& states() const { return m_states; }
+    [[nodiscard]] qsizetype writes() const { return m_writes; }
+    /// Each step and each status message, on standard error.
+    void tellAll() { m_tellsAll = true; }
+
+private:
+    // A person
+    void start();
+    void stop();
+    void toggle();
+    void stopTimer();
+    void addManual();
+    void edit();
+    void synchronize();
+    void refresh();
+    void selectWorkspace();
+    void signIn();
+    void signOut();
+    void renew();
+    void resend();
+    void removeRetained();
+    void removePending();
+    void exportPending();
+    void connectServer();
+    void report();
+    void restart();
+    void kill();
+    void startSecondProgram();
+    void startSecondDevice();
+
+    // The network and the time
+    void flow();
+    void pass();
+    void serve();
+    void breakOne();
+    void passTimeout();
+    void passPeriod();
+    void passPause();
+    void goOffline();
+    void goOnline();
+
+    // The device and the server
+    void refuseSaves();
+    void allowSaves();
+    void loseKey();
+    void damageRecord();
+    void killServer();
+    void editElsewhere();
+    void startElsewhere();
+    void closePeriods();
+    void reopenPeriods();
+    void endSessions();
+
+    void begin();
+    void take(const Step& step);
+    void calm();
+    void flowEverywhere();
+    /// Whether nothing waits at this seat; else does what a person can do about it.
+    [[nodiscard]] bool isEmpty(Seat& seat, int round);
+    void removeHere(void (Controller::*remove)());
+    void settle();
+    [[nodiscard]] bool isAtRest() const;
+    void countStates();
+    void setAside(Seat& here, const QString& name, void (Controller::*remove)());
+
+    [[nodiscard]] Seat& seat() { return *m_seats.at(m_dice.bounded(m_seatCount)); }
+    [[nodiscard]] Seat* seatWithRequests();
+    [[nodiscard]] QString freshText();
+
+    World& m_world;
+    std::array<std::unique_ptr<Seat>, 2> m_seats;
+    quint32 m_seatCount = 1;
+    std::unique_ptr<Ledger> m_ledger;
+    FileDialogs m_dialogs;
+    QTemporaryDir m_folder;
+    QRandomGenerator m_dice;
+    int m_texts = 0;
+    int m_files = 0;
+    QString m_detail; ///< of the last step
+
+    bool m_tellsAll = false;
+    QMap<QString, int> m_steps;
+    QMap<QString, int> m_states;
+    qsizetype m_writes = 0;
+};

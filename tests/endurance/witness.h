@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/endurance/ledger.h"
+#include "tests/support/scriptedpeer.h"
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+class Controller;
+
+/// Watches one client from outside: what it shows, what is sealed on its disk,
+/// and what it sends.
+class Witness : public QObject {
+public:
+    Witness(QString server, Ledger& ledger);
+
+    /// From now on the client is this program; what waited in the one before must wait in it.
+    void watch(Controller* controller);
+    /// What leaves the queue from now on goes into this file; with an empty name, to the server.
+    void expectFile(const QString& fileName) { m_fileName = fileName; }
+
+    void seeRequest(const PeerRequest& request);
+    void seeReply(const PeerRequest& request, int status, const QJsonObject& reply);
+    /// Nothing is under way but `waiting` requests: what must hold in every such moment.
+    void seeRest(qsizetype waiting);
+    /// A report was asked for.
+    void seeReport();
+
+    /// The queue in the sealed record.
+    [[nodiscard]] QJsonArray storedQueue();
+    /// The record's key in the credential store, as it first was.
+    [[nodiscard]] const QByteArray& key();
+    void checkKey();
+    void checkFiles(const QString& clearText);
+
+private:
+    void see();
+    void seeQueue(const QJsonArray& queue);
+    void seeNewItem(const QJsonObject& item);
+    void seeHead(const QJsonObject& before, const QJsonObject& now);
+    void seeRemoved(const QJsonArray& removed);
+    void seePush(const PeerRequest& request);
+    void blame(const QString& problem);
+
+    QString m_server;
+    Ledger& m_ledger;
+    QPointer<Controller> m_controller;
+    QByteArray m_key;
+    QJsonArray m_queue;
+    bool m_loaded = false;
+    QString m_fileName;
+    QString m_reportAccount;
+    /// Who the client was told to be since its last push; what it is told is not always true.
+    QString m_identity;
+    /// Whose answer was lost just now: the network layer may repeat it, without another look at who asks.
+    QString m_lastPush;
+};

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/world.h"
+
+#include <QDateTime>
+#include <QJsonDocument>
+#include <QUuid>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qint64 secondsPerDay = 86400;
+
+QString newId() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
+} // namespace
+
+bool World::start() {
+    m_accounts.controller.reset();
+    if (!m_accounts.serve()) {
+        return false;
+    }
+    m_file = std::make_unique<SqliteFile>(m_accounts.server.databaseFile());
+    const QStringList users = column(u"SELECT id FROM users"_s);
+    for (const QString& user : users) {
+        const QString workspace = newId();
+        run(u"INSERT INTO workspaces (id, name, created_at) VALUES (?, 'Second room', 4000000000)"_s,
+            {workspace});
+        run(u"INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"_s, {workspace, user});
+        m_workspaces.insert(user,
+                            column(u"SELECT workspace_id FROM members WHERE user_id = '%1'"_s.arg(user)));
+    }
+    return true;
+}
+
+void World::empty() {
+    for (const char* table : {"mutations", "time_entries", "timesheet_periods", "sessions"}) {
+        run(u"DELETE FROM "_s + QString::fromLatin1(table));
+    }
+    m_others.clear();
+}
+
+bool World::restart() {
+    m_accounts.server.kill();
+    return m_accounts.server.start();
+}
+
+QString World::emailOf(const QString& user) const {
+    return run(u"SELECT email FROM users WHERE id = ? AND password_hash IS NOT NULL"_s, {user}).toString();
+}
+
+void World::editEntry(const QString& entity) {
+    run(u"UPDATE time_entries SET description = description || '.', version = version + 1 WHERE id = ?"_s,
+        {entity});
+}
+
+void World::startTimer(const QString& user) {
+    const QStringList workspaces = workspacesOf(user);
+    if (workspaces.isEmpty()) {
+        return;
+    }
+    const QString entity = newId();
+    m_others.insert(entity);
+    run(u"INSERT OR IGNORE INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable,"
+        " start_at, version) VALUES (?, ?, ?, 'elsewhere', '[]', 0, ?, 1)"_s,
+        {entity, workspaces.first(), user, QDateTime::currentSecsSinceEpoch() - 60});
+}
+
+void World::closePeriods(const QString& user) {
+    const qint64 now = QDateTime::currentSecsSinceEpoch();
+    const QStringList workspaces = workspacesOf(user);
+    for (const QString& workspace : workspaces) {
+        run(u"INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, timezone,"
+            " start_at, end_at, version) VALUES (?, ?, ?, 'submitted', '2026-01-01', '2026-01-02', 'UTC', ?,"
+            " ?, 1)"_s,
+            {newId(), workspace, user, now - secondsPerDay, now + secondsPerDay});
+    }
+}
+
+void World::reopenPeriods() {
+    run(u"UPDATE timesheet_periods SET status = 'open'"_s);
+}
+
+void World::endSessions() {
+    run(u"UPDATE sessions SET revoked_at = 1"_s);
+}
+
+QString World::verdict(const QString& mutation) const {
+    const QString result =
+        run(u"SELECT result FROM mutations WHERE mutation_id = ?"_s, {mutation}).toString();
+    return QJsonDocument::fromJson(result.toUtf8())[u"status"].toString();
+}
+
+QStringList World::answered() const {
+    return column(u"SELECT mutation_id FROM mutations"_s);
+}
+
+QStringList World::entities() const {
+    return column(u"SELECT id FROM time_entries"_s);
+}
+
+int World::entriesWith(const QString& column, const QString& value) const {
+    return run(u"SELECT COUNT(*) FROM time_entries WHERE %1 = ?"_s.arg(column), {value}).toInt();
+}
+
+QVariant World::run(const QString& statement, const QVariantList& values) const {
+    return m_file->run(statement, values);
+}
+
+QStringList World::column(const QString& query) const {
+    const QString name = query.section(u' ', 1, 1);
+    const QString all = run(u"SELECT json_group_array(%1) FROM (%2)"_s.arg(name, query)).toString();
+    QStringList values;
+    const QJsonArray array = QJsonDocument::fromJson(all.toUtf8()).array();
+    for (const auto& value : array) {
+        values.append(value.toString());
+    }
+    return values;
+}

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/controller/accountserver.h"
+#include "tests/support/sqlitefile.h"
+
+#include <QHash>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <QVariantList>
+
+#include <memory>
+
+/// The real server of a whole run, what is in its database, and everything that
+/// happens there without the clients.
+class World {
+public:
+    /// Starts the server, with three people who have two workspaces each.
+    [[nodiscard]] bool start();
+    /// Nobody has recorded anything, and nobody is signed in.
+    void empty();
+    /// SIGKILL, and a new start.
+    [[nodiscard]] bool restart();
+
+    [[nodiscard]] QString url() const { return m_accounts.server.url(); }
+    [[nodiscard]] QStringList workspacesOf(const QString& user) const { return m_workspaces.value(user); }
+    /// Of whoever has this id; empty for who cannot sign in.
+    [[nodiscard]] QString emailOf(const QString& user) const;
+
+    // What others do
+
+    void editEntry(const QString& entity);
+    void startTimer(const QString& user);
+    void closePeriods(const QString& user);
+    void reopenPeriods();
+    void endSessions();
+
+    // What the server has
+
+    /// The stored answer of one change: "accepted" and so on; empty when it has none.
+    [[nodiscard]] QString verdict(const QString& mutation) const;
+    /// The ids of all changes that were answered.
+    [[nodiscard]] QStringList answered() const;
+    [[nodiscard]] QStringList entities() const;
+    /// How many entries have this id, and how many this description.
+    [[nodiscard]] int entriesWith(const QString& column, const QString& value) const;
+
+    /// Entries that others made.
+    [[nodiscard]] const QSet<QString>& others() const { return m_others; }
+
+private:
+    QVariant run(const QString& statement, const QVariantList& values = {}) const;
+    [[nodiscard]] QStringList column(const QString& query) const;
+
+    AccountServer m_accounts;
+    std::unique_ptr<SqliteFile> m_file;
+    QHash<QString, QStringList> m_workspaces;
+    QSet<QString> m_others;
+};

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// The body of any reply: what of it is kept can be loaded again.
+#include "controller/replies.h"
+#include "state/document.h"
+#include "state/replylimits.h"
+#include "tests/fuzz/fuzz.h"
+#include "vault/documenttext.h"
+
+using namespace Qt::StringLiterals;
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    QJsonParseError error{};
+    const QJsonObject reply = QJsonDocument::fromJson(fuzz::bytesOf(data, size), &error).object();
+    static_cast<void>(errorText(reply, u"failed"_s));
+    static_cast<void>(isId(reply.value(u"id")));
+    if (error.error != QJsonParseError::NoError || !canBeKept(reply)) {
+        return 0;
+    }
+    Document document;
+    document.me = reply;
+    document.snapshot = reply;
+    document.timer = reply.value(u"timer").toObject();
+    document.queue.append(
+        QJsonObject{{u"status"_s, u"conflict"_s}, {u"mutation"_s, QJsonObject()}, {u"result"_s, reply}});
+    const QJsonObject state = document.toJson();
+
+    static DocumentText written;
+    written.update(state);
+    const QByteArray text = written.text();
+    fuzz::require(text == fuzz::textOf(state), "the text is the compact one");
+    fuzz::require(fuzz::objectIn(text) == fuzz::objectIn(fuzz::textOf(fuzz::objectIn(text))) &&
+                      !fuzz::objectIn(text).isEmpty(),
+                  "what is kept can be loaded again");
+    return 0;
+}

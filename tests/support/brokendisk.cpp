@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+// The calls themselves stand here, in front of the C library's: a program that is
+// linked with its symbols exported meets them wherever it writes.
+#include "tests/support/brokendisk.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool armed = false;
+bool broken = false;
+bool mends = false;
+int goodCalls = 0;
+char brokenName[PATH_MAX];
+
+/// Whether the call that asks, for this file, fails; `errno` says why.
+bool breaks(const char* path) {
+    if (!armed || (broken && mends)) {
+        return false;
+    }
+    if (goodCalls > 0) {
+        --goodCalls;
+        return false;
+    }
+    if (!broken) {
+        std::snprintf(brokenName, sizeof brokenName, "%s", path);
+    }
+    broken = true;
+    errno = mends ? EIO : ENOSPC;
+    return true;
+}
+
+/// Sockets and pipes are no disk.
+bool isOnDisk(int file) {
+    struct stat found {};
+    return armed && fstat(file, &found) == 0 && (S_ISREG(found.st_mode) || S_ISDIR(found.st_mode));
+}
+
+bool breaksFor(int file) {
+    if (!isOnDisk(file)) {
+        return false;
+    }
+    char path[PATH_MAX] = {};
+    char link[32];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", file);
+    return readlink(link, path, sizeof path - 1) >= 0 && breaks(path);
+}
+
+template <typename Call>
+Call* real(Call* /*ours*/, const char* name) {
+    return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+BrokenDisk::BrokenDisk(int good, Mend mend) {
+    goodCalls = good;
+    mends = mend == Mend::AtOnce;
+    broken = false;
+    brokenName[0] = '\0';
+    armed = true;
+}
+
+BrokenDisk::~BrokenDisk() {
+    armed = false;
+}
+
+bool BrokenDisk::hasBroken() {
+    return broken;
+}
+
+QByteArray BrokenDisk::brokenPath() {
+    return brokenName;
+}
+
+extern "C" {
+
+ssize_t write(int file, const void* bytes, size_t count) {
+    return breaksFor(file) ? -1 : real(&write, "write")(file, bytes, count);
+}
+
+ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t offset) {
+    return breaksFor(file) ? -1 : real(&pwrite64, "pwrite64")(file, bytes, count, offset);
+}
+
+int fsync(int file) {
+    return breaksFor(file) ? -1 : real(&fsync, "fsync")(file);
+}
+
+int fdatasync(int file) {
+    return breaksFor(file) ? -1 : real(&fdatasync, "fdatasync")(file);
+}
+
+int ftruncate64(int file, off64_t size) noexcept {
+    return breaksFor(file) ? -1 : real(&ftruncate64, "ftruncate64")(file, size);
+}
+
+int rename(const char* from, const char* to) noexcept {
+    return breaks(to) ? -1 : real(&rename, "rename")(from, to);
+}
+
+int unlink(const char* path) noexcept {
+    return breaks(path) ? -1 : real(&unlink, "unlink")(path);
+}
+
+int open64(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    const bool writes = (flags & O_ACCMODE) != O_RDONLY;
+    return writes && breaks(path) ? -1 : real(&open64, "open64")(path, flags, mode);
+}
+
+} // extern "C"
