@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int answerMs = 3500;
@@ -162,5 +164,3 @@ Instance::Role Instance::claim(const Start& start) {
 }
 
 #include "instance.moc"
-
-using namespace Qt::StringLiterals;

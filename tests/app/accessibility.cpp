@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Role = Element::Role;
@@ -227,5 +229,3 @@ void AccessibilityTest::pressingStartsAndStopsExactlyOnce() {
 
 QTEST_MAIN(AccessibilityTest)
 #include "accessibility.moc"
-
-using namespace Qt::StringLiterals;

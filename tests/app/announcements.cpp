@@ -9,6 +9,8 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 using Role = Element::Role;
 
 /// Somebody who hears the window instead of seeing it.
@@ -55,5 +57,3 @@ void AnnouncementsTest::everyOutcomeIsSpokenOnce() {
 
 QTEST_MAIN(AnnouncementsTest)
 #include "announcements.moc"
-
-using namespace Qt::StringLiterals;

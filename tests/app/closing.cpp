@@ -7,6 +7,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// The window closed where there is no tray, at the moments that are easy to get wrong.
 class ClosingTest : public QObject {
     Q_OBJECT
@@ -78,5 +80,3 @@ void ClosingTest::endsTheProgramWhileTheKeyringAsksForItsPassword() {
 
 QTEST_MAIN(ClosingTest)
 #include "closing.moc"
-
-using namespace Qt::StringLiterals;

@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 class CommandLineTest : public QObject {
     Q_OBJECT
 
@@ -158,5 +160,3 @@ void CommandLineTest::defaultServerIsTheLocalOne() {
 
 QTEST_MAIN(CommandLineTest)
 #include "commandline.moc"
-
-using namespace Qt::StringLiterals;

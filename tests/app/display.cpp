@@ -12,6 +12,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Variables of the environment.
@@ -193,5 +195,3 @@ void DisplayTest::leavesTheChoiceOfAnotherPlatform() {
 
 QTEST_MAIN(DisplayTest)
 #include "display.moc"
-
-using namespace Qt::StringLiterals;

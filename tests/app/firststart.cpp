@@ -15,6 +15,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Role = Element::Role;
@@ -177,5 +179,3 @@ void FirstStartTest::inAHomeThatCannotBeWritten() {
 
 QTEST_MAIN(FirstStartTest)
 #include "firststart.moc"
-
-using namespace Qt::StringLiterals;

@@ -7,6 +7,8 @@
 #include <QTest>
 #include <QWindow>
 
+using namespace Qt::StringLiterals;
+
 /// A window that comes to the front is the window that was left.
 class ForegroundTest : public QObject {
     Q_OBJECT
@@ -67,5 +69,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "foreground.moc"
-
-using namespace Qt::StringLiterals;

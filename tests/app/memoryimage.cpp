@@ -10,6 +10,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Some user that is not root, which may read every memory.
@@ -97,5 +99,3 @@ void MemoryImageTest::theProgramProtectsItself() {
 
 QTEST_MAIN(MemoryImageTest)
 #include "memoryimage.moc"
-
-using namespace Qt::StringLiterals;

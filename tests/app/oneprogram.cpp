@@ -20,6 +20,8 @@
 #include <csignal>
 #include <list>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Role = Element::Role;
@@ -365,5 +367,3 @@ void OneProgramTest::whatIsNoRequestChangesNothing() {
 
 QTEST_MAIN(OneProgramTest)
 #include "oneprogram.moc"
-
-using namespace Qt::StringLiterals;

@@ -24,6 +24,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString serverKey = u"server"_s;
@@ -156,5 +158,3 @@ void ProbeTest::readyTwiceWritesOnce() {
 
 QTEST_MAIN(ProbeTest)
 #include "probe.moc"
-
-using namespace Qt::StringLiterals;

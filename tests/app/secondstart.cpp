@@ -11,6 +11,8 @@
 #include <QSettings>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Role = Element::Role;
@@ -224,5 +226,3 @@ void SecondStartTest::refusedServerIsNamedInTheStatusLine() {
 
 QTEST_MAIN(SecondStartTest)
 #include "secondstart.moc"
-
-using namespace Qt::StringLiterals;

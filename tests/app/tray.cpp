@@ -15,6 +15,8 @@
 #include <QTest>
 #include <QWidget>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The entries of the menu, from the top; the separator is none.
@@ -167,5 +169,3 @@ void TrayTest::onlyAPlainClickShowsTheWindow() {
 
 QTEST_MAIN(TrayTest)
 #include "tray.moc"
-
-using namespace Qt::StringLiterals;

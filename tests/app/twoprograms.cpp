@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString saved = u"Saved securely on this device"_s;
@@ -158,5 +160,3 @@ void TwoProgramsTest::loseAndDoubleNothing() {
 
 QTEST_MAIN(TwoProgramsTest)
 #include "twoprograms.moc"
-
-using namespace Qt::StringLiterals;

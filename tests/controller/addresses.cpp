@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString notAccepted = u"Use HTTPS or the trusted private development server"_s;
@@ -157,5 +159,3 @@ void AddressesTest::withoutStorageNothingIsRecorded() {
 
 QTEST_MAIN(AddressesTest)
 #include "addresses.moc"
-
-using namespace Qt::StringLiterals;

@@ -6,6 +6,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString awaiting = u"Local changes await acknowledgement"_s;
@@ -246,5 +248,3 @@ void ConflictsTest::conflictDetailsListRetainedItemsOnly() {
 
 QTEST_MAIN(ConflictsTest)
 #include "conflicts.moc"
-
-using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString connected = u"Connected to PostgreSQL"_s;
@@ -314,5 +316,3 @@ void ConnectionTest::aFailedSaveWhileLoadingIsSaid() {
 
 QTEST_MAIN(ConnectionTest)
 #include "connection.moc"
-
-using namespace Qt::StringLiterals;

@@ -9,6 +9,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString saveFailed = u"Secure local save failed; the retained queue was not acknowledged locally."_s;
@@ -219,5 +221,3 @@ void DurableTest::aRecordThatCouldNotBeReadIsNotReplaced() {
 
 QTEST_MAIN(DurableTest)
 #include "durable.moc"
-
-using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QTest>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString invalidTimes =
@@ -466,5 +468,3 @@ void EntriesTest::anEmptyWorkspaceListsNothing() {
 
 QTEST_MAIN(EntriesTest)
 #include "entries.moc"
-
-using namespace Qt::StringLiterals;

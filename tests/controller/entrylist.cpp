@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString start = u"2024-03-01T08:00:00Z"_s;
@@ -249,5 +251,3 @@ void EntryListTest::anyRowOfUpdatesEqualsARebuild() {
 
 QTEST_MAIN(EntryListTest)
 #include "entrylist.moc"
-
-using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString snapshotPath = u"/v1/sync/snapshot"_s;
@@ -111,5 +113,3 @@ void PeriodicTest::theStepPushesOrReloadsOnlyWhenNothingForbidsIt() {
 
 QTEST_MAIN(PeriodicTest)
 #include "periodic.moc"
-
-using namespace Qt::StringLiterals;

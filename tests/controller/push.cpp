@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString awaiting = u"Local changes await acknowledgement"_s;
@@ -391,5 +393,3 @@ void PushTest::theQueueOfTheLastRunIsPushedAfterTheLoad() {
 
 QTEST_MAIN(PushTest)
 #include "push.moc"
-
-using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QTest>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString saved = u"Saved securely on this device"_s;
@@ -248,5 +250,3 @@ void QueueTest::aRetainedHeadStillTakesNewWork() {
 
 QTEST_MAIN(QueueTest)
 #include "queue.moc"
-
-using namespace Qt::StringLiterals;

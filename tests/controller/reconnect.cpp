@@ -8,6 +8,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString connected = u"Connected to PostgreSQL"_s;
@@ -213,5 +215,3 @@ void ReconnectTest::twoServersKeepTheirStatesApart() {
 
 QTEST_MAIN(ReconnectTest)
 #include "reconnect.moc"
-
-using namespace Qt::StringLiterals;

@@ -14,6 +14,8 @@
 #include <memory>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qsizetype largestReply = 52428800;
@@ -394,5 +396,3 @@ void RequestsTest::quittingWithARequestInFlightCallsNothing() {
 
 QTEST_MAIN(RequestsTest)
 #include "requests.moc"
-
-using namespace Qt::StringLiterals;

@@ -11,6 +11,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString notAccepted = u"The write was not accepted because secure local storage failed."_s;
@@ -212,5 +214,3 @@ void StorageTest::anIdleReloadWritesNothing() {
 
 QTEST_MAIN(StorageTest)
 #include "storage.moc"
-
-using namespace Qt::StringLiterals;

@@ -10,6 +10,8 @@
 #include <QTest>
 #include <QUuid>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray describe(const QMetaProperty& property) {
@@ -288,5 +290,3 @@ void SurfaceTest::snapshotListsAreShown() {
 
 QTEST_MAIN(SurfaceTest)
 #include "surface.moc"
-
-using namespace Qt::StringLiterals;

@@ -9,6 +9,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString connected = u"Connected to PostgreSQL"_s;
@@ -387,5 +389,3 @@ void SyncTest::aTimerIsStoppedOnlyInItsWorkspace() {
 
 QTEST_MAIN(SyncTest)
 #include "sync.moc"
-
-using namespace Qt::StringLiterals;

@@ -5,6 +5,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString snapshotPath = u"/v1/sync/snapshot"_s;
@@ -188,5 +190,3 @@ void WorkspacesTest::projectsAreStillOnlyItsOwnAfterARestart() {
 
 QTEST_MAIN(WorkspacesTest)
 #include "workspaces.moc"
-
-using namespace Qt::StringLiterals;

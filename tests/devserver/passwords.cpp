@@ -7,6 +7,8 @@
 
 #include <sodium.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace devserver;
 
 /// What is stored of a password.
@@ -53,5 +55,3 @@ void TestDevserverPasswords::whatIsNoHashIsNotAWrongPassword() {
 
 QTEST_APPLESS_MAIN(TestDevserverPasswords)
 #include "passwords.moc"
-
-using namespace Qt::StringLiterals;

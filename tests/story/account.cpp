@@ -9,6 +9,8 @@
 #include <QJsonObject>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using Role = Element::Role;
 
 namespace {
@@ -163,5 +165,3 @@ void StoryAccountTest::findThePasswordNowhere() {
 
 QTEST_MAIN(StoryAccountTest)
 #include "account.moc"
-
-using namespace Qt::StringLiterals;

@@ -15,6 +15,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 using Role = Element::Role;
 
 namespace {
@@ -273,5 +275,3 @@ void StoryTest::findNothingReadableInTheHome() {
 
 QTEST_MAIN(StoryTest)
 #include "story.moc"
-
-using namespace Qt::StringLiterals;

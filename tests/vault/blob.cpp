@@ -7,6 +7,8 @@
 #include <QJsonDocument>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qsizetype limit = 52'428'800;
@@ -207,5 +209,3 @@ void SealedBlobTest::withoutRandomnessNothingIsSealed() {
 
 QTEST_GUILESS_MAIN(SealedBlobTest)
 #include "blob.moc"
-
-using namespace Qt::StringLiterals;

@@ -13,6 +13,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString home = u"https://time.example"_s;
@@ -256,5 +258,3 @@ void CredentialFaultsTest::programMayEndDuringTheUnlock() {
 
 QTEST_GUILESS_MAIN(CredentialFaultsTest)
 #include "credentialfaults.moc"
-
-using namespace Qt::StringLiterals;

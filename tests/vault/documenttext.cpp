@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Reproducible documents of every kind of value that JSON has.
@@ -341,5 +343,3 @@ void DocumentTextTest::wipingReachesEverySharedCopy() {
 
 QTEST_GUILESS_MAIN(DocumentTextTest)
 #include "documenttext.moc"
-
-using namespace Qt::StringLiterals;

@@ -10,6 +10,8 @@
 #include <QJsonArray>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString home = u"https://time.example"_s;
@@ -102,5 +104,3 @@ void LockedKeyringTest::lockedKeyringTakesNoNewKey() {
 
 QTEST_GUILESS_MAIN(LockedKeyringTest)
 #include "lockedkeyring.moc"
-
-using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString home = u"https://time.example"_s;
@@ -301,5 +303,3 @@ void LostFileTest::missingRecordIsKnown() {
 
 QTEST_GUILESS_MAIN(LostFileTest)
 #include "lostfile.moc"
-
-using namespace Qt::StringLiterals;

@@ -5,6 +5,8 @@
 #include <QFileInfo>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// A session without a bus, and so without any credential store.
 class NoBusTest : public QObject {
     Q_OBJECT
@@ -29,5 +31,3 @@ void NoBusTest::withoutABusTheVaultIsUnavailable() {
 
 QTEST_GUILESS_MAIN(NoBusTest)
 #include "nobus.moc"
-
-using namespace Qt::StringLiterals;

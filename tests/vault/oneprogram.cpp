@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString home = u"https://time.example"_s;
@@ -288,5 +290,3 @@ void OneProgramTest::lockGoesWithTheVault() {
 
 QTEST_GUILESS_MAIN(OneProgramTest)
 #include "oneprogram.moc"
-
-using namespace Qt::StringLiterals;

@@ -10,6 +10,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString home = u"https://time.example"_s;
@@ -338,5 +340,3 @@ void VaultTest::connectionGoesWithTheVault() {
 
 QTEST_GUILESS_MAIN(VaultTest)
 #include "secretservice.moc"
-
-using namespace Qt::StringLiterals;

@@ -14,6 +14,8 @@
 #include <csignal>
 #include <sys/resource.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString home = u"https://time.example"_s;
@@ -389,5 +391,3 @@ void VaultStorageTest::unusableDirectoryIsReportedOnFirstUse() {
 
 QTEST_GUILESS_MAIN(VaultStorageTest)
 #include "storage.moc"
-
-using namespace Qt::StringLiterals;

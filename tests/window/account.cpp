@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// What a person types into the settings and the forms, and what becomes of it
 /// when the next person takes the chair; and how an import shows its progress.
 class WindowAccountTest : public QObject {
@@ -340,5 +342,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "account.moc"
-
-using namespace Qt::StringLiterals;

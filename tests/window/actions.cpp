@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString text(const QObject* object) {
@@ -415,5 +417,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "actions.moc"
-
-using namespace Qt::StringLiterals;

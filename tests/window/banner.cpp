@@ -5,6 +5,8 @@
 #include <QJsonArray>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// What the banner shows of a message, however long the server made it.
 class WindowBannerTest : public QObject {
     Q_OBJECT
@@ -202,5 +204,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "banner.moc"
-
-using namespace Qt::StringLiterals;

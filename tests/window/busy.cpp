@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// Stands in for the browser.
 class Browser : public QObject {
     Q_OBJECT
@@ -212,5 +214,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "busy.moc"
-
-using namespace Qt::StringLiterals;

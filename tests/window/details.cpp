@@ -12,6 +12,8 @@
 #include <functional>
 #include <initializer_list>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString copied() {
@@ -147,5 +149,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "details.moc"
-
-using namespace Qt::StringLiterals;

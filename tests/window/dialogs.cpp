@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// A change in a dialog is taken, or refused with a sentence, or waits in sight;
 /// what was typed is never lost. The server lets a reload hang until it is released.
 class WindowDialogsTest : public QObject {
@@ -391,5 +393,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "dialogs.moc"
-
-using namespace Qt::StringLiterals;

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The machine's fonts as if the package of Arimo were not installed.
@@ -81,5 +83,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "fallbackfont.moc"
-
-using namespace Qt::StringLiterals;

@@ -7,6 +7,8 @@
 #include <QJsonArray>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// What a reload does to the control that the keyboard acts on, and to an open
 /// chooser: nothing that a person would notice.
 class WindowFocusTest : public QObject {
@@ -232,5 +234,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "focus.moc"
-
-using namespace Qt::StringLiterals;

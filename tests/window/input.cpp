@@ -5,6 +5,8 @@
 #include <QJsonArray>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 /// What mouse and keyboard do beyond a single press.
 class WindowInputTest : public QObject {
     Q_OBJECT
@@ -232,5 +234,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "input.moc"
-
-using namespace Qt::StringLiterals;

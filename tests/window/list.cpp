@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int rowCount = 300;
@@ -213,5 +215,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "list.moc"
-
-using namespace Qt::StringLiterals;

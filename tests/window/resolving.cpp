@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString userId = u"5f0c8f5e-24b5-4f0a-8f8c-3b1f1f6f2a01"_s;
@@ -429,5 +431,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "resolving.moc"
-
-using namespace Qt::StringLiterals;

@@ -7,6 +7,8 @@
 #include <QTest>
 #include <QVariantMap>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class Source : public QObject {
@@ -213,5 +215,3 @@ void RowModelTest::startsEmptyWithoutASource() {
 
 QTEST_GUILESS_MAIN(RowModelTest)
 #include "rowmodel.moc"
-
-using namespace Qt::StringLiterals;

@@ -10,6 +10,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// One text on the screen in both languages.
@@ -262,5 +264,3 @@ int main(int argc, char* argv[]) {
 }
 
 #include "texts.moc"
-
-using namespace Qt::StringLiterals;
