@@ -145,6 +145,10 @@ bool Screen::clickUntil(const Program& program, Element::Role role, const QStrin
     return retry(act, outcome);
 }
 
+QString Screen::windowClass(const Program& program) const {
+    return xdotool({u"getwindowclassname"_s, window(program)}).value_or(QString()).trimmed();
+}
+
 bool retry(const std::function<bool()>& act, const std::function<bool()>& outcome) {
     constexpr int attempts = 18;
     for (int attempt = 0; attempt < attempts; ++attempt) {
