@@ -146,7 +146,9 @@ bool Screen::clickUntil(const Program& program, Element::Role role, const QStrin
 }
 
 QString Screen::windowClass(const Program& program) const {
-    return xdotool({u"getwindowclassname"_s, window(program)}).value_or(QString()).trimmed();
+    const QString shown = window(program);
+    return shown.isEmpty() ? QString()
+                           : xdotool({u"getwindowclassname"_s, shown}).value_or(QString()).trimmed();
 }
 
 bool retry(const std::function<bool()>& act, const std::function<bool()>& outcome) {
