@@ -3,7 +3,7 @@
 # The Debian packages that scripts/package makes, one for each component, with
 # their debug symbols in packages beside them.
 
-# changelog COMPONENT: what only these packages hold.
+# What only these packages hold: changelog and licence in the forms that Debian asks for.
 find_program(GZIP gzip REQUIRED)
 set(changelog "${CMAKE_CURRENT_BINARY_DIR}/changelog")
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH, where it is set
