@@ -21,11 +21,6 @@ constexpr int answerMs = 3500;
 constexpr int graceMs = 100;
 constexpr int pauseMs = 10;
 
-const QString& name() {
-    static const QString text = u"io.github.timer_kelvaro.timer"_s;
-    return text;
-}
-
 /// The path that the Desktop Entry Specification derives from the name.
 const QString& path() {
     static const QString text = u"/io/github/timer_kelvaro/timer"_s;
@@ -44,7 +39,7 @@ const QString& connectAction() {
 
 QDBusMessage handover(const Instance::Start& start) {
     const QString method = start.server ? u"ActivateAction"_s : u"Activate"_s;
-    QDBusMessage message = QDBusMessage::createMethodCall(name(), path(), interface(), method);
+    QDBusMessage message = QDBusMessage::createMethodCall(Instance::name(), path(), interface(), method);
     // Whoever is asked is there, or else this program takes its place.
     message.setAutoStartService(false);
     if (start.server) {
@@ -63,7 +58,7 @@ bool isNoAnswer(const QDBusMessage& answer) {
 
 /// The bus lets nobody like this program have the name.
 bool isRefused(QDBusConnectionInterface& bus) {
-    return bus.registerService(name()).error().type() == QDBusError::AccessDenied;
+    return bus.registerService(Instance::name()).error().type() == QDBusError::AccessDenied;
 }
 
 /// All that can be called over the bus.
@@ -121,6 +116,11 @@ private:
 };
 
 } // namespace
+
+const QString& Instance::name() {
+    static const QString text = u"io.github.timer_kelvaro.timer"_s;
+    return text;
+}
 
 QVariantMap Instance::platformData() {
     QVariantMap data;

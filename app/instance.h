@@ -35,6 +35,9 @@ public:
     /// Takes the name, or hands the start over to who has it; waits 3.5 s at most.
     [[nodiscard]] Role claim(const Start& start);
 
+    /// The name on the bus, which is that of the desktop entry as well.
+    [[nodiscard]] static const QString& name();
+
 Q_SIGNALS:
     /// Someone started the program again.
     void activated(const QVariantMap& platformData);

@@ -115,7 +115,7 @@ int main(int argc, char* argv[]) {
 
     QQuickStyle::setStyle(u"Material"_s);
     QApplication::setFont(QFont(u"Arimo"_s, 11));
-    QGuiApplication::setDesktopFileName(u"timer-kelvaro"_s);
+    QGuiApplication::setDesktopFileName(Instance::name());
     QApplication::setWindowIcon(QIcon(u":/qt/qml/TimerKelvaro/timer.svg"_s));
 
     Controller controller;

@@ -40,6 +40,8 @@ says "test: no temporary file can be made in $folder/locked; let TMPDIR name a f
     HOME=/ TMPDIR="$folder/locked" "$run"
 says "test: the folder $folder/checkout cannot be written to; work in a copy of your own." \
     HOME=/ TMPDIR=/tmp "$run"
+says 'package: packages are made of a commit, and this is no git checkout.' \
+    HOME=/ "$folder/checkout/scripts/package"
 
 # A system of Debian's kind with nothing installed, whoever asks.
 stub id 'echo 1000'

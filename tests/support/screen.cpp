@@ -145,6 +145,13 @@ bool Screen::clickUntil(const Program& program, Element::Role role, const QStrin
     return retry(act, outcome);
 }
 
+bool Screen::isOfClass(const Program& program, const QString& name) const {
+    const QString found =
+        xdotool({u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^%1$"_s.arg(name)}).value_or(QString());
+    const QString shown = window(program);
+    return !shown.isEmpty() && found.split(u'\n').contains(shown);
+}
+
 bool retry(const std::function<bool()>& act, const std::function<bool()>& outcome) {
     constexpr int attempts = 18;
     for (int attempt = 0; attempt < attempts; ++attempt) {

@@ -53,6 +53,8 @@ public:
     /// Clicks on the element once it can be used, until that did what it is for.
     [[nodiscard]] bool clickUntil(const Program& program, Element::Role role, const QString& name,
                                   const std::function<bool()>& outcome) const;
+    /// Whether the program's window is on the screen, and tells desktops this class.
+    [[nodiscard]] bool isOfClass(const Program& program, const QString& name) const;
 
 private:
     bool m_wantsTray;

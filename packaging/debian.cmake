@@ -1,0 +1,76 @@
+# SPDX-License-Identifier: MIT
+#
+# The Debian packages that scripts/package makes, one for each component, with
+# their debug symbols in packages beside them.
+
+# What only these packages hold: changelog and licence in the forms that Debian asks for.
+find_program(GZIP gzip REQUIRED)
+set(changelog "${CMAKE_CURRENT_BINARY_DIR}/changelog")
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH, where it is set
+configure_file(debian/changelog.in "${changelog}" @ONLY)
+execute_process(COMMAND "${GZIP}" -9nf "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
+foreach(component client devserver)
+    string(REGEX REPLACE "^timer-kelvaro-client$" "timer-kelvaro" package "timer-kelvaro-${component}")
+    string(TOUPPER "${component}" upper)
+    set(CPACK_DEBIAN_${upper}_PACKAGE_NAME "${package}")
+    install(FILES debian/copyright "${changelog}.gz" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${package}"
+            COMPONENT ${component} EXCLUDE_FROM_ALL)
+endforeach()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_COMPONENTS_ALL client devserver)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_PACKAGING_INSTALL_PREFIX "${CMAKE_INSTALL_PREFIX}")
+set(CPACK_VERBATIM_VARIABLES ON)
+
+set(CPACK_PACKAGE_CONTACT "The Timer.Kelvaro developers <timer-kelvaro@users.noreply.github.com>")
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://github.com/timer-kelvaro/timer")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+
+# What the linker does not see, because it is opened at run time.
+set(CPACK_DEBIAN_CLIENT_PACKAGE_DEPENDS
+    "fonts-croscore"
+    "libqt6sql6-sqlite"
+    "libsecret-1-0"
+    "qml6-module-qtqml"
+    "qml6-module-qtqml-models"
+    "qml6-module-qtqml-workerscript"
+    "qml6-module-qtquick"
+    "qml6-module-qtquick-controls"
+    "qml6-module-qtquick-layouts"
+    "qml6-module-qtquick-templates"
+    "qml6-module-qtquick-window"
+    "qt6-svg-plugins | libqt6svg6"
+    "qt6-wayland"
+    "tzdata")
+set(CPACK_DEBIAN_CLIENT_PACKAGE_RECOMMENDS
+    "ca-certificates"
+    "default-dbus-session-bus | dbus-session-bus"
+    "gnome-keyring | libpam-kwallet5")
+set(CPACK_DEBIAN_CLIENT_PACKAGE_SUGGESTS "timer-kelvaro-devserver")
+set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION misc)
+set(CPACK_COMPONENT_CLIENT_DESCRIPTION "track working hours, online and offline
+Start and stop a timer, add what was forgotten and correct descriptions, with
+or without a connection to the server. Every change is kept encrypted on the
+device before it counts as saved, and reaches the server exactly once when it
+can be reached again. The window speaks Hebrew and English.")
+
+set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SOURCE timer-kelvaro)
+set(CPACK_DEBIAN_DEVSERVER_PACKAGE_DEPENDS "libqt6sql6-sqlite" "tzdata-legacy | tzdata")
+set(CPACK_DEBIAN_DEVSERVER_PACKAGE_RECOMMENDS "libqt6sql6-psql")
+set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SUGGESTS "postgresql, timer-kelvaro")
+set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SECTION devel)
+set(CPACK_COMPONENT_DEVSERVER_DESCRIPTION "development server for Timer.Kelvaro
+A small real server for developing Timer.Kelvaro and for trying it out, with
+demo data, on SQLite or PostgreSQL. It lets everyone in on purpose, and is for
+one machine and never for the open network.")
+foreach(relation DEPENDS RECOMMENDS)
+    foreach(component CLIENT DEVSERVER)
+        list(JOIN CPACK_DEBIAN_${component}_PACKAGE_${relation} ", " CPACK_DEBIAN_${component}_PACKAGE_${relation})
+    endforeach()
+endforeach()
+include(CPack)
