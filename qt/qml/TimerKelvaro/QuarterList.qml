@@ -54,7 +54,7 @@ ListView {
         required property int index
         required property var modelData
         readonly property bool skipped: modelData.text === ""
-        readonly property string note: skipped ? list.window.label("השעון דילג", "skipped by the clock")
+        readonly property string note: skipped ? list.window.label("השעון דילג", "skipped")
                                                : modelData.offset
 
         function takeKey(event: KeyEvent) {

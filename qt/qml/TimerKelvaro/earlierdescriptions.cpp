@@ -8,7 +8,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 /// So many entries at a time take a small part of a frame.
-constexpr qsizetype stretch = 2000;
+constexpr qsizetype stretch = 500;
 constexpr qsizetype most = 20;
 
 const QString idKey = u"id"_s;
@@ -61,7 +61,9 @@ void EarlierDescriptions::refresh() {
     m_entries = entries;
     m_next = 0;
     m_known.clear();
+    m_known.reserve(entries.size()); // growing it takes longer than a stretch
     m_found.clear();
+    m_found.reserve(entries.size());
     readOn();
 }
 
