@@ -48,7 +48,8 @@ QJsonArray ReportFigures::rows(const QJsonObject& report, const QJsonArray& proj
     const ProjectColors colors(projects);
     const QString group = groupOf(report);
     const QString currency = report[u"currency"].toString();
-    const QTimeZone zone(report[u"timezone"].toString().toLatin1());
+    const QByteArray zoneId = report[u"timezone"].toString().toLatin1();
+    const QTimeZone zone = QTimeZone::isTimeZoneIdAvailable(zoneId) ? QTimeZone(zoneId) : QTimeZone();
     const QJsonArray plain = report[u"rows"].toArray();
     QList<qint64> parts;
     std::transform(plain.begin(), plain.end(), std::back_inserter(parts),
