@@ -17,10 +17,15 @@ namespace {
 
 constexpr int smallest = 16;
 
-/// The icon as a panel of this colour shows it.
-QImage onPanel(const QString& name, QColor panel) {
+QImage emptyPanel(QColor panel) {
     QImage image(smallest, smallest, QImage::Format_RGB32);
     image.fill(panel);
+    return image;
+}
+
+/// The icon as a panel of this colour shows it.
+QImage onPanel(const QString& name, QColor panel) {
+    QImage image = emptyPanel(panel);
     QPainter painter(&image);
     QIcon(u":/qt/qml/TimerKelvaro/"_s + name).paint(&painter, image.rect());
     return image;
@@ -92,7 +97,7 @@ void TrayIconTest::runningDiffersFromStoppedInGreyAsWell_data() {
 
 void TrayIconTest::runningDiffersFromStoppedInGreyAsWell() {
     QFETCH(const QColor, panel);
-    const QImage empty = onPanel(u"none.svg"_s, panel);
+    const QImage empty = emptyPanel(panel);
     const QImage stopped = onPanel(u"timer.svg"_s, panel);
     const QImage running = onPanel(u"timer-running.svg"_s, panel);
     QVERIFY(difference(stopped, empty) > 60);
