@@ -27,13 +27,10 @@ ColumnLayout {
     function change(row: var) {
         changeRequested(row, entries.inZone(row.start_at ?? ""), entries.inZone(row.stop_at ?? ""))
     }
-    /// What is pressed during a request is done once, at its end.
-    function whenFree(action: var) {
-        turn.action = action
+    function act(deed: string, id: string) {
+        turn.deed = deed
+        turn.entryId = id
         turn.ask()
-    }
-    function remove(row: var) {
-        whenFree(() => controller.deleteEntry(row.id))
     }
     function foundText(): string {
         const count = entries.count
@@ -52,13 +49,22 @@ ColumnLayout {
             menu.close()
         }
     }
+    /// What is pressed during a request is done once, at its end.
     WhenFree {
         id: turn
 
-        property var action: null
+        property string deed: ""
+        property string entryId: ""
 
         controller: page.controller
-        onFree: action()
+        onFree: {
+            if (deed === "continue")
+                controller.continueEntry(entryId)
+            else if (deed === "duplicate")
+                controller.duplicateEntry(entryId)
+            else
+                controller.deleteEntry(entryId)
+        }
     }
     EntryModel {
         id: entries
@@ -82,10 +88,10 @@ ColumnLayout {
         id: menu
 
         window: page.window
-        onContinueRequested: id => page.whenFree(() => page.controller.continueEntry(id))
+        onContinueRequested: id => page.act("continue", id)
         onChangeRequested: row => page.change(row)
-        onDuplicateRequested: id => page.whenFree(() => page.controller.duplicateEntry(id))
-        onDeleteRequested: row => page.remove(row)
+        onDuplicateRequested: id => page.act("duplicate", id)
+        onDeleteRequested: id => page.act("delete", id)
     }
     WholeTextTip {
         id: tip
@@ -149,7 +155,7 @@ ColumnLayout {
             busy: page.controller.busy
             onEditRequested: (id, text) => page.editRequested(id, text)
             onChangeRequested: page.change(row.row)
-            onDeleteRequested: page.remove(row.row)
+            onDeleteRequested: page.act("delete", row.row.id)
             onMenuRequested: from => menu.showFor(row.row, from)
             onWholeTextWanted: text => tip.showFor(row, text)
         }

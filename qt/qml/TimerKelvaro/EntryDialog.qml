@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
-import QtQuick.Controls.Material
 import QtQuick.Layouts
 import TimerKelvaro
 
@@ -102,6 +101,13 @@ TimesDialog {
             enabled: !dialog.waiting
         }
     }
+    Note {
+        text: from.name
+        visible: from.visible
+        font.pixelSize: 12
+        opacity: 0.7
+        Layout.bottomMargin: -8
+    }
     TimeField {
         id: from
 
@@ -114,6 +120,13 @@ TimesDialog {
         Layout.fillWidth: true
         onTextEdited: dialog.refusal = ""
         onAccepted: dialog.submit()
+    }
+    Note {
+        text: to.name
+        visible: to.visible
+        font.pixelSize: 12
+        opacity: 0.7
+        Layout.bottomMargin: -8
     }
     TimeField {
         id: to

@@ -14,12 +14,12 @@ Menu {
     signal continueRequested(string id)
     signal changeRequested(var row)
     signal duplicateRequested(string id)
-    signal deleteRequested(var row)
+    signal deleteRequested(string id)
 
     function showFor(entry: var, from: Item) {
         row = entry
         parent = from
-        x = from.mirrored ? 0 : from.width - width
+        x = window.hebrew ? 0 : from.width - width
         y = from.height
         open()
         currentIndex = 0
@@ -28,23 +28,25 @@ Menu {
     component Action: MenuItem {
         id: action
 
+        readonly property bool dark: Material.theme === Material.Dark
+
+        function act() {
+            if (!enabled)
+                return
+            action.menu.dismiss()
+            triggered()
+        }
+
         background: Rectangle {
             implicitHeight: 40
             radius: Theme.radius
-            color: action.highlighted ? Theme.button(menu.window.dark) : "transparent"
+            color: action.highlighted ? Theme.button(action.dark) : "transparent"
         }
         Accessible.role: Accessible.MenuItem
         Accessible.name: text
         Accessible.onPressAction: act()
         Keys.onReturnPressed: act()
         Keys.onEnterPressed: act()
-
-        function act() {
-            if (!enabled)
-                return
-            menu.dismiss()
-            triggered()
-        }
     }
 
     objectName: "entryActions"
@@ -78,6 +80,6 @@ Menu {
         objectName: "deleteEntry"
         text: menu.window.label("מחק", "Delete")
         enabled: !menu.locked
-        onTriggered: menu.deleteRequested(menu.row)
+        onTriggered: menu.deleteRequested(menu.row.id)
     }
 }

@@ -27,6 +27,13 @@ RowPanel {
     readonly property int headingHeight: heading.visible ? Theme.dayHeading : 0
     readonly property bool cut: description.truncated && (hover.hovered || activeFocus)
 
+    function spoken(): string {
+        let all = description.text
+        for (const part of [start.text, length.text, lock.visible ? lock.text : "", span.text, projectName, clientName,
+                            billable.visible ? billable.name : "", conflict.visible ? conflict.text : ""])
+            all += part !== "" ? ", " + part : ""
+        return all
+    }
     function takeKey(event: KeyEvent) {
         const menu = event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && event.modifiers === Qt.ShiftModifier)
         const edit = event.key === Qt.Key_Return || event.key === Qt.Key_Enter
@@ -45,9 +52,7 @@ RowPanel {
     height: 72 + headingHeight
     topInset: headingHeight
     topPadding: headingHeight
-    Accessible.name: [description.text, start.text, length.text, lock.visible ? lock.text : "", span.text, projectName,
-                      clientName, billable.visible ? billable.name : "", conflict.visible ? conflict.text : ""]
-        .filter(part => part !== "").join(", ")
+    Accessible.name: spoken()
     Keys.onPressed: event => takeKey(event)
     onCutChanged: wholeTextWanted(cut ? description.text : "")
 
