@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# The Debian packages that scripts/package makes, one for each component, with
-# their debug symbols in packages beside them.
+# The Debian packages that scripts/package makes, one for each component and one
+# with the debug symbols, which it leaves in the build folder.
 
 # What only these packages hold: changelog and licence in the forms that Debian asks for.
 find_program(GZIP gzip REQUIRED)
@@ -9,16 +9,19 @@ set(changelog "${CMAKE_CURRENT_BINARY_DIR}/changelog")
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH, where it is set
 configure_file(debian/changelog.in "${changelog}" @ONLY)
 execute_process(COMMAND "${GZIP}" -9nf "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
-foreach(component client devserver)
-    string(REGEX REPLACE "^timer-kelvaro-client$" "timer-kelvaro" package "timer-kelvaro-${component}")
+set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME timer-kelvaro)
+set(CPACK_DEBIAN_DEVSERVER_PACKAGE_NAME timer-kelvaro-devserver)
+set(CPACK_DEBIAN_DEBUG_PACKAGE_NAME timer-kelvaro-dbg)
+set(CPACK_COMPONENTS_ALL client devserver debug)
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     string(TOUPPER "${component}" upper)
-    set(CPACK_DEBIAN_${upper}_PACKAGE_NAME "${package}")
-    install(FILES debian/copyright "${changelog}.gz" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${package}"
+    install(FILES debian/copyright "${changelog}.gz"
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}"
             COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
+install(DIRECTORY "${PROJECT_BINARY_DIR}/debug" DESTINATION lib COMPONENT debug EXCLUDE_FROM_ALL)
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_COMPONENTS_ALL client devserver)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_PACKAGING_INSTALL_PREFIX "${CMAKE_INSTALL_PREFIX}")
@@ -28,7 +31,6 @@ set(CPACK_PACKAGE_CONTACT "The Timer.Kelvaro developers <timer-kelvaro@users.nor
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://github.com/timer-kelvaro/timer")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
-set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
 # What the linker does not see, because it is opened at run time.
@@ -68,6 +70,16 @@ set(CPACK_COMPONENT_DEVSERVER_DESCRIPTION "development server for Timer.Kelvaro
 A small real server for developing Timer.Kelvaro and for trying it out, with
 demo data, on SQLite or PostgreSQL. It lets everyone in on purpose, and is for
 one machine and never for the open network.")
+
+set(CPACK_DEBIAN_DEBUG_PACKAGE_SOURCE timer-kelvaro)
+set(CPACK_DEBIAN_DEBUG_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DEBUG_PACKAGE_DEPENDS
+    "timer-kelvaro (= ${PROJECT_VERSION}) | timer-kelvaro-devserver (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_DEBUG_PACKAGE_SECTION debug)
+set(CPACK_COMPONENT_DEBUG_DESCRIPTION "debug symbols for Timer.Kelvaro
+What a debugger needs to name functions and lines of the program and of its
+development server.")
+
 foreach(relation DEPENDS RECOMMENDS)
     foreach(component CLIENT DEVSERVER)
         list(JOIN CPACK_DEBIAN_${component}_PACKAGE_${relation} ", " CPACK_DEBIAN_${component}_PACKAGE_${relation})
