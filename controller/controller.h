@@ -126,6 +126,8 @@ public:
     [[nodiscard]] QVariantMap openWeek() const;
     /// The message holds words of the server, which may be about anything.
     [[nodiscard]] bool messageQuotesServer() const;
+    /// The weekday that weeks begin with, as QDate counts.
+    [[nodiscard]] int weekday() const;
 
     // What a person can do
 
@@ -174,9 +176,6 @@ public:
     Q_INVOKABLE void undoDelete();
     /// Puts the report's rows on the clipboard as ReportTable has them.
     Q_INVOKABLE void copyReport(const QStringList& titles, bool rightToLeft);
-    /// Weeks begin on this day from now on, as QDate counts: where reports and their ranges count weeks
-    /// themselves.
-    Q_INVOKABLE void startWeeksOn(int weekday);
     /// The time of absence() is kept: the timer goes on.
     Q_INVOKABLE void keepTime();
     /// Stops the timer that runs at a moment of the past, now when that is empty, as stopTimer() does.
@@ -408,5 +407,4 @@ private:
     qint64 m_previews = 0;         ///< tells whether an import's preview was replaced meanwhile
     qint64 m_shownPreviews = 0;    ///< tells each that was shown from those before
     std::size_t m_silentReloads = 0;
-    int m_weekday = Qt::Sunday; ///< on which weeks begin
 };

@@ -49,7 +49,7 @@ void Controller::queryReport(const QString& kind, const QString& fromDate, const
         m_personal.report = reply;
         m_personal.reportRows = reply.value(u"rows").toArray();
         m_personal.reportView.update(withQuestion(reply, body, kind),
-                                     m_document.snapshot[u"catalog"][u"projects"].toArray(), m_weekday);
+                                     m_document.snapshot[u"catalog"][u"projects"].toArray(), weekday());
         finish(reply.value(u"has_more").toBool()
                    ? u"First 500 rows shown. Exports contain the complete snapshot."_s
                    : u"Server snapshot loaded"_s);
@@ -115,20 +115,9 @@ QVariantMap Controller::reportAbout() const {
     return m_personal.reportView.about();
 }
 
-void Controller::startWeeksOn(int weekday) {
-    if (weekday == m_weekday) {
-        return;
-    }
-    m_weekday = weekday;
-    m_personal.reportView.startWeeksOn(weekday);
-    Q_EMIT changed();
-}
-
 QVariantMap Controller::reportRange(const QString& name) const {
-    const QTimeZone zone(m_timezone.toUtf8());
-    const QDateTime now = QDateTime::currentDateTime();
-    const ReportRange range =
-        ReportRange::named(name, (zone.isValid() ? now.toTimeZone(zone) : now).date(), m_weekday);
+    const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(zone()).date();
+    const ReportRange range = ReportRange::named(name, today, weekday());
     return {{u"from"_s, range.from.toString(Qt::ISODate)}, {u"to"_s, range.to.toString(Qt::ISODate)}};
 }
 

@@ -7,20 +7,12 @@
 using namespace Qt::StringLiterals;
 
 void ReportView::update(const QJsonObject& report, const QJsonArray& projects, int weekday) {
-    m_report = report;
     m_figures = ReportFigures::rows(report, projects);
     m_rows = m_figures.toVariantList();
-    startWeeksOn(weekday);
-}
-
-void ReportView::startWeeksOn(int weekday) {
-    if (m_report.isEmpty()) {
-        return;
-    }
-    QJsonObject picture = ReportPicture::of(m_report, m_figures, weekday);
+    QJsonObject picture = ReportPicture::of(report, m_figures, weekday);
     m_columns = picture.take(u"columns").toArray().toVariantList();
     m_series = picture.take(u"series").toArray().toVariantList();
     m_about = picture.toVariantMap();
-    m_about.insert(u"kind"_s, m_report[u"kind"].toString());
-    m_about.insert(u"group"_s, ReportFigures::groupOf(m_report));
+    m_about.insert(u"kind"_s, report[u"kind"].toString());
+    m_about.insert(u"group"_s, ReportFigures::groupOf(report));
 }

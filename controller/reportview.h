@@ -10,10 +10,9 @@
 /// shared list.
 class ReportView {
 public:
-    /// `report` is the server's answer, with what was asked where it does not say that itself.
+    /// `report` is the server's answer, with what was asked where it does not say that itself. Weeks of
+    /// days begin with `weekday`.
     void update(const QJsonObject& report, const QJsonArray& projects, int weekday);
-    /// Weeks of days begin on another day.
-    void startWeeksOn(int weekday);
 
     /// ReportFigures::rows
     [[nodiscard]] const QJsonArray& figures() const { return m_figures; }
@@ -27,7 +26,6 @@ public:
     [[nodiscard]] const QVariantMap& about() const { return m_about; }
 
 private:
-    QJsonObject m_report;
     QJsonArray m_figures;
     QVariantList m_rows;
     QVariantList m_columns;

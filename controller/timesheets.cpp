@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "state/weeks.h"
 
 #include <QDesktopServices>
 #include <QUrl>
@@ -19,6 +20,11 @@ QTimeZone Controller::zone() const {
     return known.isValid() ? known : QTimeZone::utc();
 }
 
+int Controller::weekday() const {
+    return firstWeekday(m_document.snapshot.value(u"timesheet_periods").toArray(), m_document.workspace,
+                        zone());
+}
+
 QVariantList Controller::periodSums() const {
     const QJsonArray periods = m_document.snapshot.value(u"timesheet_periods").toArray();
     const QList<qint64> sums = sumsOf(weekNow(), periods);
@@ -32,8 +38,7 @@ QVariantList Controller::periodSums() const {
 
 WorkSums::Week Controller::weekNow() const {
     const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(zone()).date();
-    return WorkSums::weekOf(today, m_document.snapshot.value(u"timesheet_periods").toArray(), owner(),
-                            zone());
+    return WorkSums::weekOf(today, weekday());
 }
 
 QList<qint64> Controller::sumsOf(const WorkSums::Week& week, const QJsonArray& periods) const {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "state/daysums.h"
 
+#include "state/weeks.h"
+
 #include <QDateTime>
 #include <QJsonObject>
 
@@ -47,8 +49,8 @@ std::vector<DaySums::Heading> DaySums::headings(std::span<const Entry> entries) 
     return headings;
 }
 
-DaySums::Totals DaySums::totals(std::span<const Entry> entries, QDate today, Qt::DayOfWeek weekStart) {
-    const QDate first = firstOfWeek(today, weekStart);
+DaySums::Totals DaySums::totals(std::span<const Entry> entries, QDate today, int weekday) {
+    const QDate first = startOfWeek(today, weekday);
     const QDate next = first.addDays(daysPerWeek);
     Totals totals;
     for (const Entry& entry : entries) {
@@ -60,22 +62,4 @@ DaySums::Totals DaySums::totals(std::span<const Entry> entries, QDate today, Qt:
         }
     }
     return totals;
-}
-
-QDate DaySums::firstOfWeek(QDate day, Qt::DayOfWeek weekStart) {
-    return day.addDays(-((day.dayOfWeek() - weekStart + daysPerWeek) % daysPerWeek));
-}
-
-std::optional<Qt::DayOfWeek> DaySums::weekStart(const QJsonArray& periods, const QString& workspace) {
-    QDate newest;
-    for (const auto& period : periods) {
-        const QDate from = QDate::fromString(period["from_date"_L1].toString(), Qt::ISODate);
-        const QDate to = QDate::fromString(period["to_date"_L1].toString(), Qt::ISODate);
-        const bool isWeek = from.isValid() && from.daysTo(to) == daysPerWeek - 1;
-        if (isWeek && period["workspace_id"_L1].toString() == workspace &&
-            (newest.isNull() || from > newest)) {
-            newest = from;
-        }
-    }
-    return newest.isValid() ? std::optional(static_cast<Qt::DayOfWeek>(newest.dayOfWeek())) : std::nullopt;
 }

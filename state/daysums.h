@@ -2,11 +2,8 @@
 #pragma once
 
 #include <QDate>
-#include <QJsonArray>
-#include <QString>
 #include <QTimeZone>
 
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -50,12 +47,5 @@ public:
     [[nodiscard]] static std::vector<Heading> headings(std::span<const Entry> entries);
 
     /// Of the day itself, and of the week that it lies in.
-    [[nodiscard]] static Totals totals(std::span<const Entry> entries, QDate today, Qt::DayOfWeek weekStart);
-
-    [[nodiscard]] static QDate firstOfWeek(QDate day, Qt::DayOfWeek weekStart);
-
-    /// The weekday that the workspace's weeks begin with, as its timesheets of whole weeks have it: the
-    /// newest one counts. None when there is no such timesheet.
-    [[nodiscard]] static std::optional<Qt::DayOfWeek> weekStart(const QJsonArray& periods,
-                                                                const QString& workspace);
+    [[nodiscard]] static Totals totals(std::span<const Entry> entries, QDate today, int weekday);
 };

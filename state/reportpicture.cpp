@@ -2,6 +2,7 @@
 #include "state/reportpicture.h"
 
 #include "state/reportfigures.h"
+#include "state/weeks.h"
 
 #include <QHash>
 #include <QList>
@@ -242,8 +243,4 @@ QJsonObject ReportPicture::of(const QJsonObject& report, const QJsonArray& rows,
             {u"highest"_s, columns.highest()},
             {u"series"_s, told},
             {u"columns"_s, columns.written(told)}};
-}
-
-QDate startOfWeek(QDate day, int weekday) {
-    return day.addDays(-((day.dayOfWeek() - weekday + daysOfWeek) % daysOfWeek));
 }

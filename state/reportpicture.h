@@ -28,6 +28,3 @@ public:
     /// as QDate counts.
     [[nodiscard]] static QJsonObject of(const QJsonObject& report, const QJsonArray& rows, int weekday);
 };
-
-/// The first day of the week that holds `day`.
-[[nodiscard]] QDate startOfWeek(QDate day, int weekday);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "state/reportranges.h"
 
-#include "state/reportpicture.h"
+#include "state/weeks.h"
 
 using namespace Qt::StringLiterals;
 

@@ -2,32 +2,11 @@
 #include "state/worksums.h"
 
 #include "state/timestamp.h"
+#include "state/weeks.h"
 
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QDate dateOf(const QJsonObject& period, QLatin1StringView key) {
-    return QDate::fromString(period.value(key).toString(), Qt::ISODate);
-}
-
-/// The day of the week on which the owner's newest period of seven days begins; 0 without one.
-int firstWeekday(const QJsonArray& periods, const WorkSums::Owner& owner) {
-    QDate newest;
-    for (const auto& element : periods) {
-        const QJsonObject period = element.toObject();
-        const QDate from = dateOf(period, "from_date"_L1);
-        const bool isWeek = from.isValid() && from.addDays(6) == dateOf(period, "to_date"_L1);
-        if (isWeek && WorkSums::isOf(period, owner) && (newest.isNull() || from > newest)) {
-            newest = from;
-        }
-    }
-    return newest.isNull() ? 0 : newest.dayOfWeek();
-}
-
-} // namespace
 
 bool WorkSums::isOf(const QJsonObject& item, const Owner& owner) {
     return item.value("workspace_id"_L1) == owner.workspace && item.value("user_id"_L1) == owner.user;
@@ -69,12 +48,7 @@ QList<qint64> WorkSums::inside(const QList<Span>& spans, const QJsonArray& entri
     return sums;
 }
 
-WorkSums::Week WorkSums::weekOf(QDate day, const QJsonArray& periods, const Owner& owner,
-                                const QTimeZone& zone) {
-    int weekday = firstWeekday(periods, owner);
-    if (weekday == 0) {
-        weekday = zone.territory() == QLocale::Israel ? Qt::Sunday : Qt::Monday;
-    }
-    const QDate first = day.addDays(-((day.dayOfWeek() - weekday + 7) % 7));
+WorkSums::Week WorkSums::weekOf(QDate day, int weekday) {
+    const QDate first = startOfWeek(day, weekday);
     return {first, first.addDays(6)};
 }

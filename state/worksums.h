@@ -43,8 +43,6 @@ public:
     [[nodiscard]] static QList<qint64> inside(const QList<Span>& spans, const QJsonArray& entries,
                                               const Owner& owner);
 
-    /// The week that holds `day`. It begins on the same day as the owner's newest period of seven days;
-    /// without any, on a Sunday in Israel and on a Monday elsewhere.
-    [[nodiscard]] static Week weekOf(QDate day, const QJsonArray& periods, const Owner& owner,
-                                     const QTimeZone& zone);
+    /// The week that holds `day`, when weeks begin with `weekday`.
+    [[nodiscard]] static Week weekOf(QDate day, int weekday);
 };

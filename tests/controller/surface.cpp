@@ -155,7 +155,6 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "deleteEntry(QString)",
         "undoDelete()",
         "copyReport(QStringList,bool)",
-        "startWeeksOn(int)",
         "keepTime()",
         "stopTimerAt(QString)",
         "restartTimerFrom(QString)",

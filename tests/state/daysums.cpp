@@ -36,8 +36,6 @@ private Q_SLOTS:
     void eachDayHasTheSumOfItsRows();
     void sumsOfTodayAndOfItsWeek_data();
     void sumsOfTodayAndOfItsWeek();
-    void weeksBeginAsTheTimesheetsDo_data();
-    void weeksBeginAsTheTimesheetsDo();
 };
 
 void DaySumsTest::aDayIsTheOneThatTheClocksShow_data() {
@@ -110,7 +108,7 @@ void DaySumsTest::eachDayHasTheSumOfItsRows() {
 
 void DaySumsTest::sumsOfTodayAndOfItsWeek_data() {
     QTest::addColumn<QString>("today");
-    QTest::addColumn<Qt::DayOfWeek>("weekStart");
+    QTest::addColumn<int>("weekday");
     QTest::addColumn<qint64>("ofToday");
     QTest::addColumn<qint64>("ofWeek");
     // 2026-11-22 is a Sunday; each day of November has as many seconds as its number.
@@ -124,38 +122,16 @@ void DaySumsTest::sumsOfTodayAndOfItsWeek_data() {
 
 void DaySumsTest::sumsOfTodayAndOfItsWeek() {
     QFETCH(const QString, today);
-    QFETCH(const Qt::DayOfWeek, weekStart);
+    QFETCH(const int, weekday);
     QFETCH(const qint64, ofToday);
     QFETCH(const qint64, ofWeek);
     Entries entries{{QDate(), 1000}};
     for (int number = 1; number <= 30; ++number) {
         entries.push_back({QDate(2026, 11, number), number});
     }
-    const DaySums::Totals totals = DaySums::totals(entries, day(today), weekStart);
+    const DaySums::Totals totals = DaySums::totals(entries, day(today), weekday);
     QCOMPARE(totals.today, ofToday);
     QCOMPARE(totals.week, ofWeek);
-}
-
-void DaySumsTest::weeksBeginAsTheTimesheetsDo_data() {
-    QTest::addColumn<QJsonArray>("periods");
-    QTest::addColumn<int>("weekday");
-    const QJsonObject sunday = period(u"2026-11-08"_s, u"2026-11-14"_s);
-    const QJsonObject monday = period(u"2026-11-16"_s, u"2026-11-22"_s);
-    QTest::newRow("none") << QJsonArray() << 0;
-    QTest::newRow("one") << QJsonArray{sunday} << int(Qt::Sunday);
-    QTest::newRow("the newest counts") << QJsonArray{monday, sunday} << int(Qt::Monday);
-    QTest::newRow("months say nothing")
-        << QJsonArray{sunday, period(u"2026-12-01"_s, u"2026-12-31"_s)} << int(Qt::Sunday);
-    QTest::newRow("another workspace's")
-        << QJsonArray{period(u"2026-11-08"_s, u"2026-11-14"_s, u"w2"_s)} << 0;
-    QTest::newRow("no dates") << QJsonArray{QJsonObject{{u"workspace_id"_s, u"w1"_s}}} << 0;
-}
-
-void DaySumsTest::weeksBeginAsTheTimesheetsDo() {
-    QFETCH(const QJsonArray, periods);
-    QFETCH(const int, weekday);
-    const auto start = DaySums::weekStart(periods, u"w1"_s);
-    QCOMPARE(start ? int(*start) : 0, weekday);
 }
 
 QTEST_APPLESS_MAIN(DaySumsTest)

@@ -73,7 +73,6 @@ ColumnLayout {
 
         controller: page.controller
         wanted: finder.text
-        firstWeekday: Qt.locale(page.window.hebrew ? "he_IL" : "en_GB").firstDayOfWeek
         onWantedChanged: fresh = true
         onListed: {
             if (!fresh)

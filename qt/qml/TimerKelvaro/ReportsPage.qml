@@ -13,8 +13,6 @@ ScrollPage {
     required property date created
     readonly property var totals: controller.reportTotals
     readonly property var about: controller.reportAbout
-    /// Sunday in Hebrew, Monday otherwise.
-    readonly property int weekday: window.hebrew ? 7 : 1
 
     function generate() {
         controller.queryReport(kind.currentText, from.text, to.text, controller.timezone, group.currentText)
@@ -59,8 +57,6 @@ ScrollPage {
     }
 
     spacing: 12
-    onWeekdayChanged: controller.startWeeksOn(weekday)
-    Component.onCompleted: controller.startWeeksOn(weekday)
 
     RowLayout {
         spacing: Theme.gap

@@ -86,17 +86,6 @@ void EntryModel::setController(Controller* controller) {
     Q_EMIT controllerChanged();
 }
 
-void EntryModel::setFirstWeekday(int weekday) {
-    if (m_firstWeekday != weekday) {
-        m_firstWeekday = weekday;
-        Q_EMIT firstWeekdayChanged();
-        if (m_controller) {
-            readWeekStart();
-            readTotals();
-        }
-    }
-}
-
 /// What the entries are read by: the zone, the projects' names, and what a week is.
 void EntryModel::follow() {
     if (m_zone != m_controller->timezone()) {
@@ -109,7 +98,7 @@ void EntryModel::follow() {
         }
     }
     readCatalog();
-    readWeekStart();
+    readWeekday();
     readTotals();
 }
 
@@ -333,17 +322,14 @@ DaySums::Totals EntryModel::totals() const {
         LocalDays(m_days.zone()).of(start.toMSecsSinceEpoch()),
         std::max<qint64>(0, start.secsTo(QDateTime::currentDateTimeUtc())),
     }};
-    const DaySums::Totals more = DaySums::totals(running, m_today, m_weekStart);
+    const DaySums::Totals more = DaySums::totals(running, m_today, m_weekday);
     return {totals.today + more.today, totals.week + more.week};
 }
 
-void EntryModel::readWeekStart() {
-    const QJsonArray periods = QJsonArray::fromVariantList(m_controller->periods());
-    const int fallback = m_firstWeekday == 0 ? Qt::Sunday : m_firstWeekday;
-    const Qt::DayOfWeek start =
-        DaySums::weekStart(periods, m_controller->workspace()).value_or(static_cast<Qt::DayOfWeek>(fallback));
-    if (m_weekStart != start) {
-        m_weekStart = start;
+void EntryModel::readWeekday() {
+    const int weekday = m_controller->weekday();
+    if (m_weekday != weekday) {
+        m_weekday = weekday;
         m_today = {};
     }
 }
@@ -352,7 +338,7 @@ void EntryModel::readTotals() {
     const QDate today = LocalDays(m_days.zone()).of(QDateTime::currentMSecsSinceEpoch());
     if (today != m_today) {
         m_today = today;
-        m_closed = DaySums::totals(m_all.sums, today, m_weekStart);
+        m_closed = DaySums::totals(m_all.sums, today, m_weekday);
     }
     const DaySums::Totals now = totals();
     if (now.today != m_told.today || now.week != m_told.week) {

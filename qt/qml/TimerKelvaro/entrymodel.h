@@ -24,8 +24,6 @@ class EntryModel : public QAbstractListModel {
         Controller* controller MEMBER m_controller WRITE setController NOTIFY controllerChanged REQUIRED)
     /// What description, project or client have to hold; empty for all entries.
     Q_PROPERTY(QString wanted MEMBER m_wanted WRITE setWanted NOTIFY wantedChanged)
-    /// The weekday that weeks begin with where the workspace does not say it; Sunday is 0.
-    Q_PROPERTY(int firstWeekday MEMBER m_firstWeekday WRITE setFirstWeekday NOTIFY firstWeekdayChanged)
     /// Whether the list holds only what was looked for.
     Q_PROPERTY(bool finding READ finding NOTIFY listed)
     Q_PROPERTY(int count READ count NOTIFY listed)
@@ -49,7 +47,6 @@ public:
 
     void setController(Controller* controller);
     void setWanted(const QString& wanted);
-    void setFirstWeekday(int weekday);
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
@@ -70,7 +67,6 @@ public:
 Q_SIGNALS:
     void controllerChanged();
     void wantedChanged();
-    void firstWeekdayChanged();
     void listed();
     void totalsChanged();
 
@@ -89,7 +85,7 @@ private:
     void startSearch();
     void show(Rows rows, bool finding);
     void readHeadings();
-    void readWeekStart();
+    void readWeekday();
     void readTotals();
     [[nodiscard]] const Rows& shown() const { return m_finding ? m_found : m_all; }
     [[nodiscard]] const QString& searchedText(int row);
@@ -102,8 +98,7 @@ private:
     QString m_zone;
     QHash<QString, QVariantMap> m_projects;
     QVariantList m_catalog;
-    int m_firstWeekday = 0;
-    Qt::DayOfWeek m_weekStart = Qt::Sunday;
+    int m_weekday = Qt::Sunday; ///< that weeks begin with
 
     Rows m_all;
     std::vector<bool> m_read;     ///< of m_all, whether its sum is that of the map

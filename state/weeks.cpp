@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include "state/weeks.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int daysOfWeek = 7;
+
+} // namespace
+
+int firstWeekday(const QJsonArray& periods, const QString& workspace, const QTimeZone& zone) {
+    QDate newest;
+    for (const auto& period : periods) {
+        const QDate from = QDate::fromString(period["from_date"_L1].toString(), Qt::ISODate);
+        const QDate to = QDate::fromString(period["to_date"_L1].toString(), Qt::ISODate);
+        const bool isWeek = from.isValid() && from.daysTo(to) == daysOfWeek - 1;
+        if (isWeek && period["workspace_id"_L1].toString() == workspace &&
+            (newest.isNull() || from > newest)) {
+            newest = from;
+        }
+    }
+    if (newest.isValid()) {
+        return newest.dayOfWeek();
+    }
+    return zone.territory() == QLocale::Israel ? Qt::Sunday : Qt::Monday;
+}
+
+QDate startOfWeek(QDate day, int weekday) {
+    return day.addDays(-((day.dayOfWeek() - weekday + daysOfWeek) % daysOfWeek));
+}
