@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""pictures.py FOLDER [--all] -- PROGRAM [ARGUMENT...]
+"""pictures.py FOLDER [--all | --guide] -- PROGRAM [ARGUMENT...]
 
 Runs the program in the display and the session bus it is given, presses its
 buttons as assistive software does, and saves pictures of its window."""
@@ -109,11 +109,22 @@ def take_two(folder):
     picture(os.path.join(folder, "window-en.png"), SHOWN["en"][0])
 
 
-def type_into(field, text):
-    """Types where the keyboard is, which has to be this field."""
-    state = Atspi.StateType.FOCUSED
-    wait_for(f'the focus on "{field}"', lambda: find(application(), field).get_state_set().contains(state))
+def has_focus(field):
+    return find(application(), field).get_state_set().contains(Atspi.StateType.FOCUSED)
+
+
+def type_keys(text):
     subprocess.run(["xdotool", "type", "--delay", "20", text], check=True)
+
+
+def tab_to(field):
+    """Presses Tab until the keyboard is in this field, past the buttons before it."""
+    for _ in range(4):
+        subprocess.run(["xdotool", "key", "Tab"], check=True)
+        time.sleep(0.3)  # the focus is told a little later
+        if has_focus(field):
+            return
+    sys.exit(f'pictures: Tab does not lead to "{field}"')
 
 
 def take_refused(folder):
@@ -122,15 +133,33 @@ def take_refused(folder):
     tuesday = today - datetime.timedelta(days=(today.weekday() + 1) % 7 + 19)  # the demo's approved week
     morning = datetime.datetime.combine(tuesday, datetime.time(9))
     press("Manual entry")
-    type_into("Description", "Call about the invoice")
+    wait_for('the focus on "Description"', lambda: has_focus("Description"))
+    type_keys("Call about the invoice")
     for field, hours in (("From", 0), ("To", 1)):
-        subprocess.run(["xdotool", "key", "Tab"], check=True)
-        type_into(field, (morning + datetime.timedelta(hours=hours)).isoformat() + "Z")
+        tab_to(field)
+        type_keys((morning + datetime.timedelta(hours=hours)).isoformat() + "Z")
     subprocess.run(["xdotool", "key", "Return"], check=True)
     press("Show the change that the server did not accept")
     picture(os.path.join(folder, "refused-en.png"), SEND_AGAIN["en"])
     press(OTHER_LANGUAGE["en"])
     picture(os.path.join(folder, "refused-he.png"), SEND_AGAIN["he"])
+
+
+def take_guide(folder):
+    """What the guide shows of a day, in English. A question about time that was not work is asked by hand."""
+    press(OTHER_LANGUAGE["he"])
+    press("Start")
+    picture(os.path.join(folder, "guide-week.png"), "Stop")
+    press("Manual entry")
+    press("Choose date and time: From")
+    picture(os.path.join(folder, "guide-times.png"), "Asia/Jerusalem")
+    subprocess.run(["xdotool", "key", "Escape", "Escape"], check=True)
+    press(TABS["en"][1])
+    press("This month")
+    press("Show by day")
+    picture(os.path.join(folder, "guide-report.png"), "Copy")
+    press(TABS["en"][4])
+    picture(os.path.join(folder, "guide-timesheets.png"), SHOWN["en"][4])
 
 
 def take_all(folder):
@@ -152,6 +181,8 @@ try:
     wait_for("the loaded window", lambda: find(application(), LOADED))
     if "--all" in arguments:
         take_all(arguments[0])
+    elif "--guide" in arguments:
+        take_guide(arguments[0])
     else:
         take_two(arguments[0])
         take_refused(arguments[0])
