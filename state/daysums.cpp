@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int daysPerWeek = 7;
-constexpr qint64 dayMs = 24 * 60 * 60 * qint64{1000};
+constexpr qint64 dayMs = qint64{24} * 60 * 60 * 1000;
 
 /// Zones without changes in one direction go on for ever there.
 qint64 instantOf(const QTimeZone::OffsetData& change, qint64 none) {
