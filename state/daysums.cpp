@@ -6,36 +6,35 @@
 #include <QDateTime>
 #include <QJsonObject>
 
+#include <limits>
+
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int daysPerWeek = 7;
-constexpr qint64 minuteMs = 60'000;
+constexpr qint64 dayMs = qint64{24} * 60 * 60 * 1000;
 
-QDate dayAt(qint64 instant, const QTimeZone& zone) {
-    return QDateTime::fromMSecsSinceEpoch(instant, zone).date();
+/// Zones without changes in one direction go on for ever there.
+qint64 instantOf(const QTimeZone::OffsetData& change, qint64 none) {
+    return change.atUtc.isValid() ? change.atUtc.toMSecsSinceEpoch() : none;
 }
 
-/// Where the clocks skip midnight a day begins later, where they show it twice at the first one: Qt names
-/// the second.
-qint64 beginOf(QDate day, const QTimeZone& zone) {
-    qint64 begin = day.startOfDay(zone).toMSecsSinceEpoch();
-    while (dayAt(begin - 1, zone) == day) {
-        begin -= minuteMs;
-    }
-    return begin;
+qint64 dayNumber(qint64 local) {
+    return local >= 0 ? local / dayMs : (local + 1) / dayMs - 1;
 }
 
 } // namespace
 
 QDate LocalDays::of(qint64 instant) {
-    if (!m_day.isValid() || instant < m_begin || instant >= m_end) {
-        m_day = dayAt(instant, m_zone);
-        m_begin = beginOf(m_day, m_zone);
-        m_end = beginOf(m_day.addDays(1), m_zone);
+    using Instant = std::numeric_limits<qint64>;
+    if (instant < m_begin || instant >= m_end) {
+        const QDateTime time = QDateTime::fromMSecsSinceEpoch(instant, m_zone);
+        m_offset = qint64{1000} * m_zone.offsetFromUtc(time);
+        m_begin = instantOf(m_zone.previousTransition(time.addMSecs(1)), Instant::min());
+        m_end = instantOf(m_zone.nextTransition(time), Instant::max());
     }
-    return m_day;
+    return QDate(1970, 1, 1).addDays(dayNumber(instant + m_offset));
 }
 
 std::vector<DaySums::Heading> DaySums::headings(std::span<const Entry> entries) {

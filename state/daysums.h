@@ -7,8 +7,7 @@
 #include <span>
 #include <vector>
 
-/// The days of one time zone. Remembers the day of the last answer: entries come in their order, many of a
-/// day.
+/// The days of one time zone. Between two changes of its clocks they are counted, not looked up.
 class LocalDays {
 public:
     explicit LocalDays(const QTimeZone& zone) : m_zone(zone) {}
@@ -19,8 +18,8 @@ public:
 
 private:
     QTimeZone m_zone;
-    QDate m_day;
-    qint64 m_begin = 0; ///< of m_day, up to and without m_end
+    qint64 m_offset = 0; ///< from m_begin on, up to and without m_end
+    qint64 m_begin = 0;
     qint64 m_end = 0;
 };
 

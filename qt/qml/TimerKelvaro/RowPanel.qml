@@ -25,6 +25,10 @@ Panel {
 
     Accessible.role: Accessible.ListItem
 
+    // What waits to be used again is painted by nobody, but a screen reader would still find it.
+    ListView.onPooled: visible = false
+    ListView.onReused: visible = true
+
     onActiveFocusChanged: {
         if (!activeFocus || !list)
             return

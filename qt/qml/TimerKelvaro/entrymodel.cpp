@@ -45,8 +45,9 @@ void EntryModel::keepUp() {
         }
     });
     connect(&m_list, &RowModel::rowsInserted, this, [this](const QModelIndex&, int first, int last) {
-        const auto count = static_cast<std::size_t>(last - first + 1);
-        m_all.maps.insert(first, last - first + 1, QVariant());
+        const int added = last - first + 1;
+        const auto count = static_cast<std::size_t>(added);
+        m_all.maps.insert(first, added, QVariant());
         m_all.sums.insert(m_all.sums.begin() + first, count, {});
         m_read.insert(m_read.begin() + first, count, false);
         m_texts.insert(m_texts.begin() + first, count, QString());
