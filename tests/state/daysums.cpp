@@ -19,10 +19,6 @@ QDate day(const QString& text) {
     return QDate::fromString(text, Qt::ISODate);
 }
 
-QJsonObject period(const QString& from, const QString& to, const QString& workspace = u"w1"_s) {
-    return {{u"workspace_id"_s, workspace}, {u"from_date"_s, from}, {u"to_date"_s, to}};
-}
-
 } // namespace
 
 class DaySumsTest : public QObject {

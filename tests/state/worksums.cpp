@@ -19,11 +19,6 @@ QJsonObject with(QJsonObject object, const QString& key, const QJsonValue& value
     return object;
 }
 
-QJsonObject period(const QString& from, const QString& to) {
-    return {
-        {u"workspace_id"_s, u"w1"_s}, {u"user_id"_s, u"u1"_s}, {u"from_date"_s, from}, {u"to_date"_s, to}};
-}
-
 } // namespace
 
 /// How long somebody has worked within a period, and which week it is.
