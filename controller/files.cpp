@@ -13,9 +13,20 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// Writes it to the disk. EINVAL: this file system has nothing to write for it.
+bool isSynced(int handle) {
+    return ::fsync(handle) == 0 || errno == EINVAL;
+}
+
+} // namespace
+
 bool replaceFile(const QString& fileName, const QByteArray& bytes) {
     QSaveFile file(fileName);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    // What commit() still has to write or to sync can fail without its telling.
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
+           isSynced(file.handle()) && file.commit();
 }
 
 bool writePendingChanges(const QString& fileName, const QJsonArray& items) {
@@ -32,8 +43,7 @@ bool syncFolderOf(const QString& fileName) {
     if (folder < 0) {
         return false;
     }
-    // EINVAL: this file system has nothing to write for a folder.
-    const bool synced = ::fsync(folder) == 0 || errno == EINVAL;
+    const bool synced = isSynced(folder);
     ::close(folder);
     return synced;
 }

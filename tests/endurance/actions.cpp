@@ -9,6 +9,12 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+constexpr int longText = 70000;
+
+} // namespace
+
 const std::vector<Storm::Action>& Storm::actions() {
     static const std::vector<Action> all{
         {"flow", 100, &Storm::flow},
@@ -25,7 +31,12 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"toggle", 20, &Storm::toggle},
         {"stop-timer", 10, &Storm::stopTimer},
         {"manual", 60, &Storm::addManual},
-        {"edit", 60, &Storm::edit},
+        {"edit", 40, &Storm::edit},
+        {"edit-fields", 20, &Storm::editFields},
+        {"delete", 25, &Storm::deleteEntry},
+        {"undo", 20, &Storm::undoDelete},
+        {"continue", 20, &Storm::continueEntry},
+        {"duplicate", 10, &Storm::duplicateEntry},
         {"sync", 40, &Storm::synchronize},
         {"refresh", 10, &Storm::refresh},
         {"workspace", 15, &Storm::selectWorkspace},
@@ -38,6 +49,7 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"export", 3, &Storm::exportPending},
         {"connect", 20, &Storm::connectServer},
         {"report", 10, &Storm::report},
+        {"leave-early", 10, &Storm::leaveEarly},
         {"restart", 15, &Storm::restart},
         {"kill", 15, &Storm::kill},
         {"second-program", 3, &Storm::startSecondProgram},
@@ -57,7 +69,9 @@ const std::vector<Storm::Action>& Storm::actions() {
 }
 
 QString Storm::freshText() {
-    return u"storm-%1-%2"_s.arg(++m_texts).arg(m_dice.generate());
+    const QString text = u"storm-%1-%2"_s.arg(++m_texts).arg(m_dice.generate());
+    // A long one makes a reply large enough to be remembered.
+    return m_dice.bounded(10) == 0 ? text.leftJustified(longText, u'-') : text;
 }
 
 // A person
@@ -85,7 +99,7 @@ void Storm::addManual() {
                             end.toString(Qt::ISODate), false);
 }
 
-void Storm::edit() {
+void Storm::withAnEntry(const std::function<void(Controller& client, const QString& id)>& act, bool changes) {
     Seat& here = seat();
     const QVariantList entries = here.client().entries();
     if (entries.isEmpty()) {
@@ -93,10 +107,38 @@ void Storm::edit() {
     }
     const QVariantMap entry = entries.at(m_dice.bounded(static_cast<int>(entries.size()))).toMap();
     const int before = here.client().pending();
-    here.client().editDescription(entry.value(u"id"_s).toString(), freshText());
-    if (entry.value(u"period_locked"_s).toBool() && here.client().pending() != before) {
+    act(here.client(), entry.value(u"id"_s).toString());
+    if (changes && entry.value(u"period_locked"_s).toBool() && here.client().pending() != before) {
         m_ledger->blame(u"an entry in a closed period was edited"_s);
     }
+}
+
+void Storm::edit() {
+    withAnEntry([this](Controller& client, const QString& id) { client.editDescription(id, freshText()); },
+                true);
+}
+
+void Storm::editFields() {
+    const auto act = [this](Controller& client, const QString& id) {
+        client.editEntry(id, {{u"description"_s, freshText()}, {u"billable"_s, true}});
+    };
+    withAnEntry(act, true);
+}
+
+void Storm::deleteEntry() {
+    withAnEntry([](Controller& client, const QString& id) { client.deleteEntry(id); }, true);
+}
+
+void Storm::undoDelete() {
+    seat().client().undoDelete();
+}
+
+void Storm::continueEntry() {
+    withAnEntry([](Controller& client, const QString& id) { client.continueEntry(id); }, false);
+}
+
+void Storm::duplicateEntry() {
+    withAnEntry([](Controller& client, const QString& id) { client.duplicateEntry(id); }, false);
 }
 
 void Storm::synchronize() {
@@ -170,6 +212,44 @@ void Storm::report() {
     Seat& here = seat();
     here.witness().seeReport();
     here.client().queryReport(u"summary"_s, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+}
+
+/// Somebody else sits down while an answer is still on its way: a push that fails ends the waiting for a
+/// report, which comes later.
+void Storm::leaveEarly() {
+    Seat& here = seat();
+    Controller& client = here.client();
+    if (client.busy() || client.syncing() || here.proxy.waiting() > 0) {
+        return;
+    }
+    const QDateTime end = QDateTime::currentDateTimeUtc();
+    client.addManual(freshText(), {}, end.addSecs(-600).toString(Qt::ISODate), end.toString(Qt::ISODate),
+                     false);
+    calm();
+    here.witness().seeReport();
+    client.queryReport(u"detailed"_s, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+    calm();
+    if (here.proxy.waiting() != 2) {
+        return;
+    }
+    here.proxy.finish(0, FaultProxy::Fault::ErrorBefore, m_dice);
+    calm();
+    setAside(here, u"copy-%1.json"_s, &Controller::removePending);
+    passAllButFirst(here);
+    if (client.accountSignedIn()) {
+        client.logoutAccount();
+    } else {
+        client.loginAccount(AccountServer::dana(), AccountServer::password());
+    }
+    passAllButFirst(here);
+}
+
+void Storm::passAllButFirst(Seat& here) {
+    calm();
+    while (here.proxy.waiting() > 1) {
+        here.proxy.finish(1, FaultProxy::Fault::None, m_dice);
+        calm();
+    }
 }
 
 void Storm::restart() {

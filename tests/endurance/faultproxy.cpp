@@ -57,7 +57,7 @@ constexpr std::array kinds{
 /// The server is not asked for these.
 bool comesBefore(Fault fault) {
     return fault == Fault::LostRequest || fault == Fault::ErrorBefore || fault == Fault::Redirect ||
-           fault == Fault::Unauthorized || fault == Fault::TooLong;
+           fault == Fault::Unauthorized || fault == Fault::TooLong || fault == Fault::ForeignResult;
 }
 
 bool fits(Fault fault, const FaultProxy::Waiting& waiting) {
@@ -74,15 +74,18 @@ bool fits(Fault fault, const FaultProxy::Waiting& waiting) {
     return true;
 }
 
-QByteArray head(int status, qsizetype size) {
-    const QByteArray length =
-        status == 204 ? QByteArray() : "Content-Length: " + QByteArray::number(size) + "\r\n";
-    return "HTTP/1.1 " + QByteArray::number(status) + " Weather\r\nContent-Type: application/json\r\n" +
-           (status == 302 ? "Location: /v1/elsewhere\r\n"_ba : QByteArray()) + length + "\r\n";
+QByteArray head(const FaultProxy::Answer& answer) {
+    const QByteArray length = answer.status == 204 || answer.status == 304
+                                  ? QByteArray()
+                                  : "Content-Length: " + QByteArray::number(answer.body.size()) + "\r\n";
+    const QByteArray tag = answer.tag.isEmpty() ? QByteArray() : "ETag: " + answer.tag + "\r\n";
+    return "HTTP/1.1 " + QByteArray::number(answer.status) +
+           " Weather\r\nContent-Type: application/json\r\n" +
+           (answer.status == 302 ? "Location: /v1/elsewhere\r\n"_ba : QByteArray()) + length + tag + "\r\n";
 }
 
 QByteArray wholeText(const FaultProxy::Answer& answer) {
-    return head(answer.status, answer.body.size()) + answer.body;
+    return head(answer) + answer.body;
 }
 
 QJsonValue ofAnotherType(const QJsonValue& value, QRandomGenerator& dice) {
@@ -120,15 +123,6 @@ QJsonValue damaged(const QJsonValue& value, bool missing, QRandomGenerator& dice
         object.insert(key, ofAnotherType(member, dice));
     }
     return object;
-}
-
-QJsonObject withForeignResult(QJsonObject reply) {
-    QJsonArray results = reply.value(u"results").toArray();
-    QJsonObject result = results.first().toObject();
-    result.insert(u"mutation_id"_s, FaultProxy::alien());
-    results.replace(0, result);
-    reply.insert(u"results"_s, results);
-    return reply;
 }
 
 QByteArray text(const QJsonObject& object) {
@@ -216,7 +210,7 @@ void FaultProxy::read(QTcpSocket* socket) {
 FaultProxy::Answer FaultProxy::ask(const PeerRequest& request) {
     const QString query = request.query.isEmpty() ? QString() : u'?' + request.query;
     QNetworkRequest onward{QUrl(m_behind + request.path + query)};
-    for (const char* name : {"content-type", "authorization", "idempotency-key"}) {
+    for (const char* name : {"content-type", "authorization", "idempotency-key", "if-none-match"}) {
         if (request.headers.contains(name)) {
             onward.setRawHeader(name, request.headers.value(name));
         }
@@ -228,9 +222,12 @@ FaultProxy::Answer FaultProxy::ask(const PeerRequest& request) {
     if (!reply->isFinished()) {
         loop.exec();
     }
-    const bool whole = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
-    return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
-            whole ? reply->readAll() : QByteArray()};
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const Answer answer{status, status == 0 ? QByteArray() : reply->readAll(), reply->rawHeader("ETag")};
+    if (status == 200 && request.path == u"/v1/sync/push"_s) {
+        m_lastResult = answer.body;
+    }
+    return answer;
 }
 
 void FaultProxy::serve(qsizetype index) {
@@ -271,7 +268,7 @@ FaultProxy::Answer FaultProxy::falsified(const Waiting& waiting, Fault fault, QR
         return {real.status, text(other)};
     }
     case Fault::ForeignResult:
-        return {real.status, text(withForeignResult(object))};
+        return {200, m_lastResult};
     case Fault::NoResult:
         return {real.status, R"({"results":[]})"};
     default:

@@ -56,6 +56,7 @@ public:
     struct Answer {
         int status = 0; ///< 0 when the server could not be reached
         QByteArray body;
+        QByteArray tag = {}; ///< its ETag
     };
 
     /// A request that waits.
@@ -116,5 +117,7 @@ private:
     QHash<QTcpSocket*, QByteArray> m_inputs;
     QList<std::shared_ptr<Waiting>> m_waiting;
     QMap<QString, int> m_counts;
+    /// The server's last answer to a push, for ForeignResult.
+    QByteArray m_lastResult = R"({"results":[{"mutation_id":"none","status":"accepted"}]})";
     QNetworkAccessManager m_network;
 };

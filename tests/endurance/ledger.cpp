@@ -3,6 +3,8 @@
 
 #include <QJsonDocument>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -88,7 +90,12 @@ void Ledger::settleWrite(const Write& write) {
     if (times == 1 && m_world.entriesWith(u"id"_s, entity) != 1) {
         blame(u"accepted, but not on the server: "_s + textOf(write.mutation));
     }
-    if (m_world.entriesWith(u"description"_s, description) > 1) {
+    // An entry that is continued or copied hands its description on.
+    const auto says = [&description](const Write& other) {
+        return other.mutation.value(u"payload")[u"description"] == description;
+    };
+    if (m_world.entriesWith(u"description"_s, description) >
+        std::count_if(m_writes.begin(), m_writes.end(), says)) {
         blame(u"twice on the server: "_s + textOf(write.mutation));
     }
 }

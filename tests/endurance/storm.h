@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -48,6 +49,11 @@ private:
     void stopTimer();
     void addManual();
     void edit();
+    void editFields();
+    void deleteEntry();
+    void undoDelete();
+    void continueEntry();
+    void duplicateEntry();
     void synchronize();
     void refresh();
     void selectWorkspace();
@@ -60,6 +66,7 @@ private:
     void exportPending();
     void connectServer();
     void report();
+    void leaveEarly();
     void restart();
     void kill();
     void startSecondProgram();
@@ -99,6 +106,11 @@ private:
     [[nodiscard]] bool isAtRest() const;
     void countStates();
     void setAside(Seat& here, const QString& name, void (Controller::*remove)());
+
+    void passAllButFirst(Seat& here);
+    /// Does it with one of the entries that are shown; what `changes` an entry must spare those of a
+    /// closed period.
+    void withAnEntry(const std::function<void(Controller& client, const QString& id)>& act, bool changes);
 
     [[nodiscard]] Seat& seat() { return *m_seats.at(m_dice.bounded(m_seatCount)); }
     [[nodiscard]] Seat* seatWithRequests();

@@ -40,6 +40,11 @@ void World::empty() {
         run(u"DELETE FROM "_s + QString::fromLatin1(table));
     }
     m_others.clear();
+    noteChange();
+}
+
+void World::noteChange() {
+    run(u"UPDATE workspaces SET revision = revision + 1"_s);
 }
 
 bool World::restart() {
@@ -54,6 +59,7 @@ QString World::emailOf(const QString& user) const {
 void World::editEntry(const QString& entity) {
     run(u"UPDATE time_entries SET description = description || '.', version = version + 1 WHERE id = ?"_s,
         {entity});
+    noteChange();
 }
 
 void World::startTimer(const QString& user) {
@@ -66,6 +72,7 @@ void World::startTimer(const QString& user) {
     run(u"INSERT OR IGNORE INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable,"
         " start_at, version) VALUES (?, ?, ?, 'elsewhere', '[]', 0, ?, 1)"_s,
         {entity, workspaces.first(), user, QDateTime::currentSecsSinceEpoch() - 60});
+    noteChange();
 }
 
 void World::closePeriods(const QString& user) {
@@ -77,10 +84,12 @@ void World::closePeriods(const QString& user) {
             " ?, 1)"_s,
             {newId(), workspace, user, now - secondsPerDay, now + secondsPerDay});
     }
+    noteChange();
 }
 
 void World::reopenPeriods() {
     run(u"UPDATE timesheet_periods SET status = 'open'"_s);
+    noteChange();
 }
 
 void World::endSessions() {

@@ -50,6 +50,8 @@ public:
     [[nodiscard]] const QSet<QString>& others() const { return m_others; }
 
 private:
+    /// What the server itself notes with each change of a workspace.
+    void noteChange();
     QVariant run(const QString& statement, const QVariantList& values = {}) const;
     [[nodiscard]] QStringList column(const QString& query) const;
 

@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,20 +18,18 @@ namespace {
 bool armed = false;
 bool broken = false;
 bool mends = false;
+bool synced = false;
 int goodCalls = 0;
-char brokenName[PATH_MAX];
+char root[PATH_MAX];
 
 /// Whether the call that asks, for this file, fails; `errno` says why.
 bool breaks(const char* path) {
-    if (!armed || (broken && mends)) {
+    if (!armed || (broken && mends) || std::strncmp(path, root, std::strlen(root)) != 0) {
         return false;
     }
     if (goodCalls > 0) {
         --goodCalls;
         return false;
-    }
-    if (!broken) {
-        std::snprintf(brokenName, sizeof brokenName, "%s", path);
     }
     broken = true;
     errno = mends ? EIO : ENOSPC;
@@ -60,11 +59,12 @@ Call* real(Call* /*ours*/, const char* name) {
 
 } // namespace
 
-BrokenDisk::BrokenDisk(int good, Mend mend) {
+BrokenDisk::BrokenDisk(const QString& folder, int good, Mend mend) {
+    std::snprintf(root, sizeof root, "%s", qUtf8Printable(folder));
     goodCalls = good;
     mends = mend == Mend::AtOnce;
     broken = false;
-    brokenName[0] = '\0';
+    synced = false;
     armed = true;
 }
 
@@ -76,8 +76,8 @@ bool BrokenDisk::hasBroken() {
     return broken;
 }
 
-QByteArray BrokenDisk::brokenPath() {
-    return brokenName;
+bool BrokenDisk::hasSynced() {
+    return synced;
 }
 
 extern "C" {
@@ -91,7 +91,11 @@ ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t offset) {
 }
 
 int fsync(int file) {
-    return breaksFor(file) ? -1 : real(&fsync, "fsync")(file);
+    if (breaksFor(file)) {
+        return -1;
+    }
+    synced = synced || (!broken && isOnDisk(file));
+    return real(&fsync, "fsync")(file);
 }
 
 int fdatasync(int file) {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QByteArray>
+#include <QString>
 
 /// A disk that goes wrong at a chosen moment. While one lives, every call of this
-/// program that changes a file or a folder counts, those of its libraries too: the
-/// first `good` succeed, and the next one fails.
+/// program that changes something in `folder` counts, those of its libraries too:
+/// the first `good` succeed, and the next one fails.
 class BrokenDisk {
 public:
     enum class Mend {
@@ -13,12 +13,12 @@ public:
         Never,  ///< All further ones fail as well, with ENOSPC.
     };
 
-    BrokenDisk(int good, Mend mend);
+    BrokenDisk(const QString& folder, int good, Mend mend);
     ~BrokenDisk();
     Q_DISABLE_COPY_MOVE(BrokenDisk)
 
     /// Whether a call has failed.
     [[nodiscard]] static bool hasBroken();
-    /// Of the file whose call failed first.
-    [[nodiscard]] static QByteArray brokenPath();
+    /// Whether something was brought to the disk before that.
+    [[nodiscard]] static bool hasSynced();
 };
