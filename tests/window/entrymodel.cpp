@@ -68,7 +68,7 @@ private Q_SLOTS:
     void aLetterTypedMeanwhileBeginsAnew();
     void todayAndWeekCountTheRunningTimer();
     void aTimerOfAnotherWorkspaceDoesNotCount();
-    void weeksBeginAsTheWorkspaceOrElseTheLanguageSays();
+    void weeksBeginAsTheTimesheetsDo();
 };
 
 void EntryModelTest::init() {
@@ -283,7 +283,7 @@ void EntryModelTest::aTimerOfAnotherWorkspaceDoesNotCount() {
     QCOMPARE(m_model->week(), u"00:00:00"_s);
 }
 
-void EntryModelTest::weeksBeginAsTheWorkspaceOrElseTheLanguageSays() {
+void EntryModelTest::weeksBeginAsTheTimesheetsDo() {
     const QTimeZone zone("Asia/Jerusalem");
     const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(zone).date();
     const auto at = [&](int daysAgo) {
@@ -292,18 +292,18 @@ void EntryModelTest::weeksBeginAsTheWorkspaceOrElseTheLanguageSays() {
     QJsonObject yesterday = sample::entry(u"yesterday"_s, at(1), at(1));
     yesterday.insert(u"duration_seconds", 3600);
 
-    // In JavaScript's numbers, where Sunday is 0.
-    m_model->setFirstWeekday(today.dayOfWeek() % 7);
-    show({yesterday});
-    QCOMPARE(m_model->week(), u"00:00:00"_s);
-    m_model->setFirstWeekday(today.addDays(-1).dayOfWeek() % 7);
-    QCOMPARE(m_model->week(), u"01:00:00"_s);
+    // A timesheet whose week begins on the weekday of that many days ago.
+    const auto sheet = [&](int daysAgo) {
+        QJsonObject period = sample::period(u"open"_s, at(daysAgo), at(0));
+        period.insert(u"from_date", today.addDays(-daysAgo).toString(Qt::ISODate));
+        period.insert(u"to_date", today.addDays(6 - daysAgo).toString(Qt::ISODate));
+        return period;
+    };
 
-    QJsonObject sheet = sample::period(u"open"_s, at(7), at(0));
-    sheet.insert(u"from_date", today.addDays(-7).toString(Qt::ISODate));
-    sheet.insert(u"to_date", today.addDays(-1).toString(Qt::ISODate));
-    show({yesterday}, {}, {sheet});
+    show({yesterday}, {}, {sheet(7)});
     QCOMPARE(m_model->week(), u"00:00:00"_s);
+    show({yesterday}, {}, {sheet(1)});
+    QCOMPARE(m_model->week(), u"01:00:00"_s);
 }
 
 QTEST_MAIN(EntryModelTest)
