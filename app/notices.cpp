@@ -2,6 +2,7 @@
 #include "app/notices.h"
 
 #include "app/foreground.h"
+#include "app/instance.h"
 #include "controller/controller.h"
 
 #include <QDBusConnection>
@@ -110,10 +111,10 @@ void Notices::tell(Kind kind) {
     const Texts texts = textsOf(kind);
     const uint replaces = 0;
     const int untilTheDesktopSaysSo = -1;
-    const QVariantMap hints{{u"desktop-entry"_s, u"timer-kelvaro"_s}};
+    const QVariantMap hints{{u"desktop-entry"_s, Instance::name()}};
     const QDBusMessage message =
         request(u"Notify"_s,
-                {u"Timer.Kelvaro"_s, replaces, u"timer-kelvaro"_s, u"Timer.Kelvaro"_s,
+                {u"Timer.Kelvaro"_s, replaces, Instance::name(), u"Timer.Kelvaro"_s,
                  hebrew ? texts.hebrew : texts.english,
                  QStringList{defaultAction, hebrew ? u"הצג"_s : u"Show"_s}, hints, untilTheDesktopSaysSo});
     auto* answer = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message), this);

@@ -25,7 +25,8 @@ Tray::Tray(Controller& controller, QQuickWindow* window) : m_window(window), m_i
     QObject::connect(m_menu.addAction(u"Stop timer"_s), &QAction::triggered, &controller,
                      &Controller::stopTimer);
     m_menu.addSeparator();
-    QObject::connect(m_menu.addAction(u"Quit"_s), &QAction::triggered, qApp, &QCoreApplication::quit);
+    QObject::connect(m_menu.addAction(u"Quit"_s), &QAction::triggered, qApp,
+                     [] { QCoreApplication::exit(); }); // quit() asks the window, which would only hide
 
     const auto follow = [this, &controller] { followTimer(!controller.timer().isEmpty()); };
     QObject::connect(&controller, &Controller::changed, &m_menu, follow);

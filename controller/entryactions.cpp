@@ -112,8 +112,15 @@ void Controller::continueEntry(const QString& id) {
         }
         changes.append(*stopped);
     }
-    changes.append(startChange(entry.value(u"description").toString(), project.toString(),
-                               entry.value(u"billable").toBool()));
+    Change begun = startChange(entry.value(u"description").toString(), project.toString(),
+                               entry.value(u"billable").toBool());
+    if (!changes.isEmpty()) {
+        // The stop is after its start whatever the clock says; two entries must not share a second for it.
+        const QString stopAt = changes.constFirst().payload.value(u"stop_at").toString();
+        const QString startAt = begun.payload.value(u"start_at").toString();
+        begun.payload.insert(u"start_at", std::max(startAt, stopAt));
+    }
+    changes.append(begun);
     enqueue(changes);
 }
 

@@ -130,5 +130,7 @@ void Controller::copyReport(const QStringList& titles, bool rightToLeft) {
     data->setText(table.text());
     data->setHtml(table.html(rightToLeft));
     QGuiApplication::clipboard()->setMimeData(data.release());
-    say(u"The rows of the report are on the clipboard."_s);
+    say(m_personal.report.value(u"has_more").toBool()
+            ? u"The first 500 rows are on the clipboard. Exports contain the complete snapshot."_s
+            : u"The rows of the report are on the clipboard."_s);
 }

@@ -43,6 +43,8 @@ const QList<QList<Control>> pages{
         {Role::PushButton, "רשומה ידנית", "Manual entry"},
         {Role::List, "רשומות סגורות", "Closed entries"},
         {Role::PushButton, "ערוך תיאור", "Edit description"},
+        {Role::Text, "חיפוש ברשומות", "Find entries"},
+        {Role::PushButton, "פעולות", "Actions"},
     },
     {
         {Role::ComboBox, "סוג דוח", "Report kind"},
@@ -55,6 +57,13 @@ const QList<QList<Control>> pages{
         {Role::PushButton, "JSON", "JSON"},
         {Role::PushButton, "שמור דוח HTML להדפסה", "Save printable HTML"},
         {Role::List, "דוחות", "Reports"},
+        {Role::PushButton, "העתק", "Copy"},
+        {Role::PushButton, "היום", "Today"},
+        {Role::PushButton, "השבוע", "This week"},
+        {Role::PushButton, "השבוע שעבר", "Last week"},
+        {Role::PushButton, "החודש", "This month"},
+        {Role::PushButton, "החודש שעבר", "Last month"},
+        {Role::PushButton, "השנה", "This year"},
     },
     {
         {Role::Text, "מזהה מקור קבוע", "Stable source identifier"},

@@ -112,12 +112,13 @@ void DaySumsTest::sumsOfTodayAndOfItsWeek_data() {
     QTest::addColumn<qint64>("ofToday");
     QTest::addColumn<qint64>("ofWeek");
     // 2026-11-22 is a Sunday; each day of November has as many seconds as its number.
-    QTest::newRow("Sunday, the first day") << u"2026-11-22"_s << Qt::Sunday << qint64(22) << qint64(175);
-    QTest::newRow("Saturday, the last day") << u"2026-11-28"_s << Qt::Sunday << qint64(28) << qint64(175);
-    QTest::newRow("Sunday, the last day") << u"2026-11-22"_s << Qt::Monday << qint64(22) << qint64(133);
-    QTest::newRow("Monday, the first day") << u"2026-11-16"_s << Qt::Monday << qint64(16) << qint64(133);
-    QTest::newRow("from Saturday on") << u"2026-11-22"_s << Qt::Saturday << qint64(22) << qint64(168);
-    QTest::newRow("nothing this week") << u"2026-12-16"_s << Qt::Sunday << qint64(0) << qint64(0);
+    QTest::newRow("Sunday, the first day") << u"2026-11-22"_s << int(Qt::Sunday) << qint64(22) << qint64(175);
+    QTest::newRow("Saturday, the last day")
+        << u"2026-11-28"_s << int(Qt::Sunday) << qint64(28) << qint64(175);
+    QTest::newRow("Sunday, the last day") << u"2026-11-22"_s << int(Qt::Monday) << qint64(22) << qint64(133);
+    QTest::newRow("Monday, the first day") << u"2026-11-16"_s << int(Qt::Monday) << qint64(16) << qint64(133);
+    QTest::newRow("from Saturday on") << u"2026-11-22"_s << int(Qt::Saturday) << qint64(22) << qint64(168);
+    QTest::newRow("nothing this week") << u"2026-12-16"_s << int(Qt::Sunday) << qint64(0) << qint64(0);
 }
 
 void DaySumsTest::sumsOfTodayAndOfItsWeek() {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "state/weeks.h"
 #include "tests/story/windowstory.h"
 #include "tests/support/steps.h"
 
@@ -260,7 +261,7 @@ void WorkdayStory::findEachChangeOnce() {
 
 void WorkdayStory::compareTheSums() {
     const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(m_zone).date();
-    const QDate monday = today.addDays(1 - today.dayOfWeek());
+    const QDate sunday = startOfWeek(today, Qt::Sunday);
     qint64 ofToday = 0;
     qint64 ofWeek = 0;
     const QJsonArray entries = m_server.entries();
@@ -272,7 +273,7 @@ void WorkdayStory::compareTheSums() {
         const qint64 seconds = start.secsTo(QDateTime::fromString(entry[u"stop_at"].toString(), Qt::ISODate));
         const QDate day = start.toTimeZone(m_zone).date();
         ofToday += day == today ? seconds : 0;
-        ofWeek += day >= monday && day < monday.addDays(7) ? seconds : 0;
+        ofWeek += day >= sunday && day < sunday.addDays(7) ? seconds : 0;
     }
     const QString sums = u"Today "_s + durationText(ofToday) + u" · This week "_s + durationText(ofWeek);
     QTRY_VERIFY2_WITH_TIMEOUT(m_program.shows(Role::Label, sums), qPrintable(sums), Screen::patienceMs);

@@ -69,7 +69,6 @@ private Q_SLOTS:
     void aRowsBarIsAsLongAsItsShare();
     void oneRangeIsOnePress_data();
     void oneRangeIsOnePress();
-    void aWeekBeginsAsTheLanguageHasIt();
     void thePictureHasAColumnForEachDay();
     void pointingAtAColumnTellsItsNumbers();
     void theKeyboardWalksTheColumns();
@@ -204,16 +203,6 @@ void ReportPageTest::oneRangeIsOnePress() {
     QTRY_COMPARE(m_peer->held(), 1);
     m_peer->release();
     QTRY_VERIFY(button->isEnabled());
-}
-
-void ReportPageTest::aWeekBeginsAsTheLanguageHasIt() {
-    const auto first = [this] {
-        const QString day = m_fixture->controller.reportRange(u"this_week"_s).value(u"from"_s).toString();
-        return QDate::fromString(day, Qt::ISODate).dayOfWeek();
-    };
-    QCOMPARE(first(), int(Qt::Monday));
-    speak(true);
-    QCOMPARE(first(), int(Qt::Sunday));
 }
 
 void ReportPageTest::thePictureHasAColumnForEachDay() {

@@ -13,8 +13,8 @@ ModalDialog {
     readonly property var absence: controller.absence
     readonly property bool isAge: absence.kind === "age"
     readonly property bool asks: !!absence.kind && window.visible && window.visibility !== Window.Minimized
-    /// What came of an answer that did not end the question.
-    property string outcome: ""
+    /// An answer was given that has not ended the question: the status says what came of it.
+    property bool answered: false
 
     function sentence(): string {
         const since = window.ltr(absence.since || "")
@@ -35,7 +35,7 @@ ModalDialog {
     }
     function answer(act: var) {
         act(absence.moment)
-        outcome = asks ? controller.message : ""
+        answered = asks
     }
 
     objectName: "absenceDialog"
@@ -49,7 +49,7 @@ ModalDialog {
             close()
     }
     onOpened: {
-        outcome = ""
+        answered = false
         keep.forceActiveFocus(Qt.TabFocusReason)
         window.announce(question.text)
     }
@@ -77,7 +77,7 @@ ModalDialog {
         Note {
             objectName: "absenceOutcome"
             visible: text !== ""
-            text: dialog.outcome
+            text: dialog.answered ? dialog.controller.message : ""
             color: Theme.warning(dialog.window.dark)
             Accessible.name: text
         }

@@ -25,6 +25,10 @@ ColumnLayout {
         list.forceActiveFocus(Qt.TabFocusReason)
     }
     function change(row: var) {
+        if (row.period_locked) {
+            controller.editEntry(row.id, {}) // which says why not
+            return
+        }
         changeRequested(row, entries.inZone(row.start_at ?? ""), entries.inZone(row.stop_at ?? ""))
     }
     function act(deed: string, id: string) {
@@ -39,12 +43,13 @@ ColumnLayout {
         return found + " · " + entries.sum
     }
 
-    spacing: Theme.gap
+    spacing: 16
 
     Connections {
         target: page.window
         function onAccountLeft() {
             finder.clear()
+            turn.actions = []
             turn.forget()
             menu.close()
         }

@@ -46,7 +46,7 @@ ColumnLayout {
     /// In the device's own time zone, as a locale writes dates.
     function date(day: string): date {
         const parts = day.split("-").map(Number)
-        return new Date(parts[0], parts[1] - 1, parts[2])
+        return new Date(parts[0], parts[1] - 1, parts[2], 12) // some days have no midnight
     }
 
     spacing: 6

@@ -11,11 +11,13 @@ TimesDialog {
     property var entry: ({})
     property string startText: ""
     property string stopText: ""
+    /// As the field holds it: it may be shorter than the entry's.
+    property string descriptionText: ""
     readonly property bool running: !entry.stop_at
     readonly property string entryProject: entry.project_id ?? ""
     readonly property var changes: {
         const touched = {}
-        if (description.text !== (entry.description ?? ""))
+        if (description.text !== descriptionText)
             touched.description = description.text
         if (project.chosen !== entryProject)
             touched.project_id = project.chosen
@@ -38,6 +40,7 @@ TimesDialog {
         startText = startAt
         stopText = running ? "" : stopAt
         description.text = row.description ?? ""
+        descriptionText = description.text
         project.chosen = entryProject
         billable.checked = !!row.billable
         from.text = startText

@@ -24,13 +24,13 @@ RowPanel {
     readonly property string pendingMark: row.local_pending ? " · " + window.label("ממתין לסנכרון", "Pending sync") : ""
     readonly property string projectName: project.name ?? ""
     readonly property string clientName: project.client_name ?? ""
-    readonly property int headingHeight: heading.visible ? Theme.dayHeading : 0
+    readonly property int headingHeight: day !== "" ? Theme.dayHeading : 0
     readonly property bool cut: description.truncated && (hover.hovered || activeFocus)
 
     function spoken(): string {
         let all = description.text
-        for (const part of [start.text, length.text, lock.visible ? lock.text : "", span.text, projectName, clientName,
-                            billable.visible ? billable.name : "", conflict.visible ? conflict.text : ""])
+        for (const part of [start.text, length.text, row.period_locked ? lock.text : "", span.text, projectName, clientName,
+                            row.billable ? billable.name : "", row.local_conflict ? conflict.text : ""])
             all += part !== "" ? ", " + part : ""
         return all
     }
@@ -43,7 +43,7 @@ RowPanel {
             return
         if (menu)
             menuRequested(more)
-        else if (edit && !row.period_locked)
+        else if (edit)
             changeRequested()
         else if (remove)
             deleteRequested()
@@ -115,7 +115,7 @@ RowPanel {
             }
             RowLayout {
                 spacing: 6
-                visible: entry.projectName !== "" || billable.visible
+                visible: entry.projectName !== "" || !!entry.row.billable
 
                 Rectangle {
                     visible: entry.projectName !== ""

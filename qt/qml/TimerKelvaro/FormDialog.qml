@@ -57,6 +57,11 @@ ModalDialog {
             window.announce(refusal)
     }
 
+    // Also when it is accepted by something else than its button.
+    onAccepted: {
+        if (!taken && !unchanged)
+            hand()
+    }
     onNoticeChanged: if (visible) window.announce(notice)
     onWaitingChanged: window.announce(waiting ? waitNote.text : "")
     onVisibleChanged: {

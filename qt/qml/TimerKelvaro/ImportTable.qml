@@ -54,6 +54,18 @@ ColumnLayout {
         text: table.window.label("השרת מפרט %1 מתוך %2.", "The server lists %1 of %2.")
               .arg(table.listed[table.what] || 0).arg(table.counts[table.what] || 0)
     }
+    Note {
+        objectName: "importBlocked"
+        visible: (table.counts.problem || 0) > 0
+        text: table.window.label("לא ייכתב דבר כל עוד יש שורה שגויה; תקן את הקובץ ובחר אותו שוב.",
+                                 "Nothing is written while a row has a problem; correct the file and choose it again.")
+        font.bold: true
+    }
+    Note {
+        objectName: "importEmpty"
+        visible: rows.count === 0
+        text: table.window.label("אין כאלה.", "None.")
+    }
     RowList {
         id: rows
 

@@ -26,7 +26,7 @@ TimesDialog {
         to.settle()
         controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
     }
-    onAccepted: empty()
+    onAccepted: if (taken) empty()
     onVisibleChanged: if (visible) description.forceActiveFocus()
 
     Connections {

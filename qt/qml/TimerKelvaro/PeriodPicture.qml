@@ -22,7 +22,7 @@ ColumnLayout {
 
     function dateOf(day: string): date {
         const parts = day.split("-")
-        return new Date(Number(parts[0]), Number(parts[1]) - 1, Number(parts[2]))
+        return new Date(Number(parts[0]), Number(parts[1]) - 1, Number(parts[2]), 12) // some days have no midnight
     }
     function locale() {
         return Qt.locale(window.hebrew ? "he" : "en")
@@ -54,6 +54,11 @@ ColumnLayout {
                + (parts.length ? ". " + parts.join(", ") : "")
     }
 
+    // What was pointed at is of the picture before.
+    onAboutChanged: {
+        hoveredText = ""
+        focusedText = ""
+    }
     visible: about.missing === ""
     spacing: 6
 

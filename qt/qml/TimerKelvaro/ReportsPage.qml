@@ -184,10 +184,14 @@ ScrollPage {
         ActionButton {
             objectName: "showDays"
             text: page.window.label("הראה לפי ימים", "Show by day")
-            visible: page.about.missing === "days"
+            visible: page.about.missing === "days" || page.about.missing === "cut"
             enabled: !page.controller.busy
             onClicked: {
-                kind.currentIndex = kind.model.indexOf("detailed")
+                // Of a long report the days' sums fit where its entries do not.
+                const cut = page.about.missing === "cut"
+                kind.currentIndex = kind.model.indexOf(cut ? "summary" : "detailed")
+                if (cut)
+                    group.currentIndex = group.model.indexOf("day")
                 page.generate()
             }
         }

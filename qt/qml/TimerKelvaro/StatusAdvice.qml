@@ -51,6 +51,14 @@ Label {
         case "The write was not accepted because secure local storage failed.":
         case "Secure local save failed; the retained queue was not acknowledged locally.":
             return saveRefused()
+        case "The entry says so already; nothing was changed.":
+            return window.label("הרשומה כבר כתובה כך; דבר לא השתנה.", "")
+        case "This entry's project can no longer be booked; start with another project instead.":
+            return window.label("אי אפשר עוד לרשום על הפרויקט הזה; התחל עם פרויקט אחר.", "")
+        case "The rows of the report are on the clipboard.":
+            return window.label("שורות הדוח בלוח.", "")
+        case "The first 500 rows are on the clipboard. Exports contain the complete snapshot.":
+            return window.label("500 השורות הראשונות בלוח; הייצוא מכיל את כולן.", "")
         case "Use HTTPS or the trusted private development server":
             return addressRefused()
         default:

@@ -85,7 +85,7 @@ Rectangle {
         }
         BannerButton {
             objectName: "undoDelete"
-            text: banner.window.label("ביטול", "Undo")
+            text: banner.window.label("בטל מחיקה", "Undo")
             Accessible.name: banner.window.label("החזר את הרשומה שנמחקה", "Undo the deletion")
             highlighted: true
             visible: banner.controller.canUndoDelete

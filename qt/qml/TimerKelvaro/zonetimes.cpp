@@ -26,7 +26,7 @@ QString textOf(QDate day) {
 
 QTimeZone ZoneTimes::timeZone() const {
     const QTimeZone zone(m_zone.toLatin1());
-    return zone.isValid() ? zone : QTimeZone::systemTimeZone();
+    return zone.isValid() ? zone : QTimeZone::utc();
 }
 
 QDateTime ZoneTimes::shown(const QString& text, const QString& other) const {
