@@ -163,7 +163,7 @@ void WindowBusyTest::shortcutLanguagePauseAndBrowserWorkWhileBusy() {
     QObject* shortcut = nullptr;
     const auto objects = m_fixture->window->findChildren<QObject*>();
     for (QObject* const object : objects) {
-        if (object->inherits("QQuickShortcut")) {
+        if (object->property("sequence").toString() == u"Ctrl+Shift+Space") {
             shortcut = object;
         }
     }

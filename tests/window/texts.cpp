@@ -259,7 +259,8 @@ void WindowTextsTest::reportRowsShowTheirEntryOrLabels() {
 void WindowTextsTest::periodRowsTellTheirDatesAndState() {
     m_fixture->openTab(4);
     m_fixture->show(WindowFixture::document());
-    const QStringList expected{u"2020-01-01 → 2020-01-31"_s, u"submitted · Asia/Jerusalem · v2"_s};
+    const QStringList expected{u"2020-01-01 → 2020-01-31"_s, u"submitted · Asia/Jerusalem · v2"_s, u"הוגשה"_s,
+                               u"00:00:00"_s};
     const auto* const rows = item("periodList")->property("contentItem").value<QQuickItem*>();
     QTRY_COMPARE(WindowFixture::texts(rows), expected);
 }
