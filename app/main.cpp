@@ -74,6 +74,17 @@ std::optional<int> leaveToAnother(Instance& instance, const QVariantMap& platfor
     return std::nullopt;
 }
 
+/// Says why not where nobody would see it in a window.
+bool canBeAsked(const QString& server) {
+    if (serverAddress(server)) {
+        return true;
+    }
+    std::fputs("The server's address must begin with https://, or with http:// where the server is on "
+               "this machine or a private network.\n",
+               stderr);
+    return false;
+}
+
 void follow(const Instance& instance, Controller& controller, QQuickWindow* window) {
     if (window != nullptr) {
         QObject::connect(&instance, &Instance::activated, window,
@@ -98,10 +109,7 @@ int main(int argc, char* argv[]) {
     const QString server = chosenServer(commandLine);
     const std::optional<QString> probeFile = commandLine.probeFile();
     const bool probing = probeFile.has_value();
-    if (probing && !serverAddress(server)) {
-        std::fputs("The server's address must begin with https://, or with http:// where the server is on "
-                   "this machine or a private network.\n",
-                   stderr);
+    if (probing && !canBeAsked(server)) {
         return exitBadAddress;
     }
 

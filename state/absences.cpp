@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 longSeconds = 10 * 3600;
+constexpr qint64 longSeconds = qint64{10} * 3600;
 
 bool meet(const Absences::Absence& left, const Absences::Absence& right) {
     return left.since <= right.until && right.since <= left.until;

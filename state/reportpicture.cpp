@@ -73,7 +73,7 @@ std::optional<QList<Piece>> piecesOf(const QJsonArray& rows, const Shape& shape)
             return std::nullopt;
         }
         if (shape.named) {
-            piece.name = shape.isEntry ? row[u"project_name"].toString() : labels.last().toString();
+            piece.name = shape.isEntry ? row[u"entry"][u"project_name"].toString() : labels.last().toString();
             piece.color = row[u"color"].toString();
         }
         pieces.append(piece);

@@ -16,7 +16,7 @@ namespace {
 QStringList namesOf(const QJsonObject& row, qsizetype columns) {
     QStringList names;
     if (const QJsonValue entry = row[u"entry"]; entry.isObject()) {
-        names = {row[u"day"].toString(), row[u"project_name"].toString(), entry[u"description"].toString()};
+        names = {row[u"day"].toString(), entry[u"project_name"].toString(), entry[u"description"].toString()};
     } else {
         for (const auto& label : row[u"labels"].toArray()) {
             names.append(label.toString());

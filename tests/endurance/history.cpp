@@ -48,7 +48,8 @@ History historyOf(quint32 seed) {
 QString textOf(const History& history) {
     QStringList words;
     for (const Step& step : history) {
-        const QString name = QString::fromLatin1(Storm::actions().at(step.action).name);
+        const QString name =
+            QString::fromLatin1(Storm::actions().at(static_cast<std::size_t>(step.action)).name);
         words.append(name + u':' + QString::number(step.chance));
     }
     return words.join(u' ');

@@ -104,8 +104,8 @@ void ReportFiguresTest::aRowHasItsProjectsColour() {
 }
 
 void ReportFiguresTest::anEntryHasTheColourOfItsProjectsId() {
-    const QJsonObject detailed{{u"entry"_s, QJsonObject{{u"project_id"_s, u"p4"_s}}},
-                               {u"project_name"_s, u"Twin"_s}};
+    const QJsonObject detailed{
+        {u"entry"_s, QJsonObject{{u"project_id"_s, u"p4"_s}, {u"project_name"_s, u"Twin"_s}}}};
     const QJsonArray rows = ReportFigures::rows(report(u"day"_s, {detailed}, u"detailed"_s), catalog());
     QCOMPARE(rows[0][u"color"].toString(), u"#222222"_s);
 }

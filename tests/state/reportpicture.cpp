@@ -17,8 +17,9 @@ QJsonObject row(const QStringList& labels, int seconds) {
 }
 
 QJsonObject entry(const QString& start, const QString& project, int seconds) {
-    return {{u"entry"_s, QJsonObject{{u"start_at"_s, start}}},
-            {u"project_name"_s, project.isEmpty() ? QJsonValue() : QJsonValue(project)},
+    return {{u"entry"_s,
+             QJsonObject{{u"start_at"_s, start},
+                         {u"project_name"_s, project.isEmpty() ? QJsonValue() : QJsonValue(project)}}},
             {u"totals"_s, QJsonObject{{u"raw_duration_seconds"_s, seconds}}}};
 }
 

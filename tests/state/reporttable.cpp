@@ -63,8 +63,7 @@ void ReportTableTest::aRowFillsItsColumns() {
 
 void ReportTableTest::anEntryIsNamedByDayProjectAndDescription() {
     QJsonObject detailed = row({u"not shown"_s});
-    detailed.insert(u"entry"_s, QJsonObject{{u"description"_s, u"Plan"_s}});
-    detailed.insert(u"project_name"_s, u"One"_s);
+    detailed.insert(u"entry"_s, QJsonObject{{u"description"_s, u"Plan"_s}, {u"project_name"_s, u"One"_s}});
     detailed.insert(u"day"_s, u"2026-03-05"_s);
     const ReportTable table(QStringList{u"Day"_s, u"Project"_s, u"Description"_s} + figures, {detailed});
     QVERIFY(table.text().contains(u"\n2026-03-05\tOne\tPlan\t100:01:01\t"_s));

@@ -39,7 +39,7 @@ QDateTime instant(const QString& text) {
     return QDateTime::fromString(text, Qt::ISODate);
 }
 
-const QDateTime now = instant(u"2026-09-23T08:07:00Z"_s);
+const QDateTime morning = instant(u"2026-09-23T08:07:00Z"_s);
 
 } // namespace
 
@@ -85,7 +85,7 @@ void TimeTextTest::readsShortForms_data() {
 void TimeTextTest::readsShortForms() {
     QFETCH(const QString, typed);
     QFETCH(const QString, other);
-    QTEST(TimeText::completed(typed, other, now, jerusalem), "text");
+    QTEST(TimeText::completed(typed, other, morning, jerusalem), "text");
 }
 
 void TimeTextTest::leavesWhatIsNoShortForm_data() {
@@ -124,7 +124,7 @@ void TimeTextTest::leavesWhatIsNoShortForm_data() {
 
 void TimeTextTest::leavesWhatIsNoShortForm() {
     QFETCH(const QString, typed);
-    QCOMPARE(TimeText::completed(typed, {}, now, jerusalem), typed);
+    QCOMPARE(TimeText::completed(typed, {}, morning, jerusalem), typed);
 }
 
 void TimeTextTest::readsInTheZoneOnTheDayOfItsClocks_data() {
@@ -217,7 +217,7 @@ void TimeTextTest::stepsByMinutes() {
     QFETCH(const QString, text);
     QFETCH(const int, minutes);
     QFETCH(const QString, other);
-    QTEST(TimeText::stepped(text, minutes, other, now, jerusalem), "stepped");
+    QTEST(TimeText::stepped(text, minutes, other, morning, jerusalem), "stepped");
 }
 
 void TimeTextTest::offersEveryQuarterOfADay_data() {

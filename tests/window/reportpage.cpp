@@ -24,9 +24,10 @@ QJsonObject labelled(const QStringList& labels, const QJsonObject& totals) {
 }
 
 QJsonObject entry(const QString& start, const QString& project, int seconds) {
-    return {{u"entry"_s, QJsonObject{{u"description"_s, u"Work"_s}, {u"start_at"_s, start}}},
-            {u"project_name"_s, project},
-            {u"totals"_s, totals(seconds)}};
+    return {
+        {u"entry"_s,
+         QJsonObject{{u"description"_s, u"Work"_s}, {u"start_at"_s, start}, {u"project_name"_s, project}}},
+        {u"totals"_s, totals(seconds)}};
 }
 
 QJsonObject report(const QString& kind, const QString& group, const QJsonArray& rows) {

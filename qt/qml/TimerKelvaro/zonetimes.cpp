@@ -32,7 +32,7 @@ QTimeZone ZoneTimes::timeZone() const {
 QDateTime ZoneTimes::shown(const QString& text, const QString& other) const {
     const QTimeZone zone = timeZone();
     for (const QString& candidate : {text, other}) {
-        const QDateTime time = TimeText::shown(candidate, zone);
+        QDateTime time = TimeText::shown(candidate, zone);
         if (time.isValid()) {
             return time;
         }
