@@ -74,6 +74,13 @@ std::optional<int> leaveToAnother(Instance& instance, const QVariantMap& platfor
     return std::nullopt;
 }
 
+void dressApplication() {
+    QQuickStyle::setStyle(u"Material"_s);
+    QApplication::setFont(QFont(u"Arimo"_s, 11));
+    QGuiApplication::setDesktopFileName(Instance::name());
+    QApplication::setWindowIcon(QIcon(u":/qt/qml/TimerKelvaro/timer.svg"_s));
+}
+
 /// Says why not where nobody would see it in a window.
 bool canBeAsked(const QString& server) {
     if (serverAddress(server)) {
@@ -121,10 +128,7 @@ int main(int argc, char* argv[]) {
         }
     }
 
-    QQuickStyle::setStyle(u"Material"_s);
-    QApplication::setFont(QFont(u"Arimo"_s, 11));
-    QGuiApplication::setDesktopFileName(Instance::name());
-    QApplication::setWindowIcon(QIcon(u":/qt/qml/TimerKelvaro/timer.svg"_s));
+    dressApplication();
 
     Controller controller;
     controller.setReadOnly(probing);
