@@ -153,8 +153,8 @@ def take_guide(folder):
     press("Manual entry")
     press("Choose date and time: From")
     picture(os.path.join(folder, "guide-times.png"), "Asia/Jerusalem")
-    subprocess.run(["xdotool", "key", "Escape"], check=True)  # the calendar
-    press("Cancel")
+    press("Cancel")  # takes the calendar with it
+    wait_for("the end of the calendar", lambda: find(application(), "Asia/Jerusalem") is None)
     press(TABS["en"][1])
     press("This month")
     press("Show by day")

