@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
+#include "state/timestamp.h"
 #include "state/weeks.h"
 
 #include <QDesktopServices>
@@ -16,8 +17,7 @@ WorkSums::Owner Controller::owner() const {
 }
 
 QTimeZone Controller::zone() const {
-    const QTimeZone known(m_timezone.toUtf8());
-    return known.isValid() ? known : QTimeZone::utc();
+    return zoneNamed(m_timezone);
 }
 
 int Controller::weekday() const {

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "state/timestamp.h"
 
-#include <QTimeZone>
-
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 QDateTime stamp(const QJsonValue& value) {
     return QDateTime::fromString(value.toString(), Qt::ISODateWithMs);
+}
+
+QTimeZone zoneNamed(const QString& name) {
+    const QTimeZone known(name.toUtf8());
+    return known.isValid() ? known : QTimeZone::utc();
 }
 
 QString durationText(qint64 seconds) {

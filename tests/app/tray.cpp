@@ -43,6 +43,7 @@ private Q_SLOTS:
     void init() { startClean(); }
     void closingHidesAndAClickShowsAgain();
     void menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits();
+    void menuQuitsWhileTheWindowIsOpen();
     void menuStopsTheTimerOnceTheServerHasBeenAsked();
     void onlyAPlainClickShowsTheWindow_data();
     void onlyAPlainClickShowsTheWindow();
@@ -98,6 +99,14 @@ void TrayTest::menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits() {
     QVERIFY(m_screen.chooseInTray(program, menuShow));
     QTRY_VERIFY_WITH_TIMEOUT(!m_screen.window(program).isEmpty(), Screen::patienceMs);
     QVERIFY(hide(program));
+    QVERIFY(m_screen.chooseInTray(program, menuQuit));
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.output(), QByteArray());
+}
+
+void TrayTest::menuQuitsWhileTheWindowIsOpen() {
+    Program program;
+    QVERIFY(start(program));
     QVERIFY(m_screen.chooseInTray(program, menuQuit));
     QCOMPARE(program.exitCode(), 0);
     QCOMPARE(program.output(), QByteArray());

@@ -296,8 +296,12 @@ void WindowEntriesTest::theMenuContinuesAndDuplicates() {
 }
 
 void WindowEntriesTest::lockedRowsOfferOnlyToContinue() {
+    const QString locked =
+        u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s;
     focusRow(u"e0"_s);
     key(Qt::Key_Return);
+    QCOMPARE(controller().message(), locked);
+    controller().fail(u"Something else"_s);
     key(Qt::Key_Menu);
     QTRY_VERIFY(isOpen("entryActions"));
     QVERIFY(!isOpen("entryDialog"));
@@ -309,8 +313,7 @@ void WindowEntriesTest::lockedRowsOfferOnlyToContinue() {
     QTRY_VERIFY(!isOpen("entryActions"));
     focusRow(u"e0"_s);
     key(Qt::Key_Delete);
-    QTRY_COMPARE(controller().message(),
-                 u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s);
+    QTRY_COMPARE(controller().message(), locked);
     QCOMPARE(controller().pending(), 0);
 }
 

@@ -123,6 +123,7 @@ void ImportPageTest::preview(const QJsonObject& reply) {
 void ImportPageTest::nothingIsShownWithoutAPreview() {
     QVERIFY(!item("importTable")->isVisible());
     QCOMPARE(text("importPreview"), u"{}"_s);
+    QVERIFY(!item("importBlocked")->isVisible());
     preview({{u"id"_s, u"i1"_s}, {u"state"_s, u"importing"_s}, {u"total"_s, 60}});
     QVERIFY(!item("importTable")->isVisible());
 }
@@ -130,6 +131,8 @@ void ImportPageTest::nothingIsShownWithoutAPreview() {
 void ImportPageTest::thePreviewIsATable() {
     preview(someOfEach());
     QVERIFY(item("importTable")->isVisible());
+    QVERIFY(item("importBlocked")->isVisible()); // some rows have problems
+    QVERIFY(!item("importEmpty")->isVisible());
     const QStringList shown = rows();
     QCOMPARE(shown.size(), 4);
     QCOMPARE(shown.at(0), u"2, Timetable, \u200eHarbour / Ferry · \u20662026-03-05 09:00–10:30\u2069, "

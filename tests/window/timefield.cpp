@@ -53,6 +53,7 @@ private Q_SLOTS:
     void timeIsChosenByKeyboard_data();
     void timeIsChosenByKeyboard();
     void escapeLeavesTheTimeAsItWas();
+    void aFormThatClosesTakesItsCalendarWithIt();
     void monthIsTurned();
     void skippedQuartersAreShownAndNotOffered();
     void repeatedQuartersTellTheirOffset();
@@ -266,6 +267,12 @@ void WindowTimeFieldTest::escapeLeavesTheTimeAsItWas() {
     QCOMPARE(text("manualFrom"), u"2021-03-02T09:07:00+02:00"_s);
     QVERIFY(m_fixture->object(u"manualDialog"_s)->property("opened").toBool());
     QVERIFY(item("manualFrom")->hasActiveFocus());
+}
+
+void WindowTimeFieldTest::aFormThatClosesTakesItsCalendarWithIt() {
+    openByKey("manualFrom", {});
+    QMetaObject::invokeMethod(m_fixture->object(u"manualDialog"_s), "reject");
+    QTRY_VERIFY(!isPicking("manualFrom"));
 }
 
 void WindowTimeFieldTest::monthIsTurned() {

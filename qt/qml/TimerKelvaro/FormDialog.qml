@@ -111,9 +111,8 @@ ModalDialog {
     }
 
     actions: [
-        BusyIndicator {
+        BusyMark {
             running: dialog.waiting
-            padding: 0
             Layout.preferredWidth: 28
             Layout.preferredHeight: 28
         },

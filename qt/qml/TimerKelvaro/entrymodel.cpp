@@ -19,11 +19,6 @@ namespace {
 constexpr qint64 sliceNs = 4'000'000;
 constexpr int rowsPerLook = 64;
 
-QTimeZone zoneNamed(const QString& name) {
-    const QTimeZone zone(name.toUtf8());
-    return zone.isValid() ? zone : QTimeZone::utc();
-}
-
 qint64 secondsOf(const DaySums::Entry& entry) {
     return entry.seconds;
 }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "zonetimes.h"
 
+#include "state/timestamp.h"
 #include "state/timetext.h"
+#include "state/weeks.h"
 
 #include <QDateTime>
 #include <QVariantMap>
@@ -25,8 +27,7 @@ QString textOf(QDate day) {
 } // namespace
 
 QTimeZone ZoneTimes::timeZone() const {
-    const QTimeZone zone(m_zone.toLatin1());
-    return zone.isValid() ? zone : QTimeZone::utc();
+    return zoneNamed(m_zone);
 }
 
 QDateTime ZoneTimes::shown(const QString& text, const QString& other) const {
@@ -60,10 +61,10 @@ QString ZoneTimes::movedDay(const QString& day, int days, int months) const {
 QStringList ZoneTimes::month(const QString& day, int firstWeekday) const {
     const QDate date = dateOf(day);
     const QDate first(date.year(), date.month(), 1);
-    const int before = (first.dayOfWeek() - firstWeekday + daysPerWeek) % daysPerWeek;
+    const QDate shown = startOfWeek(first, firstWeekday);
     QStringList days;
     for (int i = 0; i < weeksShown * daysPerWeek; ++i) {
-        days.append(textOf(first.addDays(i - before)));
+        days.append(textOf(shown.addDays(i)));
     }
     return days;
 }
