@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/controller/filedialogs.h"
+#include "tests/support/client.h"
 #include "tests/support/scriptedpeer.h"
 #include "tests/window/windowfixture.h"
 
@@ -59,6 +60,7 @@ private Q_SLOTS:
     void shortcutPressedWhileBusyStartsOnceItEnds();
     void disabledChooserStaysShutForAssistiveTechnology();
     void theMarkOfAWaitIsThereOnlyWhileItIsSeen();
+    void whatIsPressedInTheListIsDoneInItsOrder();
 };
 
 void WindowBusyTest::init() {
@@ -229,6 +231,27 @@ void WindowBusyTest::theMarkOfAWaitIsThereOnlyWhileItIsSeen() {
     QTRY_VERIFY(!controller().busy());
     QCOMPARE(item("busyMark")->property("running"), false);
     QVERIFY(!isTurning());
+}
+
+void WindowBusyTest::whatIsPressedInTheListIsDoneInItsOrder() {
+    m_fixture->show(
+        WindowFixture::document({WindowFixture::entry(u"e1"_s), WindowFixture::entry(u"e2"_s, 60)}));
+    m_fixture->openTab(0);
+    becomeBusy();
+    for (const QString& id : {u"e2"_s, u"e1"_s}) {
+        const auto rows = item("entryList")->property("contentItem").value<QQuickItem*>()->childItems();
+        const auto row = std::find_if(rows.begin(), rows.end(), [&id](const QQuickItem* candidate) {
+            return candidate->property("row").toMap().value(u"id"_s) == id;
+        });
+        QVERIFY(row != rows.end());
+        QMetaObject::invokeMethod(*row, "deleteRequested");
+    }
+    QCOMPARE(controller().pending(), 0);
+    QTRY_COMPARE(m_peer->held(), 1);
+    m_peer->release();
+    QTRY_COMPARE(controller().pending(), 2);
+    QCOMPARE(mutationAt(controller(), 0).value(u"entity_id").toString(), u"e2"_s);
+    QCOMPARE(mutationAt(controller(), 1).value(u"entity_id").toString(), u"e1"_s);
 }
 
 int main(int argc, char* argv[]) {

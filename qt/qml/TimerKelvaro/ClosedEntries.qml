@@ -32,9 +32,10 @@ ColumnLayout {
         changeRequested(row, entries.inZone(row.start_at ?? ""), entries.inZone(row.stop_at ?? ""))
     }
     function act(deed: string, id: string) {
-        turn.deed = deed
-        turn.entryId = id
+        turn.deeds.push({ deed: deed, id: id })
         turn.ask()
+        if (turn.waiting)
+            window.announce(window.label("ממתין לתשובת השרת.", "Waiting for the server's answer."))
     }
     function foundText(): string {
         const count = entries.count
@@ -49,26 +50,29 @@ ColumnLayout {
         target: page.window
         function onAccountLeft() {
             finder.clear()
-            turn.actions = []
+            turn.deeds = []
             turn.forget()
             menu.close()
         }
     }
-    /// What is pressed during a request is done once, at its end.
+    /// What is pressed during a request is done once, at its end, in the order in which it was pressed.
     WhenFree {
         id: turn
 
-        property string deed: ""
-        property string entryId: ""
+        property var deeds: []
 
         controller: page.controller
         onFree: {
-            if (deed === "continue")
-                controller.continueEntry(entryId)
-            else if (deed === "duplicate")
-                controller.duplicateEntry(entryId)
-            else
-                controller.deleteEntry(entryId)
+            const due = deeds
+            deeds = []
+            for (const one of due) {
+                if (one.deed === "continue")
+                    controller.continueEntry(one.id)
+                else if (one.deed === "duplicate")
+                    controller.duplicateEntry(one.id)
+                else
+                    controller.deleteEntry(one.id)
+            }
         }
     }
     EntryModel {
