@@ -60,6 +60,7 @@ class Controller : public QObject {
     Q_PROPERTY(QVariantMap absence READ absence NOTIFY changed)
     Q_PROPERTY(QVariantList periodSums READ periodSums NOTIFY changed)
     Q_PROPERTY(QVariantMap openWeek READ openWeek NOTIFY changed)
+    Q_PROPERTY(int weekday READ weekday NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);

@@ -103,6 +103,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "QVariantMap absence by changed",
         "QVariantList periodSums by changed",
         "QVariantMap openWeek by changed",
+        "int weekday by changed",
     };
     QCOMPARE(properties, expected);
 }

@@ -61,6 +61,7 @@ private Q_SLOTS:
     void timesAreThoseOfTheAccountsZone();
     void aFieldsTimeNamesItsOffset();
     void projectsAreToldAsTheCatalogHasThem();
+    void whatIsNoColorIsToldAsNone();
     void findsDescriptionProjectAndClient_data();
     void findsDescriptionProjectAndClient();
     void whatIsFoundIsCountedAndSummed();
@@ -91,7 +92,8 @@ void EntryModelTest::show(const QJsonArray& entries, const QJsonObject& timer, c
                               {u"name"_s, u"Garden"_s},
                               {u"color"_s, u"#17bebb"_s},
                               {u"client_name"_s, u"מרפאת הדר"_s}};
-    snapshot.insert(u"catalog", QJsonObject{{u"projects"_s, QJsonArray{project}}});
+    const QJsonObject plain{{u"id"_s, u"project-2"_s}, {u"color"_s, u"a shade of green"_s}};
+    snapshot.insert(u"catalog", QJsonObject{{u"projects"_s, QJsonArray{project, plain}}});
     QJsonObject state = sample::durable(snapshot);
     state.insert(u"timer", timer);
     m_controller->applyDurable(state);
@@ -179,6 +181,15 @@ void EntryModelTest::projectsAreToldAsTheCatalogHasThem() {
     QCOMPARE(project.value(u"name"_s).toString(), u"Garden"_s);
     QCOMPARE(project.value(u"color"_s).toString(), u"#17bebb"_s);
     QVERIFY(m_model->data(m_model->index(0), EntryModel::ProjectRole).toMap().isEmpty());
+}
+
+void EntryModelTest::whatIsNoColorIsToldAsNone() {
+    QJsonObject entry = sample::entry(u"a"_s, u"2024-07-01T07:00:00Z"_s, u"2024-07-01T08:00:00Z"_s);
+    entry.insert(u"project_id", u"project-2"_s);
+    show({entry});
+    const QVariantMap project = m_model->data(m_model->index(0), EntryModel::ProjectRole).toMap();
+    QCOMPARE(project.value(u"id"_s), u"project-2"_s);
+    QCOMPARE(project.value(u"color"_s), QString());
 }
 
 void EntryModelTest::findsDescriptionProjectAndClient_data() {

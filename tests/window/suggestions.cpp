@@ -51,6 +51,8 @@ private Q_SLOTS:
     void listGoesWithTheAccount();
     void listStaysDuringASync();
     void manualEntryTakesTheMainTimersSelectionAlong();
+    void selectionGoesWithAManualEntryThatIsNotAdded();
+    void changedEntryTakesItsDescriptionsProject();
     void escapeInTheDialogClosesTheListFirst();
     void enterInTheDialogSubmitsWithoutAChoice();
     void listIsNamedAndSpoken_data();
@@ -259,6 +261,47 @@ void WindowSuggestionsTest::manualEntryTakesTheMainTimersSelectionAlong() {
     press(Qt::Key_Return);
     QCOMPARE(m_fixture->controller.pending(), 1);
     const QVariantMap entry = m_fixture->controller.entries().constFirst().toMap();
+    QCOMPARE(entry.value(u"project_id"_s), u"p2"_s);
+    QCOMPARE(entry.value(u"billable"_s), true);
+}
+
+void WindowSuggestionsTest::selectionGoesWithAManualEntryThatIsNotAdded() {
+    const QObject* const dialog = m_fixture->object(u"manualDialog"_s);
+    openManual();
+    type("manualDescription", "week");
+    QTRY_VERIFY(isOpen("manualDescription"));
+    press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    QCOMPARE(item("projectSelect")->property("chosen"), u"p2"_s);
+    QCOMPARE(item("billable")->property("checked"), true);
+    press(Qt::Key_Escape);
+    QTRY_VERIFY(!dialog->property("visible").toBool());
+    QCOMPARE(item("projectSelect")->property("chosen"), QString());
+    QCOMPARE(item("billable")->property("checked"), false);
+}
+
+void WindowSuggestionsTest::changedEntryTakesItsDescriptionsProject() {
+    m_fixture->layOut();
+    QQuickItem* row = nullptr;
+    QMetaObject::invokeMethod(item("entryList"), "itemAtIndex", Q_RETURN_ARG(QQuickItem*, row),
+                              Q_ARG(int, 0));
+    QVERIFY(row);
+    row->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Return);
+    const QObject* const dialog = m_fixture->object(u"entryDialog"_s);
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    QCOMPARE(text("entryDescriptionField"), u"Plan"_s);
+    item("entryDescriptionField")->setProperty("text", QString());
+    type("entryDescriptionField", "week");
+    QTRY_VERIFY(isOpen("entryDescriptionField"));
+    press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    QCOMPARE(text("entryDescriptionField"), u"Weekly plan"_s);
+    QVERIFY(dialog->property("opened").toBool());
+    press(Qt::Key_Return);
+    QTRY_COMPARE(m_fixture->controller.pending(), 1);
+    const QVariantMap entry = m_fixture->controller.entries().constFirst().toMap();
+    QCOMPARE(entry.value(u"description"_s), u"Weekly plan"_s);
     QCOMPARE(entry.value(u"project_id"_s), u"p2"_s);
     QCOMPARE(entry.value(u"billable"_s), true);
 }

@@ -55,6 +55,7 @@ private Q_SLOTS:
     void escapeLeavesTheTimeAsItWas();
     void aFormThatClosesTakesItsCalendarWithIt();
     void monthIsTurned();
+    void weeksBeginAsTheTimesheetsHaveIt();
     void skippedQuartersAreShownAndNotOffered();
     void repeatedQuartersTellTheirOffset();
     void everythingIsNamed_data();
@@ -290,6 +291,21 @@ void WindowTimeFieldTest::monthIsTurned() {
     // The week begins on its right.
     QVERIFY(part("manualFrom", u"2020-12-06"_s)->mapToScene({}).x() >
             part("manualFrom", u"2020-12-07"_s)->mapToScene({}).x());
+}
+
+void WindowTimeFieldTest::weeksBeginAsTheTimesheetsHaveIt() {
+    QJsonObject document = WindowFixture::document();
+    QJsonObject snapshot = document.value(u"snapshot").toObject();
+    snapshot.insert(u"timesheet_periods", QJsonArray{QJsonObject{{u"workspace_id"_s, u"w1"_s},
+                                                                 {u"from_date"_s, u"2021-01-30"_s},
+                                                                 {u"to_date"_s, u"2021-02-05"_s}}});
+    document.insert(u"snapshot", snapshot);
+    m_fixture->show(document);
+    m_fixture->window->setProperty("hebrew", false);
+    openByKey("manualFrom", u"2021-02-10T09:00:00+02:00"_s);
+    const auto x = [this](const QString& day) { return part("manualFrom", day)->mapToScene({}).x(); };
+    QVERIFY(x(u"2021-02-06"_s) < x(u"2021-02-07"_s));
+    QVERIFY(x(u"2021-02-05"_s) > x(u"2021-02-06"_s));
 }
 
 void WindowTimeFieldTest::skippedQuartersAreShownAndNotOffered() {

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void aPeriodOfSomebodyElseHasNoSum();
     void sumsFollowTheEntries();
     void theWeekIsToldInBothLanguages();
+    void theWeekGoesOnWithTheTimer();
 };
 
 void WindowTimesheetsTest::init() {
@@ -148,6 +149,21 @@ void WindowTimesheetsTest::theWeekIsToldInBothLanguages() {
     QCOMPARE(plain(), u"This week so far: 00:00:00 · "_s + english);
     m_fixture->window->setProperty("hebrew", true);
     QVERIFY(plain().startsWith(u"השבוע עד כה: 00:00:00 · "_s));
+}
+
+void WindowTimesheetsTest::theWeekGoesOnWithTheTimer() {
+    m_fixture->show(documentWith({}));
+    m_fixture->openTab(4);
+    const auto line = [this] { return m_fixture->item(u"openWeek"_s)->property("text").toString(); };
+    QVERIFY(line().contains(u"00:00:00"_s));
+    QJsonObject document = documentWith({});
+    QJsonObject running = WindowFixture::entry(u"e9"_s);
+    running.insert(u"start_at", QDateTime::currentDateTimeUtc().toString(Qt::ISODate));
+    running.insert(u"stop_at", QJsonValue::Null);
+    document.insert(u"timer", running);
+    // Nothing but the clock tells of it.
+    m_fixture->controller.applyDurable(document);
+    QTRY_VERIFY(!line().contains(u"00:00:00"_s));
 }
 
 int main(int argc, char* argv[]) {

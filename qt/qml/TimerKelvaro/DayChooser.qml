@@ -15,8 +15,10 @@ ColumnLayout {
     /// Like "2026-09-23".
     property string day
     property string today
+    /// That weeks begin with, as QDate counts.
+    required property int weekday
     readonly property var locale: Qt.locale(window.hebrew ? "he" : "en")
-    readonly property list<string> days: times.month(day, locale.firstDayOfWeek)
+    readonly property list<string> days: times.month(day, weekday)
     readonly property int cell: 36
 
     signal chosen
@@ -93,7 +95,7 @@ ColumnLayout {
 
                 width: chooser.cell
                 height: 22
-                text: chooser.locale.standaloneDayName((chooser.locale.firstDayOfWeek + index) % 7, Locale.NarrowFormat)
+                text: chooser.locale.standaloneDayName((chooser.weekday + index) % 7, Locale.NarrowFormat)
                 font.pixelSize: 11
                 opacity: 0.65
                 horizontalAlignment: Text.AlignHCenter

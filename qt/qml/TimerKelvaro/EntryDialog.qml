@@ -82,6 +82,19 @@ TimesDialog {
         Layout.fillWidth: true
         onTextEdited: dialog.refusal = ""
         onAccepted: dialog.submit()
+        Keys.forwardTo: [suggestions]
+
+        Suggestions {
+            id: suggestions
+
+            window: dialog.window
+            controller: dialog.controller
+            field: description
+            onChosen: (projectId, isBillable) => {
+                project.chosen = projectId
+                billable.checked = isBillable
+            }
+        }
     }
     RowLayout {
         spacing: Theme.gap

@@ -119,7 +119,7 @@ RowPanel {
 
                 Rectangle {
                     visible: entry.projectName !== ""
-                    color: entry.project.color ?? "transparent"
+                    color: entry.project.color || "transparent"
                     radius: 4
                     border.width: 1
                     border.color: Theme.line(entry.dark)

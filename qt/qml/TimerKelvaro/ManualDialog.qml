@@ -8,6 +8,8 @@ TimesDialog {
     id: dialog
 
     required property TimerPage timerPage
+    /// The main timer's selection when the dialog was opened.
+    property var before: ({})
 
     function empty() {
         description.text = ""
@@ -27,7 +29,13 @@ TimesDialog {
         controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
     }
     onAccepted: if (taken) empty()
+    onAboutToShow: before = { projectId: timerPage.projectId, billable: timerPage.billable }
     onVisibleChanged: if (visible) description.forceActiveFocus()
+    // With an entry that is not added goes the selection that came with its description.
+    onRejected: {
+        timerPage.projectId = before.projectId
+        timerPage.billable = before.billable
+    }
 
     Connections {
         target: dialog.window

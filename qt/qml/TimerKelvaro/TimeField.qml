@@ -92,6 +92,7 @@ LtrField {
             text: field.text
             other: field.dayOf
             zone: field.controller.timezone
+            weekday: field.controller.weekday
             onPicked: chosen => {
                 field.edit(chosen)
                 field.forceActiveFocus(Qt.PopupFocusReason)

@@ -11,6 +11,7 @@ Popup {
     required property TimerWindow window
     required property ZoneTimes times
     required property string zone
+    required property int weekday
     required property string text
     /// Where it begins while `text` is no time.
     required property string other
@@ -45,6 +46,7 @@ Popup {
 
             window: picker.window
             times: picker.times
+            weekday: picker.weekday
             onChosen: list.forceActiveFocus(Qt.TabFocusReason)
         }
         Rectangle {

@@ -11,7 +11,7 @@ ScrollPage {
 
     required property Controller controller
     // Adding up costs something: only while it is seen.
-    readonly property var week: visible ? controller.openWeek : null
+    property var week: null
     readonly property var sums: visible ? controller.periodSums : []
 
     function daysLeft(days: int): string {
@@ -25,8 +25,24 @@ ScrollPage {
         }
     }
 
-    spacing: 12
+    function readWeek() {
+        week = visible ? controller.openWeek : null
+    }
 
+    spacing: 12
+    onVisibleChanged: readWeek()
+    Component.onCompleted: readWeek()
+
+    Connections {
+        target: page.controller
+        function onChanged() {
+            page.readWeek()
+        }
+        // The running timer counts.
+        function onTick() {
+            page.readWeek()
+        }
+    }
     Note {
         id: heading
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "earlierdescriptions.h"
 
+#include "state/projectcolors.h"
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -119,7 +121,7 @@ QVariantList EarlierDescriptions::matching(const QString& text) const {
             {descriptionKey, earlier.description},
             {projectKey, earlier.projectId},
             {u"project"_s, project.value(nameKey).toString()},
-            {colorKey, project.value(colorKey).toString()},
+            {colorKey, ProjectColors::read(project.value(colorKey).toString())},
             {billableKey, earlier.billable},
         });
         if (rows.size() == most) {

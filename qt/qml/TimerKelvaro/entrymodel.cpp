@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "entrymodel.h"
 
+#include "state/projectcolors.h"
 #include "state/searchtext.h"
 #include "state/timestamp.h"
 
@@ -106,7 +107,9 @@ void EntryModel::readCatalog() {
     m_catalog = catalog;
     m_projects.clear();
     for (const QVariant& project : catalog) {
-        const QVariantMap map = project.toMap();
+        QVariantMap map = project.toMap();
+        QVariant& color = map[u"color"_s];
+        color = ProjectColors::read(color.toString());
         m_projects.insert(map.value(u"id"_s).toString(), map);
     }
     std::fill(m_texts.begin(), m_texts.end(), QString());

@@ -26,7 +26,7 @@ public:
     /// The day that the clocks show at the first of the two that is a time, or now.
     Q_INVOKABLE [[nodiscard]] QString day(const QString& text, const QString& other) const;
     Q_INVOKABLE [[nodiscard]] QString movedDay(const QString& day, int days, int months) const;
-    /// Six weeks from the week on that the month of `day` begins in; Sunday is 0.
+    /// Six weeks from the week on that the month of `day` begins in; the weekday is counted as by QDate.
     Q_INVOKABLE [[nodiscard]] QStringList month(const QString& day, int firstWeekday) const;
 
     /// The quarters of an hour of a day: each with its "time", "text" and "offset", of which the text is
