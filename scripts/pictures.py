@@ -31,6 +31,8 @@ DARK = {"he": "ערכת צבעים כהה", "en": "Dark appearance"}
 SETTINGS = 3
 LOADED = "Connected to PostgreSQL"
 PATIENCE = 30
+# After how many seconds without a key or a mouse the program asks, and a little more.
+REST = 10 * 60 + 5
 
 
 def wait_for(what, look):
@@ -146,7 +148,7 @@ def take_refused(folder):
 
 
 def take_guide(folder):
-    """What the guide shows of a day, in English. A question about time that was not work is asked by hand."""
+    """What the guide shows of a day, in English; with a rest in it that takes its ten minutes."""
     press(OTHER_LANGUAGE["he"])
     press("Start")
     picture(os.path.join(folder, "guide-week.png"), "Stop")
@@ -161,6 +163,10 @@ def take_guide(folder):
     picture(os.path.join(folder, "guide-report.png"), "Copy")
     press(TABS["en"][4])
     picture(os.path.join(folder, "guide-timesheets.png"), SHOWN["en"][4])
+    press(TABS["en"][0])
+    time.sleep(REST)
+    subprocess.run(["xdotool", "mousemove", "400", "400"], check=True)
+    picture(os.path.join(folder, "guide-absence.png"), "Keep the time")
 
 
 def take_all(folder):
