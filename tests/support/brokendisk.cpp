@@ -17,14 +17,16 @@ namespace {
 
 bool armed = false;
 bool broken = false;
-bool mends = false;
+BrokenDisk::Mend mending = BrokenDisk::Mend::AtOnce;
 bool synced = false;
 int goodCalls = 0;
 char root[PATH_MAX];
 
 /// Whether the call that asks, for this file, fails; `errno` says why.
-bool breaks(const char* path) {
-    if (!armed || (broken && mends) || std::strncmp(path, root, std::strlen(root)) != 0) {
+bool breaks(const char* path, bool syncs = false) {
+    const bool mended = broken && mending == BrokenDisk::Mend::AtOnce;
+    const bool counts = syncs || mending != BrokenDisk::Mend::Writes;
+    if (!armed || mended || !counts || std::strncmp(path, root, std::strlen(root)) != 0) {
         return false;
     }
     if (goodCalls > 0) {
@@ -32,7 +34,7 @@ bool breaks(const char* path) {
         return false;
     }
     broken = true;
-    errno = mends ? EIO : ENOSPC;
+    errno = mending == BrokenDisk::Mend::Never ? ENOSPC : EIO;
     return true;
 }
 
@@ -42,14 +44,14 @@ bool isOnDisk(int file) {
     return armed && fstat(file, &found) == 0 && (S_ISREG(found.st_mode) || S_ISDIR(found.st_mode));
 }
 
-bool breaksFor(int file) {
+bool breaksFor(int file, bool syncs = false) {
     if (!isOnDisk(file)) {
         return false;
     }
     char path[PATH_MAX] = {};
     char link[32];
     std::snprintf(link, sizeof link, "/proc/self/fd/%d", file);
-    return readlink(link, path, sizeof path - 1) >= 0 && breaks(path);
+    return readlink(link, path, sizeof path - 1) >= 0 && breaks(path, syncs);
 }
 
 template <typename Call>
@@ -62,7 +64,7 @@ Call* real(Call* /*ours*/, const char* name) {
 BrokenDisk::BrokenDisk(const QString& folder, int good, Mend mend) {
     std::snprintf(root, sizeof root, "%s", qUtf8Printable(folder));
     goodCalls = good;
-    mends = mend == Mend::AtOnce;
+    mending = mend;
     broken = false;
     synced = false;
     armed = true;
@@ -91,7 +93,7 @@ ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t offset) {
 }
 
 int fsync(int file) {
-    if (breaksFor(file)) {
+    if (breaksFor(file, true)) {
         return -1;
     }
     synced = synced || (!broken && isOnDisk(file));
@@ -99,7 +101,7 @@ int fsync(int file) {
 }
 
 int fdatasync(int file) {
-    return breaksFor(file) ? -1 : real(&fdatasync, "fdatasync")(file);
+    return breaksFor(file, true) ? -1 : real(&fdatasync, "fdatasync")(file);
 }
 
 int ftruncate64(int file, off64_t size) noexcept {

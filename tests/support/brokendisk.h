@@ -11,6 +11,7 @@ public:
     enum class Mend {
         AtOnce, ///< That one call fails, with EIO.
         Never,  ///< All further ones fail as well, with ENOSPC.
+        Writes, ///< Only calls that bring something to the disk count, and all further ones fail.
     };
 
     BrokenDisk(const QString& folder, int good, Mend mend);
