@@ -69,6 +69,8 @@ ServerLink::ServerLink(QObject* parent) : QObject(parent), m_network(this) {
 void ServerLink::dropReplies() {
     ++m_generation;
     m_remembered = {};
+    // When its connection breaks, the network layer sends a request again, with the former session.
+    Q_EMIT repliesDropped();
 }
 
 void ServerLink::send(const ServerRequest& request, const Callback& callback, const Answer& afterwards) {
@@ -95,14 +97,15 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
         reply->deleteLater();
         wipe(body); // a password may be in it
         const int status = httpStatus(*reply);
-        m_timedOut = reader->timedOut();
         qCDebug(controllerLog) << "reply" << what << "status" << status << "bytes" << reader->body().size()
-                               << "timed out" << m_timedOut << "dropped" << (generation != m_generation);
+                               << "timed out" << reader->timedOut() << "dropped"
+                               << (generation != m_generation);
         if (generation == m_generation && asAccount && status == 401) {
             Q_EMIT sessionRefused(); // also when whoever refuses it speaks no JSON
         }
         // A reply that outlived its server or account must not land in the new state.
         if (generation == m_generation) {
+            m_timedOut = reader->timedOut();
             deliver({path, reader->body(), reply->rawHeader("ETag"), status}, known, callback);
         }
         if (afterwards) {
@@ -110,6 +113,9 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
         }
     };
     connect(reply, &QNetworkReply::finished, this, finished);
+    if (!afterwards) {
+        connect(this, &ServerLink::repliesDropped, reply, &QNetworkReply::abort);
+    }
 }
 
 QNetworkReply* ServerLink::issue(const QNetworkRequest& request, const ServerRequest& asked,

@@ -40,7 +40,8 @@ public:
 
     /// Changes when dropReplies() is called.
     [[nodiscard]] qint64 generation() const { return m_generation; }
-    /// Every reply still under way belongs to the past from now on.
+    /// Every reply still under way belongs to the past from now on, and its request is not sent again; but
+    /// for those that somebody waits for in any case.
     void dropReplies();
 
     /// Without an address nothing is sent, and `callback` is called at once, with 0; after
@@ -65,6 +66,8 @@ public:
 Q_SIGNALS:
     /// The server answered 401 to a request with a token; comes before that request's callback.
     void sessionRefused();
+    /// For the requests under way.
+    void repliesDropped();
 
 private:
     /// The last large reply to a GET.

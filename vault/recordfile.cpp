@@ -192,11 +192,17 @@ bool RecordFile::commit(const QByteArray& record) {
     const bool prepared = query.prepare(u"INSERT INTO vault(id,payload) VALUES(1,?) ON CONFLICT(id) "
                                         "DO UPDATE SET payload=excluded.payload"_s);
     query.addBindValue(record);
-    if (prepared && query.exec() && m_database.commit()) {
+    const bool written = prepared && query.exec();
+    if (written && m_database.commit()) {
         return true;
     }
     query.finish();
     m_database.rollback();
+    if (written) {
+        // All of it may be in the log but for the sync that failed. A program that starts after a kill would
+        // find it there; what this commit changes is nothing, and takes its place.
+        query.exec(u"PRAGMA user_version=0"_s);
+    }
     return false;
 }
 

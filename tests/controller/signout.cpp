@@ -35,6 +35,7 @@ private Q_SLOTS:
     void nothingIsRecordedDuringSignOut();
     void workThatAppearsDuringSignOutIsKept();
     void lateRepliesOfTheFormerAccountAreDropped();
+    void requestsOfTheFormerAccountAreNotSentAgain();
 };
 
 void SignOutTest::signOutAsksTheServerWithTheSession() {
@@ -257,6 +258,24 @@ void SignOutTest::lateRepliesOfTheFormerAccountAreDropped() {
     QCOMPARE(client.controller.message(), signedOutMessage);
     QVERIFY(client.showsNoWork());
     QCOMPARE(client.controller.durableState(), after);
+    QCOMPARE(client.peer.log(), QStringList());
+}
+
+void SignOutTest::requestsOfTheFormerAccountAreNotSentAgain() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.peer.answer("POST", u"/v1/workspaces/ws-1/reports/detailed/query"_s,
+                       PeerReply::only(PeerReply::Delivery::Hold));
+    client.controller.queryReport(u"detailed"_s, {}, {}, {}, {});
+    QTRY_COMPARE(client.peer.held(), 1);
+    client.controller.previewCsv({}, {}, false); // clears `busy`, as any failure does
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.controller.message(), signedOutMessage);
+    client.peer.forgetRequests();
+    client.peer.goOffline();
+    client.peer.goOnline();
+    QVERIFY(waitForSilence(client.controller));
     QCOMPARE(client.peer.log(), QStringList());
 }
 

@@ -31,11 +31,6 @@ QJsonArray without(const QJsonArray& queue, const QJsonArray& other) {
     return rest;
 }
 
-QString nameOf(const PeerRequest& request) {
-    return request.path + u'?' + request.query + u' ' +
-           QString::fromLatin1(request.headers.value("idempotency-key"));
-}
-
 } // namespace
 
 Witness::Witness(QString server, Ledger& ledger) : m_server(std::move(server)), m_ledger(ledger) {
@@ -50,7 +45,6 @@ void Witness::watch(Controller* controller) {
     m_loaded = false;
     m_identity.clear();
     m_lastPush.clear();
-    m_lost.clear();
     m_reportAccount.clear();
     connect(controller, &Controller::changed, this, &Witness::see);
 }
@@ -176,8 +170,7 @@ void Witness::seeRequest(const PeerRequest& request) {
     const QString path = request.path.mid(3);
     const bool leaving = path == u"/auth/logout"_s;
     const QJsonObject state = m_controller ? m_controller->durableState() : QJsonObject();
-    const bool repeated = m_lost.contains(nameOf(request));
-    if (state.value(u"signed_out").toBool() && !leaving && !repeated && path != u"/auth/login"_s) {
+    if (state.value(u"signed_out").toBool() && !leaving && path != u"/auth/login"_s) {
         blame(u"a request after the sign-out: "_s + path);
     }
     if (path == u"/sync/push"_s) {
@@ -214,9 +207,6 @@ void Witness::seePush(const PeerRequest& request) {
 void Witness::seeReply(const PeerRequest& request, int status, const QJsonObject& reply) {
     if (request.path == u"/v1/me"_s) {
         m_identity = status == 200 ? reply.value(u"id").toString() : QString();
-    }
-    if (status == 0) {
-        m_lost.insert(nameOf(request));
     }
     if (request.path == u"/v1/sync/push"_s && status == 0) {
         m_lastPush = QString::fromLatin1(request.headers.value("idempotency-key"));

@@ -9,7 +9,6 @@
 #include <QJsonObject>
 #include <QObject>
 #include <QPointer>
-#include <QSet>
 #include <QString>
 
 class Controller;
@@ -60,7 +59,4 @@ private:
     QString m_identity;
     /// Whose answer was lost just now: the network layer may repeat it, without another look at who asks.
     QString m_lastPush;
-    /// All whose answer was lost. The network layer repeats them whatever happened meanwhile, also after a
-    /// sign-out.
-    QSet<QString> m_lost;
 };

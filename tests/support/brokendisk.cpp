@@ -3,6 +3,8 @@
 // linked with its symbols exported meets them wherever it writes.
 #include "tests/support/brokendisk.h"
 
+#include "tests/support/disklog.h"
+
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
@@ -15,16 +17,20 @@
 
 namespace {
 
+using Kind = DiskLog::Call::Kind;
+
 bool armed = false;
 bool broken = false;
-bool mends = false;
+BrokenDisk::Mend mending = BrokenDisk::Mend::AtOnce;
 bool synced = false;
 int goodCalls = 0;
 char root[PATH_MAX];
 
 /// Whether the call that asks, for this file, fails; `errno` says why.
-bool breaks(const char* path) {
-    if (!armed || (broken && mends) || std::strncmp(path, root, std::strlen(root)) != 0) {
+bool breaks(const char* path, bool syncs = false) {
+    const bool mended = broken && mending == BrokenDisk::Mend::AtOnce;
+    const bool counts = syncs || mending != BrokenDisk::Mend::Unsynced;
+    if (!armed || mended || !counts || std::strncmp(path, root, std::strlen(root)) != 0) {
         return false;
     }
     if (goodCalls > 0) {
@@ -32,7 +38,7 @@ bool breaks(const char* path) {
         return false;
     }
     broken = true;
-    errno = mends ? EIO : ENOSPC;
+    errno = mending == BrokenDisk::Mend::Never ? ENOSPC : EIO;
     return true;
 }
 
@@ -42,14 +48,30 @@ bool isOnDisk(int file) {
     return armed && fstat(file, &found) == 0 && (S_ISREG(found.st_mode) || S_ISDIR(found.st_mode));
 }
 
-bool breaksFor(int file) {
-    if (!isOnDisk(file)) {
-        return false;
+/// The name of an open file; empty when it has none.
+struct Name {
+    explicit Name(int file) {
+        char link[32];
+        std::snprintf(link, sizeof link, "/proc/self/fd/%d", file);
+        if (readlink(link, text, sizeof text - 1) < 0) {
+            text[0] = '\0';
+        }
     }
-    char path[PATH_MAX] = {};
-    char link[32];
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", file);
-    return readlink(link, path, sizeof path - 1) >= 0 && breaks(path);
+    char text[PATH_MAX] = {};
+};
+
+bool breaksFor(int file, bool syncs = false) {
+    return isOnDisk(file) && breaks(Name(file).text, syncs);
+}
+
+/// What a call did to a file is told to who listens; its result is handed on.
+template <typename Result>
+Result noted(int file, DiskLog::Call::Kind kind, off64_t offset, const void* bytes, Result result) {
+    if (result >= 0 && DiskLog::isListening()) {
+        const QByteArray written = bytes ? QByteArray(static_cast<const char*>(bytes), result) : QByteArray();
+        DiskLog::note({kind, QString::fromLocal8Bit(Name(file).text), offset, written});
+    }
+    return result;
 }
 
 template <typename Call>
@@ -62,7 +84,7 @@ Call* real(Call* /*ours*/, const char* name) {
 BrokenDisk::BrokenDisk(const QString& folder, int good, Mend mend) {
     std::snprintf(root, sizeof root, "%s", qUtf8Printable(folder));
     goodCalls = good;
-    mends = mend == Mend::AtOnce;
+    mending = mend;
     broken = false;
     synced = false;
     armed = true;
@@ -83,27 +105,37 @@ bool BrokenDisk::hasSynced() {
 extern "C" {
 
 ssize_t write(int file, const void* bytes, size_t count) {
-    return breaksFor(file) ? -1 : real(&write, "write")(file, bytes, count);
-}
-
-ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t offset) {
-    return breaksFor(file) ? -1 : real(&pwrite64, "pwrite64")(file, bytes, count, offset);
-}
-
-int fsync(int file) {
     if (breaksFor(file)) {
         return -1;
     }
+    const off64_t offset = DiskLog::isListening() ? lseek64(file, 0, SEEK_CUR) : 0;
+    return noted(file, Kind::Write, offset, bytes, real(&write, "write")(file, bytes, count));
+}
+
+ssize_t pwrite64(int file, const void* bytes, size_t count, off64_t offset) {
+    if (breaksFor(file)) {
+        return -1;
+    }
+    return noted(file, Kind::Write, offset, bytes, real(&pwrite64, "pwrite64")(file, bytes, count, offset));
+}
+
+int fsync(int file) {
+    if (breaksFor(file, true)) {
+        return -1;
+    }
     synced = synced || (!broken && isOnDisk(file));
-    return real(&fsync, "fsync")(file);
+    return noted(file, Kind::Sync, 0, nullptr, real(&fsync, "fsync")(file));
 }
 
 int fdatasync(int file) {
-    return breaksFor(file) ? -1 : real(&fdatasync, "fdatasync")(file);
+    return breaksFor(file, true) ? -1
+                                 : noted(file, Kind::Sync, 0, nullptr, real(&fdatasync, "fdatasync")(file));
 }
 
 int ftruncate64(int file, off64_t size) noexcept {
-    return breaksFor(file) ? -1 : real(&ftruncate64, "ftruncate64")(file, size);
+    return breaksFor(file)
+               ? -1
+               : noted(file, Kind::Resize, size, nullptr, real(&ftruncate64, "ftruncate64")(file, size));
 }
 
 int rename(const char* from, const char* to) noexcept {
@@ -111,7 +143,13 @@ int rename(const char* from, const char* to) noexcept {
 }
 
 int unlink(const char* path) noexcept {
-    return breaks(path) ? -1 : real(&unlink, "unlink")(path);
+    if (breaks(path)) {
+        return -1;
+    }
+    if (DiskLog::isListening()) {
+        DiskLog::note({Kind::Remove, QString::fromLocal8Bit(path)});
+    }
+    return real(&unlink, "unlink")(path);
 }
 
 int open64(const char* path, int flags, ...) {

@@ -9,8 +9,9 @@
 class BrokenDisk {
 public:
     enum class Mend {
-        AtOnce, ///< That one call fails, with EIO.
-        Never,  ///< All further ones fail as well, with ENOSPC.
+        AtOnce,   ///< That one call fails, with EIO.
+        Never,    ///< All further ones fail as well, with ENOSPC.
+        Unsynced, ///< What is written can be read, but nothing is brought to the disk: only syncs count.
     };
 
     BrokenDisk(const QString& folder, int good, Mend mend);
