@@ -20,10 +20,11 @@ IdleWatch::IdleWatch(Sources sources, QObject* parent) : QObject(parent), m_sour
 IdleWatch::Sources IdleWatch::known(std::chrono::milliseconds rest) {
     Sources sources;
     sources.push_back(std::make_unique<MutterIdle>(rest));
-    sources.push_back(std::make_unique<PolledIdle>(askScreenSaver(), PolledIdle::Pace{rest}));
 #if TIMER_X11_IDLE
+    // Before the desktop's own word, which on some desktops is in seconds and never tells of a rest.
     sources.push_back(std::make_unique<PolledIdle>(askX11(), PolledIdle::Pace{rest}));
 #endif
+    sources.push_back(std::make_unique<PolledIdle>(askScreenSaver(), PolledIdle::Pace{rest}));
     return sources;
 }
 

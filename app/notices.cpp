@@ -38,15 +38,23 @@ Texts textsOf(Notices::Kind kind) {
     case Notices::Kind::NotSaved:
         return {u"השמירה במחשב נכשלה; השינוי האחרון לא נרשם."_s,
                 u"Saving on this device failed; the last change was not recorded."_s};
+    case Notices::Kind::NotAcknowledged:
+        return {u"השמירה במחשב נכשלה. מה שנרשם נשמר וממתין."_s,
+                u"Saving on this device failed. What you recorded is kept and waits."_s};
     case Notices::Kind::Absence:
         return {u"הטיימר המשיך לרוץ. האם זה היה זמן עבודה?"_s, u"The timer went on. Was that work?"_s};
     }
     return {};
 }
 
-bool isFailedSave(const QString& message) {
-    return message == u"The write was not accepted because secure local storage failed."_s ||
-           message == u"Secure local save failed; the retained queue was not acknowledged locally."_s;
+bool isLostChange(const QString& message) {
+    return message == u"The write was not accepted because secure local storage failed."_s;
+}
+
+/// Nothing of it is lost, and nobody is to enter it again.
+bool isLostAcknowledgement(const QString& message) {
+    return message == u"Secure local save failed; the retained queue was not acknowledged locally."_s ||
+           message == u"Secure local acknowledgement save failed; original queue retained for replay"_s;
 }
 
 QDBusMessage request(const QString& method, const QVariantList& arguments) {
@@ -61,11 +69,17 @@ Notices::Notices(Controller& controller, QQuickWindow* window) : m_controller(co
     connect(&controller, &Controller::changed, this, &Notices::follow);
     if (window != nullptr) {
         connect(window, &QWindow::visibilityChanged, this, &Notices::followWindow);
+        connect(window, &QWindow::activeChanged, this, &Notices::followWindow);
     }
 }
 
 bool Notices::isHidden() const {
     return m_window && (!m_window->isVisible() || m_window->visibility() == QWindow::Minimized);
+}
+
+bool Notices::isToBeTold(Kind kind) const {
+    // Who comes back works on in another window, while the timer counts what was none.
+    return isHidden() || (kind == Kind::Absence && m_window && !m_window->isActive());
 }
 
 QSet<Notices::Kind> Notices::standing() const {
@@ -77,7 +91,8 @@ QSet<Notices::Kind> Notices::standing() const {
     };
     note(Kind::Refused, !m_controller.retained().isEmpty());
     note(Kind::SessionEnded, m_controller.sessionRefused());
-    note(Kind::NotSaved, isFailedSave(m_controller.message()));
+    note(Kind::NotSaved, isLostChange(m_controller.message()));
+    note(Kind::NotAcknowledged, isLostAcknowledgement(m_controller.message()));
     note(Kind::Absence, !m_controller.absence().isEmpty());
     return kinds;
 }
@@ -85,12 +100,11 @@ QSet<Notices::Kind> Notices::standing() const {
 void Notices::follow() {
     const QSet<Kind> now = standing();
     const QSet<Kind> fresh = now - std::exchange(m_standing, now);
-    if (!isHidden()) {
-        return;
-    }
     for (const Kind kind : fresh - m_told) {
-        m_told.insert(kind);
-        tell(kind);
+        if (isToBeTold(kind)) {
+            m_told.insert(kind);
+            tell(kind);
+        }
     }
 }
 

@@ -12,13 +12,13 @@ class Controller;
 class QQuickWindow;
 
 /// What a person must know while the window is hidden, as notifications of the desktop: each kind once,
-/// until the window is seen again. A click leads there. They show on locked screens as well, so they hold
+/// until the window is seen again; and a question that waits in a window behind others. A click leads there. They show on locked screens as well, so they hold
 /// nothing that was written or recorded.
 class Notices : public QObject {
     Q_OBJECT
 
 public:
-    enum class Kind { Refused, SessionEnded, NotSaved, Absence };
+    enum class Kind { Refused, SessionEnded, NotSaved, NotAcknowledged, Absence };
 
     /// `window` may be null; both must outlive the notices.
     Notices(Controller& controller, QQuickWindow* window);
@@ -27,6 +27,7 @@ private:
     void follow();
     void followWindow();
     [[nodiscard]] bool isHidden() const;
+    [[nodiscard]] bool isToBeTold(Kind kind) const;
     [[nodiscard]] QSet<Kind> standing() const;
     void tell(Kind kind);
     void listen();

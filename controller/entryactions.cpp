@@ -201,5 +201,8 @@ void Controller::undoDelete() {
         return;
     }
     const QString id = m_personal.undoable;
-    enqueue(u"entry.restore"_s, id, m_view.find(id).value(u"version").toInt(), {});
+    const QJsonObject entry = m_view.find(id);
+    if (isChangeable(entry)) { // its week may have been submitted since
+        enqueue(u"entry.restore"_s, id, entry.value(u"version").toInt(), {});
+    }
 }

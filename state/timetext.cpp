@@ -4,6 +4,7 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -137,11 +138,18 @@ QDateTime TimeText::shown(const QString& text, const QTimeZone& zone) {
     return time.isValid() ? inZone(time, zone) : QDateTime();
 }
 
-QList<TimeText::Quarter> TimeText::quarters(QDate day, const QTimeZone& zone) {
+QList<TimeText::Quarter> TimeText::quarters(QDate day, const QTimeZone& zone, QTime other) {
+    QList<QTime> offered;
+    for (int i = 0; i < quartersPerDay; ++i) {
+        offered.append(QTime::fromMSecsSinceStartOfDay(i * secondsPerQuarter * 1000));
+    }
+    const auto place = std::lower_bound(offered.constBegin(), offered.constEnd(), other);
+    if (other.isValid() && (place == offered.constEnd() || *place != other)) {
+        offered.insert(place, other);
+    }
     QList<Quarter> all;
     QList<Quarter> again; // follow when the clocks have shown all of them once
-    for (int i = 0; i < quartersPerDay; ++i) {
-        const QTime time = QTime::fromMSecsSinceStartOfDay(i * secondsPerQuarter * 1000);
+    for (const QTime time : offered) {
         const QList<QDateTime> times = timesShowing(day, time, zone);
         const bool twice = times.size() > 1;
         if (twice) {

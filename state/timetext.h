@@ -40,8 +40,9 @@ public:
     /// What clocks in `zone` show at the time of `text`; invalid when it is none.
     [[nodiscard]] static QDateTime shown(const QString& text, const QTimeZone& zone);
 
-    /// The quarters of an hour of a day in the order in which the clocks show them, with those they skip.
-    [[nodiscard]] static QList<Quarter> quarters(QDate day, const QTimeZone& zone);
+    /// The quarters of an hour of a day in the order in which the clocks show them, with those they skip, and
+    /// with one more time of the day.
+    [[nodiscard]] static QList<Quarter> quarters(QDate day, const QTimeZone& zone, QTime other = {});
 
     /// Where a list of quarters stands for a time, which may be of another day: at the last one up to it.
     [[nodiscard]] static qsizetype quarterOf(const QDateTime& time, const QList<Quarter>& quarters);

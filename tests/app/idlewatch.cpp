@@ -313,6 +313,9 @@ void IdleWatchTest::theFirstThatAnswersIsTaken_data() {
 void IdleWatchTest::theFirstThatAnswersIsTaken() {
     QFETCH(const bool, hasMutter);
     QFETCH(const bool, hasScreenSaver);
+    // There the X server does not know, which otherwise comes before the screen saver.
+    qputenv("WAYLAND_DISPLAY", "none");
+    const auto restored = qScopeGuard([] { qunsetenv("WAYLAND_DISPLAY"); });
     ScriptedMutter mutter;
     ScriptedScreenSaver saver;
     QVERIFY(!hasMutter || mutter.appear());

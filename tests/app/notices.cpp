@@ -59,6 +59,7 @@ private Q_SLOTS:
     void aFailedSaveIsToldOnce_data();
     void aFailedSaveIsToldOnce();
     void anAbsenceIsToldAndAskedWhenTheWindowIsShown();
+    void anAbsenceIsToldWhileAnotherWindowIsInFront();
     void whileTheWindowIsSeenNothingIsTold();
     void aMinimisedWindowIsHidden();
     void theWindowsReturnTakesTheNoticeAway();
@@ -136,26 +137,32 @@ void NoticesTest::anEndedSessionIsToldAndLeadsToTheAccount() {
 
 void NoticesTest::aFailedSaveIsToldOnce_data() {
     QTest::addColumn<QString>("message");
-    QTest::newRow("of a write") << u"The write was not accepted because secure local storage failed."_s;
+    QTest::addColumn<QString>("told");
+    const QString kept = u"Saving on this device failed. What you recorded is kept and waits."_s;
+    QTest::newRow("of a write") << u"The write was not accepted because secure local storage failed."_s
+                                << u"Saving on this device failed; the last change was not recorded."_s;
     QTest::newRow("of what is known")
-        << u"Secure local save failed; the retained queue was not acknowledged locally."_s;
+        << u"Secure local save failed; the retained queue was not acknowledged locally."_s << kept;
+    QTest::newRow("of an acknowledgement")
+        << u"Secure local acknowledgement save failed; original queue retained for replay"_s << kept;
 }
 
 void NoticesTest::aFailedSaveIsToldOnce() {
     QFETCH(const QString, message);
+    QFETCH(const QString, told);
     hide();
     for (int i = 0; i < 3; ++i) {
         m_fixture->controller.fail(u"Identity check unavailable; encrypted queue retained."_s);
         m_fixture->controller.fail(message);
     }
-    QTRY_COMPARE(told(), QStringList{u"Saving on this device failed; the last change was not recorded."_s});
+    QTRY_COMPARE(this->told(), QStringList{told});
     clickOn(11);
-    QCOMPARE(told().size(), 1);
+    QCOMPARE(this->told().size(), 1);
     // Another time is told again.
     hide();
     m_fixture->controller.fail(u"Something else."_s);
     m_fixture->controller.fail(message);
-    QTRY_COMPARE(told().size(), 2);
+    QTRY_COMPARE(this->told().size(), 2);
 }
 
 void NoticesTest::anAbsenceIsToldAndAskedWhenTheWindowIsShown() {
@@ -167,6 +174,19 @@ void NoticesTest::anAbsenceIsToldAndAskedWhenTheWindowIsShown() {
     QVERIFY(!dialog->property("visible").toBool());
     clickOn(11);
     QTRY_VERIFY(dialog->property("opened").toBool());
+}
+
+void NoticesTest::anAbsenceIsToldWhileAnotherWindowIsInFront() {
+    m_fixture->show(runningDocument());
+    QTRY_VERIFY(m_fixture->window->isActive());
+    QWindow other;
+    other.show();
+    other.requestActivate();
+    QTRY_VERIFY(!m_fixture->window->isActive());
+    m_fixture->show(refusedDocument()); // which it shows itself
+    m_fixture->show(runningDocument());
+    m_fixture->controller.noteAbsence(Absences::Kind::Rest, 1'200'000);
+    QTRY_COMPARE(told(), QStringList{u"The timer went on. Was that work?"_s});
 }
 
 void NoticesTest::whileTheWindowIsSeenNothingIsTold() {

@@ -86,6 +86,7 @@ private Q_SLOTS:
     void undoingQueuesTheRestoreBehindTheDeletion();
     void undoIsOfferedUntilTheNextAction();
     void undoIsOfferedAfterTheServerTookTheDeletion();
+    void undoingIntoAPeriodSubmittedSinceIsRefused();
     void undoIsNotOfferedForARefusedDeletion();
     void deletingALockedEntryIsRefused();
 
@@ -419,6 +420,20 @@ void EntryActionsTest::undoIsOfferedAfterTheServerTookTheDeletion() {
     QCOMPARE(operations(), QStringList{u"entry.restore"_s});
     QCOMPARE(mutationAt(*m_controller, 0).value(u"base_version"), QJsonValue(4));
     QCOMPARE(m_controller->entries().size(), 1);
+}
+
+void EntryActionsTest::undoingIntoAPeriodSubmittedSinceIsRefused() {
+    load({booked()});
+    m_controller->deleteEntry(u"e1"_s);
+    QJsonObject state = m_controller->durableState();
+    QJsonObject snapshot = state.value(u"snapshot").toObject();
+    snapshot.insert(u"timesheet_periods", QJsonArray{locked()});
+    state.insert(u"snapshot", snapshot);
+    m_controller->applyDurable(state);
+    QVERIFY(m_controller->canUndoDelete());
+    m_controller->undoDelete();
+    QCOMPARE(m_controller->message(), lockedEntry);
+    QCOMPARE(operations(), QStringList{u"entry.delete"_s});
 }
 
 void EntryActionsTest::undoIsNotOfferedForARefusedDeletion() {

@@ -26,6 +26,12 @@ void SearchTextTest::findsWhatAPersonMeans_data() {
     QTest::newRow("a mark of its own") << u"Café"_s << u"cafe\u0301"_s << true;
     QTest::newRow("full width") << u"ＡＢＣ"_s << u"abc"_s << true;
     QTest::newRow("white space") << u"Call\n  the  bank"_s << u" the bank "_s << true;
+    QTest::newRow("Hebrew quotation mark") << u"דו״ח שבועי"_s << u"דו\"ח"_s << true;
+    QTest::newRow("Hebrew apostrophe") << u"צ׳ק"_s << u"צ'ק"_s << true;
+    QTest::newRow("Hebrew hyphen") << u"בית־ספר"_s << u"בית-ספר"_s << true;
+    QTest::newRow("Hebrew points") << u"שָׁלוֹם"_s << u"שלום"_s << true;
+    QTest::newRow("marks that are not seen") << u"\u2067פגישה\u2069"_s << u"\u200fפגישה"_s << true;
+    QTest::newRow("curly quotation marks") << u"“Plan” for Dana’s"_s << u"\"plan\" for dana's"_s << true;
     QTest::newRow("another word") << u"Weekly review"_s << u"daily"_s << false;
     QTest::newRow("other letters") << u"Café"_s << u"cafe"_s << false;
 }

@@ -23,6 +23,7 @@ private Q_SLOTS:
     void offersEveryQuarterOfADay_data();
     void offersEveryQuarterOfADay();
     void ordersRepeatedQuartersAsTheClocksShowThem();
+    void offersOneMoreTimeAmongTheQuarters();
     void standsAtTheQuarterUpToATime_data();
     void standsAtTheQuarterUpToATime();
 };
@@ -285,6 +286,26 @@ void TimeTextTest::ordersRepeatedQuartersAsTheClocksShowThem() {
              (QStringList{u"00:45:00+03:00"_s, u"01:00:00+03:00"_s, u"01:15:00+03:00"_s, u"01:30:00+03:00"_s,
                           u"01:45:00+03:00"_s, u"01:00:00+02:00"_s, u"01:15:00+02:00"_s, u"01:30:00+02:00"_s,
                           u"01:45:00+02:00"_s, u"02:00:00+02:00"_s}));
+}
+
+void TimeTextTest::offersOneMoreTimeAmongTheQuarters() {
+    const auto around = [](QTime other, qsizetype from) {
+        QStringList times;
+        for (const TimeText::Quarter& quarter :
+             TimeText::quarters({2026, 9, 23}, jerusalem, other).mid(from, 3)) {
+            times.append(quarter.time.toString());
+        }
+        return times;
+    };
+    QCOMPARE(around({9, 7, 30}, 36), (QStringList{u"09:00:00"_s, u"09:07:30"_s, u"09:15:00"_s}));
+    QCOMPARE(around({9, 15}, 36), (QStringList{u"09:00:00"_s, u"09:15:00"_s, u"09:30:00"_s}));
+    QCOMPARE(around({23, 59}, 95), (QStringList{u"23:45:00"_s, u"23:59:00"_s}));
+    // The clocks show it twice, and not at all.
+    const auto twice = TimeText::quarters({2026, 10, 25}, jerusalem, {1, 10});
+    QCOMPARE(
+        std::count_if(twice.begin(), twice.end(), [](const auto& one) { return one.time == QTime(1, 10); }),
+        2);
+    QVERIFY(!TimeText::quarters({2026, 3, 27}, jerusalem, {2, 10}).at(9).at.isValid());
 }
 
 void TimeTextTest::standsAtTheQuarterUpToATime_data() {

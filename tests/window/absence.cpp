@@ -123,7 +123,7 @@ void WindowAbsenceTest::eachKindIsAskedInBothLanguages_data() {
     QTest::addColumn<int>("kind");
     QTest::addColumn<QString>("english");
     QTest::addColumn<QString>("hebrew");
-    QTest::newRow("sleep") << int(Kind::Sleep) << u"The computer slept from"_s << u"המחשב ישן מ"_s;
+    QTest::newRow("sleep") << int(Kind::Sleep) << u"The computer slept from"_s << u"המחשב היה במצב שינה מ"_s;
     QTest::newRow("rest") << int(Kind::Rest) << u"Nobody touched keyboard or mouse from"_s
                           << u"איש לא נגע במקלדת או בעכבר מ"_s;
     QTest::newRow("age") << int(Kind::Age) << u"The timer has been running for more than ten hours"_s

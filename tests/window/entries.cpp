@@ -168,7 +168,8 @@ void WindowEntriesTest::rowsTellProjectTimesAndBillable() {
     QCOMPARE(text(u"e1"_s, "entryTimes"), u"11:00–11:01"_s);
     const QString spoken =
         QQmlProperty(row(u"e2"_s), u"Accessible.name"_s, qmlContext(row(u"e2"_s))).read().toString();
-    for (const QString& said : {u"Work e2"_s, u"Two"_s, u"Billable"_s, u"13:00–13:01"_s}) {
+    for (const QString& said :
+         {u"Tuesday, 2 March 2021, 00:01:00, Work e2"_s, u"Two"_s, u"Billable"_s, u"13:00–13:01"_s}) {
         QVERIFY2(spoken.contains(said), qPrintable(spoken));
     }
 }
@@ -335,6 +336,13 @@ void WindowEntriesTest::deleteAndUndoByKeyboard() {
     QCOMPARE(recorded(1).value(u"operation").toString(), u"entry.restore"_s);
     QTRY_VERIFY(row(u"e2"_s));
     QVERIFY(!undo->isVisible());
+
+    focusRow(u"e2"_s);
+    key(Qt::Key_Delete);
+    QTRY_COMPARE(controller().pending(), 3);
+    key(Qt::Key_Z, Qt::ControlModifier);
+    QTRY_COMPARE(controller().pending(), 4);
+    QCOMPARE(recorded(3).value(u"operation").toString(), u"entry.restore"_s);
 }
 
 void WindowEntriesTest::enterEditsEverything() {

@@ -3,6 +3,9 @@
 
 #include <QApplication>
 #include <QJsonArray>
+#include <QScopeGuard>
+#include <QSignalSpy>
+#include <QStyleHints>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -35,6 +38,7 @@ private Q_SLOTS:
     void manualEntryIsAddedInEnglish();
     void descriptionIsEditedInEnglish();
     void whatWasTypedIsThereWhenThePageIsShownAgain();
+    void cursorRestsWhenNobodyTypes();
 };
 
 void WindowInputTest::init() {
@@ -224,6 +228,26 @@ void WindowInputTest::whatWasTypedIsThereWhenThePageIsShownAgain() {
     m_fixture->openTab(2);
     QCOMPARE(item("importSource"), typed);
     QCOMPARE(item("importSource")->property("text").toString(), u"old tracker"_s);
+}
+
+void WindowInputTest::cursorRestsWhenNobodyTypes() {
+    const int usual = QGuiApplication::styleHints()->cursorFlashTime();
+    const auto restored = qScopeGuard([usual] { QGuiApplication::styleHints()->setCursorFlashTime(usual); });
+    QGuiApplication::styleHints()->setCursorFlashTime(20);
+    item("description")->forceActiveFocus();
+    QTRY_VERIFY(m_fixture->window->isActive());
+    const QQuickItem* const cursor = findDrawn(item("description"), u"textCursor"_s);
+    QVERIFY(cursor);
+    QVERIFY(cursor->isVisible());
+    QSignalSpy blinks(cursor, &QQuickItem::opacityChanged);
+    const int most = cursor->property("most").toInt();
+    QTRY_COMPARE(cursor->property("turns").toInt(), most);
+    QCOMPARE(cursor->opacity(), 1.0);
+    QCOMPARE(blinks.size(), most);
+    QTest::keyClick(m_fixture->window, 'a');
+    QCOMPARE(cursor->property("turns").toInt(), 0);
+    QTRY_COMPARE(blinks.size(), 2 * most);
+    QVERIFY(cursor->isVisible());
 }
 
 int main(int argc, char* argv[]) {

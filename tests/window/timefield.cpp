@@ -46,6 +46,7 @@ private Q_SLOTS:
     void shortFormIsReadWhenTheFormIsSubmitted_data();
     void shortFormIsReadWhenTheFormIsSubmitted();
     void timeAloneIsOfTheOtherFieldsDay();
+    void timeAloneStaysOnTheDayThatTheFieldHeld();
     void whatCannotBeReadStays_data();
     void whatCannotBeReadStays();
     void shiftAndArrowsMoveByAQuarterOfAnHour();
@@ -173,6 +174,16 @@ void WindowTimeFieldTest::timeAloneIsOfTheOtherFieldsDay() {
     QCOMPARE(text("manualTo"), u"2021-03-02T10:30:00+02:00"_s);
 }
 
+void WindowTimeFieldTest::timeAloneStaysOnTheDayThatTheFieldHeld() {
+    item("manualFrom")->setProperty("text", u"2021-03-01T23:00:00+02:00"_s);
+    item("manualTo")->setProperty("text", u"2021-03-02T01:00:00+02:00"_s);
+    type("manualFrom", u"22:30"_s);
+    type("manualTo", u"1:30"_s);
+    press(Qt::Key_Tab);
+    QCOMPARE(text("manualFrom"), u"2021-03-01T22:30:00+02:00"_s);
+    QCOMPARE(text("manualTo"), u"2021-03-02T01:30:00+02:00"_s);
+}
+
 void WindowTimeFieldTest::whatCannotBeReadStays_data() {
     QTest::addColumn<QString>("typed");
     QTest::newRow("words") << u"tomorrow"_s;
@@ -245,7 +256,8 @@ void WindowTimeFieldTest::timeIsChosenByKeyboard() {
     QVERIFY(part("manualFrom", u"2021-02-24"_s)->hasActiveFocus());
 
     press(Qt::Key_Return);
-    QVERIFY(part("manualFrom", u"2021-02-24T09:00:00+02:00"_s)->hasActiveFocus());
+    // Another day, and the time that it was.
+    QVERIFY(part("manualFrom", u"2021-02-24T09:07:00+02:00"_s)->hasActiveFocus());
     press(Qt::Key_Down);
     press(Qt::Key_Down);
     press(Qt::Key_Up);

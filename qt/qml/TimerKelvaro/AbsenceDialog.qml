@@ -21,7 +21,7 @@ ModalDialog {
         const until = window.ltr(absence.until || "")
         switch (absence.kind) {
         case "sleep":
-            return window.label("המחשב ישן מ־%1 עד %2, והטיימר המשיך לרוץ.",
+            return window.label("המחשב היה במצב שינה מ־%1 עד %2, והטיימר המשיך לרוץ.",
                                 "The computer slept from %1 to %2, and the timer went on.").arg(since).arg(until)
         case "rest":
             return window.label("איש לא נגע במקלדת או בעכבר מ־%1 עד %2, והטיימר המשיך לרוץ.",

@@ -26,21 +26,24 @@ ColumnLayout {
     }
     function change(row: var) {
         if (row.period_locked) {
-            controller.editEntry(row.id, {}) // which says why not
+            act("explain", row.id)
             return
         }
         changeRequested(row, entries.inZone(row.start_at ?? ""), entries.inZone(row.stop_at ?? ""))
     }
     function act(deed: string, id: string) {
-        turn.deeds.push({ deed: deed, id: id })
+        // Who presses again because nothing happens yet wants it once.
+        if (turn.deeds.every(one => one.deed !== deed || one.id !== id))
+            turn.deeds.push({ deed: deed, id: id })
         turn.ask()
         if (turn.waiting)
             window.announce(window.label("ממתין לתשובת השרת.", "Waiting for the server's answer."))
     }
     function foundText(): string {
         const count = entries.count
-        const found = count === 1 ? window.label("נמצאה רשומה אחת", "1 entry found")
-                                  : window.label("נמצאו " + count + " רשומות", count + " entries found")
+        const found = count === 0 ? window.label("לא נמצאו רשומות", "No entries found")
+                    : count === 1 ? window.label("נמצאה רשומה אחת", "1 entry found")
+                    : window.label("נמצאו " + count + " רשומות", count + " entries found")
         return found + " · " + entries.sum
     }
 
@@ -70,6 +73,8 @@ ColumnLayout {
                     controller.continueEntry(one.id)
                 else if (one.deed === "duplicate")
                     controller.duplicateEntry(one.id)
+                else if (one.deed === "explain")
+                    controller.editEntry(one.id, {}) // which says why not
                 else
                     controller.deleteEntry(one.id)
             }

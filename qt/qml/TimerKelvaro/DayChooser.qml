@@ -18,7 +18,7 @@ ColumnLayout {
     /// That weeks begin with, as QDate counts.
     required property int weekday
     readonly property var locale: Qt.locale(window.hebrew ? "he" : "en")
-    readonly property list<string> days: times.month(day, weekday)
+    readonly property var days: times.month(day, weekday)
     readonly property int cell: 36
 
     signal chosen

@@ -28,7 +28,8 @@ RowPanel {
     readonly property bool cut: description.truncated && (hover.hovered || activeFocus)
 
     function spoken(): string {
-        let all = description.text
+        let all = day !== "" ? dayLabel.text + ", " + daySum + ", " : ""
+        all += description.text
         for (const part of [start.text, length.text, row.period_locked ? lock.text : "", span.text, projectName, clientName,
                             row.billable ? billable.name : "", row.local_conflict ? conflict.text : ""])
             all += part !== "" ? ", " + part : ""
@@ -73,6 +74,8 @@ RowPanel {
         visible: entry.day !== ""
 
         Label {
+            id: dayLabel
+
             objectName: "dayHeading"
             text: entry.window.dayText(entry.day)
             font.pixelSize: 13

@@ -19,6 +19,7 @@ T.TextField {
     selectionColor: Theme.accent
     selectedTextColor: Theme.accentInk
     selectByMouse: true
+    cursorDelegate: TextCursor {}
     horizontalAlignment: TextInput.AlignLeft
     verticalAlignment: TextInput.AlignVCenter
 

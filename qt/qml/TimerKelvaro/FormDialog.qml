@@ -101,6 +101,12 @@ ModalDialog {
             color: Theme.warning(dialog.window.dark)
             font.bold: true
         }
+        StatusAdvice {
+            window: dialog.window
+            controller: dialog.controller
+            text: on(dialog.refusal)
+            Layout.fillWidth: true
+        }
         Note {
             id: waitNote
 

@@ -33,7 +33,8 @@ TimesDialog {
     onVisibleChanged: if (visible) description.forceActiveFocus()
     // With an entry that is not added goes the selection that came with its description.
     onRejected: {
-        timerPage.projectId = before.projectId
+        const stands = controller.projects.some(project => project.id === before.projectId)
+        timerPage.projectId = stands ? before.projectId : ""
         timerPage.billable = before.billable
     }
 

@@ -6,7 +6,7 @@ import QtQuick.Controls.Material
 import QtQuick.Layouts
 import TimerKelvaro
 
-/// The quarters of an hour of a day. Those that the clocks skip are shown, not offered;
+/// The quarters of an hour of a day, and the field's own time among them. Those that the clocks skip are shown, not offered;
 /// those that they repeat are told apart by their offset.
 ListView {
     id: list
@@ -21,7 +21,7 @@ ListView {
 
     /// Stands at the time of the field, or at now.
     function show() {
-        model = times.quarters(day)
+        model = times.quarters(day, text)
         currentIndex = times.quarterOf(day, text, other)
         positionViewAtIndex(currentIndex, ListView.Center)
     }

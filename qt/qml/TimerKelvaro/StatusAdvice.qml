@@ -56,9 +56,9 @@ Label {
         case "This entry's project can no longer be booked; start with another project instead.":
             return window.label("אי אפשר עוד לרשום על הפרויקט הזה; התחל עם פרויקט אחר.", "")
         case "The rows of the report are on the clipboard.":
-            return window.label("שורות הדוח בלוח.", "")
+            return window.label("שורות הדוח הועתקו ללוח.", "")
         case "The first 500 rows are on the clipboard. Exports contain the complete snapshot.":
-            return window.label("500 השורות הראשונות בלוח; הייצוא מכיל את כולן.", "")
+            return window.label("500 השורות הראשונות הועתקו ללוח; הייצוא מכיל את כולן.", "")
         case "Use HTTPS or the trusted private development server":
             return addressRefused()
         default:

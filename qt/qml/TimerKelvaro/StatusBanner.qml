@@ -69,6 +69,11 @@ Rectangle {
         controller: banner.controller
         onFree: controller.undoDelete()
     }
+    Shortcut {
+        sequence: "Ctrl+Z"
+        enabled: undoButton.visible
+        onActivated: undo.ask()
+    }
     Row {
         id: buttons
 
@@ -84,12 +89,19 @@ Rectangle {
             onClicked: banner.window.wholeTextWanted(status.text)
         }
         BannerButton {
+            id: undoButton
+
             objectName: "undoDelete"
             text: banner.window.label("בטל מחיקה", "Undo")
             Accessible.name: banner.window.label("החזר את הרשומה שנמחקה", "Undo the deletion")
             highlighted: true
             visible: banner.controller.canUndoDelete
             onClicked: undo.ask()
+            onVisibleChanged: {
+                if (visible)
+                    banner.window.announce(banner.window.label("הרשומה נמחקה; Ctrl+Z מחזיר אותה.",
+                                                               "The entry is deleted; Ctrl+Z brings it back."))
+            }
         }
         BannerButton {
             objectName: "showRetained"

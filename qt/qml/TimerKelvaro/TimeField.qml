@@ -18,12 +18,15 @@ LtrField {
     property string dayOf
 
     readonly property int minutesPerStep: 15
+    /// The last time that it held: a time alone typed in its place is of the same day.
+    property string held
+    readonly property string reference: held !== "" ? held : dayOf
     /// Made when it is first wanted.
     property TimePicker picker: null
 
     /// Reads a short form. For a form that takes the text while the keyboard is still in the field.
     function settle() {
-        const whole = times.completed(text, dayOf)
+        const whole = times.completed(text, reference)
         if (whole !== text)
             text = whole
     }
@@ -34,7 +37,7 @@ LtrField {
     function step(event: KeyEvent, minutes: int) {
         event.accepted = event.modifiers === Qt.ShiftModifier && !readOnly
         if (event.accepted)
-            edit(times.stepped(text, minutes, dayOf))
+            edit(times.stepped(text, minutes, reference))
     }
     function pick() {
         settle()
@@ -44,8 +47,13 @@ LtrField {
     }
 
     rightPadding: 12 + opener.width
-    // A form that something else closes takes its calendar with it.
-    onVisibleChanged: if (!visible && picker) picker.close()
+    onTextChanged: if (times.isTime(text)) held = text
+    onVisibleChanged: {
+        held = times.isTime(text) ? text : ""
+        // A form that something else closes takes its calendar with it.
+        if (!visible && picker)
+            picker.close()
+    }
     onAccepted: settle()
     onActiveFocusChanged: if (!activeFocus) settle()
     Keys.onUpPressed: event => step(event, minutesPerStep)

@@ -20,6 +20,8 @@ ScrollPage {
             return window.label("היום הוא יומו האחרון", "today is its last day")
         case 1:
             return window.label("נותר יום אחד", "1 day left")
+        case 2:
+            return window.label("נותרו יומיים", "2 days left")
         default:
             return window.label("נותרו %1 ימים", "%1 days left").arg(days)
         }

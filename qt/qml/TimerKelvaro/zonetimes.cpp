@@ -49,6 +49,10 @@ QString ZoneTimes::stepped(const QString& text, int minutes, const QString& othe
     return TimeText::stepped(text, minutes, other, QDateTime::currentDateTimeUtc(), timeZone());
 }
 
+bool ZoneTimes::isTime(const QString& text) const {
+    return TimeText::shown(text, timeZone()).isValid();
+}
+
 QString ZoneTimes::day(const QString& text, const QString& other) const {
     return textOf(shown(text, other).date());
 }
@@ -69,21 +73,23 @@ QStringList ZoneTimes::month(const QString& day, int firstWeekday) const {
     return days;
 }
 
-QVariantList ZoneTimes::quarters(const QString& day) const {
+QVariantList ZoneTimes::quarters(const QString& day, const QString& text) const {
     QVariantList rows;
-    const auto quarters = TimeText::quarters(dateOf(day), timeZone());
+    const auto quarters =
+        TimeText::quarters(dateOf(day), timeZone(), TimeText::shown(text, timeZone()).time());
     for (const TimeText::Quarter& quarter : quarters) {
-        const QString text = quarter.at.toString(Qt::ISODate);
+        const QString stamp = quarter.at.toString(Qt::ISODate);
         rows.append(QVariantMap{
-            {u"time"_s, quarter.time.toString(u"HH:mm")},
-            {u"text"_s, text},
-            {u"offset"_s, quarter.twice ? text.mid(lengthWithoutOffset) : QString()},
+            {u"time"_s, quarter.time.toString(quarter.time.second() > 0 ? u"HH:mm:ss" : u"HH:mm")},
+            {u"text"_s, stamp},
+            {u"offset"_s, quarter.twice ? stamp.mid(lengthWithoutOffset) : QString()},
         });
     }
     return rows;
 }
 
 int ZoneTimes::quarterOf(const QString& day, const QString& text, const QString& other) const {
-    const auto quarters = TimeText::quarters(dateOf(day), timeZone());
+    const auto quarters =
+        TimeText::quarters(dateOf(day), timeZone(), TimeText::shown(text, timeZone()).time());
     return static_cast<int>(TimeText::quarterOf(shown(text, other), quarters));
 }

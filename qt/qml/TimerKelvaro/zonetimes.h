@@ -23,15 +23,17 @@ public:
     Q_INVOKABLE [[nodiscard]] QString completed(const QString& typed, const QString& other) const;
     Q_INVOKABLE [[nodiscard]] QString stepped(const QString& text, int minutes, const QString& other) const;
 
+    Q_INVOKABLE [[nodiscard]] bool isTime(const QString& text) const;
     /// The day that the clocks show at the first of the two that is a time, or now.
     Q_INVOKABLE [[nodiscard]] QString day(const QString& text, const QString& other) const;
     Q_INVOKABLE [[nodiscard]] QString movedDay(const QString& day, int days, int months) const;
     /// Six weeks from the week on that the month of `day` begins in; the weekday is counted as by QDate.
     Q_INVOKABLE [[nodiscard]] QStringList month(const QString& day, int firstWeekday) const;
 
-    /// The quarters of an hour of a day: each with its "time", "text" and "offset", of which the text is
-    /// empty when the clocks skip it, and the offset unless they show it twice.
-    Q_INVOKABLE [[nodiscard]] QVariantList quarters(const QString& day) const;
+    /// The quarters of an hour of a day, and the time of `text` where that is another: each with its "time",
+    /// "text" and "offset", of which the text is empty when the clocks skip it, and the offset unless they
+    /// show it twice.
+    Q_INVOKABLE [[nodiscard]] QVariantList quarters(const QString& day, const QString& text) const;
     /// Where they stand for the first of the two that is a time, or for now.
     Q_INVOKABLE [[nodiscard]] int quarterOf(const QString& day, const QString& text,
                                             const QString& other) const;
