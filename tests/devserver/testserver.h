@@ -106,6 +106,8 @@ public:
 
     /// Comes from another of this machine's addresses, such as 127.0.0.2.
     void comeFrom(const std::string& address) { m_http.set_interface(address); }
+    /// Gives up after so many seconds without progress.
+    void waitFor(int seconds) { m_http.set_read_timeout(seconds); }
 
     Reply get(const std::string& path, const httplib::Headers& headers = {});
     Reply post(const std::string& body, const httplib::Headers& headers);

@@ -2,6 +2,7 @@
 #include "tests/endurance/storm.h"
 
 #include "tests/support/client.h"
+#include "tests/support/keyring.h"
 #include "tests/vault/vaulthome.h"
 
 #include <QDateTime>
@@ -49,6 +50,9 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"export", 3, &Storm::exportPending},
         {"connect", 20, &Storm::connectServer},
         {"report", 10, &Storm::report},
+        {"import", 8, &Storm::import},
+        {"apply-import", 12, &Storm::applyImport},
+        {"pause-import", 4, &Storm::pauseImport},
         {"leave-early", 10, &Storm::leaveEarly},
         {"restart", 15, &Storm::restart},
         {"kill", 15, &Storm::kill},
@@ -57,6 +61,7 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"refuse-saves", 10, &Storm::refuseSaves},
         {"allow-saves", 20, &Storm::allowSaves},
         {"lose-key", 2, &Storm::loseKey},
+        {"lock-keyring", 2, &Storm::lockKeyring},
         {"damage-record", 3, &Storm::damageRecord},
         {"kill-server", 1, &Storm::killServer},
         {"edit-elsewhere", 20, &Storm::editElsewhere},
@@ -369,6 +374,22 @@ void Storm::loseKey() {
     const bool made = !VaultHome::storedKey(here.proxy.url()).isEmpty();
     if (!deleted || opened || made || !VaultHome::storeKey(here.proxy.url(), key)) {
         m_ledger->blame(u"a record without its key was given another"_s);
+    }
+    here.restart();
+}
+
+void Storm::lockKeyring() {
+    Seat& here = seat();
+    if (!here.client().secureStorage()) {
+        return;
+    }
+    const bool locked = keyring::lock();
+    here.restart();
+    calm();
+    here.client().start(freshText(), {}, false);
+    const bool opened = here.client().secureStorage();
+    if (!locked || opened || !keyring::unlock()) {
+        m_ledger->blame(u"a keyring that was locked for a while was opened, or is not open now"_s);
     }
     here.restart();
 }

@@ -74,7 +74,7 @@ bool Ledger::isInFile(const Write& write) const {
     return write.inFile || (!write.sentAgain.isEmpty() && isInFile(of(write.sentAgain)));
 }
 
-void Ledger::settleWrite(const Write& write) {
+void Ledger::settleWrite(const Write& write, const QSet<QString>& foreign) {
     const int times = accepted(write);
     if (times > 1) {
         blame(u"accepted %1 times: "_s.arg(times) + textOf(write.mutation));
@@ -87,28 +87,54 @@ void Ledger::settleWrite(const Write& write) {
     }
     const QString entity = write.mutation.value(u"entity_id").toString();
     const QString description = write.mutation.value(u"payload")[u"description"].toString();
-    if (times == 1 && m_world.entriesWith(u"id"_s, entity) != 1) {
+    if (times == 1 && !m_world.has(entity)) {
         blame(u"accepted, but not on the server: "_s + textOf(write.mutation));
     }
-    // An entry that is continued or copied hands its description on.
+    // An entry that is continued or copied hands its description on, also one that nobody here recorded.
     const auto says = [&description](const Write& other) {
         return other.mutation.value(u"payload")[u"description"] == description;
     };
-    if (m_world.entriesWith(u"description"_s, description) >
-        std::count_if(m_writes.begin(), m_writes.end(), says)) {
+    const QStringList found = m_world.entitiesThatSay(description);
+    const auto ours = std::count_if(found.begin(), found.end(),
+                                    [&foreign](const QString& id) { return !foreign.contains(id); });
+    if (ours > std::count_if(m_writes.begin(), m_writes.end(), says)) {
         blame(u"twice on the server: "_s + textOf(write.mutation));
     }
 }
 
+QSet<QString> Ledger::settleImports(const QSet<QString>& recorded) {
+    QSet<QString> entities;
+    QSet<QString> descriptions;
+    const QStringList imported = m_world.imported();
+    for (const QString& entity : imported) {
+        if (recorded.contains(entity)) {
+            continue; // a copy of one, or one that was changed since
+        }
+        const QString description = m_world.description(entity);
+        if (!description.startsWith(m_world.labelFor(entity))) {
+            blame(u"imported for somebody else: "_s + description);
+        }
+        if (descriptions.contains(description)) {
+            blame(u"imported twice: "_s + description);
+        }
+        descriptions.insert(description);
+        entities.insert(entity);
+    }
+    return entities;
+}
+
 void Ledger::settle() {
-    QSet<QString> entities = m_world.others();
+    QSet<QString> recorded;
     for (const Write& write : std::as_const(m_writes)) {
-        entities.insert(write.mutation.value(u"entity_id").toString());
-        settleWrite(write);
+        recorded.insert(write.mutation.value(u"entity_id").toString());
+    }
+    const QSet<QString> foreign = m_world.others() + settleImports(recorded);
+    for (const Write& write : std::as_const(m_writes)) {
+        settleWrite(write, foreign);
     }
     const QStringList found = m_world.entities();
     for (const QString& entity : found) {
-        if (!entities.contains(entity)) {
+        if (!recorded.contains(entity) && !foreign.contains(entity)) {
             blame(u"on the server, but nobody entered it: "_s + entity);
         }
     }

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QJsonObject>
+#include <QSet>
 #include <QString>
 
 /// What people were told was saved, and what became of it: the judge of a run.
@@ -45,7 +46,10 @@ public:
     [[nodiscard]] const World& world() const { return m_world; }
 
 private:
-    void settleWrite(const Write& write);
+    /// `foreign` entries are on the server by other ways than a change.
+    void settleWrite(const Write& write, const QSet<QString>& foreign);
+    /// The entries that imports have made, besides those in `recorded`.
+    [[nodiscard]] QSet<QString> settleImports(const QSet<QString>& recorded);
     [[nodiscard]] int accepted(const Write& write) const;
     [[nodiscard]] bool isInFile(const Write& write) const;
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/endurance/realstorm.h"
 #include "tests/endurance/shrinking.h"
 #include "tests/endurance/storm.h"
 #include "tests/vault/vaulthome.h"
@@ -8,6 +9,7 @@
 #include <QElapsedTimer>
 #include <QTextStream>
 
+#include <functional>
 #include <limits>
 
 using namespace Qt::StringLiterals;
@@ -45,27 +47,76 @@ int tellShortest(Storm& storm, const History& history, const QString& problem) {
     return 1;
 }
 
-int runSeeds(Storm& storm, const Orders& orders) {
+/// Runs each seed that there is time for; what went wrong with it is what `run` returns.
+int runSeeds(const Orders& orders, const std::function<int(quint32 seed)>& run,
+             const std::function<qsizetype()>& sumUp) {
     QElapsedTimer clock;
     clock.start();
     quint32 done = 0;
     while (done < orders.seeds && (orders.mostMs == 0 || clock.elapsed() < orders.mostMs)) {
-        const quint32 seed = orders.first + done;
-        const History history = historyOf(seed);
-        const QString problem = storm.run(history);
-        if (!problem.isEmpty()) {
-            out() << "Seed " << seed << " failed: " << problem << Qt::endl;
-            return orders.asFound ? 1 : tellShortest(storm, history, problem);
+        if (const int failed = run(orders.first + done); failed != 0) {
+            return failed;
         }
         ++done;
     }
-    print(u"Faults"_s, storm.faults());
-    print(u"Steps"_s, storm.steps());
-    print(u"States"_s, storm.states());
-    out() << done << " seeds from " << orders.first << " on, " << storm.writes() << " writes, no violation; "
+    const qsizetype writes = sumUp();
+    out() << done << " seeds from " << orders.first << " on, " << writes << " writes, no violation; "
           << 1000.0 * done / static_cast<double>(std::max<qint64>(1, clock.elapsed())) << " seeds per second"
           << Qt::endl;
     return 0;
+}
+
+void tellFailure(quint32 seed, const QString& problem) {
+    out() << "Seed " << seed << " failed: " << problem << Qt::endl;
+}
+
+int runFast(World& world, const Orders& orders) {
+    Storm storm(world);
+    const auto run = [&](quint32 seed) {
+        const History history = historyOf(seed);
+        const QString problem = storm.run(history);
+        if (problem.isEmpty()) {
+            return 0;
+        }
+        tellFailure(seed, problem);
+        return orders.asFound ? 1 : tellShortest(storm, history, problem);
+    };
+    return runSeeds(orders, run, [&storm] {
+        print(u"Faults"_s, storm.faults());
+        print(u"Steps"_s, storm.steps());
+        print(u"States"_s, storm.states());
+        return storm.writes();
+    });
+}
+
+int runReal(World& world, const Orders& orders) {
+    RealStorm storm(world);
+    const auto run = [&](quint32 seed) {
+        const QString problem = storm.run(seed);
+        if (problem.isEmpty()) {
+            return 0;
+        }
+        tellFailure(seed, problem);
+        out() << storm.story().join(u'\n') << Qt::endl;
+        return 1;
+    };
+    return runSeeds(orders, run, [&storm] {
+        print(u"Events"_s, storm.events());
+        return storm.writes();
+    });
+}
+
+int runHistory(World& world, const QString& steps) {
+    const std::optional<History> history = historyFrom(steps);
+    if (!history) {
+        out() << "This is no history.\n";
+        return 1;
+    }
+    Storm storm(world);
+    storm.tellAll();
+    const QString problem = storm.run(*history);
+    out() << (problem.isEmpty() ? u"no violation"_s : problem) << Qt::endl;
+    return problem.isEmpty() ? 0 : 1;
 }
 
 } // namespace
@@ -80,7 +131,8 @@ int main(int argc, char** argv) {
     const QCommandLineOption steps(u"history"_s, u"Exactly these steps, each told with its status."_s,
                                    u"steps"_s);
     const QCommandLineOption asFound(u"as-found"_s, u"Do not look for a shorter history that fails."_s);
-    parser.addOptions({seeds, seed, minutes, steps, asFound});
+    const QCommandLineOption real(u"real"_s, u"With programs that are killed."_s);
+    parser.addOptions({seeds, seed, minutes, steps, asFound, real});
     parser.addHelpOption();
     parser.process(application);
 
@@ -90,24 +142,15 @@ int main(int argc, char** argv) {
         out() << "The server does not start.\n";
         return 1;
     }
-    Storm storm(world);
-    if (!parser.isSet(steps)) {
-        Orders orders{.first = parser.value(seed).toUInt(), .asFound = parser.isSet(asFound)};
-        if (parser.isSet(seeds)) {
-            orders.seeds = parser.value(seeds).toUInt();
-        }
-        if (parser.isSet(minutes) || !parser.isSet(seeds)) {
-            orders.mostMs = static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute);
-        }
-        return runSeeds(storm, orders);
+    if (parser.isSet(steps)) {
+        return runHistory(world, parser.value(steps));
     }
-    const std::optional<History> history = historyFrom(parser.value(steps));
-    if (!history) {
-        out() << "This is no history.\n";
-        return 1;
+    Orders orders{.first = parser.value(seed).toUInt(), .asFound = parser.isSet(asFound)};
+    if (parser.isSet(seeds)) {
+        orders.seeds = parser.value(seeds).toUInt();
     }
-    storm.tellAll();
-    const QString problem = storm.run(*history);
-    out() << (problem.isEmpty() ? u"no violation"_s : problem) << Qt::endl;
-    return problem.isEmpty() ? 0 : 1;
+    if (parser.isSet(minutes) || !parser.isSet(seeds)) {
+        orders.mostMs = static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute);
+    }
+    return parser.isSet(real) ? runReal(world, orders) : runFast(world, orders);
 }

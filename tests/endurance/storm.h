@@ -66,6 +66,9 @@ private:
     void exportPending();
     void connectServer();
     void report();
+    void import();
+    void applyImport();
+    void pauseImport();
     void leaveEarly();
     void restart();
     void kill();
@@ -87,6 +90,7 @@ private:
     void refuseSaves();
     void allowSaves();
     void loseKey();
+    void lockKeyring();
     void damageRecord();
     void killServer();
     void editElsewhere();

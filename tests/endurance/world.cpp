@@ -36,7 +36,8 @@ bool World::start() {
 }
 
 void World::empty() {
-    for (const char* table : {"mutations", "time_entries", "timesheet_periods", "sessions"}) {
+    for (const char* table : {"mutations", "import_replies", "import_records", "imported_records", "imports",
+                              "time_entries", "timesheet_periods", "sessions"}) {
         run(u"DELETE FROM "_s + QString::fromLatin1(table));
     }
     m_others.clear();
@@ -47,9 +48,17 @@ void World::noteChange() {
     run(u"UPDATE workspaces SET revision = revision + 1"_s);
 }
 
-bool World::restart() {
+void World::kill() {
     m_accounts.server.kill();
+}
+
+bool World::startAgain() {
     return m_accounts.server.start();
+}
+
+bool World::restart() {
+    kill();
+    return startAgain();
 }
 
 QString World::emailOf(const QString& user) const {
@@ -110,21 +119,44 @@ QStringList World::entities() const {
     return column(u"SELECT id FROM time_entries"_s);
 }
 
-int World::entriesWith(const QString& column, const QString& value) const {
-    return run(u"SELECT COUNT(*) FROM time_entries WHERE %1 = ?"_s.arg(column), {value}).toInt();
+QString World::importLabel(const QString& user, const QString& workspace) {
+    return u"import-%1-%2-"_s.arg(user, workspace);
+}
+
+QStringList World::imported() const {
+    return column(u"SELECT id FROM time_entries WHERE description LIKE 'import-%'"_s);
+}
+
+QString World::description(const QString& entity) const {
+    return run(u"SELECT description FROM time_entries WHERE id = ?"_s, {entity}).toString();
+}
+
+QString World::labelFor(const QString& entity) const {
+    const auto value = [this, &entity](const QString& name) {
+        return run(u"SELECT %1 FROM time_entries WHERE id = ?"_s.arg(name), {entity}).toString();
+    };
+    return importLabel(value(u"user_id"_s), value(u"workspace_id"_s));
+}
+
+bool World::has(const QString& entity) const {
+    return run(u"SELECT COUNT(*) FROM time_entries WHERE id = ?"_s, {entity}).toInt() == 1;
+}
+
+QStringList World::entitiesThatSay(const QString& description) const {
+    return column(u"SELECT id FROM time_entries WHERE description = ?"_s, {description});
 }
 
 QVariant World::run(const QString& statement, const QVariantList& values) const {
     return m_file->run(statement, values);
 }
 
-QStringList World::column(const QString& query) const {
+QStringList World::column(const QString& query, const QVariantList& values) const {
     const QString name = query.section(u' ', 1, 1);
-    const QString all = run(u"SELECT json_group_array(%1) FROM (%2)"_s.arg(name, query)).toString();
-    QStringList values;
+    const QString all = run(u"SELECT json_group_array(%1) FROM (%2)"_s.arg(name, query), values).toString();
+    QStringList found;
     const QJsonArray array = QJsonDocument::fromJson(all.toUtf8()).array();
     for (const auto& value : array) {
-        values.append(value.toString());
+        found.append(value.toString());
     }
-    return values;
+    return found;
 }

@@ -20,7 +20,10 @@ public:
     [[nodiscard]] bool start();
     /// Nobody has recorded anything, and nobody is signed in.
     void empty();
-    /// SIGKILL, and a new start.
+    /// SIGKILL
+    void kill();
+    [[nodiscard]] bool startAgain();
+    /// Both.
     [[nodiscard]] bool restart();
 
     [[nodiscard]] QString url() const { return m_accounts.server.url(); }
@@ -43,8 +46,16 @@ public:
     /// The ids of all changes that were answered.
     [[nodiscard]] QStringList answered() const;
     [[nodiscard]] QStringList entities() const;
-    /// How many entries have this id, and how many this description.
-    [[nodiscard]] int entriesWith(const QString& column, const QString& value) const;
+    [[nodiscard]] bool has(const QString& entity) const;
+    [[nodiscard]] QStringList entitiesThatSay(const QString& description) const;
+
+    /// How the descriptions begin of what somebody imports into a workspace.
+    [[nodiscard]] static QString importLabel(const QString& user, const QString& workspace);
+    /// The ids of the entries whose descriptions begin like that of any import.
+    [[nodiscard]] QStringList imported() const;
+    /// What an entry says, and how it would begin if its owner had imported it into its workspace.
+    [[nodiscard]] QString description(const QString& entity) const;
+    [[nodiscard]] QString labelFor(const QString& entity) const;
 
     /// Entries that others made.
     [[nodiscard]] const QSet<QString>& others() const { return m_others; }
@@ -53,7 +64,7 @@ private:
     /// What the server itself notes with each change of a workspace.
     void noteChange();
     QVariant run(const QString& statement, const QVariantList& values = {}) const;
-    [[nodiscard]] QStringList column(const QString& query) const;
+    [[nodiscard]] QStringList column(const QString& query, const QVariantList& values = {}) const;
 
     AccountServer m_accounts;
     std::unique_ptr<SqliteFile> m_file;

@@ -14,15 +14,17 @@ using namespace devserver;
 
 namespace {
 
+/// As the seeds name it.
+const QString entry = u"00000000-0000-4000-8000-00000000000e"_s;
+
 /// A server's database; what a push changes in it is rolled back.
 class Store {
 public:
     Store() {
         migrate(connection());
-        connection().run(
-            u"INSERT INTO time_entries (id, workspace_id, user_id, description, tag_ids,"
-            " billable, start_at, stop_at, version) VALUES ('e', ?, ?, '', '[]', 0, 10, 20, 1)"_s,
-            {developmentWorkspace, developmentUser});
+        connection().run(u"INSERT INTO time_entries (id, workspace_id, user_id, description, tag_ids,"
+                         " billable, start_at, stop_at, version) VALUES (?, ?, ?, '', '[]', 0, 10, 20, 1)"_s,
+                         {entry, developmentWorkspace, developmentUser});
     }
     [[nodiscard]] Connection& connection() { return m_database.connection(); }
 

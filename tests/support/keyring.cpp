@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/keyring.h"
 
+#include "tests/vault/secretstructure.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
-#include <QDBusReply>
+#include <QDBusVariant>
 #include <QMap>
 
 using namespace Qt::StringLiterals;
@@ -18,11 +20,19 @@ const QString name = u"org.freedesktop.secrets"_s;
 const QString prompterName = u"org.gnome.keyring.SystemPrompter"_s;
 const QString prompterPath = u"/org/gnome/keyring/Prompter"_s;
 
-QDBusMessage call(const QString& method, const QVariantList& arguments) {
-    QDBusMessage message = QDBusMessage::createMethodCall(name, u"/org/freedesktop/secrets"_s,
-                                                          u"org.freedesktop.Secret.Service"_s, method);
+QDBusMessage call(const QString& interface, const QString& method, const QVariantList& arguments) {
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(name, u"/org/freedesktop/secrets"_s, interface, method);
     message.setArguments(arguments);
     return QDBusConnection::sessionBus().call(message);
+}
+
+QDBusMessage call(const QString& method, const QVariantList& arguments) {
+    return call(u"org.freedesktop.Secret.Service"_s, method, arguments);
+}
+
+QDBusObjectPath collection() {
+    return call(u"ReadAlias"_s, {u"default"_s}).arguments().value(0).value<QDBusObjectPath>();
 }
 
 } // namespace
@@ -43,12 +53,18 @@ int keyCount() {
 }
 
 bool lock() {
-    const QDBusReply<QDBusObjectPath> collection = call(u"ReadAlias"_s, {u"default"_s});
-    if (!collection.isValid()) {
-        return false;
-    }
-    const QList<QDBusObjectPath> locked{collection.value()};
+    const QList<QDBusObjectPath> locked{collection()};
     return call(u"Lock"_s, {QVariant::fromValue(locked)}).type() == QDBusMessage::ReplyMessage;
+}
+
+bool unlock() {
+    qDBusRegisterMetaType<Secret>();
+    const QDBusMessage session =
+        call(u"OpenSession"_s, {u"plain"_s, QVariant::fromValue(QDBusVariant(QString()))});
+    const Secret password{session.arguments().value(1).value<QDBusObjectPath>(), {}, "test", u"text/plain"_s};
+    return call(u"org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"_s, u"UnlockWithMasterPassword"_s,
+                {QVariant::fromValue(collection()), QVariant::fromValue(password)})
+               .type() == QDBusMessage::ReplyMessage;
 }
 
 SilentPerson::SilentPerson() {

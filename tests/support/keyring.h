@@ -12,6 +12,8 @@ namespace keyring {
 
 /// Locks the collection that holds them.
 [[nodiscard]] bool lock();
+/// With the password of the session that the tests run in, as the login would.
+[[nodiscard]] bool unlock();
 
 /// In the place of the desktop's password dialog, which would take hold of mouse
 /// and keyboard: a person who is asked and does not answer.

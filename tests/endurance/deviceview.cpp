@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/deviceview.h"
+
+#include "controller/controller.h"
+#include "tests/support/client.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace Qt::StringLiterals;
+
+DeviceView DeviceView::of(const Controller& client, int done) {
+    return {done,
+            client.message(),
+            client.accountId(),
+            queueOf(client),
+            client.queueReady(),
+            client.busy(),
+            client.syncing(),
+            client.accountSignedIn(),
+            client.sessionRefused(),
+            !client.retained().isEmpty()};
+}
+
+DeviceView DeviceView::from(const QByteArray& line) {
+    const QJsonObject view = QJsonDocument::fromJson(line).object();
+    const auto is = [&view](QStringView name) { return view.value(name).toBool(); };
+    return {view.value(u"done").toInt(),
+            view.value(u"message").toString(),
+            view.value(u"account").toString(),
+            view.value(u"queue").toArray(),
+            is(u"storage"),
+            is(u"busy"),
+            is(u"syncing"),
+            is(u"signed_in"),
+            is(u"session_refused"),
+            is(u"retained")};
+}
+
+QByteArray DeviceView::line() const {
+    const QJsonObject view{
+        {u"done"_s, done},         {u"message"_s, message},    {u"account"_s, account},
+        {u"queue"_s, queue},       {u"storage"_s, storage},    {u"busy"_s, busy},
+        {u"syncing"_s, syncing},   {u"signed_in"_s, signedIn}, {u"session_refused"_s, sessionRefused},
+        {u"retained"_s, retained},
+    };
+    return QJsonDocument(view).toJson(QJsonDocument::Compact) + '\n';
+}

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QString>
+
+class Controller;
+
+/// What a person at a device can see in one moment, as one line of text.
+struct DeviceView {
+    int done = 0; ///< how much of what the person did since the program's start has been answered
+    QString message;
+    QString account;
+    QJsonArray queue;
+    bool storage = false; ///< the record was read and takes writes
+    bool busy = false;
+    bool syncing = false;
+    bool signedIn = false;
+    bool sessionRefused = false;
+    bool retained = false;
+
+    [[nodiscard]] static DeviceView of(const Controller& client, int done);
+    [[nodiscard]] static DeviceView from(const QByteArray& line);
+    [[nodiscard]] QByteArray line() const;
+};

@@ -1,0 +1,294 @@
+// SPDX-License-Identifier: MIT
+#include "tests/endurance/realstorm.h"
+
+#include "tests/support/keyring.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QTest>
+#include <QThread>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int fewestSteps = 12;
+constexpr int mostSteps = 40;
+/// A save takes some milliseconds, a push and its answer as well.
+constexpr unsigned long longestBeforeAKillUs = 25000;
+constexpr int mostRounds = 60;
+/// Clocks go wrong by hours and by days, in both directions.
+constexpr std::array clockErrors{0, 3600, -3600, 90000, -90000, 86400 * 40, -86400 * 400};
+
+bool isSameWish(const QJsonObject& one, const QJsonObject& other) {
+    return one.value(u"operation") == other.value(u"operation") &&
+           one.value(u"entity_id") == other.value(u"entity_id") &&
+           one.value(u"payload") == other.value(u"payload");
+}
+
+bool contains(const QJsonArray& queue, const QJsonValue& item) {
+    return std::any_of(queue.begin(), queue.end(), [&item](const QJsonValue& other) {
+        return idOf(mutationOf(other)) == idOf(mutationOf(item));
+    });
+}
+
+/// The ids of those items that both queues have, in the order of the first.
+QStringList common(const QJsonArray& queue, const QJsonArray& other) {
+    QStringList ids;
+    for (const auto& item : queue) {
+        if (contains(other, item)) {
+            ids.append(idOf(mutationOf(item)));
+        }
+    }
+    return ids;
+}
+
+} // namespace
+
+QString RealStorm::run(quint32 seed) {
+    m_dice.seed(seed);
+    begin();
+    const int steps = m_dice.bounded(fewestSteps, mostSteps);
+    for (int i = 0; i < steps && m_ledger->problem().isEmpty(); ++i) {
+        takeStep();
+    }
+    if (m_ledger->problem().isEmpty()) {
+        settle();
+    }
+    m_writes += m_ledger->size();
+    for (Place& place : m_places) {
+        place.device.reset();
+    }
+    return m_ledger->problem();
+}
+
+void RealStorm::begin() {
+    m_story.clear();
+    m_texts = 0;
+    m_world.empty();
+    m_ledger = std::make_unique<Ledger>(m_world);
+    m_folder = std::make_unique<QTemporaryDir>();
+    // Two names of the same machine are two servers to a client, each with a vault of its own.
+    const QString other = QString(m_world.url()).replace(u"127.0.0.1"_s, u"localhost"_s);
+    const std::array servers{m_world.url(), other};
+    for (std::size_t i = 0; i < m_places.size(); ++i) {
+        Place& place = m_places.at(i);
+        place.queue = {};
+        place.device = std::make_unique<Device>(servers.at(i));
+        place.device->told = [this, &place](const DeviceView& view) { see(place, view); };
+        place.device->start();
+        // A key without its record is told of first.
+        static_cast<void>(place.device->isCalm());
+        place.device->act(u"connect "_s + servers.at(i));
+        static_cast<void>(place.device->isCalm());
+    }
+}
+
+void RealStorm::note(const QString& event) {
+    m_story.append(event);
+    ++m_events[event.section(u' ', 0, 0)];
+}
+
+QString RealStorm::draw() {
+    const QString text = u"real-%1-%2"_s.arg(++m_texts).arg(m_dice.bounded(20));
+    const QString place = QString::number(m_dice.bounded(20));
+    const QString email = m_dice.bounded(3) == 0 ? AccountServer::eli() : AccountServer::dana();
+    const QString file = m_folder->filePath(u"copy-%1.json"_s.arg(m_texts));
+    const QStringList all{
+        u"manual "_s + text,
+        u"manual "_s + text,
+        u"manual "_s + text,
+        u"start "_s + text,
+        u"start "_s + text,
+        u"stop"_s,
+        u"stop"_s,
+        u"toggle "_s + text,
+        u"edit "_s + text,
+        u"edit "_s + text,
+        u"delete "_s + place,
+        u"undo"_s,
+        u"continue "_s + place,
+        u"sync"_s,
+        u"sync"_s,
+        u"refresh"_s,
+        u"sign-in "_s + email,
+        u"sign-in "_s + email,
+        u"sign-out"_s,
+        u"renew "_s + email,
+        u"resend"_s,
+        u"remove-retained "_s + file,
+        u"remove-pending "_s + file,
+    };
+    return all.at(m_dice.bounded(int(all.size())));
+}
+
+void RealStorm::takeStep() {
+    Place& place = m_places.at(m_dice.bounded(3) == 0 ? 1 : 0);
+    Device& device = *place.device;
+    const bool befalls = m_dice.bounded(4) == 0;
+    // What is worth a kill is a write.
+    const QString what = befalls && m_dice.bounded(2) == 0 ? u"manual real-%1-0"_s.arg(++m_texts) : draw();
+    note(what);
+    device.act(what);
+    if (befalls) {
+        QThread::usleep(m_dice.bounded(quint32(longestBeforeAKillUs)));
+        befall(device);
+    } else if (!device.hasAnswered()) {
+        m_ledger->blame(u"the client does not answer"_s);
+    }
+    if (m_dice.bounded(3) > 0 && !device.isCalm()) {
+        m_ledger->blame(u"the client does not come to rest: "_s + device.view().message);
+    }
+}
+
+void RealStorm::befall(Device& device) {
+    const int which = m_dice.bounded(20);
+    if (which < 9) {
+        note(u"kill-client"_s);
+        device.kill();
+        device.start();
+    } else if (which < 15) {
+        restartServer();
+    } else if (which < 16) {
+        lockKeyring(device);
+    } else if (which < 18 && Device::canSetClock()) {
+        const int error = clockErrors.at(static_cast<std::size_t>(m_dice.bounded(int(clockErrors.size()))));
+        note(u"clock %1"_s.arg(error));
+        device.setClock(error);
+    } else {
+        note(u"edit-elsewhere"_s);
+        const QStringList entities = m_world.entities();
+        if (!entities.isEmpty()) {
+            m_world.editEntry(entities.at(m_dice.bounded(int(entities.size()))));
+        }
+    }
+}
+
+void RealStorm::restartServer() {
+    note(m_stopped ? u"start-server"_s : u"kill-server"_s);
+    if (!m_stopped) {
+        m_world.kill();
+        m_stopped = true;
+    }
+    // It stays away for a while as often as not.
+    if (m_dice.bounded(2) == 0) {
+        m_stopped = !m_world.startAgain();
+    }
+}
+
+void RealStorm::lockKeyring(Device& device) {
+    note(u"lock-keyring"_s);
+    if (!keyring::lock()) {
+        m_ledger->blame(u"the keyring cannot be locked"_s);
+    }
+    device.kill();
+    device.start();
+    const QString text = u"manual locked-%1"_s.arg(++m_texts);
+    device.act(text);
+    if (!device.isCalm() || device.view().storage) {
+        m_ledger->blame(u"a locked keyring was opened, with the status: "_s + device.view().message);
+    }
+    if (!keyring::unlock()) {
+        m_ledger->blame(u"the keyring cannot be unlocked"_s);
+    }
+    device.act(u"connect "_s + device.server());
+}
+
+void RealStorm::see(Place& place, const DeviceView& view) {
+    if (!view.storage) {
+        return; // not read yet, or not to be read now
+    }
+    const QJsonArray before = place.queue;
+    place.queue = view.queue;
+    QJsonArray removed;
+    std::copy_if(before.begin(), before.end(), std::back_inserter(removed),
+                 [&view](const QJsonValue& item) { return !contains(view.queue, item); });
+    for (const auto& item : std::as_const(view.queue)) {
+        if (!contains(before, item)) {
+            seeNewItem(item.toObject(), removed, view);
+        }
+    }
+    if (common(before, view.queue) != common(view.queue, before)) {
+        m_ledger->blame(u"the queue is not in the order in which it was recorded"_s);
+    }
+}
+
+void RealStorm::seeNewItem(const QJsonObject& item, const QJsonArray& removed, const DeviceView& view) {
+    const QJsonObject mutation = mutationOf(item);
+    if (m_ledger->knows(idOf(mutation))) {
+        m_ledger->blame(u"a change waits again that had left the queue: "_s + idOf(mutation));
+        return;
+    }
+    const auto former = std::find_if(removed.begin(), removed.end(), [&mutation](const QJsonValue& other) {
+        return isSameWish(mutationOf(other), mutation);
+    });
+    if (former != removed.end()) {
+        m_ledger->recordAgain(idOf(mutationOf(*former)), mutation);
+    } else {
+        m_ledger->record(view.account, mutation);
+    }
+}
+
+void RealStorm::readFiles() {
+    const QFileInfoList files = QDir(m_folder->path()).entryInfoList({u"*.json"_s}, QDir::Files);
+    for (const QFileInfo& info : files) {
+        QFile file(info.filePath());
+        const QJsonArray copied = file.open(QIODevice::ReadOnly)
+                                      ? QJsonDocument::fromJson(file.readAll())[u"queue"].toArray()
+                                      : QJsonArray();
+        for (const auto& item : copied) {
+            m_ledger->recordInFile(mutationOf(item));
+        }
+    }
+}
+
+void RealStorm::settle() {
+    if (m_stopped && !m_world.startAgain()) {
+        m_ledger->blame(u"the server does not start again"_s);
+    }
+    m_stopped = false;
+    bool empty = false;
+    for (int round = 0; round < mostRounds && !empty && m_ledger->problem().isEmpty(); ++round) {
+        empty = true;
+        for (Place& place : m_places) {
+            place.device->setClock(0);
+            if (!place.device->isCalm()) {
+                m_ledger->blame(u"the client does not come to rest: "_s + place.device->view().message);
+            }
+            empty = isEmpty(*place.device, round) && empty;
+        }
+    }
+    for (Place& place : m_places) {
+        if (!empty) {
+            m_ledger->blame(u"no way to an empty queue, with the status: "_s + place.device->view().message);
+        }
+        if (!place.device->quit()) {
+            m_ledger->blame(u"the client does not end"_s);
+        }
+    }
+    readFiles();
+    m_ledger->settle();
+}
+
+bool RealStorm::isEmpty(Device& device, int round) {
+    const DeviceView& view = device.view();
+    if (!device.isRunning()) {
+        m_ledger->blame(u"the client has ended by itself: "_s + device.end());
+    } else if (view.storage && view.queue.isEmpty()) {
+        return true;
+    } else if (!view.storage) {
+        device.act(u"connect "_s + device.server());
+    } else if (view.sessionRefused) {
+        device.act(u"renew "_s + m_world.emailOf(view.account));
+    } else if (view.retained && round % 2 == 0) {
+        device.act(u"resend"_s);
+    } else if (view.retained) {
+        device.act(u"remove-retained "_s + m_folder->filePath(u"last-copy-%1.json"_s.arg(++m_texts)));
+    } else {
+        device.act(u"sync"_s);
+    }
+    return false;
+}

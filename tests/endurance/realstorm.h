@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/endurance/device.h"
+#include "tests/endurance/ledger.h"
+
+#include <QJsonArray>
+#include <QMap>
+#include <QRandomGenerator>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <array>
+#include <memory>
+
+/// The same promise with programs that really die: client and server are killed in any
+/// instant, the keyring is locked and the clock jumps. What happens is drawn from a seed;
+/// when it happens is the machine's.
+class RealStorm {
+public:
+    explicit RealStorm(World& world) : m_world(world) {}
+
+    /// What went wrong; empty when nothing did.
+    [[nodiscard]] QString run(quint32 seed);
+
+    /// What people did and what befell them in the last run.
+    [[nodiscard]] const QStringList& story() const { return m_story; }
+    /// Over all runs.
+    [[nodiscard]] const QMap<QString, int>& events() const { return m_events; }
+    [[nodiscard]] qsizetype writes() const { return m_writes; }
+
+private:
+    /// A device, and what is known of its queue.
+    struct Place {
+        std::unique_ptr<Device> device;
+        QJsonArray queue;
+    };
+
+    void begin();
+    void takeStep();
+    void befall(Device& device);
+    void note(const QString& event);
+
+    void see(Place& place, const DeviceView& view);
+    void seeNewItem(const QJsonObject& item, const QJsonArray& removed, const DeviceView& view);
+
+    void lockKeyring(Device& device);
+    void restartServer();
+    [[nodiscard]] QString draw();
+
+    void settle();
+    /// Whether nothing waits there; else does what a person can do about it.
+    [[nodiscard]] bool isEmpty(Device& device, int round);
+    void readFiles();
+
+    World& m_world;
+    std::unique_ptr<Ledger> m_ledger;
+    std::array<Place, 2> m_places;
+    QRandomGenerator m_dice;
+    std::unique_ptr<QTemporaryDir> m_folder;
+    int m_texts = 0;
+    bool m_stopped = false; ///< the server is
+
+    QStringList m_story;
+    QMap<QString, int> m_events;
+    qsizetype m_writes = 0;
+};

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+#include "tests/controller/filedialogs.h"
+#include "tests/support/client.h"
+#include "tests/support/devserver.h"
+#include "tests/window/windowfixture.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <array>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// What the tests take of it; more with TIMER_PRESSES, others with TIMER_SEED.
+constexpr int usualPresses = 300;
+
+QStringList warnings;
+QtMessageHandler usualHandler = nullptr;
+
+void listen(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+    // The toolkit's own file dialogs, which no person of a desktop sees.
+    if (type != QtDebugMsg && type != QtInfoMsg && !text.contains(u"propagateSizeHints"_s)) {
+        warnings.append(text);
+    }
+    usualHandler(type, context, text);
+}
+
+int number(const char* variable, int usual) {
+    return qEnvironmentVariableIsSet(variable) ? qEnvironmentVariableIntValue(variable) : usual;
+}
+
+} // namespace
+
+/// Stands in for the browser.
+class Browser : public QObject {
+    Q_OBJECT
+
+public:
+    Browser() { QDesktopServices::setUrlHandler(u"http"_s, this, "open"); }
+    ~Browser() override { QDesktopServices::unsetUrlHandler(u"http"_s); }
+
+    Q_INVOKABLE void open(const QUrl&) {}
+};
+
+/// Somebody presses anything anywhere, on all pages and in all dialogs, while the real
+/// server answers.
+class RestlessHandsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { usualHandler = qInstallMessageHandler(listen); }
+    void cleanupTestCase() { qInstallMessageHandler(nullptr); }
+
+    void theWindowBearsThem();
+
+private:
+    void press();
+    void pressKey();
+    void resize();
+    [[nodiscard]] QPoint anywhere();
+
+    std::unique_ptr<WindowFixture> m_fixture;
+    QRandomGenerator m_dice;
+    QString m_last;
+};
+
+QPoint RestlessHandsTest::anywhere() {
+    return {m_dice.bounded(m_fixture->window->width()), m_dice.bounded(m_fixture->window->height())};
+}
+
+void RestlessHandsTest::pressKey() {
+    static constexpr std::array keys{
+        Qt::Key_Tab,    Qt::Key_Tab,   Qt::Key_Backtab, Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape,
+        Qt::Key_Left,   Qt::Key_Right, Qt::Key_Up,      Qt::Key_Down,   Qt::Key_Home,  Qt::Key_End,
+        Qt::Key_PageUp, Qt::Key_F2,    Qt::Key_Delete,  Qt::Key_A,      Qt::Key_1,     Qt::Key_Colon,
+        Qt::Key_Menu,   Qt::Key_F4,    Qt::Key_Z,       Qt::Key_F,      Qt::Key_Enter, Qt::Key_Backspace};
+    static constexpr std::array modifiers{Qt::NoModifier,    Qt::NoModifier,      Qt::NoModifier,
+                                          Qt::ShiftModifier, Qt::ControlModifier, Qt::AltModifier};
+    const Qt::Key key = keys.at(m_dice.bounded(quint32(keys.size())));
+    const Qt::KeyboardModifiers held = modifiers.at(m_dice.bounded(quint32(modifiers.size())));
+    m_last = u"key %1 with %2"_s.arg(key, 0, 16).arg(int(held), 0, 16);
+    QTest::keyClick(m_fixture->window, key, held);
+}
+
+void RestlessHandsTest::resize() {
+    const QSize smallest = m_fixture->window->minimumSize();
+    const QSize size(smallest.width() + m_dice.bounded(700), smallest.height() + m_dice.bounded(500));
+    m_last = u"resize to %1x%2"_s.arg(size.width()).arg(size.height());
+    m_fixture->window->resize(size);
+}
+
+void RestlessHandsTest::press() {
+    const int what = m_dice.bounded(100);
+    const QPoint where = anywhere();
+    m_last = u"%1 at %2, %3"_s.arg(what).arg(where.x()).arg(where.y());
+    if (what < 45) {
+        QTest::mouseClick(m_fixture->window, Qt::LeftButton, {}, where);
+    } else if (what < 48) {
+        QTest::mouseClick(m_fixture->window, Qt::RightButton, {}, where);
+    } else if (what < 51) {
+        QTest::mouseDClick(m_fixture->window, Qt::LeftButton, {}, where);
+    } else if (what < 55) {
+        QTest::mousePress(m_fixture->window, Qt::LeftButton, {}, where);
+        QTest::mouseMove(m_fixture->window, anywhere());
+        QTest::mouseRelease(m_fixture->window, Qt::LeftButton, {}, anywhere());
+    } else if (what < 92) {
+        pressKey();
+    } else if (what < 96) {
+        resize();
+    } else {
+        m_fixture->openTab(m_dice.bounded(m_fixture->object(u"tabs"_s)->property("count").toInt()));
+    }
+}
+
+void RestlessHandsTest::theWindowBearsThem() {
+    const int presses = number("TIMER_PRESSES", usualPresses);
+    const auto seed = static_cast<quint32>(number("TIMER_SEED", 1));
+    const Browser browser;
+    FileDialogs dialogs;
+    DevServer server(DevServer::Data::Demo);
+    QVERIFY(server.start());
+    m_fixture = std::make_unique<WindowFixture>();
+    m_dice.seed(seed);
+    QTRY_VERIFY(m_fixture->window->isActive());
+    m_fixture->item(u"server"_s)->setProperty("readOnly", true); // nobody else is to be asked
+    QVERIFY(connectAndLoad(m_fixture->controller, server.url()));
+    for (int i = 0; i < presses; ++i) {
+        press();
+        QCoreApplication::processEvents();
+        QVERIFY2(warnings.isEmpty(), qPrintable(u"press %1 of seed %2: %3"_s.arg(i).arg(seed).arg(m_last)));
+        QVERIFY(m_fixture->window->isVisible());
+        if (m_fixture->controller.busy() && m_dice.bounded(8) == 0) {
+            QTRY_VERIFY(!m_fixture->controller.busy());
+        }
+    }
+    m_fixture.reset();
+    QCOMPARE(warnings, QStringList());
+}
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    prepareApplication();
+    RestlessHandsTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "restlesshands.moc"
