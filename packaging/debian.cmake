@@ -33,6 +33,19 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
+# one_of(VARIABLE PACKAGE...): the first that is installed here, otherwise the last. The choice is made
+# where the package is made: "a | b" is content with b where only a holds what is needed.
+function(one_of variable)
+    foreach(package IN LISTS ARGN)
+        set(${variable} "${package}" PARENT_SCOPE)
+        if(EXISTS "/var/lib/dpkg/info/${package}.list")
+            break()
+        endif()
+    endforeach()
+endfunction()
+one_of(svg qt6-svg-plugins libqt6svg6)
+one_of(zones tzdata-legacy tzdata) # where zones such as "Israel" are in a package of their own
+
 # What the linker does not see, because it is opened at run time.
 set(CPACK_DEBIAN_CLIENT_PACKAGE_DEPENDS
     "fonts-croscore"
@@ -46,9 +59,9 @@ set(CPACK_DEBIAN_CLIENT_PACKAGE_DEPENDS
     "qml6-module-qtquick-layouts"
     "qml6-module-qtquick-templates"
     "qml6-module-qtquick-window"
-    "qt6-svg-plugins | libqt6svg6"
+    "${svg}"
     "qt6-wayland"
-    "tzdata")
+    "${zones}")
 set(CPACK_DEBIAN_CLIENT_PACKAGE_RECOMMENDS
     "ca-certificates"
     "default-dbus-session-bus | dbus-session-bus"
@@ -62,7 +75,7 @@ device before it counts as saved, and reaches the server exactly once when it
 can be reached again. The window speaks Hebrew and English.")
 
 set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SOURCE timer-kelvaro)
-set(CPACK_DEBIAN_DEVSERVER_PACKAGE_DEPENDS "libqt6sql6-sqlite" "tzdata-legacy | tzdata")
+set(CPACK_DEBIAN_DEVSERVER_PACKAGE_DEPENDS "libqt6sql6-sqlite" "${zones}")
 set(CPACK_DEBIAN_DEVSERVER_PACKAGE_RECOMMENDS "libqt6sql6-psql")
 set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SUGGESTS "postgresql, timer-kelvaro")
 set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SECTION devel)
