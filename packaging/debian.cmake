@@ -3,6 +3,13 @@
 # The Debian packages that scripts/package makes, one for each component and one
 # with the debug symbols, which it leaves in the build folder.
 
+# Each release has packages of its own, which differ in their version too: "+deb12", "+ubuntu24.04". They
+# are in order that way, so that what comes with the next release of the system is newer. Not "~deb12", for
+# which release pages write another name.
+cmake_host_system_information(RESULT system QUERY DISTRIB_INFO)
+string(REGEX REPLACE "^debian" "deb" release "${system_ID}${system_VERSION_ID}")
+set(CPACK_DEBIAN_PACKAGE_VERSION "${PROJECT_VERSION}+${release}")
+
 # What only these packages hold: changelog and licence in the forms that Debian asks for.
 find_program(GZIP gzip REQUIRED)
 set(changelog "${CMAKE_CURRENT_BINARY_DIR}/changelog")
@@ -87,7 +94,7 @@ one machine and never for the open network.")
 set(CPACK_DEBIAN_DEBUG_PACKAGE_SOURCE timer-kelvaro)
 set(CPACK_DEBIAN_DEBUG_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEBUG_PACKAGE_DEPENDS
-    "timer-kelvaro (= ${PROJECT_VERSION}) | timer-kelvaro-devserver (= ${PROJECT_VERSION})")
+    "timer-kelvaro (= ${CPACK_DEBIAN_PACKAGE_VERSION}) | timer-kelvaro-devserver (= ${CPACK_DEBIAN_PACKAGE_VERSION})")
 set(CPACK_DEBIAN_DEBUG_PACKAGE_SECTION debug)
 set(CPACK_COMPONENT_DEBUG_DESCRIPTION "debug symbols for Timer.Kelvaro
 What a debugger needs to name functions and lines of the program and of its
