@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 #
-# The Debian packages that scripts/package makes, one for each component and one
+# With TIMER_DEBIAN: the packages that scripts/package makes, one for each component and one
 # with the debug symbols, which it leaves in the build folder.
 
 # Each release has packages of its own, which differ in their version too: "+deb12", "+ubuntu24.04". They
@@ -24,7 +24,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     string(TOUPPER "${component}" upper)
     install(FILES debian/copyright "${changelog}.gz"
             DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}"
-            COMPONENT ${component} EXCLUDE_FROM_ALL)
+            COMPONENT ${component})
 endforeach()
 install(DIRECTORY "${PROJECT_BINARY_DIR}/debug" DESTINATION lib COMPONENT debug EXCLUDE_FROM_ALL)
 
