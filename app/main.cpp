@@ -139,6 +139,9 @@ int main(int argc, char* argv[]) {
     engine.rootContext()->setContextProperty(u"trayAvailable"_s, trayAvailable);
     loadWindow(engine);
     if (engine.rootObjects().isEmpty()) {
+        std::fputs("The window could not be loaded, for the reason above: see that Timer.Kelvaro and "
+                   "Qt's QML modules are installed whole.\n",
+                   stderr);
         return exitWindowNotLoaded;
     }
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().constFirst());

@@ -119,6 +119,9 @@ void CommandLineTest::brokenInstallationEndsWithCodeOne() {
     QCOMPARE(program.exitCode(), 1);
     const QByteArray output = program.output();
     QVERIFY2(output.contains("is not installed"), output.constData());
+    QVERIFY2(output.endsWith("\nThe window could not be loaded, for the reason above: see that "
+                             "Timer.Kelvaro and Qt's QML modules are installed whole.\n"),
+             output.constData());
     QVERIFY(!QSettings().contains(u"server"_s));
 }
 
@@ -131,6 +134,8 @@ void CommandLineTest::silentServerEndsTheProbeWithCodeTwo() {
     program.start(
         {u"--server"_s, u"http://127.0.0.1:%1"_s.arg(silent.serverPort()), u"--read-only-probe"_s, file});
     QCOMPARE(program.exitCode(), 2);
+    QCOMPARE(program.output(), "The server's data was not loaded within 20 seconds: see that the server is "
+                               "running and that its address is right.\n");
     QVERIFY(QDir(folder.path()).isEmpty());
 }
 
@@ -142,6 +147,8 @@ void CommandLineTest::missingFolderEndsTheProbeWithCodeThree() {
     Program program;
     program.start({u"--server"_s, server.url(), u"--read-only-probe"_s, file});
     QCOMPARE(program.exitCode(), 3);
+    QCOMPARE(program.output(),
+             "The result could not be written to " + file.toUtf8() + " (No such file or directory).\n");
     QVERIFY(QDir(folder.path()).isEmpty());
 }
 
