@@ -38,7 +38,8 @@ void CommandLineTest::printsAndEnds_data() {
                           << QStringList{u"-h, --help"_s, u"-v, --version"_s, u"--server <url> Server URL"_s,
                                          u"--read-only-probe <file> "
                                          "Write a read-only native smoke-test result and exit"_s};
-    QTest::newRow("version") << u"--version"_s << QStringList{u"TimerKelvaro 0.7.0"_s};
+    QTest::newRow("version") << u"--version"_s
+                             << QStringList{u"TimerKelvaro "_s + QStringLiteral(TIMER_VERSION)};
 }
 
 void CommandLineTest::printsAndEnds() {
