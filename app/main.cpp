@@ -42,6 +42,17 @@ void describeApplication() {
     QCoreApplication::setApplicationVersion(QStringLiteral(TIMER_VERSION));
 }
 
+/// Opens nothing, and is always there, whichever platform was asked for.
+void useNoDisplay(int argc, char* argv[]) {
+    static char minimal[] = "minimal";
+    qputenv("QT_QPA_PLATFORM", minimal);
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (qstrcmp(argv[i], "-platform") == 0 || qstrcmp(argv[i], "--platform") == 0) {
+            argv[i + 1] = minimal;
+        }
+    }
+}
+
 void loadWindow(QQmlApplicationEngine& engine) {
     engine.addImportPath(u":/qt/qml"_s);
 #if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
@@ -108,7 +119,7 @@ int main(int argc, char* argv[]) {
     const QVariantMap platformData = Instance::platformData();
     CommandLine commandLine;
     if (commandLine.onlyTells(argc, argv)) {
-        qputenv("QT_QPA_PLATFORM", "minimal"); // which is always there, and opens nothing
+        useNoDisplay(argc, argv);
     }
     const auto application = openDisplay(argc, argv);
     describeApplication();
@@ -139,6 +150,9 @@ int main(int argc, char* argv[]) {
     engine.rootContext()->setContextProperty(u"trayAvailable"_s, trayAvailable);
     loadWindow(engine);
     if (engine.rootObjects().isEmpty()) {
+        std::fputs("The window could not be loaded, for the reason above: see that Timer.Kelvaro and "
+                   "Qt's QML modules are installed whole.\n",
+                   stderr);
         return exitWindowNotLoaded;
     }
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().constFirst());

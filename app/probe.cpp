@@ -11,6 +11,8 @@
 #include <QJsonObject>
 #include <QQuickWindow>
 
+#include <cstdio>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -19,12 +21,20 @@ constexpr int deadlineMs = 20000;
 constexpr int exitNotReady = 2;
 constexpr int exitNotWritable = 3;
 
+void fail(int code, const QString& sentence) {
+    std::fputs(qPrintable(sentence + u'\n'), stderr);
+    QCoreApplication::exit(code);
+}
+
 } // namespace
 
 Probe::Probe(Controller& controller, QQuickWindow* window, QString file)
     : m_controller(controller), m_window(window), m_file(std::move(file)) {
     m_deadline.setSingleShot(true);
-    connect(&m_deadline, &QTimer::timeout, qApp, [] { QCoreApplication::exit(exitNotReady); });
+    connect(&m_deadline, &QTimer::timeout, qApp, [] {
+        fail(exitNotReady, u"The server's data was not loaded within 20 seconds: see that the server is "
+                           "running and that its address is right."_s);
+    });
     m_deadline.start(deadlineMs);
     connect(&controller, &Controller::ready, this, &Probe::write);
 }
@@ -42,7 +52,8 @@ void Probe::write() {
     const QByteArray text = QJsonDocument(result).toJson(QJsonDocument::Indented);
     QFile file(m_file);
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.flush()) {
-        QCoreApplication::exit(exitNotWritable);
+        fail(exitNotWritable,
+             u"The result could not be written to %1 (%2)."_s.arg(m_file, file.errorString()));
         return;
     }
     file.close();

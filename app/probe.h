@@ -11,7 +11,8 @@ class QQuickWindow;
 
 /// The read-only smoke test: once the controller is ready() it writes what was
 /// loaded, as one JSON object, and a picture of the window beside it, then ends
-/// the program. Exit codes: 0 written, 2 not ready within 20 s, 3 not writable.
+/// the program. Exit codes: 0 written; with one sentence for the terminal 2 not ready
+/// within 20 s, 3 not writable.
 class Probe : public QObject {
     Q_OBJECT
 

@@ -89,7 +89,8 @@ std::variant<Options, Notice> readOptions(const QStringList& arguments) {
     if (!parser.parse(arguments)) {
         return Notice{parser.errorText(), usageError};
     }
-    if (parser.isSet(help)) {
+    // Qt adds "help-all" to "help", and has nothing more to say with it.
+    if (parser.isSet(help) || parser.isSet(u"help-all"_s)) {
         return Notice{parser.helpText(), 0};
     }
     if (parser.isSet(version)) {

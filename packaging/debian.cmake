@@ -1,7 +1,14 @@
 # SPDX-License-Identifier: MIT
 #
-# The Debian packages that scripts/package makes, one for each component and one
+# With TIMER_DEBIAN: the packages that scripts/package makes, one for each component and one
 # with the debug symbols, which it leaves in the build folder.
+
+# Each release has packages of its own, which differ in their version too: "+deb12", "+ubuntu24.04". They
+# are in order that way, so that what comes with the next release of the system is newer. Not "~deb12", for
+# which release pages write another name.
+cmake_host_system_information(RESULT system QUERY DISTRIB_INFO)
+string(REGEX REPLACE "^debian" "deb" release "${system_ID}${system_VERSION_ID}")
+set(CPACK_DEBIAN_PACKAGE_VERSION "${PROJECT_VERSION}+${release}")
 
 # What only these packages hold: changelog and licence in the forms that Debian asks for.
 find_program(GZIP gzip REQUIRED)
@@ -17,7 +24,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     string(TOUPPER "${component}" upper)
     install(FILES debian/copyright "${changelog}.gz"
             DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}"
-            COMPONENT ${component} EXCLUDE_FROM_ALL)
+            COMPONENT ${component})
 endforeach()
 install(DIRECTORY "${PROJECT_BINARY_DIR}/debug" DESTINATION lib COMPONENT debug EXCLUDE_FROM_ALL)
 
@@ -33,6 +40,19 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
+# one_of(VARIABLE PACKAGE...): the first that is installed here, otherwise the last. The choice is made
+# where the package is made: "a | b" is content with b where only a holds what is needed.
+function(one_of variable)
+    foreach(package IN LISTS ARGN)
+        set(${variable} "${package}" PARENT_SCOPE)
+        if(EXISTS "/var/lib/dpkg/info/${package}.list")
+            break()
+        endif()
+    endforeach()
+endfunction()
+one_of(svg qt6-svg-plugins libqt6svg6)
+one_of(zones tzdata-legacy tzdata) # where zones such as "Israel" are in a package of their own
+
 # What the linker does not see, because it is opened at run time.
 set(CPACK_DEBIAN_CLIENT_PACKAGE_DEPENDS
     "fonts-croscore"
@@ -46,9 +66,9 @@ set(CPACK_DEBIAN_CLIENT_PACKAGE_DEPENDS
     "qml6-module-qtquick-layouts"
     "qml6-module-qtquick-templates"
     "qml6-module-qtquick-window"
-    "qt6-svg-plugins | libqt6svg6"
+    "${svg}"
     "qt6-wayland"
-    "tzdata")
+    "${zones}")
 set(CPACK_DEBIAN_CLIENT_PACKAGE_RECOMMENDS
     "ca-certificates"
     "default-dbus-session-bus | dbus-session-bus"
@@ -62,7 +82,7 @@ device before it counts as saved, and reaches the server exactly once when it
 can be reached again. The window speaks Hebrew and English.")
 
 set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SOURCE timer-kelvaro)
-set(CPACK_DEBIAN_DEVSERVER_PACKAGE_DEPENDS "libqt6sql6-sqlite" "tzdata-legacy | tzdata")
+set(CPACK_DEBIAN_DEVSERVER_PACKAGE_DEPENDS "libqt6sql6-sqlite" "${zones}")
 set(CPACK_DEBIAN_DEVSERVER_PACKAGE_RECOMMENDS "libqt6sql6-psql")
 set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SUGGESTS "postgresql, timer-kelvaro")
 set(CPACK_DEBIAN_DEVSERVER_PACKAGE_SECTION devel)
@@ -74,7 +94,7 @@ one machine and never for the open network.")
 set(CPACK_DEBIAN_DEBUG_PACKAGE_SOURCE timer-kelvaro)
 set(CPACK_DEBIAN_DEBUG_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEBUG_PACKAGE_DEPENDS
-    "timer-kelvaro (= ${PROJECT_VERSION}) | timer-kelvaro-devserver (= ${PROJECT_VERSION})")
+    "timer-kelvaro (= ${CPACK_DEBIAN_PACKAGE_VERSION}) | timer-kelvaro-devserver (= ${CPACK_DEBIAN_PACKAGE_VERSION})")
 set(CPACK_DEBIAN_DEBUG_PACKAGE_SECTION debug)
 set(CPACK_COMPONENT_DEBUG_DESCRIPTION "debug symbols for Timer.Kelvaro
 What a debugger needs to name functions and lines of the program and of its

@@ -39,8 +39,9 @@ require_free_port() {
 start_server() {
     local port=$1 folder=$2 log=$2/server.log deadline=$((SECONDS + 120))
     require_free_port "$port"
-    mkdir -p -- "$folder"
-    : >"$log"
+    { mkdir -p -- "$folder" && : >"$log"; } 2>/dev/null ||
+        die "the development server's data cannot be kept in $folder; see to its rights and the space" \
+            "there, or let XDG_DATA_HOME name another folder."
     launch "$programs/timer-kelvaro-devserver" --listen "127.0.0.1:$port" \
         --database "sqlite:$folder/demo.sqlite" --demo >"$log" 2>&1
     until grep -q '^Listening on ' "$log"; do

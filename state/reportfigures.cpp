@@ -48,8 +48,7 @@ QJsonArray ReportFigures::rows(const QJsonObject& report, const QJsonArray& proj
     const ProjectColors colors(projects);
     const QString group = groupOf(report);
     const QString currency = report[u"currency"].toString();
-    const QByteArray zoneId = report[u"timezone"].toString().toLatin1();
-    const QTimeZone zone = QTimeZone::isTimeZoneIdAvailable(zoneId) ? QTimeZone(zoneId) : QTimeZone();
+    const QTimeZone zone = knownZone(report[u"timezone"].toString());
     const QJsonArray plain = report[u"rows"].toArray();
     QList<qint64> parts;
     std::transform(plain.begin(), plain.end(), std::back_inserter(parts),

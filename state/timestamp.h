@@ -10,7 +10,11 @@
 /// invalid when the value is no string or does not parse.
 [[nodiscard]] QDateTime stamp(const QJsonValue& value);
 
-/// The time zone of this name; UTC where the name is unknown.
+/// The time zone that the database of time zones has under this name; invalid where it has none. What Qt
+/// knows besides, each version other things, is no zone: offsets ("UTC+3"), rules ("FOO5"), paths.
+[[nodiscard]] QTimeZone knownZone(const QString& name);
+
+/// The same; UTC where the name is unknown.
 [[nodiscard]] QTimeZone zoneNamed(const QString& name);
 
 /// "%1:%2:%3", two digits at least each, hours unbounded; negative counts as 0.

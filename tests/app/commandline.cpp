@@ -38,7 +38,8 @@ void CommandLineTest::printsAndEnds_data() {
                           << QStringList{u"-h, --help"_s, u"-v, --version"_s, u"--server <url> Server URL"_s,
                                          u"--read-only-probe <file> "
                                          "Write a read-only native smoke-test result and exit"_s};
-    QTest::newRow("version") << u"--version"_s << QStringList{u"TimerKelvaro 0.7.0"_s};
+    QTest::newRow("version") << u"--version"_s
+                             << QStringList{u"TimerKelvaro "_s + QStringLiteral(TIMER_VERSION)};
 }
 
 void CommandLineTest::printsAndEnds() {
@@ -119,6 +120,9 @@ void CommandLineTest::brokenInstallationEndsWithCodeOne() {
     QCOMPARE(program.exitCode(), 1);
     const QByteArray output = program.output();
     QVERIFY2(output.contains("is not installed"), output.constData());
+    QVERIFY2(output.endsWith("\nThe window could not be loaded, for the reason above: see that "
+                             "Timer.Kelvaro and Qt's QML modules are installed whole.\n"),
+             output.constData());
     QVERIFY(!QSettings().contains(u"server"_s));
 }
 
@@ -131,6 +135,8 @@ void CommandLineTest::silentServerEndsTheProbeWithCodeTwo() {
     program.start(
         {u"--server"_s, u"http://127.0.0.1:%1"_s.arg(silent.serverPort()), u"--read-only-probe"_s, file});
     QCOMPARE(program.exitCode(), 2);
+    QCOMPARE(program.output(), "The server's data was not loaded within 20 seconds: see that the server is "
+                               "running and that its address is right.\n");
     QVERIFY(QDir(folder.path()).isEmpty());
 }
 
@@ -142,6 +148,8 @@ void CommandLineTest::missingFolderEndsTheProbeWithCodeThree() {
     Program program;
     program.start({u"--server"_s, server.url(), u"--read-only-probe"_s, file});
     QCOMPARE(program.exitCode(), 3);
+    QCOMPARE(program.output(),
+             "The result could not be written to " + file.toUtf8() + " (No such file or directory).\n");
     QVERIFY(QDir(folder.path()).isEmpty());
 }
 

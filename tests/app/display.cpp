@@ -89,9 +89,14 @@ void DisplayTest::helpAndVersionNeedNone_data() {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QByteArray>("text");
     const QString help = u"--help"_s;
-    QTest::newRow("version") << QStringList{u"-v"_s} << QByteArray("TimerKelvaro 0.7.0\n");
+    QTest::newRow("version") << QStringList{u"-v"_s} << QByteArray("TimerKelvaro " TIMER_VERSION "\n");
     QTest::newRow("help") << QStringList{help} << QByteArray("Server URL");
     QTest::newRow("help on Qt's options") << QStringList{u"--help-all"_s} << QByteArray("--platform <");
+    QTest::newRow("help on a platform that needs one")
+        << QStringList{u"-platform"_s, u"xcb"_s, help} << QByteArray("Server URL");
+    QTest::newRow("version on a platform that is not there")
+        << QStringList{u"--platform"_s, u"paper"_s, u"-v"_s}
+        << QByteArray("TimerKelvaro " TIMER_VERSION "\n");
     QTest::newRow("help besides an option of Qt")
         << QStringList{u"-reverse"_s, help} << QByteArray("Server URL");
 }

@@ -131,12 +131,14 @@ private Q_SLOTS:
 };
 
 void TestDevserverProcess::helpAndVersionArePrinted() {
-    TestServer help;
-    QVERIFY(help.runToEnd({u"--help"_s}));
-    QCOMPARE(help.exitCode(), 0);
-    const QByteArray text = help.process().readAllStandardOutput();
-    for (const char* option : {"--listen", "--database", "--demo", "--help", "--version"}) {
-        QVERIFY(text.contains(option));
+    for (const auto& asked : {u"--help"_s, u"--help-all"_s}) {
+        TestServer help;
+        QVERIFY2(help.runToEnd({asked}), qPrintable(asked));
+        QCOMPARE(help.exitCode(), 0);
+        const QByteArray text = help.process().readAllStandardOutput();
+        for (const char* option : {"--listen", "--database", "--demo", "--help", "--version"}) {
+            QVERIFY(text.contains(option));
+        }
     }
     TestServer version;
     QVERIFY(version.runToEnd({u"--version"_s}));

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# endings.sh ROOT: however a session or a script with a server ends, nothing of it is left.
+# endings.sh ROOT BUILD: however a session, a test or a script with a server ends, nothing of it is left.
 set -euo pipefail
 
-root=$1
+root=$1 build=$2
 folder=$(mktemp -d "${TMPDIR:-/tmp}/session-test.XXXXXX")
 trap 'rm -rf -- "$folder"' EXIT
 chmod 711 "$folder" # root's cluster belongs to another user
@@ -40,21 +40,39 @@ ends() {
     echo "PASS: $1"
 }
 
-# script_ends SIGNAL: what scripts/run launches ends when this signal reaches scripts/run.
+# script_ends SIGNAL: the server that scripts/run launches ends when this signal reaches scripts/run.
 script_ends() {
     rm -f -- "$folder/command"
     # shellcheck disable=SC2016 # expanded by the shells inside
     bash -c 'source "$0/common.sh"; source "$0/server.sh"
-        launch bash -c "echo \$\$ >\$0.new; mv \$0.new \$0; exec tail -f /dev/null" "$1/command"
-        wait "${children[-1]}"' "$root/scripts" "$folder" >"$folder/log" 2>&1 &
-    wait_until "the script starts" test -s "$folder/command"
+        launch "$1/bin/timer-kelvaro-devserver" --listen 127.0.0.1:0 --database "sqlite:$2/data.sqlite"
+        echo "${children[-1]}" >"$2/command"
+        wait "${children[-1]}"' "$root/scripts" "$build" "$folder" >"$folder/log" 2>&1 &
+    wait_until "the server answers" grep -q '^Listening on ' "$folder/log"
     kill "-$1" $!
     wait_until "nothing is left of a script after SIG$1" nothing_left
     echo "PASS: a script gets SIG$1"
 }
 
+# Its display and its command are there.
+session_runs() { [ "$(cat -- "$folder"/timer-session.*/groups 2>/dev/null | wc -l)" -eq 2 ]; }
+
+# test_ends SIGNAL: all of a test with a window ends when this signal reaches ctest.
+test_ends() {
+    ctest --test-dir "$folder" --tests-regex '^app_commandline$' >"$folder/log" 2>&1 &
+    echo $! >"$folder/command"
+    wait_until "the test starts" session_runs
+    kill "-$1" $!
+    wait_until "nothing is left of a test after SIG$1" nothing_left
+    echo "PASS: ctest gets SIG$1"
+}
+
 script_ends TERM
 script_ends KILL
+# Elsewhere, for ctest's own files in the build folder belong to the one that runs this.
+echo "include($build/tests/app/CTestTestfile.cmake)" >"$folder/CTestTestfile.cmake"
+test_ends TERM
+test_ends KILL
 ends 'the command ends' TERM command
 ends 'the session is told to end' TERM session
 ends 'the session is killed' KILL session

@@ -11,11 +11,22 @@ fail() { printf 'FAIL: %s\n' "$@" >&2; exit 1; }
 
 umask 077
 cmake --install "$1" --prefix "$folder/prefix" >/dev/null
-cd -- "$folder/prefix"
-[ -x bin/timer-kelvaro ] || fail "nothing was installed"
-odd=$(find . \( -type d -o -path '*/bin/*' \) ! -perm 755 -printf '%m %p\n' -o \
+for component in client devserver; do
+    cmake --install "$1" --prefix "$folder/$component" --component "$component" >/dev/null
+    [ -s "$folder/$component/share/doc/timer-kelvaro/LICENSE" ] || fail "the component $component has no licence"
+done
+cd -- "$folder"
+[ -x client/bin/timer-kelvaro ] || fail "nothing was installed"
+odd=$(find prefix client devserver \( -type d -o -path '*/bin/*' \) ! -perm 755 -printf '%m %p\n' -o \
     -type f ! -path '*/bin/*' ! -perm 644 -printf '%m %p\n')
 [ -z "$odd" ] || fail "not for everybody:" "$odd"
+
+# The components are all, and what only Debian's packages hold is in none.
+other=$(diff <(cd prefix && find . | sort) <({ cd client && find . && cd ../devserver && find .; } | sort -u)) ||
+    fail "the components together hold something else:" "$other"
+debian=$(find . -name copyright -o -name 'changelog*')
+[ -z "$debian" ] || fail "installed for Debian alone:" "$debian"
+cd prefix
 
 twice=$(find . -type f -exec sha256sum {} + | sort | uniq -w 64 --all-repeated)
 [ -z "$twice" ] || fail "installed twice:" "$twice"

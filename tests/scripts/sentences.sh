@@ -40,17 +40,52 @@ says "test: no temporary file can be made in $folder/locked; let TMPDIR name a f
     HOME=/ TMPDIR="$folder/locked" "$run"
 says "test: the folder $folder/checkout cannot be written to; work in a copy of your own." \
     HOME=/ TMPDIR=/tmp "$run"
-says 'package: packages are made of a commit, and this is no git checkout.' \
-    HOME=/ "$folder/checkout/scripts/package"
+# A checkout of one's own in which somebody else has built.
+chmod u+w "$folder/checkout"
+mkdir -m 555 "$folder/checkout/build"
+says "test: the folder $folder/checkout/build cannot be written to; remove it, or build as its owner." \
+    HOME=/ TMPDIR=/tmp "$run"
+chmod 777 "$folder/checkout/build"
+
+# served SENTENCE PORT FOLDER: scripts/run with the server there.
+served() {
+    # shellcheck disable=SC2016 # expanded by the shell inside
+    says "$1" HOME=/ bash -c 'source "$1/common.sh"; source "$1/server.sh"; start_server "$2" "$3"' \
+        run "$folder/checkout/scripts" "${@:2}"
+}
+
+coproc listener { exec python3 -c 'import socket
+s = socket.create_server(("127.0.0.1", 0))
+print(s.getsockname()[1], flush=True)
+input()'; }
+listening=${listener_PID:?} # bash forgets it with the process
+read -r port <&"${listener[0]}"
+served "run: port $port on 127.0.0.1 is in use, perhaps by another scripts/run; end that program and try again." \
+    "$port" "$folder/data"
+echo >&"${listener[1]}"
+wait "$listening"
+served "run: the development server's data cannot be kept in $folder/locked/data; see to its rights and the space there, or let XDG_DATA_HOME name another folder." \
+    "$port" "$folder/locked/data"
 
 # A system of Debian's kind with nothing installed, whoever asks.
 stub id 'echo 1000'
 stub dpkg-query 'exit 1'
 stub apt-cache 'exit 0'
 stub apt-get 'exit 100'
+for program in bash dirname; do
+    ln -s "$(command -v "$program")" "$folder/programs"
+done
+says 'bootstrap: these packages are missing, and without sudo only root can install them: dbus gnome-keyring xvfb' \
+    PATH="$folder/programs" "$folder/checkout/scripts/bootstrap" session
 stub sudo 'exit 1'
 bootstrap=(PATH="$folder/programs:$PATH" "$folder/checkout/scripts/bootstrap" session)
 says 'bootstrap: sudo refused, so nothing was installed; give the right password, or let somebody install these packages whose account may use sudo.' \
     "${bootstrap[@]}"
 stub sudo 'exec "$@"'
 says 'bootstrap: the package lists could not be read; is the network there?' "${bootstrap[@]}"
+
+# What git says about itself is not lost.
+stub dpkg-query 'echo installed'
+stub git 'echo "fatal: detected dubious ownership" >&2; exit 128'
+says $'fatal: detected dubious ownership\npackage: packages are made of a commit, and git names none; its reason is above.' \
+    HOME=/ PATH="$folder/programs:$PATH" "$folder/checkout/scripts/package"

@@ -71,6 +71,10 @@ void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data() {
         << keyring << keyringInEnglish;
     QTest::newRow("refused key") << u"OS secure storage denied the key; no plaintext fallback was used."_s
                                  << keyring << keyringInEnglish;
+    QTest::newRow("no key to record with")
+        << u"Open KWallet / OS credential storage before recording time. Online reports and "
+           "reads remain available; no unprotected write queue is used."_s
+        << keyring << keyringInEnglish;
     QTest::newRow("no database") << u"Local encrypted database unavailable"_s << disk
                                  << diskInEnglish + u", then press"_s;
     QTest::newRow("no database any more")

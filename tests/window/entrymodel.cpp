@@ -251,7 +251,7 @@ void EntryModelTest::aLetterTypedMeanwhileBeginsAnew() {
     QJsonArray entries;
     for (int i = 0; i < 20000; ++i) {
         const QString start =
-            QDateTime::fromSecsSinceEpoch(1700000000 + 60 * i, Qt::UTC).toString(Qt::ISODate);
+            QDateTime::fromSecsSinceEpoch(1700000000 + 60 * i).toUTC().toString(Qt::ISODate);
         entries.append(renamed(sample::entry(u"e%1"_s.arg(i, 5, 10, QLatin1Char('0')), start, start),
                                u"Call %1"_s.arg(i)));
     }

@@ -44,6 +44,7 @@ Label {
             return serverAway()
         case "KWallet / OS credential storage is locked or unavailable. Online mode remains available; offline writes are disabled.":
         case "OS secure storage denied the key; no plaintext fallback was used.":
+        case "Open KWallet / OS credential storage before recording time. Online reports and reads remain available; no unprotected write queue is used.":
             return keyRefused()
         case "Local encrypted database unavailable":
         case "Secure storage could not be opened; offline writes are disabled.":
