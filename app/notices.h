@@ -12,8 +12,8 @@ class Controller;
 class QQuickWindow;
 
 /// What a person must know while the window is hidden, as notifications of the desktop: each kind once,
-/// until the window is seen again; and a question that waits in a window behind others. A click leads there. They show on locked screens as well, so they hold
-/// nothing that was written or recorded.
+/// until the window is seen again; and a question that waits in a window behind others. A click leads there.
+/// They show on locked screens as well, so they hold nothing that was written or recorded.
 class Notices : public QObject {
     Q_OBJECT
 
