@@ -116,6 +116,7 @@ void follow(const Instance& instance, Controller& controller, QQuickWindow* wind
 
 int main(int argc, char* argv[]) {
     protectMemoryImage();
+    returnFreedMemory();
     const QVariantMap platformData = Instance::platformData();
     CommandLine commandLine;
     if (commandLine.onlyTells(argc, argv)) {

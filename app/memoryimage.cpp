@@ -5,6 +5,9 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #endif
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 void protectMemoryImage() {
 #ifdef __linux__
@@ -17,5 +20,12 @@ void protectMemoryImage() {
 #ifndef TIMER_OPEN_TO_DEBUGGERS
     prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
 #endif
+#endif
+}
+
+void returnFreedMemory() {
+#ifdef __GLIBC__
+    // Said outright, it does not grow with what was freed last.
+    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
 #endif
 }

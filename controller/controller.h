@@ -127,6 +127,8 @@ public:
     [[nodiscard]] QVariantMap openWeek() const;
     /// The message holds words of the server, which may be about anything.
     [[nodiscard]] bool messageQuotesServer() const;
+    /// What entries() lists, without a map of each: as long as nothing changes the same shared list.
+    [[nodiscard]] const ProjectedEntries& entryRows() const;
     /// The weekday that weeks begin with, as QDate counts.
     [[nodiscard]] int weekday() const;
 

@@ -114,6 +114,16 @@ void Controller::editDescription(const QString& id, const QString& description) 
 }
 
 QVariantList Controller::entries() const {
+    QVariantList maps;
+    const ProjectedEntries& rows = entryRows();
+    maps.reserve(rows.size());
+    for (const ProjectedEntry& row : rows) {
+        maps.append(EntryList::map(row));
+    }
+    return maps;
+}
+
+const ProjectedEntries& Controller::entryRows() const {
     return m_view.rows();
 }
 

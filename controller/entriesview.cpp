@@ -4,26 +4,29 @@
 #include <algorithm>
 
 void EntriesView::update(const QJsonObject& document) {
-    const QJsonObject view = m_projector.project(document);
-    m_entries = view.value(u"entries").toArray();
-    m_timer = view.value(u"timer").toObject();
-    m_list.update(m_entries);
+    m_shown = m_projector.project(document);
+    m_list.update(m_shown.entries);
+    if (!isSumOf(m_list.rows())) {
+        m_sums = {}; // which would keep entries that nobody sees any more
+    }
 }
 
 QJsonObject EntriesView::find(const QString& id) const {
-    const auto idOf = [](const QJsonValue& entry) { return entry.toObject().value(u"id").toString(); };
+    const auto idOf = [](const ProjectedEntry& shown) { return shown.entry.value(u"id").toString(); };
     // The projection has them in the order of their ids.
-    const auto found = std::lower_bound(
-        m_entries.constBegin(), m_entries.constEnd(), id,
-        [&](const QJsonValue& entry, const QString& wanted) { return idOf(entry) < wanted; });
-    return found == m_entries.constEnd() || idOf(*found) != id ? QJsonObject() : found->toObject();
+    const auto found = std::partition_point(m_shown.entries.cbegin(), m_shown.entries.cend(),
+                                            [&](const ProjectedEntry& shown) { return idOf(shown) < id; });
+    return found == m_shown.entries.cend() || idOf(*found) != id ? QJsonObject() : found->toJson();
+}
+
+bool EntriesView::isSumOf(const ProjectedEntries& rows) const {
+    return m_sums.rows.constData() == rows.constData() && m_sums.rows.size() == rows.size();
 }
 
 QList<qint64> EntriesView::secondsIn(const QList<WorkSums::Span>& spans, const WorkSums::Owner& owner) const {
-    const QVariantList& rows = m_list.rows();
-    const bool isSame = m_sums.rows.constData() == rows.constData() && m_sums.rows.size() == rows.size();
-    if (!isSame || m_sums.spans != spans || m_sums.owner != owner) {
-        m_sums = {rows, spans, owner, WorkSums::inside(spans, m_entries, owner)};
+    const ProjectedEntries& rows = m_list.rows();
+    if (!isSumOf(rows) || m_sums.spans != spans || m_sums.owner != owner) {
+        m_sums = {rows, spans, owner, WorkSums::inside(spans, m_shown.entries, owner)};
     }
     return m_sums.seconds;
 }

@@ -5,10 +5,8 @@
 #include "state/projector.h"
 #include "state/worksums.h"
 
-#include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
-#include <QVariantList>
 
 /// What is shown of the document: the entries and the timer with the queue on top.
 /// Remembers what it computed, so that a write costs what it changes.
@@ -18,9 +16,9 @@ public:
     void update(const QJsonObject& document);
 
     /// The closed entries, as EntryList has them.
-    [[nodiscard]] const QVariantList& rows() const { return m_list.rows(); }
+    [[nodiscard]] const ProjectedEntries& rows() const { return m_list.rows(); }
     /// The running entry, {} when none runs.
-    [[nodiscard]] const QJsonObject& timer() const { return m_timer; }
+    [[nodiscard]] const QJsonObject& timer() const { return m_shown.timer; }
     /// The projected entry, listed or not; {} when there is none.
     [[nodiscard]] QJsonObject find(const QString& id) const;
     /// WorkSums::inside of the entries; remembered, since whoever shows it asks again at each change.
@@ -29,15 +27,16 @@ public:
 
 private:
     struct Sums {
-        QVariantList rows; ///< what they are of: an unchanged list stays the same
+        ProjectedEntries rows; ///< what they are of: an unchanged list stays the same
         QList<WorkSums::Span> spans;
         WorkSums::Owner owner;
         QList<qint64> seconds;
     };
 
+    [[nodiscard]] bool isSumOf(const ProjectedEntries& rows) const;
+
     Projector m_projector;
+    Projection m_shown;
     EntryList m_list;
-    QJsonArray m_entries;
-    QJsonObject m_timer;
     mutable Sums m_sums;
 };

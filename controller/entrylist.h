@@ -1,39 +1,31 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QJsonArray>
-#include <QSet>
-#include <QString>
-#include <QVariantList>
+#include "state/projection.h"
+
+#include <QVariantMap>
 
 #include <vector>
 
-/// The closed entries as the window lists them, by the text of `start_at`
-/// descending. Remembers the rows of the last update, so that only changed
-/// entries are converted and an unchanged list stays the same shared list.
+/// The closed entries in the order in which the window lists them: by the text of
+/// `start_at`, descending. Remembers the order of the last update, so that only changed
+/// entries are put into it; an unchanged list stays the same shared list.
 class EntryList {
 public:
     /// Takes the projected entries, ordered by id.
-    void update(const QJsonArray& entries);
+    void update(const ProjectedEntries& entries);
 
-    [[nodiscard]] const QVariantList& rows() const { return m_rows; }
+    [[nodiscard]] const ProjectedEntries& rows() const { return m_rows; }
+    /// What the window is given of a row: every key of the entry, `period_locked` and `duration_text`.
+    [[nodiscard]] static QVariantMap map(const ProjectedEntry& row);
 
 private:
-    struct Row {
-        QString start;
-        QVariant map; ///< Invalid for an entry that is not listed: running or deleted.
-    };
-    using Rows = std::vector<Row>;
     using Order = std::vector<std::size_t>;
 
-    [[nodiscard]] Row makeRow(const QJsonObject& entry);
-    [[nodiscard]] QString shared(const QString& text);
-    [[nodiscard]] qsizetype findKnown(const QJsonValue& entry, qsizetype from) const;
-    [[nodiscard]] static Order merged(const Rows& rows, Order kept, const Order& fresh);
+    [[nodiscard]] qsizetype findKnown(const ProjectedEntry& entry, qsizetype from) const;
+    [[nodiscard]] static Order merged(const ProjectedEntries& entries, const Order& kept, const Order& fresh);
 
-    QSet<QString> m_texts; ///< What thousands of rows repeat: keys and foreign ids.
-    QJsonArray m_source;
-    Rows m_converted; ///< One for each element of m_source.
-    Order m_order;    ///< The listed ones of m_converted as they are shown.
-    QVariantList m_rows;
+    ProjectedEntries m_source;
+    Order m_order; ///< The listed ones of m_source as they are shown.
+    ProjectedEntries m_rows;
 };

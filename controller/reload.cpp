@@ -69,7 +69,7 @@ void Controller::reload(bool periodic) {
     begin();
     const Load load{m_document.workspace, ++m_loads, m_acknowledgements, periodic};
     const QString path = u"/sync/snapshot?workspace_id="_s + m_document.workspace;
-    send("GET", path, {}, [this, load](const QJsonObject& reply, int status) {
+    const auto take = [this, load](const QJsonObject& reply, int status) {
         if (isOvertaken(load)) {
             return;
         }
@@ -87,7 +87,8 @@ void Controller::reload(bool periodic) {
         m_snapshotWorkspace = reply.value(u"workspace_id").toString(load.workspace);
         projectQueue();
         loadTimer(load);
-    });
+    };
+    m_link.send({"GET", path, {}, {}, token(), m_document.snapshot}, take);
 }
 
 void Controller::loadTimer(const Load& load) {

@@ -5,6 +5,7 @@
 #include "controller/onetimebody.h"
 #include "controller/replyreader.h"
 #include "state/replylimits.h"
+#include "state/sharing.h"
 #include "vault/wipe.h"
 
 #include <QCryptographicHash>
@@ -92,7 +93,7 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
     QNetworkReply* reply = issue(complete, request, body);
     auto* reader = new ReplyReader(*reply);
     const auto finished = [this, reply, reader, body, callback, afterwards, known, generation = m_generation,
-                           asAccount = !token.isEmpty(), path = isGet ? request.path : QString(),
+                           asAccount = !token.isEmpty(), alike = request.alike, path = isGet ? request.path : QString(),
                            what = area(request.path)]() mutable {
         reply->deleteLater();
         wipe(body); // a password may be in it
@@ -106,7 +107,7 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
         // A reply that outlived its server or account must not land in the new state.
         if (generation == m_generation) {
             m_timedOut = reader->timedOut();
-            deliver({path, reader->body(), reply->rawHeader("ETag"), status}, known, callback);
+            deliver({path, reader->body(), reply->rawHeader("ETag"), status, alike}, known, callback);
         }
         if (afterwards) {
             afterwards(reader->body(), status);
@@ -150,7 +151,7 @@ void ServerLink::deliver(const Received& received, const Remembered& known, cons
         return;
     }
     QJsonParseError error;
-    const QJsonObject object = QJsonDocument::fromJson(received.body, &error).object();
+    QJsonObject object = QJsonDocument::fromJson(received.body, &error).object();
     if (error.error != QJsonParseError::NoError) {
         callback({}, received.status == 204 ? 204 : 0);
         return;
@@ -160,6 +161,7 @@ void ServerLink::deliver(const Received& received, const Remembered& known, cons
         return;
     }
     if (large) {
+        object = sharingWith(received.alike, object);
         m_remembered = {received.path, received.tag, digest, object};
     }
     callback(object, received.status);

@@ -19,6 +19,7 @@ struct ServerRequest {
     QJsonObject body;       ///< a GET carries none
     QString idempotencyKey; ///< a fresh UUID when empty; a GET carries none
     QString token;          ///< of the personal session; empty without one
+    QJsonObject alike{};    ///< what a large reply will be much like; it shares the data of what it repeats
 };
 
 /// The one road to a server. Redirects are not followed and cookies neither sent nor
@@ -83,6 +84,7 @@ private:
         QByteArray body;
         QByteArray tag;
         int status;
+        QJsonObject alike;
     };
 
     [[nodiscard]] QNetworkReply* issue(const QNetworkRequest& request, const ServerRequest& asked,

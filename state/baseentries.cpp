@@ -39,6 +39,8 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
     if (workspace != m_workspace || user != m_user || periods != m_periods) {
         m_workspace = workspace;
         m_user = user;
+        m_workspaceValue = workspace;
+        m_userValue = user;
         m_periods = periods;
         m_locks = PeriodLocks(periods);
         m_ownLocks = m_locks.of(workspace, user);
@@ -72,7 +74,12 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
     return true;
 }
 
+/// What reads as a non-empty text is that text; a missing or wrong-typed
+/// owner reads as an empty one and is compared as what it is.
 bool BaseEntries::owns(const QJsonObject& entry) const {
+    if (hasExactOwner()) {
+        return entry.value(workspaceIdKey) == m_workspaceValue && entry.value(userIdKey) == m_userValue;
+    }
     return entry.value(workspaceIdKey).toString() == m_workspace &&
            entry.value(userIdKey).toString() == m_user;
 }
@@ -80,29 +87,24 @@ bool BaseEntries::owns(const QJsonObject& entry) const {
 bool BaseEntries::isLocked(const QJsonObject& entry) const {
     const QJsonValue workspace = entry.value(workspaceIdKey);
     const QJsonValue user = entry.value(userIdKey);
-    if (workspace == m_workspace && user == m_user) {
+    if (workspace == m_workspaceValue && user == m_userValue) {
         return m_ownLocks.cover(entry);
     }
     return m_locks.of(workspace, user).cover(entry);
 }
 
 QString BaseEntries::Row::id() const {
-    return projected.value(idKey).toString();
+    return shown.entry.value(idKey).toString();
 }
 
 BaseEntries::Row BaseEntries::makeRow(const QJsonObject& entry, qsizetype source) const {
     const QString id = entry.value(idKey).toString();
     // A reload may have moved the entry to another place in the list.
     const auto [first, last] = rowsOf(id);
-    if (first != last && m_source.at(std::prev(last)->source).toObject() == entry) {
-        return {first->prefix, source, std::prev(last)->projected};
+    if (first != last && std::prev(last)->shown.entry == entry) {
+        return {first->prefix, source, std::prev(last)->shown};
     }
-    // What reads as a non-empty text is that text; a missing or wrong-typed
-    // owner reads as an empty one and is compared as what it is.
-    const bool exactOwner = !m_workspace.isEmpty() && !m_user.isEmpty();
-    QJsonObject projected = entry;
-    projected.insert("period_locked"_L1, exactOwner ? m_ownLocks.cover(entry) : isLocked(entry));
-    return {prefixOf(id), source, std::move(projected)};
+    return {prefixOf(id), source, {entry, hasExactOwner() ? m_ownLocks.cover(entry) : isLocked(entry)}};
 }
 
 void BaseEntries::merge(Rows fresh) {
@@ -131,5 +133,5 @@ std::optional<QJsonObject> BaseEntries::find(const QString& id) const {
     if (first == last) {
         return std::nullopt;
     }
-    return m_source.at(std::prev(last)->source).toObject();
+    return std::prev(last)->shown.entry;
 }

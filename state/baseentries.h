@@ -2,9 +2,11 @@
 #pragma once
 
 #include "state/periodlocks.h"
+#include "state/projection.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QJsonValue>
 #include <QString>
 
 #include <array>
@@ -23,8 +25,8 @@ public:
 
     struct Row {
         Prefix prefix;
-        qsizetype source;        ///< index in the snapshot's `time_entries`
-        QJsonObject projected;   ///< the entry with `period_locked`
+        qsizetype source; ///< index in the snapshot's `time_entries`
+        ProjectedEntry shown;
         bool superseded = false; ///< a later entry has the same id
 
         [[nodiscard]] QString id() const;
@@ -47,12 +49,16 @@ public:
     [[nodiscard]] bool isLocked(const QJsonObject& entry) const;
 
 private:
+    [[nodiscard]] bool hasExactOwner() const { return !m_workspace.isEmpty() && !m_user.isEmpty(); }
     [[nodiscard]] bool owns(const QJsonObject& entry) const;
     [[nodiscard]] Row makeRow(const QJsonObject& entry, qsizetype source) const;
     void merge(Rows fresh);
 
     QString m_workspace;
     QString m_user;
+    // Both as they are compared with every entry's.
+    QJsonValue m_workspaceValue = QString();
+    QJsonValue m_userValue = QString();
     QJsonArray m_periods;
     QJsonArray m_source;
     PeriodLocks m_locks;

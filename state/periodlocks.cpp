@@ -51,6 +51,11 @@ LockedSpans PeriodLocks::of(const QJsonValue& workspace, const QJsonValue& user)
     return spans;
 }
 
+void LockedSpans::add(Span span) {
+    m_spans.push_back(span);
+    m_end = std::max(m_end, span.end);
+}
+
 bool LockedSpans::cover(const QJsonObject& entry) const {
     if (m_spans.empty()) {
         return false;
@@ -59,8 +64,11 @@ bool LockedSpans::cover(const QJsonObject& entry) const {
     if (!start.isValid()) {
         return false;
     }
-    const QDateTime stop = stamp(entry.value("stop_at"_L1));
     const qint64 from = start.toMSecsSinceEpoch();
+    if (from >= m_end) {
+        return false; // seen before its end is read: most entries are newer than the last closed period
+    }
+    const QDateTime stop = stamp(entry.value("stop_at"_L1));
     const qint64 until = stop.isValid() ? stop.toMSecsSinceEpoch() : Instant::max();
     return std::any_of(m_spans.cbegin(), m_spans.cend(),
                        [=](const Span& span) { return from < span.end && until > span.start; });

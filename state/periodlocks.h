@@ -5,6 +5,7 @@
 #include <QJsonObject>
 #include <QJsonValue>
 
+#include <limits>
 #include <vector>
 
 /// The closed periods of one user in one workspace.
@@ -16,12 +17,13 @@ public:
         qint64 end;
     };
 
-    void add(Span span) { m_spans.push_back(span); }
+    void add(Span span);
     /// Whether one of them overlaps the entry, whoever owns it.
     [[nodiscard]] bool cover(const QJsonObject& entry) const;
 
 private:
     std::vector<Span> m_spans;
+    qint64 m_end = std::numeric_limits<qint64>::min(); ///< of the last one
 };
 
 /// The lock rule of SyncState::isLocked, prepared for many entries: the times

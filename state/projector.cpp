@@ -32,7 +32,7 @@ public:
 
     void takeServerTimer(const QJsonObject& timer);
     void apply(const QJsonArray& queue);
-    [[nodiscard]] QJsonObject result() const;
+    [[nodiscard]] Projection result() const;
 
 private:
     void applyItem(const QJsonObject& item);
@@ -161,13 +161,14 @@ QJsonObject Overlay::find(const QString& id) const {
     return m_base.find(id).value_or(QJsonObject{});
 }
 
-QJsonObject Overlay::result() const {
-    QJsonArray entries;
+Projection Overlay::result() const {
+    ProjectedEntries entries;
+    entries.reserve(std::ssize(m_base.rows()) + std::ssize(m_touched));
     auto row = m_base.rows().cbegin();
     const auto appendRowsUpTo = [&](BaseEntries::Rows::const_iterator stop) {
         for (; row != stop; ++row) {
             if (!row->superseded) {
-                entries.append(row->projected);
+                entries.append(row->shown);
             }
         }
     };
@@ -175,12 +176,10 @@ QJsonObject Overlay::result() const {
         const auto [first, last] = m_base.rowsOf(id);
         appendRowsUpTo(first);
         row = last;
-        QJsonObject entity = touched;
-        entity.insert("period_locked"_L1, m_base.isLocked(entity));
-        entries.append(entity);
+        entries.append({touched, m_base.isLocked(touched)});
     }
     appendRowsUpTo(m_base.rows().cend());
-    return {{"entries"_L1, entries}, {"timer"_L1, m_timer}};
+    return {entries, m_timer};
 }
 
 } // namespace
@@ -189,7 +188,7 @@ struct Projector::Memory {
     BaseEntries base;
     QJsonArray queue;
     QJsonObject timer;
-    std::optional<QJsonObject> result;
+    std::optional<Projection> result;
 };
 
 Projector::Projector() : m_memory(std::make_unique<Memory>()) {
@@ -197,7 +196,7 @@ Projector::Projector() : m_memory(std::make_unique<Memory>()) {
 
 Projector::~Projector() = default;
 
-QJsonObject Projector::project(const QJsonObject& state) {
+Projection Projector::project(const QJsonObject& state) {
     Memory& memory = *m_memory;
     const Document document = Document::fromJson(state);
     const QString user = document.me.value(idKey).toString();

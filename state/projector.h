@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QJsonObject>
+#include "state/projection.h"
 
 #include <memory>
 
-/// SyncState::project with a memory: it keeps the projected base entries of the
-/// last snapshot, so that a write costs what the queue costs and not what three
-/// years of history cost. The result is the same document, byte for byte.
+/// SyncState::project with a memory: it keeps which entries of the last snapshot are
+/// shown and which are locked, so that a write costs what the queue costs and not what
+/// three years of history cost. As JSON the result is the same, byte for byte.
 class Projector {
 public:
     Projector();
@@ -15,7 +15,7 @@ public:
     Projector(const Projector&) = delete;
     Projector& operator=(const Projector&) = delete;
 
-    [[nodiscard]] QJsonObject project(const QJsonObject& state);
+    [[nodiscard]] Projection project(const QJsonObject& state);
 
 private:
     struct Memory;

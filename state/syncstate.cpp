@@ -104,7 +104,7 @@ void adoptCanonical(QJsonObject& candidate, const QJsonObject& canonical, bool a
 } // namespace
 
 QJsonObject SyncState::project(const QJsonObject& state) {
-    return Projector().project(state);
+    return Projector().project(state).toJson();
 }
 
 bool SyncState::acknowledge(QJsonObject& state, const QJsonObject& item, const QJsonObject& result,

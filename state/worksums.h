@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "state/projection.h"
+
 #include <QDate>
 #include <QDateTime>
 #include <QJsonArray>
@@ -41,6 +43,8 @@ public:
 
     /// For each span the seconds of the owner's closed entries that lie in it; deleted ones do not count.
     [[nodiscard]] static QList<qint64> inside(const QList<Span>& spans, const QJsonArray& entries,
+                                              const Owner& owner);
+    [[nodiscard]] static QList<qint64> inside(const QList<Span>& spans, const ProjectedEntries& entries,
                                               const Owner& owner);
 
     /// The week that holds `day`, when weeks begin with `weekday`.

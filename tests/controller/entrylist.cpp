@@ -22,10 +22,27 @@ QString text(const QVariant& row, const QString& key) {
     return row.toMap().value(key).toString();
 }
 
+ProjectedEntries projected(const QJsonArray& entries) {
+    ProjectedEntries list;
+    for (const auto& entry : entries) {
+        list.append({entry.toObject(), entry[u"period_locked"].toBool()});
+    }
+    return list;
+}
+
+/// What the window is given of each row.
+QVariantList maps(const EntryList& list) {
+    QVariantList rows;
+    for (const ProjectedEntry& row : list.rows()) {
+        rows.append(EntryList::map(row));
+    }
+    return rows;
+}
+
 QStringList ids(const EntryList& list) {
     QStringList found;
-    for (const QVariant& row : list.rows()) {
-        found.append(text(row, u"id"_s));
+    for (const ProjectedEntry& row : list.rows()) {
+        found.append(row.entry.value(u"id").toString());
     }
     return found;
 }
@@ -40,6 +57,7 @@ QVariantList expectedRows(const QJsonArray& entries) {
             continue;
         }
         QVariantMap row = entry.toVariantMap();
+        row.insert(u"period_locked"_s, entry.value(u"period_locked").toBool());
         const auto seconds = static_cast<qint64>(entry.value(u"duration_seconds").toDouble());
         row.insert(u"duration_text"_s, Controller::formatSeconds(seconds));
         rows.append(row);
@@ -95,6 +113,7 @@ void change(std::map<QString, QJsonObject>& entries, QRandomGenerator& random) {
     default:
         entry.insert(u"duration_seconds", random.bounded(200000));
         entry.insert(u"local_pending", true);
+        entry.insert(u"period_locked", random.bounded(2) == 0);
         break;
     }
     entries[id] = entry;
@@ -123,7 +142,7 @@ private Q_SLOTS:
 void EntryListTest::anEmptyArrayListsNothing() {
     EntryList list;
     QVERIFY(list.rows().isEmpty());
-    list.update({sample::entry(u"a"_s, start, stop)});
+    list.update(projected({sample::entry(u"a"_s, start, stop)}));
     QCOMPARE(list.rows().size(), 1);
     list.update({});
     QVERIFY(list.rows().isEmpty());
@@ -131,7 +150,7 @@ void EntryListTest::anEmptyArrayListsNothing() {
 
 void EntryListTest::theRunningTimerIsNotListed() {
     EntryList list;
-    list.update({sample::entry(u"a"_s, start, QJsonValue()), sample::entry(u"b"_s, start, stop)});
+    list.update(projected({sample::entry(u"a"_s, start, QJsonValue()), sample::entry(u"b"_s, start, stop)}));
     QCOMPARE(ids(list), QStringList{u"b"_s});
 }
 
@@ -139,9 +158,9 @@ void EntryListTest::anEntryWithoutAnyStopIsListed() {
     QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.remove(u"stop_at");
     EntryList list;
-    list.update({entry});
+    list.update(projected({entry}));
     QCOMPARE(ids(list), QStringList{u"a"_s});
-    QVERIFY(!list.rows().first().toMap().contains(u"stop_at"_s));
+    QVERIFY(!list.rows().first().entry.contains(u"stop_at"));
 }
 
 void EntryListTest::deletedEntriesAreHidden_data() {
@@ -159,7 +178,7 @@ void EntryListTest::deletedEntriesAreHidden() {
     QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.insert(u"deleted_at", deletedAt);
     EntryList list;
-    list.update({entry});
+    list.update(projected({entry}));
     QCOMPARE(list.rows().size(), listed ? 1 : 0);
 }
 
@@ -169,10 +188,10 @@ void EntryListTest::everyKeyIsKeptAndTheDurationAdded() {
     entry.insert(u"period_locked", false);
     entry.insert(u"anything", QJsonArray{1, u"two"_s});
     EntryList list;
-    list.update({entry});
+    list.update(projected({entry}));
     QVariantMap expected = entry.toVariantMap();
     expected.insert(u"duration_text"_s, u"01:00:00"_s);
-    QCOMPARE(list.rows(), QVariantList{expected});
+    QCOMPARE(maps(list), QVariantList{expected});
 }
 
 void EntryListTest::durationsAsText_data() {
@@ -192,17 +211,17 @@ void EntryListTest::durationsAsText() {
     QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.insert(u"duration_seconds", seconds);
     EntryList list;
-    list.update({entry});
-    QCOMPARE(text(list.rows().first(), u"duration_text"_s), shown);
+    list.update(projected({entry}));
+    QCOMPARE(text(maps(list).first(), u"duration_text"_s), shown);
 }
 
 void EntryListTest::theOrderIsThatOfTheTextNotOfTheInstant() {
     EntryList list;
     // "Z" comes behind "+" in the text, though the instants are the same; the
     // third is the latest instant and the smallest text.
-    list.update({sample::entry(u"a"_s, u"2024-03-01T08:00:00+00:00"_s, stop),
-                 sample::entry(u"b"_s, u"2024-03-01T08:00:00Z"_s, stop),
-                 sample::entry(u"c"_s, u"2024-03-01T07:59:00-05:00"_s, stop)});
+    list.update(projected({sample::entry(u"a"_s, u"2024-03-01T08:00:00+00:00"_s, stop),
+                           sample::entry(u"b"_s, u"2024-03-01T08:00:00Z"_s, stop),
+                           sample::entry(u"c"_s, u"2024-03-01T07:59:00-05:00"_s, stop)}));
     QCOMPARE(ids(list), QStringList({u"b"_s, u"a"_s, u"c"_s}));
 }
 
@@ -210,18 +229,18 @@ void EntryListTest::aMissingStartSortsLast() {
     QJsonObject entry = sample::entry(u"a"_s, start, stop);
     entry.remove(u"start_at");
     EntryList list;
-    list.update({entry, sample::entry(u"b"_s, start, stop)});
+    list.update(projected({entry, sample::entry(u"b"_s, start, stop)}));
     QCOMPARE(ids(list), QStringList({u"b"_s, u"a"_s}));
 }
 
 void EntryListTest::anUnchangedArrayKeepsTheSharedList() {
     EntryList list;
     const QJsonArray entries{sample::entry(u"a"_s, start, stop), sample::entry(u"b"_s, start, stop)};
-    list.update(entries);
-    const QVariantList before = list.rows();
-    list.update(QJsonArray{entries.at(0), entries.at(1)});
+    list.update(projected(entries));
+    const ProjectedEntries before = list.rows();
+    list.update(projected(entries));
     QCOMPARE(list.rows().constData(), before.constData());
-    list.update({entries.at(0)});
+    list.update(projected({entries.at(0)}));
     QVERIFY(list.rows().constData() != before.constData());
     QCOMPARE(before.size(), 2);
 }
@@ -239,9 +258,9 @@ void EntryListTest::anyRowOfUpdatesEqualsARebuild() {
             entries.clear();
         }
         const QJsonArray array = values(entries);
-        list.update(array);
-        QVERIFY(newestFirst(list.rows()));
-        QVariantList rows = list.rows();
+        list.update(projected(array));
+        QVariantList rows = maps(list);
+        QVERIFY(newestFirst(rows));
         sortForComparison(rows);
         QVariantList expected = expectedRows(array);
         sortForComparison(expected);

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/client.h"
 #include "tests/support/desk.h"
+#include "tests/support/sharesdata.h"
 
 #include <QJsonDocument>
 #include <QTest>
+
+#include <algorithm>
 
 namespace {
 
@@ -44,6 +47,7 @@ private Q_SLOTS:
 
     void aSnapshotThatStillHoldsIsNamedAndKept();
     void aSnapshotThatChangedTakesItsPlace();
+    void aSnapshotThatChangedALittleIsNotHeldTwice();
     void anotherWorkspaceNamesNoTagOfThisOne();
     void anotherConnectionNamesNoTag();
     void anUnaskedNotModifiedIsNoReply();
@@ -94,6 +98,31 @@ void NotModifiedTest::aSnapshotThatChangedTakesItsPlace() {
     QVERIFY(!lists(u"work 0"_s));
     QVERIFY(reload());
     QCOMPARE(named(), QList<QByteArray>({"\"a\"", "\"b\""}));
+}
+
+void NotModifiedTest::aSnapshotThatChangedALittleIsNotHeldTwice() {
+    const ProjectedEntries before = m_desk->controller->entryRows();
+    QJsonObject snapshot = largeSnapshot(u"work"_s);
+    QJsonArray entries = snapshot.value(u"time_entries").toArray();
+    QJsonObject changed = entries.at(7).toObject();
+    changed.insert(u"description", u"rest"_s);
+    entries.replace(7, changed);
+    entries.prepend(sample::entry(u"new"_s, u"2026-03-02T10:00:00Z"_s, u"2026-03-02T11:00:00Z"_s));
+    snapshot.insert(u"time_entries", entries);
+    m_desk->peer.answer("GET", snapshotPath, tagged(snapshot, "\"b\""));
+    QVERIFY(reload());
+
+    const ProjectedEntries after = m_desk->controller->entryRows();
+    QCOMPARE(after.size(), before.size() + 1);
+    const auto isShared = [&](const ProjectedEntry& row) {
+        return std::any_of(before.begin(), before.end(),
+                           [&](const ProjectedEntry& known) { return sharesData(known.entry, row.entry); });
+    };
+    QCOMPARE(std::count_if(after.begin(), after.end(), isShared), before.size() - 1);
+    // What is sealed is the reply, of the same data.
+    const QJsonObject held = m_desk->controller->durableState().value(u"snapshot").toObject();
+    QCOMPARE(QJsonDocument(held).toJson(), QJsonDocument(snapshot).toJson());
+    QVERIFY(isShared({held.value(u"time_entries")[1].toObject()}));
 }
 
 void NotModifiedTest::anotherWorkspaceNamesNoTagOfThisOne() {

@@ -44,7 +44,7 @@ void EarlierDescriptions::refresh() {
     if (!m_wanted || !m_controller) {
         return;
     }
-    const QVariantList entries = m_controller->entries();
+    const ProjectedEntries& entries = m_controller->entryRows();
     const QVariantList projects = m_controller->projects();
     // The same entries are the same shared list.
     const bool same = entries.constData() == m_entries.constData() && entries.size() == m_entries.size();
@@ -72,7 +72,7 @@ void EarlierDescriptions::refresh() {
 void EarlierDescriptions::readOn() {
     const qsizetype end = std::min(m_next + stretch, m_entries.size());
     for (; m_next < end; ++m_next) {
-        read(m_entries.at(m_next).toMap());
+        read(m_entries.at(m_next).entry);
     }
     if (m_next < m_entries.size()) {
         m_more.start();
@@ -84,7 +84,7 @@ void EarlierDescriptions::readOn() {
     Q_EMIT updated();
 }
 
-void EarlierDescriptions::read(const QVariantMap& entry) {
+void EarlierDescriptions::read(const QJsonObject& entry) {
     const QString description = entry.value(descriptionKey).toString();
     if (description.trimmed().isEmpty()) {
         return;

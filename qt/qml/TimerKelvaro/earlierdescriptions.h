@@ -2,6 +2,7 @@
 #pragma once
 
 #include "controllertype.h"
+#include "state/projection.h"
 
 #include <QHash>
 #include <QList>
@@ -50,7 +51,7 @@ private:
 
     void refresh();
     void readOn();
-    void read(const QVariantMap& entry);
+    void read(const QJsonObject& entry);
     void forget();
 
     Controller* m_controller = nullptr;
@@ -61,7 +62,7 @@ private:
     QString m_workspace;
     QVariantList m_projectRows;
     QHash<QString, QVariantMap> m_projects;
-    QVariantList m_entries;
+    ProjectedEntries m_entries;
     qsizetype m_next = 0;
     QSet<Key> m_known;
     QList<Earlier> m_found;

@@ -20,6 +20,13 @@ namespace {
 constexpr qint64 sliceNs = 4'000'000;
 constexpr int rowsPerLook = 64;
 
+constexpr QStringView idKey = u"id";
+constexpr QStringView projectKey = u"project_id";
+
+QString textOf(const QJsonObject& entry, QStringView key) {
+    return entry.value(key).toString();
+}
+
 qint64 secondsOf(const DaySums::Entry& entry) {
     return entry.seconds;
 }
@@ -27,48 +34,8 @@ qint64 secondsOf(const DaySums::Entry& entry) {
 } // namespace
 
 EntryModel::EntryModel(QObject* parent) : QAbstractListModel(parent), m_days(QTimeZone::utc()) {
-    m_list.setList(u"entries"_s);
-    keepUp();
     connect(&m_search, &QTimer::timeout, this, &EntryModel::search);
     m_search.setInterval(0);
-}
-
-/// All entries follow the controller's list, and what is shown follows them while nothing is looked for.
-void EntryModel::keepUp() {
-    connect(&m_list, &RowModel::rowsAboutToBeInserted, this, [this](const QModelIndex&, int first, int last) {
-        if (!m_finding) {
-            beginInsertRows({}, first, last);
-        }
-    });
-    connect(&m_list, &RowModel::rowsInserted, this, [this](const QModelIndex&, int first, int last) {
-        const int added = last - first + 1;
-        const auto count = static_cast<std::size_t>(added);
-        m_all.maps.insert(first, added, QVariant());
-        m_all.sums.insert(m_all.sums.begin() + first, count, {});
-        m_read.insert(m_read.begin() + first, count, false);
-        m_texts.insert(m_texts.begin() + first, count, QString());
-        if (!m_finding) {
-            endInsertRows();
-        }
-    });
-    connect(&m_list, &RowModel::rowsAboutToBeRemoved, this, [this](const QModelIndex&, int first, int last) {
-        if (!m_finding) {
-            beginRemoveRows({}, first, last);
-        }
-    });
-    connect(&m_list, &RowModel::rowsRemoved, this, [this](const QModelIndex&, int first, int last) {
-        m_all.maps.remove(first, last - first + 1);
-        m_all.sums.erase(m_all.sums.begin() + first, m_all.sums.begin() + last + 1);
-        m_read.erase(m_read.begin() + first, m_read.begin() + last + 1);
-        m_texts.erase(m_texts.begin() + first, m_texts.begin() + last + 1);
-        if (!m_finding) {
-            endRemoveRows();
-        }
-    });
-    connect(&m_list, &RowModel::dataChanged, this, [this](const QModelIndex& first, const QModelIndex& last) {
-        std::fill(m_read.begin() + first.row(), m_read.begin() + last.row() + 1, false);
-    });
-    connect(&m_list, &RowModel::updated, this, &EntryModel::readRows);
 }
 
 void EntryModel::setController(Controller* controller) {
@@ -77,8 +44,9 @@ void EntryModel::setController(Controller* controller) {
     }
     m_controller = controller;
     connect(controller, &Controller::changed, this, &EntryModel::follow);
+    connect(controller, &Controller::changed, this, &EntryModel::readEntries);
     connect(controller, &Controller::tick, this, &EntryModel::readTotals);
-    m_list.setSource(controller);
+    readEntries();
     follow();
     Q_EMIT controllerChanged();
 }
@@ -121,6 +89,54 @@ void EntryModel::readCatalog() {
     }
 }
 
+/// All entries follow the controller's, and what is shown follows them while nothing is looked for.
+void EntryModel::readEntries() {
+    const ProjectedEntries& entries = m_controller->entryRows();
+    if (entries.constData() == m_all.entries.constData() && entries.size() == m_all.entries.size()) {
+        return; // still the same shared list
+    }
+    const RowDiff diff = RowDiff::between(m_all.entries, entries,
+                                          [](const ProjectedEntry& row) { return textOf(row.entry, idKey); });
+    std::for_each(diff.removed.begin(), diff.removed.end(), [&](const RowSpan& span) { remove(span); });
+    std::for_each(diff.inserted.begin(), diff.inserted.end(),
+                  [&](const RowSpan& span) { insert(span, entries); });
+    const ProjectedEntries before = std::exchange(m_all.entries, entries);
+    for (qsizetype row = 0; row < entries.size(); ++row) {
+        if (before[row] != entries[row]) {
+            m_read[static_cast<std::size_t>(row)] = false;
+        }
+    }
+    readRows();
+}
+
+void EntryModel::remove(const RowSpan& span) {
+    if (!m_finding) {
+        beginRemoveRows({}, span.from, span.from + span.count - 1);
+    }
+    m_all.entries.remove(span.from, span.count);
+    m_all.sums.erase(m_all.sums.begin() + span.from, m_all.sums.begin() + span.from + span.count);
+    m_read.erase(m_read.begin() + span.from, m_read.begin() + span.from + span.count);
+    m_texts.erase(m_texts.begin() + span.from, m_texts.begin() + span.from + span.count);
+    if (!m_finding) {
+        endRemoveRows();
+    }
+}
+
+void EntryModel::insert(const RowSpan& span, const ProjectedEntries& entries) {
+    if (!m_finding) {
+        beginInsertRows({}, span.from, span.from + span.count - 1);
+    }
+    const auto count = static_cast<std::size_t>(span.count);
+    m_all.entries.insert(span.from, span.count, {});
+    std::copy_n(entries.cbegin() + span.from, span.count, m_all.entries.begin() + span.from);
+    m_all.sums.insert(m_all.sums.begin() + span.from, count, {});
+    m_read.insert(m_read.begin() + span.from, count, false);
+    m_texts.insert(m_texts.begin() + span.from, count, QString());
+    if (!m_finding) {
+        endInsertRows();
+    }
+}
+
 void EntryModel::readRows() {
     const auto unread = std::find(m_read.begin(), m_read.end(), false);
     auto last = unread;
@@ -145,12 +161,10 @@ void EntryModel::readRows() {
 
 void EntryModel::read(int row) {
     const auto place = static_cast<std::size_t>(row);
-    const QVariant map = m_list.data(m_list.index(row), RowModel::RowRole);
-    const QVariantMap fields = map.toMap();
-    const QDateTime start = stamp(fields.value(u"start_at"_s).toString());
-    m_all.maps[row] = map;
+    const QJsonObject& entry = std::as_const(m_all.entries)[row].entry;
+    const QDateTime start = stamp(entry.value(u"start_at"));
     m_all.sums[place] = {start.isValid() ? m_days.of(start.toMSecsSinceEpoch()) : QDate(),
-                         fields.value(u"duration_seconds"_s).toLongLong()};
+                         entry.value(u"duration_seconds").toInteger()};
     m_texts[place].clear();
     m_read[place] = true;
 }
@@ -181,13 +195,13 @@ void EntryModel::startSearch() {
 bool EntryModel::search() {
     QElapsedTimer spent;
     spent.start();
-    const int all = static_cast<int>(m_all.maps.size());
+    const int all = static_cast<int>(m_all.entries.size());
     while (m_searched < all) {
         if (m_searched % rowsPerLook == 0 && spent.nsecsElapsed() > sliceNs) {
             return true;
         }
         if (searchedText(m_searched).contains(m_needle)) {
-            m_finds.maps.append(m_all.maps[m_searched]);
+            m_finds.entries.append(std::as_const(m_all.entries)[m_searched]);
             m_finds.sums.push_back(m_all.sums[static_cast<std::size_t>(m_searched)]);
         }
         ++m_searched;
@@ -200,10 +214,9 @@ bool EntryModel::search() {
 const QString& EntryModel::searchedText(int row) {
     QString& text = m_texts[static_cast<std::size_t>(row)];
     if (text.isNull()) {
-        const QVariantMap fields = m_all.maps[row].toMap();
-        const QVariantMap project = m_projects.value(fields.value(u"project_id"_s).toString());
-        text = searchText(QStringList{fields.value(u"description"_s).toString(),
-                                      project.value(u"name"_s).toString(),
+        const QJsonObject& entry = std::as_const(m_all.entries)[row].entry;
+        const QVariantMap project = m_projects.value(textOf(entry, projectKey));
+        text = searchText(QStringList{textOf(entry, u"description"), project.value(u"name"_s).toString(),
                                       project.value(u"client_name"_s).toString()});
     }
     return text;
@@ -212,7 +225,7 @@ const QString& EntryModel::searchedText(int row) {
 /// Other rows in the same places: what is on the screen is filled anew, and nothing is made or moved.
 void EntryModel::show(Rows rows, bool finding) {
     const int before = rowCount();
-    const int after = static_cast<int>(finding ? rows.maps.size() : m_all.maps.size());
+    const int after = static_cast<int>(finding ? rows.entries.size() : m_all.entries.size());
     const auto adopt = [&] {
         m_found = std::move(rows);
         m_finding = finding;
@@ -252,31 +265,31 @@ void EntryModel::readHeadings() {
 }
 
 int EntryModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : static_cast<int>(shown().maps.size());
+    return parent.isValid() ? 0 : static_cast<int>(shown().entries.size());
 }
 
 QVariant EntryModel::data(const QModelIndex& index, int role) const {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)) {
         return {};
     }
-    const QVariant& map = shown().maps[index.row()];
+    const ProjectedEntry& row = shown().entries[index.row()];
     const auto place = static_cast<std::size_t>(index.row());
     const auto heading = std::lower_bound(m_headings.begin(), m_headings.end(), place,
-                                          [](const auto& left, std::size_t row) { return left.row < row; });
+                                          [](const auto& left, std::size_t at) { return left.row < at; });
     const bool isFirst = heading != m_headings.end() && heading->row == place;
     switch (role) {
     case RowRole:
-        return map;
+        return EntryList::map(row);
     case IdRole:
-        return map.toMap().value(u"id"_s).toString();
+        return textOf(row.entry, idKey);
     case DayRole:
         return isFirst ? shown().sums[place].day.toString(Qt::ISODate) : QString();
     case DaySumRole:
         return isFirst ? durationText(heading->seconds) : QString();
     case TimesRole:
-        return times(map.toMap());
+        return times(row.entry);
     case ProjectRole:
-        return m_projects.value(map.toMap().value(u"project_id"_s).toString());
+        return m_projects.value(textOf(row.entry, projectKey));
     default:
         return {};
     }
@@ -287,9 +300,9 @@ QHash<int, QByteArray> EntryModel::roleNames() const {
             {DaySumRole, "daySum"}, {TimesRole, "times"}, {ProjectRole, "project"}};
 }
 
-QString EntryModel::times(const QVariantMap& row) const {
-    const QDateTime start = stamp(row.value(u"start_at"_s).toString()).toTimeZone(m_days.zone());
-    const QDateTime stop = stamp(row.value(u"stop_at"_s).toString()).toTimeZone(m_days.zone());
+QString EntryModel::times(const QJsonObject& entry) const {
+    const QDateTime start = stamp(entry.value(u"start_at")).toTimeZone(m_days.zone());
+    const QDateTime stop = stamp(entry.value(u"stop_at")).toTimeZone(m_days.zone());
     if (!start.isValid() || !stop.isValid()) {
         return {};
     }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "controller/controller.h"
-#include "rowmodel.h"
+#include "rowdiff.h"
 #include "state/daysums.h"
 
 #include <QAbstractListModel>
@@ -10,6 +10,8 @@
 #include <QPointer>
 #include <QTimer>
 #include <QVariant>
+#include <QVariantList>
+#include <QVariantMap>
 #include <qqmlintegration.h>
 
 #include <vector>
@@ -73,13 +75,15 @@ Q_SIGNALS:
 private:
     /// All entries, or those that were found: row by row what it shows and what it counts.
     struct Rows {
-        QVariantList maps;
+        ProjectedEntries entries;
         std::vector<DaySums::Entry> sums;
     };
 
-    void keepUp();
     void follow();
     void readCatalog();
+    void readEntries();
+    void remove(const RowSpan& span);
+    void insert(const RowSpan& span, const ProjectedEntries& entries);
     void readRows();
     void read(int row);
     void startSearch();
@@ -89,11 +93,10 @@ private:
     void readTotals();
     [[nodiscard]] const Rows& shown() const { return m_finding ? m_found : m_all; }
     [[nodiscard]] const QString& searchedText(int row);
-    [[nodiscard]] QString times(const QVariantMap& row) const;
+    [[nodiscard]] QString times(const QJsonObject& entry) const;
     [[nodiscard]] DaySums::Totals totals() const;
 
     QPointer<Controller> m_controller;
-    RowModel m_list;
     LocalDays m_days;
     QString m_zone;
     QHash<QString, QVariantMap> m_projects;
@@ -101,7 +104,7 @@ private:
     int m_weekday = Qt::Sunday; ///< that weeks begin with
 
     Rows m_all;
-    std::vector<bool> m_read;     ///< of m_all, whether its sum is that of the map
+    std::vector<bool> m_read;     ///< of m_all, whether its sum is that of the entry
     std::vector<QString> m_texts; ///< of m_all, what is searched; null until it is wanted
     Rows m_found;
     std::vector<DaySums::Heading> m_headings; ///< of what is shown

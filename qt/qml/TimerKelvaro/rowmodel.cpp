@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "rowmodel.h"
 
-#include <QHash>
+#include "rowdiff.h"
+
 #include <QMetaProperty>
 #include <QVariantMap>
 
@@ -18,59 +19,6 @@ const QString whatKey = u"what"_s;
 
 QString idOf(const QVariant& row) {
     return row.toMap().value(idKey).toString();
-}
-
-bool isSameRow(const QVariant& before, const QVariant& after) {
-    return before == after || idOf(before) == idOf(after);
-}
-
-/// The largest set of positions whose targets increase, so that as few rows as
-/// possible count as moved. A target of -1 is never kept.
-QList<bool> longestIncrease(const QList<int>& targets) {
-    QList<int> tails;
-    QList<int> previous(targets.size(), -1);
-    for (int i = 0; i < targets.size(); ++i) {
-        if (targets[i] < 0) {
-            continue;
-        }
-        const auto tail = std::lower_bound(tails.begin(), tails.end(), targets[i],
-                                           [&](int at, int target) { return targets[at] < target; });
-        if (tail != tails.begin()) {
-            previous[i] = *(tail - 1);
-        }
-        if (tail == tails.end()) {
-            tails.append(i);
-        } else {
-            *tail = i;
-        }
-    }
-    QList<bool> kept(targets.size(), false);
-    for (int i = tails.isEmpty() ? -1 : tails.last(); i >= 0; i = previous[i]) {
-        kept[i] = true;
-    }
-    return kept;
-}
-
-struct Span {
-    int from;
-    int count;
-};
-
-/// The unbroken stretches of positions for which `wanted` holds.
-template <typename Wanted>
-QList<Span> spans(int count, Wanted wanted) {
-    QList<Span> found;
-    for (int i = 0; i < count; ++i) {
-        if (!wanted(i)) {
-            continue;
-        }
-        if (!found.isEmpty() && found.last().from + found.last().count == i) {
-            ++found.last().count;
-        } else {
-            found.append({i, 1});
-        }
-    }
-    return found;
 }
 
 } // namespace
@@ -178,76 +126,21 @@ QVariantList RowModel::kept(const QVariantList& rows) const {
 }
 
 void RowModel::adopt(const QVariantList& rows) {
-    const auto common = std::min(m_rows.size(), rows.size());
-    int head = 0;
-    while (head < common && isSameRow(m_rows[head], rows[head])) {
-        ++head;
-    }
-    int tail = 0;
-    while (tail < common - head &&
-           isSameRow(m_rows[m_rows.size() - 1 - tail], rows[rows.size() - 1 - tail])) {
-        ++tail;
-    }
-
-    // Between the equal ends each id is paired once; a repeated id counts as another row.
-    const int after = static_cast<int>(rows.size()) - head - tail;
-    QHash<QString, int> places;
-    for (int i = after - 1; i >= 0; --i) {
-        if (const QString id = idOf(rows[head + i]); !id.isEmpty()) {
-            places.insert(id, i);
-        }
-    }
-    QList<int> targets;
-    for (auto i = head; i < m_rows.size() - tail; ++i) {
-        const auto place = places.constFind(idOf(m_rows[i]));
-        targets.append(place == places.cend() ? -1 : *place);
-        if (place != places.cend()) {
-            places.erase(place);
-        }
-    }
-    const QList<bool> keptBefore = longestIncrease(targets);
-    QList<bool> keptAfter(after, false);
-    for (int i = 0; i < targets.size(); ++i) {
-        if (keptBefore[i]) {
-            keptAfter[targets[i]] = true;
-        }
-    }
-
-    removeRowsNotIn(keptBefore, head);
-    insertRowsNotIn(keptAfter, head, rows);
-    const bool moved = keptBefore.contains(false) || keptAfter.contains(false);
-    const bool changed = announceChanges(std::exchange(m_rows, rows));
-    if (moved || changed) {
-        Q_EMIT updated();
-    }
-}
-
-void RowModel::removeRowsNotIn(const QList<bool>& kept, int offset) {
-    const QList<Span> gone = spans(static_cast<int>(kept.size()), [&](int i) { return !kept[i]; });
-    for (auto span = gone.crbegin(); span != gone.crend(); ++span) {
-        const int first = offset + span->from;
-        beginRemoveRows({}, first, first + span->count - 1);
-        m_rows.remove(first, span->count);
+    const RowDiff diff = RowDiff::between(m_rows, rows, idOf);
+    for (const RowSpan& span : diff.removed) {
+        beginRemoveRows({}, span.from, span.from + span.count - 1);
+        m_rows.remove(span.from, span.count);
         endRemoveRows();
     }
-}
-
-void RowModel::insertRowsNotIn(const QList<bool>& kept, int offset, const QVariantList& rows) {
-    const QList<Span> fresh = spans(static_cast<int>(kept.size()), [&](int i) { return !kept[i]; });
-    for (const Span& span : fresh) {
-        const int first = offset + span.from;
-        beginInsertRows({}, first, first + span.count - 1);
-        m_rows.insert(first, span.count, QVariant());
-        std::copy_n(rows.cbegin() + first, span.count, m_rows.begin() + first);
+    for (const RowSpan& span : diff.inserted) {
+        beginInsertRows({}, span.from, span.from + span.count - 1);
+        m_rows.insert(span.from, span.count, QVariant());
+        std::copy_n(rows.cbegin() + span.from, span.count, m_rows.begin() + span.from);
         endInsertRows();
     }
-}
-
-bool RowModel::announceChanges(const QVariantList& before) {
-    const QList<Span> changed =
-        spans(static_cast<int>(m_rows.size()), [&](int i) { return before[i] != m_rows[i]; });
-    for (const Span& span : changed) {
+    const QVariantList before = std::exchange(m_rows, rows);
+    const QList<RowSpan> changed = rowSpans(rows.size(), [&](int i) { return before[i] != m_rows[i]; });
+    for (const RowSpan& span : changed) {
         Q_EMIT dataChanged(index(span.from), index(span.from + span.count - 1));
     }
-    return !changed.isEmpty();
 }

@@ -47,17 +47,12 @@ Q_SIGNALS:
     void sourceChanged();
     void listChanged();
     void keepChanged();
-    /// Rows were inserted, removed or changed; comes once, after the last of them.
-    void updated();
 
 private:
     Q_SLOT void refresh();
     void attach();
     [[nodiscard]] QVariantList kept(const QVariantList& rows) const;
     void adopt(const QVariantList& rows);
-    void removeRowsNotIn(const QList<bool>& kept, int offset);
-    void insertRowsNotIn(const QList<bool>& kept, int offset, const QVariantList& rows);
-    bool announceChanges(const QVariantList& before);
 
     QPointer<QObject> m_source;
     QString m_list;
