@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/http/address.h"
-#include "devserver/http/certificate.h"
-#include "devserver/store/database.h"
+#include "devserver/http/server.h"
 
 #include <QStringList>
 

@@ -4,7 +4,6 @@
 #include "devserver/accounts/accounts.h"
 #include "devserver/accounts/signin.h"
 #include "devserver/demo/demo.h"
-#include "devserver/demo/demoaccounts.h"
 #include "devserver/entries/sync.h"
 #include "devserver/exports/formats.h"
 #include "devserver/http/accountroutes.h"

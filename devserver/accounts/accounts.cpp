@@ -7,6 +7,8 @@
 #include "devserver/base/wipe.h"
 #include "devserver/store/schema.h"
 
+#include <QCryptographicHash>
+
 namespace devserver {
 namespace {
 
@@ -14,12 +16,10 @@ const QByteArray bearer = "Bearer "_ba;
 
 // A token holds 256 random bits, so a plain hash is enough to keep it out of the database.
 QString tokenHash(const QByteArray& token) {
-    QByteArray hash(crypto_generichash_BYTES, '\0');
-    crypto_generichash(reinterpret_cast<unsigned char*>(hash.data()), static_cast<size_t>(hash.size()),
-                       reinterpret_cast<const unsigned char*>(token.constData()),
-                       static_cast<unsigned long long>(token.size()), nullptr, 0);
-    return QString::fromLatin1(hash.toHex());
+    return QString::fromLatin1(QCryptographicHash::hash(token, QCryptographicHash::Blake2b_256).toHex());
 }
+
+} // namespace
 
 QByteArray newToken(const QByteArray& prefix) {
     QByteArray random(32, '\0');
@@ -31,8 +31,6 @@ QByteArray newToken(const QByteArray& prefix) {
     wipe(text);
     return token;
 }
-
-} // namespace
 
 QByteArray bearerToken(const QByteArray& authorization) {
     return authorization.startsWith(bearer) ? authorization.mid(bearer.size()) : QByteArray();
@@ -64,15 +62,11 @@ QByteArray identityReply(Connection& connection, const Caller& caller) {
 }
 
 QList<Workspace> workspacesOf(Connection& connection, const QString& userId) {
-    QSqlQuery query = connection.run(u"SELECT w.id, w.name FROM workspaces w JOIN members m"
-                                     " ON m.workspace_id = w.id WHERE m.user_id = ?"
-                                     " ORDER BY w.created_at, w.id"_s,
-                                     {userId});
-    QList<Workspace> workspaces;
-    while (connection.next(query)) {
-        workspaces += {query.value(0).toString(), query.value(1).toString()};
-    }
-    return workspaces;
+    return connection.all(u"SELECT w.id, w.name FROM workspaces w JOIN members m"
+                          " ON m.workspace_id = w.id WHERE m.user_id = ? ORDER BY w.created_at, w.id"_s,
+                          {userId}, [](const QSqlQuery& row) {
+                              return Workspace{row.value(0).toString(), row.value(1).toString()};
+                          });
 }
 
 QByteArray workspacesReply(Connection& connection, const Caller& caller) {
@@ -97,8 +91,7 @@ void requireMember(Connection& connection, const QString& userId, const QString&
 }
 
 qint64 revisionOf(Connection& connection, const QString& workspaceId) {
-    QSqlQuery query = connection.run(u"SELECT revision FROM workspaces WHERE id = ?"_s, {workspaceId});
-    return connection.next(query) ? query.value(0).toLongLong() : 0;
+    return connection.value(u"SELECT revision FROM workspaces WHERE id = ?"_s, {workspaceId}).toLongLong();
 }
 
 void noteChange(Connection& connection, const QString& workspaceId) {
@@ -108,16 +101,14 @@ void noteChange(Connection& connection, const QString& workspaceId) {
 OpenedSession openSession(Connection& connection, const QString& userId, const QString& client,
                           const QString& deviceName, const QByteArray& prefix) {
     OpenedSession session{newId(), newToken(prefix), currentInstant()};
-    connection.run(u"INSERT INTO sessions (id, user_id, token_hash, client, device_name,"
-                   " created_at) VALUES (?, ?, ?, ?, ?, ?)"_s,
-                   {session.id, userId, tokenHash(session.token), client, deviceName, session.createdAt});
+    connection.insert(u"sessions (id, user_id, token_hash, client, device_name, created_at)"_s,
+                      {session.id, userId, tokenHash(session.token), client, deviceName, session.createdAt});
     return session;
 }
 
 std::optional<QString> sessionUser(Connection& connection, const QByteArray& token) {
-    QSqlQuery query = connection.run(
-        u"SELECT user_id FROM sessions WHERE token_hash = ? AND revoked_at IS NULL"_s, {tokenHash(token)});
-    return connection.next(query) ? std::optional(query.value(0).toString()) : std::nullopt;
+    return textOrNull(connection.value(
+        u"SELECT user_id FROM sessions WHERE token_hash = ? AND revoked_at IS NULL"_s, {tokenHash(token)}));
 }
 
 void endSession(Connection& connection, const QByteArray& token) {

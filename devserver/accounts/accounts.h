@@ -50,13 +50,16 @@ void noteChange(Connection& connection, const QString& workspaceId);
 /// so that nobody can act for a user by reading it.
 struct OpenedSession {
     QString id;
-    QByteArray token; ///< 256 random bits, base64url without padding; exists nowhere else
+    QByteArray token; ///< exists nowhere else
     qint64 createdAt = 0;
 };
 
 /// The tokens of browsers begin like this. A browser hands its cookie to every
 /// port of this machine, so that it must open nothing but the page.
 inline const QByteArray pageToken = "account."_ba;
+
+/// 256 random bits behind `prefix`, base64url without padding.
+[[nodiscard]] QByteArray newToken(const QByteArray& prefix);
 
 /// `client` and `deviceName` are what the user knows the session by; `prefix` begins its token.
 [[nodiscard]] OpenedSession openSession(Connection& connection, const QString& userId, const QString& client,

@@ -4,9 +4,9 @@
 #include "devserver/accounts/passwords.h"
 #include "devserver/base/apierror.h"
 
-#include <QVariant>
+#include <QCryptographicHash>
 
-#include <chrono>
+#include <algorithm>
 
 namespace devserver {
 namespace {
@@ -22,17 +22,40 @@ QString folded(const QString& email) {
 
 // The databases fold ASCII at most, so the few users are compared here.
 Account findAccount(Connection& connection, const QString& email) {
-    QSqlQuery query = connection.run(u"SELECT id, email, password_hash FROM users ORDER BY id"_s);
     Account found;
-    while (connection.next(query)) {
-        if (found.userId.isEmpty() && folded(query.value(1).toString()) == email) {
-            found = {query.value(0).toString(), query.value(2).toString().toLatin1()};
-        }
-    }
+    connection.each(u"SELECT id, email, password_hash FROM users ORDER BY id"_s, {},
+                    [&](const QSqlQuery& row) {
+                        if (found.userId.isEmpty() && folded(row.value(1).toString()) == email) {
+                            found = {row.value(0).toString(), row.value(2).toString().toLatin1()};
+                        }
+                    });
     return found;
 }
 
+QByteArray keyOf(const QString& account) {
+    return QCryptographicHash::hash(account.toUtf8(), QCryptographicHash::Blake2b_256);
+}
+
 } // namespace
+
+bool FailureLimit::allows(const QString& account, const QString& address, Time now) {
+    while (!m_failures.empty() && now - m_failures.front().time >= window) {
+        m_failures.pop_front();
+    }
+    const QByteArray key = keyOf(account);
+    const auto ofAccount = std::count_if(m_failures.begin(), m_failures.end(),
+                                         [&key](const Failure& f) { return f.account == key; });
+    const auto ofAddress = std::count_if(m_failures.begin(), m_failures.end(),
+                                         [&address](const Failure& f) { return f.address == address; });
+    return ofAccount < most && ofAddress < most;
+}
+
+void FailureLimit::failed(const QString& account, const QString& address, Time now) {
+    if (m_failures.size() == capacity) {
+        m_failures.pop_front();
+    }
+    m_failures.push_back({now, keyOf(account), address});
+}
 
 SignIn::SignIn() : m_unmatched(unmatchedHash()) {
 }

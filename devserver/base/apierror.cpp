@@ -13,6 +13,15 @@ ApiError notFound(const QString& message) {
     return {404, u"not_found"_s, message};
 }
 
+int requireLimit(const QJsonObject& body, const QString& code) {
+    constexpr int most = 500;
+    const qint64 limit = body.value(u"limit").toInteger();
+    if (limit < 1 || limit > most) {
+        throw ApiError{422, code, u"The limit must be a whole number from 1 to %1."_s.arg(most)};
+    }
+    return static_cast<int>(limit);
+}
+
 QByteArray errorBody(const ApiError& error) {
     JsonWriter json;
     json.beginObject().key("error").beginObject();

@@ -16,6 +16,9 @@ struct ApiError {
 [[nodiscard]] ApiError malformed(const QString& message); ///< 400
 [[nodiscard]] ApiError notFound(const QString& message);  ///< 404
 
+/// The `limit` of a request, a whole number from 1 to 500; throws 422 under this code.
+[[nodiscard]] int requireLimit(const QJsonObject& body, const QString& code);
+
 /// The body of an error reply: {"error":{"code":…,"message":…}}.
 [[nodiscard]] QByteArray errorBody(const ApiError& error);
 

@@ -8,19 +8,6 @@
 namespace devserver {
 namespace {
 
-constexpr char hexDigits[] = "0123456789abcdef";
-
-void appendEscaped(QByteArray& out, char c) {
-    if (c == '"' || c == '\\') {
-        out += '\\';
-        out += c;
-        return;
-    }
-    out += "\\u00";
-    out += hexDigits[(c >> 4) & 0xf];
-    out += hexDigits[c & 0xf];
-}
-
 bool needsEscape(char c) {
     return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20;
 }
@@ -46,7 +33,8 @@ JsonWriter& JsonWriter::value(const QString& text) {
         if (special == utf8.cend()) {
             break;
         }
-        appendEscaped(m_out, *special);
+        const QByteArray c(1, *special);
+        m_out += c == "\"" || c == "\\" ? '\\' + c : "\\u00" + c.toHex();
         from = special + 1;
     }
     return add('"');

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/demo/demo.h"
 
-#include "devserver/demo/catalog.h"
-#include "devserver/demo/demoaccounts.h"
+#include "devserver/accounts/passwords.h"
+#include "devserver/base/time.h"
 #include "devserver/entries/entries.h"
 #include "devserver/store/schema.h"
 
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QTimeZone>
 #include <QUuid>
 
 #include <random>
+#include <stdexcept>
 
 namespace devserver {
 namespace {
@@ -19,6 +23,18 @@ constexpr quint64 detailSeed = seed + 1;
 constexpr int roundingMinutes = 15;
 constexpr int minute = 60;
 const QByteArray demoZone = "Asia/Jerusalem"_ba;
+
+QJsonObject readCatalog() {
+    QFile file(u":/demo/catalog.json"_s);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw std::logic_error("the demo's catalog was not built in");
+    }
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+QStringList textsOf(const QJsonValue& array) {
+    return array.toVariant().toStringList();
+}
 
 /// The standard's distributions differ between libraries; its engine does not.
 class Random {
@@ -72,11 +88,12 @@ public:
     void write();
 
 private:
-    QString addUser(const QString& email, const QString& name);
-    QString addWorkspace(const QString& name, const QString& userId);
     void addMember(const QString& workspaceId, const QString& userId);
     void setRules(const QString& workspaceId, const QString& language, const QString& currency);
-    QList<Project> addCatalog(const QString& workspaceId, const QString& whose);
+    /// "descriptions" as a whole; "patterns" of others, "%1" standing for one of the
+    /// "subjects"; "tasks" of every project; "tags".
+    [[nodiscard]] QStringList words(const QString& kind, const QString& language) const;
+    QList<Project> addClients(const QString& workspaceId, const QString& whose);
     QStringList addNamed(const QString& table, const QString& ownerId, const QStringList& names);
     void workDay(const Habit& habit, QDate day);
     void clockChangeNights(const Habit& habit);
@@ -89,7 +106,7 @@ private:
     [[nodiscard]] qint64 instant(QDate day, int seconds) const;
 
     Connection& m_connection;
-    DemoCatalog m_catalog;
+    QJsonObject m_catalog = readCatalog();
     QDate m_today;
     QTimeZone m_zone;
     Random m_random{seed};
@@ -102,21 +119,24 @@ void Demo::write() {
                      {demoOwner.email, u"נועה לוי"_s, developmentUser});
     m_connection.run(u"UPDATE workspaces SET name = ?, created_at = 0 WHERE id = ?"_s,
                      {u"סטודיו גל"_s, developmentWorkspace});
-    const QString other = addUser(demoColleague.email, u"Dan Adler"_s);
+    const QString other = m_random.id();
+    m_connection.insert(u"users (id, email, display_name, timezone)"_s,
+                        {other, demoColleague.email, u"Dan Adler"_s, QString::fromLatin1(demoZone)});
     addMember(developmentWorkspace, other);
-    const QString own = addWorkspace(u"Freelance"_s, developmentUser);
+    const QString own = m_random.id();
+    m_connection.insert(u"workspaces (id, name, created_at)"_s, {own, u"Freelance"_s, 1});
+    addMember(own, developmentUser);
     setRules(developmentWorkspace, u"he"_s, u"ILS"_s);
     setRules(own, u"en"_s, u"EUR"_s);
-    const QStringList sharedTags = addNamed(u"tags (id, workspace_id, name)"_s, developmentWorkspace,
-                                            m_catalog.words(u"tags"_s, u"he"_s));
-    const QStringList ownTags =
-        addNamed(u"tags (id, workspace_id, name)"_s, own, m_catalog.words(u"tags"_s, u"en"_s));
-    const QList<Project> shared = addCatalog(developmentWorkspace, u"shared_clients"_s);
+    const QString tags = u"tags (id, workspace_id, name)"_s;
+    const QStringList sharedTags = addNamed(tags, developmentWorkspace, words(u"tags"_s, u"he"_s));
+    const QStringList ownTags = addNamed(tags, own, words(u"tags"_s, u"en"_s));
+    const QList<Project> shared = addClients(developmentWorkspace, u"shared_clients"_s);
 
     const Habit mainJob{developmentWorkspace, developmentUser, shared, sharedTags, 7, 11,
                         8 * 60 + 15,          9 * 60 + 20};
     const Habit colleague{developmentWorkspace, other, shared, sharedTags, 2, 5, 9 * 60, 11 * 60};
-    const Habit sideJob{own,    developmentUser, addCatalog(own, u"own_clients"_s), ownTags, 3, 5,
+    const Habit sideJob{own,    developmentUser, addClients(own, u"own_clients"_s), ownTags, 3, 5,
                         8 * 60, 9 * 60 + 30};
     for (QDate day = m_today.addDays(-365); day < m_today; day = day.addDays(1)) {
         const bool weekend = day.dayOfWeek() == Qt::Friday || day.dayOfWeek() == Qt::Saturday;
@@ -138,20 +158,6 @@ void Demo::write() {
     insertEntries(m_connection, m_entries);
 }
 
-QString Demo::addUser(const QString& email, const QString& name) {
-    QString id = m_random.id();
-    m_connection.insert(u"users (id, email, display_name, timezone)"_s,
-                        {id, email, name, QString::fromLatin1(demoZone)});
-    return id;
-}
-
-QString Demo::addWorkspace(const QString& name, const QString& userId) {
-    QString id = m_random.id();
-    m_connection.insert(u"workspaces (id, name, created_at)"_s, {id, name, 1});
-    addMember(id, userId);
-    return id;
-}
-
 void Demo::addMember(const QString& workspaceId, const QString& userId) {
     m_connection.insert(u"members (workspace_id, user_id)"_s, {workspaceId, userId});
 }
@@ -161,21 +167,29 @@ void Demo::setRules(const QString& workspaceId, const QString& language, const Q
                      {language, currency, roundingMinutes, workspaceId});
 }
 
-QList<Project> Demo::addCatalog(const QString& workspaceId, const QString& whose) {
+QStringList Demo::words(const QString& kind, const QString& language) const {
+    return textsOf(m_catalog.value(kind)[language]);
+}
+
+QList<Project> Demo::addClients(const QString& workspaceId, const QString& whose) {
     QList<Project> open;
     qsizetype color = 0;
-    for (const DemoClient& client : m_catalog.clients(whose)) {
+    const QJsonArray clients = m_catalog.value(whose).toArray();
+    for (const auto& client : clients) {
         const QString clientId = m_random.id();
-        m_connection.insert(u"clients (id, workspace_id, name)"_s, {clientId, workspaceId, client.name});
-        for (const QString& name : client.projects) {
-            Project project{m_random.id(), client.language, {}};
-            const bool archived = name == m_catalog.archivedProject();
+        const QString language = client[u"language"].toString();
+        const QVariant rate = client[u"hourly_rate"].toVariant(); // in hundredths, or null
+        m_connection.insert(u"clients (id, workspace_id, name)"_s,
+                            {clientId, workspaceId, client[u"name"].toString()});
+        for (const QString& name : textsOf(client[u"projects"])) {
+            Project project{m_random.id(), language, {}};
+            const bool archived = name == m_catalog.value(u"archived_project").toString();
             m_connection.insert(
                 u"projects (id, workspace_id, client_id, name, color, archived, hourly_rate)"_s,
                 {project.id, workspaceId, clientId, name, projectColors()[color++ % projectColors().size()],
-                 int(archived), orNull(client.hourlyRate)});
-            project.tasks = addNamed(u"tasks (id, project_id, name)"_s, project.id,
-                                     m_catalog.words(u"tasks"_s, client.language));
+                 int(archived), rate});
+            project.tasks =
+                addNamed(u"tasks (id, project_id, name)"_s, project.id, words(u"tasks"_s, language));
             if (!archived) {
                 open += project;
             }
@@ -271,7 +285,7 @@ void Demo::addDetails(Entry& entry, const Habit& habit, const Project& project) 
 }
 
 void Demo::addPeriods() {
-    const QDate sunday = m_today.addDays(-(m_today.dayOfWeek() % 7));
+    const QDate sunday = firstOfWeek(m_today, u"he"_s);
     addPeriod(sunday.addDays(-21), u"approved"_s, 3, QVariant());
     addPeriod(sunday.addDays(-14), u"submitted"_s, 2, QVariant());
     addPeriod(sunday.addDays(-7), u"open"_s, 3, u"חסרים תיאורים ביום שלישי, נא להשלים ולהגיש שוב"_s);
@@ -287,10 +301,10 @@ void Demo::addPeriod(QDate sunday, const QString& status, int version, const QVa
 
 QString Demo::description(const QString& language) {
     if (m_random.chance(35)) {
-        return m_random.pick(m_catalog.words(u"descriptions"_s, language));
+        return m_random.pick(words(u"descriptions"_s, language));
     }
-    const QString pattern = m_random.pick(m_catalog.words(u"patterns"_s, language));
-    return pattern.arg(m_random.pick(m_catalog.words(u"subjects"_s, language)));
+    const QString pattern = m_random.pick(words(u"patterns"_s, language));
+    return pattern.arg(m_random.pick(words(u"subjects"_s, language)));
 }
 
 qint64 Demo::instant(QDate day, int seconds) const {
@@ -299,25 +313,14 @@ qint64 Demo::instant(QDate day, int seconds) const {
                : QDateTime(day, QTime::fromMSecsSinceStartOfDay(seconds * 1000), m_zone).toSecsSinceEpoch();
 }
 
-bool holdsWork(Connection& connection) {
-    QSqlQuery query =
-        connection.run(u"SELECT 1 WHERE EXISTS (SELECT 1 FROM time_entries)"
-                       " OR EXISTS (SELECT 1 FROM mutations) OR EXISTS (SELECT 1 FROM projects)"_s);
-    return connection.next(query);
-}
-
-bool holdsDemo(Connection& connection) {
-    QSqlQuery query = connection.run(u"SELECT 1 FROM users WHERE id = ? AND email = ?"_s,
-                                     {developmentUser, demoOwner.email});
-    return connection.next(query);
-}
-
 } // namespace
 
 bool addDemo(Connection& connection, QDate today) {
     Transaction transaction(connection, Transaction::Kind::Write);
-    if (holdsWork(connection)) {
-        return holdsDemo(connection);
+    if (connection.finds(u"SELECT 1 WHERE EXISTS (SELECT 1 FROM time_entries)"
+                         " OR EXISTS (SELECT 1 FROM mutations) OR EXISTS (SELECT 1 FROM projects)"_s)) {
+        return connection.finds(u"SELECT 1 FROM users WHERE id = ? AND email = ?"_s,
+                                {developmentUser, demoOwner.email});
     }
     Demo(connection, today).write();
     transaction.commit();
@@ -326,6 +329,25 @@ bool addDemo(Connection& connection, QDate today) {
 
 QDate currentDemoDay() {
     return QDateTime::currentDateTime().toTimeZone(QTimeZone(demoZone)).date();
+}
+
+void giveDemoPasswords(Connection& connection) {
+    for (const DemoAccount& account : {demoOwner, demoColleague}) {
+        if (connection.finds(u"SELECT 1 FROM users WHERE email = ? AND password_hash IS NULL"_s,
+                             {account.email})) {
+            const QByteArray hash = hashPassword(account.password);
+            connection.run(u"UPDATE users SET password_hash = ? WHERE email = ? AND password_hash IS NULL"_s,
+                           {QString::fromLatin1(hash), account.email});
+        }
+    }
+}
+
+QByteArray demoAccountLines() {
+    QByteArray lines;
+    for (const DemoAccount& account : {demoOwner, demoColleague}) {
+        lines += "Demo account " + account.email.toUtf8() + ", password " + account.password + '\n';
+    }
+    return lines;
 }
 
 } // namespace devserver

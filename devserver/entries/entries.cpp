@@ -6,8 +6,9 @@
 namespace devserver {
 namespace {
 
-const QString columns = u"id, workspace_id, user_id, description, project_id, task_id, tag_ids,"
-                        " billable, start_at, stop_at, deleted_at, version"_s;
+const QString changing =
+    u"description, project_id, task_id, tag_ids, billable, start_at, stop_at, deleted_at, version"_s;
+const QString columns = u"id, workspace_id, user_id, "_s + changing;
 const QString selectEntries = u"SELECT "_s + columns + u" FROM time_entries"_s;
 
 Entry entryOf(const QSqlQuery& row) {
@@ -27,8 +28,15 @@ Entry entryOf(const QSqlQuery& row) {
     return entry;
 }
 
+QVariantList changingValues(const Entry& entry) {
+    return {
+        entry.description,   orNull(entry.projectId), orNull(entry.taskId), QString::fromUtf8(entry.tagIds),
+        int(entry.billable), entry.startAt,           orNull(entry.stopAt), orNull(entry.deletedAt),
+        entry.version};
+}
+
 std::optional<Entry> findOne(Connection& connection, const QString& condition, const QString& value) {
-    const QList<Entry> found = findEntries(connection, condition, {value});
+    const auto found = connection.all(selectEntries + condition, {value}, entryOf);
     return found.isEmpty() ? std::nullopt : std::optional(found[0]);
 }
 
@@ -48,40 +56,22 @@ std::optional<Entry> findRunning(Connection& connection, const QString& userId) 
     return findOne(connection, u" WHERE user_id = ? AND stop_at IS NULL AND deleted_at IS NULL"_s, userId);
 }
 
-QList<Entry> findEntries(Connection& connection, const QString& rest, const QVariantList& values) {
-    QSqlQuery query = connection.run(selectEntries + rest, values);
-    QList<Entry> entries;
-    while (connection.next(query)) {
-        entries += entryOf(query);
-    }
-    return entries;
+void eachEntry(Connection& connection, const QString& rest, const QVariantList& values,
+               const std::function<void(const Entry&)>& use) {
+    connection.each(selectEntries + rest, values, [&use](const QSqlQuery& row) { use(entryOf(row)); });
 }
 
 void insertEntries(Connection& connection, const QList<Entry>& entries) {
     connection.insert(u"time_entries (%1)"_s.arg(columns), entries.size(), [&entries](qsizetype i) {
         const Entry& entry = entries[i];
-        return QVariantList{entry.id,
-                            entry.workspaceId,
-                            entry.userId,
-                            entry.description,
-                            orNull(entry.projectId),
-                            orNull(entry.taskId),
-                            QString::fromUtf8(entry.tagIds),
-                            int(entry.billable),
-                            entry.startAt,
-                            orNull(entry.stopAt),
-                            orNull(entry.deletedAt),
-                            entry.version};
+        const QVariantList key{entry.id, entry.workspaceId, entry.userId};
+        return key + changingValues(entry);
     });
 }
 
 void updateEntry(Connection& connection, const Entry& entry) {
-    connection.run(u"UPDATE time_entries SET description = ?, project_id = ?, task_id = ?,"
-                   " tag_ids = ?, billable = ?, start_at = ?, stop_at = ?, deleted_at = ?, version = ?"
-                   " WHERE id = ?"_s,
-                   {entry.description, orNull(entry.projectId), orNull(entry.taskId),
-                    QString::fromUtf8(entry.tagIds), int(entry.billable), entry.startAt, orNull(entry.stopAt),
-                    orNull(entry.deletedAt), entry.version, entry.id});
+    connection.run(u"UPDATE time_entries SET (%1) = (?, ?, ?, ?, ?, ?, ?, ?, ?) WHERE id = ?"_s.arg(changing),
+                   changingValues(entry) + QVariantList{entry.id});
 }
 
 void writeFields(JsonWriter& json, const Entry& entry) {
@@ -95,14 +85,13 @@ void writeFields(JsonWriter& json, const Entry& entry) {
 }
 
 void writeEntries(JsonWriter& json, Connection& connection, const QString& workspaceId) {
-    QSqlQuery query =
-        connection.run(selectEntries + u" WHERE workspace_id = ? ORDER BY start_at, id"_s, {workspaceId});
     json.beginArray();
-    while (connection.next(query)) {
-        json.beginObject();
-        writeFields(json, entryOf(query));
-        json.endObject();
-    }
+    eachEntry(connection, u" WHERE workspace_id = ? ORDER BY start_at, id"_s, {workspaceId},
+              [&json](const Entry& entry) {
+                  json.beginObject();
+                  writeFields(json, entry);
+                  json.endObject();
+              });
     json.endArray();
 }
 

@@ -36,9 +36,9 @@ struct Entry {
 /// The user's running timer, in whatever workspace.
 [[nodiscard]] std::optional<Entry> findRunning(Connection& connection, const QString& userId);
 
-/// The entries that `rest` selects, from its WHERE on.
-[[nodiscard]] QList<Entry> findEntries(Connection& connection, const QString& rest,
-                                       const QVariantList& values);
+/// Calls `use` with each entry that `rest` selects, from its WHERE on.
+void eachEntry(Connection& connection, const QString& rest, const QVariantList& values,
+               const std::function<void(const Entry&)>& use);
 
 void insertEntries(Connection& connection, const QList<Entry>& entries);
 void updateEntry(Connection& connection, const Entry& entry);

@@ -28,35 +28,21 @@ QString problemOf(const QJsonObject& record) {
 }
 
 Mutation mutationOf(const QJsonObject& record) {
-    Mutation mutation;
-    mutation.id = record.value(u"mutation_id"_s).toString();
-    mutation.workspaceId = record.value(u"workspace_id"_s).toString();
-    mutation.entityId = record.value(u"entity_id"_s).toString();
-    mutation.baseVersion = record.value(u"base_version"_s).toInteger();
-    mutation.operation = record.value(u"operation"_s).toString();
-    mutation.payload = record.value(u"payload"_s).toObject();
-    return mutation;
+    return {record.value(u"mutation_id"_s).toString(),
+            record.value(u"workspace_id"_s).toString(),
+            record.value(u"entity_id"_s).toString(),
+            record.value(u"base_version"_s).toInteger(),
+            record.value(u"operation"_s).toString(),
+            record.value(u"payload"_s).toObject(),
+            problemOf(record),
+            fingerprintOf(record)};
 }
 
-QString nameOf(Verdict::Status status) {
-    switch (status) {
-    case Verdict::Status::Accepted:
-        return u"accepted"_s;
-    case Verdict::Status::Conflict:
-        return u"conflict"_s;
-    case Verdict::Status::Rejected:
-        break;
-    }
-    return u"rejected"_s;
-}
-
-QByteArray decide(Connection& connection, const Caller& caller, const PushRequest& request) {
-    const Mutation& mutation = request.mutation;
-    const Verdict verdict = request.problem.isEmpty() ? applyMutation(connection, caller.userId, mutation)
-                                                      : Verdict{Verdict::Status::Rejected, request.problem};
+QByteArray decide(Connection& connection, const Caller& caller, const Mutation& mutation) {
+    const Verdict verdict = applyMutation(connection, caller.userId, mutation);
     JsonWriter json;
-    json.beginObject().field("mutation_id", mutation.id).field("status", nameOf(verdict.status));
-    if (verdict.status != Verdict::Status::Accepted) {
+    json.beginObject().field("mutation_id", mutation.id).field("status", verdict.status);
+    if (!verdict.message.isEmpty()) {
         json.field("message", verdict.message);
     }
     const auto entry = findEntry(connection, mutation.entityId);
@@ -69,14 +55,14 @@ QByteArray decide(Connection& connection, const Caller& caller, const PushReques
 }
 
 /// The answer that this mutation got before; empty when it is new.
-QByteArray firstAnswer(Connection& connection, const Caller& caller, const PushRequest& request) {
+QByteArray firstAnswer(Connection& connection, const Caller& caller, const Mutation& mutation) {
     QSqlQuery query =
         connection.run(u"SELECT fingerprint, result FROM mutations WHERE user_id = ? AND mutation_id = ?"_s,
-                       {caller.userId, request.mutation.id});
+                       {caller.userId, mutation.id});
     if (!connection.next(query)) {
         return {};
     }
-    if (query.value(0).toString() != request.fingerprint) {
+    if (query.value(0).toString() != mutation.fingerprint) {
         throw ApiError{422, u"idempotency_key_reused"_s,
                        u"This mutation id was already used with another content."_s};
     }
@@ -85,7 +71,7 @@ QByteArray firstAnswer(Connection& connection, const Caller& caller, const PushR
 
 } // namespace
 
-PushRequest readPush(const QByteArray& body, const QString& idempotencyKey) {
+Mutation readPush(const QByteArray& body, const QString& idempotencyKey) {
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(body, &error);
     if (error.error != QJsonParseError::NoError) {
@@ -95,27 +81,26 @@ PushRequest readPush(const QByteArray& body, const QString& idempotencyKey) {
     if (mutations.size() != 1 || !mutations[0].isObject()) {
         throw malformed(u"The request must hold exactly one mutation."_s);
     }
-    const QJsonObject record = mutations[0].toObject();
-    PushRequest request{mutationOf(record), problemOf(record), fingerprintOf(record)};
-    if (!isId(request.mutation.id)) {
+    Mutation mutation = mutationOf(mutations[0].toObject());
+    if (!isId(mutation.id)) {
         throw malformed(u"The mutation's mutation_id must be a UUID."_s);
     }
-    if (request.mutation.id != idempotencyKey) {
+    if (mutation.id != idempotencyKey) {
         throw ApiError{400, u"idempotency_key_mismatch"_s,
                        u"The Idempotency-Key is not the mutation's id."_s};
     }
-    return request;
+    return mutation;
 }
 
-QByteArray pushReply(Connection& connection, const Caller& caller, const PushRequest& request) {
-    QByteArray result = firstAnswer(connection, caller, request);
+QByteArray pushReply(Connection& connection, const Caller& caller, const Mutation& mutation) {
+    QByteArray result = firstAnswer(connection, caller, mutation);
     if (result.isEmpty()) {
-        result = decide(connection, caller, request);
-        connection.run(u"INSERT INTO mutations (user_id, mutation_id, fingerprint, result)"
-                       " VALUES (?, ?, ?, ?)"_s,
-                       {caller.userId, request.mutation.id, request.fingerprint, QString::fromUtf8(result)});
+        result = decide(connection, caller, mutation);
+        connection.insert(u"mutations (user_id, mutation_id, fingerprint, result)"_s,
+                          {caller.userId, mutation.id, mutation.fingerprint, QString::fromUtf8(result)});
     }
-    return R"({"results":[)" + result + "]}";
+    JsonWriter json;
+    return json.beginObject().key("results").beginArray().json(result).endArray().endObject().take();
 }
 
 } // namespace devserver

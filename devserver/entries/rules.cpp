@@ -4,18 +4,121 @@
 #include "devserver/accounts/accounts.h"
 #include "devserver/base/time.h"
 #include "devserver/entries/entries.h"
-#include "devserver/entries/payload.h"
 #include "devserver/timesheets/periods.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <algorithm>
+#include <array>
+#include <variant>
 
 namespace devserver {
 namespace {
 
+/// What a mutation sets; a field that its payload does not hold stays as it is.
+struct Change {
+    std::optional<QString> description;
+    std::optional<std::optional<QString>> projectId;
+    std::optional<QByteArray> tagIds; ///< a compact JSON array
+    std::optional<bool> billable;
+    std::optional<qint64> startAt;
+    std::optional<std::optional<qint64>> stopAt;
+};
+
+/// Each operation has its own set of fields; any other field is refused, so that
+/// nothing that was sent is dropped unseen.
+struct Operation {
+    QString name;
+    QStringList fields;
+    QStringList required;
+};
+
+/// Nothing where this server does not know it.
+const Operation* operationNamed(const QString& name) {
+    static const QStringList all{u"description"_s, u"project_id"_s, u"tag_ids"_s,
+                                 u"billable"_s,    u"start_at"_s,   u"stop_at"_s};
+    static const std::array<Operation, 6> operations{{
+        {u"entry.create"_s, all, {u"start_at"_s, u"stop_at"_s}},
+        {u"timer.start"_s, all.first(5), {u"start_at"_s}},
+        {u"entry.update"_s, all, {}},
+        {u"timer.stop"_s, {u"stop_at"_s}, {u"stop_at"_s}},
+        {u"entry.delete"_s, {}, {}},
+        {u"entry.restore"_s, {}, {}},
+    }};
+    const auto* found = std::find_if(operations.begin(), operations.end(),
+                                     [&name](const Operation& known) { return known.name == name; });
+    return found == operations.end() ? nullptr : found;
+}
+
+QString mustBe(const QString& field, const QString& what) {
+    return u"The field %1 must be %2."_s.arg(field, what);
+}
+
+// Takes a field over; the sentence that refuses its value, or an empty one.
+QString readField(const QString& name, const QJsonValue& value, Change& change) {
+    const QString text = value.toString();
+    if (name == u"description") {
+        change.description = text;
+        return !value.isString() || !isStorableText(text) ? mustBe(name, u"text"_s)
+               : text.size() > longestDescription
+                   ? u"The description is longer than %1 characters."_s.arg(longestDescription)
+                   : QString();
+    }
+    if (name == u"project_id") {
+        change.projectId = value.isNull() ? std::nullopt : std::optional(text);
+        return value.isNull() || isId(text) ? QString() : mustBe(name, u"a project's id or null"_s);
+    }
+    if (name == u"tag_ids") {
+        const QJsonArray tags = value.toArray();
+        change.tagIds = QJsonDocument(tags).toJson(QJsonDocument::Compact);
+        const bool ids =
+            std::all_of(tags.begin(), tags.end(), [](const QJsonValue& tag) { return isId(tag.toString()); });
+        return value.isArray() && ids && tags.size() <= mostTags
+                   ? QString()
+                   : mustBe(name, u"a list of at most %1 tag ids"_s.arg(mostTags));
+    }
+    if (name == u"billable") {
+        change.billable = value.toBool();
+        return value.isBool() ? QString() : mustBe(name, u"true or false"_s);
+    }
+    const auto instant = parseInstant(text);
+    if (name == u"start_at") {
+        change.startAt = instant;
+    } else {
+        change.stopAt = instant;
+    }
+    return instant ? QString() : mustBe(name, u"an ISO 8601 time with an offset"_s);
+}
+
+/// Either the change, or one sentence that says why the payload cannot be used.
+std::variant<Change, QString> readChange(const Operation& operation, const QJsonObject& payload) {
+    for (const QString& required : operation.required) {
+        if (!payload.contains(required)) {
+            return u"The field %1 is missing."_s.arg(required);
+        }
+    }
+    if (operation.name == u"entry.update" && payload.isEmpty()) {
+        return u"The update names no field to change."_s;
+    }
+    Change change;
+    for (auto field = payload.begin(); field != payload.end(); ++field) {
+        if (!operation.fields.contains(field.key())) {
+            return u"The payload has a field that this operation does not take."_s;
+        }
+        if (const QString problem = readField(field.key(), field.value(), change); !problem.isEmpty()) {
+            return problem;
+        }
+    }
+    return change;
+}
+
 Verdict conflict(const QString& message) {
-    return {Verdict::Status::Conflict, message};
+    return {u"conflict"_s, message};
 }
 
 Verdict rejected(const QString& message) {
-    return {Verdict::Status::Rejected, message};
+    return {u"rejected"_s, message};
 }
 
 bool isLocked(Connection& connection, const Entry& entry) {
@@ -85,7 +188,7 @@ Verdict createEntry(Connection& connection, const QString& userId, const Mutatio
 }
 
 Verdict changeEntry(Connection& connection, const QString& userId, const Mutation& mutation,
-                    Operation operation, const Change& change) {
+                    const Change& change) {
     const auto before = findEntry(connection, mutation.entityId);
     if (!before || before->workspaceId != mutation.workspaceId) {
         return rejected(u"The entry does not exist in this workspace."_s);
@@ -93,24 +196,24 @@ Verdict changeEntry(Connection& connection, const QString& userId, const Mutatio
     if (before->userId != userId) {
         return rejected(u"The entry belongs to another member of the workspace."_s);
     }
-    if (operation != Operation::Restore && before->deletedAt) {
+    const bool restores = mutation.operation == u"entry.restore";
+    if (!restores && before->deletedAt) {
         return rejected(u"The entry was deleted."_s);
     }
     if (before->version != mutation.baseVersion) {
         return conflict(u"The entry was changed elsewhere in the meantime."_s);
     }
-    if (operation == Operation::Restore && !before->deletedAt) {
+    if (restores && !before->deletedAt) {
         return rejected(u"The entry is not deleted."_s);
     }
-    if (operation == Operation::Stop && before->stopAt) {
+    if (mutation.operation == u"timer.stop" && before->stopAt) {
         return rejected(u"The timer was stopped already."_s);
     }
     Entry after = changed(*before, change);
-    if (operation == Operation::Delete) {
-        after.deletedAt = currentInstant();
-    }
-    if (operation == Operation::Restore) {
+    if (restores) {
         after.deletedAt = std::nullopt;
+    } else if (mutation.operation == u"entry.delete") {
+        after.deletedAt = currentInstant();
     }
     if (const auto verdict = obstacle(connection, before, after)) {
         return *verdict;
@@ -123,7 +226,10 @@ Verdict changeEntry(Connection& connection, const QString& userId, const Mutatio
 } // namespace
 
 Verdict applyMutation(Connection& connection, const QString& userId, const Mutation& mutation) {
-    const auto operation = operationNamed(mutation.operation);
+    if (!mutation.problem.isEmpty()) {
+        return rejected(mutation.problem);
+    }
+    const Operation* operation = operationNamed(mutation.operation);
     if (!operation) {
         return rejected(u"This server does not know the operation."_s);
     }
@@ -134,10 +240,10 @@ Verdict applyMutation(Connection& connection, const QString& userId, const Mutat
     if (!isMember(connection, userId, mutation.workspaceId)) {
         return rejected(u"You are not a member of this workspace."_s);
     }
-    if (creates(*operation)) {
-        return createEntry(connection, userId, mutation, std::get<Change>(change));
-    }
-    return changeEntry(connection, userId, mutation, *operation, std::get<Change>(change));
+    // What makes an entry has to say when it starts.
+    const bool creates = operation->required.contains(u"start_at"_s);
+    return creates ? createEntry(connection, userId, mutation, std::get<Change>(change))
+                   : changeEntry(connection, userId, mutation, std::get<Change>(change));
 }
 
 } // namespace devserver

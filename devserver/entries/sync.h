@@ -11,10 +11,9 @@ class Router;
 void addSyncRoutes(Router& router);
 
 /// `GET /sync/snapshot`: {"workspace_id","catalog":{"projects","clients"},
-/// "time_entries","timesheet_periods"} of one workspace, all of one moment.
-/// Throws ApiError 404 unless the caller is a member.
-[[nodiscard]] QByteArray snapshotReply(Connection& connection, const Caller& caller,
-                                       const QString& workspaceId);
+/// "time_entries","timesheet_periods"} of one workspace, all of one moment. Whoever asks must
+/// have been found to be a member.
+[[nodiscard]] QByteArray snapshotReply(Connection& connection, const QString& workspaceId);
 
 /// `GET /me/timer`: {"timer":ENTRY} or {"timer":null}.
 [[nodiscard]] QByteArray timerReply(Connection& connection, const Caller& caller);

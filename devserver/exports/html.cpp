@@ -93,15 +93,17 @@ QByteArray headOf(const ReportTable& table) {
            "</title>\n<style>" + style + "</style>\n</head>\n";
 }
 
+QByteArray paragraphOf(const QString& text) {
+    return "<p>" + escaped(text) + "</p>\n";
+}
+
 QByteArray titleOf(const ReportTable& table, bool empty) {
     const QString range = table.field(u"from_date") + u" – "_s + table.field(u"to_date");
     QByteArray html = "<h1>" + escaped(table.field(u"workspace")) + "</h1>\n<p>" + escaped(table.title()) +
                       " · <bdi dir=\"ltr\">" + escaped(range) + "</bdi> · <bdi>" +
                       escaped(table.field(u"timezone")) + "</bdi></p>\n";
     if (empty) {
-        html += "<p>" +
-                escaped(table.word(u"אין רשומות בטווח הזה.", u"There are no entries in this range.")) +
-                "</p>\n";
+        html += paragraphOf(table.word(u"אין רשומות בטווח הזה.", u"There are no entries in this range."));
     }
     html += "<table>\n<thead><tr>";
     for (const ReportTable::Column& column : table.columns()) {
@@ -114,22 +116,18 @@ QByteArray titleOf(const ReportTable& table, bool empty) {
 
 } // namespace
 
-void writeHtml(SnapshotReader& report, ExportFile& to) {
+void writeHtml(SnapshotReader& report, QTemporaryFile& to) {
     const ReportTable table(report.header());
-    auto row = report.next();
     const bool wide = table.columns().size() > 8;
-    to.write(headOf(table) + (wide ? "<body class=\"wide\">\n" : "<body>\n") + titleOf(table, !row));
-    for (; row; row = report.next()) {
-        to.write(rowOf(table, table.cells(*row)));
-    }
-    to.write("</tbody>\n<tfoot>\n" + rowOf(table, table.totals()) + "</tfoot>\n</table>\n");
+    write(to, headOf(table) + (wide ? "<body class=\"wide\">\n" : "<body>\n") +
+                  titleOf(table, report.rowCount() == 0));
+    report.each([&](const QByteArray& row) { write(to, rowOf(table, table.cells(row))); });
+    write(to, "</tbody>\n<tfoot>\n" + rowOf(table, table.totals()) + "</tfoot>\n</table>\n");
     if (table.totals().constLast().isNull()) {
-        to.write("<p>" +
-                 escaped(table.word(u"הסכום ריק במקום שבו לרשומה לחיוב אין תעריף שעתי.",
-                                    u"An amount is empty where a billable entry has no hourly rate.")) +
-                 "</p>\n");
+        write(to, paragraphOf(table.word(u"הסכום ריק במקום שבו לרשומה לחיוב אין תעריף שעתי.",
+                                         u"An amount is empty where a billable entry has no hourly rate.")));
     }
-    to.write("</body>\n</html>\n");
+    write(to, "</body>\n</html>\n");
 }
 
 } // namespace devserver

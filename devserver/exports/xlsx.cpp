@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "devserver/base/time.h"
 #include "devserver/exports/formats.h"
 #include "devserver/exports/table.h"
 
@@ -6,6 +7,7 @@
 #include <QDir>
 #include <QRegularExpression>
 
+#include <fcntl.h>
 #include <xlsxwriter.h>
 
 #include <memory>
@@ -17,7 +19,6 @@ namespace {
 
 using Kind = ReportTable::Kind;
 
-constexpr double secondsPerDay = 86400;
 constexpr qsizetype longestText = 32767; // UTF-16 units in one cell
 constexpr uint8_t a4 = 9;
 
@@ -42,39 +43,34 @@ std::string cellText(QString text) {
     return text.toStdString();
 }
 
-double widthOf(Kind kind) {
-    switch (kind) {
-    case Kind::Text:
-        return 26;
-    case Kind::Moment:
-        return 20;
-    default:
-        return 14;
-    }
-}
+/// How the cells of a kind are written.
+struct Style {
+    const char* numberFormat;
+    double width;
+};
 
-const char* numberFormatOf(Kind kind) {
+Style styleOf(Kind kind) {
     switch (kind) {
     case Kind::Text:
-        return "@";
+        return {"@", 26};
     case Kind::Day:
-        return "yyyy-mm-dd";
+        return {"yyyy-mm-dd", 14};
     case Kind::Moment:
-        return "yyyy-mm-dd hh:mm:ss";
+        return {"yyyy-mm-dd hh:mm:ss", 20};
     case Kind::Duration:
-        return "[h]:mm:ss";
+        return {"[h]:mm:ss", 14};
     case Kind::Amount:
-        return "#,##0.00";
+        return {"#,##0.00", 14};
     case Kind::Count:
-        return "#,##0";
+        break;
     }
-    return "General";
+    return {"#,##0", 14};
 }
 
 /// The workbook while it is written. The library keeps one row in memory.
 class Workbook {
 public:
-    Workbook(ExportFile& file, const ReportTable& table, qint64 createdAt);
+    Workbook(QTemporaryFile& file, const ReportTable& table, qint64 createdAt);
 
     void append(const ReportTable::Row& row) { append(row, m_formats); }
     /// Writes the totals and the end of the file.
@@ -83,13 +79,12 @@ public:
 private:
     void describe(qint64 createdAt);
     void layOut();
-    void appendTitles();
     void append(const ReportTable::Row& row, const QList<lxw_format*>& formats);
     [[nodiscard]] lxw_format* addFormat(Kind kind, bool bold);
-    [[nodiscard]] lxw_error write(lxw_col_t column, const QVariant& cell, Kind kind, lxw_format* format);
+    [[nodiscard]] lxw_error writeCell(lxw_col_t column, const QVariant& cell, Kind kind, lxw_format* format);
     [[nodiscard]] lxw_error writeMoment(lxw_col_t column, QDate date, QTime time, lxw_format* format);
 
-    ExportFile& m_file;
+    QTemporaryFile& m_file;
     const ReportTable& m_table;
     QByteArray m_folder = QFile::encodeName(QDir::tempPath()); // the library keeps the address
     std::unique_ptr<lxw_workbook, decltype(&workbook_close)> m_book{nullptr, workbook_close};
@@ -100,12 +95,13 @@ private:
     qint64 m_bytes = 65536; ///< no sheet of these rows is larger
 };
 
-Workbook::Workbook(ExportFile& file, const ReportTable& table, qint64 createdAt)
+Workbook::Workbook(QTemporaryFile& file, const ReportTable& table, qint64 createdAt)
     : m_file(file), m_table(table) {
     lxw_workbook_options options{};
     options.constant_memory = LXW_TRUE;
     options.tmpdir = m_folder.data();
-    m_book.reset(workbook_new_opt(file.path().c_str(), &options));
+    const std::string path = "/proc/self/fd/" + std::to_string(file.handle());
+    m_book.reset(workbook_new_opt(path.c_str(), &options));
     const std::string name = table.title().toStdString();
     m_sheet = m_book ? workbook_add_worksheet(m_book.get(), name.c_str()) : nullptr;
     if (!m_sheet) {
@@ -117,7 +113,6 @@ Workbook::Workbook(ExportFile& file, const ReportTable& table, qint64 createdAt)
     }
     describe(createdAt);
     layOut();
-    appendTitles();
 }
 
 // The time is the report's own: the same report gives the same bytes again.
@@ -141,26 +136,20 @@ void Workbook::layOut() {
     worksheet_set_paper(m_sheet, a4);
     worksheet_fit_to_pages(m_sheet, 1, 0);
     require(worksheet_repeat_rows(m_sheet, 0, 0));
+    lxw_format* titles = addFormat(Kind::Text, true);
+    format_set_bottom(titles, LXW_BORDER_THIN);
     const auto& columns = m_table.columns();
     for (qsizetype i = 0; i < columns.size(); ++i) {
         const auto at = static_cast<lxw_col_t>(i);
-        require(worksheet_set_column(m_sheet, at, at, widthOf(columns[i].kind), nullptr));
-    }
-}
-
-void Workbook::appendTitles() {
-    lxw_format* format = addFormat(Kind::Text, true);
-    format_set_bottom(format, LXW_BORDER_THIN);
-    const auto& columns = m_table.columns();
-    for (qsizetype i = 0; i < columns.size(); ++i) {
-        require(write(static_cast<lxw_col_t>(i), columns[i].title, Kind::Text, format));
+        require(worksheet_set_column(m_sheet, at, at, styleOf(columns[i].kind).width, nullptr));
+        require(writeCell(at, columns[i].title, Kind::Text, titles));
     }
     ++m_row;
 }
 
 void Workbook::append(const ReportTable::Row& row, const QList<lxw_format*>& formats) {
     for (qsizetype i = 0; i < row.size(); ++i) {
-        require(write(static_cast<lxw_col_t>(i), row[i], m_table.columns()[i].kind, formats[i]));
+        require(writeCell(static_cast<lxw_col_t>(i), row[i], m_table.columns()[i].kind, formats[i]));
     }
     m_bytes += 128 * (row.size() + 1); // what stands around each cell, and around the row
     ++m_row;
@@ -170,7 +159,7 @@ void Workbook::append(const ReportTable::Row& row, const QList<lxw_format*>& for
 // the next, and does not look whether the second could be written.
 void Workbook::finish() {
     append(m_table.totals(), m_boldFormats);
-    m_file.requireRoom(m_bytes);
+    requireWritten(posix_fallocate(m_file.handle(), 0, m_bytes) == 0 && m_file.resize(0), m_file);
     require(workbook_close(m_book.release()));
 }
 
@@ -179,7 +168,7 @@ lxw_format* Workbook::addFormat(Kind kind, bool bold) {
     if (!format) {
         throw std::bad_alloc();
     }
-    format_set_num_format(format, numberFormatOf(kind));
+    format_set_num_format(format, styleOf(kind).numberFormat);
     format_set_align(format, LXW_ALIGN_VERTICAL_TOP);
     if (kind == Kind::Text) {
         format_set_text_wrap(format);
@@ -191,14 +180,14 @@ lxw_format* Workbook::addFormat(Kind kind, bool bold) {
 }
 
 // Every text is written as a text, whatever it looks like.
-lxw_error Workbook::write(lxw_col_t column, const QVariant& cell, Kind kind, lxw_format* format) {
+lxw_error Workbook::writeCell(lxw_col_t column, const QVariant& cell, Kind kind, lxw_format* format) {
     switch (cell.isNull() ? QMetaType::UnknownType : cell.typeId()) {
     case QMetaType::UnknownType:
         return LXW_NO_ERROR;
     case QMetaType::LongLong: {
         const double number = cell.toDouble();
-        return worksheet_write_number(m_sheet, m_row, column,
-                                      kind == Kind::Duration ? number / secondsPerDay : number, format);
+        return worksheet_write_number(
+            m_sheet, m_row, column, kind == Kind::Duration ? number / double(secondsPerDay) : number, format);
     }
     case QMetaType::QDate:
         return writeMoment(column, cell.toDate(), QTime(0, 0), format);
@@ -228,12 +217,10 @@ lxw_error Workbook::writeMoment(lxw_col_t column, QDate date, QTime time, lxw_fo
 
 } // namespace
 
-void writeXlsx(SnapshotReader& report, ExportFile& to) {
+void writeXlsx(SnapshotReader& report, QTemporaryFile& to) {
     const ReportTable table(report.header());
     Workbook workbook(to, table, report.createdAt());
-    while (const auto row = report.next()) {
-        workbook.append(table.cells(*row));
-    }
+    report.each([&](const QByteArray& row) { workbook.append(table.cells(row)); });
     workbook.finish();
 }
 

@@ -5,7 +5,6 @@
 #include "devserver/base/apierror.h"
 #include "devserver/base/json.h"
 #include "devserver/base/wipe.h"
-#include "devserver/http/router.h"
 
 #include <QScopeGuard>
 
@@ -57,7 +56,6 @@ Answer openAccount(Request& request, SignIn& signIn, const DeviceOf& deviceOf, c
     QByteArray passwordBytes;
     OpenedSession session;
     const auto forget = qScopeGuard([&] {
-        request.wipeBody();
         wipe(password);
         wipe(passwordBytes);
         wipe(session.token);
@@ -76,17 +74,20 @@ Answer openAccount(Request& request, SignIn& signIn, const DeviceOf& deviceOf, c
 }
 
 void addAccountRoutes(Router& router, SignIn& signIn) {
-    router.get("/v1", Work::Read, [](Request&) {
-        return QByteArray(R"({"name":"Timer.Kelvaro development server","version":")" TIMER_VERSION R"("})");
-    });
-    router.get("/v1/me", Work::Read,
-               [](Request& request) { return identityReply(request.connection(), request.caller()); });
-    router.get("/v1/workspaces", Work::Read,
-               [](Request& request) { return workspacesReply(request.connection(), request.caller()); });
-    router.post("/v1/auth/login", Work::Own, [&signIn](Request& request) {
+    router.get("/v1", reads([](Request&) {
+                   JsonWriter json;
+                   json.beginObject().field("name", u"Timer.Kelvaro development server"_s);
+                   return json.field("version", QString::fromLatin1(TIMER_VERSION)).endObject().take();
+               }));
+    router.get("/v1/me",
+               reads([](Request& request) { return identityReply(request.connection(), request.caller()); }));
+    router.get("/v1/workspaces", reads([](Request& request) {
+                   return workspacesReply(request.connection(), request.caller());
+               }));
+    router.post("/v1/auth/login", [&signIn](Request& request) {
         return openAccount(request, signIn, nativeDevice, loginReply);
     });
-    router.post("/v1/auth/logout", Work::Write, logout);
+    router.post("/v1/auth/logout", writes(logout));
 }
 
 } // namespace devserver

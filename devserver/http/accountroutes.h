@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/http/request.h"
-
-#include <QJsonObject>
-
-#include <functional>
+#include "devserver/http/router.h"
 
 namespace devserver {
 
-class Router;
 class SignIn;
 
 /// Where a session is used, for people to recognise it by.
@@ -24,8 +19,8 @@ using SessionReply =
     std::function<Answer(const OpenedSession& session, const QString& userId, const Device& device)>;
 
 /// Opens a session for the user whose `email` and `password` the request's body
-/// holds; `deviceOf` reads its other fields. The body, the password and the
-/// session's token are overwritten however it ends. Throws ApiError 422 for
+/// holds; `deviceOf` reads its other fields. The password and the session's
+/// token are overwritten however it ends. Throws ApiError 422 for
 /// fields of another type, and as `SignIn::userOf`. Not to be called in a
 /// transaction.
 [[nodiscard]] Answer openAccount(Request& request, SignIn& signIn, const DeviceOf& deviceOf,

@@ -12,19 +12,12 @@
 namespace devserver {
 namespace {
 
-struct HostAndPort {
-    QString host;
-    QString port;
-};
-
-std::optional<HostAndPort> split(const QString& text) {
+/// The host and the port, both empty where the text names none.
+std::pair<QString, QString> split(const QString& text) {
     static const QRegularExpression form(
         u"^(?:\\[([0-9A-Fa-f:.]+)\\]|([^:\\[\\]/@\\s]+))(?::([0-9]{1,5}))?\\z"_s);
     const QRegularExpressionMatch match = form.match(text);
-    if (!match.hasMatch()) {
-        return std::nullopt;
-    }
-    return HostAndPort{match.captured(1) + match.captured(2), match.captured(3)};
+    return {match.captured(1) + match.captured(2), match.captured(3)};
 }
 
 bool isIpAddress(const QString& host) {
@@ -42,15 +35,12 @@ QString ListenAddress::text() const {
 }
 
 std::optional<ListenAddress> parseListenAddress(const QString& text) {
-    const auto parts = split(text);
-    if (!parts || parts->port.isEmpty() || parts->port.toInt() > 65535) {
-        return std::nullopt;
+    auto [host, port] = split(text);
+    if (host == u"localhost") {
+        host = u"127.0.0.1"_s;
     }
-    const QString host = parts->host == u"localhost" ? u"127.0.0.1"_s : parts->host;
-    if (!isIpAddress(host)) {
-        return std::nullopt;
-    }
-    return ListenAddress{host, parts->port.toInt()};
+    const bool usable = isIpAddress(host) && !port.isEmpty() && port.toInt() <= 65535;
+    return usable ? std::optional(ListenAddress{host, port.toInt()}) : std::nullopt;
 }
 
 bool isPrivateAddress(const QString& host) {
@@ -65,9 +55,8 @@ bool isPrivateAddress(const QString& host) {
 }
 
 bool isPrivateHostHeader(const QString& header) {
-    const auto parts = split(header);
-    return parts &&
-           (parts->host.compare(u"localhost", Qt::CaseInsensitive) == 0 || isPrivateAddress(parts->host));
+    const QString host = split(header).first;
+    return host.compare(u"localhost", Qt::CaseInsensitive) == 0 || isPrivateAddress(host);
 }
 
 } // namespace devserver

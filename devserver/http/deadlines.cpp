@@ -51,16 +51,8 @@ std::string peerName(const std::string& address, int port) {
 }
 
 Deadlines::Deadlines(int port, Duration forRequest, Duration forAnswer)
-    : m_port(port), m_forRequest(forRequest), m_forAnswer(forAnswer), m_thread([this] { watch(); }) {
-}
-
-Deadlines::~Deadlines() {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_stopped = true;
-    }
-    m_stop.notify_all();
-    m_thread.join();
+    : m_port(port), m_forRequest(forRequest), m_forAnswer(forAnswer),
+      m_thread([this](const std::stop_token& stop) { watch(stop); }) {
 }
 
 void Deadlines::extend(const std::string& peer, Duration by) {
@@ -68,9 +60,10 @@ void Deadlines::extend(const std::string& peer, Duration by) {
     m_deadlines[peer] = std::chrono::steady_clock::now() + by;
 }
 
-void Deadlines::watch() {
+void Deadlines::watch(const std::stop_token& stop) {
     std::unique_lock lock(m_mutex);
-    while (!m_stop.wait_for(lock, std::min(m_forRequest, Duration(1000)), [this] { return m_stopped; })) {
+    while (!m_tick.wait_for(lock, stop, std::min(m_forRequest, Duration(1000)),
+                            [&stop] { return stop.stop_requested(); })) {
         endLate();
     }
 }

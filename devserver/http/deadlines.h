@@ -29,7 +29,6 @@ public:
 
     /// How long a connection may take to send a request, and then to take the answer.
     Deadlines(int port, Duration forRequest, Duration forAnswer);
-    ~Deadlines();
     Q_DISABLE_COPY_MOVE(Deadlines)
 
     /// The peer's request was read to its end; its answer was sent.
@@ -40,17 +39,16 @@ private:
     using Time = std::chrono::steady_clock::time_point;
 
     void extend(const std::string& peer, Duration by);
-    void watch();
+    void watch(const std::stop_token& stop);
     void endLate();
 
     int m_port;
     Duration m_forRequest;
     Duration m_forAnswer;
     std::mutex m_mutex;
-    std::condition_variable m_stop;
-    bool m_stopped = false;
+    std::condition_variable_any m_tick;
     std::map<std::string, Time> m_deadlines; ///< by peer
-    std::thread m_thread;
+    std::jthread m_thread;
 };
 
 } // namespace devserver

@@ -2,8 +2,11 @@
 #include "devserver/http/router.h"
 
 #include "devserver/base/apierror.h"
+#include "devserver/base/wipe.h"
 #include "devserver/http/address.h"
 #include "devserver/http/deadlines.h"
+
+#include <QJsonDocument>
 
 #include <httplib.h>
 
@@ -124,15 +127,70 @@ void requireOwnOrigin(const httplib::Request& request) {
     }
 }
 
-Answer workIn(Transaction::Kind kind, Request& request, const Router::Handler& handler) {
-    Transaction transaction(request.connection(), kind);
-    request.setCaller(authenticate(request.connection(), request.header("Authorization")));
-    Answer answer = handler(request);
-    transaction.commit();
-    return answer;
+Caller bearerOf(const Request& request) {
+    return authenticate(request.connection(), request.header("Authorization"));
 }
 
 } // namespace
+
+Request::Request(const httplib::Request& http, Connection& connection, QByteArray body)
+    : m_http(http), m_connection(connection), m_body(std::move(body)) {
+}
+
+Request::~Request() {
+    wipe(m_body);
+}
+
+QString Request::part(size_t n) const {
+    return n < m_http.matches.size() ? QString::fromStdString(m_http.matches[n].str()) : QString();
+}
+
+QString Request::parameter(const char* name) const {
+    return QString::fromStdString(m_http.get_param_value(name));
+}
+
+QByteArray Request::header(const char* name) const {
+    return QByteArray::fromStdString(m_http.get_header_value(name));
+}
+
+QString Request::idempotencyKey() const {
+    QString key = QString::fromUtf8(header("Idempotency-Key"));
+    if (key.isEmpty()) {
+        throw ApiError{400, u"idempotency_key_missing"_s, u"The request has no Idempotency-Key."_s};
+    }
+    return key;
+}
+
+QString Request::remoteAddress() const {
+    return QString::fromStdString(m_http.remote_addr);
+}
+
+QJsonObject Request::json() const {
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(m_body, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject()) {
+        throw malformed(u"The request is not a valid JSON object."_s);
+    }
+    return document.object();
+}
+
+Handler inTransaction(Transaction::Kind kind, const Identify& identify, const Handler& handler) {
+    return [kind, identify, handler](Request& request) {
+        Transaction transaction(request.connection(), kind);
+        request.setCaller(identify(request));
+        Answer answer = handler(request);
+        transaction.commit();
+        return answer;
+    };
+}
+
+Handler reads(const Handler& handler) {
+    return inTransaction(Transaction::Kind::Read, bearerOf, handler);
+}
+
+Handler writes(const Handler& handler) {
+    return inTransaction(Transaction::Kind::Write, bearerOf, handler);
+}
 
 Router::Router(httplib::Server& http, const Database& database) : m_http(http), m_database(database) {
     // What is answered is one person's, now: not for other sites, not for a cache.
@@ -163,19 +221,19 @@ void Router::start(Deadlines& deadlines) {
     });
 }
 
-void Router::get(const std::string& path, Work work, Handler handler) {
-    m_http.Get(path, [this, work, handler = std::move(handler)](const httplib::Request& request,
-                                                                httplib::Response& response) {
-        answer(request, response, {}, work, handler);
+void Router::get(const std::string& path, Handler handler) {
+    m_http.Get(path, [this, handler = std::move(handler)](const httplib::Request& request,
+                                                          httplib::Response& response) {
+        answer(request, response, {}, handler);
     });
 }
 
-void Router::post(const std::string& path, Work work, Handler handler, qsizetype largestBody) {
-    m_http.Post(path, [this, work, largestBody, handler = std::move(handler)](
+void Router::post(const std::string& path, Handler handler, qsizetype largestBody) {
+    m_http.Post(path, [this, largestBody, handler = std::move(handler)](
                           const httplib::Request& request, httplib::Response& response,
                           const httplib::ContentReader& reader) {
         if (auto body = readBody(request, response, reader, largestBody)) {
-            answer(request, response, std::move(*body), work, handler);
+            answer(request, response, std::move(*body), handler);
         }
     });
 }
@@ -194,20 +252,20 @@ void Router::addRefusals() {
     m_http.Delete(".*", nothingHere);
 }
 
-void Router::answer(const httplib::Request& http, httplib::Response& response, QByteArray body, Work kind,
+void Router::answer(const httplib::Request& http, httplib::Response& response, QByteArray body,
                     const Handler& handler) const {
     m_deadlines->received(peerName(http.remote_addr, http.remote_port));
     // The library would cut a part out of any answer and call it the whole.
     const_cast<httplib::Request&>(http).ranges.clear();
     const auto done = std::make_shared<std::promise<void>>(); // the worker may still hold it afterwards
     m_workers->enqueue([&, done] {
-        perform(http, response, std::move(body), kind, handler);
+        perform(http, response, std::move(body), handler);
         done->set_value();
     });
     done->get_future().wait();
 }
 
-void Router::perform(const httplib::Request& http, httplib::Response& response, QByteArray body, Work kind,
+void Router::perform(const httplib::Request& http, httplib::Response& response, QByteArray body,
                      const Handler& handler) const {
     try {
         requirePrivateHost(http);
@@ -216,14 +274,7 @@ void Router::perform(const httplib::Request& http, httplib::Response& response, 
             requireJson(http);
         }
         Request request(http, m_database.connection(), std::move(body));
-        switch (kind) {
-        case Work::Read:
-            return send(response, workIn(Transaction::Kind::Read, request, handler));
-        case Work::Write:
-            return send(response, workIn(Transaction::Kind::Write, request, handler));
-        case Work::Own:
-            return send(response, handler(request));
-        }
+        send(response, handler(request));
     } catch (const ApiError& error) {
         sendError(response, error);
     } catch (const std::exception& error) {

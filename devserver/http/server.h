@@ -2,7 +2,6 @@
 #pragma once
 
 #include "devserver/http/address.h"
-#include "devserver/http/certificate.h"
 #include "devserver/http/deadlines.h"
 #include "devserver/http/router.h"
 
@@ -11,6 +10,13 @@
 #include <optional>
 
 namespace devserver {
+
+/// What https is served with: PEM files, the certificate followed by those that
+/// vouch for it, and its private key without a passphrase.
+struct CertificateFiles {
+    QString certificate;
+    QString key;
+};
 
 /// The HTTP side: the port, and a thread for each connection.
 class Server {

@@ -1,87 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/imports/csvtable.h"
 
-#include <csv.h>
+#include "devserver/base/time.h"
+
+#include <QHash>
+#include <QRegularExpression>
+#include <QScopeGuard>
 
 #include <algorithm>
 #include <stdexcept>
 
+#include <csv.h>
+
 namespace devserver {
 namespace {
-
-/// Feeds the parser line by line, since it does not tell where it stands.
-class Reader {
-public:
-    explicit Reader(char separator) {
-        if (csv_init(&m_parser, CSV_STRICT | CSV_STRICT_FINI) != 0) {
-            throw std::runtime_error("the CSV parser cannot be set up");
-        }
-        csv_set_delim(&m_parser, static_cast<unsigned char>(separator));
-    }
-    ~Reader() { csv_free(&m_parser); }
-    Q_DISABLE_COPY_MOVE(Reader)
-
-    void skipLine();
-    void readLine(QByteArrayView line);
-    [[nodiscard]] QList<CsvRecord> finish();
-
-private:
-    static void addCell(void* cell, size_t size, void* self);
-    static void endRecord(int terminator, void* self);
-
-    csv_parser m_parser{};
-    QList<CsvRecord> m_records;
-    CsvRecord m_current;
-    int m_line = 0;
-    int m_row = 0;
-    int m_firstLine = 0;
-    bool m_inside = false;
-};
-
-void Reader::skipLine() {
-    ++m_line;
-    ++m_row;
-}
-
-void Reader::readLine(QByteArrayView line) {
-    ++m_line;
-    if (!m_inside) {
-        ++m_row;
-        if (line.trimmed().isEmpty()) {
-            return;
-        }
-        m_inside = true;
-        m_firstLine = m_line;
-    }
-    const auto size = static_cast<size_t>(line.size());
-    if (csv_parse(&m_parser, line.data(), size, addCell, endRecord, this) != size) {
-        throw unusableCsv(u"Line %1 has a quote in a place where none can be."_s.arg(m_line));
-    }
-}
-
-QList<CsvRecord> Reader::finish() {
-    if (csv_fini(&m_parser, addCell, endRecord, this) != 0) {
-        throw unusableCsv(
-            u"A quote that is opened in the record of line %1 is never closed."_s.arg(m_firstLine));
-    }
-    return std::move(m_records);
-}
-
-void Reader::addCell(void* cell, size_t size, void* self) {
-    const QUtf8StringView text(static_cast<const char*>(cell), static_cast<qsizetype>(size));
-    static_cast<Reader*>(self)->m_current.cells += text.toString().trimmed();
-}
-
-void Reader::endRecord(int /*terminator*/, void* self) {
-    auto& reader = *static_cast<Reader*>(self);
-    reader.m_inside = false;
-    reader.m_current.row = reader.m_row;
-    const QStringList& cells = reader.m_current.cells;
-    if (!std::all_of(cells.begin(), cells.end(), [](const QString& cell) { return cell.isEmpty(); })) {
-        reader.m_records += reader.m_current;
-    }
-    reader.m_current.cells.clear();
-}
 
 /// Takes the first line off, with what ends it.
 QByteArrayView takeLine(QByteArrayView& text) {
@@ -93,6 +25,58 @@ QByteArrayView takeLine(QByteArrayView& text) {
     const QByteArrayView line = text.first(size);
     text = text.sliced(size);
     return line;
+}
+
+/// What the parser has found; it knows nothing of rows.
+struct Found {
+    QList<CsvRecord> records;
+    CsvRecord current;
+    bool inside = false; ///< a record has begun and not ended
+};
+
+void addCell(void* cell, size_t size, void* found) {
+    const QUtf8StringView text(static_cast<const char*>(cell), static_cast<qsizetype>(size));
+    static_cast<Found*>(found)->current.cells += text.toString().trimmed();
+}
+
+void endRecord(int /*terminator*/, void* data) {
+    auto& found = *static_cast<Found*>(data);
+    found.inside = false;
+    if (!found.current.cells.join(QString()).isEmpty()) {
+        found.records += found.current;
+    }
+    found.current.cells.clear();
+}
+
+// The parser is fed line by line, since it does not tell where it stands; `line` are behind already.
+QList<CsvRecord> readRecords(QByteArrayView text, char separator, int line) {
+    csv_parser parser{};
+    if (csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI) != 0) {
+        throw std::runtime_error("the CSV parser cannot be set up");
+    }
+    const auto freed = qScopeGuard([&parser] { csv_free(&parser); });
+    csv_set_delim(&parser, static_cast<unsigned char>(separator));
+    Found found;
+    int row = line;
+    int firstLine = 0;
+    while (!text.isEmpty()) {
+        const QByteArrayView bytes = takeLine(text);
+        ++line;
+        if (!found.inside) {
+            found.current.row = ++row;
+            firstLine = line;
+            found.inside = !bytes.trimmed().isEmpty();
+        }
+        const auto size = static_cast<size_t>(bytes.size());
+        if (found.inside && csv_parse(&parser, bytes.data(), size, addCell, endRecord, &found) != size) {
+            throw unusableCsv(u"Line %1 has a quote in a place where none can be."_s.arg(line));
+        }
+    }
+    if (csv_fini(&parser, addCell, endRecord, &found) != 0) {
+        throw unusableCsv(
+            u"A quote that is opened in the record of line %1 is never closed."_s.arg(firstLine));
+    }
+    return found.records;
 }
 
 char separatorOf(QByteArrayView text) {
@@ -121,6 +105,18 @@ void dropEmptyEnd(QStringList& cells, qsizetype columns) {
     }
 }
 
+// Only times of day and texts need more than another title.
+const QHash<QString, QString> englishTitles{{u"משתמש"_s, u"User"_s},        {u"לקוח"_s, u"Client"_s},
+                                            {u"פרויקט"_s, u"Project"_s},    {u"משימה"_s, u"Task"_s},
+                                            {u"תיאור"_s, u"Description"_s}, {u"תגיות"_s, u"Tags"_s},
+                                            {u"לחיוב"_s, u"Billable"_s},    {u"משך"_s, u"Duration"_s}};
+
+void splitMoment(QStringList& cells, qsizetype at) {
+    const QString moment = cells.value(at);
+    cells.replace(at, moment.section(u' ', 0, 0));
+    cells.insert(at + 1, moment.section(u' ', 1));
+}
+
 } // namespace
 
 ApiError unusableCsv(const QString& sentence) {
@@ -133,25 +129,43 @@ CsvTable readCsv(QByteArrayView text) {
         text = text.sliced(byteOrderMark.size());
     }
     const auto named = takeNamedSeparator(text);
-    Reader reader(named.value_or(separatorOf(text)));
-    if (named) {
-        reader.skipLine();
-    }
-    while (!text.isEmpty()) {
-        reader.readLine(takeLine(text));
-    }
-    QList<CsvRecord> records = reader.finish();
-    if (records.isEmpty()) {
+    CsvTable table;
+    table.records = readRecords(text, named.value_or(separatorOf(text)), named ? 1 : 0);
+    if (table.records.isEmpty()) {
         throw unusableCsv(u"The file is empty."_s);
     }
-    CsvTable table;
-    table.header = records.takeFirst().cells;
+    table.header = table.records.takeFirst().cells;
     dropEmptyEnd(table.header, 0);
-    for (CsvRecord& record : records) {
+    for (CsvRecord& record : table.records) {
         dropEmptyEnd(record.cells, table.header.size());
     }
-    table.records = std::move(records);
     return table;
+}
+
+bool adaptOwnExport(CsvTable& table, QTimeZone& zone) {
+    static const QRegularExpression times(u"^(?:Start|התחלה) \\(([^)]+)\\)\n(?:End|סיום) \\(\\1\\)\\z"_s);
+    const auto match = times.match(table.header.mid(0, 2).join(u'\n'));
+    const auto named = zoneNamed(match.captured(1));
+    if (!named) {
+        return false;
+    }
+    zone = *named;
+    table.header =
+        QStringList{u"Start date"_s, u"Start time"_s, u"End date"_s, u"End time"_s} + table.header.mid(2);
+    for (QString& title : table.header) {
+        title = englishTitles.value(title, title);
+    }
+    for (CsvRecord& record : table.records) {
+        if (record.cells.size() < 2) {
+            continue; // told later
+        }
+        splitMoment(record.cells, 1);
+        splitMoment(record.cells, 0);
+        for (QString& cell : record.cells) {
+            cell = withoutGuard(cell);
+        }
+    }
+    return true;
 }
 
 } // namespace devserver

@@ -6,6 +6,7 @@
 #include <QByteArrayView>
 #include <QList>
 #include <QStringList>
+#include <QTimeZone>
 
 namespace devserver {
 
@@ -33,5 +34,11 @@ struct CsvTable {
 /// ApiError 422 for an empty text and for quotes that are not in order, naming
 /// the line.
 [[nodiscard]] CsvTable readCsv(QByteArrayView text);
+
+/// Whether this is the detailed report that this server exports, in either
+/// language. If so it is turned into the usual columns: its times into dates and
+/// times of day, its titles into English, texts without what kept spreadsheets
+/// from running them; `zone` becomes the one that its titles name.
+bool adaptOwnExport(CsvTable& table, QTimeZone& zone);
 
 } // namespace devserver

@@ -7,9 +7,31 @@
 #include <QDateTime>
 #include <QRegularExpression>
 
+#include <array>
 #include <cmath>
 
 namespace devserver {
+namespace {
+
+/// How a form is written, and which group of its pattern is what.
+struct DateRule {
+    QString name;
+    QRegularExpression pattern;
+    int year;
+    int month;
+    int day;
+};
+
+const DateRule& ruleOf(DateForm form) {
+    static const std::array<DateRule, 3> rules{{
+        {u"YYYY-MM-DD"_s, QRegularExpression(u"^([0-9]{4})([-/])([0-9]{2})\\2([0-9]{2})\\z"_s), 1, 3, 4},
+        {u"DD/MM/YYYY"_s, QRegularExpression(u"^([0-9]{1,2})([-/.])([0-9]{1,2})\\2([0-9]{4})\\z"_s), 4, 3, 1},
+        {u"MM/DD/YYYY"_s, QRegularExpression(u"^([0-9]{1,2})([-/])([0-9]{1,2})\\2([0-9]{4})\\z"_s), 4, 1, 3},
+    }};
+    return rules.at(static_cast<size_t>(form));
+}
+
+} // namespace
 
 DateForm findDateForm(const QStringList& dates) {
     bool yearFirst = false;
@@ -44,34 +66,15 @@ DateForm findDateForm(const QStringList& dates) {
 }
 
 QString nameOf(DateForm form) {
-    switch (form) {
-    case DateForm::YearFirst:
-        return u"YYYY-MM-DD"_s;
-    case DateForm::DayFirst:
-        return u"DD/MM/YYYY"_s;
-    case DateForm::MonthFirst:
-        break;
-    }
-    return u"MM/DD/YYYY"_s;
+    return ruleOf(form).name;
 }
 
 std::optional<QDate> readDate(const QString& text, DateForm form) {
-    static const QRegularExpression yearFirst(u"^([0-9]{4})([-/])([0-9]{2})\\2([0-9]{2})\\z"_s);
-    static const QRegularExpression dayFirst(u"^([0-9]{1,2})([-/.])([0-9]{1,2})\\2([0-9]{4})\\z"_s);
-    static const QRegularExpression monthFirst(u"^([0-9]{1,2})([-/])([0-9]{1,2})\\2([0-9]{4})\\z"_s);
-    const auto match = (form == DateForm::YearFirst  ? yearFirst
-                        : form == DateForm::DayFirst ? dayFirst
-                                                     : monthFirst)
-                           .match(text);
-    const int first = match.capturedView(1).toInt();
-    const int second = match.capturedView(3).toInt();
-    const int third = match.capturedView(4).toInt();
-    const QDate date = form == DateForm::YearFirst  ? QDate(first, second, third)
-                       : form == DateForm::DayFirst ? QDate(third, second, first)
-                                                    : QDate(third, first, second);
-    return match.hasMatch() && date.isValid() && date.year() >= 1970 && date.year() <= 9998
-               ? std::optional(date)
-               : std::nullopt;
+    const DateRule& rule = ruleOf(form);
+    const auto match = rule.pattern.match(text);
+    const auto part = [&match](int group) { return match.capturedView(group).toInt(); };
+    const QDate date(part(rule.year), part(rule.month), part(rule.day)); // invalid without a match
+    return date.year() >= 1970 && date.year() <= 9998 ? std::optional(date) : std::nullopt;
 }
 
 std::optional<int> readTimeOfDay(const QString& text) {

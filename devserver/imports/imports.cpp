@@ -2,18 +2,224 @@
 #include "devserver/imports/imports.h"
 
 #include "devserver/base/apierror.h"
+#include "devserver/base/time.h"
 #include "devserver/http/router.h"
-#include "devserver/imports/preview.h"
 #include "devserver/imports/store.h"
 #include "devserver/imports/target.h"
 
+#include <QCryptographicHash>
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QMap>
+
+#include <algorithm>
 
 namespace devserver {
 namespace {
 
-constexpr int largestLimit = 500;
+constexpr qsizetype longestNamespace = 255;
 constexpr qsizetype longestKey = 255;
+constexpr qsizetype mostProblems = 50;
+constexpr qsizetype sampleSize = 5;
+constexpr qsizetype mostDuplicates = 50;
+constexpr qsizetype mostNames = 100;
+
+ApiError unusable(const QString& message) {
+    return {422, u"invalid_import"_s, message};
+}
+
+struct PreviewRequest {
+    QByteArray content;
+    QTimeZone zone;
+    ImportSource source;
+};
+
+PreviewRequest readRequest(const QJsonObject& body, const QString& workspaceId, const QString& userId) {
+    const QJsonValue content = body.value(u"content"_s);
+    const auto zone = zoneNamed(body.value(u"timezone"_s).toString());
+    const QString source = body.value(u"source_namespace"_s).toString().trimmed();
+    if (!body.value(u"assign_to_me"_s).toBool()) {
+        throw unusable(u"Confirm that the records belong to the current account."_s);
+    }
+    if (!zone) {
+        throw unusable(u"The timezone must be the name of a time zone, such as Europe/Paris."_s);
+    }
+    if (source.isEmpty() || source.size() > longestNamespace || !isStorableText(source)) {
+        throw unusable(
+            u"The source_namespace must be a text of at most %1 characters."_s.arg(longestNamespace));
+    }
+    if (!content.isString() || !isStorableText(content.toString())) {
+        throw unusable(u"The content must be the text of a CSV file."_s);
+    }
+    return {content.toString().toUtf8(), *zone, {workspaceId, userId, source}};
+}
+
+QJsonObject listed(const ImportRow& row) {
+    QJsonObject entry = entryOf(row);
+    entry.insert(u"row"_s, row.row);
+    entry.insert(u"duration_seconds"_s, row.stopAt - row.startAt);
+    return entry;
+}
+
+/// Judges row after row, and keeps the account.
+class Judgement {
+public:
+    Judgement(ImportTarget target, QSet<QString> imported)
+        : m_target(std::move(target)), m_imported(std::move(imported)) {}
+
+    void readAll(CsvTable table, const QTimeZone& zone);
+
+    [[nodiscard]] StagedImport staged(const ImportSource& source) const;
+    [[nodiscard]] const QList<ImportRow>& rows() const { return m_rows; }
+    [[nodiscard]] QJsonObject reply(const StagedImport& import) const;
+
+private:
+    void judge(const ImportRow& row);
+    void refuse(const QList<ImportProblem>& problems);
+    [[nodiscard]] QString about() const;
+
+    ImportTarget m_target;
+    QSet<QString> m_imported;
+    QCryptographicHash m_checksum{QCryptographicHash::Sha256};
+    QList<ImportRow> m_rows; ///< those that are valid or duplicates
+    QList<ImportProblem> m_problems;
+    QMap<QString, int> m_reasons; ///< how often each problem was met
+    QJsonArray m_sample;
+    QJsonArray m_duplicateRows;
+    QStringList m_users;
+    int m_total = 0;
+    int m_invalid = 0;
+    int m_duplicates = 0;
+};
+
+void Judgement::readAll(CsvTable table, const QTimeZone& zone) {
+    QTimeZone ofFile = zone;
+    adaptOwnExport(table, ofFile);
+    const RowReader reader(table, ofFile);
+    if (!table.records.isEmpty() && reader.isTotal(table.records.constLast())) {
+        table.records.removeLast();
+    }
+    m_total = static_cast<int>(table.records.size());
+    for (const CsvRecord& record : std::as_const(table.records)) {
+        QList<ImportProblem> problems;
+        if (const auto row = reader.read(record, problems)) {
+            judge(*row);
+        } else {
+            refuse(problems);
+        }
+        const QString user = reader.userOf(record);
+        if (!user.isEmpty() && m_users.size() < mostNames && !m_users.contains(user)) {
+            m_users += user;
+        }
+    }
+}
+
+void Judgement::judge(const ImportRow& row) {
+    const QString fingerprint = fingerprintOf(row);
+    m_checksum.addData(fingerprint.toLatin1());
+    m_checksum.addData(QByteArray::number(row.startAt) + ' ' + QByteArray::number(row.stopAt));
+    if (m_imported.contains(fingerprint)) {
+        ++m_duplicates;
+        if (m_duplicateRows.size() < mostDuplicates) {
+            m_duplicateRows += listed(row);
+        }
+        m_rows += row;
+        return;
+    }
+    if (const auto problem = m_target.obstacle(row)) {
+        refuse({*problem});
+        return;
+    }
+    m_imported.insert(fingerprint);
+    m_rows += row;
+    m_target.noteNames(row);
+    if (m_sample.size() < sampleSize) {
+        m_sample += listed(row);
+    }
+}
+
+void Judgement::refuse(const QList<ImportProblem>& problems) {
+    ++m_invalid;
+    for (const ImportProblem& problem : problems) {
+        ++m_reasons[problem.column.isEmpty() ? problem.message : problem.column + u": "_s + problem.message];
+        if (m_problems.size() < mostProblems) {
+            m_problems += problem;
+        }
+    }
+}
+
+StagedImport Judgement::staged(const ImportSource& source) const {
+    return {newId(), source, QString::fromLatin1(m_checksum.result().toHex()), m_total, m_invalid, 0, 0};
+}
+
+// The file as a whole. Shown before all else: its name is the first in the reply.
+QString Judgement::about() const {
+    if (m_total == 0) {
+        return u"The file has no rows."_s;
+    }
+    if (m_invalid == 0) {
+        const QString known = u"; %1 of them are there already and will be skipped."_s.arg(m_duplicates);
+        return u"All %1 rows can be imported%2"_s.arg(QString::number(m_total),
+                                                      m_duplicates == 0 ? u"."_s : known);
+    }
+    if (m_invalid < m_total) {
+        return u"%1 of %2 rows cannot be imported; correct them in the file and preview it again."_s
+            .arg(m_invalid)
+            .arg(m_total);
+    }
+    const auto& [reason, times] =
+        *std::max_element(m_reasons.constKeyValueBegin(), m_reasons.constKeyValueEnd(),
+                          [](const auto& left, const auto& right) { return left.second < right.second; });
+    return u"None of the %1 rows can be imported; %2 times the reason is %3"_s.arg(m_total).arg(times).arg(
+        reason);
+}
+
+QJsonObject Judgement::reply(const StagedImport& import) const {
+    QJsonArray problems;
+    for (const ImportProblem& problem : m_problems) {
+        problems += QJsonObject{{u"row"_s, problem.row},
+                                {u"column"_s, problem.column},
+                                {u"message"_s, problem.message},
+                                {u"code"_s, problem.code}};
+    }
+    QJsonObject reply = progressOf(import);
+    reply.insert(u"about"_s, about());
+    reply.insert(u"state"_s, u"previewed"_s);
+    reply.insert(u"valid"_s, m_total - m_invalid - m_duplicates);
+    reply.insert(u"duplicates"_s, m_duplicates);
+    reply.insert(u"problems"_s, problems);
+    reply.insert(u"duplicate_rows"_s, m_duplicateRows);
+    reply.insert(u"sample"_s, m_sample);
+    reply.insert(u"new_projects"_s, QJsonArray::fromStringList(m_target.newProjects().mid(0, mostNames)));
+    reply.insert(u"new_project_count"_s, m_target.newProjects().size());
+    reply.insert(u"new_clients"_s, QJsonArray::fromStringList(m_target.newClients().mid(0, mostNames)));
+    reply.insert(u"new_client_count"_s, m_target.newClients().size());
+    reply.insert(u"source_users"_s, QJsonArray::fromStringList(m_users));
+    return reply;
+}
+
+Answer previewImport(Request& request) {
+    Connection& connection = request.connection();
+    const QString workspaceId = request.part(1);
+    std::optional<Judgement> judgement;
+    PreviewRequest preview;
+    {
+        const Transaction reading(connection, Transaction::Kind::Read);
+        const QString userId = authenticate(connection, request.header("Authorization")).userId;
+        requireMember(connection, userId, workspaceId);
+        preview = readRequest(request.json(), workspaceId, userId);
+        judgement.emplace(ImportTarget(connection, workspaceId, userId),
+                          importedFrom(connection, preview.source));
+    }
+    judgement->readAll(readCsv(preview.content), preview.zone);
+    const StagedImport import = judgement->staged(preview.source);
+    Transaction writing(connection, Transaction::Kind::Write);
+    stage(connection, import, judgement->rows());
+    writing.commit();
+    Answer answer(QJsonDocument(judgement->reply(import)).toJson(QJsonDocument::Compact));
+    answer.status = 201;
+    return answer;
+}
 
 ApiError conflict(const QString& code, const QString& message) {
     return {409, code, message};
@@ -25,15 +231,6 @@ QString keyOf(const Request& request) {
         throw malformed(u"The Idempotency-Key is longer than %1 characters."_s.arg(longestKey));
     }
     return key;
-}
-
-int limitOf(const QJsonObject& body) {
-    const qint64 limit = body.value(u"limit"_s).toInteger();
-    if (limit < 1 || limit > largestLimit) {
-        throw ApiError{422, u"invalid_import"_s,
-                       u"The limit must be a whole number from 1 to %1."_s.arg(largestLimit)};
-    }
-    return static_cast<int>(limit);
 }
 
 StagedImport importOf(Request& request, const QString& checksum) {
@@ -58,23 +255,23 @@ void writeNext(Connection& connection, StagedImport& import, int limit) {
         throw conflict(u"import_blocked"_s, u"You are no longer a member of the workspace of this import."_s);
     }
     ImportTarget target(connection, import.source.workspaceId, import.source.userId);
-    const QList<StagedRecord> records = nextRecords(connection, import, limit);
+    const QList<ImportRow> rows = nextRows(connection, import, limit);
     QList<Entry> entries;
-    for (const StagedRecord& record : records) {
-        if (!noteImported(connection, import.source, record.fingerprint)) {
+    for (const ImportRow& row : rows) {
+        if (!noteImported(connection, import.source, fingerprintOf(row))) {
             continue;
         }
-        if (const auto problem = target.obstacle(record.row)) {
+        if (const auto problem = target.obstacle(row)) {
             throw conflict(
                 u"import_blocked"_s,
                 u"Row %1 can no longer be imported, nor the step that it is in: %2"_s.arg(problem->row)
                     .arg(problem->message));
         }
-        entries += target.entryFor(record.row);
+        entries += target.entryFor(row);
     }
     insertEntries(connection, entries);
     noteChange(connection, import.source.workspaceId);
-    import.checkpoint += static_cast<int>(records.size());
+    import.checkpoint += static_cast<int>(rows.size());
     import.written += static_cast<int>(entries.size());
     saveProgress(connection, import);
 }
@@ -83,7 +280,7 @@ Answer applyImport(Request& request) {
     Connection& connection = request.connection();
     const QString key = keyOf(request);
     const QJsonObject body = request.json();
-    const int limit = limitOf(body);
+    const int limit = requireLimit(body, u"invalid_import"_s);
     StagedImport import = importOf(request, body.value(u"preview_checksum"_s).toString());
     if (const QByteArray reply = earlierReply(connection, import, key); !reply.isEmpty()) {
         return reply;
@@ -104,8 +301,8 @@ Answer applyImport(Request& request) {
 void addImportRoutes(Router& router) {
     // 900,000 bytes of CSV, each of which may take six as JSON.
     constexpr qsizetype largestPreview = qsizetype{6} * 1024 * 1024;
-    router.post("/v1/workspaces/([^/]*)/imports/csv/preview", Work::Own, previewImport, largestPreview);
-    router.post("/v1/imports/([^/]*)/apply", Work::Write, applyImport);
+    router.post("/v1/workspaces/([^/]*)/imports/csv/preview", previewImport, largestPreview);
+    router.post("/v1/imports/([^/]*)/apply", writes(applyImport));
 }
 
 } // namespace devserver

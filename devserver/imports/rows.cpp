@@ -14,17 +14,6 @@ namespace {
 
 constexpr qsizetype longestName = 255;
 
-const QString descriptionKey = u"description"_s;
-const QString clientKey = u"client"_s;
-const QString projectKey = u"project"_s;
-const QString taskKey = u"task"_s;
-const QString tagsKey = u"tags"_s;
-const QString billableKey = u"billable"_s;
-const QString startKey = u"start_at"_s;
-const QString stopKey = u"stop_at"_s;
-const QString clockStartKey = u"clock_start"_s;
-const QString clockStopKey = u"clock_stop"_s;
-
 std::optional<bool> readTruth(const QString& text) {
     static const QStringList yes{u"yes"_s, u"y"_s, u"true"_s, u"1"_s, u"כן"_s};
     static const QStringList no{u"no"_s, u"n"_s, u"false"_s, u"0"_s, u"לא"_s, QString()};
@@ -47,57 +36,64 @@ QStringList readTags(const QString& text) {
 
 } // namespace
 
-QJsonObject contentOf(const ImportRow& row) {
-    return {{descriptionKey, row.description},
-            {clientKey, row.client},
-            {projectKey, row.project},
-            {taskKey, row.task},
-            {tagsKey, QJsonArray::fromStringList(row.tags)},
-            {billableKey, row.billable},
-            {startKey, QString::fromLatin1(instantText(row.startAt))},
-            {stopKey, QString::fromLatin1(instantText(row.stopAt))},
-            {clockStartKey, row.clockStart},
-            {clockStopKey, row.clockStop}};
+QJsonObject entryOf(const ImportRow& row) {
+    return {{u"description"_s, row.description},
+            {u"client"_s, row.client},
+            {u"project"_s, row.project},
+            {u"task"_s, row.task},
+            {u"tags"_s, QJsonArray::fromStringList(row.tags)},
+            {u"billable"_s, row.billable},
+            {u"start_at"_s, QString::fromLatin1(instantText(row.startAt))},
+            {u"stop_at"_s, QString::fromLatin1(instantText(row.stopAt))}};
 }
 
-QJsonObject entryOf(const ImportRow& row) {
-    QJsonObject entry = contentOf(row);
-    entry.remove(clockStartKey);
-    entry.remove(clockStopKey);
-    return entry;
+QJsonObject contentOf(const ImportRow& row) {
+    QJsonObject content = entryOf(row);
+    content.insert(u"clock_start"_s, row.clockStart);
+    content.insert(u"clock_stop"_s, row.clockStop);
+    return content;
 }
 
 QString fingerprintOf(const ImportRow& row) {
     QJsonObject identity = contentOf(row);
-    identity.remove(startKey);
-    identity.remove(stopKey);
+    identity.remove(u"start_at"_s);
+    identity.remove(u"stop_at"_s);
     return fingerprintOf(identity);
 }
 
 ImportRow rowOf(const QJsonObject& content, int row) {
-    ImportRow result;
-    result.row = row;
-    result.description = content.value(descriptionKey).toString();
-    result.client = content.value(clientKey).toString();
-    result.project = content.value(projectKey).toString();
-    result.task = content.value(taskKey).toString();
-    const QJsonArray tags = content.value(tagsKey).toArray();
-    for (const auto& tag : tags) {
-        result.tags += tag.toString();
-    }
-    result.billable = content.value(billableKey).toBool();
-    result.startAt = parseInstant(content.value(startKey).toString()).value();
-    result.stopAt = parseInstant(content.value(stopKey).toString()).value();
-    result.clockStart = content.value(clockStartKey).toInteger();
-    result.clockStop = content.value(clockStopKey).toInteger();
-    return result;
+    const auto text = [&content](const QString& key) { return content.value(key).toString(); };
+    return {row,
+            text(u"description"_s),
+            text(u"client"_s),
+            text(u"project"_s),
+            text(u"task"_s),
+            content.value(u"tags"_s).toVariant().toStringList(),
+            content.value(u"billable"_s).toBool(),
+            parseInstant(text(u"start_at"_s)).value(),
+            parseInstant(text(u"stop_at"_s)).value(),
+            content.value(u"clock_start"_s).toInteger(),
+            content.value(u"clock_stop"_s).toInteger()};
 }
 
 /// A record on its way to become a row.
 struct RowReader::Reading {
+    const RowReader& reader;
     const CsvRecord& record;
     QList<ImportProblem>& problems;
+    ImportRow row;
 
+    struct Moment {
+        QList<qint64> instants; ///< two when the clocks were put back
+        qint64 clock = 0;       ///< what clocks show then, as if it were UTC
+    };
+
+    void readNames();
+    void readTimes();
+    [[nodiscard]] std::optional<Moment> readMoment(Column date, Column time);
+    void choose(const Moment& start, const Moment& stop, const std::optional<Length>& length);
+
+    [[nodiscard]] QString cell(Column column) const { return reader.cell(record, column); }
     void report(Column column, const QString& code, const QString& message) {
         problems += {record.row, nameOf(column), message, code};
     }
@@ -182,63 +178,60 @@ std::optional<ImportRow> RowReader::read(const CsvRecord& record, QList<ImportPr
         return std::nullopt;
     }
     const qsizetype before = problems.size();
-    Reading reading{record, problems};
-    ImportRow row;
-    row.row = record.row;
-    readNames(reading, row);
-    readTimes(reading, row);
-    return problems.size() == before ? std::optional(row) : std::nullopt;
+    Reading reading{*this, record, problems, {}};
+    reading.row.row = record.row;
+    reading.readNames();
+    reading.readTimes();
+    return problems.size() == before ? std::optional(reading.row) : std::nullopt;
 }
 
-void RowReader::readNames(Reading& reading, ImportRow& row) const {
-    row.description = cell(reading.record, Description);
-    row.client = cell(reading.record, Client);
-    row.project = cell(reading.record, Project);
-    row.task = cell(reading.record, Task);
-    row.tags = readTags(cell(reading.record, Tags));
+void RowReader::Reading::readNames() {
+    row.description = cell(Description);
+    row.client = cell(Client);
+    row.project = cell(Project);
+    row.task = cell(Task);
+    row.tags = readTags(cell(Tags));
     if (row.description.size() > longestDescription) {
-        reading.report(Description, u"too_long"_s,
-                       u"The text is longer than %1 characters."_s.arg(longestDescription));
+        report(Description, u"too_long"_s,
+               u"The text is longer than %1 characters."_s.arg(longestDescription));
     }
     for (const auto& [column, name] :
          {std::pair(Client, row.client), std::pair(Project, row.project), std::pair(Task, row.task)}) {
         if (name.size() > longestName) {
-            reading.report(column, u"too_long"_s,
-                           u"The name is longer than %1 characters."_s.arg(longestName));
+            report(column, u"too_long"_s, u"The name is longer than %1 characters."_s.arg(longestName));
         }
         if (column != Project && !name.isEmpty() && row.project.isEmpty()) {
-            reading.report(column, u"project_missing"_s, u"It needs a project, and the row names none."_s);
+            report(column, u"project_missing"_s, u"It needs a project, and the row names none."_s);
         }
     }
     const bool tooLong = std::any_of(row.tags.begin(), row.tags.end(),
                                      [](const QString& tag) { return tag.size() > longestName; });
     if (tooLong || row.tags.size() > mostTags) {
-        reading.report(Tags, u"tags"_s,
-                       u"There can be %1 tags of %2 characters each."_s.arg(mostTags).arg(longestName));
+        report(Tags, u"tags"_s,
+               u"There can be %1 tags of %2 characters each."_s.arg(mostTags).arg(longestName));
     }
-    const auto billable = readTruth(cell(reading.record, Billable));
+    const auto billable = readTruth(cell(Billable));
     if (!billable) {
-        reading.report(Billable, u"billable"_s, u"This is neither Yes nor No."_s);
+        report(Billable, u"billable"_s, u"This is neither Yes nor No."_s);
     }
     row.billable = billable.value_or(false);
 }
 
-void RowReader::readTimes(Reading& reading, ImportRow& row) const {
-    const auto start = readMoment(reading, StartDate, StartTime);
-    const bool hasEnd =
-        hasEnds() && !(cell(reading.record, EndDate).isEmpty() && cell(reading.record, EndTime).isEmpty());
+void RowReader::Reading::readTimes() {
+    const auto start = readMoment(StartDate, StartTime);
+    const bool hasEnd = reader.hasEnds() && !(cell(EndDate).isEmpty() && cell(EndTime).isEmpty());
     std::optional<Moment> stop;
     if (hasEnd) {
-        stop = readMoment(reading, EndDate, EndTime);
+        stop = readMoment(EndDate, EndTime);
     }
-    const QString text = cell(reading.record, Duration);
+    const QString text = cell(Duration);
     const auto length = readDuration(text);
     if (!text.isEmpty() && !length) {
-        reading.report(Duration, u"duration"_s, u"This is not a duration such as 1:30:00."_s);
+        report(Duration, u"duration"_s, u"This is not a duration such as 1:30:00."_s);
     }
     if (!hasEnd && text.isEmpty()) {
-        reading.report(hasEnds() ? EndTime : Duration, u"end_missing"_s,
-                       u"The row has neither an end nor a duration."_s);
+        report(reader.hasEnds() ? EndTime : Duration, u"end_missing"_s,
+               u"The row has neither an end nor a duration."_s);
     }
     if (!hasEnd && start && length) {
         stop = Moment{{}, start->clock + length->seconds};
@@ -247,14 +240,14 @@ void RowReader::readTimes(Reading& reading, ImportRow& row) const {
         }
     }
     if (start && stop) {
-        choose(reading, row, *start, *stop, hasEnd ? length : std::nullopt);
+        choose(*start, *stop, hasEnd ? length : std::nullopt);
     }
 }
 
 // Where the clocks were put back, the length tells which of two moments is meant;
 // when both are in doubt it is the same both times.
-void RowReader::choose(Reading& reading, ImportRow& row, const Moment& start, const Moment& stop,
-                       const std::optional<Length>& length) const {
+void RowReader::Reading::choose(const Moment& start, const Moment& stop,
+                                const std::optional<Length>& length) {
     row.clockStart = start.clock;
     row.clockStop = stop.clock;
     row.startAt = start.instants[0];
@@ -272,37 +265,36 @@ void RowReader::choose(Reading& reading, ImportRow& row, const Moment& start, co
     }
     const qint64 elapsed = row.stopAt - row.startAt;
     if (!fits() && start.instants.size() + stop.instants.size() > 2) {
-        reading.report(
-            start.instants.size() > 1 ? StartTime : EndTime, u"clock_twice"_s,
-            u"This time was twice in %1: the clocks were put back."_s.arg(QString::fromUtf8(m_zone.id())));
+        report(start.instants.size() > 1 ? StartTime : EndTime, u"clock_twice"_s,
+               u"This time was twice in %1: the clocks were put back."_s.arg(
+                   QString::fromUtf8(reader.m_zone.id())));
     } else if (row.stopAt > lastInstant) {
-        reading.report(Duration, u"too_late"_s, u"The entry would end after the year 9999."_s);
+        report(Duration, u"too_late"_s, u"The entry would end after the year 9999."_s);
     } else if (elapsed < 0) {
-        reading.report(EndTime, u"end_before_start"_s, u"The entry would end before it starts."_s);
+        report(EndTime, u"end_before_start"_s, u"The entry would end before it starts."_s);
     } else if (length && !fits()) {
-        reading.report(Duration, u"duration_differs"_s,
-                       u"From start to end it is %1."_s.arg(durationText(elapsed)));
+        report(Duration, u"duration_differs"_s, u"From start to end it is %1."_s.arg(durationText(elapsed)));
     }
 }
 
-std::optional<RowReader::Moment> RowReader::readMoment(Reading& reading, Column date, Column time) const {
-    const auto day = readDate(cell(reading.record, date), m_dates);
+std::optional<RowReader::Reading::Moment> RowReader::Reading::readMoment(Column date, Column time) {
+    const auto day = readDate(cell(date), reader.m_dates);
     if (!day) {
-        reading.report(date, u"date"_s,
-                       u"This is not a date in the form %1."_s.arg(devserver::nameOf(m_dates)));
+        report(date, u"date"_s,
+               u"This is not a date in the form %1."_s.arg(devserver::nameOf(reader.m_dates)));
     }
-    const auto second = readTimeOfDay(cell(reading.record, time));
+    const auto second = readTimeOfDay(cell(time));
     if (!second) {
-        reading.report(time, u"time"_s, u"This is not a time of day such as 09:30 or 09:30:15."_s);
+        report(time, u"time"_s, u"This is not a time of day such as 09:30 or 09:30:15."_s);
     }
     if (!day || !second) {
         return std::nullopt;
     }
-    const Moment moment{instantsOf(*day, *second, m_zone), utcMidnight(*day) + *second};
+    const Moment moment{instantsOf(*day, *second, reader.m_zone), utcMidnight(*day) + *second};
     if (moment.instants.isEmpty()) {
-        reading.report(time, u"clock_skipped"_s,
-                       u"This time does not exist in %1: the clocks were put forward over it."_s.arg(
-                           QString::fromUtf8(m_zone.id())));
+        report(time, u"clock_skipped"_s,
+               u"This time does not exist in %1: the clocks were put forward over it."_s.arg(
+                   QString::fromUtf8(reader.m_zone.id())));
         return std::nullopt;
     }
     return moment;

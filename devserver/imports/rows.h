@@ -84,20 +84,11 @@ private:
         ColumnCount
     };
     struct Reading;
-    struct Moment {
-        QList<qint64> instants; ///< two when the clocks were put back
-        qint64 clock = 0;       ///< what clocks show then, as if it were UTC
-    };
 
     static QString nameOf(Column column);
     void requireColumns() const;
     [[nodiscard]] QString cell(const CsvRecord& record, Column column) const;
-    void readNames(Reading& reading, ImportRow& row) const;
-    void readTimes(Reading& reading, ImportRow& row) const;
     [[nodiscard]] bool hasEnds() const { return m_places[EndDate] >= 0 && m_places[EndTime] >= 0; }
-    [[nodiscard]] std::optional<Moment> readMoment(Reading& reading, Column date, Column time) const;
-    void choose(Reading& reading, ImportRow& row, const Moment& start, const Moment& stop,
-                const std::optional<Length>& length) const;
 
     const CsvTable& m_table;
     QTimeZone m_zone;

@@ -35,13 +35,11 @@ QJsonObject progressOf(const StagedImport& import) {
 }
 
 QSet<QString> importedFrom(Connection& connection, const ImportSource& source) {
-    QSqlQuery query = connection.run(u"SELECT fingerprint FROM imported_records WHERE user_id = ?"
-                                     " AND workspace_id = ? AND source_namespace = ?"_s,
-                                     {source.userId, source.workspaceId, source.name});
     QSet<QString> fingerprints;
-    while (connection.next(query)) {
-        fingerprints.insert(query.value(0).toString());
-    }
+    connection.each(u"SELECT fingerprint FROM imported_records WHERE user_id = ?"
+                    " AND workspace_id = ? AND source_namespace = ?"_s,
+                    {source.userId, source.workspaceId, source.name},
+                    [&](const QSqlQuery& row) { fingerprints.insert(row.value(0).toString()); });
     return fingerprints;
 }
 
@@ -55,11 +53,11 @@ bool noteImported(Connection& connection, const ImportSource& source, const QStr
 
 void stage(Connection& connection, const StagedImport& import, const QList<ImportRow>& rows) {
     forgetStale(connection, import.source.userId);
-    connection.run(u"INSERT INTO imports (id, workspace_id, user_id, source_namespace, checksum, total,"
-                   " invalid, written, checkpoint, created_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"_s,
-                   {import.id, import.source.workspaceId, import.source.userId, import.source.name,
-                    import.checksum, import.total, import.invalid, import.written, import.checkpoint,
-                    currentInstant()});
+    connection.insert(u"imports (id, workspace_id, user_id, source_namespace, checksum, total,"
+                      " invalid, written, checkpoint, created_at)"_s,
+                      {import.id, import.source.workspaceId, import.source.userId, import.source.name,
+                       import.checksum, import.total, import.invalid, import.written, import.checkpoint,
+                       currentInstant()});
     if (import.invalid == 0) {
         connection.insert(
             u"import_records (import_id, position, file_row, content)"_s, rows.size(), [&](qsizetype i) {
@@ -80,28 +78,23 @@ std::optional<StagedImport> findImport(Connection& connection, const QString& us
     if (!connection.next(query)) {
         return std::nullopt;
     }
-    StagedImport import;
-    import.id = id;
-    import.source = {query.value(0).toString(), userId, query.value(1).toString()};
-    import.checksum = query.value(2).toString();
-    import.total = query.value(3).toInt();
-    import.invalid = query.value(4).toInt();
-    import.written = query.value(5).toInt();
-    import.checkpoint = query.value(6).toInt();
-    return import;
+    return StagedImport{id,
+                        {query.value(0).toString(), userId, query.value(1).toString()},
+                        query.value(2).toString(),
+                        query.value(3).toInt(),
+                        query.value(4).toInt(),
+                        query.value(5).toInt(),
+                        query.value(6).toInt()};
 }
 
-QList<StagedRecord> nextRecords(Connection& connection, const StagedImport& import, int limit) {
-    QSqlQuery query = connection.run(u"SELECT file_row, content FROM import_records WHERE import_id = ?"
-                                     " AND position >= ? AND position < ? ORDER BY position"_s,
-                                     {import.id, import.checkpoint, import.checkpoint + limit});
-    QList<StagedRecord> records;
-    while (connection.next(query)) {
-        const QByteArray content = query.value(1).toString().toUtf8();
-        const ImportRow row = rowOf(QJsonDocument::fromJson(content).object(), query.value(0).toInt());
-        records += {row, fingerprintOf(row)};
-    }
-    return records;
+QList<ImportRow> nextRows(Connection& connection, const StagedImport& import, int limit) {
+    return connection.all(u"SELECT file_row, content FROM import_records WHERE import_id = ?"
+                          " AND position >= ? AND position < ? ORDER BY position"_s,
+                          {import.id, import.checkpoint, import.checkpoint + limit},
+                          [](const QSqlQuery& found) {
+                              const QByteArray content = found.value(1).toString().toUtf8();
+                              return rowOf(QJsonDocument::fromJson(content).object(), found.value(0).toInt());
+                          });
 }
 
 void saveProgress(Connection& connection, const StagedImport& import) {
@@ -113,16 +106,17 @@ void saveProgress(Connection& connection, const StagedImport& import) {
 }
 
 QByteArray earlierReply(Connection& connection, const StagedImport& import, const QString& idempotencyKey) {
-    QSqlQuery query =
-        connection.run(u"SELECT reply FROM import_replies WHERE import_id = ? AND idempotency_key = ?"_s,
-                       {import.id, idempotencyKey});
-    return connection.next(query) ? query.value(0).toString().toUtf8() : QByteArray();
+    return connection
+        .value(u"SELECT reply FROM import_replies WHERE import_id = ? AND idempotency_key = ?"_s,
+               {import.id, idempotencyKey})
+        .toString()
+        .toUtf8();
 }
 
 void keepReply(Connection& connection, const StagedImport& import, const QString& idempotencyKey,
                const QByteArray& reply) {
-    connection.run(u"INSERT INTO import_replies (import_id, idempotency_key, reply) VALUES (?, ?, ?)"_s,
-                   {import.id, idempotencyKey, QString::fromUtf8(reply)});
+    connection.insert(u"import_replies (import_id, idempotency_key, reply)"_s,
+                      {import.id, idempotencyKey, QString::fromUtf8(reply)});
 }
 
 } // namespace devserver

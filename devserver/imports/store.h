@@ -32,12 +32,6 @@ struct StagedImport {
 /// {"id","checksum","state","checkpoint","total","has_more","invalid","written","skipped"}
 [[nodiscard]] QJsonObject progressOf(const StagedImport& import);
 
-/// A staged row with what identifies it among all that were imported.
-struct StagedRecord {
-    ImportRow row;
-    QString fingerprint;
-};
-
 /// The fingerprints of everything imported from this source.
 [[nodiscard]] QSet<QString> importedFrom(Connection& connection, const ImportSource& source);
 
@@ -55,7 +49,7 @@ void stage(Connection& connection, const StagedImport& import, const QList<Impor
                                                      const QString& id);
 
 /// The next records behind the checkpoint.
-[[nodiscard]] QList<StagedRecord> nextRecords(Connection& connection, const StagedImport& import, int limit);
+[[nodiscard]] QList<ImportRow> nextRows(Connection& connection, const StagedImport& import, int limit);
 
 /// Stores checkpoint and count; the records of a complete import are dropped.
 void saveProgress(Connection& connection, const StagedImport& import);

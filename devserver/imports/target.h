@@ -22,9 +22,11 @@ public:
     /// half-open interval, or an archived project.
     [[nodiscard]] std::optional<ImportProblem> obstacle(const ImportRow& row) const;
 
-    /// Whether there is no such client or project yet; false for a row without one.
-    [[nodiscard]] bool needsClient(const ImportRow& row) const;
-    [[nodiscard]] bool needsProject(const ImportRow& row) const;
+    /// Notes the row's client and project where there are none of these names yet.
+    void noteNames(const ImportRow& row);
+    /// Those that were noted, in the order in which they first came.
+    [[nodiscard]] const QStringList& newClients() const { return m_newClients; }
+    [[nodiscard]] const QStringList& newProjects() const { return m_newProjects; }
 
     /// The row as a new entry. Makes the client, project, task and tags that do
     /// not exist yet, in the caller's write transaction.
@@ -37,14 +39,10 @@ private:
         bool archived = false;
     };
 
-    void loadProjects();
     void loadNames();
-    /// Inserts a row of these values under a new id, which it returns.
-    [[nodiscard]] QString add(const QString& table, const QString& columns, const QVariantList& values);
-    [[nodiscard]] QString clientFor(const QString& name);
     [[nodiscard]] QString projectFor(const ImportRow& row);
-    [[nodiscard]] QString taskFor(const QString& projectId, const QString& name);
-    [[nodiscard]] QString tagFor(const QString& name);
+    /// The id in `known`; where it is empty, a new one, under which these values are inserted.
+    QString idFor(QString& known, const QString& table, const QVariantList& values);
 
     Connection& m_connection;
     QString m_workspaceId;
@@ -54,6 +52,8 @@ private:
     QHash<Names, QString> m_tasks;    ///< by project id and task
     QHash<QString, QString> m_tags;
     QList<Period> m_periods; ///< the closed ones
+    QStringList m_newClients;
+    QStringList m_newProjects;
 };
 
 } // namespace devserver

@@ -13,7 +13,6 @@
 #include "devserver/timesheets/view.h"
 
 #include <QFile>
-#include <QScopeGuard>
 
 namespace devserver {
 namespace {
@@ -29,7 +28,7 @@ void addFile(Router& router, const std::string& path, const QString& name, const
     if (!file.open(QIODevice::ReadOnly)) {
         throw std::logic_error("a file of the page was not built in");
     }
-    router.get(path, Work::Own, [type, content = file.readAll()](Request&) {
+    router.get(path, [type, content = file.readAll()](Request&) {
         Answer answer(content);
         answer.type = type;
         answer.headers = {{"Content-Security-Policy", policy}, {"X-Frame-Options", "DENY"}};
@@ -49,27 +48,19 @@ Answer newSessionReply(const WebSession& session, bool tls, bool ended = false) 
     return answer;
 }
 
-/// What the page reads or changes, in one transaction, for the caller whom its cookie names.
-using Action = std::function<QByteArray(const Request&, const Caller&)>;
-
-Router::Handler changing(bool tls, const Action& change) {
-    return [tls, change](Request& request) {
-        Transaction transaction(request.connection(), Transaction::Kind::Write);
-        const WebSession session = requireWebSession(request);
-        requireOwnPage(request, session, tls);
-        QByteArray reply = change(request, session.caller);
-        transaction.commit();
-        return Answer(std::move(reply));
-    };
+// The caller whom the cookie names.
+Caller visitorOf(const Request& request) {
+    return requireWebSession(request).caller;
 }
 
-Router::Handler reading(const Action& read) {
-    return [read](Request& request) {
-        Transaction transaction(request.connection(), Transaction::Kind::Read);
-        QByteArray reply = read(request, requireWebSession(request).caller);
-        transaction.commit();
-        return Answer(std::move(reply));
+/// Inside a transaction, for a visitor whose own page asks for the change.
+Handler changes(bool tls, const Handler& change) {
+    const auto identify = [tls](const Request& request) {
+        const WebSession session = requireWebSession(request);
+        requireOwnPage(request, session, tls);
+        return session.caller;
     };
+    return inTransaction(Transaction::Kind::Write, identify, change);
 }
 
 QByteArray summary(const Period& period) {
@@ -78,51 +69,50 @@ QByteArray summary(const Period& period) {
     return json.field("version", period.version).endObject().take();
 }
 
-QByteArray addedPeriod(const Request& request, const Caller& caller) {
+QByteArray addedPeriod(Request& request) {
     const QJsonObject body = request.json();
-    return summary(addPeriod(request.connection(), caller.userId, body.value(u"workspace_id").toString(),
+    return summary(addPeriod(request.connection(), request.caller().userId,
+                             body.value(u"workspace_id").toString(),
                              parseDate(body.value(u"date").toString())));
 }
 
-Action stepping(PeriodStep step) {
-    return [step](const Request& request, const Caller& caller) {
+Handler stepping(PeriodStep step) {
+    return [step](Request& request) {
         const QJsonObject body = request.json();
         const qint64 version = body.value(u"version").toInteger(-1);
         if (version < 0) {
             throw malformed(u"The request names no version."_s);
         }
-        return summary(takeStep(request.connection(), caller.userId, request.part(1), step, version,
+        return summary(takeStep(request.connection(), request.caller().userId, request.part(1), step, version,
                                 body.value(u"reason").toString()));
     };
 }
 
 void addTimesheetRoutes(Router& router, bool tls) {
-    router.get("/web/timesheet", Work::Own, reading([](const Request& request, const Caller& caller) {
-                   return timesheetReply(request.connection(), caller);
-               }));
-    router.get("/web/periods/([^/]+)", Work::Own, reading([](const Request& request, const Caller& caller) {
-                   Connection& connection = request.connection();
-                   return periodEntriesReply(connection, caller.userId,
-                                             findPeriod(connection, caller.userId, request.part(1)));
-               }));
-    router.post("/web/periods", Work::Own, changing(tls, addedPeriod));
-    router.post("/web/periods/([^/]+)/submit", Work::Own, changing(tls, stepping(PeriodStep::Submit)));
-    router.post("/web/periods/([^/]+)/approve", Work::Own, changing(tls, stepping(PeriodStep::Approve)));
-    router.post("/web/periods/([^/]+)/reopen", Work::Own, changing(tls, stepping(PeriodStep::Reopen)));
+    const auto shows = [&router](const std::string& path, const Handler& read) {
+        router.get(path, inTransaction(Transaction::Kind::Read, visitorOf, read));
+    };
+    shows("/web/timesheet",
+          [](Request& request) { return timesheetReply(request.connection(), request.caller()); });
+    shows("/web/periods/([^/]+)", [](Request& request) {
+        const QString& userId = request.caller().userId;
+        const Period period = findPeriod(request.connection(), userId, request.part(1));
+        return periodEntriesReply(request.connection(), userId, period);
+    });
+    router.post("/web/periods", changes(tls, addedPeriod));
+    router.post("/web/periods/([^/]+)/submit", changes(tls, stepping(PeriodStep::Submit)));
+    router.post("/web/periods/([^/]+)/approve", changes(tls, stepping(PeriodStep::Approve)));
+    router.post("/web/periods/([^/]+)/reopen", changes(tls, stepping(PeriodStep::Reopen)));
 }
 
 Answer openingReply(Request& request, bool tls) {
-    Transaction transaction(request.connection(), Transaction::Kind::Read);
     // A valid cookie is not sent again: arriving late, it would undo a sign-in.
     const auto session = findWebSession(request);
-    Answer answer =
-        session ? sessionReply(*session) : newSessionReply(anonymousSession(), tls, hasEndedSession(request));
-    transaction.commit();
-    return answer;
+    return session ? sessionReply(*session)
+                   : newSessionReply(anonymousSession(), tls, hasEndedSession(request));
 }
 
 Answer signInReply(Request& request, SignIn& signIn, bool tls) {
-    const auto forget = qScopeGuard([&request] { request.wipeBody(); });
     const WebSession before = requireWebSession(request);
     requireOwnPage(request, before, tls);
     if (before.caller.hasSession) {
@@ -134,7 +124,7 @@ Answer signInReply(Request& request, SignIn& signIn, bool tls) {
             return Device{u"web"_s, u"Timesheet page"_s, pageToken};
         },
         [tls](const OpenedSession& opened, const QString& userId, const Device&) {
-            WebSession session = accountSession(opened.token, userId);
+            WebSession session{opened.token, {userId, true}};
             Answer answer = newSessionReply(session, tls);
             wipe(session.cookie);
             return answer;
@@ -142,15 +132,10 @@ Answer signInReply(Request& request, SignIn& signIn, bool tls) {
 }
 
 Answer signOutReply(Request& request, bool tls) {
-    Transaction transaction(request.connection(), Transaction::Kind::Write);
-    const WebSession before = requireWebSession(request);
-    requireOwnPage(request, before, tls);
-    if (before.caller.hasSession) {
-        endSession(request.connection(), tokenOf(before));
+    if (request.caller().hasSession) {
+        endSession(request.connection(), requireWebSession(request).cookie);
     }
-    Answer answer = newSessionReply(anonymousSession(), tls);
-    transaction.commit();
-    return answer;
+    return newSessionReply(anonymousSession(), tls);
 }
 
 } // namespace
@@ -163,11 +148,13 @@ void addWebRoutes(Router& router, SignIn& signIn, bool tls) {
         addFile(router, std::string("/web/") + script + "\\.js", QString::fromLatin1(script) + u".js"_s,
                 "text/javascript; charset=utf-8");
     }
-    router.get("/web/session", Work::Own, [tls](Request& request) { return openingReply(request, tls); });
-    router.post("/web/session", Work::Own,
+    const auto nobody = [](const Request&) { return Caller(); };
+    router.get("/web/session", inTransaction(Transaction::Kind::Read, nobody,
+                                             [tls](Request& request) { return openingReply(request, tls); }));
+    router.post("/web/session",
                 [&signIn, tls](Request& request) { return signInReply(request, signIn, tls); });
-    router.post("/web/session/end", Work::Own,
-                [tls](Request& request) { return signOutReply(request, tls); });
+    router.post("/web/session/end",
+                changes(tls, [tls](Request& request) { return signOutReply(request, tls); }));
     addTimesheetRoutes(router, tls);
 }
 

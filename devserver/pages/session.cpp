@@ -2,25 +2,17 @@
 #include "devserver/pages/session.h"
 
 #include "devserver/base/apierror.h"
-#include "devserver/http/request.h"
 #include "devserver/store/schema.h"
 
-#include <QList>
+#include <QMessageAuthenticationCode>
+#include <QRegularExpression>
 
 #include <sodium.h>
-
-#include <algorithm>
 
 namespace devserver {
 namespace {
 
 const QByteArray cookieName = "timer_page="_ba;
-const QByteArray anonymousPrefix = "anonymous."_ba;
-constexpr qsizetype secretBytes = 32;
-
-QByteArray urlText(const QByteArray& bytes) {
-    return bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
-}
 
 QByteArray cookieOf(const Request& request) {
     const QList<QByteArray> cookies = request.header("Cookie").split(';');
@@ -32,19 +24,10 @@ QByteArray cookieOf(const Request& request) {
     return {};
 }
 
+// As newToken() makes it.
 bool isAnonymous(const QByteArray& cookie) {
-    constexpr qsizetype length = 43; // of 32 bytes in base64url
-    return cookie.startsWith(anonymousPrefix) && cookie.size() == anonymousPrefix.size() + length &&
-           std::all_of(cookie.cbegin() + anonymousPrefix.size(), cookie.cend(), [](char c) {
-               return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-                      c == '-' || c == '_';
-           });
-}
-
-QByteArray randomBytes() {
-    QByteArray bytes(secretBytes, '\0');
-    randombytes_buf(bytes.data(), static_cast<size_t>(bytes.size()));
-    return bytes;
+    static const QRegularExpression form(u"^anonymous\\.[A-Za-z0-9_-]{43}\\z"_s);
+    return form.match(QString::fromLatin1(cookie)).hasMatch();
 }
 
 bool isEqual(const QByteArray& a, const QByteArray& b) {
@@ -55,11 +38,7 @@ bool isEqual(const QByteArray& a, const QByteArray& b) {
 } // namespace
 
 WebSession anonymousSession() {
-    return {anonymousPrefix + urlText(randomBytes()), {developmentUser, false}};
-}
-
-WebSession accountSession(const QByteArray& token, const QString& userId) {
-    return {token, {userId, true}};
+    return {newToken("anonymous."), {developmentUser, false}};
 }
 
 std::optional<WebSession> findWebSession(const Request& request) {
@@ -85,21 +64,11 @@ WebSession requireWebSession(const Request& request) {
     throw ApiError{401, u"session_ended"_s, u"The session of this page has ended; load the page again."_s};
 }
 
-QByteArray tokenOf(const WebSession& session) {
-    return session.caller.hasSession ? session.cookie : QByteArray();
-}
-
 QByteArray csrfToken(const WebSession& session) {
     // As old as the server: a page that is older fetches a new token.
-    static const QByteArray key = randomBytes();
-    const QByteArray text = "the page of " + session.cookie;
-    QByteArray hash(secretBytes, '\0');
-    crypto_generichash(reinterpret_cast<unsigned char*>(hash.data()), static_cast<size_t>(hash.size()),
-                       reinterpret_cast<const unsigned char*>(text.constData()),
-                       static_cast<unsigned long long>(text.size()),
-                       reinterpret_cast<const unsigned char*>(key.constData()),
-                       static_cast<size_t>(key.size()));
-    return urlText(hash);
+    static const QByteArray key = newToken({});
+    return QMessageAuthenticationCode::hash(session.cookie, key, QCryptographicHash::Sha256)
+        .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
 }
 
 void requireOwnPage(const Request& request, const WebSession& session, bool tls) {

@@ -1,16 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/accounts/accounts.h"
-
-#include <QByteArray>
-
-#include <optional>
-#include <utility>
+#include "devserver/http/router.h"
 
 namespace devserver {
-
-class Request;
 
 /// Whom one browser acts for. The cookie says so: a random number for the
 /// development user, of which the server keeps nothing, or the token of a
@@ -22,7 +15,6 @@ struct WebSession {
 
 /// A new browser's session, or one that has just signed out.
 [[nodiscard]] WebSession anonymousSession();
-[[nodiscard]] WebSession accountSession(const QByteArray& token, const QString& userId);
 
 /// The request's session; nothing when it has no cookie or its session was
 /// ended. The development user never takes over from an account by itself.
@@ -33,9 +25,6 @@ struct WebSession {
 
 /// The request's session; throws ApiError 401 `session_ended` when there is none.
 [[nodiscard]] WebSession requireWebSession(const Request& request);
-
-/// The token of an account's session; empty for the development user.
-[[nodiscard]] QByteArray tokenOf(const WebSession& session);
 
 /// What a change has to carry in `X-CSRF-Token`: it follows from the cookie,
 /// which scripts cannot read, and from a secret of the running server. It says

@@ -6,10 +6,9 @@ namespace {
 
 QHash<QString, QString> readNames(Connection& connection, const QString& sql, const QString& workspaceId) {
     QHash<QString, QString> names;
-    QSqlQuery query = connection.run(sql, {workspaceId});
-    while (connection.next(query)) {
-        names.insert(query.value(0).toString(), query.value(1).toString());
-    }
+    connection.each(sql, {workspaceId}, [&names](const QSqlQuery& row) {
+        names.insert(row.value(0).toString(), row.value(1).toString());
+    });
     return names;
 }
 
@@ -25,16 +24,6 @@ void readRules(ReportCatalog& catalog, Connection& connection, const QString& wo
     catalog.roundingMinutes = query.value(3).toInt();
 }
 
-void readProjects(ReportCatalog& catalog, Connection& connection, const QString& workspaceId) {
-    QSqlQuery query = connection.run(
-        u"SELECT id, name, client_id, hourly_rate FROM projects WHERE workspace_id = ?"_s, {workspaceId});
-    while (connection.next(query)) {
-        catalog.projects.insert(
-            query.value(0).toString(),
-            {query.value(1).toString(), query.value(2).toString(), numberOrNull(query.value(3))});
-    }
-}
-
 } // namespace
 
 ReportCatalog::Project ReportCatalog::projectOf(const Entry& entry) const {
@@ -48,7 +37,12 @@ WorkedTime ReportCatalog::workOf(const Entry& closed) const {
 ReportCatalog readReportCatalog(Connection& connection, const QString& workspaceId) {
     ReportCatalog catalog;
     readRules(catalog, connection, workspaceId);
-    readProjects(catalog, connection, workspaceId);
+    connection.each(u"SELECT id, name, client_id, hourly_rate FROM projects WHERE workspace_id = ?"_s,
+                    {workspaceId}, [&catalog](const QSqlQuery& row) {
+                        catalog.projects.insert(
+                            row.value(0).toString(),
+                            {row.value(1).toString(), row.value(2).toString(), numberOrNull(row.value(3))});
+                    });
     catalog.clients =
         readNames(connection, u"SELECT id, name FROM clients WHERE workspace_id = ?"_s, workspaceId);
     catalog.tasks = readNames(connection,

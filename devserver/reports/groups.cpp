@@ -15,10 +15,10 @@ ReportGroups::ReportGroups(const ReportQuery& query, const ReportDays& days, con
 
 void ReportGroups::add(const Entry& entry) {
     const WorkedTime work = m_catalog.workOf(entry);
-    const QString id = idOf(entry);
+    const Named named = groupOf(entry);
     if (!m_query.splitsDays()) {
         ++m_totals.entries;
-        add(partOf(work, work.start, work.stop), entry, {}, id);
+        add(partOf(work, work.start, work.stop), {}, named);
         return;
     }
     const auto days = m_days.touchedBy(work.start, work.stop);
@@ -26,63 +26,51 @@ void ReportGroups::add(const Entry& entry) {
     const bool weekly = m_query.kind == ReportKind::Weekly;
     for (const ReportDays::Day& day : days) {
         const auto part = partOf(work, std::max(work.start, day.begin), std::min(work.stop, day.end));
-        const QString& group = m_query.grouping == Grouping::Day    ? day.date
-                               : m_query.grouping == Grouping::Week ? day.week
-                                                                    : id;
-        add(part, entry, weekly ? day.week : QString(), group);
+        add(part, weekly ? day.week : QString(),
+            m_query.grouping == Grouping::Day    ? Named{day.date, day.date}
+            : m_query.grouping == Grouping::Week ? Named{day.week, day.week}
+                                                 : named);
     }
 }
 
-void ReportGroups::add(const ReportTotals& part, const Entry& entry, const QString& week, const QString& id) {
-    const std::pair key(week, id);
-    auto group = m_groups.find(key);
-    if (group == m_groups.end()) {
-        group = m_groups.insert(key, {week, id, labelOf(entry, id), {}, 0});
+void ReportGroups::add(const ReportTotals& part, const QString& week, const Named& named) {
+    ReportGroup& group = m_groups[{week, named.id}];
+    if (group.lastEntry == 0) {
+        group = {week, named.id, named.label, {}, 0};
     }
-    group->totals.add(part);
-    if (group->lastEntry != m_totals.entries) {
-        group->lastEntry = m_totals.entries;
-        ++group->totals.entries;
+    group.totals.add(part);
+    if (group.lastEntry != m_totals.entries) {
+        group.lastEntry = m_totals.entries;
+        ++group.totals.entries;
     }
     m_totals.add(part);
 }
 
-QString ReportGroups::idOf(const Entry& entry) const {
+// An id without a name where the day decides.
+ReportGroups::Named ReportGroups::groupOf(const Entry& entry) const {
+    const auto project = m_catalog.projectOf(entry);
+    const auto named = [this](const QString& id, const QString& name, const char16_t* hebrew,
+                              const char16_t* english) {
+        const char16_t* nothing = m_catalog.isHebrew() ? hebrew : english;
+        return Named{id, id.isEmpty() ? QString::fromUtf16(nothing) : name};
+    };
     switch (m_query.grouping) {
     case Grouping::Project:
-        return entry.projectId.value_or(QString());
+        return named(entry.projectId.value_or(QString()), project.name, u"ללא פרויקט", u"No project");
     case Grouping::Client:
-        return m_catalog.projectOf(entry).clientId;
-    case Grouping::Task:
-        return entry.taskId.value_or(QString());
-    case Grouping::User:
-        return entry.userId;
-    case Grouping::Day:
-    case Grouping::Week:
-        break; // the day decides
-    }
-    return {};
-}
-
-QString ReportGroups::labelOf(const Entry& entry, const QString& id) const {
-    const bool hebrew = m_catalog.isHebrew();
-    switch (m_query.grouping) {
-    case Grouping::Project:
-        return !id.isEmpty() ? m_catalog.projectOf(entry).name : hebrew ? u"ללא פרויקט"_s : u"No project"_s;
-    case Grouping::Client:
-        return !id.isEmpty() ? m_catalog.clients.value(id) : hebrew ? u"ללא לקוח"_s : u"No client"_s;
-    case Grouping::Task:
+        return named(project.clientId, m_catalog.clients.value(project.clientId), u"ללא לקוח", u"No client");
+    case Grouping::Task: {
+        const QString id = entry.taskId.value_or(QString());
         // Every project may have a "Design" of its own.
-        return !id.isEmpty() ? m_catalog.projectOf(entry).name + u": "_s + m_catalog.tasks.value(id)
-               : hebrew      ? u"ללא משימה"_s
-                             : u"No task"_s;
+        return named(id, project.name + u": "_s + m_catalog.tasks.value(id), u"ללא משימה", u"No task");
+    }
     case Grouping::User:
-        return m_catalog.users.value(id);
+        return {entry.userId, m_catalog.users.value(entry.userId)};
     case Grouping::Day:
     case Grouping::Week:
         break;
     }
-    return id;
+    return {};
 }
 
 QList<ReportGroup> ReportGroups::sorted() const {

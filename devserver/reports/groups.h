@@ -40,9 +40,13 @@ public:
     [[nodiscard]] const ReportTotals& totals() const { return m_totals; }
 
 private:
-    void add(const ReportTotals& part, const Entry& entry, const QString& week, const QString& id);
-    [[nodiscard]] QString idOf(const Entry& entry) const;
-    [[nodiscard]] QString labelOf(const Entry& entry, const QString& id) const;
+    struct Named {
+        QString id;
+        QString label;
+    };
+
+    void add(const ReportTotals& part, const QString& week, const Named& named);
+    [[nodiscard]] Named groupOf(const Entry& entry) const;
 
     const ReportQuery& m_query;
     const ReportDays& m_days;

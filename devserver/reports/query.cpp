@@ -4,44 +4,32 @@
 #include "devserver/base/apierror.h"
 #include "devserver/base/time.h"
 
+#include <QHash>
 #include <QJsonArray>
-
-#include <algorithm>
-#include <array>
-#include <string_view>
 
 namespace devserver {
 namespace {
 
 constexpr int longestYears = 10;
 
-template <typename Value>
-using Named = std::pair<std::u16string_view, Value>;
+const QHash<QString, ReportKind> kinds{{u"summary"_s, ReportKind::Summary},
+                                       {u"detailed"_s, ReportKind::Detailed},
+                                       {u"weekly"_s, ReportKind::Weekly}};
 
-constexpr std::array kinds{
-    Named<ReportKind>{u"summary", ReportKind::Summary},
-    Named<ReportKind>{u"detailed", ReportKind::Detailed},
-    Named<ReportKind>{u"weekly", ReportKind::Weekly},
-};
-
-constexpr std::array groupings{
-    Named<Grouping>{u"project", Grouping::Project}, Named<Grouping>{u"client", Grouping::Client},
-    Named<Grouping>{u"task", Grouping::Task},       Named<Grouping>{u"user", Grouping::User},
-    Named<Grouping>{u"day", Grouping::Day},         Named<Grouping>{u"week", Grouping::Week},
-};
+const QHash<QString, Grouping> groupings{{u"project"_s, Grouping::Project}, {u"client"_s, Grouping::Client},
+                                         {u"task"_s, Grouping::Task},       {u"user"_s, Grouping::User},
+                                         {u"day"_s, Grouping::Day},         {u"week"_s, Grouping::Week}};
 
 [[noreturn]] void refuse(const QString& message) {
     throw ApiError{422, u"invalid_report"_s, message};
 }
 
-template <typename Table>
-auto find(const Table& table, const QString& name, const QString& refusal) {
-    const auto found = std::find_if(table.begin(), table.end(),
-                                    [&name](const auto& entry) { return QStringView(entry.first) == name; });
-    if (found == table.end()) {
+template <typename Value>
+Value find(const QHash<QString, Value>& known, const QString& name, const QString& refusal) {
+    if (!known.contains(name)) {
         refuse(refusal);
     }
-    return found->second;
+    return known.value(name);
 }
 
 QDate readDate(const QJsonValue& value, const QString& refusal) {
@@ -59,14 +47,6 @@ QString readGroup(const QJsonValue& value) {
                "week."_s);
     }
     return names[0].toString();
-}
-
-int readLimit(const QJsonValue& value) {
-    const qint64 limit = value.toInteger(0);
-    if (limit < 1 || limit > 500) {
-        refuse(u"The limit must be a whole number from 1 to 500."_s);
-    }
-    return static_cast<int>(limit);
 }
 
 } // namespace
@@ -99,7 +79,7 @@ ReportQuery readReportQuery(const QString& kind, const QJsonObject& body) {
     query.grouping = find(groupings, query.groupingName,
                           u"A report is grouped by project, client, task, user, day or week."_s);
     if (body.contains(u"limit")) {
-        query.limit = readLimit(body.value(u"limit"));
+        query.limit = requireLimit(body, u"invalid_report"_s);
     }
     return query;
 }

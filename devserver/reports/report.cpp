@@ -14,56 +14,6 @@
 namespace devserver {
 namespace {
 
-constexpr int pageSize = 1000;
-
-/// Reads a workspace's closed, undeleted entries of a time, the newest first,
-/// in pages, so that memory does not grow with their number.
-class ReportEntries {
-public:
-    /// `Starting`: those that start from `begin` up to `end`, exclusive.
-    /// `Touching`: also those that start earlier and reach into that time.
-    enum class Choice { Starting, Touching };
-
-    ReportEntries(Connection& connection, const QString& workspaceId, qint64 begin, qint64 end,
-                  Choice choice);
-
-    /// Empty after the last page.
-    [[nodiscard]] QList<Entry> nextPage();
-
-private:
-    Connection& m_connection;
-    QString m_workspaceId;
-    qint64 m_begin;
-    Choice m_choice;
-    qint64 m_beforeStart; ///< the page to come lies before this start and id
-    QString m_beforeId = u""_s;
-};
-
-ReportEntries::ReportEntries(Connection& connection, const QString& workspaceId, qint64 begin, qint64 end,
-                             Choice choice)
-    : m_connection(connection), m_workspaceId(workspaceId), m_begin(begin), m_choice(choice),
-      m_beforeStart(end) {
-}
-
-QList<Entry> ReportEntries::nextPage() {
-    QString rest = u" WHERE workspace_id = ? AND (start_at, id) < (?, ?) AND deleted_at IS NULL"
-                   " AND stop_at IS NOT NULL"_s;
-    QVariantList values{m_workspaceId, m_beforeStart, m_beforeId, m_begin};
-    if (m_choice == Choice::Starting) {
-        rest += u" AND start_at >= ?"_s;
-    } else {
-        rest += u" AND (stop_at > ? OR start_at >= ?)"_s;
-        values += m_begin;
-    }
-    rest += u" ORDER BY start_at DESC, id DESC LIMIT %1"_s.arg(pageSize);
-    QList<Entry> page = findEntries(m_connection, rest, values);
-    if (!page.isEmpty()) {
-        m_beforeStart = page.constLast().startAt;
-        m_beforeId = page.constLast().id;
-    }
-    return page;
-}
-
 // Null where there is no name.
 std::optional<QString> nameIn(const QHash<QString, QString>& names, const std::optional<QString>& id) {
     const QString name = id ? names.value(*id) : QString();
@@ -105,32 +55,6 @@ QByteArray rowOf(const ReportGroup& group) {
     return json.endObject().take();
 }
 
-ReportTotals writeEntries(ReportSnapshot& snapshot, ReportEntries& entries, const ReportCatalog& catalog) {
-    ReportTotals all;
-    for (auto page = entries.nextPage(); !page.isEmpty(); page = entries.nextPage()) {
-        for (const Entry& entry : page) {
-            const WorkedTime work = catalog.workOf(entry);
-            const ReportTotals totals = partOf(work, work.start, work.stop);
-            snapshot.add(rowOf(entry, catalog, totals));
-            all.add(totals);
-            ++all.entries;
-        }
-    }
-    return all;
-}
-
-ReportTotals writeGroups(ReportSnapshot& snapshot, ReportEntries& entries, ReportGroups groups) {
-    for (auto page = entries.nextPage(); !page.isEmpty(); page = entries.nextPage()) {
-        for (const Entry& entry : page) {
-            groups.add(entry);
-        }
-    }
-    for (const ReportGroup& group : groups.sorted()) {
-        snapshot.add(rowOf(group));
-    }
-    return groups.totals();
-}
-
 // What the reply and the snapshot's header have in common.
 void describe(JsonWriter& json, const ReportQuery& query, const ReportCatalog& catalog,
               const ReportTotals& totals) {
@@ -149,7 +73,7 @@ QByteArray headerOf(const ReportQuery& query, const ReportCatalog& catalog, cons
 }
 
 QByteArray replyOf(const ReportQuery& query, const ReportCatalog& catalog, const ReportTotals& totals,
-                   const ReportSnapshot& snapshot) {
+                   ReportSnapshot& snapshot) {
     JsonWriter json;
     json.beginObject().field("snapshot_id", snapshot.id());
     describe(json, query, catalog, totals);
@@ -158,15 +82,38 @@ QByteArray replyOf(const ReportQuery& query, const ReportCatalog& catalog, const
     return json.endObject().take();
 }
 
+// The closed, undeleted entries of the report's days, the newest first, of which one is in
+// memory at a time. One that starts earlier counts where it is split between its days.
+void eachReported(Connection& connection, const QString& workspaceId, const ReportQuery& query,
+                  const ReportDays& days, const std::function<void(const Entry&)>& use) {
+    const QString inside = query.splitsDays() ? u"(start_at >= ? OR stop_at > ?)"_s : u"start_at >= ?"_s;
+    const QVariantList begin(query.splitsDays() ? 2 : 1, days.begin());
+    eachEntry(connection,
+              u" WHERE workspace_id = ? AND start_at < ? AND deleted_at IS NULL AND stop_at IS NOT NULL"
+              " AND %1 ORDER BY start_at DESC, id DESC"_s.arg(inside),
+              QVariantList{workspaceId, days.end()} + begin, use);
+}
+
 ReportTotals readReport(Connection& connection, const QString& workspaceId, const ReportQuery& query,
                         const ReportCatalog& catalog, ReportSnapshot& snapshot) {
     const ReportDays days(query.from, query.to, query.zone, catalog.language);
-    ReportEntries entries(connection, workspaceId, days.begin(), days.end(),
-                          query.splitsDays() ? ReportEntries::Choice::Touching
-                                             : ReportEntries::Choice::Starting);
-    return query.kind == ReportKind::Detailed
-               ? writeEntries(snapshot, entries, catalog)
-               : writeGroups(snapshot, entries, ReportGroups(query, days, catalog));
+    if (query.kind == ReportKind::Detailed) {
+        ReportTotals all;
+        eachReported(connection, workspaceId, query, days, [&](const Entry& entry) {
+            const WorkedTime work = catalog.workOf(entry);
+            const ReportTotals totals = partOf(work, work.start, work.stop);
+            snapshot.add(rowOf(entry, catalog, totals));
+            all.add(totals);
+            ++all.entries;
+        });
+        return all;
+    }
+    ReportGroups groups(query, days, catalog);
+    eachReported(connection, workspaceId, query, days, [&groups](const Entry& entry) { groups.add(entry); });
+    for (const ReportGroup& group : groups.sorted()) {
+        snapshot.add(rowOf(group));
+    }
+    return groups.totals();
 }
 
 Answer queryReport(Request& request) {
@@ -195,7 +142,7 @@ Answer queryReport(Request& request) {
 } // namespace
 
 void addReportRoutes(Router& router) {
-    router.post("/v1/workspaces/([^/]+)/reports/([^/]+)/query", Work::Own, queryReport);
+    router.post("/v1/workspaces/([^/]+)/reports/([^/]+)/query", queryReport);
 }
 
 } // namespace devserver

@@ -43,7 +43,7 @@ ReportSnapshot::ReportSnapshot(int limit)
 
 void ReportSnapshot::add(const QByteArray& row) {
     if (m_count < m_limit) {
-        m_first += m_first.isEmpty() ? row : ',' + row;
+        m_first.json(row);
     }
     m_rows << row;
     requireWritten(m_rows.status() == QDataStream::Ok, m_file);
@@ -53,9 +53,8 @@ void ReportSnapshot::add(const QByteArray& row) {
 void ReportSnapshot::store(Connection& connection, const QString& workspaceId, const QString& userId,
                            const QByteArray& header) {
     forgetOld(connection, userId);
-    connection.run(u"INSERT INTO report_snapshots (id, workspace_id, user_id, created_at, header)"
-                   " VALUES (?, ?, ?, ?, ?)"_s,
-                   {m_id, workspaceId, userId, currentInstant(), QString::fromUtf8(header)});
+    connection.insert(u"report_snapshots (id, workspace_id, user_id, created_at, header)"_s,
+                      {m_id, workspaceId, userId, currentInstant(), QString::fromUtf8(header)});
     requireWritten(m_file.flush() && m_file.seek(0), m_file);
     connection.insert(u"report_rows (snapshot_id, position, content)"_s, m_count, [this](qsizetype i) {
         QByteArray row;
@@ -82,19 +81,13 @@ SnapshotReader::SnapshotReader(Connection& connection, const Caller& caller, con
 }
 
 qint64 SnapshotReader::rowCount() {
-    QSqlQuery query = m_connection.run(u"SELECT COUNT(*) FROM report_rows WHERE snapshot_id = ?"_s, {m_id});
-    return m_connection.next(query) ? query.value(0).toLongLong() : 0;
+    return m_connection.value(u"SELECT COUNT(*) FROM report_rows WHERE snapshot_id = ?"_s, {m_id})
+        .toLongLong();
 }
 
-std::optional<QByteArray> SnapshotReader::next() {
-    if (!m_rows) {
-        m_rows = m_connection.run(
-            u"SELECT content FROM report_rows WHERE snapshot_id = ? ORDER BY position"_s, {m_id});
-    }
-    if (!m_connection.next(*m_rows)) {
-        return std::nullopt;
-    }
-    return m_rows->value(0).toString().toUtf8();
+void SnapshotReader::each(const std::function<void(const QByteArray&)>& use) {
+    m_connection.each(u"SELECT content FROM report_rows WHERE snapshot_id = ? ORDER BY position"_s, {m_id},
+                      [&use](const QSqlQuery& row) { use(row.value(0).toString().toUtf8()); });
 }
 
 } // namespace devserver

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "devserver/accounts/accounts.h"
+#include "devserver/base/json.h"
 
 #include <QDataStream>
 #include <QTemporaryFile>
@@ -27,22 +28,20 @@ public:
     void store(Connection& connection, const QString& workspaceId, const QString& userId,
                const QByteArray& header);
 
-    /// The first `limit` rows as a JSON array, and whether there are more.
-    [[nodiscard]] QByteArray firstRows() const { return '[' + m_first + ']'; }
+    /// The first `limit` rows as a JSON array, for one call, and whether there are more.
+    [[nodiscard]] QByteArray firstRows() { return m_first.endArray().take(); }
     [[nodiscard]] bool hasMore() const { return m_count > m_limit; }
 
 private:
     QString m_id;
     int m_limit;
     int m_count = 0;
-    QByteArray m_first;
+    JsonWriter m_first = JsonWriter().beginArray();
     QTemporaryFile m_file;
     QDataStream m_rows{&m_file};
 };
 
-/// A report as it was frozen by its query: its header, and its rows from the
-/// first to the last, of which only one is in memory. From the first `next` to
-/// the last one the connection does nothing else.
+/// A report as it was frozen by its query: its header, and its rows.
 class SnapshotReader {
 public:
     /// Throws ApiError 404 unless the caller made the snapshot, of this
@@ -54,19 +53,18 @@ public:
     /// A JSON object: {"kind","group_by","from_date","to_date","timezone",
     /// "workspace","language","currency","totals"}.
     [[nodiscard]] const QByteArray& header() const { return m_header; }
-    /// Before the first `next`.
     [[nodiscard]] qint64 rowCount();
 
-    /// The next row, a JSON object: {"labels","totals"}, or {"entry","totals"}
-    /// in a detailed report. Nothing after the last one.
-    [[nodiscard]] std::optional<QByteArray> next();
+    /// Calls `use` with each row in turn, of which only one is in memory: a JSON
+    /// object {"labels","totals"}, or {"entry","totals"} in a detailed report.
+    /// The connection does nothing else meanwhile.
+    void each(const std::function<void(const QByteArray&)>& use);
 
 private:
     Connection& m_connection;
     QString m_id;
     qint64 m_createdAt = 0;
     QByteArray m_header;
-    std::optional<QSqlQuery> m_rows; ///< once they are being read
 };
 
 /// Throws std::runtime_error that says what became of a temporary file, unless `done`.

@@ -150,9 +150,9 @@ bool Connection::next(QSqlQuery& query) {
     return false;
 }
 
-bool Connection::finds(const QString& sql, const QVariantList& values) {
+QVariant Connection::value(const QString& sql, const QVariantList& values) {
     QSqlQuery query = run(sql, values);
-    return next(query);
+    return next(query) ? query.value(0) : QVariant();
 }
 
 std::optional<QString> textOrNull(const QVariant& value) {

@@ -56,8 +56,26 @@ public:
     /// Steps to the next row; false at the end.
     [[nodiscard]] bool next(QSqlQuery& query);
 
-    /// Whether the statement finds a row.
-    [[nodiscard]] bool finds(const QString& sql, const QVariantList& values = {});
+    /// Calls `use` with each row that the statement finds, of which one is in memory at a time.
+    template <typename Use>
+    void each(const QString& sql, const QVariantList& values, const Use& use) {
+        QSqlQuery query = run(sql, values);
+        while (next(query)) {
+            use(query);
+        }
+    }
+    /// What `make` makes of each row.
+    template <typename Make>
+    [[nodiscard]] auto all(const QString& sql, const QVariantList& values, const Make& make) {
+        QList<std::invoke_result_t<Make, const QSqlQuery&>> made;
+        each(sql, values, [&](const QSqlQuery& row) { made.append(make(row)); });
+        return made;
+    }
+    /// The first value of the first row; invalid where there is no row.
+    [[nodiscard]] QVariant value(const QString& sql, const QVariantList& values = {});
+    [[nodiscard]] bool finds(const QString& sql, const QVariantList& values = {}) {
+        return value(sql, values).isValid();
+    }
 
 private:
     friend class Transaction;

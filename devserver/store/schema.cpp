@@ -31,13 +31,7 @@ void migrate(Connection& connection) {
     Transaction transaction(connection, Transaction::Kind::Write);
     connection.run(u"CREATE TABLE IF NOT EXISTS schema_migrations"
                    " (version INTEGER PRIMARY KEY, applied_at BIGINT NOT NULL)"_s);
-    int version = 0;
-    {
-        QSqlQuery query = connection.run(u"SELECT MAX(version) FROM schema_migrations"_s);
-        if (connection.next(query)) {
-            version = query.value(0).toInt();
-        }
-    }
+    int version = connection.value(u"SELECT MAX(version) FROM schema_migrations"_s).toInt();
     if (version > newestVersion) {
         throw DatabaseError("it was made by a newer version of this program");
     }
@@ -45,8 +39,7 @@ void migrate(Connection& connection) {
         for (const QString& statement : statementsOf(++version, connection)) {
             connection.run(statement);
         }
-        connection.run(u"INSERT INTO schema_migrations (version, applied_at) VALUES (?, ?)"_s,
-                       {version, currentInstant()});
+        connection.insert(u"schema_migrations (version, applied_at)"_s, {version, currentInstant()});
     }
     transaction.commit();
 }

@@ -19,25 +19,22 @@ ApiError refusal(const QString& code, const QString& message) {
 }
 
 QList<Period> findPeriods(Connection& connection, const QString& rest, const QVariantList& values) {
-    QSqlQuery query =
-        connection.run(u"SELECT "_s + columns + u" FROM timesheet_periods WHERE "_s + rest, values);
-    QList<Period> periods;
-    while (connection.next(query)) {
-        const auto text = [&query](int column) { return query.value(column).toString(); };
-        const auto number = [&query](int column) { return query.value(column).toLongLong(); };
-        periods += Period{text(0),
-                          text(1),
-                          text(2),
-                          text(3),
-                          text(4),
-                          text(5),
-                          text(6),
-                          number(7),
-                          number(8),
-                          number(9),
-                          textOrNull(query.value(10))};
-    }
-    return periods;
+    const QString sql = u"SELECT "_s + columns + u" FROM timesheet_periods WHERE "_s + rest;
+    return connection.all(sql, values, [](const QSqlQuery& row) {
+        const auto text = [&row](int column) { return row.value(column).toString(); };
+        const auto number = [&row](int column) { return row.value(column).toLongLong(); };
+        return Period{text(0),
+                      text(1),
+                      text(2),
+                      text(3),
+                      text(4),
+                      text(5),
+                      text(6),
+                      number(7),
+                      number(8),
+                      number(9),
+                      textOrNull(row.value(10))};
+    });
 }
 
 QString usableReason(const QString& text) {

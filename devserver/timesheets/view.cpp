@@ -8,6 +8,7 @@
 #include <QHash>
 
 #include <algorithm>
+#include <map>
 
 namespace devserver {
 namespace {
@@ -21,45 +22,37 @@ qint64 secondsInside(const Period& period, qint64 start, qint64 stop) {
 QHash<QString, qint64> durations(Connection& connection, const QString& userId, const QString& workspaceId,
                                  const QList<Period>& periods) {
     QHash<QString, qint64> sums;
-    QSqlQuery query = connection.run(u"SELECT start_at, stop_at FROM time_entries WHERE workspace_id = ?"
-                                     " AND user_id = ? AND stop_at IS NOT NULL AND deleted_at IS NULL"_s,
-                                     {workspaceId, userId});
-    while (connection.next(query)) {
+    const QString sql = u"SELECT start_at, stop_at FROM time_entries WHERE workspace_id = ?"
+                        " AND user_id = ? AND stop_at IS NOT NULL AND deleted_at IS NULL"_s;
+    connection.each(sql, {workspaceId, userId}, [&](const QSqlQuery& row) {
         for (const Period& period : periods) {
-            sums[period.id] +=
-                secondsInside(period, query.value(0).toLongLong(), query.value(1).toLongLong());
+            sums[period.id] += secondsInside(period, row.value(0).toLongLong(), row.value(1).toLongLong());
         }
-    }
+    });
     return sums;
 }
 
 /// One day's part of the reply while its entries are still coming.
 struct Day {
-    QString date;
     qint64 seconds = 0;
-    JsonWriter entries;
+    JsonWriter entries = JsonWriter().beginArray();
 };
 
 QString localTime(qint64 instant, const QTimeZone& zone) {
     return QDateTime::fromSecsSinceEpoch(instant, zone).toString(u"yyyy-MM-ddTHH:mm:ss"_s);
 }
 
-// Writes the row that the query stands at, and counts it.
-void writeEntry(Day& day, const QSqlQuery& query, const Period& period, const QTimeZone& zone) {
-    const qint64 start = query.value(3).toLongLong();
-    const auto stop = numberOrNull(query.value(4));
+// Writes an entry, and counts it.
+void writeEntry(Day& day, const QSqlQuery& row, const Period& period, const QTimeZone& zone) {
+    const qint64 start = row.value(3).toLongLong();
+    const auto stop = numberOrNull(row.value(4));
     const auto seconds = stop ? std::optional(secondsInside(period, start, *stop)) : std::nullopt;
     day.seconds += seconds.value_or(0);
-    day.entries.beginObject().field("id", query.value(0).toString());
-    day.entries.field("description", query.value(1).toString());
-    day.entries.field("project", textOrNull(query.value(2))).field("start_local", localTime(start, zone));
+    day.entries.beginObject().field("id", row.value(0).toString());
+    day.entries.field("description", row.value(1).toString());
+    day.entries.field("project", textOrNull(row.value(2))).field("start_local", localTime(start, zone));
     day.entries.field("stop_local", stop ? std::optional(localTime(*stop, zone)) : std::nullopt);
     day.entries.field("duration_seconds", seconds).endObject();
-}
-
-void writeDay(JsonWriter& json, Day& day) {
-    json.beginObject().field("date", day.date).field("duration_seconds", day.seconds);
-    json.json("entries", day.entries.endArray().take()).endObject();
 }
 
 } // namespace
@@ -84,30 +77,23 @@ QByteArray timesheetReply(Connection& connection, const Caller& caller) {
 }
 
 QByteArray periodEntriesReply(Connection& connection, const QString& userId, const Period& period) {
-    QSqlQuery query =
-        connection.run(u"SELECT e.id, e.description, p.name, e.start_at, e.stop_at FROM time_entries e"
-                       " LEFT JOIN projects p ON p.id = e.project_id WHERE e.workspace_id = ?"
-                       " AND e.user_id = ? AND e.deleted_at IS NULL AND e.start_at < ?"
-                       " AND (e.stop_at IS NULL OR e.stop_at > ?) ORDER BY e.start_at, e.id"_s,
-                       {period.workspaceId, userId, period.endAt, period.startAt});
+    const QString sql = u"SELECT e.id, e.description, p.name, e.start_at, e.stop_at FROM time_entries e"
+                        " LEFT JOIN projects p ON p.id = e.project_id WHERE e.workspace_id = ?"
+                        " AND e.user_id = ? AND e.deleted_at IS NULL AND e.start_at < ?"
+                        " AND (e.stop_at IS NULL OR e.stop_at > ?) ORDER BY e.start_at, e.id"_s;
     const QTimeZone zone = storedZone(period.timezone);
+    std::map<QDate, Day> days;
+    connection.each(sql, {period.workspaceId, userId, period.endAt, period.startAt},
+                    [&](const QSqlQuery& row) {
+                        const qint64 start = std::max(row.value(3).toLongLong(), period.startAt);
+                        const QDate date = QDateTime::fromSecsSinceEpoch(start, zone).date();
+                        writeEntry(days[date], row, period, zone);
+                    });
     JsonWriter json;
     json.beginObject().key("days").beginArray();
-    std::optional<Day> day;
-    while (connection.next(query)) {
-        const qint64 start = std::max(query.value(3).toLongLong(), period.startAt);
-        const QString date = QDateTime::fromSecsSinceEpoch(start, zone).date().toString(Qt::ISODate);
-        if (!day || date != day->date) {
-            if (day) {
-                writeDay(json, *day);
-            }
-            day.emplace().date = date;
-            day->entries.beginArray();
-        }
-        writeEntry(*day, query, period, zone);
-    }
-    if (day) {
-        writeDay(json, *day);
+    for (auto& [date, day] : days) {
+        json.beginObject().field("date", date.toString(Qt::ISODate)).field("duration_seconds", day.seconds);
+        json.json("entries", day.entries.endArray().take()).endObject();
     }
     return json.endArray().endObject().take();
 }

@@ -33,7 +33,7 @@ QByteArray contents(const DatabaseAddress& address) {
     Connection connection(address);
     QByteArray all = identityReply(connection, developer) + workspacesReply(connection, developer);
     for (const QString& workspace : workspaces(connection)) {
-        all += snapshotReply(connection, developer, workspace);
+        all += snapshotReply(connection, workspace);
     }
     return all + timerReply(connection, developer);
 }
@@ -147,7 +147,7 @@ void TestDevserverDemo::itIsAYearOfBelievableWork() {
             midnight.addDays(-5).toSecsSinceEpoch());
 
     const QJsonArray periods =
-        QJsonDocument::fromJson(snapshotReply(connection, developer, ids[0]))[u"timesheet_periods"].toArray();
+        QJsonDocument::fromJson(snapshotReply(connection, ids[0]))[u"timesheet_periods"].toArray();
     QCOMPARE(periods.size(), 3);
     QStringList statuses;
     for (const QJsonValue period : periods) {
@@ -168,8 +168,7 @@ void TestDevserverDemo::workDaysAreNotDoubleBooked() {
     const TestDatabase database;
     QVERIFY(fill(database.address(), QDate(2026, 8, 15)));
     Connection connection(database.address());
-    const auto snapshot =
-        QJsonDocument::fromJson(snapshotReply(connection, developer, workspaces(connection)[0]));
+    const auto snapshot = QJsonDocument::fromJson(snapshotReply(connection, workspaces(connection)[0]));
     QDateTime last;
     bool hebrew = false;
     bool english = false;
@@ -209,8 +208,7 @@ void TestDevserverDemo::theColleagueWorksOverMidnight() {
     const TestDatabase database;
     QVERIFY(fill(database.address(), QDate(2026, 8, 15)));
     Connection connection(database.address());
-    const auto snapshot =
-        QJsonDocument::fromJson(snapshotReply(connection, developer, workspaces(connection)[0]));
+    const auto snapshot = QJsonDocument::fromJson(snapshotReply(connection, workspaces(connection)[0]));
     int late = 0;
     for (const QJsonValue entry : snapshot[u"time_entries"].toArray()) {
         const QDateTime start = local(entry[u"start_at"]);

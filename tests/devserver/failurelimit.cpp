@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/accounts/failurelimit.h"
+#include "devserver/accounts/signin.h"
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/demo/demoaccounts.h"
+#include "devserver/demo/demo.h"
 #include "tests/devserver/authfixture.h"
 
 #include <QFile>

@@ -51,7 +51,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Caller caller{developmentUser, false};
     Connection& store = connection();
     try {
-        const PushRequest push = readPush(body, first.value(u"mutation_id").toString());
+        const Mutation push = readPush(body, first.value(u"mutation_id").toString());
         const Transaction transaction(store, Transaction::Kind::Write);
         const QByteArray reply = pushReply(store, caller, push);
         const QJsonObject result = fuzz::objectIn(reply).value(u"results").toArray().first().toObject();
