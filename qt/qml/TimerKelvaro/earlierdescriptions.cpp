@@ -2,6 +2,7 @@
 #include "earlierdescriptions.h"
 
 #include "state/projectcolors.h"
+#include "state/searchtext.h"
 
 #include <algorithm>
 
@@ -94,7 +95,7 @@ void EarlierDescriptions::read(const QJsonObject& entry) {
     const qsizetype known = m_known.size();
     m_known.insert({description, offered});
     if (m_known.size() > known) {
-        m_found.append({description, description.toCaseFolded(), offered, entry.value(billableKey).toBool()});
+        m_found.append({description, searchText(description), offered, entry.value(billableKey).toBool()});
     }
 }
 
@@ -110,7 +111,7 @@ void EarlierDescriptions::forget() {
 }
 
 QVariantList EarlierDescriptions::matching(const QString& text) const {
-    const QString wanted = text.trimmed().toCaseFolded();
+    const QString wanted = searchText(text.trimmed());
     QVariantList rows;
     for (const Earlier& earlier : m_offered) {
         if (!earlier.folded.contains(wanted)) {
