@@ -5,6 +5,7 @@
 // "peak_mb" is the server's highest memory meanwhile, its floor that of
 // the server that has just been started.
 #include "benchmarks/reportserver.h"
+#include "benchmarks/tiny.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -22,12 +23,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int entryCount = 100'000;
+int entryCount() {
+    return Tiny::sized(100'000);
+}
+
 constexpr char peak[] = "peak_mb";
 
 /// The server with one report.
 struct Desk {
-    Desk() : server(entryCount) {
+    Desk() : server(entryCount()) {
         const std::string reply = server.report(u"detailed"_s, u"project"_s);
         snapshot = QJsonDocument::fromJson(QByteArray::fromStdString(reply))
                        .object()
@@ -80,7 +84,7 @@ void readBare(benchmark::State& run) {
             benchmark::DoNotOptimize(query.value(0));
         }
         run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
-        if (rows != entryCount) {
+        if (rows != entryCount()) {
             throw std::runtime_error("the rows are not those of the report");
         }
     }
@@ -99,6 +103,7 @@ void add(const std::string& name, Work work) {
 
 int main(int argc, char* argv[]) {
     const QCoreApplication application(argc, argv);
+    Tiny::readOption(argc, argv);
     benchmark::Initialize(&argc, argv);
     for (const std::string format : {"csv", "xlsx", "json", "html"}) {
         const std::string name = format + " export, 100000 entries";

@@ -5,6 +5,7 @@
 // server's highest memory meanwhile, its floor that of a server
 // which has done nothing yet.
 #include "benchmarks/reportserver.h"
+#include "benchmarks/tiny.h"
 
 #include "devserver/store/schema.h"
 
@@ -24,11 +25,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int entryCount = 100'000;
+int entryCount() {
+    return Tiny::sized(100'000);
+}
+
 constexpr char peak[] = "peak_mb";
 
 const ReportServer& server() {
-    static const ReportServer only(entryCount);
+    static const ReportServer only(entryCount());
     return only;
 }
 
@@ -39,7 +43,7 @@ void report(benchmark::State& run, const char* kind, const char* group) {
         timer.start();
         const std::string reply = server().report(QString::fromLatin1(kind), QString::fromLatin1(group));
         run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
-        if (reply.find("\"entry_count\":100000}") == std::string::npos) {
+        if (reply.find("\"entry_count\":" + std::to_string(entryCount()) + '}') == std::string::npos) {
             throw std::runtime_error("the report is not one of all entries");
         }
         run.counters[peak] = server().peakMemory();
@@ -71,7 +75,7 @@ void readBare(benchmark::State& run) {
             }
         }
         run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
-        if (rows != entryCount) {
+        if (rows != entryCount()) {
             throw std::runtime_error("the rows are not those of the report");
         }
     }
@@ -95,6 +99,7 @@ void addReport(const std::string& name, const char* kind, const char* group) {
 
 int main(int argc, char* argv[]) {
     const QCoreApplication application(argc, argv);
+    Tiny::readOption(argc, argv);
     benchmark::Initialize(&argc, argv);
     addReport("summary report, 100000 entries", "summary", "project");
     addReport("detailed report, 100000 entries", "detailed", "project");

@@ -4,7 +4,9 @@
 // keyring and a server that answers at once, beside the same work done bare.
 #include "benchmarks/data.h"
 #include "benchmarks/peer.h"
+#include "benchmarks/tiny.h"
 #include "controller/controller.h"
+#include "qt/qml/TimerKelvaro/entrymodel.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -127,7 +129,7 @@ void write(benchmark::State& run) {
     for (auto _ : run) {
         run.SetIterationTime(timed([&] {
             subject.edit(index++ % queueLength);
-            benchmark::DoNotOptimize(subject.controller.entries().size());
+            benchmark::DoNotOptimize(subject.controller.entryRows().size());
         }));
         waitUntil([&] { return subject.idle(); });
     }
@@ -248,11 +250,32 @@ void reloadBare(benchmark::State& run) {
     }
 }
 
+/// Ten entries come, or go again, and the rows of the window follow.
+void reloadChanged(benchmark::State& run) {
+    const int entries = static_cast<int>(run.range(0));
+    Client& subject = client(entries);
+    EntryModel model;
+    model.setController(&subject.controller);
+    const QJsonObject before = subject.state.value(u"snapshot").toObject();
+    const QJsonObject after = makeState(entries + 10).value(u"snapshot").toObject();
+    bool more = false;
+    for (auto _ : run) {
+        more = !more;
+        subject.peer.serveSnapshot(more ? after : before);
+        run.SetIterationTime(timed([&] {
+            subject.controller.refresh();
+            waitUntil([&] { return subject.idle(); });
+        }));
+        require(model.count() == entries + (more ? 10 : 0), "the rows are those of the reply");
+    }
+    subject.peer.serveSnapshot(before);
+}
+
 void addPair(const std::string& name, void (*figure)(benchmark::State&), void (*floor)(benchmark::State&),
              int entries, int iterations) {
     for (const auto& [suffix, function] : {std::pair{"", figure}, std::pair{"/floor", floor}}) {
         benchmark::RegisterBenchmark((name + suffix).c_str(), function)
-            ->Arg(entries)
+            ->Arg(Tiny::sized(entries))
             ->Iterations(iterations)
             ->UseManualTime()
             ->Unit(benchmark::kMicrosecond);
@@ -263,6 +286,7 @@ void addPair(const std::string& name, void (*figure)(benchmark::State&), void (*
 
 int main(int argc, char* argv[]) {
     const QCoreApplication application(argc, argv);
+    Tiny::readOption(argc, argv);
     benchmark::Initialize(&argc, argv);
     addPair("write, 10000 entries", write, writeBare, 10000, 20);
     addPair("push 100 mutations, 10000 entries", push, pushBare, 10000, 1);
@@ -270,6 +294,7 @@ int main(int argc, char* argv[]) {
     addPair("reload, nothing new, written", reloadBytes, documentBytes, 10000, 20);
     addPair("write, written", writeBytes, documentBytes, 10000, 20);
     addPair("write, 50000 entries", write, writeBare, 50000, 5);
+    addPair("reload, 10 new, 50000 entries", reloadChanged, reloadBare, 50000, 4);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     currentStore.reset();

@@ -3,9 +3,11 @@
 // What a person feels without a network: the projection, and reading the list.
 // A figure and its floor are named alike; the floor ends in "/floor".
 #include "benchmarks/data.h"
+#include "benchmarks/tiny.h"
 #include "controller/entrylist.h"
-#include "state/syncstate.h"
+#include "state/projector.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 
 #include <benchmark/benchmark.h>
@@ -19,7 +21,7 @@ QByteArray snapshotText(const QJsonObject& state) {
 void project(benchmark::State& run) {
     const QJsonObject state = makeState(static_cast<int>(run.range(0)), static_cast<int>(run.range(1)));
     for (auto _ : run) {
-        benchmark::DoNotOptimize(SyncState::project(state));
+        benchmark::DoNotOptimize(Projector().project(state));
     }
 }
 
@@ -32,36 +34,46 @@ void parse(benchmark::State& run) {
 }
 
 void readRows(benchmark::State& run) {
-    const QJsonObject view = SyncState::project(makeState(10000));
     EntryList list;
-    list.update(view.value(u"entries").toArray());
+    list.update(Projector().project(makeState(static_cast<int>(run.range(0)))).entries);
     for (auto _ : run) {
-        const QVariantList rows = list.rows();
+        const ProjectedEntries rows = list.rows();
         benchmark::DoNotOptimize(rows.size());
     }
 }
 
 void copyList(benchmark::State& run) {
-    const QVariantList shared =
-        makeState(10000).value(u"snapshot").toObject().value(u"time_entries").toArray().toVariantList();
+    const QVariantList shared = makeState(static_cast<int>(run.range(0)))
+                                    .value(u"snapshot")
+                                    .toObject()
+                                    .value(u"time_entries")
+                                    .toArray()
+                                    .toVariantList();
     for (auto _ : run) {
         const QVariantList rows = shared;
         benchmark::DoNotOptimize(rows.size());
     }
 }
 
+void add(const std::string& name, void (*work)(benchmark::State&), int entries, int periods) {
+    benchmark::RegisterBenchmark(name.c_str(), work)
+        ->Args({Tiny::sized(entries), periods})
+        ->Unit(benchmark::kMicrosecond);
+}
+
 } // namespace
 
-BENCHMARK(project)->Name("project 10000, 10 periods")->Args({10000, 10})->Unit(benchmark::kMicrosecond);
-BENCHMARK(parse)->Name("project 10000, 10 periods/floor")->Args({10000, 10})->Unit(benchmark::kMicrosecond);
-BENCHMARK(project)->Name("project 10000, 100 periods")->Args({10000, 100})->Unit(benchmark::kMicrosecond);
-BENCHMARK(parse)->Name("project 10000, 100 periods/floor")->Args({10000, 100})->Unit(benchmark::kMicrosecond);
-BENCHMARK(project)->Name("project 50000 against 10000")->Args({50000, 10})->Unit(benchmark::kMicrosecond);
-BENCHMARK(project)
-    ->Name("project 50000 against 10000/floor")
-    ->Args({10000, 10})
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK(readRows)->Name("read entries, unchanged")->Unit(benchmark::kMicrosecond);
-BENCHMARK(copyList)->Name("read entries, unchanged/floor")->Unit(benchmark::kMicrosecond);
-
-BENCHMARK_MAIN();
+int main(int argc, char* argv[]) {
+    Tiny::readOption(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    add("project 10000, 10 periods", project, 10000, 10);
+    add("project 10000, 10 periods/floor", parse, 10000, 10);
+    add("project 10000, 100 periods", project, 10000, 100);
+    add("project 10000, 100 periods/floor", parse, 10000, 100);
+    add("project 50000 against 10000", project, 50000, 10);
+    add("project 50000 against 10000/floor", project, 10000, 10);
+    add("read entries, unchanged", readRows, 10000, 10);
+    add("read entries, unchanged/floor", copyList, 10000, 10);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}

@@ -7,7 +7,9 @@
 
 #include <httplib.h>
 
+#include <mutex>
 #include <thread>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -31,6 +33,8 @@ struct Peer::Server {
     httplib::Server http;
     std::thread thread;
     QHash<QString, QJsonObject> entries;
+    std::mutex lock;
+    std::string snapshot;
 
     void serve(const char* path, const QJsonObject& body) {
         http.Get(path, [text = jsonText(body)](const httplib::Request&, httplib::Response& response) {
@@ -60,7 +64,11 @@ Peer::Peer(const QJsonObject& state) : m_server(std::make_unique<Server>()) {
     m_server->http.set_keep_alive_max_count(1000000);
     m_server->serve("/v1/me", state.value(u"me").toObject());
     m_server->serve("/v1/workspaces", {{u"items"_s, state.value(u"workspaces")}});
-    m_server->serve("/v1/sync/snapshot", snapshot);
+    serveSnapshot(snapshot);
+    m_server->http.Get("/v1/sync/snapshot", [this](const httplib::Request&, httplib::Response& response) {
+        const std::lock_guard guard(m_server->lock);
+        answer(response, m_server->snapshot);
+    });
     m_server->serve("/v1/me/timer", {{u"timer"_s, QJsonObject()}});
     m_server->http.Post(
         "/v1/sync/push", [this](const httplib::Request& request, httplib::Response& response) {
@@ -76,6 +84,12 @@ Peer::~Peer() {
     if (m_server->thread.joinable()) {
         m_server->thread.join();
     }
+}
+
+void Peer::serveSnapshot(const QJsonObject& snapshot) {
+    std::string text = jsonText(snapshot);
+    const std::lock_guard guard(m_server->lock);
+    m_server->snapshot = std::move(text);
 }
 
 int Peer::listen() {

@@ -19,6 +19,9 @@ public:
     /// Serves 127.0.0.1 on a port of its own from a thread of its own.
     [[nodiscard]] int listen();
 
+    /// From now on this is the snapshot.
+    void serveSnapshot(const QJsonObject& snapshot);
+
 private:
     struct Server;
     std::unique_ptr<Server> m_server;
