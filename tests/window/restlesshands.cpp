@@ -21,9 +21,15 @@ constexpr int usualPresses = 300;
 QStringList warnings;
 QtMessageHandler usualHandler = nullptr;
 
+/// What the toolkit says of itself: of its own file dialogs, which no person of a desktop sees, and of a list
+/// that empties while a row beyond its edge is being made.
+bool isOfTheToolkit(const QString& text) {
+    return text.contains(u"propagateSizeHints"_s) ||
+           text.startsWith(u"DelegateModel::cancel: index out range"_s);
+}
+
 void listen(QtMsgType type, const QMessageLogContext& context, const QString& text) {
-    // The toolkit's own file dialogs, which no person of a desktop sees.
-    if (type != QtDebugMsg && type != QtInfoMsg && !text.contains(u"propagateSizeHints"_s)) {
+    if (type != QtDebugMsg && type != QtInfoMsg && !isOfTheToolkit(text)) {
         warnings.append(text);
     }
     usualHandler(type, context, text);
