@@ -140,7 +140,7 @@ void RestlessHandsTest::theWindowBearsThem() {
         QVERIFY2(warnings.isEmpty(), qPrintable(u"press %1 of seed %2: %3"_s.arg(i).arg(seed).arg(m_last)));
         QVERIFY(m_fixture->window->isVisible());
         if (m_fixture->controller.busy() && m_dice.bounded(8) == 0) {
-            QTRY_VERIFY(!m_fixture->controller.busy());
+            QTRY_VERIFY_WITH_TIMEOUT(!m_fixture->controller.busy(), 30'000);
         }
     }
     m_fixture.reset();
