@@ -21,9 +21,15 @@ constexpr int usualPresses = 300;
 QStringList warnings;
 QtMessageHandler usualHandler = nullptr;
 
+/// What the toolkit says of itself: of its own file dialogs, which no person of a desktop sees, and of a list
+/// that empties while a row beyond its edge is being made.
+bool isOfTheToolkit(const QString& text) {
+    return text.contains(u"propagateSizeHints"_s) ||
+           text.startsWith(u"DelegateModel::cancel: index out range"_s);
+}
+
 void listen(QtMsgType type, const QMessageLogContext& context, const QString& text) {
-    // The toolkit's own file dialogs, which no person of a desktop sees.
-    if (type != QtDebugMsg && type != QtInfoMsg && !text.contains(u"propagateSizeHints"_s)) {
+    if (type != QtDebugMsg && type != QtInfoMsg && !isOfTheToolkit(text)) {
         warnings.append(text);
     }
     usualHandler(type, context, text);
@@ -134,7 +140,7 @@ void RestlessHandsTest::theWindowBearsThem() {
         QVERIFY2(warnings.isEmpty(), qPrintable(u"press %1 of seed %2: %3"_s.arg(i).arg(seed).arg(m_last)));
         QVERIFY(m_fixture->window->isVisible());
         if (m_fixture->controller.busy() && m_dice.bounded(8) == 0) {
-            QTRY_VERIFY(!m_fixture->controller.busy());
+            QTRY_VERIFY_WITH_TIMEOUT(!m_fixture->controller.busy(), 30'000);
         }
     }
     m_fixture.reset();
