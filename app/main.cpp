@@ -62,6 +62,17 @@ void loadWindow(QQmlApplicationEngine& engine) {
 #endif
 }
 
+/// Says why not, below what Qt says.
+bool isLoaded(const QQmlApplicationEngine& engine) {
+    if (!engine.rootObjects().isEmpty()) {
+        return true;
+    }
+    std::fputs("The window could not be loaded, for the reason above: see that Timer.Kelvaro and "
+               "Qt's QML modules are installed whole.\n",
+               stderr);
+    return false;
+}
+
 QString chosenServer(const CommandLine& commandLine) {
     if (const std::optional<QString> given = commandLine.server()) {
         return *given;
@@ -150,10 +161,7 @@ int main(int argc, char* argv[]) {
     engine.rootContext()->setContextProperty(u"controller"_s, &controller);
     engine.rootContext()->setContextProperty(u"trayAvailable"_s, trayAvailable);
     loadWindow(engine);
-    if (engine.rootObjects().isEmpty()) {
-        std::fputs("The window could not be loaded, for the reason above: see that Timer.Kelvaro and "
-                   "Qt's QML modules are installed whole.\n",
-                   stderr);
+    if (!isLoaded(engine)) {
         return exitWindowNotLoaded;
     }
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().constFirst());

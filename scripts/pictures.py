@@ -154,7 +154,7 @@ def take_guide(folder):
     picture(os.path.join(folder, "guide-week.png"), "Stop")
     press("Actions")
     picture(os.path.join(folder, "guide-menu.png"), "Duplicate")
-    subprocess.run(["xdotool", "key", "--delay", "200", "Down", "Down", "Return"], check=True)
+    subprocess.run(["xdotool", "key", "--delay", "200", "Down", "Return"], check=True)
     picture(os.path.join(folder, "guide-edit.png"), "Edit entry")
     press("Cancel")
     wait_for("the end of the dialog", lambda: find(application(), "Edit entry") is None)

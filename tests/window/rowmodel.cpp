@@ -154,20 +154,24 @@ void RowModelTest::announcesOnlyWhatChanged() {
     QFETCH(QString, after);
     follow(rows(before));
     Announced announced(*m_model);
+    const QSignalSpy updated(m_model.get(), &RowModel::updated);
 
     follow(rows(after));
 
     QTEST(announced.take(), "announced");
+    QCOMPARE(updated.count(), 1);
 }
 
 void RowModelTest::anEqualListIsSilent() {
     follow(rows(u"a b c"_s));
     Announced announced(*m_model);
+    const QSignalSpy updated(m_model.get(), &RowModel::updated);
 
     Q_EMIT m_source->changed();
     follow(rows(u"a b c"_s));
 
     QCOMPARE(announced.take(), QString());
+    QCOMPARE(updated.count(), 0);
 }
 
 void RowModelTest::followsAnyHistory() {

@@ -28,10 +28,10 @@ RowPanel {
     readonly property bool cut: description.truncated && (hover.hovered || activeFocus)
 
     function spoken(): string {
-        let all = day !== "" ? dayLabel.text + ", " + daySum + ", " : ""
-        all += description.text
+        let all = description.text
         for (const part of [start.text, length.text, row.period_locked ? lock.text : "", span.text, projectName, clientName,
-                            row.billable ? billable.name : "", row.local_conflict ? conflict.text : ""])
+                            row.billable ? billable.name : "", row.local_conflict ? conflict.text : "",
+                            day !== "" ? dayLabel.text + ": " + daySum : ""])
             all += part !== "" ? ", " + part : ""
         return all
     }

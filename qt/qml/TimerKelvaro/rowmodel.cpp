@@ -143,4 +143,7 @@ void RowModel::adopt(const QVariantList& rows) {
     for (const RowSpan& span : changed) {
         Q_EMIT dataChanged(index(span.from), index(span.from + span.count - 1));
     }
+    if (!diff.removed.isEmpty() || !diff.inserted.isEmpty() || !changed.isEmpty()) {
+        Q_EMIT updated();
+    }
 }

@@ -47,6 +47,8 @@ Q_SIGNALS:
     void sourceChanged();
     void listChanged();
     void keepChanged();
+    /// Rows were inserted, removed or changed; comes once, after the last of them.
+    void updated();
 
 private:
     Q_SLOT void refresh();
