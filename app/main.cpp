@@ -16,6 +16,7 @@
 #include <QFont>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
+#include <QQmlIncubationController>
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QSettings>
@@ -71,6 +72,16 @@ bool isLoaded(const QQmlApplicationEngine& engine) {
                "Qt's QML modules are installed whole.\n",
                stderr);
     return false;
+}
+
+/// Pages that are cut off halfway would be complained of by Qt.
+void finishLoading(const QQmlEngine& engine) {
+    constexpr int slices = 100;
+    constexpr int sliceMs = 20;
+    QQmlIncubationController* const pages = engine.incubationController();
+    for (int i = 0; pages != nullptr && pages->incubatingObjectCount() > 0 && i < slices; ++i) {
+        pages->incubateFor(sliceMs);
+    }
 }
 
 QString chosenServer(const CommandLine& commandLine) {
@@ -183,5 +194,7 @@ int main(int argc, char* argv[]) {
         absences.emplace(controller);
     }
     QTimer::singleShot(0, &controller, [&controller, server] { controller.connectServer(server); });
-    return QApplication::exec();
+    const int code = QApplication::exec();
+    finishLoading(engine);
+    return code;
 }

@@ -336,12 +336,12 @@ void RequestsTest::aLateReplyOfThePreviousServerReachesNoCallback() {
     m_controller->send("GET", probe, {}, [&calls](const QJsonObject&, int) { ++calls; });
     QTRY_COMPARE(m_peer->held(), 1);
 
+    const QSignalSpy finished(networkOf(*m_controller).findChild<QNetworkReply*>(), &QNetworkReply::finished);
     ScriptedPeer other;
     sample::serve(other, sample::snapshot());
     QVERIFY(connectAndLoad(*m_controller, other.url()));
-    QSignalSpy finished(&networkOf(*m_controller), &QNetworkAccessManager::finished);
+    QCOMPARE(finished.size(), 1); // given up: nobody waits for it any more
     m_peer->release();
-    QVERIFY(finished.wait());
     QVERIFY(waitForSilence(*m_controller));
     QCOMPARE(calls, 0);
     QCOMPARE(m_controller->server(), other.url());
@@ -353,10 +353,10 @@ void RequestsTest::reconnectingToTheSameServerDropsLateRepliesToo() {
     int calls = 0;
     m_controller->send("GET", probe, {}, [&calls](const QJsonObject&, int) { ++calls; });
     QTRY_COMPARE(m_peer->held(), 1);
+    const QSignalSpy finished(networkOf(*m_controller).findChild<QNetworkReply*>(), &QNetworkReply::finished);
     QVERIFY(connectAndLoad(*m_controller, m_peer->url()));
-    QSignalSpy finished(&networkOf(*m_controller), &QNetworkAccessManager::finished);
+    QCOMPARE(finished.size(), 1);
     m_peer->release();
-    QVERIFY(finished.wait());
     QVERIFY(waitForSilence(*m_controller));
     QCOMPARE(calls, 0);
 }

@@ -243,10 +243,11 @@ void WindowInputTest::cursorRestsWhenNobodyTypes() {
     const int most = cursor->property("most").toInt();
     QTRY_COMPARE(cursor->property("turns").toInt(), most);
     QCOMPARE(cursor->opacity(), 1.0);
-    QCOMPARE(blinks.size(), most);
+    blinks.clear();
     QTest::keyClick(m_fixture->window, 'a');
-    QCOMPARE(cursor->property("turns").toInt(), 0);
-    QTRY_COMPARE(blinks.size(), 2 * most);
+    QVERIFY(cursor->property("turns").toInt() < most);
+    QTRY_COMPARE(cursor->property("turns").toInt(), most);
+    QCOMPARE(blinks.size(), most);
     QVERIFY(cursor->isVisible());
 }
 
