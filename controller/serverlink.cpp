@@ -93,8 +93,8 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
     QNetworkReply* reply = issue(complete, request, body);
     auto* reader = new ReplyReader(*reply);
     const auto finished = [this, reply, reader, body, callback, afterwards, known, generation = m_generation,
-                           asAccount = !token.isEmpty(), alike = request.alike, path = isGet ? request.path : QString(),
-                           what = area(request.path)]() mutable {
+                           asAccount = !token.isEmpty(), alike = request.alike,
+                           path = isGet ? request.path : QString(), what = area(request.path)]() mutable {
         reply->deleteLater();
         wipe(body); // a password may be in it
         const int status = httpStatus(*reply);
