@@ -74,14 +74,16 @@ bool isLoaded(const QQmlApplicationEngine& engine) {
     return false;
 }
 
-/// Pages that are cut off halfway would be complained of by Qt.
-void finishLoading(const QQmlEngine& engine) {
+/// Ends with every page whole: Qt complains of those that are cut off halfway.
+int run(const QQmlEngine& engine) {
     constexpr int slices = 100;
     constexpr int sliceMs = 20;
+    const int code = QApplication::exec();
     QQmlIncubationController* const pages = engine.incubationController();
     for (int i = 0; pages != nullptr && pages->incubatingObjectCount() > 0 && i < slices; ++i) {
         pages->incubateFor(sliceMs);
     }
+    return code;
 }
 
 QString chosenServer(const CommandLine& commandLine) {
@@ -194,7 +196,5 @@ int main(int argc, char* argv[]) {
         absences.emplace(controller);
     }
     QTimer::singleShot(0, &controller, [&controller, server] { controller.connectServer(server); });
-    const int code = QApplication::exec();
-    finishLoading(engine);
-    return code;
+    return run(engine);
 }
