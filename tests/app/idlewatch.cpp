@@ -86,6 +86,7 @@ private Q_SLOTS:
 
 #if TIMER_X11_IDLE
     void theXServerTellsHowLongTheHandsRested();
+    void theXServerIsAskedBeforeTheScreenSaver();
     void belowWaylandTheXServerIsNotBelieved();
 #endif
 };
@@ -383,6 +384,19 @@ void IdleWatchTest::theXServerTellsHowLongTheHandsRested() {
     QVERIFY(move(200));
     QTRY_COMPARE_WITH_TIMEOUT(returned.size(), 1, patienceMs);
     QVERIFY(returned.first().first().toLongLong() >= 400);
+}
+
+void IdleWatchTest::theXServerIsAskedBeforeTheScreenSaver() {
+    ScriptedScreenSaver saver;
+    QVERIFY(saver.appear());
+    const IdleWatch::Sources sources = IdleWatch::known(10min);
+    IdleSource& second = *sources.at(1);
+    const QSignalSpy answered(&second, &IdleSource::answered);
+    second.start();
+    QTRY_COMPARE(answered.size(), 1);
+    QCOMPARE(answered.first().first().toBool(), true);
+    QCOMPARE(saver.calls().size(), 0);
+    second.stop();
 }
 
 void IdleWatchTest::belowWaylandTheXServerIsNotBelieved() {

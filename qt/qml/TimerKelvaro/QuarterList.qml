@@ -6,8 +6,8 @@ import QtQuick.Controls.Material
 import QtQuick.Layouts
 import TimerKelvaro
 
-/// The quarters of an hour of a day, and the field's own time among them. Those that the clocks skip are shown, not offered;
-/// those that they repeat are told apart by their offset.
+/// The quarters of an hour of a day, and the field's own time among them. Those that the
+/// clocks skip are shown, not offered; those that they repeat are told apart by their offset.
 ListView {
     id: list
 

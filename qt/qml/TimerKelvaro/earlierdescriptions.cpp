@@ -111,7 +111,7 @@ void EarlierDescriptions::forget() {
 }
 
 QVariantList EarlierDescriptions::matching(const QString& text) const {
-    const QString wanted = searchText(text.trimmed());
+    const QString wanted = searchText(text);
     QVariantList rows;
     for (const Earlier& earlier : m_offered) {
         if (!earlier.folded.contains(wanted)) {
