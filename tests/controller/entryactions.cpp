@@ -426,9 +426,7 @@ void EntryActionsTest::undoingIntoAPeriodSubmittedSinceIsRefused() {
     load({booked()});
     m_controller->deleteEntry(u"e1"_s);
     QJsonObject state = m_controller->durableState();
-    QJsonObject snapshot = state.value(u"snapshot").toObject();
-    snapshot.insert(u"timesheet_periods", QJsonArray{locked()});
-    state.insert(u"snapshot", snapshot);
+    state.insert(u"snapshot", sample::snapshot({booked()}, {locked()}));
     m_controller->applyDurable(state);
     QVERIFY(m_controller->canUndoDelete());
     m_controller->undoDelete();
