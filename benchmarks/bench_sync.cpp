@@ -148,7 +148,7 @@ QByteArray exchange(QNetworkAccessManager& network, const QString& address, cons
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     QNetworkReply* reply = body.isEmpty() ? network.get(request) : network.post(request, body);
     waitUntil([reply] { return reply->isFinished(); });
-    const QByteArray answer = reply->readAll();
+    QByteArray answer = reply->readAll();
     require(reply->error() == QNetworkReply::NoError, "the peer answers");
     reply->deleteLater();
     return answer;
