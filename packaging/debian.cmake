@@ -45,7 +45,9 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 function(one_of variable)
     foreach(package IN LISTS ARGN)
         set(${variable} "${package}" PARENT_SCOPE)
-        if(EXISTS "/var/lib/dpkg/info/${package}.list")
+        execute_process(COMMAND dpkg-query --show "--showformat=\${db:Status-Status}\n" "${package}"
+                        OUTPUT_VARIABLE states ERROR_QUIET)
+        if(states MATCHES "(^|\n)installed\n")
             break()
         endif()
     endforeach()
@@ -72,7 +74,8 @@ set(CPACK_DEBIAN_CLIENT_PACKAGE_DEPENDS
 set(CPACK_DEBIAN_CLIENT_PACKAGE_RECOMMENDS
     "ca-certificates"
     "default-dbus-session-bus | dbus-session-bus"
-    "gnome-keyring | libpam-kwallet5")
+    "gnome-keyring | libpam-kwallet5"
+    "xdg-utils")
 set(CPACK_DEBIAN_CLIENT_PACKAGE_SUGGESTS "timer-kelvaro-devserver")
 set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION misc)
 set(CPACK_COMPONENT_CLIENT_DESCRIPTION "track working hours, online and offline

@@ -42,13 +42,14 @@ ends() {
 
 # script_ends SIGNAL: the server that scripts/run launches ends when this signal reaches scripts/run.
 script_ends() {
-    rm -f -- "$folder/command"
+    rm -f -- "$folder"/{command,log}
     # shellcheck disable=SC2016 # expanded by the shells inside
     bash -c 'source "$0/common.sh"; source "$0/server.sh"
         launch "$1/bin/timer-kelvaro-devserver" --listen 127.0.0.1:0 --database "sqlite:$2/data.sqlite"
         echo "${children[-1]}" >"$2/command"
         wait "${children[-1]}"' "$root/scripts" "$build" "$folder" >"$folder/log" 2>&1 &
-    wait_until "the server answers" grep -q '^Listening on ' "$folder/log"
+    wait_until "the server is known" test -s "$folder/command"
+    wait_until "the server answers" grep -qs '^Listening on ' "$folder/log"
     kill "-$1" $!
     wait_until "nothing is left of a script after SIG$1" nothing_left
     echo "PASS: a script gets SIG$1"

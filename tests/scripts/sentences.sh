@@ -82,7 +82,7 @@ bootstrap=(PATH="$folder/programs:$PATH" "$folder/checkout/scripts/bootstrap" se
 says 'bootstrap: sudo refused, so nothing was installed; give the right password, or let somebody install these packages whose account may use sudo.' \
     "${bootstrap[@]}"
 stub sudo 'exec "$@"'
-says 'bootstrap: the package lists could not be read; is the network there?' "${bootstrap[@]}"
+says "bootstrap: the package lists could not be read; apt's reason is above." "${bootstrap[@]}"
 
 # What git says about itself is not lost.
 stub dpkg-query 'echo installed'
