@@ -142,6 +142,11 @@ int rename(const char* from, const char* to) noexcept {
     return breaks(to) ? -1 : real(&rename, "rename")(from, to);
 }
 
+// How a file gets a name that was made without one.
+int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept {
+    return breaks(to) ? -1 : real(&linkat, "linkat")(fromFolder, from, toFolder, to, flags);
+}
+
 int unlink(const char* path) noexcept {
     if (breaks(path)) {
         return -1;
@@ -155,7 +160,8 @@ int unlink(const char* path) noexcept {
 int open64(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    const mode_t mode = creates ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     const bool writes = (flags & O_ACCMODE) != O_RDONLY;
     return writes && breaks(path) ? -1 : real(&open64, "open64")(path, flags, mode);

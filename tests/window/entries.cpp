@@ -287,7 +287,8 @@ void WindowEntriesTest::theMenuContinuesAndDuplicates() {
     QTRY_COMPARE(controller().pending(), 1);
     QCOMPARE(recorded().value(u"operation").toString(), u"timer.start"_s);
     QCOMPARE(controller().timer().value(u"project_id"_s).toString(), u"p2"_s);
-    QTRY_VERIFY(!isOpen("entryActions"));
+    // From Qt 6.5 on, what is clicked while it fades is not what lies below.
+    QTRY_VERIFY(!m_fixture->object(u"entryActions"_s)->property("visible").toBool());
 
     m_fixture->click(part(u"e2"_s, "entryMenu"));
     QTRY_VERIFY(isOpen("entryActions"));
