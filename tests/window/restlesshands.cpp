@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/controller/filedialogs.h"
+#include "tests/endurance/faultproxy.h"
 #include "tests/support/client.h"
 #include "tests/support/devserver.h"
 #include "tests/window/windowfixture.h"
@@ -8,8 +9,11 @@
 #include <QDesktopServices>
 #include <QRandomGenerator>
 #include <QTest>
+#include <QTimer>
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 
 using namespace Qt::StringLiterals;
 
@@ -52,8 +56,44 @@ public:
     Q_INVOKABLE void open(const QUrl&) {}
 };
 
+/// What stands between the window and the server: after a fair beginning one request in three meets a fault.
+class Weather : public QObject {
+public:
+    Weather(const QString& server, QRandomGenerator& dice) : m_dice(dice) {
+        m_proxy.arrived = [](const PeerRequest&) {};
+        m_proxy.told = [](const PeerRequest&, int, const QJsonObject&) {};
+        m_proxy.forwardTo(server);
+        connect(&m_timer, &QTimer::timeout, this, &Weather::decide);
+        m_timer.setSingleShot(true); // asking the server takes turns of the event loop
+        m_timer.start();
+    }
+
+    [[nodiscard]] QString url() const { return m_proxy.url(); }
+    void worsen() { m_isFair = false; }
+    [[nodiscard]] const QMap<QString, int>& faults() const { return m_proxy.counts(); }
+
+private:
+    void decide() {
+        for (qsizetype i = 0; i < m_proxy.waiting(); ++i) {
+            if (m_proxy.at(i).stalled) {
+                continue; // until the client gives up
+            }
+            const bool fails = !m_isFair && m_dice.bounded(3) == 0;
+            m_proxy.finish(i, fails ? FaultProxy::draw(m_proxy.at(i), m_dice) : FaultProxy::Fault::None,
+                           m_dice);
+            break;
+        }
+        m_timer.start(1);
+    }
+
+    FaultProxy m_proxy;
+    QTimer m_timer;
+    QRandomGenerator& m_dice;
+    bool m_isFair = true;
+};
+
 /// Somebody presses anything anywhere, on all pages and in all dialogs, while the real
-/// server answers.
+/// server answers, or something in between.
 class RestlessHandsTest : public QObject {
     Q_OBJECT
 
@@ -68,14 +108,33 @@ private:
     void pressKey();
     void resize();
     [[nodiscard]] QPoint anywhere();
+    [[nodiscard]] QPoint onAButton();
+    /// Whether the keyboard gets away from the control that it is in.
+    [[nodiscard]] bool canBeLeft();
+    void noteOpened();
 
     std::unique_ptr<WindowFixture> m_fixture;
     QRandomGenerator m_dice;
     QString m_last;
+    QSet<QString> m_opened; ///< the dialogs and menus that were
 };
 
 QPoint RestlessHandsTest::anywhere() {
     return {m_dice.bounded(m_fixture->window->width()), m_dice.bounded(m_fixture->window->height())};
+}
+
+QPoint RestlessHandsTest::onAButton() {
+    QList<const QQuickItem*> buttons;
+    const auto all = m_fixture->window->findChildren<const QQuickItem*>();
+    std::copy_if(all.begin(), all.end(), std::back_inserter(buttons), [](const QQuickItem* item) {
+        return item->inherits("QQuickAbstractButton") && item->isVisible() && item->isEnabled();
+    });
+    if (buttons.isEmpty()) {
+        return anywhere();
+    }
+    const QQuickItem* const button = buttons.at(m_dice.bounded(int(buttons.size())));
+    const QPoint middle = button->mapToScene(button->boundingRect().center()).toPoint();
+    return QRect({}, m_fixture->window->size()).contains(middle) ? middle : anywhere();
 }
 
 void RestlessHandsTest::pressKey() {
@@ -101,7 +160,7 @@ void RestlessHandsTest::resize() {
 
 void RestlessHandsTest::press() {
     const int what = m_dice.bounded(100);
-    const QPoint where = anywhere();
+    const QPoint where = what < 25 ? onAButton() : anywhere();
     m_last = u"%1 at %2, %3"_s.arg(what).arg(where.x()).arg(where.y());
     if (what < 45) {
         QTest::mouseClick(m_fixture->window, Qt::LeftButton, {}, where);
@@ -122,6 +181,34 @@ void RestlessHandsTest::press() {
     }
 }
 
+bool RestlessHandsTest::canBeLeft() {
+    QQuickWindow* const window = m_fixture->window;
+    const QQuickItem* const here = window->activeFocusItem();
+    for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Backtab, Qt::Key_Escape}) {
+        m_last =
+            u"key %1 to leave %2"_s.arg(key, 0, 16).arg(here == nullptr ? QString() : here->objectName());
+        QTest::keyClick(window, key);
+        QCoreApplication::processEvents();
+        if (window->activeFocusItem() != here) {
+            return true;
+        }
+    }
+    // What closes may fade first; and where nothing has the keyboard there is nothing to leave.
+    return QTest::qWaitFor([&] {
+        const QQuickItem* const now = window->activeFocusItem();
+        return now != here || now == nullptr || now == window->contentItem();
+    });
+}
+
+void RestlessHandsTest::noteOpened() {
+    const auto all = m_fixture->window->findChildren<QObject*>();
+    for (const QObject* const object : all) {
+        if (object->inherits("QQuickPopup") && object->property("opened").toBool()) {
+            m_opened.insert(object->objectName());
+        }
+    }
+}
+
 void RestlessHandsTest::theWindowBearsThem() {
     const int presses = number("TIMER_PRESSES", usualPresses);
     const auto seed = static_cast<quint32>(number("TIMER_SEED", 1));
@@ -133,16 +220,28 @@ void RestlessHandsTest::theWindowBearsThem() {
     m_dice.seed(seed);
     QTRY_VERIFY(m_fixture->window->isActive());
     m_fixture->item(u"server"_s)->setProperty("readOnly", true); // nobody else is to be asked
-    QVERIFY(connectAndLoad(m_fixture->controller, server.url()));
+    Weather weather(server.url(), m_dice);
+    QVERIFY(connectAndLoad(m_fixture->controller, weather.url()));
+    weather.worsen();
     for (int i = 0; i < presses; ++i) {
         press();
         QCoreApplication::processEvents();
         QVERIFY2(warnings.isEmpty(), qPrintable(u"press %1 of seed %2: %3"_s.arg(i).arg(seed).arg(m_last)));
         QVERIFY(m_fixture->window->isVisible());
-        if (m_fixture->controller.busy() && m_dice.bounded(8) == 0) {
-            QTRY_VERIFY_WITH_TIMEOUT(!m_fixture->controller.busy(), 30'000);
+        if (m_fixture->controller.busy() && m_dice.bounded(3) == 0) {
+            QTRY_VERIFY_WITH_TIMEOUT(!m_fixture->controller.busy(), 60'000);
+        }
+        noteOpened();
+        if (!m_fixture->controller.busy() && m_dice.bounded(40) == 0) {
+            // A fault may have cost the session; there is more to press with one.
+            m_last = u"connect"_s;
+            m_fixture->controller.connectServer(weather.url());
+        }
+        if (!m_fixture->controller.busy() && m_fixture->window->isActive() && m_dice.bounded(20) == 0) {
+            QVERIFY2(canBeLeft(), qPrintable(u"press %1 of seed %2: %3"_s.arg(i).arg(seed).arg(m_last)));
         }
     }
+    qInfo() << "opened:" << m_opened << "faults:" << weather.faults();
     m_fixture.reset();
     QCOMPARE(warnings, QStringList());
 }

@@ -169,8 +169,9 @@ ColumnLayout {
                     required property var modelData
 
                     y: columns.plot * (1 - modelData.base - modelData.height)
-                    width: column.availableWidth
-                    height: columns.plot * modelData.height
+                    // However little it is, it is seen.
+                    width: Math.max(1, column.availableWidth)
+                    height: Math.max(1, columns.plot * modelData.height)
                     color: picture.colorOf(modelData, modelData.series)
                     pattern: modelData.series
                 }
