@@ -3,6 +3,7 @@
 #include "controller/replies.h"
 #include "state/document.h"
 #include "state/replylimits.h"
+#include "state/sharing.h"
 #include "tests/fuzz/fuzz.h"
 #include "vault/documenttext.h"
 
@@ -16,6 +17,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (error.error != QJsonParseError::NoError || !canBeKept(reply)) {
         return 0;
     }
+    // What a reply shares with the one before is not seen in it.
+    static QJsonObject before;
+    fuzz::require(sharingWith(before, reply) == reply, "the shared reply is the reply");
+    before = reply;
+
     Document document;
     document.me = reply;
     document.snapshot = reply;
