@@ -50,7 +50,8 @@ private Q_SLOTS:
 
 void SealedBlobTest::publishedVectorsOpenOrAreRefused_data() {
     QTest::addColumn<QJsonObject>("vector");
-    for (const char* name : {"/nist_aes256gcm.json", "/nist_aes256gcm_decrypt.json"}) {
+    for (const char* name :
+         {"/nist_aes256gcm.json", "/nist_aes256gcm_decrypt.json", "/wycheproof_aes256gcm.json"}) {
         QFile file(QStringLiteral(TEST_DATA) + QString::fromLatin1(name));
         QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.errorString()));
         const QJsonArray vectors = QJsonDocument::fromJson(file.readAll()).object()[u"vectors"].toArray();
