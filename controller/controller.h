@@ -286,6 +286,7 @@ private:
         Absences absences;
     };
 
+    /// `quotesServer`: words or the address of the server are in it.
     void say(const QString& text, bool quotesServer = false);
     /// `busy` is set by the one and cleared by the other, which says how it went.
     void begin();

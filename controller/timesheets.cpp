@@ -63,7 +63,11 @@ QVariantMap Controller::openWeek() const {
 }
 
 void Controller::openTimesheetWeb() {
-    if (!m_link.address().isEmpty()) {
-        QDesktopServices::openUrl(QUrl(m_link.address() + u"/#timesheet"_s));
+    if (m_link.address().isEmpty()) {
+        return;
+    }
+    const QString page = m_link.address() + u"/#timesheet"_s;
+    if (!QDesktopServices::openUrl(QUrl(page))) {
+        say(u"No browser could be opened; the timesheets are at %1"_s.arg(page), true);
     }
 }

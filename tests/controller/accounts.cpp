@@ -57,6 +57,7 @@ private Q_SLOTS:
     void workRecordedDuringSignInIsKept();
     void aRecordThatIsAnewShowsNothingOfTheOneBefore();
     void opensTheTimesheetPage();
+    void saysWhereTheTimesheetPageIsWithoutABrowser();
     void opensNoPageWithoutAServer();
 
 public Q_SLOTS:
@@ -406,6 +407,16 @@ void AccountsTest::opensTheTimesheetPage() {
     client.controller.openTimesheetWeb();
     QCOMPARE(m_pages, QList<QUrl>{QUrl(client.peer.url() + u"/#timesheet"_s)});
     QVERIFY(changed.isEmpty());
+}
+
+void AccountsTest::saysWhereTheTimesheetPageIsWithoutABrowser() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QSignalSpy changed(&client.controller, &Controller::changed);
+    client.controller.openTimesheetWeb(); // this session's platform opens nothing
+    QCOMPARE(client.controller.message(),
+             u"No browser could be opened; the timesheets are at "_s + client.peer.url() + u"/#timesheet"_s);
+    QCOMPARE(changed.size(), 1);
 }
 
 void AccountsTest::opensNoPageWithoutAServer() {

@@ -63,7 +63,8 @@ Label {
         case "Use HTTPS or the trusted private development server":
             return addressRefused()
         default:
-            return ""
+            return message.startsWith("No browser could be opened;")
+                ? window.label("לא נמצא דפדפן; פתח את הכתובת בדפדפן שלך.", "") : ""
         }
     }
 
