@@ -3,7 +3,6 @@
 
 #include "controller/logging.h"
 #include "controller/onetimebody.h"
-#include "controller/replyreader.h"
 #include "state/replylimits.h"
 #include "state/sharing.h"
 #include "vault/wipe.h"
@@ -91,7 +90,7 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
         complete.setRawHeader("If-None-Match", known.tag);
     }
     QNetworkReply* reply = issue(complete, request, body);
-    auto* reader = new ReplyReader(*reply);
+    auto* reader = new ReplyReader(*reply, request.largest);
     const auto finished = [this, reply, reader, body, callback, afterwards, known, generation = m_generation,
                            asAccount = !token.isEmpty(), alike = request.alike,
                            path = isGet ? request.path : QString(), what = area(request.path)]() mutable {

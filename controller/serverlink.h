@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "controller/replyreader.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -20,6 +22,7 @@ struct ServerRequest {
     QString idempotencyKey; ///< a fresh UUID when empty; a GET carries none
     QString token;          ///< of the personal session; empty without one
     QJsonObject alike{};    ///< what a large reply will be much like; it shares the data of what it repeats
+    qsizetype largest = ReplyReader::largestBody; ///< in bytes; a reply above that is none
 };
 
 /// The one road to a server. Redirects are not followed and cookies neither sent nor
