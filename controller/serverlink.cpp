@@ -167,7 +167,8 @@ void ServerLink::deliver(const Received& received, const Remembered& known, cons
 }
 
 void ServerLink::download(const QString& path, const QString& token, const Answer& answer) {
-    QNetworkReply* reply = m_network.get(requestTo(m_address, path, token));
+    // Once: this reply may outlive its session, and nothing is asked for with one that has ended.
+    QNetworkReply* reply = sendOnce(m_network, requestTo(m_address, path, token), "GET", {});
     connect(reply, &QNetworkReply::finished, this, [reply, answer] {
         reply->deleteLater();
         // A body that breaks off still has the status 200; half a file must not pass for a whole one.
