@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
 #include "controller/logging.h"
+#include "vault/sealedblob.h"
 
 #include <QNetworkInformation>
 
@@ -15,6 +16,9 @@ namespace {
 /// a row were given up. Each of those keeps a person from starting a timer for the
 /// 12 s of its time-out: with these pauses less than a tenth of the time.
 constexpr std::array pausesMs{30000, 60000, 150000, 300000};
+
+/// A longer one would fill the record: no change could be saved beside it any more.
+constexpr qsizetype largestSnapshot = largestReadableText - 2'097'152;
 
 } // namespace
 
@@ -88,7 +92,7 @@ void Controller::reload(bool periodic) {
         projectQueue();
         loadTimer(load);
     };
-    m_link.send({"GET", path, {}, {}, token(), m_document.snapshot}, take);
+    m_link.send({"GET", path, {}, {}, token(), m_document.snapshot, largestSnapshot}, take);
 }
 
 void Controller::loadTimer(const Load& load) {

@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr qint64 maxReplyBytes = 52428800;
 /// What the network layer may hold of a body that nobody has read yet.
 constexpr qint64 unreadBytes = 1048576;
 /// The transfer time-out starts anew with each byte, this one does not. Three years
@@ -17,7 +16,8 @@ constexpr int deadlineMs = 120000;
 
 } // namespace
 
-ReplyReader::ReplyReader(QNetworkReply& reply) : QObject(&reply), m_reply(reply) {
+ReplyReader::ReplyReader(QNetworkReply& reply, qsizetype largest)
+    : QObject(&reply), m_reply(reply), m_largest(largest) {
     m_reply.setReadBufferSize(unreadBytes);
     connect(&m_reply, &QNetworkReply::readyRead, this, &ReplyReader::read);
     connect(&m_reply, &QNetworkReply::finished, this, &ReplyReader::read);
@@ -43,8 +43,8 @@ void ReplyReader::read() {
     if (!m_reply.isOpen()) {
         return;
     }
-    m_body += m_reply.read(maxReplyBytes + 1 - m_body.size());
-    if (m_body.size() > maxReplyBytes) {
+    m_body += m_reply.read(m_largest + 1 - m_body.size());
+    if (m_body.size() > m_largest) {
         m_tooLarge = true;
         m_reply.abort();
     }

@@ -6,12 +6,15 @@
 
 class QNetworkReply;
 
-/// Reads the body of a reply while it arrives. A reply that grows above the largest
-/// that is ever read, or that takes longer than any may in all, is ended: it then
-/// has no body. A child of its reply.
+/// Reads the body of a reply while it arrives. A reply that grows above `largest`,
+/// or that takes longer than any may in all, is ended: it then has no body. A child
+/// of its reply.
 class ReplyReader : public QObject {
 public:
-    explicit ReplyReader(QNetworkReply& reply);
+    /// In bytes, what is ever read.
+    static constexpr qsizetype largestBody = 52'428'800;
+
+    explicit ReplyReader(QNetworkReply& reply, qsizetype largest = largestBody);
     ~ReplyReader() override;
     Q_DISABLE_COPY_MOVE(ReplyReader)
 
@@ -25,6 +28,7 @@ private:
     void forget();
 
     QNetworkReply& m_reply;
+    qsizetype m_largest;
     QByteArray m_body;
     bool m_tooLarge = false;
 };

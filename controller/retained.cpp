@@ -52,9 +52,10 @@ void Controller::removeRetained() {
 
 void Controller::removePending() {
     // What waits is in no record once somebody has replaced that: the copy alone has it then, and
-    // a queue that could never be let go would keep the new record from being opened.
+    // a queue that could never be let go would keep the new record from being opened. A file that was
+    // only touched still has the queue and is opened again by the second save.
     const PersistState persistState = [this](const QJsonObject& candidate) {
-        return m_vault.save(candidate) || (secureStorage() && !queueReady());
+        return m_vault.save(candidate) || m_vault.save(candidate) || m_vault.recordReplaced();
     };
     if (setAside([](const QJsonArray& queue) { return queue; }, persistState) && !m_personal.sessionRefused) {
         // The account may be another one by now, which nothing stands against any more.

@@ -3,7 +3,6 @@
 
 #include "controller/logging.h"
 #include "controller/onetimebody.h"
-#include "controller/replyreader.h"
 #include "state/replylimits.h"
 #include "state/sharing.h"
 #include "vault/wipe.h"
@@ -91,7 +90,7 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
         complete.setRawHeader("If-None-Match", known.tag);
     }
     QNetworkReply* reply = issue(complete, request, body);
-    auto* reader = new ReplyReader(*reply);
+    auto* reader = new ReplyReader(*reply, request.largest);
     const auto finished = [this, reply, reader, body, callback, afterwards, known, generation = m_generation,
                            asAccount = !token.isEmpty(), alike = request.alike,
                            path = isGet ? request.path : QString(), what = area(request.path)]() mutable {
@@ -168,7 +167,8 @@ void ServerLink::deliver(const Received& received, const Remembered& known, cons
 }
 
 void ServerLink::download(const QString& path, const QString& token, const Answer& answer) {
-    QNetworkReply* reply = m_network.get(requestTo(m_address, path, token));
+    // Once: this reply may outlive its session, and nothing is asked for with one that has ended.
+    QNetworkReply* reply = sendOnce(m_network, requestTo(m_address, path, token), "GET", {});
     connect(reply, &QNetworkReply::finished, this, [reply, answer] {
         reply->deleteLater();
         // A body that breaks off still has the status 200; half a file must not pass for a whole one.

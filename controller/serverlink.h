@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "controller/replyreader.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -20,6 +22,7 @@ struct ServerRequest {
     QString idempotencyKey; ///< a fresh UUID when empty; a GET carries none
     QString token;          ///< of the personal session; empty without one
     QJsonObject alike{};    ///< what a large reply will be much like; it shares the data of what it repeats
+    qsizetype largest = ReplyReader::largestBody; ///< in bytes; a reply above that is none
 };
 
 /// The one road to a server. Redirects are not followed and cookies neither sent nor
@@ -54,8 +57,8 @@ public:
     /// RFC 9110), or sends the same bytes again, `callback` gets the same shared object, with 200.
     void send(const ServerRequest& request, const Callback& callback, const Answer& afterwards = {});
 
-    /// Fetches a file of any size. `answer` is called in any case, with the status 0 for a file
-    /// that is not whole.
+    /// Fetches a file of any size, asking for it once. `answer` is called in any case, also after
+    /// dropReplies(), with the status 0 for a file that is not whole.
     void download(const QString& path, const QString& token, const Answer& answer);
 
     /// Ends a session that `server` opened and nobody keeps; its answer is not waited for.

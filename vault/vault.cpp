@@ -96,6 +96,10 @@ bool Vault::recordMissing() const {
     return m_recordMissing;
 }
 
+bool Vault::recordReplaced() const {
+    return m_file.isReplaced();
+}
+
 void Vault::begin() {
     m_lock = std::make_shared<DatabaseLock>();
     if (m_lock->take(databasePath()) != LockFile::Answer::Held) {
@@ -260,8 +264,8 @@ bool Vault::save(const QJsonObject& state) {
     if (m_record == Record::Unread) {
         static_cast<void>(load()); // what cannot be read is not replaced
     }
-    // A file that is only gone is made anew here.
-    if (!isReady() || m_record != Record::Read || m_file.isReplaced()) {
+    // A file that is only gone is made anew here, and one that holds what it held is opened again.
+    if (!isReady() || m_record != Record::Read) {
         return false;
     }
     if (m_lock->take(databasePath()) == LockFile::Answer::Taken && store(state)) {

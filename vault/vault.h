@@ -43,6 +43,9 @@ public:
     /// There was a key at the last unlock, but no database that it could belong to.
     [[nodiscard]] bool recordMissing() const;
 
+    /// The last save found somebody else's record in the place of what was read or written.
+    [[nodiscard]] bool recordReplaced() const;
+
     /// Seals and commits the whole document, unless the record holds the same already.
     /// False means that the previous row stands, or that somebody else took the file
     /// away; what load() could not read again is refused as well.

@@ -16,6 +16,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype largestReply = 52428800;
+constexpr qsizetype largestSnapshot = 50331616;
 constexpr int deadlineMs = 120000;
 
 const QString snapshotPath = u"/v1/sync/snapshot"_s;
@@ -30,6 +31,11 @@ QJsonObject snapshotWithVersion(qint64 version) {
     QJsonObject entry = sample::entry(u"e2"_s, u"2024-03-01T08:00:00Z"_s, u"2024-03-01T09:00:00Z"_s);
     entry.insert(u"version", version);
     return sample::snapshot({entry});
+}
+
+QByteArray snapshotOf(qsizetype bytes) {
+    const QByteArray before = R"({"time_entries":[],"pad":")";
+    return before + QByteArray(bytes - before.size() - 2, 'x') + R"("})";
 }
 
 /// Valid JSON that compresses to about an eighth.
@@ -59,6 +65,8 @@ private Q_SLOTS:
     void aReplyTooDeepForTheDocumentIsRefused();
     void theDeepestReplyIsStoredAndFoundAgain();
     void aVersionThatNoChangeCanBeBasedOnIsRefused();
+    void aSnapshotThatLeavesNoRoomForWorkIsRefused();
+    void workCanBeKeptBesideTheLargestSnapshot();
     void anEndlessReplyIsReadUpToTheLimit();
     void aReplyThatTricklesIsEnded();
     void aCompressedReplyIsReadWhole();
@@ -105,6 +113,38 @@ void ReplyLimitsTest::aVersionThatNoChangeCanBeBasedOnIsRefused() {
     desk.holdPushes();
     desk.controller->editDescription(u"e2"_s, u"The last one"_s);
     QCOMPARE(mutationAt(*desk.controller, 0).value(u"base_version").toInt(), 2147483647);
+}
+
+void ReplyLimitsTest::aSnapshotThatLeavesNoRoomForWorkIsRefused() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    const QJsonObject before = desk.controller->durableState();
+    desk.peer.answer("GET", snapshotPath, PeerReply::text(snapshotOf(largestReply)));
+    desk.controller->refresh();
+    QTRY_COMPARE_WITH_TIMEOUT(desk.controller->message(), unavailable, 60000);
+    QVERIFY(!desk.controller->busy());
+    QCOMPARE(desk.controller->durableState(), before);
+    desk.holdPushes();
+    desk.controller->start(u"Kept"_s, {}, false);
+    QCOMPARE(desk.controller->pending(), 1);
+    QCOMPARE(desk.stored(), desk.controller->durableState());
+}
+
+void ReplyLimitsTest::workCanBeKeptBesideTheLargestSnapshot() {
+    Desk desk(sample::oneEntry());
+    QVERIFY(desk.load());
+    desk.peer.answer("GET", snapshotPath, PeerReply::text(snapshotOf(largestSnapshot + 1)));
+    desk.controller->refresh();
+    QTRY_COMPARE_WITH_TIMEOUT(desk.controller->message(), unavailable, 60000);
+
+    desk.peer.answer("GET", snapshotPath, PeerReply::text(snapshotOf(largestSnapshot)));
+    QSignalSpy ready(desk.controller.get(), &Controller::ready);
+    desk.controller->refresh();
+    QVERIFY(ready.wait(60000));
+    desk.holdPushes();
+    desk.controller->start(QString(2'000'000, u'x'), {}, false);
+    QCOMPARE(desk.controller->message(), u"Saved securely on this device"_s);
+    QVERIFY(desk.stored() == desk.controller->durableState());
 }
 
 void ReplyLimitsTest::anEndlessReplyIsReadUpToTheLimit() {

@@ -23,6 +23,13 @@ QJsonObject edit(const QString& entity, const QString& status = u"pending"_s) {
     return sample::queueItem(u"entry.update"_s, entity, {{u"description"_s, u"Mine"_s}}, status);
 }
 
+/// As a tool does that moves a home or brings a backup back.
+bool replaceByItsCopy(const QString& file) {
+    SqliteFile(file).run(u"VACUUM INTO ?"_s, {file + u".copy"_s});
+    return QFile::remove(file) && QFile::remove(file + u"-wal"_s) && QFile::remove(file + u"-shm"_s) &&
+           QFile::rename(file + u".copy"_s, file);
+}
+
 /// The file that everything goes to.
 struct Copy {
     FileDialogs dialogs;
@@ -51,6 +58,10 @@ private Q_SLOTS:
     void withNothingWaitingNothingIsAsked();
     void nothingIsSetAsideWhileWorkIsPushed();
     void aQueueWhoseRecordWasReplacedMakesWayForIt();
+    void whatWasSetAsideDoesNotComeBack_data();
+    void whatWasSetAsideDoesNotComeBack();
+    void aRecordThatCannotBeAskedKeepsTheQueue();
+    void aRecordThatIsPutBackIsWrittenAgain();
     void workRecordedWhileTheFileIsChosenStopsIt();
     void thePeriodicStepWaitsWhileTheFileIsChosen();
     void whatTheServerNeverAcknowledgesMakesWay();
@@ -128,6 +139,78 @@ void SettingAsideTest::aQueueWhoseRecordWasReplacedMakesWayForIt() {
     QVERIFY(desk.load());
     QVERIFY(desk.controller->queueReady());
     QCOMPARE(desk.controller->durableState(), theirs);
+}
+
+void SettingAsideTest::whatWasSetAsideDoesNotComeBack_data() {
+    using Trouble = bool (*)(const QString& file);
+    QTest::addColumn<Trouble>("trouble");
+    QTest::newRow("the log was written back") << Trouble([](const QString& file) {
+        SqliteFile(file).run(u"PRAGMA wal_checkpoint(TRUNCATE)"_s);
+        return true;
+    });
+    QTest::newRow("the file was replaced by its copy") << Trouble(replaceByItsCopy);
+    QTest::newRow("the file was deleted") << Trouble([](const QString& file) { return QFile::remove(file); });
+}
+
+void SettingAsideTest::whatWasSetAsideDoesNotComeBack() {
+    using Trouble = bool (*)(const QString& file);
+    QFETCH(const Trouble, trouble);
+    Desk desk;
+    const Copy copy;
+    QVERIFY(desk.load());
+    const QJsonArray queue{edit(u"e1"_s)};
+    QVERIFY(desk.holdQueue(queue));
+    desk.peer.goOffline();
+    QVERIFY(trouble(vaultFile(desk.peer.url())));
+    desk.controller->removePending();
+    QCOMPARE(copy.items(), queue);
+    QCOMPARE(desk.controller->pending(), 0);
+    desk.restart();
+    desk.controller->connectServer(desk.peer.url());
+    QTRY_VERIFY(!desk.controller->busy());
+    QVERIFY(desk.controller->queueReady());
+    QCOMPARE(desk.controller->pending(), 0);
+}
+
+void SettingAsideTest::aRecordThatCannotBeAskedKeepsTheQueue() {
+    Desk desk;
+    const Copy copy;
+    QVERIFY(desk.load());
+    QVERIFY(desk.holdQueue({edit(u"e1"_s)}));
+    desk.peer.goOffline();
+    const QString file = vaultFile(desk.peer.url());
+    QVERIFY(replaceByItsCopy(file));
+    {
+        SqliteFile tool(file);
+        tool.run(u"PRAGMA locking_mode=EXCLUSIVE"_s);
+        tool.run(u"UPDATE vault SET id=1"_s);
+        desk.controller->removePending();
+        QCOMPARE(desk.controller->message(), u"The copy was written, but the queue could not be saved "
+                                             "securely; nothing was removed."_s);
+        QCOMPARE(desk.controller->pending(), 1);
+    }
+    desk.controller->removePending();
+    QCOMPARE(desk.controller->pending(), 0);
+    QCOMPARE(desk.stored(), desk.controller->durableState());
+}
+
+void SettingAsideTest::aRecordThatIsPutBackIsWrittenAgain() {
+    Desk desk;
+    const Copy copy;
+    QVERIFY(desk.load());
+    const QByteArray former = sealedRecord(desk.peer.url());
+    QVERIFY(desk.holdQueue({edit(u"e1"_s)}));
+    const QByteArray ours = sealedRecord(desk.peer.url());
+    desk.peer.goOffline();
+    replaceSealedRecord(desk.peer.url(), former);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        desk.controller->start(u"Not taken"_s, {}, false);
+    }
+    QVERIFY(!desk.controller->queueReady());
+    replaceSealedRecord(desk.peer.url(), ours);
+    desk.controller->removePending();
+    QCOMPARE(desk.controller->pending(), 0);
+    QCOMPARE(desk.stored(), desk.controller->durableState());
 }
 
 void SettingAsideTest::workRecordedWhileTheFileIsChosenStopsIt() {

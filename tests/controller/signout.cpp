@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "tests/controller/accountclient.h"
+#include "tests/controller/filedialogs.h"
 #include "tests/support/client.h"
 #include "tests/support/sample.h"
 #include "tests/support/vaultfile.h"
 
+#include <QDir>
 #include <QJsonArray>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -36,6 +39,8 @@ private Q_SLOTS:
     void workThatAppearsDuringSignOutIsKept();
     void lateRepliesOfTheFormerAccountAreDropped();
     void requestsOfTheFormerAccountAreNotSentAgain();
+    void anExportOfTheFormerAccountIsWrittenOrNotAskedForAgain_data();
+    void anExportOfTheFormerAccountIsWrittenOrNotAskedForAgain();
 };
 
 void SignOutTest::signOutAsksTheServerWithTheSession() {
@@ -277,6 +282,41 @@ void SignOutTest::requestsOfTheFormerAccountAreNotSentAgain() {
     client.peer.goOnline();
     QVERIFY(waitForSilence(client.controller));
     QCOMPARE(client.peer.log(), QStringList());
+}
+
+void SignOutTest::anExportOfTheFormerAccountIsWrittenOrNotAskedForAgain_data() {
+    QTest::addColumn<bool>("breaks");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("the reply comes late") << false << u"Report exported from its server snapshot"_s;
+    QTest::newRow("the connection breaks") << true << u"Export failed"_s;
+}
+
+void SignOutTest::anExportOfTheFormerAccountIsWrittenOrNotAskedForAgain() {
+    QFETCH(const bool, breaks);
+    QFETCH(const QString, message);
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    QVERIFY(client.lookAround());
+    client.peer.answer("GET", u"/v1/workspaces/ws-1/report-snapshots/report-1/export"_s,
+                       PeerReply::text("a report").delivered(PeerReply::Delivery::Hold));
+    const QTemporaryDir folder;
+    FileDialogs dialogs;
+    dialogs.choose(folder.filePath(u"report.csv"_s));
+    client.controller.downloadReport(u"csv"_s);
+    QTRY_COMPARE(client.peer.held(), 1);
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.controller.message(), signedOutMessage);
+    client.peer.forgetRequests();
+    if (breaks) {
+        client.peer.goOffline();
+        client.peer.goOnline();
+    }
+    client.peer.release();
+    QVERIFY(waitForSilence(client.controller));
+    QCOMPARE(client.peer.log(), QStringList());
+    QCOMPARE(client.controller.message(), message);
+    QCOMPARE(QDir(folder.path()).isEmpty(), breaks);
 }
 
 QTEST_MAIN(SignOutTest)

@@ -45,6 +45,12 @@ void apply(DiskLog::Files& files, const Call& call, const DiskLog::Chance& inTim
     }
 }
 
+/// A name belongs to its folder, and goes for good when that is synced.
+bool settles(const Call& sync, const Call& other) {
+    return other.path == sync.path ||
+           (other.kind == Kind::Remove && QFileInfo(other.path).path() == sync.path);
+}
+
 } // namespace
 
 DiskLog::DiskLog(const QString& folder) : m_folder(folder) {
@@ -81,11 +87,11 @@ DiskLog::Files DiskLog::after(qsizetype calls, const Chance& inTime) const {
             continue;
         }
         for (const Call& other : std::as_const(open)) {
-            if (other.path == call.path) {
+            if (settles(call, other)) {
                 apply(files, other, [] { return true; });
             }
         }
-        open.removeIf([&call](const Call& other) { return other.path == call.path; });
+        open.removeIf([&call](const Call& other) { return settles(call, other); });
     }
     for (const Call& call : std::as_const(open)) {
         apply(files, call, inTime);

@@ -16,6 +16,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString home = u"https://time.example"_s;
+const QString notOpened = u"Secure storage could not be opened; offline writes are disabled."_s;
 
 QJsonObject document(qsizetype length) {
     return {{u"queue"_s, QJsonArray{QString(length, u'x')}}};
@@ -64,6 +65,9 @@ private Q_SLOTS:
     void whateverFailsOnFirstUseOneKeyIsMade();
     void aKeyOfAnyOtherLengthIsNotUsed_data();
     void aKeyOfAnyOtherLengthIsNotUsed();
+    void aFolderThatTakesNothingIsReportedAndKept();
+    void withoutItsLogARecordIsAnEarlierOneOrMissing_data();
+    void withoutItsLogARecordIsAnEarlierOneOrMissing();
     void aDamagedFileIsNotTakenForAnother();
     void aFileCutAnywhereIsNotTakenForAnother();
 };
@@ -160,7 +164,7 @@ void BrokenStorageTest::whateverFailsOnFirstUseOneKeyIsMade() {
 
 void BrokenStorageTest::aKeyOfAnyOtherLengthIsNotUsed_data() {
     QTest::addColumn<qsizetype>("length");
-    for (const qsizetype length : {1, 16, 31, 33, 64}) {
+    for (const qsizetype length : {0, 1, 16, 31, 33, 64}) {
         QTest::addRow("%lld bytes", static_cast<long long>(length)) << length;
     }
 }
@@ -177,7 +181,7 @@ void BrokenStorageTest::aKeyOfAnyOtherLengthIsNotUsed() {
     QVERIFY(VaultHome::storeKey(home, other));
     {
         Vault vault;
-        QVERIFY(!VaultHome::unlock(vault, home).isEmpty());
+        QCOMPARE(VaultHome::unlock(vault, home), notOpened);
         QVERIFY(!vault.save({}));
         QCOMPARE(VaultHome::storedKey(home), other);
     }
@@ -185,6 +189,57 @@ void BrokenStorageTest::aKeyOfAnyOtherLengthIsNotUsed() {
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QVERIFY(vault.load() == document(shortText));
+}
+
+void BrokenStorageTest::aFolderThatTakesNothingIsReportedAndKept() {
+    const QString path = VaultHome::databaseFile(home);
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(document(shortText)));
+    }
+    const QByteArray key = VaultHome::storedKey(home);
+    const QByteArray content = contentOf(path);
+    Vault vault;
+    {
+        const BrokenDisk disk(VaultHome::directory(), 0, BrokenDisk::Mend::Never);
+        QCOMPARE(VaultHome::unlock(vault, home), notOpened);
+        QVERIFY(BrokenDisk::hasBroken());
+        QVERIFY(!vault.isReady());
+        QVERIFY(!vault.save({}));
+    }
+    QVERIFY(contentOf(path) == content);
+    QCOMPARE(VaultHome::storedKey(home), key);
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(vault.load() == document(shortText));
+}
+
+void BrokenStorageTest::withoutItsLogARecordIsAnEarlierOneOrMissing_data() {
+    QTest::addColumn<bool>("writtenBack");
+    QTest::newRow("nothing was written back") << false;
+    QTest::newRow("an earlier one was written back") << true;
+}
+
+void BrokenStorageTest::withoutItsLogARecordIsAnEarlierOneOrMissing() {
+    QFETCH(bool, writtenBack);
+    const QJsonObject earlier = document(shortText);
+    std::optional<Remains> remains;
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(earlier));
+        if (writtenBack) {
+            QCOMPARE(VaultHome::unlock(vault, home), QString());
+            QCOMPARE(vault.load(), earlier);
+        }
+        QVERIFY(vault.save(document(shortText + 1)));
+        remains.emplace();
+    }
+    replace(remains->database, remains->file);
+    Vault next;
+    QCOMPARE(VaultHome::unlock(next, home), QString());
+    QCOMPARE(next.recordMissing(), !writtenBack);
+    QVERIFY(next.load() == (writtenBack ? earlier : QJsonObject()));
 }
 
 /// What a program makes of this content of the file: nothing, the document that was saved, or that the

@@ -7,18 +7,32 @@
 
 namespace {
 
-int refuse(unsigned char* /*buffer*/, int /*length*/) {
+int goodDraws = 0;
+bool failed = false;
+
+int draw(unsigned char* buffer, int length) {
+    if (goodDraws > 0) {
+        --goodDraws;
+        return RAND_OpenSSL()->bytes(buffer, length);
+    }
+    failed = true;
     return 0;
 }
 
-const RAND_METHOD refusing{nullptr, refuse, nullptr, nullptr, refuse, nullptr};
+const RAND_METHOD drawing{nullptr, draw, nullptr, nullptr, draw, nullptr};
 
 } // namespace
 
-FailingRandom::FailingRandom() {
-    RAND_set_rand_method(&refusing);
+FailingRandom::FailingRandom(int good) {
+    goodDraws = good;
+    failed = false;
+    RAND_set_rand_method(&drawing);
 }
 
 FailingRandom::~FailingRandom() {
     RAND_set_rand_method(nullptr);
+}
+
+bool FailingRandom::hasFailed() {
+    return failed;
 }

@@ -122,6 +122,7 @@ private Q_SLOTS:
     void fileThatCannotBeInspectedGetsNoKey_data();
     void fileThatCannotBeInspectedGetsNoKey();
     void busyFileGetsNoKey();
+    void unusableFileIsReportedWithItsKeyKept_data();
     void unusableFileIsReportedWithItsKeyKept();
     void unusableDirectoryIsReportedOnFirstUse();
 };
@@ -367,15 +368,24 @@ void VaultStorageTest::busyFileGetsNoKey() {
     QVERIFY(VaultHome::storedKey(home).isNull());
 }
 
+void VaultStorageTest::unusableFileIsReportedWithItsKeyKept_data() {
+    QTest::addColumn<bool>("folder");
+    QTest::newRow("not a database") << false;
+    QTest::newRow("a directory") << true;
+}
+
 void VaultStorageTest::unusableFileIsReportedWithItsKeyKept() {
+    QFETCH(bool, folder);
     const QByteArray key(32, 'k');
+    const QString path = VaultHome::databaseFile(home);
     QVERIFY(VaultHome::storeKey(home, key));
-    QVERIFY(write(VaultHome::databaseFile(home), QByteArray(5000, 'g')));
+    QVERIFY(folder ? QDir().mkpath(path + u"/kept"_s) : write(path, QByteArray(5000, 'g')));
     Vault vault;
     QCOMPARE(VaultHome::unlock(vault, home), notOpened);
     QVERIFY(!vault.isReady());
     QVERIFY(!vault.save(after));
     QCOMPARE(VaultHome::storedKey(home), key);
+    QCOMPARE(QFileInfo(path + u"/kept"_s).isDir(), folder);
 }
 
 void VaultStorageTest::unusableDirectoryIsReportedOnFirstUse() {
