@@ -3,6 +3,7 @@
 // What a person feels of writing and syncing: the real controller with a real
 // keyring and a server that answers at once, beside the same work done bare.
 #include "benchmarks/data.h"
+#include "benchmarks/longestwait.h"
 #include "benchmarks/peer.h"
 #include "benchmarks/tiny.h"
 #include "controller/controller.h"
@@ -251,7 +252,8 @@ void reloadBare(benchmark::State& run) {
 }
 
 /// Ten entries come, or go again, and the rows of the window follow.
-void reloadChanged(benchmark::State& run) {
+void reloadChanged(benchmark::State& run,
+                   const std::function<double(const std::function<void()>&)>& measured) {
     const int entries = static_cast<int>(run.range(0));
     Client& subject = client(entries);
     EntryModel model;
@@ -262,13 +264,32 @@ void reloadChanged(benchmark::State& run) {
     for (auto _ : run) {
         more = !more;
         subject.peer.serveSnapshot(more ? after : before);
-        run.SetIterationTime(timed([&] {
+        run.SetIterationTime(measured([&] {
             subject.controller.refresh();
             waitUntil([&] { return subject.idle(); });
         }));
         require(model.count() == entries + (more ? 10 : 0), "the rows are those of the reply");
     }
     subject.peer.serveSnapshot(before);
+}
+
+void reloadChangedWhole(benchmark::State& run) {
+    reloadChanged(run, timed);
+}
+
+void reloadChangedWait(benchmark::State& run) {
+    reloadChanged(run, [](const std::function<void()>& work) {
+        const LongestWait wait;
+        work();
+        return wait.seconds();
+    });
+}
+
+/// What nobody notices of a window that stands still.
+void unnoticed(benchmark::State& run) {
+    for (auto _ : run) {
+        run.SetIterationTime(0.05);
+    }
 }
 
 void addPair(const std::string& name, void (*figure)(benchmark::State&), void (*floor)(benchmark::State&),
@@ -294,7 +315,9 @@ int main(int argc, char* argv[]) {
     addPair("reload, nothing new, written", reloadBytes, documentBytes, 10000, 20);
     addPair("write, written", writeBytes, documentBytes, 10000, 20);
     addPair("write, 50000 entries", write, writeBare, 50000, 5);
-    addPair("reload, 10 new, 50000 entries", reloadChanged, reloadBare, 50000, 4);
+    addPair("reload, 10 new, 50000 entries", reloadChangedWhole, reloadBare, 50000, 4);
+    addPair("reload, 10 new, longest wait, 50000 entries", reloadChangedWait, unnoticed, 50000, 4);
+    addPair("push 100 mutations, 50000 entries", push, pushBare, 50000, 1);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     currentStore.reset();
