@@ -2,6 +2,7 @@
 //
 // What a person feels of writing and syncing: the real controller with a real
 // keyring and a server that answers at once, beside the same work done bare.
+#include "benchmarks/barestore.h"
 #include "benchmarks/data.h"
 #include "benchmarks/longestwait.h"
 #include "benchmarks/peer.h"
@@ -15,7 +16,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QNetworkReply>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
@@ -42,34 +42,6 @@ void waitUntil(const std::function<bool()>& done) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 }
-
-/// The same document stored with the least that does it.
-class BareStore {
-public:
-    BareStore() {
-        m_database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"bare"_s);
-        m_database.setDatabaseName(m_folder.filePath(u"bare.sqlite"_s));
-        require(m_database.open(), "the bare store opens");
-        for (const char* statement :
-             {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
-              "CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"}) {
-            require(QSqlQuery(m_database).exec(QString::fromLatin1(statement)), statement);
-        }
-    }
-
-    void save(const QJsonObject& state) {
-        const QByteArray text = QJsonDocument(state).toJson(QJsonDocument::Compact);
-        require(m_database.transaction(), "begin");
-        QSqlQuery query(m_database);
-        query.prepare(u"INSERT OR REPLACE INTO vault(id,payload) VALUES(1,?)"_s);
-        query.addBindValue(Vault::seal(text, QByteArray(32, 'k'), "aad"_ba));
-        require(query.exec() && m_database.commit(), "commit");
-    }
-
-private:
-    QTemporaryDir m_folder;
-    QSqlDatabase m_database;
-};
 
 /// A controller that has loaded the peer's entries.
 struct Client {
@@ -98,7 +70,11 @@ struct Client {
 
 // Both end with main(), and not when Qt Sql's own statics may have gone before them.
 std::unique_ptr<Client> currentClient;
-std::unique_ptr<BareStore> currentStore;
+struct TemporaryStore {
+    QTemporaryDir folder;
+    BareStore store{folder.filePath(u"bare.sqlite"_s)};
+};
+std::unique_ptr<TemporaryStore> currentStore;
 
 Client& client(int entries) {
     if (!currentClient ||
@@ -112,9 +88,9 @@ Client& client(int entries) {
 
 BareStore& bareStore() {
     if (!currentStore) {
-        currentStore = std::make_unique<BareStore>();
+        currentStore = std::make_unique<TemporaryStore>();
     }
-    return *currentStore;
+    return currentStore->store;
 }
 
 double timed(const std::function<void()>& work) {

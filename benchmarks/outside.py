@@ -23,10 +23,10 @@ FRAME = "qt.scenegraph.time.renderloop"
 PEERS = ("charmtimetracker", "ktimetracker")
 
 
-def started(command):
-    """The program, which says on its stderr when it has painted a frame."""
-    environment = dict(os.environ, QT_LOGGING_RULES=f"{FRAME}=true", QT_FORCE_STDERR_LOGGING="1",
-                       QT_LOGGING_TO_CONSOLE="1")
+def started(command, *rules):
+    """The program, which says on its stderr when it has painted a frame, and what else the rules ask for."""
+    environment = dict(os.environ, QT_LOGGING_RULES=";".join((f"{FRAME}=true", *rules)),
+                       QT_FORCE_STDERR_LOGGING="1", QT_LOGGING_TO_CONSOLE="1")
     return subprocess.Popen(command, env=environment, stderr=subprocess.PIPE, text=True)
 
 
@@ -44,6 +44,36 @@ def first_frame(command):
         process.terminate()
         process.stderr.read()
     return taken
+
+
+def first_frame_with_entries(command):
+    """Milliseconds from the start of the program to the end of the first frame that was begun after it had read
+    its store: that reading and what it shows of it are one step, in which no frame begins."""
+    begun = time.monotonic()
+    with started(command, "timer.controller=true") as process:
+        read = None
+        for line in process.stderr:
+            now = time.monotonic()
+            if "its record was read: true" in line:
+                read = now
+            painted = re.search(r"rendered in (\d+)ms", line)
+            if read and painted and now - int(painted[1]) / 1000 >= read:
+                break
+        else:
+            raise RuntimeError(f"{command[0]} showed no entries")
+        taken = (now - begun) * 1000
+        process.terminate()
+        process.stderr.read()
+    return taken
+
+
+def fill_store(command):
+    """Runs the program until it has stored what its server has."""
+    with started(command, "timer.vault=true") as process:
+        if not any("stored true" in line for line in process.stderr):
+            raise RuntimeError(f"{command[0]} stored nothing")
+        process.terminate()
+        process.stderr.read()
 
 
 def first_window(command):
@@ -130,6 +160,17 @@ def memory_with(count, binaries):
         return settled_memory([os.path.join(binaries, "timer-kelvaro"), "--server", server.url])
 
 
+def start_with_entries(binaries, runs, count):
+    """The medians of the program's start with entries in its store, and of the bare window's that reads them."""
+    with Server(binaries, count) as server:
+        command = [os.path.join(binaries, "timer-kelvaro"), "--server", server.url]
+        fill_store(command)
+    bare = [os.path.join(binaries, "bench_stored"), os.path.join(os.environ["HOME"], "bare.sqlite")]
+    subprocess.run([*bare, str(count)], check=True)
+    pairs = [(first_frame_with_entries(command), first_frame(bare)) for _ in runs][-5:]
+    return [statistics.median(one) for one in zip(*pairs)]
+
+
 def start_rows(binaries, tiny):
     program, bare = (os.path.join(binaries, name) for name in ("timer-kelvaro", "bench_window"))
     nowhere = [program, "--server", "http://127.0.0.1:9"]
@@ -137,6 +178,7 @@ def start_rows(binaries, tiny):
     pairs = [(first_frame(nowhere), first_frame([bare])) for _ in runs][-5:]
     memory, start = settled_memory([bare]), statistics.median(p[0] for p in pairs)
     rows = {"start to first frame, empty profile (ms)": [start, statistics.median(p[1] for p in pairs)]}
+    rows["start to first frame with 10000 entries (ms)"] = start_with_entries(binaries, runs, 200 if tiny else 10000)
     for count in (10000, 50000):
         rows[f"memory with {count} entries (MB)"] = [memory_with(count // 50 if tiny else count, binaries), memory]
     for peer in filter(shutil.which, PEERS):
