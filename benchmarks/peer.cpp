@@ -8,6 +8,7 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <map>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -48,6 +49,7 @@ struct Peer::Server {
     std::string snapshot;
     int snapshots = 0; ///< tells this one from those before
     bool tagged = false;
+    std::map<std::string, std::pair<std::string, int>> replies; ///< by the end of the path
     std::atomic<qint64> reloads = 0;
     std::atomic<qint64> bytes = 0;
 
@@ -69,6 +71,17 @@ struct Peer::Server {
             return;
         }
         answer(response, snapshot);
+    }
+
+    void answerPost(const httplib::Request& request, httplib::Response& response) {
+        const std::lock_guard guard(lock);
+        response.status = 404;
+        for (const auto& [end, reply] : replies) {
+            if (request.path.ends_with(end)) {
+                response.status = reply.second;
+                answer(response, reply.first);
+            }
+        }
     }
 
     /// What is asked of "/counts" does not count itself.
@@ -111,6 +124,10 @@ Peer::Peer(const QJsonObject& state) : m_server(std::make_unique<Server>()) {
                            m_server->answerSnapshot(request, response);
                        });
     m_server->serve("/v1/me/timer", {{u"timer"_s, state.value(u"timer")}});
+    m_server->http.Post("/v1/workspaces/.*",
+                        [this](const httplib::Request& request, httplib::Response& response) {
+                            m_server->answerPost(request, response);
+                        });
     m_server->count();
     m_server->http.Post(
         "/v1/sync/push", [this](const httplib::Request& request, httplib::Response& response) {
@@ -126,6 +143,11 @@ Peer::~Peer() {
     if (m_server->thread.joinable()) {
         m_server->thread.join();
     }
+}
+
+void Peer::serveReply(const std::string& end, const QJsonObject& reply, int status) {
+    const std::lock_guard guard(m_server->lock);
+    m_server->replies[end] = {jsonText(reply), status};
 }
 
 void Peer::offerTag() {

@@ -5,6 +5,7 @@
 #include <QJsonObject>
 
 #include <memory>
+#include <string>
 
 /// A server that does nothing but answer at once, so that a benchmark measures the
 /// client: identity, workspaces, one snapshot held as text, the state's timer, and every
@@ -16,6 +17,9 @@ public:
     ~Peer();
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
+
+    /// What is posted to a path of a workspace with this end is answered with this from now on.
+    void serveReply(const std::string& end, const QJsonObject& reply, int status);
 
     /// Tells what snapshot a client has (`ETag`), and sends it no second time.
     void offerTag();
