@@ -227,10 +227,24 @@ def idle_rows(binaries, tiny):
             "processor in a minute (ms)": [minute["processor"], minute["parse"] * minute["reloads"]]}
 
 
+def peers_minute(peer, tiny):
+    """What another time tracker takes of the processor in a minute in which nobody uses it."""
+    with Program([peer]) as program:
+        if not window_of(program.process):
+            raise RuntimeError(f"{peer} showed no window")
+        time.sleep(1 if tiny else 5)
+        before = program.processor_ms()
+        time.sleep(1 if tiny else 60)
+        return program.processor_ms() - before
+
+
 def idle_tag_rows(binaries, tiny):
     minute = idle_minute(binaries, tiny, "--tag")
-    return {"processor in a minute, not modified (ms)": [minute["processor"], minute["parse"] * minute["reloads"]],
+    rows = {"processor in a minute, not modified (ms)": [minute["processor"], minute["parse"] * minute["reloads"]],
             "received per reload, not modified (KB)": [minute["received"] / 1024 / max(minute["reloads"], 1), 1]}
+    for peer in filter(shutil.which, PEERS):
+        rows[f"processor in a minute beside {peer} (ms)"] = [minute["processor"], peers_minute(peer, tiny)]
+    return rows
 
 
 def idle_timer_rows(binaries, tiny):
