@@ -2,7 +2,9 @@
 //
 // What a person feels of writing and syncing: the real controller with a real
 // keyring and a server that answers at once, beside the same work done bare.
+#include "benchmarks/barestore.h"
 #include "benchmarks/data.h"
+#include "benchmarks/longestwait.h"
 #include "benchmarks/peer.h"
 #include "benchmarks/tiny.h"
 #include "controller/controller.h"
@@ -14,7 +16,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QNetworkReply>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
@@ -41,34 +42,6 @@ void waitUntil(const std::function<bool()>& done) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 }
-
-/// The same document stored with the least that does it.
-class BareStore {
-public:
-    BareStore() {
-        m_database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"bare"_s);
-        m_database.setDatabaseName(m_folder.filePath(u"bare.sqlite"_s));
-        require(m_database.open(), "the bare store opens");
-        for (const char* statement :
-             {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
-              "CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"}) {
-            require(QSqlQuery(m_database).exec(QString::fromLatin1(statement)), statement);
-        }
-    }
-
-    void save(const QJsonObject& state) {
-        const QByteArray text = QJsonDocument(state).toJson(QJsonDocument::Compact);
-        require(m_database.transaction(), "begin");
-        QSqlQuery query(m_database);
-        query.prepare(u"INSERT OR REPLACE INTO vault(id,payload) VALUES(1,?)"_s);
-        query.addBindValue(Vault::seal(text, QByteArray(32, 'k'), "aad"_ba));
-        require(query.exec() && m_database.commit(), "commit");
-    }
-
-private:
-    QTemporaryDir m_folder;
-    QSqlDatabase m_database;
-};
 
 /// A controller that has loaded the peer's entries.
 struct Client {
@@ -97,7 +70,11 @@ struct Client {
 
 // Both end with main(), and not when Qt Sql's own statics may have gone before them.
 std::unique_ptr<Client> currentClient;
-std::unique_ptr<BareStore> currentStore;
+struct TemporaryStore {
+    QTemporaryDir folder;
+    BareStore store{folder.filePath(u"bare.sqlite"_s)};
+};
+std::unique_ptr<TemporaryStore> currentStore;
 
 Client& client(int entries) {
     if (!currentClient ||
@@ -111,9 +88,9 @@ Client& client(int entries) {
 
 BareStore& bareStore() {
     if (!currentStore) {
-        currentStore = std::make_unique<BareStore>();
+        currentStore = std::make_unique<TemporaryStore>();
     }
-    return *currentStore;
+    return currentStore->store;
 }
 
 double timed(const std::function<void()>& work) {
@@ -251,7 +228,8 @@ void reloadBare(benchmark::State& run) {
 }
 
 /// Ten entries come, or go again, and the rows of the window follow.
-void reloadChanged(benchmark::State& run) {
+void reloadChanged(benchmark::State& run,
+                   const std::function<double(const std::function<void()>&)>& measured) {
     const int entries = static_cast<int>(run.range(0));
     Client& subject = client(entries);
     EntryModel model;
@@ -262,13 +240,32 @@ void reloadChanged(benchmark::State& run) {
     for (auto _ : run) {
         more = !more;
         subject.peer.serveSnapshot(more ? after : before);
-        run.SetIterationTime(timed([&] {
+        run.SetIterationTime(measured([&] {
             subject.controller.refresh();
             waitUntil([&] { return subject.idle(); });
         }));
         require(model.count() == entries + (more ? 10 : 0), "the rows are those of the reply");
     }
     subject.peer.serveSnapshot(before);
+}
+
+void reloadChangedWhole(benchmark::State& run) {
+    reloadChanged(run, timed);
+}
+
+void reloadChangedWait(benchmark::State& run) {
+    reloadChanged(run, [](const std::function<void()>& work) {
+        const LongestWait wait;
+        work();
+        return wait.seconds();
+    });
+}
+
+/// What nobody notices of a window that stands still.
+void unnoticed(benchmark::State& run) {
+    for (auto _ : run) {
+        run.SetIterationTime(0.05);
+    }
 }
 
 void addPair(const std::string& name, void (*figure)(benchmark::State&), void (*floor)(benchmark::State&),
@@ -294,7 +291,9 @@ int main(int argc, char* argv[]) {
     addPair("reload, nothing new, written", reloadBytes, documentBytes, 10000, 20);
     addPair("write, written", writeBytes, documentBytes, 10000, 20);
     addPair("write, 50000 entries", write, writeBare, 50000, 5);
-    addPair("reload, 10 new, 50000 entries", reloadChanged, reloadBare, 50000, 4);
+    addPair("reload, 10 new, 50000 entries", reloadChangedWhole, reloadBare, 50000, 4);
+    addPair("reload, 10 new, longest wait, 50000 entries", reloadChangedWait, unnoticed, 50000, 4);
+    addPair("push 100 mutations, 50000 entries", push, pushBare, 50000, 1);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     currentStore.reset();

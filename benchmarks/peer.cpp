@@ -7,6 +7,8 @@
 
 #include <httplib.h>
 
+#include <atomic>
+#include <map>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -27,6 +29,16 @@ void answer(httplib::Response& response, const std::string& text) {
                                   });
 }
 
+/// Head and body, as they go over the wire.
+std::size_t sizeOf(const httplib::Response& response) {
+    std::size_t size = std::string("HTTP/1.1 200 OK\r\n\r\n").size() +
+                       response.get_header_value<std::uint64_t>("Content-Length");
+    for (const auto& [name, value] : response.headers) {
+        size += name.size() + value.size() + std::string(": \r\n").size();
+    }
+    return size;
+}
+
 } // namespace
 
 struct Peer::Server {
@@ -35,10 +47,52 @@ struct Peer::Server {
     QHash<QString, QJsonObject> entries;
     std::mutex lock;
     std::string snapshot;
+    int snapshots = 0; ///< tells this one from those before
+    bool tagged = false;
+    std::map<std::string, std::pair<std::string, int>> replies; ///< by the end of the path
+    std::atomic<qint64> reloads = 0;
+    std::atomic<qint64> bytes = 0;
 
     void serve(const char* path, const QJsonObject& body) {
         http.Get(path, [text = jsonText(body)](const httplib::Request&, httplib::Response& response) {
             answer(response, text);
+        });
+    }
+
+    void answerSnapshot(const httplib::Request& request, httplib::Response& response) {
+        ++reloads;
+        const std::lock_guard guard(lock);
+        const std::string tag = '"' + std::to_string(snapshots) + '"';
+        if (tagged) {
+            response.set_header("ETag", tag);
+        }
+        if (tagged && request.get_header_value("If-None-Match") == tag) {
+            response.status = 304;
+            return;
+        }
+        answer(response, snapshot);
+    }
+
+    void answerPost(const httplib::Request& request, httplib::Response& response) {
+        const std::lock_guard guard(lock);
+        response.status = 404;
+        for (const auto& [end, reply] : replies) {
+            if (request.path.ends_with(end)) {
+                response.status = reply.second;
+                answer(response, reply.first);
+            }
+        }
+    }
+
+    /// What is asked of "/counts" does not count itself.
+    void count() {
+        http.Get("/counts", [this](const httplib::Request&, httplib::Response& response) {
+            answer(response, jsonText({{u"reloads"_s, reloads.load()}, {u"bytes"_s, bytes.load()}}));
+        });
+        http.set_logger([this](const httplib::Request& request, const httplib::Response& response) {
+            if (request.path != "/counts") {
+                bytes += static_cast<qint64>(sizeOf(response));
+            }
         });
     }
 
@@ -65,11 +119,16 @@ Peer::Peer(const QJsonObject& state) : m_server(std::make_unique<Server>()) {
     m_server->serve("/v1/me", state.value(u"me").toObject());
     m_server->serve("/v1/workspaces", {{u"items"_s, state.value(u"workspaces")}});
     serveSnapshot(snapshot);
-    m_server->http.Get("/v1/sync/snapshot", [this](const httplib::Request&, httplib::Response& response) {
-        const std::lock_guard guard(m_server->lock);
-        answer(response, m_server->snapshot);
-    });
-    m_server->serve("/v1/me/timer", {{u"timer"_s, QJsonObject()}});
+    m_server->http.Get("/v1/sync/snapshot",
+                       [this](const httplib::Request& request, httplib::Response& response) {
+                           m_server->answerSnapshot(request, response);
+                       });
+    m_server->serve("/v1/me/timer", {{u"timer"_s, state.value(u"timer")}});
+    m_server->http.Post("/v1/workspaces/.*",
+                        [this](const httplib::Request& request, httplib::Response& response) {
+                            m_server->answerPost(request, response);
+                        });
+    m_server->count();
     m_server->http.Post(
         "/v1/sync/push", [this](const httplib::Request& request, httplib::Response& response) {
             const QJsonDocument body = QJsonDocument::fromJson(QByteArray::fromStdString(request.body));
@@ -86,10 +145,21 @@ Peer::~Peer() {
     }
 }
 
+void Peer::serveReply(const std::string& end, const QJsonObject& reply, int status) {
+    const std::lock_guard guard(m_server->lock);
+    m_server->replies[end] = {jsonText(reply), status};
+}
+
+void Peer::offerTag() {
+    const std::lock_guard guard(m_server->lock);
+    m_server->tagged = true;
+}
+
 void Peer::serveSnapshot(const QJsonObject& snapshot) {
     std::string text = jsonText(snapshot);
     const std::lock_guard guard(m_server->lock);
     m_server->snapshot = std::move(text);
+    ++m_server->snapshots;
 }
 
 int Peer::listen() {

@@ -73,7 +73,7 @@ QList<Project> addProjects(Connection& connection) {
 }
 
 std::string bodyOf(const httplib::Result& result) {
-    if (!result || result->status != 200) {
+    if (!result || (result->status != 200 && result->status != 201)) {
         throw std::runtime_error("the server does not answer as it should");
     }
     return result->body;
@@ -168,7 +168,8 @@ std::string ReportServer::get(const std::string& path) const {
 }
 
 std::string ReportServer::post(const std::string& path, const QJsonObject& body) const {
-    return bodyOf(m_client->Post(path, QJsonDocument(body).toJson().toStdString(), "application/json"));
+    return bodyOf(m_client->Post(path, {{"Idempotency-Key", newId().toStdString()}},
+                                 QJsonDocument(body).toJson().toStdString(), "application/json"));
 }
 
 std::string ReportServer::report(const QString& kind, const QString& group) const {

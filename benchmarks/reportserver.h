@@ -31,7 +31,7 @@ public:
     /// The path of the workspace, from "/v1" on.
     [[nodiscard]] std::string workspacePath() const;
 
-    /// The whole body of a reply; throws unless it is a 200.
+    /// The whole body of a reply; throws unless it is a 200 or a 201.
     [[nodiscard]] std::string get(const std::string& path) const;
     [[nodiscard]] std::string post(const std::string& path, const QJsonObject& body) const;
     /// The reply to a report over all entries.

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "benchmarks/window.h"
+
 #include <QApplication>
 #include <QFont>
 #include <QQmlApplicationEngine>
@@ -6,9 +8,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// The least that a Material window can be: what the program's start is compared with.
-int main(int argc, char* argv[]) {
-    const QApplication application(argc, argv);
+int showBareWindow() {
     QQuickStyle::setStyle(u"Material"_s);
     QApplication::setFont(QFont(u"Arimo"_s, 11));
     QQmlApplicationEngine engine(QUrl(u"qrc:/Window.qml"_s));

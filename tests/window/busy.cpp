@@ -60,6 +60,7 @@ private Q_SLOTS:
     void shortcutPressedWhileBusyStartsOnceItEnds();
     void disabledChooserStaysShutForAssistiveTechnology();
     void theMarkOfAWaitIsThereOnlyWhileItIsSeen();
+    void nothingOutlastsAShortWait();
     void whatIsPressedInTheListIsDoneOnceAndInItsOrder();
 };
 
@@ -231,6 +232,16 @@ void WindowBusyTest::theMarkOfAWaitIsThereOnlyWhileItIsSeen() {
     QTRY_VERIFY(!controller().busy());
     QCOMPARE(item("busyMark")->property("running"), false);
     QVERIFY(!isTurning());
+}
+
+void WindowBusyTest::nothingOutlastsAShortWait() {
+    // What counts down for a mark that nobody will see costs a frame when it ends.
+    const auto* const patience = item("busyMark")->findChild<QObject*>(u"patience"_s);
+    QVERIFY(patience);
+    becomeBusy();
+    QCOMPARE(patience->property("running"), true);
+    m_fixture->controller.fail(u"Over"_s);
+    QCOMPARE(patience->property("running"), false);
 }
 
 void WindowBusyTest::whatIsPressedInTheListIsDoneOnceAndInItsOrder() {
