@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// replay FOLDER: gives a fuzzer its seeds, each whole and cut off in many places, where no libFuzzer drives it.
+// replay FOLDER: gives a fuzzer its seeds where no libFuzzer drives it, each whole and cut off in many
+// places.
 #include "tests/fuzz/fuzz.h"
 
 #include <QDir>
