@@ -27,7 +27,8 @@ public:
 
 private:
     [[nodiscard]] double now() const {
-        QFile file(QStringLiteral("/proc/thread-self/schedstat"));
+        using namespace Qt::StringLiterals;
+        QFile file(u"/proc/thread-self/schedstat"_s);
         if (!file.open(QIODevice::ReadOnly)) {
             qFatal("the kernel does not tell how long a thread waits for a processor");
         }
