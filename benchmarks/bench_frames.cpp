@@ -316,16 +316,46 @@ void patience(benchmark::State& run) {
     }
 }
 
-template <typename Figure, typename Floor>
-void addPair(const std::string& name, int iterations, Figure figure, Floor floor) {
-    const auto add = [&](const std::string& full, auto work) {
-        benchmark::RegisterBenchmark(full.c_str(), work)
+void scrollReal(benchmark::State& run) {
+    scroll(run, realWindow);
+}
+
+void scrollPlain(benchmark::State& run) {
+    scroll(run, plainWindow);
+}
+
+void reportShown(benchmark::State& run) {
+    report(run, timed);
+}
+
+void reportWait(benchmark::State& run) {
+    report(run, longestWait);
+}
+
+void reportPlain(benchmark::State& run) {
+    plainText(run, [](int number) { return reportText(makeReport(number)); });
+}
+
+void previewShown(benchmark::State& run) {
+    preview(run, timed);
+}
+
+void previewWait(benchmark::State& run) {
+    preview(run, longestWait);
+}
+
+void previewPlain(benchmark::State& run) {
+    plainText(run, [](int number) { return previewText(makePreview(number)); });
+}
+
+void addPair(const std::string& name, void (*figure)(benchmark::State&), void (*floor)(benchmark::State&),
+             int iterations) {
+    for (const auto& [suffix, function] : {std::pair{"", figure}, std::pair{"/floor", floor}}) {
+        benchmark::RegisterBenchmark((name + suffix).c_str(), function)
             ->Iterations(iterations)
             ->UseManualTime()
             ->Unit(benchmark::kMicrosecond);
-    };
-    add(name, figure);
-    add(name + "/floor", floor);
+    }
 }
 
 } // namespace
@@ -336,24 +366,11 @@ int main(int argc, char* argv[]) {
     QApplication::setFont(QFont(u"Arimo"_s, 11));
     Tiny::readOption(argc, argv);
     benchmark::Initialize(&argc, argv);
-    using State = benchmark::State;
-    const auto textOfReport = [](State& run) {
-        plainText(run, [](int number) { return reportText(makeReport(number)); });
-    };
-    const auto textOfPreview = [](State& run) {
-        plainText(run, [](int number) { return previewText(makePreview(number)); });
-    };
-    addPair(
-        "scroll, longest frame, 50000 entries", 1, [](State& run) { scroll(run, realWindow); },
-        [](State& run) { scroll(run, plainWindow); });
-    addPair(
-        "report of 500 rows", 4, [](State& run) { report(run, timed); }, textOfReport);
-    addPair(
-        "report of 500 rows, longest wait", 4, [](State& run) { report(run, longestWait); }, patience);
-    addPair(
-        "preview of 900 KB", 2, [](State& run) { preview(run, timed); }, textOfPreview);
-    addPair(
-        "preview of 900 KB, longest wait", 2, [](State& run) { preview(run, longestWait); }, patience);
+    addPair("scroll, longest frame, 50000 entries", scrollReal, scrollPlain, 1);
+    addPair("report of 500 rows", reportShown, reportPlain, 4);
+    addPair("report of 500 rows, longest wait", reportWait, patience, 4);
+    addPair("preview of 900 KB", previewShown, previewPlain, 2);
+    addPair("preview of 900 KB, longest wait", previewWait, patience, 2);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return EXIT_SUCCESS;

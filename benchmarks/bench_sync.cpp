@@ -29,7 +29,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int queueLength = 100;
+int queueLength() {
+    return Tiny::sized(100);
+}
 
 void require(bool condition, const char* what) {
     if (!condition) {
@@ -105,7 +107,7 @@ void write(benchmark::State& run) {
     int index = 0;
     for (auto _ : run) {
         run.SetIterationTime(timed([&] {
-            subject.edit(index++ % queueLength);
+            subject.edit(index++ % queueLength());
             benchmark::DoNotOptimize(subject.controller.entryRows().size());
         }));
         waitUntil([&] { return subject.idle(); });
@@ -157,7 +159,7 @@ void countWritten(benchmark::State& run, const Client& subject, const std::funct
 void writeBytes(benchmark::State& run) {
     Client& subject = client(static_cast<int>(run.range(0)));
     int index = 0;
-    countWritten(run, subject, [&] { subject.edit(index++ % queueLength); });
+    countWritten(run, subject, [&] { subject.edit(index++ % queueLength()); });
 }
 
 void reloadBytes(benchmark::State& run) {
@@ -181,7 +183,7 @@ void documentBytes(benchmark::State& run) {
 void push(benchmark::State& run) {
     Client& subject = client(static_cast<int>(run.range(0)));
     for (auto _ : run) {
-        for (int i = 0; i < queueLength; ++i) {
+        for (int i = 0; i < queueLength(); ++i) {
             subject.edit(i);
         }
         run.SetIterationTime(timed([&] { waitUntil([&] { return subject.controller.pending() == 0; }); }));
@@ -197,7 +199,7 @@ void pushBare(benchmark::State& run) {
     QNetworkAccessManager network;
     for (auto _ : run) {
         run.SetIterationTime(timed([&] {
-            for (int i = 0; i < queueLength; ++i) {
+            for (int i = 0; i < queueLength(); ++i) {
                 exchange(network, subject.address + u"/v1/me"_s);
                 exchange(network, subject.address + u"/v1/sync/push"_s, body);
                 bareStore().save(state);

@@ -7,8 +7,6 @@
 
 #include <algorithm>
 
-using namespace Qt::StringLiterals;
-
 /// The longest that the event loop is kept from anything else while this exists: a window stands still for
 /// so long. What others on the machine take of the processor meanwhile does not count; waiting for a disk
 /// does.
@@ -29,6 +27,7 @@ public:
 
 private:
     [[nodiscard]] double now() const {
+        using namespace Qt::StringLiterals;
         QFile file(u"/proc/thread-self/schedstat"_s);
         if (!file.open(QIODevice::ReadOnly)) {
             qFatal("the kernel does not tell how long a thread waits for a processor");
