@@ -8,11 +8,19 @@
 #include <QDateTime>
 #include <QTest>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int longText = 70000;
+/// As far as a person moves an entry's start or end, mostly.
+constexpr int furthestMoveSeconds = 5400;
+
+QString idOfEntry(const QVariantMap& entry) {
+    return entry.value(u"id"_s).toString();
+}
 
 } // namespace
 
@@ -79,10 +87,25 @@ QString Storm::freshText() {
     return m_dice.bounded(10) == 0 ? text.leftJustified(longText, u'-') : text;
 }
 
+QString Storm::anyProject(const Controller& client) {
+    const QVariantList projects = client.projects();
+    const int index = m_dice.bounded(static_cast<int>(projects.size()) + 1);
+    return projects.value(index).toMap().value(u"id"_s).toString();
+}
+
+QString Storm::moved(const QString& time) {
+    const QDateTime former = QDateTime::fromString(time, Qt::ISODate);
+    // At times to where a period may be closed, or not any more.
+    const int days = m_dice.bounded(4) == 0 ? m_dice.bounded(-2, 2) : 0;
+    const int seconds = m_dice.bounded(-furthestMoveSeconds, furthestMoveSeconds);
+    return former.addDays(days).addSecs(seconds).toString(Qt::ISODate);
+}
+
 // A person
 
 void Storm::start() {
-    seat().client().start(freshText(), {}, false);
+    Controller& client = seat().client();
+    client.start(freshText(), anyProject(client), false);
 }
 
 void Storm::stop() {
@@ -98,40 +121,70 @@ void Storm::stopTimer() {
 }
 
 void Storm::addManual() {
-    Seat& here = seat();
-    const QDateTime end = QDateTime::currentDateTimeUtc().addSecs(-60 * m_dice.bounded(1, 4000));
-    here.client().addManual(freshText(), {}, end.addSecs(-600).toString(Qt::ISODate),
-                            end.toString(Qt::ISODate), false);
+    addManual(seat().client());
 }
 
-void Storm::withAnEntry(const std::function<void(Controller& client, const QString& id)>& act, bool changes) {
+void Storm::addManual(Controller& client) {
+    const QDateTime end = QDateTime::currentDateTimeUtc().addSecs(-60 * m_dice.bounded(1, 4000));
+    client.addManual(freshText(), anyProject(client), end.addSecs(-600).toString(Qt::ISODate),
+                     end.toString(Qt::ISODate), false);
+}
+
+void Storm::withAnEntry(const std::function<void(Controller& client, const QVariantMap& entry)>& act,
+                        bool changes) {
     Seat& here = seat();
-    const QVariantList entries = here.client().entries();
+    QVariantList entries = here.client().entries();
     if (entries.isEmpty()) {
         return;
     }
+    // By when they came: times and ids are others in each run.
+    const QStringList known = m_ledger->entities() + m_world.entities();
+    const auto cameBefore = [&known](const QVariant& one, const QVariant& other) {
+        const auto place = [&known](const QVariant& entry) {
+            return known.indexOf(entry.toMap().value(u"id"_s).toString());
+        };
+        return place(one) < place(other);
+    };
+    std::stable_sort(entries.begin(), entries.end(), cameBefore);
     const QVariantMap entry = entries.at(m_dice.bounded(static_cast<int>(entries.size()))).toMap();
     const int before = here.client().pending();
-    act(here.client(), entry.value(u"id"_s).toString());
+    act(here.client(), entry);
     if (changes && entry.value(u"period_locked"_s).toBool() && here.client().pending() != before) {
         m_ledger->blame(u"an entry in a closed period was edited"_s);
     }
 }
 
 void Storm::edit() {
-    withAnEntry([this](Controller& client, const QString& id) { client.editDescription(id, freshText()); },
+    withAnEntry([this](Controller& client,
+                       const QVariantMap& entry) { client.editDescription(idOfEntry(entry), freshText()); },
                 true);
 }
 
 void Storm::editFields() {
-    const auto act = [this](Controller& client, const QString& id) {
-        client.editEntry(id, {{u"description"_s, freshText()}, {u"billable"_s, true}});
+    const auto act = [this](Controller& client, const QVariantMap& entry) {
+        QVariantMap changes;
+        if (m_dice.bounded(2) == 0) {
+            changes.insert(u"description"_s, freshText());
+        }
+        if (m_dice.bounded(2) == 0) {
+            changes.insert(u"billable"_s, m_dice.bounded(2) == 0);
+        }
+        if (m_dice.bounded(2) == 0) {
+            changes.insert(u"project_id"_s, anyProject(client));
+        }
+        for (const QString& name : {u"start_at"_s, u"stop_at"_s}) {
+            if (m_dice.bounded(2) == 0) {
+                changes.insert(name, moved(entry.value(name).toString()));
+            }
+        }
+        client.editEntry(idOfEntry(entry), changes);
     };
     withAnEntry(act, true);
 }
 
 void Storm::deleteEntry() {
-    withAnEntry([](Controller& client, const QString& id) { client.deleteEntry(id); }, true);
+    withAnEntry([](Controller& client, const QVariantMap& entry) { client.deleteEntry(idOfEntry(entry)); },
+                true);
 }
 
 void Storm::undoDelete() {
@@ -139,11 +192,13 @@ void Storm::undoDelete() {
 }
 
 void Storm::continueEntry() {
-    withAnEntry([](Controller& client, const QString& id) { client.continueEntry(id); }, false);
+    withAnEntry([](Controller& client, const QVariantMap& entry) { client.continueEntry(idOfEntry(entry)); },
+                false);
 }
 
 void Storm::duplicateEntry() {
-    withAnEntry([](Controller& client, const QString& id) { client.duplicateEntry(id); }, false);
+    withAnEntry([](Controller& client, const QVariantMap& entry) { client.duplicateEntry(idOfEntry(entry)); },
+                false);
 }
 
 void Storm::synchronize() {
@@ -315,7 +370,9 @@ void Storm::pass() {
 
 void Storm::serve() {
     if (Seat* here = seatWithRequests()) {
-        here->proxy.serve(m_dice.bounded(static_cast<int>(here->proxy.waiting())));
+        const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
+        m_detail = here->proxy.at(index).path();
+        here->proxy.serve(index);
     }
 }
 
@@ -323,8 +380,10 @@ void Storm::breakOne() {
     if (Seat* here = seatWithRequests()) {
         const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
         const FaultProxy::Fault fault = FaultProxy::draw(here->proxy.at(index), m_dice);
-        m_detail = here->proxy.at(index).path() + u' ' + FaultProxy::nameOf(fault);
+        m_detail = here->proxy.at(index).path();
         here->proxy.finish(index, fault, m_dice);
+        calm(); // what trickles is told of piece by piece
+        m_detail += u' ' + here->proxy.detail();
     }
 }
 

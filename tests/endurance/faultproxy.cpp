@@ -1,17 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/faultproxy.h"
 
+#include "tests/endurance/damage.h"
+
 #include <QEventLoop>
 #include <QHostAddress>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QStringList>
 #include <QTcpSocket>
+#include <QTimer>
 #include <QUrl>
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -21,6 +25,7 @@ namespace {
 using Fault = FaultProxy::Fault;
 
 constexpr qsizetype longerThanTaken = 52428800 + 1;
+constexpr int mostPieces = 6;
 
 struct Kind {
     Fault fault;
@@ -39,7 +44,7 @@ constexpr std::array kinds{
     Kind{Fault::Twice, "doubled reply", 3},
     Kind{Fault::ErrorBefore, "500 before", 5},
     Kind{Fault::ErrorAfter, "500 after", 6},
-    Kind{Fault::BadGateway, "502 with a page", 3},
+    Kind{Fault::BadGateway, "502 with a page", 4},
     Kind{Fault::Redirect, "302", 3},
     Kind{Fault::NoContent, "204", 4},
     Kind{Fault::Unauthorized, "401", 5},
@@ -56,8 +61,14 @@ constexpr std::array kinds{
 
 /// The server is not asked for these.
 bool comesBefore(Fault fault) {
-    return fault == Fault::LostRequest || fault == Fault::ErrorBefore || fault == Fault::Redirect ||
-           fault == Fault::Unauthorized || fault == Fault::TooLong || fault == Fault::ForeignResult;
+    return fault == Fault::LostRequest || fault == Fault::ErrorBefore || fault == Fault::TooLong ||
+           fault == Fault::ForeignResult;
+}
+
+/// What stands between has the server's reply, or has not asked for it.
+bool comesEitherWay(Fault fault) {
+    return fault == Fault::BadGateway || fault == Fault::Redirect || fault == Fault::NoContent ||
+           fault == Fault::Unauthorized;
 }
 
 bool fits(Fault fault, const FaultProxy::Waiting& waiting) {
@@ -79,50 +90,33 @@ QByteArray head(const FaultProxy::Answer& answer) {
                                   ? QByteArray()
                                   : "Content-Length: " + QByteArray::number(answer.body.size()) + "\r\n";
     const QByteArray tag = answer.tag.isEmpty() ? QByteArray() : "ETag: " + answer.tag + "\r\n";
-    return "HTTP/1.1 " + QByteArray::number(answer.status) +
-           " Weather\r\nContent-Type: application/json\r\n" +
-           (answer.status == 302 ? "Location: /v1/elsewhere\r\n"_ba : QByteArray()) + length + tag + "\r\n";
+    return "HTTP/1.1 " + QByteArray::number(answer.status) + " Weather\r\nContent-Type: " + answer.type +
+           "\r\n" + (answer.status == 302 ? "Location: /v1/elsewhere\r\n"_ba : QByteArray()) + length + tag +
+           "\r\n";
 }
 
 QByteArray wholeText(const FaultProxy::Answer& answer) {
     return head(answer) + answer.body;
 }
 
-QJsonValue ofAnotherType(const QJsonValue& value, QRandomGenerator& dice) {
-    const std::array<QJsonValue, 6> others{
-        QJsonValue(),       QJsonValue(true),         QJsonValue(7),
-        QJsonValue(u"x"_s), QJsonValue(QJsonArray()), QJsonValue(QJsonObject())};
-    QJsonValue other = value;
-    while (other.type() == value.type()) {
-        other = others.at(dice.bounded(static_cast<quint32>(others.size())));
+/// In pieces: some end in the head or anywhere else, one ends within the body, some are a single byte.
+QList<QByteArray> pieces(const FaultProxy::Answer& answer, QRandomGenerator& dice) {
+    const QByteArray bytes = wholeText(answer);
+    const auto drawIn = [&dice](qsizetype from, qsizetype to) {
+        return from + 1 + dice.bounded(static_cast<int>(std::max<qsizetype>(1, to - from - 1)));
+    };
+    std::set<qsizetype> ends{drawIn(bytes.size() - answer.body.size(), bytes.size()), bytes.size()};
+    for (int i = dice.bounded(1, mostPieces); i > 0; --i) {
+        const qsizetype end = drawIn(0, bytes.size());
+        ends.insert({end, std::min(end + 1, bytes.size())});
     }
-    return other;
-}
-
-/// The value with one member, at any depth, of another type or, with `missing`, away.
-QJsonValue damaged(const QJsonValue& value, bool missing, QRandomGenerator& dice) {
-    const bool deeper = dice.bounded(3) > 0;
-    if (value.isArray() && !value.toArray().isEmpty() && deeper) {
-        QJsonArray array = value.toArray();
-        const qsizetype index = dice.bounded(static_cast<int>(array.size()));
-        array.replace(index, damaged(array.at(index), missing, dice));
-        return array;
+    QList<QByteArray> all;
+    qsizetype from = 0;
+    for (const qsizetype end : ends) {
+        all.append(bytes.mid(from, end - from));
+        from = end;
     }
-    if (!value.isObject() || value.toObject().isEmpty()) {
-        return ofAnotherType(value, dice);
-    }
-    QJsonObject object = value.toObject();
-    const QStringList keys = object.keys();
-    const QString key = keys.at(dice.bounded(static_cast<int>(keys.size())));
-    const QJsonValue member = object.value(key);
-    if ((member.isObject() || member.isArray()) && deeper) {
-        object.insert(key, damaged(member, missing, dice));
-    } else if (missing) {
-        object.remove(key);
-    } else {
-        object.insert(key, ofAnotherType(member, dice));
-    }
-    return object;
+    return all;
 }
 
 QByteArray text(const QJsonObject& object) {
@@ -223,7 +217,10 @@ FaultProxy::Answer FaultProxy::ask(const PeerRequest& request) {
         loop.exec();
     }
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const Answer answer{status, status == 0 ? QByteArray() : reply->readAll(), reply->rawHeader("ETag")};
+    const Answer answer{.status = status,
+                        .body = status == 0 ? QByteArray() : reply->readAll(),
+                        .tag = reply->rawHeader("ETag"),
+                        .type = reply->rawHeader("Content-Type")};
     if (status == 200 && request.path == u"/v1/sync/push"_s) {
         m_lastResult = answer.body;
     }
@@ -237,40 +234,56 @@ void FaultProxy::serve(qsizetype index) {
     }
 }
 
-FaultProxy::Answer FaultProxy::falsified(const Waiting& waiting, Fault fault, QRandomGenerator& dice) const {
-    const Answer& real = *waiting.answer;
-    const QJsonObject object = QJsonDocument::fromJson(real.body).object();
+std::optional<FaultProxy::Answer> FaultProxy::damaged(const Waiting& waiting, bool missing,
+                                                      QRandomGenerator& dice) {
+    const QJsonObject object = QJsonDocument::fromJson(waiting.answer->body).object();
+    if (object.isEmpty()) {
+        return std::nullopt;
+    }
+    Damage damage(missing, dice);
+    const Answer answer{.status = waiting.answer->status, .body = text(damage.done(object))};
+    ++m_damages[Damage::memberName(waiting.path(), damage.path())];
+    m_detail = damage.path() + u' ' + damage.now();
+    return answer;
+}
+
+std::optional<FaultProxy::Answer> FaultProxy::falsified(const Waiting& waiting, Fault fault,
+                                                        QRandomGenerator& dice) {
+    const Answer real = waiting.answer.value_or(Answer());
     switch (fault) {
     case Fault::ErrorBefore:
     case Fault::ErrorAfter:
-        return {500, R"({"error":{"message":"The weather is bad."}})"};
+        return Answer{.status = 500, .body = R"({"error":{"message":"The weather is bad."}})"};
     case Fault::BadGateway:
-        return {502, "<html><body>Bad gateway</body></html>"};
+        return Answer{.status = 502, .body = "<html><body>Bad gateway</body></html>", .type = "text/html"};
     case Fault::Redirect:
-        return {302, {}};
+        return Answer{.status = 302};
     case Fault::NoContent:
-        return {204, {}};
+        return Answer{.status = 204};
     case Fault::Unauthorized:
-        return {401, dice.bounded(2) == 0 ? "denied"_ba : R"({"error":{"message":"denied"}})"_ba};
+        return Answer{.status = 401,
+                      .body = dice.bounded(2) == 0 ? "denied"_ba : R"({"error":{"message":"denied"}})"_ba};
     case Fault::Garbage:
-        return {200, "{\"results\": [\x01"_ba};
+        return Answer{.status = 200, .body = "{\"results\": [\x01"_ba};
     case Fault::Array:
-        return {real.status, "[" + (real.body.isEmpty() ? "1"_ba : real.body) + "]"};
+        return Answer{.status = real.status, .body = "[" + (real.body.isEmpty() ? "1"_ba : real.body) + "]"};
     case Fault::WrongType:
-        return {real.status, text(damaged(object, false, dice).toObject())};
     case Fault::Missing:
-        return {real.status, text(damaged(object, true, dice).toObject())};
+        return damaged(waiting, fault == Fault::Missing, dice);
     case Fault::TooLong:
-        return {200, "{}" + QByteArray(longerThanTaken, ' ')};
+        return Answer{.status = 200, .body = "{}" + QByteArray(longerThanTaken, ' ')};
     case Fault::OtherIdentity: {
-        QJsonObject other = object;
+        QJsonObject other = QJsonDocument::fromJson(real.body).object();
         other.insert(u"id"_s, alien());
-        return {real.status, text(other)};
+        return real.status == 200 ? std::optional(Answer{.status = 200, .body = text(other)}) : std::nullopt;
     }
     case Fault::ForeignResult:
-        return {200, m_lastResult};
+        // What is sent again would get its own.
+        return m_lastResult.contains(waiting.request.headers.value("idempotency-key"))
+                   ? std::nullopt
+                   : std::optional(Answer{.status = 200, .body = m_lastResult});
     case Fault::NoResult:
-        return {real.status, R"({"results":[]})"};
+        return Answer{.status = real.status, .body = R"({"results":[]})"};
     default:
         return real;
     }
@@ -278,32 +291,56 @@ FaultProxy::Answer FaultProxy::falsified(const Waiting& waiting, Fault fault, QR
 
 void FaultProxy::finish(qsizetype index, Fault fault, QRandomGenerator& dice) {
     const std::shared_ptr<Waiting> waiting = m_waiting.at(index);
-    if (fault != Fault::None) {
-        ++m_counts[nameOf(fault)];
-    }
-    if (fault == Fault::LostRequest || waiting->stalled) {
+    m_detail.clear();
+    if (waiting->stalled) {
         drop(*waiting);
         return;
     }
-    if (!waiting->answer) {
-        waiting->answer = comesBefore(fault) ? Answer() : ask(waiting->request);
+    if (fault == Fault::LostRequest) {
+        count(fault);
+        drop(*waiting);
+        return;
     }
-    if (fault == Fault::Repeat) {
+    const bool early =
+        comesBefore(fault) || (comesEitherWay(fault) && !waiting->answer && dice.bounded(2) == 0);
+    if ((!waiting->answer && !early) || fault == Fault::Repeat) {
         waiting->answer = ask(waiting->request);
     }
     if (!waiting->socket) {
         return; // the client gave up meanwhile
     }
-    const bool reached = comesBefore(fault) || waiting->answer->status != 0;
-    if (!reached || fault == Fault::LostReply) {
+    const bool reached = early || waiting->answer->status != 0;
+    const std::optional<Answer> reply = reached ? falsified(*waiting, fault, dice) : std::nullopt;
+    if (reply) {
+        count(fault, early ? u" before"_s : u" after"_s);
+        deliver(waiting, *reply, fault, dice);
+    } else if (reached) {
+        finish(index, Fault::None, dice); // there is nothing that could be made wrong
+    } else {
+        drop(*waiting);
+    }
+}
+
+void FaultProxy::count(Fault fault, const QString& when) {
+    if (fault != Fault::None) {
+        const QString name = nameOf(fault) + (comesEitherWay(fault) ? when : QString());
+        ++m_counts[name];
+        m_detail = name + u' ' + m_detail;
+    }
+}
+
+void FaultProxy::deliver(const std::shared_ptr<Waiting>& waiting, const Answer& reply, Fault fault,
+                         QRandomGenerator& dice) {
+    const QByteArray bytes = wholeText(reply);
+    const auto part = dice.bounded(static_cast<int>(std::min<qsizetype>(bytes.size(), 1 << 20)));
+    const QPointer<QTcpSocket> socket = waiting->socket;
+    if (fault == Fault::Cut || fault == Fault::Stall) {
+        m_detail += u"at byte %1 of %2"_s.arg(part).arg(bytes.size());
+    }
+    switch (fault) {
+    case Fault::LostReply:
         drop(*waiting);
         return;
-    }
-    const Answer reply = falsified(*waiting, fault, dice);
-    const QByteArray bytes = wholeText(reply);
-    const qsizetype part = dice.bounded(static_cast<int>(std::min<qsizetype>(bytes.size(), 1 << 20)));
-    const QPointer<QTcpSocket> socket = waiting->socket;
-    switch (fault) {
     case Fault::Cut:
         socket->write(bytes.first(part));
         drop(*waiting);
@@ -313,42 +350,44 @@ void FaultProxy::finish(qsizetype index, Fault fault, QRandomGenerator& dice) {
         drop(*waiting);
         return;
     case Fault::Stall:
-        stall(index, bytes.first(part));
+        waiting->stalled = true;
+        socket->write(bytes.first(part));
         return;
     case Fault::Trickle:
-        for (const char byte : bytes.first(part % 40)) {
-            socket->write(&byte, 1);
-            socket->flush();
-        }
-        socket->write(bytes.mid(part % 40));
-        m_waiting.removeOne(waiting);
-        told(waiting->request, reply.status, QJsonDocument::fromJson(reply.body).object());
+        end(*waiting, reply);
+        trickle(socket, pieces(reply, dice));
         return;
     case Fault::Twice:
-        answer(*waiting, reply);
+        socket->write(bytes);
+        end(*waiting, reply);
         socket->write(bytes);
         socket->disconnectFromHost();
         return;
     default:
-        answer(*waiting, reply);
+        socket->write(bytes);
+        end(*waiting, reply);
     }
 }
 
-void FaultProxy::answer(const Waiting& waiting, const Answer& answer) {
-    waiting.socket->write(wholeText(answer));
+void FaultProxy::trickle(QTcpSocket* socket, QList<QByteArray> pieces) {
+    if (pieces.isEmpty() || socket->state() != QAbstractSocket::ConnectedState) {
+        return;
+    }
+    const QByteArray piece = pieces.takeFirst();
+    m_detail += QString::number(piece.size()) + u' ';
+    socket->write(piece);
+    socket->flush();
+    QTimer::singleShot(0, socket, [this, socket, pieces] { trickle(socket, pieces); });
+}
+
+void FaultProxy::end(const Waiting& waiting, const Answer& answer) {
     const PeerRequest request = waiting.request;
     m_waiting.removeIf([&waiting](const auto& other) { return other.get() == &waiting; });
     told(request, answer.status, QJsonDocument::fromJson(answer.body).object());
 }
 
-void FaultProxy::stall(qsizetype index, const QByteArray& part) {
-    m_waiting.at(index)->stalled = true;
-    m_waiting.at(index)->socket->write(part);
-}
-
 void FaultProxy::drop(const Waiting& waiting) {
     const QPointer<QTcpSocket> socket = waiting.socket;
-    told(waiting.request, 0, {});
-    m_waiting.removeIf([&waiting](const auto& other) { return other.get() == &waiting; });
+    end(waiting, {});
     socket->disconnectFromHost();
 }

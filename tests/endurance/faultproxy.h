@@ -33,12 +33,12 @@ public:
         LostReply,     ///< The server has acted, the connection ends without a byte.
         Cut,           ///< The reply ends at any byte.
         Stall,         ///< The reply stops at any byte, and the connection stays open.
-        Trickle,       ///< The reply comes in small pieces.
+        Trickle,       ///< The reply comes in small pieces, one in each turn of the event loop.
         Repeat,        ///< The server gets the request twice.
         Twice,         ///< The client gets the reply twice.
         ErrorBefore,   ///< 500, and the server saw nothing.
         ErrorAfter,    ///< 500, but the server has acted.
-        BadGateway,    ///< 502 with a page.
+        BadGateway,    ///< 502 with a page; this one and the next three before or after the server has acted.
         Redirect,      ///< 302
         NoContent,     ///< 204
         Unauthorized,  ///< 401 by something in between.
@@ -55,8 +55,9 @@ public:
 
     struct Answer {
         int status = 0; ///< 0 when the server could not be reached
-        QByteArray body;
+        QByteArray body = {};
         QByteArray tag = {}; ///< its ETag
+        QByteArray type = "application/json";
     };
 
     /// A request that waits.
@@ -94,8 +95,11 @@ public:
     void goOffline();
     void goOnline();
 
-    /// How often each fault was injected.
+    /// How often each fault was injected, and which members were damaged how often.
     [[nodiscard]] const QMap<QString, int>& counts() const { return m_counts; }
+    [[nodiscard]] const QMap<QString, int>& damages() const { return m_damages; }
+    /// What finish() has done last besides passing it on: where the reply ends, which member is damaged.
+    [[nodiscard]] const QString& detail() const { return m_detail; }
 
     std::function<void(const PeerRequest& request)> arrived;
     /// What the client was told, whole and as an object; status 0 when it was told nothing.
@@ -106,9 +110,15 @@ private:
     void read(QTcpSocket* socket);
     void forget(QTcpSocket* socket);
     [[nodiscard]] Answer ask(const PeerRequest& request);
-    [[nodiscard]] Answer falsified(const Waiting& waiting, Fault fault, QRandomGenerator& dice) const;
-    void answer(const Waiting& waiting, const Answer& answer);
-    void stall(qsizetype index, const QByteArray& part);
+    /// What the client gets in the place of the reply; nothing where there is nothing to make wrong.
+    [[nodiscard]] std::optional<Answer> falsified(const Waiting& waiting, Fault fault,
+                                                  QRandomGenerator& dice);
+    [[nodiscard]] std::optional<Answer> damaged(const Waiting& waiting, bool missing, QRandomGenerator& dice);
+    void count(Fault fault, const QString& when = {});
+    void deliver(const std::shared_ptr<Waiting>& waiting, const Answer& reply, Fault fault,
+                 QRandomGenerator& dice);
+    void trickle(QTcpSocket* socket, QList<QByteArray> pieces);
+    void end(const Waiting& waiting, const Answer& answer);
     void drop(const Waiting& waiting);
 
     QTcpServer m_server;
@@ -117,6 +127,8 @@ private:
     QHash<QTcpSocket*, QByteArray> m_inputs;
     QList<std::shared_ptr<Waiting>> m_waiting;
     QMap<QString, int> m_counts;
+    QMap<QString, int> m_damages;
+    QString m_detail;
     /// The server's last answer to a push, for ForeignResult.
     QByteArray m_lastResult = R"({"results":[{"mutation_id":"none","status":"accepted"}]})";
     QNetworkAccessManager m_network;

@@ -36,6 +36,7 @@ void Ledger::blame(const QString& problem) {
 
 void Ledger::record(const QString& account, const QJsonObject& mutation) {
     m_writes.insert(idOf(mutation), {account, mutation, {}, {}, false});
+    m_entities.append(mutation.value(u"entity_id").toString());
 }
 
 void Ledger::recordAgain(const QString& former, const QJsonObject& mutation) {

@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
 /// What people were told was saved, and what became of it: the judge of a run.
 class Ledger {
@@ -34,6 +35,8 @@ public:
         return m_writes.constFind(mutation).value();
     }
     [[nodiscard]] qsizetype size() const { return m_writes.size(); }
+    /// The entries that were recorded, in that order.
+    [[nodiscard]] const QStringList& entities() const { return m_entities; }
 
     /// What a person was promised and the server, the files and the queue do not have. To be asked when
     /// nothing waits any more.
@@ -55,6 +58,7 @@ private:
 
     const World& m_world;
     QHash<QString, Write> m_writes;
+    QStringList m_entities;
     QString m_problem;
 };
 

@@ -197,11 +197,11 @@ bool Storm::isEmpty(Seat& seat, int round) {
     return false;
 }
 
-QMap<QString, int> Storm::faults() const {
+QMap<QString, int> Storm::sumOf(const QMap<QString, int>& (FaultProxy::*counts)() const) const {
     QMap<QString, int> all;
     for (const auto& seat : m_seats) {
-        const QMap<QString, int>& counts = seat->proxy.counts();
-        for (auto it = counts.begin(); it != counts.end(); ++it) {
+        const QMap<QString, int>& some = (seat->proxy.*counts)();
+        for (auto it = some.begin(); it != some.end(); ++it) {
             all[it.key()] += it.value();
         }
     }

@@ -33,8 +33,9 @@ public:
     /// What went wrong; empty when nothing did.
     [[nodiscard]] QString run(const History& history);
 
-    /// Over all runs: how often each fault, step and state came.
-    [[nodiscard]] QMap<QString, int> faults() const;
+    /// Over all runs: how often each fault, damaged member, step and state came.
+    [[nodiscard]] QMap<QString, int> faults() const { return sumOf(&FaultProxy::counts); }
+    [[nodiscard]] QMap<QString, int> damages() const { return sumOf(&FaultProxy::damages); }
     [[nodiscard]] const QMap<QString, int>& steps() const { return m_steps; }
     [[nodiscard]] const QMap<QString, int>& states() const { return m_states; }
     [[nodiscard]] qsizetype writes() const { return m_writes; }
@@ -114,8 +115,14 @@ private:
     void passAllButFirst(Seat& here);
     /// Does it with one of the entries that are shown; what `changes` an entry must spare those of a
     /// closed period.
-    void withAnEntry(const std::function<void(Controller& client, const QString& id)>& act, bool changes);
+    void withAnEntry(const std::function<void(Controller& client, const QVariantMap& entry)>& act,
+                     bool changes);
+    void addManual(Controller& client);
+    /// The id of one of the projects that are shown, or none.
+    [[nodiscard]] QString anyProject(const Controller& client);
+    [[nodiscard]] QString moved(const QString& time);
 
+    [[nodiscard]] QMap<QString, int> sumOf(const QMap<QString, int>& (FaultProxy::*counts)() const) const;
     [[nodiscard]] Seat& seat() { return *m_seats.at(m_dice.bounded(m_seatCount)); }
     [[nodiscard]] Seat* seatWithRequests();
     [[nodiscard]] QString freshText();

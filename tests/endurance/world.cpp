@@ -29,8 +29,9 @@ bool World::start() {
         run(u"INSERT INTO workspaces (id, name, created_at) VALUES (?, 'Second room', 4000000000)"_s,
             {workspace});
         run(u"INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"_s, {workspace, user});
-        m_workspaces.insert(user,
-                            column(u"SELECT workspace_id FROM members WHERE user_id = '%1'"_s.arg(user)));
+        m_workspaces.insert(
+            user,
+            column(u"SELECT workspace_id FROM members WHERE user_id = '%1' ORDER BY rowid"_s.arg(user)));
     }
     return true;
 }
@@ -116,7 +117,8 @@ QStringList World::answered() const {
 }
 
 QStringList World::entities() const {
-    return column(u"SELECT id FROM time_entries"_s);
+    // Their ids are others in each run; when they came is not.
+    return column(u"SELECT id FROM time_entries ORDER BY rowid"_s);
 }
 
 QString World::importLabel(const QString& user, const QString& workspace) {
