@@ -2,11 +2,8 @@
 #include "tests/endurance/storm.h"
 
 #include "tests/support/client.h"
-#include "tests/support/keyring.h"
-#include "tests/vault/vaulthome.h"
 
 #include <QDateTime>
-#include <QTest>
 
 #include <algorithm>
 
@@ -58,20 +55,24 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"export", 3, &Storm::exportPending},
         {"connect", 20, &Storm::connectServer},
         {"report", 10, &Storm::report},
+        {"download", 8, &Storm::downloadReport},
         {"import", 8, &Storm::import},
         {"apply-import", 12, &Storm::applyImport},
         {"pause-import", 4, &Storm::pauseImport},
         {"leave-early", 10, &Storm::leaveEarly},
         {"restart", 15, &Storm::restart},
-        {"kill", 15, &Storm::kill},
-        {"second-program", 3, &Storm::startSecondProgram},
-        {"second-device", 6, &Storm::startSecondDevice},
+        {"kill", 10, &Storm::kill},
+        {"kill-within", 15, &Storm::killWithin},
+        {"second-program", 6, &Storm::startSecondProgram},
+        {"second-device", 20, &Storm::startSecondDevice},
         {"refuse-saves", 10, &Storm::refuseSaves},
         {"allow-saves", 20, &Storm::allowSaves},
         {"lose-key", 2, &Storm::loseKey},
-        {"lock-keyring", 2, &Storm::lockKeyring},
+        {"lock-keyring", 3, &Storm::lockKeyring},
+        {"unlock-keyring", 10, &Storm::unlockKeyring},
+        {"clock", 5, &Storm::jumpClock},
         {"damage-record", 3, &Storm::damageRecord},
-        {"kill-server", 1, &Storm::killServer},
+        {"kill-server", 2, &Storm::killServer},
         {"edit-elsewhere", 20, &Storm::editElsewhere},
         {"start-elsewhere", 6, &Storm::startElsewhere},
         {"close-periods", 8, &Storm::closePeriods},
@@ -274,6 +275,11 @@ void Storm::report() {
     here.client().queryReport(u"summary"_s, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
 }
 
+void Storm::downloadReport() {
+    m_dialogs.choose(m_folder.filePath(u"report-%1.csv"_s.arg(++m_files)));
+    seat().client().downloadReport(u"csv"_s);
+}
+
 /// Somebody else sits down while an answer is still on its way: a push that fails ends the waiting for a
 /// report, which comes later.
 void Storm::leaveEarly() {
@@ -309,35 +315,6 @@ void Storm::passAllButFirst(Seat& here) {
     while (here.proxy.waiting() > 1) {
         here.proxy.finish(1, FaultProxy::Fault::None, m_dice);
         calm();
-    }
-}
-
-void Storm::restart() {
-    seat().restart();
-}
-
-void Storm::kill() {
-    seat().kill();
-}
-
-void Storm::startSecondProgram() {
-    Seat& here = seat();
-    if (!here.client().secureStorage()) {
-        return;
-    }
-    Controller second;
-    second.connectServer(here.proxy.url());
-    const bool answered = QTest::qWaitFor([&] { return !second.busy() || second.secureStorage(); });
-    if (!answered || second.secureStorage()) {
-        m_ledger->blame(u"two programs have one vault"_s);
-    }
-}
-
-void Storm::startSecondDevice() {
-    if (m_seatCount == 1) {
-        m_seatCount = 2;
-        m_seats[1]->empty(*m_ledger);
-        m_seats[1]->connectServer();
     }
 }
 
@@ -405,104 +382,4 @@ void Storm::goOffline() {
 
 void Storm::goOnline() {
     seat().proxy.goOnline();
-}
-
-// The device and the server
-
-void Storm::refuseSaves() {
-    Seat& here = seat();
-    if (!here.blocker && here.client().secureStorage()) {
-        here.blocker = std::make_unique<SaveBlocker>(here.proxy.url());
-    }
-}
-
-void Storm::allowSaves() {
-    seat().blocker.reset();
-}
-
-void Storm::loseKey() {
-    Seat& here = seat();
-    if (!here.client().secureStorage() || sealedRecord(here.proxy.url()).isEmpty()) {
-        return;
-    }
-    const QByteArray key = here.witness().key();
-    const bool deleted = VaultHome::deleteKey(here.proxy.url());
-    here.restart();
-    calm();
-    const bool opened = here.client().secureStorage();
-    const bool made = !VaultHome::storedKey(here.proxy.url()).isEmpty();
-    if (!deleted || opened || made || !VaultHome::storeKey(here.proxy.url(), key)) {
-        m_ledger->blame(u"a record without its key was given another"_s);
-    }
-    here.restart();
-}
-
-void Storm::lockKeyring() {
-    Seat& here = seat();
-    if (!here.client().secureStorage()) {
-        return;
-    }
-    const bool locked = keyring::lock();
-    here.restart();
-    calm();
-    here.client().start(freshText(), {}, false);
-    const bool opened = here.client().secureStorage();
-    if (!locked || opened || !keyring::unlock()) {
-        m_ledger->blame(u"a keyring that was locked for a while was opened, or is not open now"_s);
-    }
-    here.restart();
-}
-
-void Storm::damageRecord() {
-    Seat& here = seat();
-    const QString url = here.proxy.url();
-    if (!here.client().secureStorage() || here.blocker || sealedRecord(url).isEmpty()) {
-        return;
-    }
-    const QByteArray record = sealedRecord(url);
-    QByteArray damaged = record;
-    const qsizetype at = m_dice.bounded(4, static_cast<int>(record.size()));
-    damaged[at] = static_cast<char>(damaged.at(at) ^ (1 << m_dice.bounded(8)));
-    here.leave();
-    replaceSealedRecord(url, damaged);
-    here.begin();
-    here.connectServer();
-    calm();
-    here.client().start(freshText(), {}, false);
-    if (here.client().queueReady() || sealedRecord(url) != damaged) {
-        m_ledger->blame(u"a record that cannot be read was taken or replaced"_s);
-    }
-    here.leave();
-    replaceSealedRecord(url, record);
-    here.begin();
-    here.connectServer();
-}
-
-void Storm::killServer() {
-    if (!m_world.restart()) {
-        m_ledger->blame(u"the server does not start again"_s);
-    }
-}
-
-void Storm::editElsewhere() {
-    const QStringList entities = m_world.entities();
-    if (!entities.isEmpty()) {
-        m_world.editEntry(entities.at(m_dice.bounded(static_cast<int>(entities.size()))));
-    }
-}
-
-void Storm::startElsewhere() {
-    m_world.startTimer(seat().client().accountId());
-}
-
-void Storm::closePeriods() {
-    m_world.closePeriods(seat().client().accountId());
-}
-
-void Storm::reopenPeriods() {
-    m_world.reopenPeriods();
-}
-
-void Storm::endSessions() {
-    m_world.endSessions();
 }

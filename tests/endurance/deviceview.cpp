@@ -15,11 +15,12 @@ DeviceView DeviceView::of(const Controller& client, int done) {
             client.accountId(),
             queueOf(client),
             client.queueReady(),
+            client.secureStorage(),
             client.busy(),
             client.syncing(),
             client.accountSignedIn(),
             client.sessionRefused(),
-            !client.retained().isEmpty()};
+            !client.retained().value(u"operation"_s).toString().isEmpty()};
 }
 
 DeviceView DeviceView::from(const QByteArray& line) {
@@ -30,6 +31,7 @@ DeviceView DeviceView::from(const QByteArray& line) {
             view.value(u"account").toString(),
             view.value(u"queue").toArray(),
             is(u"storage"),
+            is(u"secure"),
             is(u"busy"),
             is(u"syncing"),
             is(u"signed_in"),
@@ -42,7 +44,7 @@ QByteArray DeviceView::line() const {
         {u"done"_s, done},         {u"message"_s, message},    {u"account"_s, account},
         {u"queue"_s, queue},       {u"storage"_s, storage},    {u"busy"_s, busy},
         {u"syncing"_s, syncing},   {u"signed_in"_s, signedIn}, {u"session_refused"_s, sessionRefused},
-        {u"retained"_s, retained},
+        {u"retained"_s, retained}, {u"secure"_s, secure},
     };
     return QJsonDocument(view).toJson(QJsonDocument::Compact) + '\n';
 }

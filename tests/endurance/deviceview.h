@@ -14,6 +14,7 @@ struct DeviceView {
     QString account;
     QJsonArray queue;
     bool storage = false; ///< the record was read and takes writes
+    bool secure = false;  ///< the storage is open
     bool busy = false;
     bool syncing = false;
     bool signedIn = false;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/ledger.h"
 
+#include <QDateTime>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -12,6 +13,12 @@ namespace {
 bool isCreation(const QJsonObject& mutation) {
     const QString operation = mutation.value(u"operation").toString();
     return operation == u"timer.start"_s || operation == u"entry.create"_s;
+}
+
+/// Times can be written in more than one way.
+bool saysTheSame(const QJsonValue& one, const QJsonValue& other) {
+    const QDateTime time = QDateTime::fromString(one.toString(), Qt::ISODate);
+    return one == other || (time.isValid() && time == QDateTime::fromString(other.toString(), Qt::ISODate));
 }
 
 QString textOf(const QJsonObject& mutation) {
@@ -75,7 +82,7 @@ bool Ledger::isInFile(const Write& write) const {
     return write.inFile || (!write.sentAgain.isEmpty() && isInFile(of(write.sentAgain)));
 }
 
-void Ledger::settleWrite(const Write& write, const QSet<QString>& foreign) {
+void Ledger::settleWrite(const Write& write, const QSet<QString>& described) {
     const int times = accepted(write);
     if (times > 1) {
         blame(u"accepted %1 times: "_s.arg(times) + textOf(write.mutation));
@@ -83,6 +90,7 @@ void Ledger::settleWrite(const Write& write, const QSet<QString>& foreign) {
     if (times == 0 && !isInFile(write)) {
         blame(u"lost: "_s + textOf(write.mutation));
     }
+    settleAnswer(write);
     if (!isCreation(write.mutation)) {
         return;
     }
@@ -97,9 +105,33 @@ void Ledger::settleWrite(const Write& write, const QSet<QString>& foreign) {
     };
     const QStringList found = m_world.entitiesThatSay(description);
     const auto ours = std::count_if(found.begin(), found.end(),
-                                    [&foreign](const QString& id) { return !foreign.contains(id); });
+                                    [&described](const QString& id) { return !described.contains(id); });
     if (ours > std::count_if(m_writes.begin(), m_writes.end(), says)) {
         blame(u"twice on the server: "_s + textOf(write.mutation));
+    }
+}
+
+void Ledger::settleAnswer(const Write& write) {
+    const QString author = m_world.authorOf(idOf(write.mutation));
+    if (!author.isEmpty() && author != write.account) {
+        blame(u"taken for another account's: "_s + textOf(write.mutation));
+    }
+    const QJsonObject result = m_world.result(idOf(write.mutation));
+    if (result.value(u"status") != u"accepted"_s) {
+        return;
+    }
+    const QJsonObject entry = result.value(u"canonical").toObject();
+    const QJsonObject payload = write.mutation.value(u"payload").toObject();
+    bool same =
+        entry.value(u"user_id") == write.account &&
+        entry.value(u"id") == write.mutation.value(u"entity_id") &&
+        entry.value(u"workspace_id") == write.mutation.value(u"workspace_id") &&
+        entry.value(u"deleted_at").isString() == (write.mutation.value(u"operation") == u"entry.delete"_s);
+    for (auto field = payload.begin(); field != payload.end(); ++field) {
+        same = same && saysTheSame(entry.value(field.key()), field.value());
+    }
+    if (!same) {
+        blame(u"accepted as something else: "_s + textOf(write.mutation) + u" became "_s + textOf(entry));
     }
 }
 
@@ -131,7 +163,7 @@ void Ledger::settle() {
     }
     const QSet<QString> foreign = m_world.others() + settleImports(recorded);
     for (const Write& write : std::as_const(m_writes)) {
-        settleWrite(write, foreign);
+        settleWrite(write, foreign + m_world.edited());
     }
     const QStringList found = m_world.entities();
     for (const QString& entity : found) {

@@ -49,8 +49,10 @@ public:
     [[nodiscard]] const World& world() const { return m_world; }
 
 private:
-    /// `foreign` entries are on the server by other ways than a change.
-    void settleWrite(const Write& write, const QSet<QString>& foreign);
+    /// What the entries in `described` say they have not from the change that made them.
+    void settleWrite(const Write& write, const QSet<QString>& described);
+    /// What the server has made of it, if it has judged it.
+    void settleAnswer(const Write& write);
     /// The entries that imports have made, besides those in `recorded`.
     [[nodiscard]] QSet<QString> settleImports(const QSet<QString>& recorded);
     [[nodiscard]] int accepted(const Write& write) const;

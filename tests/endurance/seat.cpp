@@ -10,6 +10,7 @@
 #include <qt6keychain/keychain.h>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -63,7 +64,11 @@ void Seat::leave() {
 }
 
 void Seat::begin() {
-    m_controller = std::make_unique<Controller>();
+    begin(std::make_unique<Controller>());
+}
+
+void Seat::begin(std::unique_ptr<Controller> program) {
+    m_controller = std::move(program);
     const QList<QTimer*> timers = m_controller->findChildren<QTimer*>(Qt::FindDirectChildrenOnly);
     m_period = *std::find_if(timers.begin(), timers.end(),
                              [](const QTimer* timer) { return timer->interval() == periodMs; });
@@ -78,13 +83,40 @@ void Seat::restart() {
 }
 
 void Seat::kill() {
+    keepFilesAt(0);
+    die();
+}
+
+void Seat::keepFilesAt(int change) {
     blocker.reset(); // its trigger is none of what a kill would leave
+    m_changesLeft = change;
+    const auto count = [this] {
+        if (m_changesLeft > 0 && --m_changesLeft == 0) {
+            keepFiles();
+        }
+    };
+    QObject::connect(m_controller.get(), &Controller::changed, m_controller.get(), count);
+    if (change == 0) {
+        keepFiles();
+    }
+}
+
+void Seat::keepFiles() {
+    m_changesLeft = 0;
     const QStringList all = files();
     for (const QString& file : all) {
         QFile::remove(file + u".kept"_s);
         QFile::copy(file, file + u".kept"_s);
     }
+    m_witness->lookAway();
+}
+
+void Seat::die() {
+    if (!hasKeptFiles()) {
+        keepFiles();
+    }
     leave();
+    const QStringList all = files();
     for (const QString& file : all) {
         QFile::remove(file);
         QFile::rename(file + u".kept"_s, file);

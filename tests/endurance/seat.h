@@ -22,10 +22,16 @@ public:
     void leave();
     /// The program begins, not connected.
     void begin();
+    void begin(std::unique_ptr<Controller> program);
     /// The program ends, and starts again and connects.
     void restart();
     /// As restart(), but the files stay as a kill in this moment would leave them.
     void kill();
+    /// The same in two steps: the files are kept in the moment in which the program shows its
+    /// `change`-th change from now on, at the latest when it dies. What it does in between, nobody sees.
+    void keepFilesAt(int change);
+    [[nodiscard]] bool hasKeptFiles() const { return m_changesLeft == 0; }
+    void die();
     void connectServer();
 
     /// The program's own requests that have not ended.
@@ -47,8 +53,10 @@ public:
 
 private:
     [[nodiscard]] QStringList files() const;
+    void keepFiles();
 
     std::unique_ptr<Witness> m_witness;
     std::unique_ptr<Controller> m_controller;
     QTimer* m_period = nullptr;
+    int m_changesLeft = 0; ///< until the files are kept
 };

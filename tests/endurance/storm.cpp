@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/storm.h"
 
+#include "tests/endurance/buttons.h"
+#include "tests/endurance/wrongclock.h"
 #include "tests/support/client.h"
+#include "tests/support/filesearch.h"
+#include "tests/vault/vaulthome.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTextStream>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -15,8 +20,7 @@ namespace {
 
 /// No other person's way out needs more presses.
 constexpr int mostRounds = 40;
-/// After so many presses of Sync without an effect a person sets aside what waits.
-constexpr int patience = 8;
+constexpr int stepsBetweenLooks = 10;
 /// A network that answers everything comes to an end long before.
 constexpr int mostRequests = 500;
 /// Rounds of the event loop in which nothing moved.
@@ -58,12 +62,17 @@ void Storm::begin() {
     m_ledger = std::make_unique<Ledger>(m_world);
     m_seatCount = 1;
     m_texts = 0;
-    // The first connect finds a key without its record and says so; the second begins anew.
+    WrongClock::set(0);
+    unlockKeyring();
     for (auto& seat : m_seats) {
         seat->empty(*m_ledger);
     }
+    connectAnew(*m_seats[0]);
+}
+
+void Storm::connectAnew(Seat& seat) {
     for (int i = 0; i < 2; ++i) {
-        m_seats[0]->connectServer();
+        seat.connectServer();
         calm();
     }
 }
@@ -74,6 +83,9 @@ void Storm::take(const Step& step) {
     m_detail.clear();
     (this->*action.act)();
     calm();
+    if (++m_taken % stepsBetweenLooks == 0) {
+        lookForClearText();
+    }
     ++m_steps[QString::fromLatin1(action.name)];
     countStates();
     if (m_tellsAll) {
@@ -142,6 +154,7 @@ void Storm::countStates() {
 }
 
 void Storm::settle() {
+    unlockKeyring();
     for (const auto& seat : m_seats) {
         seat->blocker.reset();
         seat->proxy.goOnline();
@@ -167,32 +180,53 @@ void Storm::settle() {
             m_ledger->blame(u"the record still holds what waits no more"_s);
         }
         seat.witness().checkKey();
-        seat.witness().checkFiles(u"storm-"_s);
     }
+    lookForClearText();
     m_ledger->settle();
+}
+
+void Storm::lookForClearText() {
+    QStringList texts{u"storm-"_s, u"import-"_s, u"@example.org"_s, u"Dana"_s};
+    for (const auto& seat : m_seats) {
+        texts.append(seat->witness().secrets());
+    }
+    for (const QString& text : std::as_const(texts)) {
+        const QStringList found = filesThatHold(text, VaultHome::directory());
+        if (!found.isEmpty()) {
+            m_ledger->blame(u"clear text in "_s + found.first());
+        }
+    }
 }
 
 bool Storm::isEmpty(Seat& seat, int round) {
     Controller& client = seat.client();
-    if (client.pending() == 0 && client.queueReady()) {
+    const DeviceView view = DeviceView::of(client, 0);
+    if (view.queue.isEmpty() && view.storage) {
         return true;
     }
-    if (client.busy() || client.syncing()) {
-        return false;
-    }
-    const QString account = client.durableState().value(u"auth")[u"user_id"].toString();
-    if (client.pending() == 0) {
+    const QString email = m_world.emailOf(client.durableState().value(u"auth")[u"user_id"].toString());
+    const QString copy = u"last-copy-%1.json"_s;
+    switch (nextButton(view, round, !email.isEmpty())) {
+    case Button::None:
+        break;
+    case Button::Connect:
         seat.connectServer();
-    } else if (client.sessionRefused() && !m_world.emailOf(account).isEmpty()) {
-        client.renewSession(m_world.emailOf(account), AccountServer::password());
-    } else if (!client.retained().isEmpty() && round % 2 == 0) {
+        break;
+    case Button::SignInAgain:
+        client.renewSession(email, AccountServer::password());
+        break;
+    case Button::ResendRetained:
         client.resendRetained();
-    } else if (!client.retained().isEmpty() || round > patience) {
-        const bool isRefused = !client.retained().isEmpty();
-        setAside(seat, u"last-copy-%1.json"_s,
-                 isRefused ? &Controller::removeRetained : &Controller::removePending);
-    } else {
+        break;
+    case Button::RemoveRetained:
+        setAside(seat, copy, &Controller::removeRetained);
+        break;
+    case Button::RemovePending:
+        setAside(seat, copy, &Controller::removePending);
+        break;
+    case Button::Synchronize:
         client.synchronize();
+        break;
     }
     return false;
 }

@@ -67,12 +67,16 @@ private:
     void exportPending();
     void connectServer();
     void report();
+    void downloadReport();
     void import();
     void applyImport();
     void pauseImport();
     void leaveEarly();
+
+    // The programs
     void restart();
     void kill();
+    void killWithin();
     void startSecondProgram();
     void startSecondDevice();
 
@@ -92,6 +96,8 @@ private:
     void allowSaves();
     void loseKey();
     void lockKeyring();
+    void unlockKeyring();
+    void jumpClock();
     void damageRecord();
     void killServer();
     void editElsewhere();
@@ -101,6 +107,8 @@ private:
     void endSessions();
 
     void begin();
+    /// The first connect finds a key without its record and says so; the second begins anew.
+    void connectAnew(Seat& seat);
     void take(const Step& step);
     void calm();
     void flowEverywhere();
@@ -108,6 +116,8 @@ private:
     [[nodiscard]] bool isEmpty(Seat& seat, int round);
     void removeHere(void (Controller::*remove)());
     void settle();
+    /// In the files beside the database, too.
+    void lookForClearText();
     [[nodiscard]] bool isAtRest() const;
     void countStates();
     void setAside(Seat& here, const QString& name, void (Controller::*remove)());
@@ -118,6 +128,8 @@ private:
     void withAnEntry(const std::function<void(Controller& client, const QVariantMap& entry)>& act,
                      bool changes);
     void addManual(Controller& client);
+    /// One of the things that a person does.
+    void actAnyhow(Controller& client);
     /// The id of one of the projects that are shown, or none.
     [[nodiscard]] QString anyProject(const Controller& client);
     [[nodiscard]] QString moved(const QString& time);
@@ -136,7 +148,9 @@ private:
     QRandomGenerator m_dice;
     int m_texts = 0;
     int m_files = 0;
+    int m_taken = 0;  ///< steps
     QString m_detail; ///< of the last step
+    bool m_keyringLocked = false;
 
     bool m_tellsAll = false;
     QMap<QString, int> m_steps;

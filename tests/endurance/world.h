@@ -5,6 +5,7 @@
 #include "tests/support/sqlitefile.h"
 
 #include <QHash>
+#include <QJsonObject>
 #include <QSet>
 #include <QString>
 #include <QStringList>
@@ -43,6 +44,9 @@ public:
 
     /// The stored answer of one change: "accepted" and so on; empty when it has none.
     [[nodiscard]] QString verdict(const QString& mutation) const;
+    /// The whole of that answer, and whose change it was taken for.
+    [[nodiscard]] QJsonObject result(const QString& mutation) const;
+    [[nodiscard]] QString authorOf(const QString& mutation) const;
     /// The ids of all changes that were answered.
     [[nodiscard]] QStringList answered() const;
     [[nodiscard]] QStringList entities() const;
@@ -59,6 +63,8 @@ public:
 
     /// Entries that others made.
     [[nodiscard]] const QSet<QString>& others() const { return m_others; }
+    /// Entries that others edited.
+    [[nodiscard]] const QSet<QString>& edited() const { return m_edited; }
 
 private:
     /// What the server itself notes with each change of a workspace.
@@ -70,4 +76,5 @@ private:
     std::unique_ptr<SqliteFile> m_file;
     QHash<QString, QStringList> m_workspaces;
     QSet<QString> m_others;
+    QSet<QString> m_edited;
 };
