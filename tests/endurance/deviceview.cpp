@@ -13,6 +13,7 @@ DeviceView DeviceView::of(const Controller& client, int done) {
     return {done,
             client.message(),
             client.accountId(),
+            client.workspace(),
             queueOf(client),
             client.queueReady(),
             client.secureStorage(),
@@ -29,6 +30,7 @@ DeviceView DeviceView::from(const QByteArray& line) {
     return {view.value(u"done").toInt(),
             view.value(u"message").toString(),
             view.value(u"account").toString(),
+            view.value(u"workspace").toString(),
             view.value(u"queue").toArray(),
             is(u"storage"),
             is(u"secure"),
@@ -44,7 +46,7 @@ QByteArray DeviceView::line() const {
         {u"done"_s, done},         {u"message"_s, message},    {u"account"_s, account},
         {u"queue"_s, queue},       {u"storage"_s, storage},    {u"busy"_s, busy},
         {u"syncing"_s, syncing},   {u"signed_in"_s, signedIn}, {u"session_refused"_s, sessionRefused},
-        {u"retained"_s, retained}, {u"secure"_s, secure},
+        {u"retained"_s, retained}, {u"secure"_s, secure},      {u"workspace"_s, workspace},
     };
     return QJsonDocument(view).toJson(QJsonDocument::Compact) + '\n';
 }

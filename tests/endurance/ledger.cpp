@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/ledger.h"
 
+#include "tests/support/filesearch.h"
+#include "tests/vault/vaulthome.h"
+
 #include <QDateTime>
 #include <QJsonDocument>
 
@@ -175,6 +178,17 @@ void Ledger::settle() {
     for (const QString& mutation : answered) {
         if (!knows(mutation)) {
             blame(u"answered, but nobody recorded it: "_s + mutation);
+        }
+    }
+}
+
+void Ledger::checkFiles(const QStringList& secrets) {
+    const QStringList texts =
+        secrets + QStringList{u"storm-"_s, u"real-"_s, u"import-"_s, u"@example.org"_s, u"Dana"_s};
+    for (const QString& text : texts) {
+        const QStringList found = filesThatHold(text, VaultHome::directory());
+        if (!found.isEmpty()) {
+            blame(u"clear text in "_s + found.first());
         }
     }
 }

@@ -42,6 +42,9 @@ public:
     /// nothing waits any more.
     void settle();
 
+    /// Nothing of what was recorded, nobody's address and none of the secrets stands in a file of the vaults.
+    void checkFiles(const QStringList& secrets);
+
     /// The first thing that went wrong; empty when nothing did.
     [[nodiscard]] const QString& problem() const { return m_problem; }
     void blame(const QString& problem);

@@ -4,15 +4,12 @@
 #include "tests/endurance/buttons.h"
 #include "tests/endurance/wrongclock.h"
 #include "tests/support/client.h"
-#include "tests/support/filesearch.h"
-#include "tests/vault/vaulthome.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTextStream>
 
 #include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -186,16 +183,11 @@ void Storm::settle() {
 }
 
 void Storm::lookForClearText() {
-    QStringList texts{u"storm-"_s, u"import-"_s, u"@example.org"_s, u"Dana"_s};
+    QStringList secrets;
     for (const auto& seat : m_seats) {
-        texts.append(seat->witness().secrets());
+        secrets.append(seat->witness().secrets());
     }
-    for (const QString& text : std::as_const(texts)) {
-        const QStringList found = filesThatHold(text, VaultHome::directory());
-        if (!found.isEmpty()) {
-            m_ledger->blame(u"clear text in "_s + found.first());
-        }
-    }
+    m_ledger->checkFiles(secrets);
 }
 
 bool Storm::isEmpty(Seat& seat, int round) {

@@ -36,6 +36,14 @@ QJsonArray without(const QJsonArray& queue, const QJsonArray& other) {
 
 } // namespace
 
+QJsonObject storedState(const QString& server, const QByteArray& key) {
+    const QByteArray record = sealedRecord(server);
+    return record.isEmpty() ? QJsonObject()
+                            : QJsonDocument::fromJson(
+                                  Vault::unseal(record.mid(4), key, VaultHome::accountAwareContext(server)))
+                                  .object();
+}
+
 Witness::Witness(QString server, Ledger& ledger) : m_server(std::move(server)), m_ledger(ledger) {
 }
 
@@ -74,12 +82,7 @@ void Witness::checkKey() {
 }
 
 QJsonArray Witness::storedQueue() {
-    const QByteArray record = sealedRecord(m_server);
-    if (record.isEmpty()) {
-        return {};
-    }
-    const QByteArray text = Vault::unseal(record.mid(4), key(), VaultHome::accountAwareContext(m_server));
-    return QJsonDocument::fromJson(text)[u"queue"].toArray();
+    return storedState(m_server, key()).value(u"queue").toArray();
 }
 
 void Witness::see() {

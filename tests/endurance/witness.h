@@ -14,6 +14,9 @@
 
 class Controller;
 
+/// The document in the sealed record of this server; empty where there is none.
+[[nodiscard]] QJsonObject storedState(const QString& server, const QByteArray& key);
+
 /// Watches one client from outside: what it shows, what is sealed on its disk,
 /// and what it sends.
 class Witness : public QObject {
