@@ -272,7 +272,8 @@ void Storm::connectServer() {
 void Storm::report() {
     Seat& here = seat();
     here.witness().seeReport();
-    here.client().queryReport(u"summary"_s, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+    const QString kind = m_dice.bounded(2) == 0 ? u"summary"_s : u"detailed"_s;
+    here.client().queryReport(kind, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
 }
 
 void Storm::downloadReport() {

@@ -3,9 +3,11 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QMap>
 #include <QRegularExpression>
 
 #include <array>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +24,23 @@ QJsonValue ofAnotherType(const QJsonValue& value, QRandomGenerator& dice) {
     return other;
 }
 
+/// The ways to all that stands in a value.
+void collect(const QJsonValue& value, const QStringList& path, QList<QStringList>& all) {
+    const auto add = [&path, &all](const QString& step, const QJsonValue& member) {
+        const QStringList further = path + QStringList(step);
+        all.append(further);
+        collect(member, further, all);
+    };
+    const QJsonObject object = value.toObject();
+    for (auto member = object.begin(); member != object.end(); ++member) {
+        add(member.key(), member.value());
+    }
+    const QJsonArray array = value.toArray();
+    for (qsizetype i = 0; i < array.size(); ++i) {
+        add(u"[%1]"_s.arg(i), array.at(i));
+    }
+}
+
 /// The members of each of these, behind the prefix.
 QStringList membersOf(const QString& prefix, const QString& names) {
     QStringList all;
@@ -34,48 +53,60 @@ QStringList membersOf(const QString& prefix, const QString& names) {
 
 } // namespace
 
-QJsonObject Damage::done(QJsonObject object) {
-    const QStringList keys = object.keys();
-    const QString& key = keys.at(m_dice.bounded(static_cast<int>(keys.size())));
-    const QJsonValue member = object.value(key);
-    m_path += (m_path.isEmpty() ? QString() : u"."_s) + key;
-    if (isDeeper(member)) {
-        object.insert(key, within(member));
-    } else if (m_missing) {
-        object.remove(key);
+QJsonObject Damage::done(const QJsonObject& object) {
+    QMap<QString, QList<Path>> all;
+    QMap<QString, QList<Path>> read;
+    QList<Path> paths;
+    collect(object, {}, paths);
+    for (const Path& path : std::as_const(paths)) {
+        const QString name = nameOf(path);
+        all[name].append(path);
+        if (readMembers().contains(name)) {
+            read[name].append(path);
+        }
+    }
+    const bool anyOne = read.isEmpty() || m_dice.bounded(6) == 0;
+    const QMap<QString, QList<Path>>& choice = anyOne ? all : read;
+    m_member = choice.keys().at(m_dice.bounded(static_cast<int>(choice.size())));
+    const QList<Path>& places = choice[m_member];
+    const Path& path = places.at(m_dice.bounded(static_cast<int>(places.size())));
+    const QJsonObject result = damaged(object, path).toObject();
+    m_detail = path.join(u'.') + u' ' + (m_missing ? u"is missing"_s : m_detail);
+    return result;
+}
+
+QString Damage::nameOf(const Path& path) const {
+    static const QRegularExpression id(u"[0-9a-f]{8}-[0-9a-f-]{27}"_s);
+    static const QRegularExpression index(u"\\.\\[[0-9]+\\]"_s);
+    return QString(m_request).replace(id, u"*"_s) + u' ' + path.join(u'.').replace(index, u"[]"_s);
+}
+
+QJsonValue Damage::damaged(const QJsonValue& value, const Path& path) {
+    const QString& step = path.first();
+    const bool here = path.size() == 1;
+    if (value.isArray()) {
+        QJsonArray array = value.toArray();
+        const qsizetype index = step.mid(1).chopped(1).toInt();
+        if (here && m_missing) {
+            array.removeAt(index);
+        } else {
+            array.replace(index, here ? replaced(array.at(index)) : damaged(array.at(index), path.mid(1)));
+        }
+        return array;
+    }
+    QJsonObject object = value.toObject();
+    if (here && m_missing) {
+        object.remove(step);
     } else {
-        object.insert(key, replaced(member));
+        object.insert(step, here ? replaced(object.value(step)) : damaged(object.value(step), path.mid(1)));
     }
     return object;
 }
 
-bool Damage::isDeeper(const QJsonValue& value) {
-    const bool deeper = m_dice.bounded(3) > 0;
-    return deeper && (!value.toObject().isEmpty() || !value.toArray().isEmpty());
-}
-
-QJsonValue Damage::within(const QJsonValue& value) {
-    if (value.isObject()) {
-        return done(value.toObject());
-    }
-    QJsonArray array = value.toArray();
-    const int index = m_dice.bounded(static_cast<int>(array.size()));
-    const QJsonValue item = array.at(index);
-    m_path += u"[%1]"_s.arg(index);
-    array.replace(index, isDeeper(item) ? within(item) : replaced(item));
-    return array;
-}
-
 QJsonValue Damage::replaced(const QJsonValue& value) {
     const QJsonValue other = ofAnotherType(value, m_dice);
-    m_now = QString::fromUtf8(QJsonDocument(QJsonArray{other}).toJson(QJsonDocument::Compact));
+    m_detail = QString::fromUtf8(QJsonDocument(QJsonArray{other}).toJson(QJsonDocument::Compact));
     return other;
-}
-
-QString Damage::memberName(const QString& request, const QString& path) {
-    static const QRegularExpression id(u"[0-9a-f]{8}-[0-9a-f-]{27}"_s);
-    static const QRegularExpression index(u"\\[[0-9]+\\]"_s);
-    return QString(request).replace(id, u"*"_s) + u' ' + QString(path).replace(index, u"[]"_s);
 }
 
 const QStringList& Damage::readMembers() {

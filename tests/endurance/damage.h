@@ -7,30 +7,37 @@
 #include <QString>
 #include <QStringList>
 
-/// Damages one member of a reply, at any depth: it is of another type or, with `missing`, away.
+#include <utility>
+
+/// Damages one member of a reply, at any depth: it is of another type or, with `missing`, away. Mostly
+/// it is one of those that the client reads, each of them as often as the others.
 class Damage {
 public:
-    Damage(bool missing, QRandomGenerator& dice) : m_missing(missing), m_dice(dice) {}
+    Damage(QString request, bool missing, QRandomGenerator& dice)
+        : m_request(std::move(request)), m_missing(missing), m_dice(dice) {}
 
-    /// The object, which is not empty, with the damage done.
-    [[nodiscard]] QJsonObject done(QJsonObject object);
-
-    /// "results[0].canonical.id", and as what it stands there now.
-    [[nodiscard]] const QString& path() const { return m_path; }
-    [[nodiscard]] const QString& now() const { return m_now; }
+    /// The reply's object, which is not empty, with the damage done.
+    [[nodiscard]] QJsonObject done(const QJsonObject& object);
 
     /// "/sync/push results[].canonical.id": the member without what differs from reply to reply.
-    [[nodiscard]] static QString memberName(const QString& request, const QString& path);
+    [[nodiscard]] const QString& member() const { return m_member; }
+    /// Where it stands, "results[0].canonical.id", and what stands there now.
+    [[nodiscard]] const QString& detail() const { return m_detail; }
+
     /// The names of all members that the client reads.
     [[nodiscard]] static const QStringList& readMembers();
 
 private:
-    [[nodiscard]] bool isDeeper(const QJsonValue& value);
-    [[nodiscard]] QJsonValue within(const QJsonValue& value);
+    /// The way to a member: names, and places in lists as "[0]".
+    using Path = QStringList;
+
+    [[nodiscard]] QString nameOf(const Path& path) const;
+    [[nodiscard]] QJsonValue damaged(const QJsonValue& value, const Path& path);
     [[nodiscard]] QJsonValue replaced(const QJsonValue& value);
 
+    QString m_request;
     const bool m_missing;
     QRandomGenerator& m_dice;
-    QString m_path;
-    QString m_now = QStringLiteral("missing");
+    QString m_member;
+    QString m_detail;
 };

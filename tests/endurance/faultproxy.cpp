@@ -51,8 +51,8 @@ constexpr std::array kinds{
     Kind{Fault::Garbage, "garbage body", 3},
     Kind{Fault::GarbageHead, "garbage head", 2},
     Kind{Fault::Array, "array", 2},
-    Kind{Fault::WrongType, "wrong type", 10},
-    Kind{Fault::Missing, "missing member", 6},
+    Kind{Fault::WrongType, "wrong type", 24},
+    Kind{Fault::Missing, "missing member", 10},
     Kind{Fault::TooLong, "too long", 1},
     Kind{Fault::OtherIdentity, "other identity", 8},
     Kind{Fault::ForeignResult, "foreign result", 6},
@@ -240,10 +240,10 @@ std::optional<FaultProxy::Answer> FaultProxy::damaged(const Waiting& waiting, bo
     if (object.isEmpty()) {
         return std::nullopt;
     }
-    Damage damage(missing, dice);
+    Damage damage(waiting.path(), missing, dice);
     const Answer answer{.status = waiting.answer->status, .body = text(damage.done(object))};
-    ++m_damages[Damage::memberName(waiting.path(), damage.path())];
-    m_detail = damage.path() + u' ' + damage.now();
+    ++m_damages[damage.member()];
+    m_detail = damage.detail();
     return answer;
 }
 
