@@ -59,7 +59,7 @@ QJsonObject Damage::done(const QJsonObject& object) {
     QList<Path> paths;
     collect(object, {}, paths);
     for (const Path& path : std::as_const(paths)) {
-        const QString name = nameOf(path);
+        const QString name = nameOfMember(path);
         all[name].append(path);
         if (readMembers().contains(name)) {
             read[name].append(path);
@@ -75,10 +75,14 @@ QJsonObject Damage::done(const QJsonObject& object) {
     return result;
 }
 
-QString Damage::nameOf(const Path& path) const {
+QString Damage::nameOf(QString request) {
     static const QRegularExpression id(u"[0-9a-f]{8}-[0-9a-f-]{27}"_s);
+    return request.replace(id, u"*"_s);
+}
+
+QString Damage::nameOfMember(const Path& path) const {
     static const QRegularExpression index(u"\\.\\[[0-9]+\\]"_s);
-    return QString(m_request).replace(id, u"*"_s) + u' ' + path.join(u'.').replace(index, u"[]"_s);
+    return nameOf(m_request) + u' ' + path.join(u'.').replace(index, u"[]"_s);
 }
 
 QJsonValue Damage::damaged(const QJsonValue& value, const Path& path) {

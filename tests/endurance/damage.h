@@ -24,6 +24,8 @@ public:
     /// Where it stands, "results[0].canonical.id", and what stands there now.
     [[nodiscard]] const QString& detail() const { return m_detail; }
 
+    /// The path of a request without ids.
+    [[nodiscard]] static QString nameOf(QString request);
     /// The names of all members that the client reads.
     [[nodiscard]] static const QStringList& readMembers();
 
@@ -31,7 +33,7 @@ private:
     /// The way to a member: names, and places in lists as "[0]".
     using Path = QStringList;
 
-    [[nodiscard]] QString nameOf(const Path& path) const;
+    [[nodiscard]] QString nameOfMember(const Path& path) const;
     [[nodiscard]] QJsonValue damaged(const QJsonValue& value, const Path& path);
     [[nodiscard]] QJsonValue replaced(const QJsonValue& value);
 

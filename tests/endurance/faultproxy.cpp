@@ -2,6 +2,7 @@
 #include "tests/endurance/faultproxy.h"
 
 #include "tests/endurance/damage.h"
+#include "tests/endurance/world.h"
 
 #include <QEventLoop>
 #include <QHostAddress>
@@ -125,10 +126,6 @@ QByteArray text(const QJsonObject& object) {
 
 } // namespace
 
-QString FaultProxy::alien() {
-    return u"a11e0000-0000-4000-8000-000000000000"_s;
-}
-
 QString FaultProxy::nameOf(Fault fault) {
     return QString::fromLatin1(kinds.at(static_cast<std::size_t>(fault)).name);
 }
@@ -197,7 +194,7 @@ void FaultProxy::read(QTcpSocket* socket) {
     if (!ScriptedPeer::takeRequest(input, request)) {
         return;
     }
-    m_waiting.append(std::make_shared<Waiting>(Waiting{request, socket, {}, false}));
+    m_waiting.append(std::make_shared<Waiting>(Waiting{.request = request, .socket = socket}));
     arrived(request);
 }
 
@@ -225,6 +222,20 @@ FaultProxy::Answer FaultProxy::ask(const PeerRequest& request) {
         m_lastResult = answer.body;
     }
     return answer;
+}
+
+qsizetype FaultProxy::arranged() const {
+    return std::count_if(m_waiting.begin(), m_waiting.end(),
+                         [](const auto& waiting) { return waiting->arranged; });
+}
+
+void FaultProxy::arrange() {
+    const auto isArranged = [](const auto& waiting) { return waiting->arranged; };
+    const auto from = std::find_if_not(m_waiting.begin(), m_waiting.end(), isArranged);
+    std::stable_sort(from, m_waiting.end(), [](const auto& one, const auto& other) {
+        return Damage::nameOf(one->path()) < Damage::nameOf(other->path());
+    });
+    std::for_each(from, m_waiting.end(), [](const auto& waiting) { waiting->arranged = true; });
 }
 
 void FaultProxy::serve(qsizetype index) {
@@ -274,7 +285,7 @@ std::optional<FaultProxy::Answer> FaultProxy::falsified(const Waiting& waiting, 
         return Answer{.status = 200, .body = "{}" + QByteArray(longerThanTaken, ' ')};
     case Fault::OtherIdentity: {
         QJsonObject other = QJsonDocument::fromJson(real.body).object();
-        other.insert(u"id"_s, alien());
+        other.insert(u"id"_s, World::nobody());
         return real.status == 200 ? std::optional(Answer{.status = 200, .body = text(other)}) : std::nullopt;
     }
     case Fault::ForeignResult:

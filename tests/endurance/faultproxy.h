@@ -64,15 +64,14 @@ public:
     struct Waiting {
         PeerRequest request;
         QPointer<QTcpSocket> socket;
-        std::optional<Answer> answer; ///< what the server said, when it was asked
-        bool stalled = false;         ///< the reply has begun and does not go on
+        std::optional<Answer> answer = {}; ///< what the server said, when it was asked
+        bool stalled = false;              ///< the reply has begun and does not go on
+        bool arranged = false;
 
         /// Behind "/v1", without the query.
         [[nodiscard]] QString path() const { return request.path.mid(3); }
     };
 
-    /// The id that OtherIdentity puts in.
-    static QString alien();
     static QString nameOf(Fault fault);
     /// One of the faults that fit the request, the plain ones most often.
     static Fault draw(const Waiting& waiting, QRandomGenerator& dice);
@@ -86,6 +85,9 @@ public:
     [[nodiscard]] qsizetype waiting() const { return m_waiting.size(); }
     [[nodiscard]] const Waiting& at(qsizetype index) const { return *m_waiting.at(index); }
 
+    /// Those that came together on several connections came in no order: puts them in one.
+    void arrange();
+    [[nodiscard]] qsizetype arranged() const;
     /// The server gets the request, and the reply waits.
     void serve(qsizetype index);
     /// The request ends; a server that has not been asked yet is asked where the fault is later.

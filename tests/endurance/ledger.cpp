@@ -115,6 +115,9 @@ void Ledger::settleWrite(const Write& write, const QSet<QString>& described) {
 }
 
 void Ledger::settleAnswer(const Write& write) {
+    if (write.account == World::nobody()) {
+        return; // whoever the client was made to believe it was, the server never heard of
+    }
     const QString author = m_world.authorOf(idOf(write.mutation));
     if (!author.isEmpty() && author != write.account) {
         blame(u"taken for another account's: "_s + textOf(write.mutation));

@@ -129,12 +129,26 @@ void Seat::connectServer() {
     m_controller->connectServer(proxy.url());
 }
 
-qsizetype Seat::requests() const {
-    return m_controller ? openReplies(*m_controller).size() : 0;
+bool Seat::isAtRest() const {
+    if (!m_controller) {
+        return proxy.waiting() == 0;
+    }
+    const QList<QNetworkReply*> open = openReplies(*m_controller);
+    const auto wereOpen = std::count_if(
+        open.begin(), open.end(), [this](const QNetworkReply* reply) { return m_waited.contains(reply); });
+    // One that was given up is still there until its connection has ended.
+    return open.size() == proxy.waiting() && proxy.arranged() <= wereOpen &&
+           !m_controller->findChild<QKeychain::Job*>();
 }
 
-bool Seat::unlocking() const {
-    return m_controller && m_controller->findChild<QKeychain::Job*>();
+void Seat::noteRest() {
+    m_waited.clear();
+    if (m_controller) {
+        const QList<QNetworkReply*> open = openReplies(*m_controller);
+        m_waited = QSet<const QNetworkReply*>(open.begin(), open.end());
+    }
+    proxy.arrange();
+    m_witness->seeRest(proxy.waiting());
 }
 
 void Seat::passPeriod() {

@@ -7,8 +7,11 @@
 #include "tests/support/vaultfile.h"
 
 #include <QList>
+#include <QSet>
 
 #include <memory>
+
+class QNetworkReply;
 
 /// One device: a client with a vault of its own, the proxy that it knows as its
 /// server, and who watches it.
@@ -34,10 +37,10 @@ public:
     void die();
     void connectServer();
 
-    /// The program's own requests that have not ended.
-    [[nodiscard]] qsizetype requests() const;
-    /// A key is on its way from or to the credential store.
-    [[nodiscard]] bool unlocking() const;
+    /// All that the program asks for waits in the proxy, and no key is on its way from or to the
+    /// credential store.
+    [[nodiscard]] bool isAtRest() const;
+    void noteRest();
 
     /// What 15 s would bring; and 12 s for all requests; and the pause of the reloads.
     void passPeriod();
@@ -58,5 +61,6 @@ private:
     std::unique_ptr<Witness> m_witness;
     std::unique_ptr<Controller> m_controller;
     QTimer* m_period = nullptr;
-    int m_changesLeft = 0; ///< until the files are kept
+    QSet<const QNetworkReply*> m_waited; ///< when all was at rest the last time
+    int m_changesLeft = 0;               ///< until the files are kept
 };

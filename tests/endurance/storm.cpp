@@ -2,6 +2,7 @@
 #include "tests/endurance/storm.h"
 
 #include "tests/endurance/buttons.h"
+#include "tests/endurance/damage.h"
 #include "tests/endurance/wrongclock.h"
 #include "tests/support/client.h"
 
@@ -87,14 +88,22 @@ void Storm::take(const Step& step) {
     countStates();
     if (m_tellsAll) {
         QTextStream(stderr) << action.name << ':' << step.chance << "  " << m_detail << "  "
-                            << m_seats[0]->client().message() << '\n';
+                            << m_seats[0]->client().message() << "  [" << requests().join(u' ') << "]\n";
     }
 }
 
+QStringList Storm::requests() const {
+    QStringList all;
+    for (const auto& seat : m_seats) {
+        for (qsizetype i = 0; i < seat->proxy.waiting(); ++i) {
+            all.append(Damage::nameOf(seat->proxy.at(i).path()));
+        }
+    }
+    return all;
+}
+
 bool Storm::isAtRest() const {
-    return std::all_of(m_seats.begin(), m_seats.end(), [](const auto& seat) {
-        return seat->requests() == seat->proxy.waiting() && !seat->unlocking();
-    });
+    return std::all_of(m_seats.begin(), m_seats.end(), [](const auto& seat) { return seat->isAtRest(); });
 }
 
 void Storm::calm() {
@@ -111,7 +120,7 @@ void Storm::calm() {
         }
     }
     for (const auto& seat : m_seats) {
-        seat->witness().seeRest(seat->proxy.waiting());
+        seat->noteRest();
     }
 }
 

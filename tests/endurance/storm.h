@@ -119,6 +119,8 @@ private:
     /// In the files beside the database, too.
     void lookForClearText();
     [[nodiscard]] bool isAtRest() const;
+    /// Those that wait, at both seats.
+    [[nodiscard]] QStringList requests() const;
     void countStates();
     void setAside(Seat& here, const QString& name, void (Controller::*remove)());
 

@@ -29,6 +29,8 @@ public:
 
     [[nodiscard]] QString url() const { return m_accounts.server.url(); }
     [[nodiscard]] QStringList workspacesOf(const QString& user) const { return m_workspaces.value(user); }
+    /// An id that no person has.
+    static QString nobody() { return u"a11e0000-0000-4000-8000-000000000000"_s; }
     /// Of whoever has this id; empty for who cannot sign in.
     [[nodiscard]] QString emailOf(const QString& user) const;
 
