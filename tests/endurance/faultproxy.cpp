@@ -27,6 +27,7 @@ using Fault = FaultProxy::Fault;
 
 constexpr qsizetype longerThanTaken = 52428800 + 1;
 constexpr int mostPieces = 6;
+const QByteArray resultOfNothing = R"({"results":[{"mutation_id":"none","status":"accepted"}]})"_ba;
 
 struct Kind {
     Fault fault;
@@ -145,13 +146,18 @@ Fault FaultProxy::draw(const Waiting& waiting, QRandomGenerator& dice) {
     return Fault::None;
 }
 
-FaultProxy::FaultProxy() {
+FaultProxy::FaultProxy() : m_lastResult(resultOfNothing) {
     connect(&m_server, &QTcpServer::newConnection, this, &FaultProxy::accept);
     goOnline();
 }
 
 QString FaultProxy::url() const {
     return u"http://127.0.0.1:%1"_s.arg(m_port);
+}
+
+void FaultProxy::beginAnew() {
+    m_lastResult = resultOfNothing;
+    goOnline();
 }
 
 void FaultProxy::goOffline() {
@@ -213,12 +219,15 @@ FaultProxy::Answer FaultProxy::ask(const PeerRequest& request) {
     if (!reply->isFinished()) {
         loop.exec();
     }
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const Answer answer{.status = status,
-                        .body = status == 0 ? QByteArray() : reply->readAll(),
-                        .tag = reply->rawHeader("ETag"),
-                        .type = reply->rawHeader("Content-Type")};
-    if (status == 200 && request.path == u"/v1/sync/push"_s) {
+    Answer answer{.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+                  .tag = reply->rawHeader("ETag")};
+    if (answer.status != 0) {
+        answer.body = reply->readAll();
+    }
+    if (reply->hasRawHeader("Content-Type")) {
+        answer.type = reply->rawHeader("Content-Type");
+    }
+    if (answer.status == 200 && request.path == u"/v1/sync/push"_s) {
         m_lastResult = answer.body;
     }
     return answer;
@@ -326,7 +335,7 @@ void FaultProxy::finish(qsizetype index, Fault fault, QRandomGenerator& dice) {
         count(fault, early ? u" before"_s : u" after"_s);
         deliver(waiting, *reply, fault, dice);
     } else if (reached) {
-        finish(index, Fault::None, dice); // there is nothing that could be made wrong
+        finish(m_waiting.indexOf(waiting), Fault::None, dice); // there is nothing that could be made wrong
     } else {
         drop(*waiting);
     }

@@ -93,6 +93,8 @@ public:
     /// The request ends; a server that has not been asked yet is asked where the fault is later.
     void finish(qsizetype index, Fault fault, QRandomGenerator& dice);
 
+    /// Online, and what was answered before counts no more.
+    void beginAnew();
     /// Refuses connections and ends the open ones, until goOnline().
     void goOffline();
     void goOnline();
@@ -132,6 +134,6 @@ private:
     QMap<QString, int> m_damages;
     QString m_detail;
     /// The server's last answer to a push, for ForeignResult.
-    QByteArray m_lastResult = R"({"results":[{"mutation_id":"none","status":"accepted"}]})";
+    QByteArray m_lastResult;
     QNetworkAccessManager m_network;
 };

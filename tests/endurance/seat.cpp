@@ -49,7 +49,7 @@ QStringList Seat::files() const {
 
 void Seat::empty(Ledger& ledger) {
     leave();
-    proxy.goOnline();
+    proxy.beginAnew();
     const QStringList all = files();
     for (const QString& file : all) {
         QFile::remove(file);

@@ -60,6 +60,7 @@ void Storm::begin() {
     m_ledger = std::make_unique<Ledger>(m_world);
     m_seatCount = 1;
     m_texts = 0;
+    m_taken = 0;
     WrongClock::set(0);
     unlockKeyring();
     for (auto& seat : m_seats) {
