@@ -34,6 +34,13 @@ bool World::start() {
             user,
             column(u"SELECT workspace_id FROM members WHERE user_id = '%1' ORDER BY rowid"_s.arg(user)));
     }
+    const QStringList bare =
+        column(u"SELECT id FROM workspaces WHERE id NOT IN (SELECT workspace_id FROM projects)"_s);
+    for (const QString& workspace : bare) {
+        run(u"INSERT INTO projects (id, workspace_id, name, color, archived)"
+            " VALUES (?, ?, 'A project', '#123456', 0)"_s,
+            {newId(), workspace});
+    }
     return true;
 }
 

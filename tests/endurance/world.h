@@ -17,7 +17,7 @@
 /// happens there without the clients.
 class World {
 public:
-    /// Starts the server, with three people who have two workspaces each.
+    /// Starts the server, with three people who have two workspaces each, and a project in each.
     [[nodiscard]] bool start();
     /// Nobody has recorded anything, and nobody is signed in.
     void empty();
