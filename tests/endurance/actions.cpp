@@ -2,17 +2,22 @@
 #include "tests/endurance/storm.h"
 
 #include "tests/support/client.h"
-#include "tests/support/keyring.h"
-#include "tests/vault/vaulthome.h"
 
 #include <QDateTime>
-#include <QTest>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int longText = 70000;
+/// As far as a person moves an entry's start or end, mostly.
+constexpr int furthestMoveSeconds = 5400;
+
+QString idOfEntry(const QVariantMap& entry) {
+    return entry.value(u"id"_s).toString();
+}
 
 } // namespace
 
@@ -50,20 +55,24 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"export", 3, &Storm::exportPending},
         {"connect", 20, &Storm::connectServer},
         {"report", 10, &Storm::report},
+        {"download", 8, &Storm::downloadReport},
         {"import", 8, &Storm::import},
         {"apply-import", 12, &Storm::applyImport},
         {"pause-import", 4, &Storm::pauseImport},
         {"leave-early", 10, &Storm::leaveEarly},
         {"restart", 15, &Storm::restart},
-        {"kill", 15, &Storm::kill},
-        {"second-program", 3, &Storm::startSecondProgram},
-        {"second-device", 6, &Storm::startSecondDevice},
+        {"kill", 10, &Storm::kill},
+        {"kill-within", 15, &Storm::killWithin},
+        {"second-program", 6, &Storm::startSecondProgram},
+        {"second-device", 20, &Storm::startSecondDevice},
         {"refuse-saves", 10, &Storm::refuseSaves},
         {"allow-saves", 20, &Storm::allowSaves},
         {"lose-key", 2, &Storm::loseKey},
-        {"lock-keyring", 2, &Storm::lockKeyring},
+        {"lock-keyring", 3, &Storm::lockKeyring},
+        {"unlock-keyring", 10, &Storm::unlockKeyring},
+        {"clock", 5, &Storm::jumpClock},
         {"damage-record", 3, &Storm::damageRecord},
-        {"kill-server", 1, &Storm::killServer},
+        {"kill-server", 2, &Storm::killServer},
         {"edit-elsewhere", 20, &Storm::editElsewhere},
         {"start-elsewhere", 6, &Storm::startElsewhere},
         {"close-periods", 8, &Storm::closePeriods},
@@ -79,10 +88,25 @@ QString Storm::freshText() {
     return m_dice.bounded(10) == 0 ? text.leftJustified(longText, u'-') : text;
 }
 
+QString Storm::anyProject(const Controller& client) {
+    const QVariantList projects = client.projects();
+    const int index = m_dice.bounded(static_cast<int>(projects.size()) + 1);
+    return projects.value(index).toMap().value(u"id"_s).toString();
+}
+
+QString Storm::moved(const QString& time) {
+    const QDateTime former = QDateTime::fromString(time, Qt::ISODate);
+    // At times to where a period may be closed, or not any more.
+    const int days = m_dice.bounded(4) == 0 ? m_dice.bounded(-2, 2) : 0;
+    const int seconds = m_dice.bounded(-furthestMoveSeconds, furthestMoveSeconds);
+    return former.addDays(days).addSecs(seconds).toString(Qt::ISODate);
+}
+
 // A person
 
 void Storm::start() {
-    seat().client().start(freshText(), {}, false);
+    Controller& client = seat().client();
+    client.start(freshText(), anyProject(client), false);
 }
 
 void Storm::stop() {
@@ -98,40 +122,70 @@ void Storm::stopTimer() {
 }
 
 void Storm::addManual() {
-    Seat& here = seat();
-    const QDateTime end = QDateTime::currentDateTimeUtc().addSecs(-60 * m_dice.bounded(1, 4000));
-    here.client().addManual(freshText(), {}, end.addSecs(-600).toString(Qt::ISODate),
-                            end.toString(Qt::ISODate), false);
+    addManual(seat().client());
 }
 
-void Storm::withAnEntry(const std::function<void(Controller& client, const QString& id)>& act, bool changes) {
+void Storm::addManual(Controller& client) {
+    const QDateTime end = QDateTime::currentDateTimeUtc().addSecs(-60 * m_dice.bounded(1, 4000));
+    client.addManual(freshText(), anyProject(client), end.addSecs(-600).toString(Qt::ISODate),
+                     end.toString(Qt::ISODate), false);
+}
+
+void Storm::withAnEntry(const std::function<void(Controller& client, const QVariantMap& entry)>& act,
+                        bool changes) {
     Seat& here = seat();
-    const QVariantList entries = here.client().entries();
+    QVariantList entries = here.client().entries();
     if (entries.isEmpty()) {
         return;
     }
+    // By when they came: times and ids are others in each run.
+    const QStringList known = m_ledger->entities() + m_world.entities();
+    const auto cameBefore = [&known](const QVariant& one, const QVariant& other) {
+        const auto place = [&known](const QVariant& entry) {
+            return known.indexOf(entry.toMap().value(u"id"_s).toString());
+        };
+        return place(one) < place(other);
+    };
+    std::stable_sort(entries.begin(), entries.end(), cameBefore);
     const QVariantMap entry = entries.at(m_dice.bounded(static_cast<int>(entries.size()))).toMap();
     const int before = here.client().pending();
-    act(here.client(), entry.value(u"id"_s).toString());
+    act(here.client(), entry);
     if (changes && entry.value(u"period_locked"_s).toBool() && here.client().pending() != before) {
         m_ledger->blame(u"an entry in a closed period was edited"_s);
     }
 }
 
 void Storm::edit() {
-    withAnEntry([this](Controller& client, const QString& id) { client.editDescription(id, freshText()); },
+    withAnEntry([this](Controller& client,
+                       const QVariantMap& entry) { client.editDescription(idOfEntry(entry), freshText()); },
                 true);
 }
 
 void Storm::editFields() {
-    const auto act = [this](Controller& client, const QString& id) {
-        client.editEntry(id, {{u"description"_s, freshText()}, {u"billable"_s, true}});
+    const auto act = [this](Controller& client, const QVariantMap& entry) {
+        QVariantMap changes;
+        if (m_dice.bounded(2) == 0) {
+            changes.insert(u"description"_s, freshText());
+        }
+        if (m_dice.bounded(2) == 0) {
+            changes.insert(u"billable"_s, m_dice.bounded(2) == 0);
+        }
+        if (m_dice.bounded(2) == 0) {
+            changes.insert(u"project_id"_s, anyProject(client));
+        }
+        for (const QString& name : {u"start_at"_s, u"stop_at"_s}) {
+            if (m_dice.bounded(2) == 0) {
+                changes.insert(name, moved(entry.value(name).toString()));
+            }
+        }
+        client.editEntry(idOfEntry(entry), changes);
     };
     withAnEntry(act, true);
 }
 
 void Storm::deleteEntry() {
-    withAnEntry([](Controller& client, const QString& id) { client.deleteEntry(id); }, true);
+    withAnEntry([](Controller& client, const QVariantMap& entry) { client.deleteEntry(idOfEntry(entry)); },
+                true);
 }
 
 void Storm::undoDelete() {
@@ -139,11 +193,13 @@ void Storm::undoDelete() {
 }
 
 void Storm::continueEntry() {
-    withAnEntry([](Controller& client, const QString& id) { client.continueEntry(id); }, false);
+    withAnEntry([](Controller& client, const QVariantMap& entry) { client.continueEntry(idOfEntry(entry)); },
+                false);
 }
 
 void Storm::duplicateEntry() {
-    withAnEntry([](Controller& client, const QString& id) { client.duplicateEntry(id); }, false);
+    withAnEntry([](Controller& client, const QVariantMap& entry) { client.duplicateEntry(idOfEntry(entry)); },
+                false);
 }
 
 void Storm::synchronize() {
@@ -216,7 +272,13 @@ void Storm::connectServer() {
 void Storm::report() {
     Seat& here = seat();
     here.witness().seeReport();
-    here.client().queryReport(u"summary"_s, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+    const QString kind = m_dice.bounded(2) == 0 ? u"summary"_s : u"detailed"_s;
+    here.client().queryReport(kind, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+}
+
+void Storm::downloadReport() {
+    m_dialogs.choose(m_folder.filePath(u"report-%1.csv"_s.arg(++m_files)));
+    seat().client().downloadReport(u"csv"_s);
 }
 
 /// Somebody else sits down while an answer is still on its way: a push that fails ends the waiting for a
@@ -257,35 +319,6 @@ void Storm::passAllButFirst(Seat& here) {
     }
 }
 
-void Storm::restart() {
-    seat().restart();
-}
-
-void Storm::kill() {
-    seat().kill();
-}
-
-void Storm::startSecondProgram() {
-    Seat& here = seat();
-    if (!here.client().secureStorage()) {
-        return;
-    }
-    Controller second;
-    second.connectServer(here.proxy.url());
-    const bool answered = QTest::qWaitFor([&] { return !second.busy() || second.secureStorage(); });
-    if (!answered || second.secureStorage()) {
-        m_ledger->blame(u"two programs have one vault"_s);
-    }
-}
-
-void Storm::startSecondDevice() {
-    if (m_seatCount == 1) {
-        m_seatCount = 2;
-        m_seats[1]->empty(*m_ledger);
-        m_seats[1]->connectServer();
-    }
-}
-
 // The network and the time
 
 Seat* Storm::seatWithRequests() {
@@ -315,7 +348,9 @@ void Storm::pass() {
 
 void Storm::serve() {
     if (Seat* here = seatWithRequests()) {
-        here->proxy.serve(m_dice.bounded(static_cast<int>(here->proxy.waiting())));
+        const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
+        m_detail = here->proxy.at(index).path();
+        here->proxy.serve(index);
     }
 }
 
@@ -323,8 +358,10 @@ void Storm::breakOne() {
     if (Seat* here = seatWithRequests()) {
         const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
         const FaultProxy::Fault fault = FaultProxy::draw(here->proxy.at(index), m_dice);
-        m_detail = here->proxy.at(index).path() + u' ' + FaultProxy::nameOf(fault);
+        m_detail = here->proxy.at(index).path();
         here->proxy.finish(index, fault, m_dice);
+        calm(); // what trickles is told of piece by piece
+        m_detail += u' ' + here->proxy.detail();
     }
 }
 
@@ -346,104 +383,4 @@ void Storm::goOffline() {
 
 void Storm::goOnline() {
     seat().proxy.goOnline();
-}
-
-// The device and the server
-
-void Storm::refuseSaves() {
-    Seat& here = seat();
-    if (!here.blocker && here.client().secureStorage()) {
-        here.blocker = std::make_unique<SaveBlocker>(here.proxy.url());
-    }
-}
-
-void Storm::allowSaves() {
-    seat().blocker.reset();
-}
-
-void Storm::loseKey() {
-    Seat& here = seat();
-    if (!here.client().secureStorage() || sealedRecord(here.proxy.url()).isEmpty()) {
-        return;
-    }
-    const QByteArray key = here.witness().key();
-    const bool deleted = VaultHome::deleteKey(here.proxy.url());
-    here.restart();
-    calm();
-    const bool opened = here.client().secureStorage();
-    const bool made = !VaultHome::storedKey(here.proxy.url()).isEmpty();
-    if (!deleted || opened || made || !VaultHome::storeKey(here.proxy.url(), key)) {
-        m_ledger->blame(u"a record without its key was given another"_s);
-    }
-    here.restart();
-}
-
-void Storm::lockKeyring() {
-    Seat& here = seat();
-    if (!here.client().secureStorage()) {
-        return;
-    }
-    const bool locked = keyring::lock();
-    here.restart();
-    calm();
-    here.client().start(freshText(), {}, false);
-    const bool opened = here.client().secureStorage();
-    if (!locked || opened || !keyring::unlock()) {
-        m_ledger->blame(u"a keyring that was locked for a while was opened, or is not open now"_s);
-    }
-    here.restart();
-}
-
-void Storm::damageRecord() {
-    Seat& here = seat();
-    const QString url = here.proxy.url();
-    if (!here.client().secureStorage() || here.blocker || sealedRecord(url).isEmpty()) {
-        return;
-    }
-    const QByteArray record = sealedRecord(url);
-    QByteArray damaged = record;
-    const qsizetype at = m_dice.bounded(4, static_cast<int>(record.size()));
-    damaged[at] = static_cast<char>(damaged.at(at) ^ (1 << m_dice.bounded(8)));
-    here.leave();
-    replaceSealedRecord(url, damaged);
-    here.begin();
-    here.connectServer();
-    calm();
-    here.client().start(freshText(), {}, false);
-    if (here.client().queueReady() || sealedRecord(url) != damaged) {
-        m_ledger->blame(u"a record that cannot be read was taken or replaced"_s);
-    }
-    here.leave();
-    replaceSealedRecord(url, record);
-    here.begin();
-    here.connectServer();
-}
-
-void Storm::killServer() {
-    if (!m_world.restart()) {
-        m_ledger->blame(u"the server does not start again"_s);
-    }
-}
-
-void Storm::editElsewhere() {
-    const QStringList entities = m_world.entities();
-    if (!entities.isEmpty()) {
-        m_world.editEntry(entities.at(m_dice.bounded(static_cast<int>(entities.size()))));
-    }
-}
-
-void Storm::startElsewhere() {
-    m_world.startTimer(seat().client().accountId());
-}
-
-void Storm::closePeriods() {
-    m_world.closePeriods(seat().client().accountId());
-}
-
-void Storm::reopenPeriods() {
-    m_world.reopenPeriods();
-}
-
-void Storm::endSessions() {
-    m_world.endSessions();
 }

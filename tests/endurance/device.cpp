@@ -43,7 +43,7 @@ bool Device::canSetClock() {
     return !clockLibrary.isEmpty();
 }
 
-void Device::setClock(int seconds) {
+void Device::setClock(qint64 seconds) {
     // Renamed into place: the program reads it in any moment.
     const QString name = m_clock.filePath(u"clock"_s);
     QFile file(name + u".new"_s);

@@ -41,7 +41,7 @@ public:
     [[nodiscard]] QString end() const;
 
     /// The device's clock is wrong by so much from now on, where that can be made so.
-    void setClock(int seconds);
+    void setClock(qint64 seconds);
     [[nodiscard]] static bool canSetClock();
 
     /// Called with each thing that the program tells.

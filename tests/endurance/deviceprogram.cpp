@@ -32,6 +32,28 @@ void addManual(Controller& client, const QString& text) {
     client.addManual(text, {}, end.addSecs(-600).toString(Qt::ISODate), end.toString(Qt::ISODate), false);
 }
 
+/// An hour earlier, or less.
+void moveEntry(Controller& client, const QString& place) {
+    const QString id = entryAt(client, place);
+    const QVariantList entries = client.entries();
+    for (const QVariant& entry : entries) {
+        if (entry.toMap().value(u"id"_s) == id) {
+            const QDateTime start =
+                QDateTime::fromString(entry.toMap().value(u"start_at"_s).toString(), Qt::ISODate);
+            client.editEntry(id,
+                             {{u"start_at"_s, start.addSecs(-180 * place.toInt()).toString(Qt::ISODate)}});
+        }
+    }
+}
+
+void selectWorkspace(Controller& client, const QString& place) {
+    const QVariantList workspaces = client.workspaces();
+    if (!workspaces.isEmpty()) {
+        client.selectWorkspace(
+            workspaces.at(place.toInt() % workspaces.size()).toMap().value(u"id"_s).toString());
+    }
+}
+
 const QHash<QString, Act>& acts() {
     static const QHash<QString, Act> all{
         {u"connect"_s, [](Controller& client, const QString& url) { client.connectServer(url); }},
@@ -58,7 +80,17 @@ const QHash<QString, Act>& acts() {
         {u"resend"_s, [](Controller& client, const QString&) { client.resendRetained(); }},
         {u"remove-retained"_s, [](Controller& client, const QString&) { client.removeRetained(); }},
         {u"remove-pending"_s, [](Controller& client, const QString&) { client.removePending(); }},
-        {u"ask"_s, [](Controller&, const QString&) {}},
+        {u"move"_s, moveEntry},
+        {u"workspace"_s, selectWorkspace},
+        {u"report"_s,
+         [](Controller& client, const QString& kind) {
+             client.queryReport(kind, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+         }},
+        {u"download"_s, [](Controller& client, const QString&) { client.downloadReport(u"csv"_s); }},
+        {u"import"_s,
+         [](Controller& client, const QString&) { client.previewCsv(u"old-tracker"_s, u"UTC"_s, true); }},
+        {u"apply-import"_s, [](Controller& client, const QString&) { client.applyImport(); }},
+        {u"pause-import"_s, [](Controller& client, const QString&) { client.pauseImport(); }},
     };
     return all;
 }

@@ -13,13 +13,15 @@ DeviceView DeviceView::of(const Controller& client, int done) {
     return {done,
             client.message(),
             client.accountId(),
+            client.workspace(),
             queueOf(client),
             client.queueReady(),
+            client.secureStorage(),
             client.busy(),
             client.syncing(),
             client.accountSignedIn(),
             client.sessionRefused(),
-            !client.retained().isEmpty()};
+            !client.retained().value(u"operation"_s).toString().isEmpty()};
 }
 
 DeviceView DeviceView::from(const QByteArray& line) {
@@ -28,8 +30,10 @@ DeviceView DeviceView::from(const QByteArray& line) {
     return {view.value(u"done").toInt(),
             view.value(u"message").toString(),
             view.value(u"account").toString(),
+            view.value(u"workspace").toString(),
             view.value(u"queue").toArray(),
             is(u"storage"),
+            is(u"secure"),
             is(u"busy"),
             is(u"syncing"),
             is(u"signed_in"),
@@ -42,7 +46,7 @@ QByteArray DeviceView::line() const {
         {u"done"_s, done},         {u"message"_s, message},    {u"account"_s, account},
         {u"queue"_s, queue},       {u"storage"_s, storage},    {u"busy"_s, busy},
         {u"syncing"_s, syncing},   {u"signed_in"_s, signedIn}, {u"session_refused"_s, sessionRefused},
-        {u"retained"_s, retained},
+        {u"retained"_s, retained}, {u"secure"_s, secure},      {u"workspace"_s, workspace},
     };
     return QJsonDocument(view).toJson(QJsonDocument::Compact) + '\n';
 }

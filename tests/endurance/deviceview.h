@@ -12,8 +12,10 @@ struct DeviceView {
     int done = 0; ///< how much of what the person did since the program's start has been answered
     QString message;
     QString account;
+    QString workspace;
     QJsonArray queue;
     bool storage = false; ///< the record was read and takes writes
+    bool secure = false;  ///< the storage is open
     bool busy = false;
     bool syncing = false;
     bool signedIn = false;

@@ -1,17 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/faultproxy.h"
 
+#include "tests/endurance/damage.h"
+#include "tests/endurance/world.h"
+
 #include <QEventLoop>
 #include <QHostAddress>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QStringList>
 #include <QTcpSocket>
+#include <QTimer>
 #include <QUrl>
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -21,6 +26,8 @@ namespace {
 using Fault = FaultProxy::Fault;
 
 constexpr qsizetype longerThanTaken = 52428800 + 1;
+constexpr int mostPieces = 6;
+const QByteArray resultOfNothing = R"({"results":[{"mutation_id":"none","status":"accepted"}]})"_ba;
 
 struct Kind {
     Fault fault;
@@ -39,15 +46,15 @@ constexpr std::array kinds{
     Kind{Fault::Twice, "doubled reply", 3},
     Kind{Fault::ErrorBefore, "500 before", 5},
     Kind{Fault::ErrorAfter, "500 after", 6},
-    Kind{Fault::BadGateway, "502 with a page", 3},
+    Kind{Fault::BadGateway, "502 with a page", 4},
     Kind{Fault::Redirect, "302", 3},
     Kind{Fault::NoContent, "204", 4},
     Kind{Fault::Unauthorized, "401", 5},
     Kind{Fault::Garbage, "garbage body", 3},
     Kind{Fault::GarbageHead, "garbage head", 2},
     Kind{Fault::Array, "array", 2},
-    Kind{Fault::WrongType, "wrong type", 10},
-    Kind{Fault::Missing, "missing member", 6},
+    Kind{Fault::WrongType, "wrong type", 24},
+    Kind{Fault::Missing, "missing member", 10},
     Kind{Fault::TooLong, "too long", 1},
     Kind{Fault::OtherIdentity, "other identity", 8},
     Kind{Fault::ForeignResult, "foreign result", 6},
@@ -56,8 +63,14 @@ constexpr std::array kinds{
 
 /// The server is not asked for these.
 bool comesBefore(Fault fault) {
-    return fault == Fault::LostRequest || fault == Fault::ErrorBefore || fault == Fault::Redirect ||
-           fault == Fault::Unauthorized || fault == Fault::TooLong || fault == Fault::ForeignResult;
+    return fault == Fault::LostRequest || fault == Fault::ErrorBefore || fault == Fault::TooLong ||
+           fault == Fault::ForeignResult;
+}
+
+/// What stands between has the server's reply, or has not asked for it.
+bool comesEitherWay(Fault fault) {
+    return fault == Fault::BadGateway || fault == Fault::Redirect || fault == Fault::NoContent ||
+           fault == Fault::Unauthorized;
 }
 
 bool fits(Fault fault, const FaultProxy::Waiting& waiting) {
@@ -79,50 +92,33 @@ QByteArray head(const FaultProxy::Answer& answer) {
                                   ? QByteArray()
                                   : "Content-Length: " + QByteArray::number(answer.body.size()) + "\r\n";
     const QByteArray tag = answer.tag.isEmpty() ? QByteArray() : "ETag: " + answer.tag + "\r\n";
-    return "HTTP/1.1 " + QByteArray::number(answer.status) +
-           " Weather\r\nContent-Type: application/json\r\n" +
-           (answer.status == 302 ? "Location: /v1/elsewhere\r\n"_ba : QByteArray()) + length + tag + "\r\n";
+    return "HTTP/1.1 " + QByteArray::number(answer.status) + " Weather\r\nContent-Type: " + answer.type +
+           "\r\n" + (answer.status == 302 ? "Location: /v1/elsewhere\r\n"_ba : QByteArray()) + length + tag +
+           "\r\n";
 }
 
 QByteArray wholeText(const FaultProxy::Answer& answer) {
     return head(answer) + answer.body;
 }
 
-QJsonValue ofAnotherType(const QJsonValue& value, QRandomGenerator& dice) {
-    const std::array<QJsonValue, 6> others{
-        QJsonValue(),       QJsonValue(true),         QJsonValue(7),
-        QJsonValue(u"x"_s), QJsonValue(QJsonArray()), QJsonValue(QJsonObject())};
-    QJsonValue other = value;
-    while (other.type() == value.type()) {
-        other = others.at(dice.bounded(static_cast<quint32>(others.size())));
+/// In pieces: some end in the head or anywhere else, one ends within the body, some are a single byte.
+QList<QByteArray> pieces(const FaultProxy::Answer& answer, QRandomGenerator& dice) {
+    const QByteArray bytes = wholeText(answer);
+    const auto drawIn = [&dice](qsizetype from, qsizetype to) {
+        return from + 1 + dice.bounded(static_cast<int>(std::max<qsizetype>(1, to - from - 1)));
+    };
+    std::set<qsizetype> ends{drawIn(bytes.size() - answer.body.size(), bytes.size()), bytes.size()};
+    for (int i = dice.bounded(1, mostPieces); i > 0; --i) {
+        const qsizetype end = drawIn(0, bytes.size());
+        ends.insert({end, std::min(end + 1, bytes.size())});
     }
-    return other;
-}
-
-/// The value with one member, at any depth, of another type or, with `missing`, away.
-QJsonValue damaged(const QJsonValue& value, bool missing, QRandomGenerator& dice) {
-    const bool deeper = dice.bounded(3) > 0;
-    if (value.isArray() && !value.toArray().isEmpty() && deeper) {
-        QJsonArray array = value.toArray();
-        const qsizetype index = dice.bounded(static_cast<int>(array.size()));
-        array.replace(index, damaged(array.at(index), missing, dice));
-        return array;
+    QList<QByteArray> all;
+    qsizetype from = 0;
+    for (const qsizetype end : ends) {
+        all.append(bytes.mid(from, end - from));
+        from = end;
     }
-    if (!value.isObject() || value.toObject().isEmpty()) {
-        return ofAnotherType(value, dice);
-    }
-    QJsonObject object = value.toObject();
-    const QStringList keys = object.keys();
-    const QString key = keys.at(dice.bounded(static_cast<int>(keys.size())));
-    const QJsonValue member = object.value(key);
-    if ((member.isObject() || member.isArray()) && deeper) {
-        object.insert(key, damaged(member, missing, dice));
-    } else if (missing) {
-        object.remove(key);
-    } else {
-        object.insert(key, ofAnotherType(member, dice));
-    }
-    return object;
+    return all;
 }
 
 QByteArray text(const QJsonObject& object) {
@@ -130,10 +126,6 @@ QByteArray text(const QJsonObject& object) {
 }
 
 } // namespace
-
-QString FaultProxy::alien() {
-    return u"a11e0000-0000-4000-8000-000000000000"_s;
-}
 
 QString FaultProxy::nameOf(Fault fault) {
     return QString::fromLatin1(kinds.at(static_cast<std::size_t>(fault)).name);
@@ -154,13 +146,18 @@ Fault FaultProxy::draw(const Waiting& waiting, QRandomGenerator& dice) {
     return Fault::None;
 }
 
-FaultProxy::FaultProxy() {
+FaultProxy::FaultProxy() : m_lastResult(resultOfNothing) {
     connect(&m_server, &QTcpServer::newConnection, this, &FaultProxy::accept);
     goOnline();
 }
 
 QString FaultProxy::url() const {
     return u"http://127.0.0.1:%1"_s.arg(m_port);
+}
+
+void FaultProxy::beginAnew() {
+    m_lastResult = resultOfNothing;
+    goOnline();
 }
 
 void FaultProxy::goOffline() {
@@ -203,7 +200,7 @@ void FaultProxy::read(QTcpSocket* socket) {
     if (!ScriptedPeer::takeRequest(input, request)) {
         return;
     }
-    m_waiting.append(std::make_shared<Waiting>(Waiting{request, socket, {}, false}));
+    m_waiting.append(std::make_shared<Waiting>(Waiting{.request = request, .socket = socket}));
     arrived(request);
 }
 
@@ -222,12 +219,32 @@ FaultProxy::Answer FaultProxy::ask(const PeerRequest& request) {
     if (!reply->isFinished()) {
         loop.exec();
     }
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const Answer answer{status, status == 0 ? QByteArray() : reply->readAll(), reply->rawHeader("ETag")};
-    if (status == 200 && request.path == u"/v1/sync/push"_s) {
+    Answer answer{.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+                  .tag = reply->rawHeader("ETag")};
+    if (answer.status != 0) {
+        answer.body = reply->readAll();
+    }
+    if (reply->hasRawHeader("Content-Type")) {
+        answer.type = reply->rawHeader("Content-Type");
+    }
+    if (answer.status == 200 && request.path == u"/v1/sync/push"_s) {
         m_lastResult = answer.body;
     }
     return answer;
+}
+
+qsizetype FaultProxy::arranged() const {
+    return std::count_if(m_waiting.begin(), m_waiting.end(),
+                         [](const auto& waiting) { return waiting->arranged; });
+}
+
+void FaultProxy::arrange() {
+    const auto isArranged = [](const auto& waiting) { return waiting->arranged; };
+    const auto from = std::find_if_not(m_waiting.begin(), m_waiting.end(), isArranged);
+    std::stable_sort(from, m_waiting.end(), [](const auto& one, const auto& other) {
+        return Damage::nameOf(one->path()) < Damage::nameOf(other->path());
+    });
+    std::for_each(from, m_waiting.end(), [](const auto& waiting) { waiting->arranged = true; });
 }
 
 void FaultProxy::serve(qsizetype index) {
@@ -237,40 +254,56 @@ void FaultProxy::serve(qsizetype index) {
     }
 }
 
-FaultProxy::Answer FaultProxy::falsified(const Waiting& waiting, Fault fault, QRandomGenerator& dice) const {
-    const Answer& real = *waiting.answer;
-    const QJsonObject object = QJsonDocument::fromJson(real.body).object();
+std::optional<FaultProxy::Answer> FaultProxy::damaged(const Waiting& waiting, bool missing,
+                                                      QRandomGenerator& dice) {
+    const QJsonObject object = QJsonDocument::fromJson(waiting.answer->body).object();
+    if (object.isEmpty()) {
+        return std::nullopt;
+    }
+    Damage damage(waiting.path(), missing, dice);
+    const Answer answer{.status = waiting.answer->status, .body = text(damage.done(object))};
+    ++m_damages[damage.member()];
+    m_detail = damage.detail();
+    return answer;
+}
+
+std::optional<FaultProxy::Answer> FaultProxy::falsified(const Waiting& waiting, Fault fault,
+                                                        QRandomGenerator& dice) {
+    const Answer real = waiting.answer.value_or(Answer());
     switch (fault) {
     case Fault::ErrorBefore:
     case Fault::ErrorAfter:
-        return {500, R"({"error":{"message":"The weather is bad."}})"};
+        return Answer{.status = 500, .body = R"({"error":{"message":"The weather is bad."}})"};
     case Fault::BadGateway:
-        return {502, "<html><body>Bad gateway</body></html>"};
+        return Answer{.status = 502, .body = "<html><body>Bad gateway</body></html>", .type = "text/html"};
     case Fault::Redirect:
-        return {302, {}};
+        return Answer{.status = 302};
     case Fault::NoContent:
-        return {204, {}};
+        return Answer{.status = 204};
     case Fault::Unauthorized:
-        return {401, dice.bounded(2) == 0 ? "denied"_ba : R"({"error":{"message":"denied"}})"_ba};
+        return Answer{.status = 401,
+                      .body = dice.bounded(2) == 0 ? "denied"_ba : R"({"error":{"message":"denied"}})"_ba};
     case Fault::Garbage:
-        return {200, "{\"results\": [\x01"_ba};
+        return Answer{.status = 200, .body = "{\"results\": [\x01"_ba};
     case Fault::Array:
-        return {real.status, "[" + (real.body.isEmpty() ? "1"_ba : real.body) + "]"};
+        return Answer{.status = real.status, .body = "[" + (real.body.isEmpty() ? "1"_ba : real.body) + "]"};
     case Fault::WrongType:
-        return {real.status, text(damaged(object, false, dice).toObject())};
     case Fault::Missing:
-        return {real.status, text(damaged(object, true, dice).toObject())};
+        return damaged(waiting, fault == Fault::Missing, dice);
     case Fault::TooLong:
-        return {200, "{}" + QByteArray(longerThanTaken, ' ')};
+        return Answer{.status = 200, .body = "{}" + QByteArray(longerThanTaken, ' ')};
     case Fault::OtherIdentity: {
-        QJsonObject other = object;
-        other.insert(u"id"_s, alien());
-        return {real.status, text(other)};
+        QJsonObject other = QJsonDocument::fromJson(real.body).object();
+        other.insert(u"id"_s, World::nobody());
+        return real.status == 200 ? std::optional(Answer{.status = 200, .body = text(other)}) : std::nullopt;
     }
     case Fault::ForeignResult:
-        return {200, m_lastResult};
+        // What is sent again would get its own.
+        return m_lastResult.contains(waiting.request.headers.value("idempotency-key"))
+                   ? std::nullopt
+                   : std::optional(Answer{.status = 200, .body = m_lastResult});
     case Fault::NoResult:
-        return {real.status, R"({"results":[]})"};
+        return Answer{.status = real.status, .body = R"({"results":[]})"};
     default:
         return real;
     }
@@ -278,32 +311,56 @@ FaultProxy::Answer FaultProxy::falsified(const Waiting& waiting, Fault fault, QR
 
 void FaultProxy::finish(qsizetype index, Fault fault, QRandomGenerator& dice) {
     const std::shared_ptr<Waiting> waiting = m_waiting.at(index);
-    if (fault != Fault::None) {
-        ++m_counts[nameOf(fault)];
-    }
-    if (fault == Fault::LostRequest || waiting->stalled) {
+    m_detail.clear();
+    if (waiting->stalled) {
         drop(*waiting);
         return;
     }
-    if (!waiting->answer) {
-        waiting->answer = comesBefore(fault) ? Answer() : ask(waiting->request);
+    if (fault == Fault::LostRequest) {
+        count(fault);
+        drop(*waiting);
+        return;
     }
-    if (fault == Fault::Repeat) {
+    const bool early =
+        comesBefore(fault) || (comesEitherWay(fault) && !waiting->answer && dice.bounded(2) == 0);
+    if ((!waiting->answer && !early) || fault == Fault::Repeat) {
         waiting->answer = ask(waiting->request);
     }
     if (!waiting->socket) {
         return; // the client gave up meanwhile
     }
-    const bool reached = comesBefore(fault) || waiting->answer->status != 0;
-    if (!reached || fault == Fault::LostReply) {
+    const bool reached = early || waiting->answer->status != 0;
+    const std::optional<Answer> reply = reached ? falsified(*waiting, fault, dice) : std::nullopt;
+    if (reply) {
+        count(fault, early ? u" before"_s : u" after"_s);
+        deliver(waiting, *reply, fault, dice);
+    } else if (reached) {
+        finish(m_waiting.indexOf(waiting), Fault::None, dice); // there is nothing that could be made wrong
+    } else {
+        drop(*waiting);
+    }
+}
+
+void FaultProxy::count(Fault fault, const QString& when) {
+    if (fault != Fault::None) {
+        const QString name = nameOf(fault) + (comesEitherWay(fault) ? when : QString());
+        ++m_counts[name];
+        m_detail = name + u' ' + m_detail;
+    }
+}
+
+void FaultProxy::deliver(const std::shared_ptr<Waiting>& waiting, const Answer& reply, Fault fault,
+                         QRandomGenerator& dice) {
+    const QByteArray bytes = wholeText(reply);
+    const auto part = dice.bounded(static_cast<int>(std::min<qsizetype>(bytes.size(), 1 << 20)));
+    const QPointer<QTcpSocket> socket = waiting->socket;
+    if (fault == Fault::Cut || fault == Fault::Stall) {
+        m_detail += u"at byte %1 of %2"_s.arg(part).arg(bytes.size());
+    }
+    switch (fault) {
+    case Fault::LostReply:
         drop(*waiting);
         return;
-    }
-    const Answer reply = falsified(*waiting, fault, dice);
-    const QByteArray bytes = wholeText(reply);
-    const qsizetype part = dice.bounded(static_cast<int>(std::min<qsizetype>(bytes.size(), 1 << 20)));
-    const QPointer<QTcpSocket> socket = waiting->socket;
-    switch (fault) {
     case Fault::Cut:
         socket->write(bytes.first(part));
         drop(*waiting);
@@ -313,42 +370,44 @@ void FaultProxy::finish(qsizetype index, Fault fault, QRandomGenerator& dice) {
         drop(*waiting);
         return;
     case Fault::Stall:
-        stall(index, bytes.first(part));
+        waiting->stalled = true;
+        socket->write(bytes.first(part));
         return;
     case Fault::Trickle:
-        for (const char byte : bytes.first(part % 40)) {
-            socket->write(&byte, 1);
-            socket->flush();
-        }
-        socket->write(bytes.mid(part % 40));
-        m_waiting.removeOne(waiting);
-        told(waiting->request, reply.status, QJsonDocument::fromJson(reply.body).object());
+        end(*waiting, reply);
+        trickle(socket, pieces(reply, dice));
         return;
     case Fault::Twice:
-        answer(*waiting, reply);
+        socket->write(bytes);
+        end(*waiting, reply);
         socket->write(bytes);
         socket->disconnectFromHost();
         return;
     default:
-        answer(*waiting, reply);
+        socket->write(bytes);
+        end(*waiting, reply);
     }
 }
 
-void FaultProxy::answer(const Waiting& waiting, const Answer& answer) {
-    waiting.socket->write(wholeText(answer));
+void FaultProxy::trickle(QTcpSocket* socket, QList<QByteArray> pieces) {
+    if (pieces.isEmpty() || socket->state() != QAbstractSocket::ConnectedState) {
+        return;
+    }
+    const QByteArray piece = pieces.takeFirst();
+    m_detail += QString::number(piece.size()) + u' ';
+    socket->write(piece);
+    socket->flush();
+    QTimer::singleShot(0, socket, [this, socket, pieces] { trickle(socket, pieces); });
+}
+
+void FaultProxy::end(const Waiting& waiting, const Answer& answer) {
     const PeerRequest request = waiting.request;
     m_waiting.removeIf([&waiting](const auto& other) { return other.get() == &waiting; });
     told(request, answer.status, QJsonDocument::fromJson(answer.body).object());
 }
 
-void FaultProxy::stall(qsizetype index, const QByteArray& part) {
-    m_waiting.at(index)->stalled = true;
-    m_waiting.at(index)->socket->write(part);
-}
-
 void FaultProxy::drop(const Waiting& waiting) {
     const QPointer<QTcpSocket> socket = waiting.socket;
-    told(waiting.request, 0, {});
-    m_waiting.removeIf([&waiting](const auto& other) { return other.get() == &waiting; });
+    end(waiting, {});
     socket->disconnectFromHost();
 }

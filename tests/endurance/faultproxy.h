@@ -33,12 +33,12 @@ public:
         LostReply,     ///< The server has acted, the connection ends without a byte.
         Cut,           ///< The reply ends at any byte.
         Stall,         ///< The reply stops at any byte, and the connection stays open.
-        Trickle,       ///< The reply comes in small pieces.
+        Trickle,       ///< The reply comes in small pieces, one in each turn of the event loop.
         Repeat,        ///< The server gets the request twice.
         Twice,         ///< The client gets the reply twice.
         ErrorBefore,   ///< 500, and the server saw nothing.
         ErrorAfter,    ///< 500, but the server has acted.
-        BadGateway,    ///< 502 with a page.
+        BadGateway,    ///< 502 with a page; this one and the next three before or after the server has acted.
         Redirect,      ///< 302
         NoContent,     ///< 204
         Unauthorized,  ///< 401 by something in between.
@@ -55,23 +55,23 @@ public:
 
     struct Answer {
         int status = 0; ///< 0 when the server could not be reached
-        QByteArray body;
+        QByteArray body = {};
         QByteArray tag = {}; ///< its ETag
+        QByteArray type = "application/json";
     };
 
     /// A request that waits.
     struct Waiting {
         PeerRequest request;
         QPointer<QTcpSocket> socket;
-        std::optional<Answer> answer; ///< what the server said, when it was asked
-        bool stalled = false;         ///< the reply has begun and does not go on
+        std::optional<Answer> answer = {}; ///< what the server said, when it was asked
+        bool stalled = false;              ///< the reply has begun and does not go on
+        bool arranged = false;
 
         /// Behind "/v1", without the query.
         [[nodiscard]] QString path() const { return request.path.mid(3); }
     };
 
-    /// The id that OtherIdentity puts in.
-    static QString alien();
     static QString nameOf(Fault fault);
     /// One of the faults that fit the request, the plain ones most often.
     static Fault draw(const Waiting& waiting, QRandomGenerator& dice);
@@ -85,17 +85,25 @@ public:
     [[nodiscard]] qsizetype waiting() const { return m_waiting.size(); }
     [[nodiscard]] const Waiting& at(qsizetype index) const { return *m_waiting.at(index); }
 
+    /// Those that came together on several connections came in no order: puts them in one.
+    void arrange();
+    [[nodiscard]] qsizetype arranged() const;
     /// The server gets the request, and the reply waits.
     void serve(qsizetype index);
     /// The request ends; a server that has not been asked yet is asked where the fault is later.
     void finish(qsizetype index, Fault fault, QRandomGenerator& dice);
 
+    /// Online, and what was answered before counts no more.
+    void beginAnew();
     /// Refuses connections and ends the open ones, until goOnline().
     void goOffline();
     void goOnline();
 
-    /// How often each fault was injected.
+    /// How often each fault was injected, and which members were damaged how often.
     [[nodiscard]] const QMap<QString, int>& counts() const { return m_counts; }
+    [[nodiscard]] const QMap<QString, int>& damages() const { return m_damages; }
+    /// What finish() has done last besides passing it on: where the reply ends, which member is damaged.
+    [[nodiscard]] const QString& detail() const { return m_detail; }
 
     std::function<void(const PeerRequest& request)> arrived;
     /// What the client was told, whole and as an object; status 0 when it was told nothing.
@@ -106,9 +114,15 @@ private:
     void read(QTcpSocket* socket);
     void forget(QTcpSocket* socket);
     [[nodiscard]] Answer ask(const PeerRequest& request);
-    [[nodiscard]] Answer falsified(const Waiting& waiting, Fault fault, QRandomGenerator& dice) const;
-    void answer(const Waiting& waiting, const Answer& answer);
-    void stall(qsizetype index, const QByteArray& part);
+    /// What the client gets in the place of the reply; nothing where there is nothing to make wrong.
+    [[nodiscard]] std::optional<Answer> falsified(const Waiting& waiting, Fault fault,
+                                                  QRandomGenerator& dice);
+    [[nodiscard]] std::optional<Answer> damaged(const Waiting& waiting, bool missing, QRandomGenerator& dice);
+    void count(Fault fault, const QString& when = {});
+    void deliver(const std::shared_ptr<Waiting>& waiting, const Answer& reply, Fault fault,
+                 QRandomGenerator& dice);
+    void trickle(QTcpSocket* socket, QList<QByteArray> pieces);
+    void end(const Waiting& waiting, const Answer& answer);
     void drop(const Waiting& waiting);
 
     QTcpServer m_server;
@@ -117,7 +131,9 @@ private:
     QHash<QTcpSocket*, QByteArray> m_inputs;
     QList<std::shared_ptr<Waiting>> m_waiting;
     QMap<QString, int> m_counts;
+    QMap<QString, int> m_damages;
+    QString m_detail;
     /// The server's last answer to a push, for ForeignResult.
-    QByteArray m_lastResult = R"({"results":[{"mutation_id":"none","status":"accepted"}]})";
+    QByteArray m_lastResult;
     QNetworkAccessManager m_network;
 };

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/ledger.h"
 
+#include "tests/support/filesearch.h"
+#include "tests/vault/vaulthome.h"
+
+#include <QDateTime>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -12,6 +16,12 @@ namespace {
 bool isCreation(const QJsonObject& mutation) {
     const QString operation = mutation.value(u"operation").toString();
     return operation == u"timer.start"_s || operation == u"entry.create"_s;
+}
+
+/// Times can be written in more than one way.
+bool saysTheSame(const QJsonValue& one, const QJsonValue& other) {
+    const QDateTime time = QDateTime::fromString(one.toString(), Qt::ISODate);
+    return one == other || (time.isValid() && time == QDateTime::fromString(other.toString(), Qt::ISODate));
 }
 
 QString textOf(const QJsonObject& mutation) {
@@ -36,6 +46,7 @@ void Ledger::blame(const QString& problem) {
 
 void Ledger::record(const QString& account, const QJsonObject& mutation) {
     m_writes.insert(idOf(mutation), {account, mutation, {}, {}, false});
+    m_entities.append(mutation.value(u"entity_id").toString());
 }
 
 void Ledger::recordAgain(const QString& former, const QJsonObject& mutation) {
@@ -74,7 +85,7 @@ bool Ledger::isInFile(const Write& write) const {
     return write.inFile || (!write.sentAgain.isEmpty() && isInFile(of(write.sentAgain)));
 }
 
-void Ledger::settleWrite(const Write& write, const QSet<QString>& foreign) {
+void Ledger::settleWrite(const Write& write, const QSet<QString>& described) {
     const int times = accepted(write);
     if (times > 1) {
         blame(u"accepted %1 times: "_s.arg(times) + textOf(write.mutation));
@@ -82,6 +93,7 @@ void Ledger::settleWrite(const Write& write, const QSet<QString>& foreign) {
     if (times == 0 && !isInFile(write)) {
         blame(u"lost: "_s + textOf(write.mutation));
     }
+    settleAnswer(write);
     if (!isCreation(write.mutation)) {
         return;
     }
@@ -96,9 +108,36 @@ void Ledger::settleWrite(const Write& write, const QSet<QString>& foreign) {
     };
     const QStringList found = m_world.entitiesThatSay(description);
     const auto ours = std::count_if(found.begin(), found.end(),
-                                    [&foreign](const QString& id) { return !foreign.contains(id); });
+                                    [&described](const QString& id) { return !described.contains(id); });
     if (ours > std::count_if(m_writes.begin(), m_writes.end(), says)) {
         blame(u"twice on the server: "_s + textOf(write.mutation));
+    }
+}
+
+void Ledger::settleAnswer(const Write& write) {
+    if (write.account == World::nobody()) {
+        return; // whoever the client was made to believe it was, the server never heard of
+    }
+    const QString author = m_world.authorOf(idOf(write.mutation));
+    if (!author.isEmpty() && author != write.account) {
+        blame(u"taken for another account's: "_s + textOf(write.mutation));
+    }
+    const QJsonObject result = m_world.result(idOf(write.mutation));
+    if (result.value(u"status") != u"accepted"_s) {
+        return;
+    }
+    const QJsonObject entry = result.value(u"canonical").toObject();
+    const QJsonObject payload = write.mutation.value(u"payload").toObject();
+    bool same =
+        entry.value(u"user_id") == write.account &&
+        entry.value(u"id") == write.mutation.value(u"entity_id") &&
+        entry.value(u"workspace_id") == write.mutation.value(u"workspace_id") &&
+        entry.value(u"deleted_at").isString() == (write.mutation.value(u"operation") == u"entry.delete"_s);
+    for (auto field = payload.begin(); field != payload.end(); ++field) {
+        same = same && saysTheSame(entry.value(field.key()), field.value());
+    }
+    if (!same) {
+        blame(u"accepted as something else: "_s + textOf(write.mutation) + u" became "_s + textOf(entry));
     }
 }
 
@@ -130,7 +169,7 @@ void Ledger::settle() {
     }
     const QSet<QString> foreign = m_world.others() + settleImports(recorded);
     for (const Write& write : std::as_const(m_writes)) {
-        settleWrite(write, foreign);
+        settleWrite(write, foreign + m_world.edited());
     }
     const QStringList found = m_world.entities();
     for (const QString& entity : found) {
@@ -142,6 +181,17 @@ void Ledger::settle() {
     for (const QString& mutation : answered) {
         if (!knows(mutation)) {
             blame(u"answered, but nobody recorded it: "_s + mutation);
+        }
+    }
+}
+
+void Ledger::checkFiles(const QStringList& secrets) {
+    const QStringList texts =
+        secrets + QStringList{u"storm-"_s, u"real-"_s, u"import-"_s, u"@example.org"_s, u"Dana"_s};
+    for (const QString& text : texts) {
+        const QStringList found = filesThatHold(text, VaultHome::directory());
+        if (!found.isEmpty()) {
+            blame(u"clear text in "_s + found.first());
         }
     }
 }

@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
 /// What people were told was saved, and what became of it: the judge of a run.
 class Ledger {
@@ -34,10 +35,15 @@ public:
         return m_writes.constFind(mutation).value();
     }
     [[nodiscard]] qsizetype size() const { return m_writes.size(); }
+    /// The entries that were recorded, in that order.
+    [[nodiscard]] const QStringList& entities() const { return m_entities; }
 
     /// What a person was promised and the server, the files and the queue do not have. To be asked when
     /// nothing waits any more.
     void settle();
+
+    /// Nothing of what was recorded, nobody's address and none of the secrets stands in a file of the vaults.
+    void checkFiles(const QStringList& secrets);
 
     /// The first thing that went wrong; empty when nothing did.
     [[nodiscard]] const QString& problem() const { return m_problem; }
@@ -46,8 +52,10 @@ public:
     [[nodiscard]] const World& world() const { return m_world; }
 
 private:
-    /// `foreign` entries are on the server by other ways than a change.
-    void settleWrite(const Write& write, const QSet<QString>& foreign);
+    /// What the entries in `described` say they have not from the change that made them.
+    void settleWrite(const Write& write, const QSet<QString>& described);
+    /// What the server has made of it, if it has judged it.
+    void settleAnswer(const Write& write);
     /// The entries that imports have made, besides those in `recorded`.
     [[nodiscard]] QSet<QString> settleImports(const QSet<QString>& recorded);
     [[nodiscard]] int accepted(const Write& write) const;
@@ -55,6 +63,7 @@ private:
 
     const World& m_world;
     QHash<QString, Write> m_writes;
+    QStringList m_entities;
     QString m_problem;
 };
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/endurance/damage.h"
 #include "tests/endurance/realstorm.h"
 #include "tests/endurance/shrinking.h"
 #include "tests/endurance/storm.h"
@@ -25,6 +26,7 @@ struct Orders {
     quint32 seeds = std::numeric_limits<quint32>::max();
     qint64 mostMs = 0; ///< 0 for no limit
     bool asFound = false;
+    bool tellsAll = false;
 };
 
 QTextStream& out() {
@@ -37,6 +39,16 @@ void print(const QString& title, const QMap<QString, int>& counts) {
     for (auto it = counts.begin(); it != counts.end(); ++it) {
         out() << "  " << qSetFieldWidth(8) << it.value() << qSetFieldWidth(0) << "  " << it.key() << '\n';
     }
+}
+
+/// Of the members that the client reads, how often each was damaged.
+void printMembers(const QMap<QString, int>& damages) {
+    QMap<QString, int> read;
+    for (const QString& member : Damage::readMembers()) {
+        read.insert(member, damages.value(member));
+    }
+    print(u"Members read, and how often each was damaged"_s, read);
+    out() << read.size() - read.keys(0).size() << " of them were damaged\n";
 }
 
 int tellShortest(Storm& storm, const History& history, const QString& problem) {
@@ -72,6 +84,9 @@ void tellFailure(quint32 seed, const QString& problem) {
 
 int runFast(World& world, const Orders& orders) {
     Storm storm(world);
+    if (orders.tellsAll) {
+        storm.tellAll();
+    }
     const auto run = [&](quint32 seed) {
         const History history = historyOf(seed);
         const QString problem = storm.run(history);
@@ -83,6 +98,7 @@ int runFast(World& world, const Orders& orders) {
     };
     return runSeeds(orders, run, [&storm] {
         print(u"Faults"_s, storm.faults());
+        printMembers(storm.damages());
         print(u"Steps"_s, storm.steps());
         print(u"States"_s, storm.states());
         return storm.writes();
@@ -132,7 +148,8 @@ int main(int argc, char** argv) {
                                    u"steps"_s);
     const QCommandLineOption asFound(u"as-found"_s, u"Do not look for a shorter history that fails."_s);
     const QCommandLineOption real(u"real"_s, u"With programs that are killed."_s);
-    parser.addOptions({seeds, seed, minutes, steps, asFound, real});
+    const QCommandLineOption tell(u"tell"_s, u"Each step, what was decided in it and its status."_s);
+    parser.addOptions({seeds, seed, minutes, steps, asFound, real, tell});
     parser.addHelpOption();
     parser.process(application);
 
@@ -145,7 +162,9 @@ int main(int argc, char** argv) {
     if (parser.isSet(steps)) {
         return runHistory(world, parser.value(steps));
     }
-    Orders orders{.first = parser.value(seed).toUInt(), .asFound = parser.isSet(asFound)};
+    Orders orders{.first = parser.value(seed).toUInt(),
+                  .asFound = parser.isSet(asFound),
+                  .tellsAll = parser.isSet(tell)};
     if (parser.isSet(seeds)) {
         orders.seeds = parser.value(seeds).toUInt();
     }

@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/realstorm.h"
 
+#include "tests/endurance/buttons.h"
+#include "tests/endurance/importfile.h"
+#include "tests/endurance/witness.h"
+#include "tests/endurance/wrongclock.h"
 #include "tests/support/keyring.h"
+#include "tests/vault/vaulthome.h"
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QJsonDocument>
 #include <QTest>
 #include <QThread>
@@ -18,11 +24,9 @@ namespace {
 constexpr int fewestSteps = 12;
 constexpr int mostSteps = 40;
 /// A save takes some milliseconds, a push and its answer as well.
-constexpr unsigned long longestBeforeAKillUs = 25000;
+constexpr int longestBeforeAKillMs = 25;
+constexpr quint32 usPerMs = 1000;
 constexpr int mostRounds = 60;
-/// Clocks go wrong by hours and by days, in both directions.
-constexpr std::array clockErrors{0, 3600, -3600, 90000, -90000, 86400 * 40, -86400 * 400};
-
 bool isSameWish(const QJsonObject& one, const QJsonObject& other) {
     return one.value(u"operation") == other.value(u"operation") &&
            one.value(u"entity_id") == other.value(u"entity_id") &&
@@ -48,6 +52,12 @@ QStringList common(const QJsonArray& queue, const QJsonArray& other) {
 
 } // namespace
 
+RealStorm::RealStorm(World& world) : m_world(world) {
+    for (Place& place : m_places) {
+        place.front.forwardTo(world.url());
+    }
+}
+
 QString RealStorm::run(quint32 seed) {
     m_dice.seed(seed);
     begin();
@@ -71,18 +81,15 @@ void RealStorm::begin() {
     m_world.empty();
     m_ledger = std::make_unique<Ledger>(m_world);
     m_folder = std::make_unique<QTemporaryDir>();
-    // Two names of the same machine are two servers to a client, each with a vault of its own.
-    const QString other = QString(m_world.url()).replace(u"127.0.0.1"_s, u"localhost"_s);
-    const std::array servers{m_world.url(), other};
-    for (std::size_t i = 0; i < m_places.size(); ++i) {
-        Place& place = m_places.at(i);
+    for (Place& place : m_places) {
         place.queue = {};
-        place.device = std::make_unique<Device>(servers.at(i));
+        place.front.forgetRequests();
+        place.device = std::make_unique<Device>(place.front.url());
         place.device->told = [this, &place](const DeviceView& view) { see(place, view); };
         place.device->start();
         // A key without its record is told of first.
         static_cast<void>(place.device->isCalm());
-        place.device->act(u"connect "_s + servers.at(i));
+        place.device->act(u"connect "_s + place.front.url());
         static_cast<void>(place.device->isCalm());
     }
 }
@@ -121,6 +128,15 @@ QString RealStorm::draw() {
         u"resend"_s,
         u"remove-retained "_s + file,
         u"remove-pending "_s + file,
+        u"move "_s + place,
+        u"workspace "_s + place,
+        u"report summary"_s,
+        u"report detailed"_s,
+        u"download "_s + file + u".csv"_s,
+        u"import"_s,
+        u"apply-import"_s,
+        u"apply-import"_s,
+        u"pause-import"_s,
     };
     return all.at(m_dice.bounded(int(all.size())));
 }
@@ -130,11 +146,15 @@ void RealStorm::takeStep() {
     Device& device = *place.device;
     const bool befalls = m_dice.bounded(4) == 0;
     // What is worth a kill is a write.
-    const QString what = befalls && m_dice.bounded(2) == 0 ? u"manual real-%1-0"_s.arg(++m_texts) : draw();
+    QString what = befalls && m_dice.bounded(2) == 0 ? u"manual real-%1-0"_s.arg(++m_texts) : draw();
+    if (what == u"import"_s) {
+        what = importFor(device);
+    }
     note(what);
     device.act(what);
     if (befalls) {
-        QThread::usleep(m_dice.bounded(quint32(longestBeforeAKillUs)));
+        QTest::qWait(m_dice.bounded(longestBeforeAKillMs)); // requests go on meanwhile
+        QThread::usleep(m_dice.bounded(usPerMs));
         befall(device);
     } else if (!device.hasAnswered()) {
         m_ledger->blame(u"the client does not answer"_s);
@@ -144,26 +164,57 @@ void RealStorm::takeStep() {
     }
 }
 
+QString RealStorm::importFor(Device& device) {
+    // Whose it is must not change until it is read.
+    if (!device.isCalm() || !m_world.workspacesOf(device.view().account).contains(device.view().workspace)) {
+        return u"sync"_s;
+    }
+    const QString label = World::importLabel(device.view().account, device.view().workspace) +
+                          QString::number(m_dice.bounded(2));
+    const QString fileName = m_folder->filePath(label + u".csv"_s);
+    if (!writeImport(fileName, label)) {
+        m_ledger->blame(u"no file can be written"_s);
+    }
+    return u"import "_s + fileName;
+}
+
 void RealStorm::befall(Device& device) {
-    const int which = m_dice.bounded(20);
+    const int which = m_dice.bounded(24);
     if (which < 9) {
         note(u"kill-client"_s);
         device.kill();
+        m_ledger->checkFiles({});
         device.start();
     } else if (which < 15) {
         restartServer();
     } else if (which < 16) {
         lockKeyring(device);
     } else if (which < 18 && Device::canSetClock()) {
-        const int error = clockErrors.at(static_cast<std::size_t>(m_dice.bounded(int(clockErrors.size()))));
+        const qint64 error = WrongClock::errors().at(m_dice.bounded(int(WrongClock::errors().size())));
         note(u"clock %1"_s.arg(error));
         device.setClock(error);
     } else {
+        befallElsewhere(device.view().account);
+    }
+}
+
+void RealStorm::befallElsewhere(const QString& account) {
+    const int which = m_dice.bounded(6);
+    const QStringList entities = m_world.entities();
+    if (which < 2) {
         note(u"edit-elsewhere"_s);
-        const QStringList entities = m_world.entities();
         if (!entities.isEmpty()) {
             m_world.editEntry(entities.at(m_dice.bounded(int(entities.size()))));
         }
+    } else if (which < 4) {
+        note(u"end-sessions"_s);
+        m_world.endSessions();
+    } else if (which < 5) {
+        note(u"close-periods"_s);
+        m_world.closePeriods(account);
+    } else {
+        note(u"reopen-periods"_s);
+        m_world.reopenPeriods();
     }
 }
 
@@ -186,7 +237,7 @@ void RealStorm::lockKeyring(Device& device) {
     }
     device.kill();
     device.start();
-    const QString text = u"manual locked-%1"_s.arg(++m_texts);
+    const QString text = u"manual real-locked-%1"_s.arg(++m_texts);
     device.act(text);
     if (!device.isCalm() || device.view().storage) {
         m_ledger->blame(u"a locked keyring was opened, with the status: "_s + device.view().message);
@@ -245,6 +296,30 @@ void RealStorm::readFiles() {
     }
 }
 
+void RealStorm::checkPushes(const Place& place) {
+    const QList<PeerRequest> pushes = place.front.requests("POST", u"/v1/sync/push"_s);
+    for (const PeerRequest& push : pushes) {
+        const QJsonArray mutations = push.json().value(u"mutations").toArray();
+        const QJsonObject mutation = mutations.first().toObject();
+        const QString id = idOf(mutation);
+        if (mutations.size() != 1 || push.headers.value("idempotency-key") != id.toUtf8()) {
+            m_ledger->blame(u"a push with another key than its change's"_s);
+        }
+        if (!m_ledger->knows(id) || m_ledger->of(id).mutation != mutation) {
+            m_ledger->blame(u"a push of what nobody recorded: "_s + QString::fromUtf8(push.body));
+            return;
+        }
+        m_ledger->recordRequest(id, push.body);
+    }
+}
+
+void RealStorm::checkFiles(const Place& place) {
+    const QString& server = place.device->server();
+    const QString token =
+        storedState(server, VaultHome::storedKey(server)).value(u"auth")[u"token"].toString();
+    m_ledger->checkFiles(token.isEmpty() ? QStringList() : QStringList{token});
+}
+
 void RealStorm::settle() {
     if (m_stopped && !m_world.startAgain()) {
         m_ledger->blame(u"the server does not start again"_s);
@@ -265,9 +340,11 @@ void RealStorm::settle() {
         if (!empty) {
             m_ledger->blame(u"no way to an empty queue, with the status: "_s + place.device->view().message);
         }
+        checkFiles(place);
         if (!place.device->quit()) {
             m_ledger->blame(u"the client does not end"_s);
         }
+        checkPushes(place);
     }
     readFiles();
     m_ledger->settle();
@@ -277,18 +354,23 @@ bool RealStorm::isEmpty(Device& device, int round) {
     const DeviceView& view = device.view();
     if (!device.isRunning()) {
         m_ledger->blame(u"the client has ended by itself: "_s + device.end());
-    } else if (view.storage && view.queue.isEmpty()) {
+        return false;
+    }
+    if (view.storage && view.queue.isEmpty()) {
         return true;
-    } else if (!view.storage) {
-        device.act(u"connect "_s + device.server());
-    } else if (view.sessionRefused) {
-        device.act(u"renew "_s + m_world.emailOf(view.account));
-    } else if (view.retained && round % 2 == 0) {
-        device.act(u"resend"_s);
-    } else if (view.retained) {
-        device.act(u"remove-retained "_s + m_folder->filePath(u"last-copy-%1.json"_s.arg(++m_texts)));
-    } else {
-        device.act(u"sync"_s);
+    }
+    const QString email = m_world.emailOf(view.account);
+    const QString copy = m_folder->filePath(u"last-copy-%1.json"_s.arg(++m_texts));
+    const QHash<Button, QString> acts{
+        {Button::Connect, u"connect "_s + device.server()},
+        {Button::SignInAgain, u"renew "_s + email},
+        {Button::ResendRetained, u"resend"_s},
+        {Button::RemoveRetained, u"remove-retained "_s + copy},
+        {Button::RemovePending, u"remove-pending "_s + copy},
+        {Button::Synchronize, u"sync"_s},
+    };
+    if (const QString act = acts.value(nextButton(view, round, !email.isEmpty())); !act.isEmpty()) {
+        device.act(act);
     }
     return false;
 }

@@ -3,6 +3,7 @@
 
 #include "tests/endurance/device.h"
 #include "tests/endurance/ledger.h"
+#include "tests/support/scriptedpeer.h"
 
 #include <QJsonArray>
 #include <QMap>
@@ -19,7 +20,7 @@
 /// when it happens is the machine's.
 class RealStorm {
 public:
-    explicit RealStorm(World& world) : m_world(world) {}
+    explicit RealStorm(World& world);
 
     /// What went wrong; empty when nothing did.
     [[nodiscard]] QString run(quint32 seed);
@@ -31,8 +32,9 @@ public:
     [[nodiscard]] qsizetype writes() const { return m_writes; }
 
 private:
-    /// A device, and what is known of its queue.
+    /// A device, what it knows as its server, and what is known of its queue.
     struct Place {
+        ScriptedPeer front;
         std::unique_ptr<Device> device;
         QJsonArray queue;
     };
@@ -40,6 +42,9 @@ private:
     void begin();
     void takeStep();
     void befall(Device& device);
+    void befallElsewhere(const QString& account);
+    /// Writes a file of the device's person, and says how to import it.
+    [[nodiscard]] QString importFor(Device& device);
     void note(const QString& event);
 
     void see(Place& place, const DeviceView& view);
@@ -53,6 +58,9 @@ private:
     /// Whether nothing waits there; else does what a person can do about it.
     [[nodiscard]] bool isEmpty(Device& device, int round);
     void readFiles();
+    /// Each change went out with its own key and the same bytes each time.
+    void checkPushes(const Place& place);
+    void checkFiles(const Place& place);
 
     World& m_world;
     std::unique_ptr<Ledger> m_ledger;

@@ -10,6 +10,7 @@
 #include <qt6keychain/keychain.h>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -48,7 +49,7 @@ QStringList Seat::files() const {
 
 void Seat::empty(Ledger& ledger) {
     leave();
-    proxy.goOnline();
+    proxy.beginAnew();
     const QStringList all = files();
     for (const QString& file : all) {
         QFile::remove(file);
@@ -63,7 +64,11 @@ void Seat::leave() {
 }
 
 void Seat::begin() {
-    m_controller = std::make_unique<Controller>();
+    begin(std::make_unique<Controller>());
+}
+
+void Seat::begin(std::unique_ptr<Controller> program) {
+    m_controller = std::move(program);
     const QList<QTimer*> timers = m_controller->findChildren<QTimer*>(Qt::FindDirectChildrenOnly);
     m_period = *std::find_if(timers.begin(), timers.end(),
                              [](const QTimer* timer) { return timer->interval() == periodMs; });
@@ -78,13 +83,40 @@ void Seat::restart() {
 }
 
 void Seat::kill() {
+    keepFilesAt(0);
+    die();
+}
+
+void Seat::keepFilesAt(int change) {
     blocker.reset(); // its trigger is none of what a kill would leave
+    m_changesLeft = change;
+    const auto count = [this] {
+        if (m_changesLeft > 0 && --m_changesLeft == 0) {
+            keepFiles();
+        }
+    };
+    QObject::connect(m_controller.get(), &Controller::changed, m_controller.get(), count);
+    if (change == 0) {
+        keepFiles();
+    }
+}
+
+void Seat::keepFiles() {
+    m_changesLeft = 0;
     const QStringList all = files();
     for (const QString& file : all) {
         QFile::remove(file + u".kept"_s);
         QFile::copy(file, file + u".kept"_s);
     }
+    m_witness->lookAway();
+}
+
+void Seat::die() {
+    if (!hasKeptFiles()) {
+        keepFiles();
+    }
     leave();
+    const QStringList all = files();
     for (const QString& file : all) {
         QFile::remove(file);
         QFile::rename(file + u".kept"_s, file);
@@ -97,12 +129,26 @@ void Seat::connectServer() {
     m_controller->connectServer(proxy.url());
 }
 
-qsizetype Seat::requests() const {
-    return m_controller ? openReplies(*m_controller).size() : 0;
+bool Seat::isAtRest() const {
+    if (!m_controller) {
+        return proxy.waiting() == 0;
+    }
+    const QList<QNetworkReply*> open = openReplies(*m_controller);
+    const auto wereOpen = std::count_if(
+        open.begin(), open.end(), [this](const QNetworkReply* reply) { return m_waited.contains(reply); });
+    // One that was given up is still there until its connection has ended.
+    return open.size() == proxy.waiting() && proxy.arranged() <= wereOpen &&
+           !m_controller->findChild<QKeychain::Job*>();
 }
 
-bool Seat::unlocking() const {
-    return m_controller && m_controller->findChild<QKeychain::Job*>();
+void Seat::noteRest() {
+    m_waited.clear();
+    if (m_controller) {
+        const QList<QNetworkReply*> open = openReplies(*m_controller);
+        m_waited = QSet<const QNetworkReply*>(open.begin(), open.end());
+    }
+    proxy.arrange();
+    m_witness->seeRest(proxy.waiting());
 }
 
 void Seat::passPeriod() {

@@ -7,8 +7,11 @@
 #include "tests/support/vaultfile.h"
 
 #include <QList>
+#include <QSet>
 
 #include <memory>
+
+class QNetworkReply;
 
 /// One device: a client with a vault of its own, the proxy that it knows as its
 /// server, and who watches it.
@@ -22,16 +25,22 @@ public:
     void leave();
     /// The program begins, not connected.
     void begin();
+    void begin(std::unique_ptr<Controller> program);
     /// The program ends, and starts again and connects.
     void restart();
     /// As restart(), but the files stay as a kill in this moment would leave them.
     void kill();
+    /// The same in two steps: the files are kept in the moment in which the program shows its
+    /// `change`-th change from now on, at the latest when it dies. What it does in between, nobody sees.
+    void keepFilesAt(int change);
+    [[nodiscard]] bool hasKeptFiles() const { return m_changesLeft == 0; }
+    void die();
     void connectServer();
 
-    /// The program's own requests that have not ended.
-    [[nodiscard]] qsizetype requests() const;
-    /// A key is on its way from or to the credential store.
-    [[nodiscard]] bool unlocking() const;
+    /// All that the program asks for waits in the proxy, and no key is on its way from or to the
+    /// credential store.
+    [[nodiscard]] bool isAtRest() const;
+    void noteRest();
 
     /// What 15 s would bring; and 12 s for all requests; and the pause of the reloads.
     void passPeriod();
@@ -47,8 +56,11 @@ public:
 
 private:
     [[nodiscard]] QStringList files() const;
+    void keepFiles();
 
     std::unique_ptr<Witness> m_witness;
     std::unique_ptr<Controller> m_controller;
     QTimer* m_period = nullptr;
+    QSet<const QNetworkReply*> m_waited; ///< when all was at rest the last time
+    int m_changesLeft = 0;               ///< until the files are kept
 };

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/storm.h"
 
+#include "tests/endurance/buttons.h"
+#include "tests/endurance/damage.h"
+#include "tests/endurance/wrongclock.h"
 #include "tests/support/client.h"
 
 #include <QCoreApplication>
@@ -15,8 +18,7 @@ namespace {
 
 /// No other person's way out needs more presses.
 constexpr int mostRounds = 40;
-/// After so many presses of Sync without an effect a person sets aside what waits.
-constexpr int patience = 8;
+constexpr int stepsBetweenLooks = 10;
 /// A network that answers everything comes to an end long before.
 constexpr int mostRequests = 500;
 /// Rounds of the event loop in which nothing moved.
@@ -58,12 +60,18 @@ void Storm::begin() {
     m_ledger = std::make_unique<Ledger>(m_world);
     m_seatCount = 1;
     m_texts = 0;
-    // The first connect finds a key without its record and says so; the second begins anew.
+    m_taken = 0;
+    WrongClock::set(0);
+    unlockKeyring();
     for (auto& seat : m_seats) {
         seat->empty(*m_ledger);
     }
+    connectAnew(*m_seats[0]);
+}
+
+void Storm::connectAnew(Seat& seat) {
     for (int i = 0; i < 2; ++i) {
-        m_seats[0]->connectServer();
+        seat.connectServer();
         calm();
     }
 }
@@ -74,18 +82,29 @@ void Storm::take(const Step& step) {
     m_detail.clear();
     (this->*action.act)();
     calm();
+    if (++m_taken % stepsBetweenLooks == 0) {
+        lookForClearText();
+    }
     ++m_steps[QString::fromLatin1(action.name)];
     countStates();
     if (m_tellsAll) {
         QTextStream(stderr) << action.name << ':' << step.chance << "  " << m_detail << "  "
-                            << m_seats[0]->client().message() << '\n';
+                            << m_seats[0]->client().message() << "  [" << requests().join(u' ') << "]\n";
     }
 }
 
+QStringList Storm::requests() const {
+    QStringList all;
+    for (const auto& seat : m_seats) {
+        for (qsizetype i = 0; i < seat->proxy.waiting(); ++i) {
+            all.append(Damage::nameOf(seat->proxy.at(i).path()));
+        }
+    }
+    return all;
+}
+
 bool Storm::isAtRest() const {
-    return std::all_of(m_seats.begin(), m_seats.end(), [](const auto& seat) {
-        return seat->requests() == seat->proxy.waiting() && !seat->unlocking();
-    });
+    return std::all_of(m_seats.begin(), m_seats.end(), [](const auto& seat) { return seat->isAtRest(); });
 }
 
 void Storm::calm() {
@@ -102,7 +121,7 @@ void Storm::calm() {
         }
     }
     for (const auto& seat : m_seats) {
-        seat->witness().seeRest(seat->proxy.waiting());
+        seat->noteRest();
     }
 }
 
@@ -142,6 +161,7 @@ void Storm::countStates() {
 }
 
 void Storm::settle() {
+    unlockKeyring();
     for (const auto& seat : m_seats) {
         seat->blocker.reset();
         seat->proxy.goOnline();
@@ -167,41 +187,57 @@ void Storm::settle() {
             m_ledger->blame(u"the record still holds what waits no more"_s);
         }
         seat.witness().checkKey();
-        seat.witness().checkFiles(u"storm-"_s);
     }
+    lookForClearText();
     m_ledger->settle();
+}
+
+void Storm::lookForClearText() {
+    QStringList secrets;
+    for (const auto& seat : m_seats) {
+        secrets.append(seat->witness().secrets());
+    }
+    m_ledger->checkFiles(secrets);
 }
 
 bool Storm::isEmpty(Seat& seat, int round) {
     Controller& client = seat.client();
-    if (client.pending() == 0 && client.queueReady()) {
+    const DeviceView view = DeviceView::of(client, 0);
+    if (view.queue.isEmpty() && view.storage) {
         return true;
     }
-    if (client.busy() || client.syncing()) {
-        return false;
-    }
-    const QString account = client.durableState().value(u"auth")[u"user_id"].toString();
-    if (client.pending() == 0) {
+    const QString email = m_world.emailOf(client.durableState().value(u"auth")[u"user_id"].toString());
+    const QString copy = u"last-copy-%1.json"_s;
+    switch (nextButton(view, round, !email.isEmpty())) {
+    case Button::None:
+        break;
+    case Button::Connect:
         seat.connectServer();
-    } else if (client.sessionRefused() && !m_world.emailOf(account).isEmpty()) {
-        client.renewSession(m_world.emailOf(account), AccountServer::password());
-    } else if (!client.retained().isEmpty() && round % 2 == 0) {
+        break;
+    case Button::SignInAgain:
+        client.renewSession(email, AccountServer::password());
+        break;
+    case Button::ResendRetained:
         client.resendRetained();
-    } else if (!client.retained().isEmpty() || round > patience) {
-        const bool isRefused = !client.retained().isEmpty();
-        setAside(seat, u"last-copy-%1.json"_s,
-                 isRefused ? &Controller::removeRetained : &Controller::removePending);
-    } else {
+        break;
+    case Button::RemoveRetained:
+        setAside(seat, copy, &Controller::removeRetained);
+        break;
+    case Button::RemovePending:
+        setAside(seat, copy, &Controller::removePending);
+        break;
+    case Button::Synchronize:
         client.synchronize();
+        break;
     }
     return false;
 }
 
-QMap<QString, int> Storm::faults() const {
+QMap<QString, int> Storm::sumOf(const QMap<QString, int>& (FaultProxy::*counts)() const) const {
     QMap<QString, int> all;
     for (const auto& seat : m_seats) {
-        const QMap<QString, int>& counts = seat->proxy.counts();
-        for (auto it = counts.begin(); it != counts.end(); ++it) {
+        const QMap<QString, int>& some = (seat->proxy.*counts)();
+        for (auto it = some.begin(); it != some.end(); ++it) {
             all[it.key()] += it.value();
         }
     }

@@ -33,8 +33,9 @@ public:
     /// What went wrong; empty when nothing did.
     [[nodiscard]] QString run(const History& history);
 
-    /// Over all runs: how often each fault, step and state came.
-    [[nodiscard]] QMap<QString, int> faults() const;
+    /// Over all runs: how often each fault, damaged member, step and state came.
+    [[nodiscard]] QMap<QString, int> faults() const { return sumOf(&FaultProxy::counts); }
+    [[nodiscard]] QMap<QString, int> damages() const { return sumOf(&FaultProxy::damages); }
     [[nodiscard]] const QMap<QString, int>& steps() const { return m_steps; }
     [[nodiscard]] const QMap<QString, int>& states() const { return m_states; }
     [[nodiscard]] qsizetype writes() const { return m_writes; }
@@ -66,12 +67,16 @@ private:
     void exportPending();
     void connectServer();
     void report();
+    void downloadReport();
     void import();
     void applyImport();
     void pauseImport();
     void leaveEarly();
+
+    // The programs
     void restart();
     void kill();
+    void killWithin();
     void startSecondProgram();
     void startSecondDevice();
 
@@ -91,6 +96,8 @@ private:
     void allowSaves();
     void loseKey();
     void lockKeyring();
+    void unlockKeyring();
+    void jumpClock();
     void damageRecord();
     void killServer();
     void editElsewhere();
@@ -100,6 +107,8 @@ private:
     void endSessions();
 
     void begin();
+    /// The first connect finds a key without its record and says so; the second begins anew.
+    void connectAnew(Seat& seat);
     void take(const Step& step);
     void calm();
     void flowEverywhere();
@@ -107,15 +116,27 @@ private:
     [[nodiscard]] bool isEmpty(Seat& seat, int round);
     void removeHere(void (Controller::*remove)());
     void settle();
+    /// In the files beside the database, too.
+    void lookForClearText();
     [[nodiscard]] bool isAtRest() const;
+    /// Those that wait, at both seats.
+    [[nodiscard]] QStringList requests() const;
     void countStates();
     void setAside(Seat& here, const QString& name, void (Controller::*remove)());
 
     void passAllButFirst(Seat& here);
     /// Does it with one of the entries that are shown; what `changes` an entry must spare those of a
     /// closed period.
-    void withAnEntry(const std::function<void(Controller& client, const QString& id)>& act, bool changes);
+    void withAnEntry(const std::function<void(Controller& client, const QVariantMap& entry)>& act,
+                     bool changes);
+    void addManual(Controller& client);
+    /// One of the things that a person does.
+    void actAnyhow(Controller& client);
+    /// The id of one of the projects that are shown, or none.
+    [[nodiscard]] QString anyProject(const Controller& client);
+    [[nodiscard]] QString moved(const QString& time);
 
+    [[nodiscard]] QMap<QString, int> sumOf(const QMap<QString, int>& (FaultProxy::*counts)() const) const;
     [[nodiscard]] Seat& seat() { return *m_seats.at(m_dice.bounded(m_seatCount)); }
     [[nodiscard]] Seat* seatWithRequests();
     [[nodiscard]] QString freshText();
@@ -129,7 +150,9 @@ private:
     QRandomGenerator m_dice;
     int m_texts = 0;
     int m_files = 0;
+    int m_taken = 0;  ///< steps
     QString m_detail; ///< of the last step
+    bool m_keyringLocked = false;
 
     bool m_tellsAll = false;
     QMap<QString, int> m_steps;

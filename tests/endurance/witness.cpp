@@ -3,7 +3,6 @@
 
 #include "controller/controller.h"
 #include "tests/endurance/faultproxy.h"
-#include "tests/support/filesearch.h"
 #include "tests/support/vaultfile.h"
 #include "tests/vault/vaulthome.h"
 #include "vault/vault.h"
@@ -17,6 +16,10 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+
+const QString saved = u"Saved securely on this device"_s;
+/// A damaged reply can name a shorter one, which would be found anywhere.
+constexpr qsizetype longestGarbledToken = 8;
 
 bool contains(const QJsonArray& queue, const QJsonValue& item) {
     return std::any_of(queue.begin(), queue.end(), [&item](const QJsonValue& other) {
@@ -33,6 +36,14 @@ QJsonArray without(const QJsonArray& queue, const QJsonArray& other) {
 
 } // namespace
 
+QJsonObject storedState(const QString& server, const QByteArray& key) {
+    const QByteArray record = sealedRecord(server);
+    return record.isEmpty() ? QJsonObject()
+                            : QJsonDocument::fromJson(
+                                  Vault::unseal(record.mid(4), key, VaultHome::accountAwareContext(server)))
+                                  .object();
+}
+
 Witness::Witness(QString server, Ledger& ledger) : m_server(std::move(server)), m_ledger(ledger) {
 }
 
@@ -46,7 +57,15 @@ void Witness::watch(Controller* controller) {
     m_identity.clear();
     m_lastPush.clear();
     m_reportAccount.clear();
+    m_message.clear();
     connect(controller, &Controller::changed, this, &Witness::see);
+}
+
+void Witness::lookAway() {
+    if (m_controller) {
+        m_controller->disconnect(this);
+    }
+    m_controller = nullptr;
 }
 
 const QByteArray& Witness::key() {
@@ -62,24 +81,16 @@ void Witness::checkKey() {
     }
 }
 
-void Witness::checkFiles(const QString& clearText) {
-    const QStringList found = filesThatHold(clearText, VaultHome::directory());
-    if (!found.isEmpty()) {
-        blame(u"clear text in "_s + found.first());
-    }
-}
-
 QJsonArray Witness::storedQueue() {
-    const QByteArray record = sealedRecord(m_server);
-    if (record.isEmpty()) {
-        return {};
-    }
-    const QByteArray text = Vault::unseal(record.mid(4), key(), VaultHome::accountAwareContext(m_server));
-    return QJsonDocument::fromJson(text)[u"queue"].toArray();
+    return storedState(m_server, key()).value(u"queue").toArray();
 }
 
 void Witness::see() {
-    const QJsonArray queue = m_controller->durableState().value(u"queue").toArray();
+    const QString before = std::exchange(m_message, m_controller->message());
+    const bool saidSaved = m_message == saved && m_message != before;
+    const QJsonObject state = m_controller->durableState();
+    const QJsonArray queue = state.value(u"queue").toArray();
+    noteSecrets(state);
     if (!m_loaded) {
         if (!m_controller->queueReady()) {
             return;
@@ -89,8 +100,18 @@ void Witness::see() {
             blame(u"what waited before a restart does not wait after it"_s);
         }
     }
+    if (saidSaved && without(queue, m_queue).isEmpty()) {
+        blame(u"somebody was told that something was saved, but nothing was"_s);
+    }
     if (queue != m_queue) {
         seeQueue(queue);
+    }
+}
+
+void Witness::noteSecrets(const QJsonObject& state) {
+    const QString token = state.value(u"auth")[u"token"].toString();
+    if (token.size() > longestGarbledToken && !m_secrets.contains(token)) {
+        m_secrets.append(token);
     }
 }
 
@@ -123,7 +144,7 @@ void Witness::seeQueue(const QJsonArray& queue) {
 }
 
 void Witness::seeNewItem(const QJsonObject& item) {
-    if (m_controller->message() != u"Saved securely on this device"_s) {
+    if (m_controller->message() != saved) {
         blame(u"something waits that nobody was told of, with the status: "_s + m_controller->message());
     }
     m_ledger.record(m_controller->accountId(), item.value(u"mutation").toObject());
@@ -167,9 +188,12 @@ void Witness::seeRemoved(const QJsonArray& removed) {
 }
 
 void Witness::seeRequest(const PeerRequest& request) {
+    if (!m_controller) {
+        return; // of a program that is dead already, as far as its files go
+    }
     const QString path = request.path.mid(3);
     const bool leaving = path == u"/auth/logout"_s;
-    const QJsonObject state = m_controller ? m_controller->durableState() : QJsonObject();
+    const QJsonObject state = m_controller->durableState();
     if (state.value(u"signed_out").toBool() && !leaving && path != u"/auth/login"_s) {
         blame(u"a request after the sign-out: "_s + path);
     }

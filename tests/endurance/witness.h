@@ -10,8 +10,12 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QStringList>
 
 class Controller;
+
+/// The document in the sealed record of this server; empty where there is none.
+[[nodiscard]] QJsonObject storedState(const QString& server, const QByteArray& key);
 
 /// Watches one client from outside: what it shows, what is sealed on its disk,
 /// and what it sends.
@@ -21,6 +25,8 @@ public:
 
     /// From now on the client is this program; what waited in the one before must wait in it.
     void watch(Controller* controller);
+    /// Until then, nothing that happens counts.
+    void lookAway();
     /// What leaves the queue from now on goes into this file; with an empty name, to the server.
     void expectFile(const QString& fileName) { m_fileName = fileName; }
 
@@ -36,10 +42,12 @@ public:
     /// The record's key in the credential store, as it first was.
     [[nodiscard]] const QByteArray& key();
     void checkKey();
-    void checkFiles(const QString& clearText);
+    /// The session tokens that the client has had.
+    [[nodiscard]] const QStringList& secrets() const { return m_secrets; }
 
 private:
     void see();
+    void noteSecrets(const QJsonObject& state);
     void seeQueue(const QJsonArray& queue);
     void seeNewItem(const QJsonObject& item);
     void seeHead(const QJsonObject& before, const QJsonObject& now);
@@ -52,6 +60,8 @@ private:
     QPointer<Controller> m_controller;
     QByteArray m_key;
     QJsonArray m_queue;
+    QString m_message;
+    QStringList m_secrets;
     bool m_loaded = false;
     QString m_fileName;
     QString m_reportAccount;

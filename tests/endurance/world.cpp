@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/world.h"
 
-#include <QDateTime>
+#include "tests/endurance/wrongclock.h"
+
 #include <QJsonDocument>
 #include <QUuid>
 
@@ -29,8 +30,16 @@ bool World::start() {
         run(u"INSERT INTO workspaces (id, name, created_at) VALUES (?, 'Second room', 4000000000)"_s,
             {workspace});
         run(u"INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"_s, {workspace, user});
-        m_workspaces.insert(user,
-                            column(u"SELECT workspace_id FROM members WHERE user_id = '%1'"_s.arg(user)));
+        m_workspaces.insert(
+            user,
+            column(u"SELECT workspace_id FROM members WHERE user_id = '%1' ORDER BY rowid"_s.arg(user)));
+    }
+    const QStringList bare =
+        column(u"SELECT id FROM workspaces WHERE id NOT IN (SELECT workspace_id FROM projects)"_s);
+    for (const QString& workspace : bare) {
+        run(u"INSERT INTO projects (id, workspace_id, name, color, archived)"
+            " VALUES (?, ?, 'A project', '#123456', 0)"_s,
+            {newId(), workspace});
     }
     return true;
 }
@@ -41,6 +50,7 @@ void World::empty() {
         run(u"DELETE FROM "_s + QString::fromLatin1(table));
     }
     m_others.clear();
+    m_edited.clear();
     noteChange();
 }
 
@@ -66,6 +76,7 @@ QString World::emailOf(const QString& user) const {
 }
 
 void World::editEntry(const QString& entity) {
+    m_edited.insert(entity);
     run(u"UPDATE time_entries SET description = description || '.', version = version + 1 WHERE id = ?"_s,
         {entity});
     noteChange();
@@ -80,12 +91,12 @@ void World::startTimer(const QString& user) {
     m_others.insert(entity);
     run(u"INSERT OR IGNORE INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable,"
         " start_at, version) VALUES (?, ?, ?, 'elsewhere', '[]', 0, ?, 1)"_s,
-        {entity, workspaces.first(), user, QDateTime::currentSecsSinceEpoch() - 60});
+        {entity, workspaces.first(), user, WrongClock::trueSeconds() - 60});
     noteChange();
 }
 
 void World::closePeriods(const QString& user) {
-    const qint64 now = QDateTime::currentSecsSinceEpoch();
+    const qint64 now = WrongClock::trueSeconds();
     const QStringList workspaces = workspacesOf(user);
     for (const QString& workspace : workspaces) {
         run(u"INSERT INTO timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, timezone,"
@@ -106,9 +117,16 @@ void World::endSessions() {
 }
 
 QString World::verdict(const QString& mutation) const {
-    const QString result =
-        run(u"SELECT result FROM mutations WHERE mutation_id = ?"_s, {mutation}).toString();
-    return QJsonDocument::fromJson(result.toUtf8())[u"status"].toString();
+    return result(mutation).value(u"status").toString();
+}
+
+QJsonObject World::result(const QString& mutation) const {
+    const QVariant text = run(u"SELECT result FROM mutations WHERE mutation_id = ?"_s, {mutation});
+    return QJsonDocument::fromJson(text.toString().toUtf8()).object();
+}
+
+QString World::authorOf(const QString& mutation) const {
+    return run(u"SELECT user_id FROM mutations WHERE mutation_id = ?"_s, {mutation}).toString();
 }
 
 QStringList World::answered() const {
@@ -116,7 +134,8 @@ QStringList World::answered() const {
 }
 
 QStringList World::entities() const {
-    return column(u"SELECT id FROM time_entries"_s);
+    // Their ids are others in each run; when they came is not.
+    return column(u"SELECT id FROM time_entries ORDER BY rowid"_s);
 }
 
 QString World::importLabel(const QString& user, const QString& workspace) {

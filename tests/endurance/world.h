@@ -5,6 +5,7 @@
 #include "tests/support/sqlitefile.h"
 
 #include <QHash>
+#include <QJsonObject>
 #include <QSet>
 #include <QString>
 #include <QStringList>
@@ -16,7 +17,7 @@
 /// happens there without the clients.
 class World {
 public:
-    /// Starts the server, with three people who have two workspaces each.
+    /// Starts the server, with three people who have two workspaces each, and a project in each.
     [[nodiscard]] bool start();
     /// Nobody has recorded anything, and nobody is signed in.
     void empty();
@@ -28,6 +29,8 @@ public:
 
     [[nodiscard]] QString url() const { return m_accounts.server.url(); }
     [[nodiscard]] QStringList workspacesOf(const QString& user) const { return m_workspaces.value(user); }
+    /// An id that no person has.
+    static QString nobody() { return u"a11e0000-0000-4000-8000-000000000000"_s; }
     /// Of whoever has this id; empty for who cannot sign in.
     [[nodiscard]] QString emailOf(const QString& user) const;
 
@@ -43,6 +46,9 @@ public:
 
     /// The stored answer of one change: "accepted" and so on; empty when it has none.
     [[nodiscard]] QString verdict(const QString& mutation) const;
+    /// The whole of that answer, and whose change it was taken for.
+    [[nodiscard]] QJsonObject result(const QString& mutation) const;
+    [[nodiscard]] QString authorOf(const QString& mutation) const;
     /// The ids of all changes that were answered.
     [[nodiscard]] QStringList answered() const;
     [[nodiscard]] QStringList entities() const;
@@ -59,6 +65,8 @@ public:
 
     /// Entries that others made.
     [[nodiscard]] const QSet<QString>& others() const { return m_others; }
+    /// Entries that others edited.
+    [[nodiscard]] const QSet<QString>& edited() const { return m_edited; }
 
 private:
     /// What the server itself notes with each change of a workspace.
@@ -70,4 +78,5 @@ private:
     std::unique_ptr<SqliteFile> m_file;
     QHash<QString, QStringList> m_workspaces;
     QSet<QString> m_others;
+    QSet<QString> m_edited;
 };
