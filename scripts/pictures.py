@@ -115,6 +115,17 @@ def has_focus(field):
     return find(application(), field).get_state_set().contains(Atspi.StateType.FOCUSED)
 
 
+def focused(node):
+    """The name of the element under node that has the focus."""
+    if node is None:
+        return None
+    for i in range(node.get_child_count()):
+        found = focused(node.get_child_at_index(i))
+        if found:
+            return found
+    return node.get_name() if node.get_state_set().contains(Atspi.StateType.FOCUSED) else None
+
+
 def type_keys(text):
     subprocess.run(["xdotool", "type", "--delay", "20", text], check=True)
 
@@ -122,8 +133,9 @@ def type_keys(text):
 def tab_to(field):
     """Presses Tab until the keyboard is in this field, past the buttons before it."""
     for _ in range(4):
+        before = focused(application())
         subprocess.run(["xdotool", "key", "Tab"], check=True)
-        time.sleep(0.3)  # the focus is told a little later
+        wait_for("the next focus", lambda: focused(application()) not in (None, before))
         if has_focus(field):
             return
     sys.exit(f'pictures: Tab does not lead to "{field}"')

@@ -161,7 +161,7 @@ void AbsenceTest::escapeKeepsTheTime() {
     m_logind->emitSignal(u"PrepareForSleep"_s, {true});
     m_logind->emitSignal(u"PrepareForSleep"_s, {false});
     QTRY_VERIFY_WITH_TIMEOUT(isAsked(), Screen::patienceMs);
-    QTRY_VERIFY_WITH_TIMEOUT(m_screen.isInFront(*m_program), Screen::patienceMs);
+    QVERIFY(QTest::qWaitFor([&] { return m_screen.isInFront(*m_program); }, Screen::patienceMs));
     QVERIFY(retry([&] { return m_screen.key(u"Escape"_s); }, [&] { return !isAsked(); }));
     QCOMPARE(entries().size(), 1);
     QVERIFY(closed().isEmpty());

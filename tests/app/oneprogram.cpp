@@ -234,7 +234,7 @@ void OneProgramTest::aProgramThatQuitsWhileItIsAskedLeavesOneWindow() {
     for (int round = 0; round < 3; ++round) {
         Program first;
         QVERIFY(open(first));
-        QTRY_VERIFY_WITH_TIMEOUT(m_screen.isInFront(first), Screen::patienceMs);
+        QVERIFY(QTest::qWaitFor([&] { return m_screen.isInFront(first); }, Screen::patienceMs));
         stop(first);
         QVERIFY(m_screen.key(u"alt+F4"_s));
         Program second;
@@ -362,7 +362,7 @@ void OneProgramTest::whatIsNoRequestChangesNothing() {
     QCOMPARE(call(u"Open"_s, {QStringList{u"file:///etc/passwd"_s}, garbage}).type(),
              QDBusMessage::ReplyMessage);
     QVERIFY(getsConnected(program));
-    QTRY_VERIFY_WITH_TIMEOUT(m_screen.isInFront(program), Screen::patienceMs);
+    QVERIFY(QTest::qWaitFor([&] { return m_screen.isInFront(program); }, Screen::patienceMs));
 }
 
 QTEST_MAIN(OneProgramTest)

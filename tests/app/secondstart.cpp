@@ -108,7 +108,7 @@ bool SecondStartTest::comesToTheFront(const Program& program) const {
 void SecondStartTest::bringsTheWindowOutOfTheTray() {
     Program program;
     QVERIFY(open(program));
-    QTRY_VERIFY_WITH_TIMEOUT(m_screen.trayIcon(program).isValid(), Screen::patienceMs);
+    QVERIFY(QTest::qWaitFor([&] { return m_screen.trayIcon(program).isValid(); }, Screen::patienceMs));
     for (const int desktop : {0, 1}) {
         QVERIFY(m_screen.close(program));
         QVERIFY(program.isRunning());
@@ -124,7 +124,7 @@ void SecondStartTest::bringsTheWindowFromAnotherDesktop() {
     QVERIFY(open(program));
     QVERIFY(comesToTheFront(program));
     QVERIFY(m_screen.goToDesktop(1));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.isInFront(program), Screen::patienceMs);
+    QVERIFY(QTest::qWaitFor([&] { return !m_screen.isInFront(program); }, Screen::patienceMs));
 
     QVERIFY(handOver());
     QVERIFY(comesToTheFront(program));
@@ -135,7 +135,7 @@ void SecondStartTest::bringsTheMinimisedWindow() {
     QVERIFY(open(program));
     QVERIFY(comesToTheFront(program));
     QVERIFY(m_screen.minimise(program));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.isInFront(program), Screen::patienceMs);
+    QVERIFY(QTest::qWaitFor([&] { return !m_screen.isInFront(program); }, Screen::patienceMs));
 
     QVERIFY(handOver());
     QVERIFY(comesToTheFront(program));

@@ -74,7 +74,7 @@ void TrayTest::closingHidesAndAClickShowsAgain() {
     QVERIFY(start(program));
     QVERIFY(hide(program));
     QVERIFY(m_screen.click(m_screen.trayIcon(program).center()));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.window(program).isEmpty(), Screen::patienceMs);
+    QVERIFY(QTest::qWaitFor([&] { return !m_screen.window(program).isEmpty(); }, Screen::patienceMs));
     QVERIFY(program.shows(Element::Role::Label, connected));
     QVERIFY(program.isRunning());
 }
@@ -97,7 +97,7 @@ void TrayTest::menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits() {
     QVERIFY(isHidden(program));
 
     QVERIFY(m_screen.chooseInTray(program, menuShow));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_screen.window(program).isEmpty(), Screen::patienceMs);
+    QVERIFY(QTest::qWaitFor([&] { return !m_screen.window(program).isEmpty(); }, Screen::patienceMs));
     QVERIFY(hide(program));
     QVERIFY(m_screen.chooseInTray(program, menuQuit));
     QCOMPARE(program.exitCode(), 0);
