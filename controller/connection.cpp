@@ -74,8 +74,11 @@ void Controller::vaultReady() {
         fail(u"Encrypted account/queue could not be authenticated; no identity fallback was attempted"_s);
         return;
     }
+    const QJsonObject me = Document::fromJson(state).me;
+    // Without a server, the times that are typed are still those of the account.
+    m_timezone = me.value(u"timezone").toString(m_timezone);
     // The record of a server can be anew, or somebody else's by now.
-    if (Document::fromJson(state).me.value(u"id") == m_document.me.value(u"id")) {
+    if (me.value(u"id") == m_document.me.value(u"id")) {
         applyDurable(state);
     } else {
         changeAccount(state);

@@ -2,6 +2,7 @@
 #include "controller/controller.h"
 #include "controller/replies.h"
 
+#include <QCoreApplication>
 #include <QSettings>
 #include <QUuid>
 
@@ -32,6 +33,7 @@ Controller::Controller(QObject* parent)
     m_reloadPause.setSingleShot(true);
     connect(this, &Controller::changed, this, &Controller::noticeAccount);
     connect(this, &Controller::changed, this, &Controller::noticeIdle);
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, &Controller::recordWaiting);
     connect(&m_tickTimer, &QTimer::timeout, this, &Controller::tick);
     m_tickTimer.start(tickMs);
     connect(&m_syncTimer, &QTimer::timeout, this, &Controller::syncPeriodically);

@@ -278,6 +278,7 @@ private:
         ReportView reportView;
         QJsonObject importPreview;
         ImportView importView;
+        QString previewWorkspace; ///< which importPreview is for
         NextChunk nextChunk = NextChunk::None;
         bool importPaused = false;
         bool sessionRefused = false;
@@ -351,6 +352,8 @@ private:
     /// What waits for the end of `busy` goes on.
     void noticeIdle();
     void resumeWaiting();
+    /// The program ends: what was pressed does not wait for the server any more.
+    void recordWaiting();
 
     /// The one road to a new session, whatever it is for. Not asked for where the server could be
     /// overheard; sent once; revoked unless `callback` has adopted it.
@@ -376,8 +379,10 @@ private:
     void applyPushReply(const QJsonObject& item, const QJsonObject& reply, int status);
 
     void saveExport(const QString& fileName, const QByteArray& body, int status);
-    void adoptPreview(const QJsonObject& preview);
+    void adoptPreview(const QJsonObject& preview, const QString& workspace);
     void showPreview(const QJsonObject& preview);
+    [[nodiscard]] bool canApply() const;
+    void applyChunk();
     void applyImportReply(qint64 preview, const QJsonObject& reply, int status);
     void continueImport();
 

@@ -65,19 +65,21 @@ void Controller::previewCsv(const QString& namespaceName, const QString& zone, b
         {u"source_namespace"_s, namespaceName},
         {u"assign_to_me"_s, true},
     };
-    const QString path = u"/workspaces/"_s + m_document.workspace + u"/imports/csv/preview"_s;
-    send("POST", path, body, [this](const QJsonObject& reply, int status) {
+    const QString workspace = m_document.workspace;
+    const QString path = u"/workspaces/"_s + workspace + u"/imports/csv/preview"_s;
+    send("POST", path, body, [this, workspace](const QJsonObject& reply, int status) {
         if (status != 201) {
             failAsToldBy(reply, u"Import preview failed"_s);
             return;
         }
-        adoptPreview(reply);
+        adoptPreview(reply, workspace);
         finish(u"Preview only: no time entries have been written"_s);
     });
 }
 
-void Controller::adoptPreview(const QJsonObject& preview) {
+void Controller::adoptPreview(const QJsonObject& preview, const QString& workspace) {
     showPreview(preview);
+    m_personal.previewWorkspace = workspace;
     // Nothing of a former import goes on under a preview that nobody has confirmed.
     ++m_previews;
     m_personal.nextChunk = NextChunk::None;
@@ -101,10 +103,23 @@ QVariantMap Controller::importCounts() const {
 }
 
 void Controller::applyImport() {
-    if (m_busy || m_personal.importPreview.isEmpty() ||
-        m_personal.importPreview.value(u"invalid").toDouble() >= 1) {
+    if (!canApply()) {
         return;
     }
+    // Who confirms means the workspace that is shown; the server would write to the other one.
+    if (m_personal.previewWorkspace != m_document.workspace) {
+        say(u"This preview is for another workspace; choose that one, or choose the file again."_s);
+        return;
+    }
+    applyChunk();
+}
+
+bool Controller::canApply() const {
+    return !m_busy && !m_personal.importPreview.isEmpty() &&
+           m_personal.importPreview.value(u"invalid").toDouble() < 1;
+}
+
+void Controller::applyChunk() {
     m_personal.nextChunk = NextChunk::None;
     m_personal.importPaused = false;
     begin();
@@ -153,7 +168,9 @@ void Controller::continueImport() {
         loadWorkspace();
         return;
     }
-    applyImport();
+    if (canApply()) {
+        applyChunk();
+    }
 }
 
 void Controller::pauseImport() {

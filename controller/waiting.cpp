@@ -56,6 +56,13 @@ void Controller::noticeIdle() {
     }
 }
 
+void Controller::recordWaiting() {
+    if (m_personal.press) {
+        m_busy = false;
+        carryOutPress();
+    }
+}
+
 void Controller::resumeWaiting() {
     if (m_personal.press && !m_busy) {
         carryOutPress();

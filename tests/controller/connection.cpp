@@ -125,6 +125,7 @@ void ConnectionTest::whatWasLoadedIsThereWithoutTheServer() {
     QCOMPARE(desk.controller->message(), u"Session unavailable or revoked. Cached work retained; no "
                                          "developer fallback was attempted."_s);
     QCOMPARE(desk.controller->durableState(), state);
+    QCOMPARE(desk.controller->timezone(), u"Europe/Berlin"_s);
 }
 
 void ConnectionTest::anIdentityThatFailsKeepsEverything() {

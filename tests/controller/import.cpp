@@ -23,6 +23,7 @@ private Q_SLOTS:
     void nothingIsAppliedWithInvalidRows_data();
     void nothingIsAppliedWithInvalidRows();
     void nothingIsAppliedWhileBusy();
+    void aPreviewForAnotherWorkspaceIsNotApplied();
     void importRunsInChunksAndReloadsOnce();
     void progressNamesWhatTheServerLeavesOut();
     void progressShowsTheStateAsItComes();
@@ -87,6 +88,26 @@ void ImportTest::nothingIsAppliedWhileBusy() {
     migrant.peer.release();
     QTRY_COMPARE(migrant.controller.message(), u"Connected to PostgreSQL"_s);
     QCOMPARE(migrant.chunks(), 1);
+}
+
+void ImportTest::aPreviewForAnotherWorkspaceIsNotApplied() {
+    Migrant migrant;
+    QVERIFY(migrant.connectAndSettle());
+    QVERIFY(migrant.loadPreview());
+    const QString former = migrant.controller.workspace();
+    migrant.controller.selectWorkspace(u"ws-2"_s);
+    QVERIFY(waitForSilence(migrant.controller));
+    migrant.controller.applyImport();
+    QCOMPARE(migrant.controller.message(),
+             u"This preview is for another workspace; choose that one, or choose the file again."_s);
+    QVERIFY(!migrant.controller.busy());
+    QVERIFY(waitForSilence(migrant.controller));
+    QCOMPARE(migrant.chunks(), 0);
+
+    migrant.controller.selectWorkspace(former);
+    QVERIFY(waitForSilence(migrant.controller));
+    migrant.controller.applyImport();
+    QTRY_COMPARE(migrant.chunks(), 3);
 }
 
 void ImportTest::importRunsInChunksAndReloadsOnce() {

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void anotherAccountDropsIt();
     void anotherServerDropsIt();
     void startAndStopThemselvesDoNotWait();
+    void theEndOfTheProgramRecordsWhatWaits();
 };
 
 void WaitingTest::load(const QJsonObject& timer) {
@@ -242,6 +243,18 @@ void WaitingTest::startAndStopThemselvesDoNotWait() {
     m_desk->controller->stop();
     endBusy();
     QCOMPARE(m_desk->controller->pending(), 0);
+}
+
+void WaitingTest::theEndOfTheProgramRecordsWhatWaits() {
+    load(runningElsewhere(u"t1"_s));
+    makeBusy();
+    m_desk->controller->stopTimer();
+    QVERIFY(QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit"));
+    m_desk->restart();
+    m_desk->peer.goOffline();
+    m_desk->controller->connectServer(m_desk->peer.url());
+    QTRY_COMPARE(m_desk->controller->pending(), 1);
+    QCOMPARE(operation(0), u"timer.stop"_s);
 }
 
 QTEST_MAIN(WaitingTest)
