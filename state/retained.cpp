@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -122,6 +123,37 @@ QJsonArray describeFields(const QJsonObject& state, const QJsonObject& item, con
     return described;
 }
 
+/// Which entry a change is of.
+QPair<QJsonValue, QJsonValue> entryOf(const QJsonValue& item) {
+    const QJsonObject mutation = mutationOf(item);
+    return {mutation.value(workspaceIdKey), mutation.value(entityIdKey)};
+}
+
+/// The server takes no start while a timer runs there. Where the stop of that one waits as well, it and
+/// what was recorded before it come first; all else keeps its order.
+QJsonArray clearWay(const QJsonArray& queue, const QJsonValue& running) {
+    const QJsonObject head = mutationOf(queue.first());
+    const bool starts =
+        head.value(operationKey).toString() == "timer.start"_L1 && head.value(entityIdKey) != running;
+    const auto stop = std::find_if(queue.begin(), queue.end(), [&](const QJsonValue& item) {
+        return mutationOf(item).value(operationKey).toString() == "timer.stop"_L1 &&
+               mutationOf(item).value(entityIdKey) == running;
+    });
+    if (!starts || stop == queue.end()) {
+        return queue;
+    }
+    QJsonArray first;
+    QJsonArray rest;
+    for (auto item = queue.begin(); item != queue.end(); ++item) {
+        const bool own = entryOf(*item) == entryOf(queue.first());
+        (item <= stop && !own ? first : rest).append(*item);
+    }
+    for (const auto& item : std::as_const(rest)) {
+        first.append(item);
+    }
+    return first;
+}
+
 bool replaceQueue(QJsonObject& state, const QJsonArray& queue, const PersistState& persist, QString* error,
                   const QString& failure) {
     QJsonObject candidate = state;
@@ -162,11 +194,8 @@ QJsonArray Retained::leaving(const QJsonArray& queue) {
         return {head};
     }
     QJsonArray items;
-    std::copy_if(queue.begin(), queue.end(), std::back_inserter(items), [&](const QJsonValue& item) {
-        const QJsonObject other = mutationOf(item);
-        return other.value(entityIdKey) == mutation.value(entityIdKey) &&
-               other.value(workspaceIdKey) == mutation.value(workspaceIdKey);
-    });
+    std::copy_if(queue.begin(), queue.end(), std::back_inserter(items),
+                 [&](const QJsonValue& item) { return entryOf(item) == entryOf(head); });
     return items;
 }
 
@@ -188,6 +217,7 @@ bool Retained::resend(QJsonObject& state, const QString& mutationId, const Persi
         mutation.insert("base_version"_L1, version);
     }
     queue.replace(0, QJsonObject{{statusKey, "pending"_L1}, {mutationKey, mutation}});
+    queue = clearWay(queue, state.value(documentkey::timer)["id"_L1]);
     return replaceQueue(state, queue, persist, error, failure);
 }
 

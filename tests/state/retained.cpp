@@ -124,6 +124,8 @@ private Q_SLOTS:
     void aCreationLeavesWithTheLaterChangesOfItsEntry();
     void sendsTheSameChangeAgainAsANewOne_data();
     void sendsTheSameChangeAgainAsANewOne();
+    void sendsAStartBehindTheStopThatClearsItsWay_data();
+    void sendsAStartBehindTheStopThatClearsItsWay();
     void sendsNothingAgainThatWasNotRefused();
     void takesWhatLeavesOutOfTheQueueAlone();
     void whatCannotBeStoredChangesNothing();
@@ -327,6 +329,44 @@ void RetainedTest::sendsTheSameChangeAgainAsANewOne() {
     QCOMPARE(state, expected);
     QCOMPARE(store.asked, QList<QJsonObject>{expected});
     QVERIFY(error.isNull());
+}
+
+void RetainedTest::sendsAStartBehindTheStopThatClearsItsWay_data() {
+    QTest::addColumn<QJsonArray>("behind");
+    QTest::addColumn<QString>("running");
+    QTest::addColumn<QStringList>("order");
+    const QString running = u"r"_s;
+    QTest::newRow("the stop alone") << QJsonArray{stop(u"r"_s)} << running << QStringList{u"r"_s, u"e"_s};
+    QTest::newRow("with what was recorded before it")
+        << QJsonArray{edit(u"f"_s), stop(u"r"_s), edit(u"g"_s)} << running
+        << QStringList{u"f"_s, u"r"_s, u"e"_s, u"g"_s};
+    QTest::newRow("the start's later changes stay behind it")
+        << QJsonArray{stop(u"e"_s), stop(u"r"_s)} << running << QStringList{u"r"_s, u"e"_s, u"e"_s};
+    QTest::newRow("the stop of another")
+        << QJsonArray{stop(u"f"_s)} << running << QStringList{u"e"_s, u"f"_s};
+    QTest::newRow("no timer runs") << QJsonArray{stop(u"r"_s)} << QString() << QStringList{u"e"_s, u"r"_s};
+    QTest::newRow("it runs already") << QJsonArray{edit(u"f"_s), stop(u"e"_s)} << u"e"_s
+                                     << QStringList{u"e"_s, u"f"_s, u"e"_s};
+}
+
+void RetainedTest::sendsAStartBehindTheStopThatClearsItsWay() {
+    QFETCH(const QJsonArray, behind);
+    QFETCH(const QString, running);
+    QFETCH(const QStringList, order);
+    QJsonArray queue = behind;
+    queue.prepend(start(u"e"_s, u"conflict"_s));
+    QJsonObject state = document(queue);
+    if (!running.isEmpty()) {
+        state.insert(u"timer"_s, entry(running, 1));
+    }
+    Store store;
+    QVERIFY(Retained::resend(state, u"new"_s, store.callback()));
+    QStringList entities;
+    for (const auto& item : state.value(u"queue").toArray()) {
+        QCOMPARE(item[u"status"].toString(), u"pending"_s);
+        entities.append(mutationOf(item.toObject()).value(u"entity_id").toString());
+    }
+    QCOMPARE(entities, order);
 }
 
 void RetainedTest::sendsNothingAgainThatWasNotRefused() {
