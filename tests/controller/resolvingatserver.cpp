@@ -11,6 +11,7 @@
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUuid>
 
 #include <memory>
 
@@ -62,6 +63,7 @@ private Q_SLOTS:
     void anEntryInAClosedWeekIsLetGo();
     void aRefusedStartIsSentAgainWithItsStopBehindIt();
     void aRefusedStartIsLetGoWithItsStop();
+    void aStartWaitsForTheStopThatWasRecordedAfterIt();
     void sendingAgainIsAppliedOnceThoughItsAnswerIsLost();
     void theQueueOfAnEndedSessionArrivesOnceUnderTheNewOne();
 };
@@ -239,6 +241,26 @@ void ResolvingAtServerTest::aRefusedStartIsLetGoWithItsStop() {
     QCOMPARE(named(u"Refused"_s), 0);
     QCOMPARE(named(u"Behind"_s), 1);
     QVERIFY(m_controller->timer().isEmpty());
+}
+
+void ResolvingAtServerTest::aStartWaitsForTheStopThatWasRecordedAfterIt() {
+    const QString elsewhere = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    const QJsonObject theirs = m_server->push(u"timer.start"_s, elsewhere, 0,
+                                              {{u"description"_s, u"Elsewhere"_s}, {u"start_at"_s, morning}});
+    QCOMPARE(theirs.value(u"status").toString(), u"accepted"_s);
+    m_controller->start(u"Mine"_s, {}, false);
+    QTRY_COMPARE(m_controller->message(), blocked);
+    m_controller->synchronize();
+    QTRY_COMPARE(m_controller->timer().value(u"id"_s).toString(), elsewhere);
+    QTRY_VERIFY(!m_controller->busy());
+    m_controller->stop();
+    QCOMPARE(m_controller->pending(), 2);
+    m_controller->resendRetained();
+    QTRY_COMPARE(m_controller->message(), connected);
+    QCOMPARE(m_controller->pending(), 0);
+    QCOMPARE(m_controller->timer().value(u"description"_s).toString(), u"Mine"_s);
+    QVERIFY(!m_server->entriesNamed(u"Elsewhere"_s).first()[u"stop_at"].isNull());
+    QCOMPARE(named(u"Mine"_s), 1);
 }
 
 void ResolvingAtServerTest::sendingAgainIsAppliedOnceThoughItsAnswerIsLost() {
