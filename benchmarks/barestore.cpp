@@ -30,7 +30,7 @@ BareStore::BareStore(const QString& file) {
     m_database.setDatabaseName(file);
     require(m_database.open(), "the bare store opens");
     for (const char* statement :
-         {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
+         {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL", "PRAGMA secure_delete=FAST",
           "CREATE TABLE IF NOT EXISTS vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"}) {
         require(QSqlQuery(m_database).exec(QString::fromLatin1(statement)), statement);
     }

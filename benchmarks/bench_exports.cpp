@@ -2,8 +2,8 @@
 //
 // What the export of a detailed report of 100,000 rows costs: the real server
 // over HTTP, beside bare SQL that reads the same rows from the same file.
-// "peak_mb" is the server's highest memory meanwhile, its floor that of
-// the server that has just been started.
+// "above_mb" is how far the server's memory rises meanwhile above that of one
+// that has just been started, its floor what is allowed.
 #include "benchmarks/reportserver.h"
 #include "benchmarks/tiny.h"
 
@@ -27,7 +27,8 @@ int entryCount() {
     return Tiny::sized(100'000);
 }
 
-constexpr char peak[] = "peak_mb";
+constexpr char aboveRest[] = "above_mb";
+constexpr double allowedMb = 16;
 
 /// The server with one report.
 struct Desk {
@@ -60,7 +61,7 @@ void exportReport(benchmark::State& run, const std::string& format) {
         timer.start();
         const std::string file = desk().server.get(desk().path + format);
         run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
-        run.counters[peak] = desk().server.peakMemory();
+        run.counters[aboveRest] = desk().server.peakMemory() - desk().idle;
         run.counters["file_mb"] = static_cast<double>(file.size()) / 1024 / 1024;
     }
 }
@@ -88,7 +89,7 @@ void readBare(benchmark::State& run) {
             throw std::runtime_error("the rows are not those of the report");
         }
     }
-    run.counters[peak] = desk().idle;
+    run.counters[aboveRest] = allowedMb;
 }
 
 template <typename Work>

@@ -295,15 +295,16 @@ void preview(benchmark::State& run, const Measure& measured) {
 }
 
 /// The same text in a bare window, from making it to the frame.
-void plainText(benchmark::State& run, const std::function<QString(int number)>& made) {
+void plainText(benchmark::State& run, const std::function<QJsonObject(int number)>& make,
+               const std::function<QString(const QJsonObject& reply)>& textOf) {
     Stage stage(plainWindow, makeState(100));
     stage.openTab(1);
     QObject* const text = stage.object(u"text"_s);
     int number = 0;
     for (auto _ : run) {
-        ++number;
+        const QJsonObject reply = make(++number);
         run.SetIterationTime(timed([&] {
-            text->setProperty("text", made(number));
+            text->setProperty("text", textOf(reply));
             stage.showFrame();
         }));
     }
@@ -333,7 +334,7 @@ void reportWait(benchmark::State& run) {
 }
 
 void reportPlain(benchmark::State& run) {
-    plainText(run, [](int number) { return reportText(makeReport(number)); });
+    plainText(run, makeReport, reportText);
 }
 
 void previewShown(benchmark::State& run) {
@@ -345,7 +346,7 @@ void previewWait(benchmark::State& run) {
 }
 
 void previewPlain(benchmark::State& run) {
-    plainText(run, [](int number) { return previewText(makePreview(number)); });
+    plainText(run, makePreview, previewText);
 }
 
 void addPair(const std::string& name, void (*figure)(benchmark::State&), void (*floor)(benchmark::State&),

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // What a report over 100,000 entries costs: the real server over HTTP, beside
-// bare SQL that reads the same rows from the same file. "peak_mb" is the
-// server's highest memory meanwhile, its floor that of a server
-// which has done nothing yet.
+// bare SQL that reads the same rows from the same file. "above_mb" is how far
+// the server's memory rises meanwhile above that of one which has done nothing
+// yet, its floor what is allowed.
 #include "benchmarks/reportserver.h"
 #include "benchmarks/tiny.h"
 
@@ -29,7 +29,8 @@ int entryCount() {
     return Tiny::sized(100'000);
 }
 
-constexpr char peak[] = "peak_mb";
+constexpr char aboveRest[] = "above_mb";
+constexpr double allowedMb = 16;
 
 const ReportServer& server() {
     static const ReportServer only(entryCount());
@@ -46,7 +47,7 @@ void report(benchmark::State& run, const char* kind, const char* group) {
         if (reply.find("\"entry_count\":" + std::to_string(entryCount()) + '}') == std::string::npos) {
             throw std::runtime_error("the report is not one of all entries");
         }
-        run.counters[peak] = server().peakMemory();
+        run.counters[aboveRest] = server().peakMemory() - server().idleMemory();
         server().forgetReports();
     }
 }
@@ -79,7 +80,7 @@ void readBare(benchmark::State& run) {
             throw std::runtime_error("the rows are not those of the report");
         }
     }
-    run.counters[peak] = server().idleMemory();
+    run.counters[aboveRest] = allowedMb;
 }
 
 template <typename Work>
