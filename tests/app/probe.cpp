@@ -52,13 +52,14 @@ class ProbeTest : public QObject {
     Q_OBJECT
 
     /// A probe run to its end; its result, empty when it failed.
-    [[nodiscard]] QJsonObject probe(const QStringList& arguments);
+    [[nodiscard]] QJsonObject probe(const QStringList& arguments, const QString& scale = u"1"_s);
 
     QTemporaryDir m_folder;
     QString m_file = m_folder.filePath(u"probe.json"_s);
 
 private Q_SLOTS:
     void init() { startClean(); }
+    void tellsWhatWasLoadedWithAPicture_data();
     void tellsWhatWasLoadedWithAPicture();
     void leavesNoVaultAndNoKey();
     void givenServerOverridesTheStoredOneAndIsStored();
@@ -66,10 +67,11 @@ private Q_SLOTS:
     void readyTwiceWritesOnce();
 };
 
-QJsonObject ProbeTest::probe(const QStringList& arguments) {
+QJsonObject ProbeTest::probe(const QStringList& arguments, const QString& scale) {
     QFile::remove(m_file);
     QFile::remove(m_file + u".png"_s);
     Program program;
+    program.setVariable(u"QT_SCALE_FACTOR"_s, scale);
     program.start(arguments + QStringList{u"--read-only-probe"_s, m_file});
     const int code = program.exitCode();
     if (code != 0) {
@@ -79,7 +81,17 @@ QJsonObject ProbeTest::probe(const QStringList& arguments) {
     return QJsonDocument::fromJson(contents(m_file)).object();
 }
 
+void ProbeTest::tellsWhatWasLoadedWithAPicture_data() {
+    QTest::addColumn<QString>("scale");
+    QTest::addColumn<QSize>("size");
+    QTest::newRow("1") << u"1"_s << QSize(1160, 820);
+    QTest::newRow("1.25") << u"1.25"_s << QSize(1450, 1025);
+    QTest::newRow("2") << u"2"_s << QSize(2320, 1640);
+}
+
 void ProbeTest::tellsWhatWasLoadedWithAPicture() {
+    QFETCH(const QString, scale);
+    QFETCH(const QSize, size);
     DevServer server(DevServer::Data::Demo);
     QVERIFY(server.start());
     const QJsonObject expected{
@@ -88,12 +100,12 @@ void ProbeTest::tellsWhatWasLoadedWithAPicture() {
     };
     QVERIFY(expected.value(u"entries").toInt() > 1000);
 
-    QCOMPARE(probe({u"--server"_s, server.url()}), expected);
+    QCOMPARE(probe({u"--server"_s, server.url()}, scale), expected);
     QCOMPARE(contents(m_file), QJsonDocument(expected).toJson(QJsonDocument::Indented));
     const QString picture = m_file + u".png"_s;
     QCOMPARE(QImageReader::imageFormat(picture), QByteArray("png"));
     const QImage image(picture);
-    QCOMPARE(image.size(), QSize(1160, 820));
+    QCOMPARE(image.size(), size);
     // The window is painted: the timer button is there, in the accent colour.
     const QRgb accent = qRgb(0x66, 0x56, 0xf0);
     int painted = 0;

@@ -61,7 +61,7 @@ private Q_SLOTS:
 
     void paintsInEveryScale_data();
     void paintsInEveryScale();
-    void answersAndComesForwardAtAnotherStart();
+    void answersAnotherStart();
 };
 
 void WaylandTest::paintsInEveryScale_data() {
@@ -105,7 +105,7 @@ void WaylandTest::paintsInEveryScale() {
     QVERIFY2(painted > 1000, qPrintable(QString::number(painted)));
 }
 
-void WaylandTest::answersAndComesForwardAtAnotherStart() {
+void WaylandTest::answersAnotherStart() {
     Compositor compositor;
     QVERIFY(compositor.start(1));
     DevServer server;
