@@ -70,22 +70,29 @@ served "run: the development server's data cannot be kept in $folder/locked/data
 # A system of Debian's kind with nothing installed, whoever asks.
 stub id 'echo 1000'
 stub dpkg-query 'exit 1'
-stub apt-cache 'exit 0'
-stub apt-get 'exit 100'
+# shellcheck disable=SC2016 # expanded by the stub
+stub apt-cache '[ "$LC_ALL" = C ] && echo "  Candidate: 1" || echo "  Installationskandidat: 1"'
+stub apt-get 'umask >&2; exit 100'
 for program in bash dirname; do
     ln -s "$(command -v "$program")" "$folder/programs"
 done
 says 'bootstrap: these packages are missing, and without sudo only root can install them: dbus gnome-keyring xvfb' \
     PATH="$folder/programs" "$folder/checkout/scripts/bootstrap" session
+# Where apt speaks another language, too.
+says 'bootstrap: these packages are missing, and without sudo only root can install them: clang-format-14 clang-tidy shellcheck appstream desktop-file-utils git reuse' \
+    -u LC_ALL PATH="$folder/programs" "$folder/checkout/scripts/bootstrap" check
 stub sudo 'exit 1'
 bootstrap=(PATH="$folder/programs:$PATH" "$folder/checkout/scripts/bootstrap" session)
 says 'bootstrap: sudo refused, so nothing was installed; give the right password, or let somebody install these packages whose account may use sudo.' \
     "${bootstrap[@]}"
 stub sudo 'exec "$@"'
-says "bootstrap: the package lists could not be read; apt's reason is above." "${bootstrap[@]}"
+(umask 077 && says $'0022\nbootstrap: the package lists could not be read; apt\'s reason is above.' "${bootstrap[@]}")
 
 # What git says about itself is not lost.
 stub dpkg-query 'echo installed'
+says 'bootstrap: CXX names "nowhere c++", which is not here.' CXX='nowhere c++' "${bootstrap[@]}"
+says 'bootstrap: CXX names "nowhere", which is not here.' CXX=nowhere "${bootstrap[@]}"
+"${plain[@]}" CXX='env c++' "${bootstrap[@]}"
 stub git 'echo "fatal: detected dubious ownership" >&2; exit 128'
 says $'fatal: detected dubious ownership\npackage: packages are made of a commit, and git names none; its reason is above.' \
     HOME=/ PATH="$folder/programs:$PATH" "$folder/checkout/scripts/package"
