@@ -4,12 +4,20 @@
 # What every script here shares. Sourced, never run.
 set -euo pipefail
 
+# What stands at the head of a script is its help.
+if [ "${1:-}" = --help ]; then
+    sed -n '4,$ { /^#/!q; s/^# \?//p }' -- "$0"
+    exit
+fi
+
+unset CDPATH # or "cd" may go elsewhere
 root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 # CMake finds presets and ctest its tests from the root, wherever the caller stands.
 cd -- "$root"
 
 say() { printf '%s: %s\n' "${0##*/}" "$*"; }
 die() { say "$*" >&2; exit 1; }
+unknown() { die "\"$1\" is not known here; --help tells what is."; }
 
 # prepare GROUP...: sees that one can work here at all, and installs what the groups need.
 prepare() {

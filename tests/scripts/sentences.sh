@@ -40,6 +40,29 @@ says "test: no temporary file can be made in $folder/locked; let TMPDIR name a f
     HOME=/ TMPDIR="$folder/locked" "$run"
 says "test: the folder $folder/checkout cannot be written to; work in a copy of your own." \
     HOME=/ TMPDIR=/tmp "$run"
+# Whatever the caller's "cd" knows.
+mkdir -p "$folder/elsewhere/checkout/scripts"
+# shellcheck disable=SC2016 # expanded by the shell inside
+says 'test: HOME is not set; let it name the folder of your account.' -u HOME CDPATH="$folder/elsewhere" \
+    bash -c 'cd -- "$1" && checkout/scripts/test' test "$folder"
+
+# What nobody knows is refused before anything is installed or built; each script tells what it knows.
+for line in 'run --hlep' 'screenshots --al' 'screenshots --all more' 'package --quick' 'check fromat' \
+    'check-systems --quik' 'check-packages --package'; do
+    read -r -a words <<<"$line"
+    says "${words[0]}: \"${words[-1]}\" is not known here; --help tells what is." \
+        -u HOME "$folder/checkout/scripts/${words[0]}" "${words[@]:1}"
+done
+for script in "$folder"/checkout/scripts/*; do
+    name=${script##*/}
+    [[ $name != *.* ]] || continue
+    help=$(cd -- "$folder/checkout" && "${plain[@]}" -u HOME "scripts/$name" --help)
+    if [[ $help != "$name"* || $help == *'shellcheck '* || $help != *.* ]]; then
+        printf 'FAIL: %s --help says:\n%s\n' "$name" "$help" >&2
+        exit 1
+    fi
+done
+
 # A checkout of one's own in which somebody else has built.
 chmod u+w "$folder/checkout"
 mkdir -m 555 "$folder/checkout/build"
