@@ -34,17 +34,47 @@ prepare() {
     "$root/scripts/bootstrap" "$@"
 }
 
+children=()
+
+# launch COMMAND...: starts it in a process group of its own; its id is ${children[-1]}.
+# Where this script is killed, the kernel ends it.
+launch() {
+    setsid -- setpriv --pdeathsig TERM -- "$@" &
+    children+=("$!")
+}
+
+# Ends what was launched, the last first, and waits until it is gone.
+end_children() {
+    local i
+    for ((i = ${#children[@]} - 1; i >= 0; i--)); do
+        kill -TERM -- "-${children[i]}" 2>/dev/null || kill -TERM "${children[i]}" 2>/dev/null || true
+        wait "${children[i]}" 2>/dev/null || true
+    done
+    children=()
+}
+
+# attend COMMAND...: runs it to its end, and not beyond the end of this script.
+attend() {
+    local code=0
+    launch "$@"
+    wait "${children[-1]}" || code=$?
+    unset 'children[-1]'
+    return "$code"
+}
+
+# compile FOLDER [TARGET...]: asks ninja itself, which CMake would leave behind where it is told to end.
+compile() {
+    attend ninja -C "$1" ${CMAKE_BUILD_PARALLEL_LEVEL:+-j "$CMAKE_BUILD_PARALLEL_LEVEL"} "${@:2}"
+}
+
 # build PRESET [TARGET...]: configures and builds, or ends with one sentence. Tomorrow's
 # compiler may warn of more than today's: only CMAKE_COMPILE_WARNING_AS_ERROR=ON stops at that.
 build() {
-    local preset=$1 targets=()
-    shift
-    [ $# -eq 0 ] || targets=(--target "$@")
+    local preset=$1
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
     fi
-    cmake --preset "$preset" -DCMAKE_COMPILE_WARNING_AS_ERROR="${CMAKE_COMPILE_WARNING_AS_ERROR:-OFF}" ||
+    attend cmake --preset "$preset" -DCMAKE_COMPILE_WARNING_AS_ERROR="${CMAKE_COMPILE_WARNING_AS_ERROR:-OFF}" ||
         die "configuring the $preset build failed; the reason is above."
-    cmake --build --preset "$preset" "${targets[@]}" ||
-        die "the $preset build failed; the first error above says why."
+    compile "build/$preset" "${@:2}" || die "the $preset build failed; the first error above says why."
 }
