@@ -13,7 +13,8 @@ trap 'exit 143' TERM HUP
 # require_free_port PORT
 require_free_port() {
     if (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; then
-        die "port $1 on 127.0.0.1 is in use, perhaps by another scripts/run; end that program and try again."
+        die "port $1 on 127.0.0.1 is in use, perhaps by another scripts/run or a" \
+            "timer-kelvaro-devserver; end that program and try again."
     fi
 }
 

@@ -8,18 +8,20 @@ folder=$(mktemp -d "${TMPDIR:-/tmp}/scripts-test.XXXXXX")
 trap 'chmod -R u+w -- "$folder" && rm -rf -- "$folder"' EXIT
 mkdir "$folder/checkout" "$folder/programs" "$folder/locked"
 cp -r -- "$1" "$folder/checkout/scripts"
+cp -- "$1/../tests/support/session" "$folder/checkout"
 chmod -R a+rX,a-w "$folder/checkout" "$folder/locked"
 chmod 755 "$folder"
 # File modes do not stop root.
 plain=(env)
 [ "$(id -u)" -ne 0 ] || plain=(setpriv --reuid 65534 --regid 65534 --clear-groups -- env)
 
-# says SENTENCE COMMAND...: it fails, and this is the last that it says, on the error channel alone.
+# says SENTENCE COMMAND...: it fails, by code 1 or $failure, and this is the last that it says, on the error
+# channel alone.
 says() {
     local sentence=$1 said code=0
     shift
     said=$("${plain[@]}" "$@" 2>&1 >/dev/null </dev/null) || code=$?
-    if [ "$said" != "$sentence" ] || [ $code -ne 1 ]; then
+    if [ "$said" != "$sentence" ] || [ $code -ne "${failure:-1}" ]; then
         printf 'FAIL: %s\nexpected: %s\nsaid:     %s\nended with %d\n' "$*" "$sentence" "$said" "$code" >&2
         exit 1
     fi
@@ -83,12 +85,18 @@ print(s.getsockname()[1], flush=True)
 input()'; }
 listening=${listener_PID:?} # bash forgets it with the process
 read -r port <&"${listener[0]}"
-served "run: port $port on 127.0.0.1 is in use, perhaps by another scripts/run; end that program and try again." \
+served "run: port $port on 127.0.0.1 is in use, perhaps by another scripts/run or a timer-kelvaro-devserver; end that program and try again." \
     "$port" "$folder/data"
 echo >&"${listener[1]}"
 wait "$listening"
 served "run: the development server's data cannot be kept in $folder/locked/data; see to its rights and the space there, or let XDG_DATA_HOME name another folder." \
     "$port" "$folder/locked/data"
+
+# A private session that cannot be.
+stub gnome-keyring-daemon 'exit 1'
+failure=69 says 'session: gnome-keyring-daemon did not start' \
+    PATH="$folder/programs:$PATH" "$folder/checkout/session" --keyring -- true
+rm -- "$folder/programs/gnome-keyring-daemon"
 
 # A system of Debian's kind with nothing installed, whoever asks.
 stub id 'echo 1000'
