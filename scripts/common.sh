@@ -62,6 +62,11 @@ attend() {
     return "$code"
 }
 
+# build_id PROGRAM: by which debuggers know its debug symbols, in whatever language readelf speaks otherwise.
+build_id() {
+    LC_ALL=C readelf --notes "$1" | sed -nE 's/^ *Build ID: ([0-9a-f]+)$/\1/p'
+}
+
 # compile FOLDER [TARGET...]: asks ninja itself, which CMake would leave behind where it is told to end.
 compile() {
     attend ninja -C "$1" ${CMAKE_BUILD_PARALLEL_LEVEL:+-j "$CMAKE_BUILD_PARALLEL_LEVEL"} "${@:2}"
