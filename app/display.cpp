@@ -69,8 +69,8 @@ QString whatToDo() {
                "or set DISPLAY or WAYLAND_DISPLAY."_s;
     }
     if (waylandMissing) {
-        return u"Qt has no plug-in for Wayland here: install the package qt6-wayland, then "
-               "start Timer.Kelvaro again."_s;
+        return u"Qt has no plug-in for Wayland here: install Qt's Wayland plug-in (Debian: "
+               "qt6-wayland), then start Timer.Kelvaro again."_s;
     }
     return u"The display does not answer (%1): start Timer.Kelvaro in a desktop session that "
            "is open and yours."_s.arg(displays.join(u", "_s));

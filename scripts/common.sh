@@ -4,12 +4,20 @@
 # What every script here shares. Sourced, never run.
 set -euo pipefail
 
+# What stands at the head of a script is its help.
+if [ "${1:-}" = --help ]; then
+    sed -n '4,$ { /^#/!q; s/^# \?//p }' -- "$0"
+    exit
+fi
+
+unset CDPATH # or "cd" may go elsewhere
 root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 # CMake finds presets and ctest its tests from the root, wherever the caller stands.
 cd -- "$root"
 
 say() { printf '%s: %s\n' "${0##*/}" "$*"; }
 die() { say "$*" >&2; exit 1; }
+unknown() { die "\"$1\" is not known here; --help tells what is."; }
 
 # prepare GROUP...: sees that one can work here at all, and installs what the groups need.
 prepare() {
@@ -26,17 +34,52 @@ prepare() {
     "$root/scripts/bootstrap" "$@"
 }
 
+children=()
+
+# launch COMMAND...: starts it in a process group of its own; its id is ${children[-1]}.
+# Where this script is killed, the kernel ends it.
+launch() {
+    setsid -- setpriv --pdeathsig TERM -- "$@" &
+    children+=("$!")
+}
+
+# Ends what was launched, the last first, and waits until it is gone.
+end_children() {
+    local i
+    for ((i = ${#children[@]} - 1; i >= 0; i--)); do
+        kill -TERM -- "-${children[i]}" 2>/dev/null || kill -TERM "${children[i]}" 2>/dev/null || true
+        wait "${children[i]}" 2>/dev/null || true
+    done
+    children=()
+}
+
+# attend COMMAND...: runs it to its end, and not beyond the end of this script.
+attend() {
+    local code=0
+    launch "$@"
+    wait "${children[-1]}" || code=$?
+    unset 'children[-1]'
+    return "$code"
+}
+
+# build_id PROGRAM: by which debuggers know its debug symbols, in whatever language readelf speaks otherwise.
+build_id() {
+    LC_ALL=C readelf --notes "$1" | sed -nE 's/^ *Build ID: ([0-9a-f]+)$/\1/p'
+}
+
+# compile FOLDER [TARGET...]: asks ninja itself, which CMake would leave behind where it is told to end.
+compile() {
+    attend ninja -C "$1" ${CMAKE_BUILD_PARALLEL_LEVEL:+-j "$CMAKE_BUILD_PARALLEL_LEVEL"} "${@:2}"
+}
+
 # build PRESET [TARGET...]: configures and builds, or ends with one sentence. Tomorrow's
 # compiler may warn of more than today's: only CMAKE_COMPILE_WARNING_AS_ERROR=ON stops at that.
 build() {
-    local preset=$1 targets=()
-    shift
-    [ $# -eq 0 ] || targets=(--target "$@")
+    local preset=$1
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
     fi
-    cmake --preset "$preset" -DCMAKE_COMPILE_WARNING_AS_ERROR="${CMAKE_COMPILE_WARNING_AS_ERROR:-OFF}" ||
+    attend cmake --preset "$preset" -DCMAKE_COMPILE_WARNING_AS_ERROR="${CMAKE_COMPILE_WARNING_AS_ERROR:-OFF}" ||
         die "configuring the $preset build failed; the reason is above."
-    cmake --build --preset "$preset" "${targets[@]}" ||
-        die "the $preset build failed; the first error above says why."
+    compile "build/$preset" "${@:2}" || die "the $preset build failed; the first error above says why."
 }

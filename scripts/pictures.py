@@ -49,14 +49,18 @@ def wait_for(what, look):
     sys.exit(f"pictures: {what} did not appear within {PATIENCE} seconds")
 
 
-def find(node, name):
-    """The showing element of that accessible name under node."""
+def is_showing(node):
+    return node.get_state_set().contains(Atspi.StateType.SHOWING)
+
+
+def find(node, name, role=None):
+    """The showing element of that accessible name, and of that role, under node."""
     if node is None:
         return None
-    if node.get_name() == name and node.get_state_set().contains(Atspi.StateType.SHOWING):
+    if node.get_name() == name and role in (None, node.get_role()) and is_showing(node):
         return node
     for i in range(node.get_child_count()):
-        found = find(node.get_child_at_index(i), name)
+        found = find(node.get_child_at_index(i), name, role)
         if found:
             return found
     return None
@@ -126,6 +130,14 @@ def focused(node):
     return node.get_name() if node.get_state_set().contains(Atspi.StateType.FOCUSED) else None
 
 
+def all_rows_tell(name, word):
+    """Whether the list of that name shows rows, and each of them tells this word."""
+    parts = find(application(), name, Atspi.Role.LIST)
+    parts = [parts.get_child_at_index(i) for i in range(parts.get_child_count())]
+    rows = [part.get_name() for part in parts if is_showing(part) and part.get_name()]  # the scroll bar has none
+    return rows and all(word in row for row in rows)
+
+
 def type_keys(text):
     subprocess.run(["xdotool", "type", "--delay", "20", text], check=True)
 
@@ -173,6 +185,7 @@ def take_guide(folder):
     subprocess.run(["xdotool", "key", "ctrl+f"], check=True)
     wait_for('the focus on "Find entries"', lambda: has_focus("Find entries"))
     type_keys("driver")
+    wait_for("what the search finds", lambda: all_rows_tell("Closed entries", "Driver app"))
     picture(os.path.join(folder, "guide-find.png"), "Find entries")
     subprocess.run(["xdotool", "key", "Escape"], check=True)
     press("Manual entry")
@@ -183,7 +196,7 @@ def take_guide(folder):
     press(TABS["en"][1])
     press("This month")
     press("Show by day")
-    picture(os.path.join(folder, "guide-report.png"), "Copy")
+    picture(os.path.join(folder, "guide-report.png"), "Time of each day")
     press(TABS["en"][4])
     picture(os.path.join(folder, "guide-timesheets.png"), SHOWN["en"][4])
     press(TABS["en"][0])

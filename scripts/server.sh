@@ -2,28 +2,10 @@
 # shellcheck shell=bash
 #
 # The development server, for scripts that run the program against it. Sourced
-# after common.sh. What is started here ends with the script.
+# after common.sh. What they launch ends with them.
 
 # shellcheck disable=SC2034 # read by the scripts that source this file
 programs=${root:?}/build/release/bin
-children=()
-
-# launch COMMAND...: starts it in a process group of its own; its id is ${children[-1]}.
-# Where this script is killed, the kernel ends it.
-launch() {
-    setsid -- setpriv --pdeathsig TERM -- "$@" &
-    children+=("$!")
-}
-
-# Ends what was launched, the last first, and waits until it is gone.
-end_children() {
-    local i
-    for ((i = ${#children[@]} - 1; i >= 0; i--)); do
-        kill -TERM -- "-${children[i]}" 2>/dev/null || kill -TERM "${children[i]}" 2>/dev/null || true
-        wait "${children[i]}" 2>/dev/null || true
-    done
-    children=()
-}
 trap end_children EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
@@ -31,7 +13,8 @@ trap 'exit 143' TERM HUP
 # require_free_port PORT
 require_free_port() {
     if (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; then
-        die "port $1 on 127.0.0.1 is in use, perhaps by another scripts/run; end that program and try again."
+        die "port $1 on 127.0.0.1 is in use, perhaps by another scripts/run or a" \
+            "timer-kelvaro-devserver; end that program and try again."
     fi
 }
 
@@ -45,6 +28,7 @@ start_server() {
     launch "$programs/timer-kelvaro-devserver" --listen "127.0.0.1:$port" \
         --database "sqlite:$folder/demo.sqlite" --demo >"$log" 2>&1
     until grep -q '^Listening on ' "$log"; do
+        # shellcheck disable=SC2154 # set by common.sh
         if ! kill -0 "${children[-1]}" 2>/dev/null; then
             cat "$log" >&2
             die "the development server did not start; its own words are above."

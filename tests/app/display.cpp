@@ -163,8 +163,8 @@ void DisplayTest::namesThePlugInForWayland() {
     program->setFile(installation.file());
     program->start();
     QCOMPARE(program->exitCode(), 1);
-    QCOMPARE(program->output(), "Qt has no plug-in for Wayland here: install the package qt6-wayland, then "
-                                "start Timer.Kelvaro again.\n");
+    QCOMPARE(program->output(), "Qt has no plug-in for Wayland here: install Qt's Wayland plug-in (Debian: "
+                                "qt6-wayland), then start Timer.Kelvaro again.\n");
 }
 
 // What Qt has to say about it is not lost.

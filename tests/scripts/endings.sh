@@ -55,6 +55,33 @@ script_ends() {
     echo "PASS: a script gets SIG$1"
 }
 
+# build_ends SIGNAL FILE...: all of a build ends when this signal reaches the script of these files that builds.
+build_ends() {
+    rm -f -- "$folder"/{command,log}
+    # shellcheck disable=SC2016 # expanded by the shell inside
+    PATH="$folder/programs:$PATH" bash -c 'for file in "${@:2}"; do source "$1/scripts/$file"; done; build stay' \
+        building "$folder/checkout" "${@:2}" >"$folder/log" 2>&1 &
+    wait_until "the build starts" test -s "$folder/command"
+    kill "-$1" $!
+    wait_until "nothing is left of a build after SIG$1" nothing_left
+    echo "PASS: a script that builds gets SIG$1 (${*:2})"
+}
+
+# set_up_build: a checkout whose build takes for ever.
+set_up_build() {
+    mkdir -p "$folder/programs" "$folder/checkout/build/stay"
+    cp -r -- "$root/scripts" "$folder/checkout"
+    # Like the real one it leaves the build tool behind.
+    # shellcheck disable=SC2016 # expanded by the stub
+    printf '%s\n' '#!/bin/sh' '[ "$1" != --build ] || ninja -C build/stay' >"$folder/programs/cmake"
+    chmod 755 "$folder/programs/cmake"
+    cat >"$folder/checkout/build/stay/build.ninja" <<END
+rule stay
+  command = echo \$\$\$\$ >"$folder/command.new"; mv "$folder/command.new" "$folder/command"; exec tail -f /dev/null
+build it: stay
+END
+}
+
 # Its display and its command are there.
 session_runs() { [ "$(cat -- "$folder"/timer-session.*/groups 2>/dev/null | wc -l)" -eq 2 ]; }
 
@@ -68,6 +95,11 @@ test_ends() {
     echo "PASS: ctest gets SIG$1"
 }
 
+set_up_build
+for signal in TERM KILL; do
+    build_ends "$signal" common.sh
+    build_ends "$signal" common.sh server.sh
+done
 script_ends TERM
 script_ends KILL
 # Elsewhere, for ctest's own files in the build folder belong to the one that runs this.

@@ -3,6 +3,7 @@
 #
 # install.sh BUILD: what is installed is for everybody, belongs together, and is there once.
 set -euo pipefail
+unset CDPATH # or "cd" may go elsewhere
 
 id=io.github.timer_kelvaro.timer
 folder=$(mktemp -d "${TMPDIR:-/tmp}/install-test.XXXXXX")

@@ -8,18 +8,20 @@ folder=$(mktemp -d "${TMPDIR:-/tmp}/scripts-test.XXXXXX")
 trap 'chmod -R u+w -- "$folder" && rm -rf -- "$folder"' EXIT
 mkdir "$folder/checkout" "$folder/programs" "$folder/locked"
 cp -r -- "$1" "$folder/checkout/scripts"
+cp -- "$1/../tests/support/session" "$folder/checkout"
 chmod -R a+rX,a-w "$folder/checkout" "$folder/locked"
 chmod 755 "$folder"
 # File modes do not stop root.
 plain=(env)
 [ "$(id -u)" -ne 0 ] || plain=(setpriv --reuid 65534 --regid 65534 --clear-groups -- env)
 
-# says SENTENCE COMMAND...: it fails, and this is the last that it says, on the error channel alone.
+# says SENTENCE COMMAND...: it fails, by code 1 or $failure, and this is the last that it says, on the error
+# channel alone.
 says() {
     local sentence=$1 said code=0
     shift
     said=$("${plain[@]}" "$@" 2>&1 >/dev/null </dev/null) || code=$?
-    if [ "$said" != "$sentence" ] || [ $code -ne 1 ]; then
+    if [ "$said" != "$sentence" ] || [ $code -ne "${failure:-1}" ]; then
         printf 'FAIL: %s\nexpected: %s\nsaid:     %s\nended with %d\n' "$*" "$sentence" "$said" "$code" >&2
         exit 1
     fi
@@ -40,6 +42,29 @@ says "test: no temporary file can be made in $folder/locked; let TMPDIR name a f
     HOME=/ TMPDIR="$folder/locked" "$run"
 says "test: the folder $folder/checkout cannot be written to; work in a copy of your own." \
     HOME=/ TMPDIR=/tmp "$run"
+# Whatever the caller's "cd" knows.
+mkdir -p "$folder/elsewhere/checkout/scripts"
+# shellcheck disable=SC2016 # expanded by the shell inside
+says 'test: HOME is not set; let it name the folder of your account.' -u HOME CDPATH="$folder/elsewhere" \
+    bash -c 'cd -- "$1" && checkout/scripts/test' test "$folder"
+
+# What nobody knows is refused before anything is installed or built; each script tells what it knows.
+for line in 'run --hlep' 'screenshots --al' 'screenshots --all more' 'package --quick' 'check fromat' \
+    'check-systems --quik' 'check-packages --package'; do
+    read -r -a words <<<"$line"
+    says "${words[0]}: \"${words[-1]}\" is not known here; --help tells what is." \
+        -u HOME "$folder/checkout/scripts/${words[0]}" "${words[@]:1}"
+done
+for script in "$folder"/checkout/scripts/*; do
+    name=${script##*/}
+    [[ $name != *.* ]] || continue
+    help=$(cd -- "$folder/checkout" && "${plain[@]}" -u HOME "scripts/$name" --help)
+    if [[ $help != "$name"* || $help == *'shellcheck '* || $help != *.* ]]; then
+        printf 'FAIL: %s --help says:\n%s\n' "$name" "$help" >&2
+        exit 1
+    fi
+done
+
 # A checkout of one's own in which somebody else has built.
 chmod u+w "$folder/checkout"
 mkdir -m 555 "$folder/checkout/build"
@@ -60,32 +85,45 @@ print(s.getsockname()[1], flush=True)
 input()'; }
 listening=${listener_PID:?} # bash forgets it with the process
 read -r port <&"${listener[0]}"
-served "run: port $port on 127.0.0.1 is in use, perhaps by another scripts/run; end that program and try again." \
+served "run: port $port on 127.0.0.1 is in use, perhaps by another scripts/run or a timer-kelvaro-devserver; end that program and try again." \
     "$port" "$folder/data"
 echo >&"${listener[1]}"
 wait "$listening"
 served "run: the development server's data cannot be kept in $folder/locked/data; see to its rights and the space there, or let XDG_DATA_HOME name another folder." \
     "$port" "$folder/locked/data"
 
+# A private session that cannot be.
+stub gnome-keyring-daemon 'exit 1'
+failure=69 says 'session: gnome-keyring-daemon did not start' \
+    PATH="$folder/programs:$PATH" "$folder/checkout/session" --keyring -- true
+rm -- "$folder/programs/gnome-keyring-daemon"
+
 # A system of Debian's kind with nothing installed, whoever asks.
 stub id 'echo 1000'
 stub dpkg-query 'exit 1'
-stub apt-cache 'exit 0'
-stub apt-get 'exit 100'
+# shellcheck disable=SC2016 # expanded by the stub
+stub apt-cache '[ "$LC_ALL" = C ] && echo "  Candidate: 1" || echo "  Installationskandidat: 1"'
+stub apt-get 'umask >&2; exit 100'
 for program in bash dirname; do
     ln -s "$(command -v "$program")" "$folder/programs"
 done
 says 'bootstrap: these packages are missing, and without sudo only root can install them: dbus gnome-keyring xvfb' \
     PATH="$folder/programs" "$folder/checkout/scripts/bootstrap" session
+# Where apt speaks another language, too.
+says 'bootstrap: these packages are missing, and without sudo only root can install them: clang-format-14 clang-tidy shellcheck appstream desktop-file-utils git reuse' \
+    -u LC_ALL PATH="$folder/programs" "$folder/checkout/scripts/bootstrap" check
 stub sudo 'exit 1'
 bootstrap=(PATH="$folder/programs:$PATH" "$folder/checkout/scripts/bootstrap" session)
 says 'bootstrap: sudo refused, so nothing was installed; give the right password, or let somebody install these packages whose account may use sudo.' \
     "${bootstrap[@]}"
 stub sudo 'exec "$@"'
-says "bootstrap: the package lists could not be read; apt's reason is above." "${bootstrap[@]}"
+(umask 077 && says $'0022\nbootstrap: the package lists could not be read; apt\'s reason is above.' "${bootstrap[@]}")
 
 # What git says about itself is not lost.
 stub dpkg-query 'echo installed'
+says 'bootstrap: CXX names "nowhere c++", which is not here.' CXX='nowhere c++' "${bootstrap[@]}"
+says 'bootstrap: CXX names "nowhere", which is not here.' CXX=nowhere "${bootstrap[@]}"
+"${plain[@]}" CXX='env c++' "${bootstrap[@]}"
 stub git 'echo "fatal: detected dubious ownership" >&2; exit 128'
 says $'fatal: detected dubious ownership\npackage: packages are made of a commit, and git names none; its reason is above.' \
     HOME=/ PATH="$folder/programs:$PATH" "$folder/checkout/scripts/package"
