@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <QObject>
 
+#include <utility>
+
 class QNetworkReply;
 
 /// Reads the body of a reply while it arrives. A reply that grows above `largest`,
@@ -20,6 +22,8 @@ public:
 
     /// Whole once the reply has finished.
     [[nodiscard]] const QByteArray& body() const { return m_body; }
+    /// The same, for whoever wipes it instead.
+    [[nodiscard]] QByteArray takeBody() { return std::exchange(m_body, {}); }
     /// The reply was ended because it did not arrive in time.
     [[nodiscard]] bool timedOut() const;
 

@@ -14,6 +14,8 @@
 #include <QUuid>
 
 #include <memory>
+#include <optional>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -61,9 +63,18 @@ QString area(const QString& path) {
     return path.section(u'/', 1, 1).section(u'?', 0, 0);
 }
 
+/// Nothing when it is no JSON, or when it cannot be kept; an array is an empty object.
+std::optional<QJsonObject> objectIn(const QByteArray& body) {
+    QJsonParseError error;
+    const QJsonObject object = QJsonDocument::fromJson(body, &error).object();
+    const bool usable = error.error == QJsonParseError::NoError && canBeKept(object);
+    return usable ? std::optional(object) : std::nullopt;
+}
+
 } // namespace
 
-ServerLink::ServerLink(QObject* parent) : QObject(parent), m_network(this) {
+ServerLink::ServerLink(QObject* parent) : QObject(parent), m_network(this), m_reading(this) {
+    m_reading.setMaxThreadCount(1); // so that replies are delivered as they came
 }
 
 void ServerLink::dropReplies() {
@@ -94,19 +105,24 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
     const auto finished = [this, reply, reader, body, callback, afterwards, known, generation = m_generation,
                            asAccount = !token.isEmpty(), alike = request.alike,
                            path = isGet ? request.path : QString(), what = area(request.path)]() mutable {
-        reply->deleteLater();
         wipe(body); // a password may be in it
         const int status = httpStatus(*reply);
+        const bool large = !path.isEmpty() && status == 200 && reader->body().size() >= largeReplyBytes;
         qCDebug(controllerLog) << "reply" << what << "status" << status << "bytes" << reader->body().size()
                                << "timed out" << reader->timedOut() << "dropped"
                                << (generation != m_generation);
+        if (generation == m_generation && large) {
+            readBeside(reply, {path, reply->rawHeader("ETag"), reader->takeBody(), alike}, callback);
+            return;
+        }
+        reply->deleteLater();
         if (generation == m_generation && asAccount && status == 401) {
             Q_EMIT sessionRefused(); // also when whoever refuses it speaks no JSON
         }
         // A reply that outlived its server or account must not land in the new state.
         if (generation == m_generation) {
             m_timedOut = reader->timedOut();
-            deliver({path, reader->body(), reply->rawHeader("ETag"), status, alike}, known, callback);
+            deliver(reader->body(), status, known, callback);
         }
         if (afterwards) {
             afterwards(reader->body(), status);
@@ -133,37 +149,45 @@ QNetworkReply* ServerLink::issue(const QNetworkRequest& request, const ServerReq
                                    : m_network.sendCustomRequest(complete, asked.method, body);
 }
 
-void ServerLink::deliver(const Received& received, const Remembered& known, const Callback& callback) {
-    if (received.status == 304 && !known.tag.isEmpty()) {
+void ServerLink::deliver(const QByteArray& body, int status, const Remembered& known,
+                         const Callback& callback) {
+    if (status == 304 && !known.tag.isEmpty()) {
         callback(known.object, 200);
-        return;
+    } else if (const std::optional<QJsonObject> object = objectIn(body)) {
+        callback(*object, status);
+    } else {
+        callback({}, status == 204 ? 204 : 0);
     }
-    const bool large =
-        !received.path.isEmpty() && received.status == 200 && received.body.size() >= largeReplyBytes;
-    const QByteArray digest =
-        large ? QCryptographicHash::hash(received.body, QCryptographicHash::Blake2b_256) : QByteArray();
-    if (large && digest == m_remembered.digest) {
-        m_remembered.path = received.path;
-        m_remembered.tag = received.tag;
-        const QJsonObject object = m_remembered.object;
-        callback(object, 200);
-        return;
-    }
-    QJsonParseError error;
-    QJsonObject object = QJsonDocument::fromJson(received.body, &error).object();
-    if (error.error != QJsonParseError::NoError) {
-        callback({}, received.status == 204 ? 204 : 0);
-        return;
-    }
-    if (!canBeKept(object)) {
-        callback({}, 0);
-        return;
-    }
-    if (large) {
-        object = sharingWith(received.alike, object);
-        m_remembered = {received.path, received.tag, digest, object};
-    }
-    callback(object, received.status);
+}
+
+void ServerLink::readBeside(QNetworkReply* reply, const Received& received, const Callback& callback) {
+    auto deliverRead = [this, reply, callback,
+                        generation = m_generation](const std::optional<Remembered>& read) {
+        reply->deleteLater();
+        // Its server or account may have gone while it was read, too.
+        if (generation != m_generation) {
+            return;
+        }
+        m_timedOut = false;
+        if (read) {
+            m_remembered = *read;
+        }
+        callback(read ? read->object : QJsonObject(), read ? 200 : 0);
+    };
+    m_reading.start([this, received = received, deliverRead, last = m_remembered]() mutable {
+        const QByteArray digest = QCryptographicHash::hash(received.body, QCryptographicHash::Blake2b_256);
+        const bool isLast = digest == last.digest;
+        const std::optional<QJsonObject> object = isLast ? last.object : objectIn(received.body);
+        wipe(received.body);
+        std::optional<Remembered> read;
+        if (object) {
+            read = {received.path, received.tag, digest,
+                    isLast ? last.object : sharingWith(received.alike, *object)};
+        }
+        QMetaObject::invokeMethod(
+            this, [deliver = std::move(deliverRead), read] { deliver(read); }, Qt::QueuedConnection);
+        // What was parsed and is held already goes only now: nobody waits for that.
+    });
 }
 
 void ServerLink::download(const QString& path, const QString& token, const Answer& answer) {

@@ -9,6 +9,7 @@
 #include <QNetworkRequest>
 #include <QObject>
 #include <QString>
+#include <QThreadPool>
 
 #include <functional>
 
@@ -50,11 +51,12 @@ public:
 
     /// Without an address nothing is sent, and `callback` is called at once, with 0; after
     /// dropReplies() it is not called at all. `afterwards`, when given, then gets the reply to what
-    /// was sent as it came, in any case. A sign-in ("/auth/login") carries no token, and the network
-    /// layer does not send it again when its connection breaks before an answer.
+    /// was sent as it came, in any case; no GET has one. A sign-in ("/auth/login") carries no token, and the
+    /// network layer does not send it again when its connection breaks before an answer.
     ///
-    /// A large reply to a GET is remembered: while the server says that it still holds (`ETag` and 304,
-    /// RFC 9110), or sends the same bytes again, `callback` gets the same shared object, with 200.
+    /// A large reply to a GET is read beside the main thread, and remembered: while the server says that it
+    /// still holds (`ETag` and 304, RFC 9110), or sends the same bytes again, `callback` gets the same shared
+    /// object, with 200.
     void send(const ServerRequest& request, const Callback& callback, const Answer& afterwards = {});
 
     /// Fetches a file of any size, asking for it once. `answer` is called in any case, also after
@@ -81,23 +83,27 @@ private:
         QByteArray digest;
         QJsonObject object;
     };
-    /// What has arrived; the path is empty unless it was asked for by a GET.
+    /// What has arrived of a large reply to a GET.
     struct Received {
         QString path;
-        QByteArray body;
         QByteArray tag;
-        int status;
+        QByteArray body;
         QJsonObject alike;
     };
 
     [[nodiscard]] QNetworkReply* issue(const QNetworkRequest& request, const ServerRequest& asked,
                                        const QByteArray& body);
     /// `known` is what the request named as known already; it has no tag when it named nothing.
-    void deliver(const Received& received, const Remembered& known, const Callback& callback);
+    static void deliver(const QByteArray& body, int status, const Remembered& known,
+                        const Callback& callback);
+    /// `reply` stays for as long as its callback waits.
+    void readBeside(QNetworkReply* reply, const Received& received, const Callback& callback);
 
     QNetworkAccessManager m_network;
     QString m_address;
     qint64 m_generation = 0;
     bool m_timedOut = false;
     Remembered m_remembered;
+    /// One thread, which reads what is large. The last member: nobody reads any more when the others go.
+    QThreadPool m_reading;
 };

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/controller/largesnapshot.h"
 #include "tests/support/client.h"
 #include "tests/support/desk.h"
 #include "tests/support/sharesdata.h"
@@ -11,18 +12,6 @@
 namespace {
 
 const QString snapshotPath = u"/v1/sync/snapshot"_s;
-
-/// Large enough to be worth a tag.
-QJsonObject largeSnapshot(const QString& word) {
-    QJsonArray entries;
-    for (int i = 0; i < 400; ++i) {
-        QJsonObject entry =
-            sample::entry(u"e%1"_s.arg(i), u"2026-03-02T10:00:00Z"_s, u"2026-03-02T11:00:00Z"_s);
-        entry.insert(u"description", word + u" %1"_s.arg(i));
-        entries.append(entry);
-    }
-    return sample::snapshot(entries);
-}
 
 PeerReply tagged(const QJsonObject& snapshot, const QByteArray& tag) {
     return PeerReply::json(snapshot).with("ETag", tag);

@@ -137,7 +137,9 @@ bool Seat::isAtRest() const {
     const auto wereOpen = std::count_if(
         open.begin(), open.end(), [this](const QNetworkReply* reply) { return m_waited.contains(reply); });
     // One that was given up is still there until its connection has ended.
-    return open.size() == proxy.waiting() && proxy.arranged() <= wereOpen &&
+    // Nor is there rest while one that has arrived is being read.
+    const qsizetype all = networkOf(*m_controller).findChildren<QNetworkReply*>().size();
+    return all == open.size() && open.size() == proxy.waiting() && proxy.arranged() <= wereOpen &&
            !m_controller->findChild<QKeychain::Job*>();
 }
 

@@ -20,7 +20,7 @@ void startClean();
 /// The one manager that all of the controller's requests go through.
 [[nodiscard]] QNetworkAccessManager& networkOf(const Controller& controller);
 
-/// Waits until no request of the controller is under way.
+/// Waits until no request of the controller is under way and no reply is being read.
 [[nodiscard]] bool waitForSilence(const Controller& controller);
 
 /// The queue, and one item's `mutation`.
