@@ -257,10 +257,7 @@ void writeNext(Connection& connection, StagedImport& import, int limit) {
     ImportTarget target(connection, import.source.workspaceId, import.source.userId);
     const QList<ImportRow> rows = nextRows(connection, import, limit);
     QList<Entry> entries;
-    for (const ImportRow& row : rows) {
-        if (!noteImported(connection, import.source, fingerprintOf(row))) {
-            continue;
-        }
+    for (const ImportRow& row : noteImported(connection, import.source, rows)) {
         if (const auto problem = target.obstacle(row)) {
             throw conflict(
                 u"import_blocked"_s,
