@@ -47,14 +47,6 @@ JsonWriter& JsonWriter::value(const QString& text) {
     return add('"');
 }
 
-JsonWriter& JsonWriter::value(const std::optional<QString>& text) {
-    return text ? value(*text) : json("null");
-}
-
-JsonWriter& JsonWriter::value(const std::optional<qint64>& number) {
-    return number ? value(*number) : json("null");
-}
-
 JsonWriter& JsonWriter::instant(const char* name, const std::optional<qint64>& moment) {
     return key(name).json(moment ? '"' + instantText(*moment) + '"' : QByteArray("null"));
 }
