@@ -13,10 +13,11 @@
 #include "devserver/reports/report.h"
 #include "devserver/store/schema.h"
 
+#include <QScopeGuard>
+
 #include <sodium.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
@@ -50,50 +51,32 @@ void prepareDatabase(const Options& options) {
     }
 }
 
-/// Takes SIGINT and SIGTERM in a thread of its own. Before the server serves
-/// they end the process at once: waiting for a database cannot be interrupted,
-/// nobody waits for an answer, and what was begun is rolled back. Afterwards
-/// they end the server.
-class SignalWaiter {
-public:
-    explicit SignalWaiter(Server& server) : m_server(server) {
-        sigemptyset(&m_signals);
-        sigaddset(&m_signals, SIGINT);
-        sigaddset(&m_signals, SIGTERM);
-        // Blocked here and so in every thread made later: only sigwait takes them.
-        pthread_sigmask(SIG_BLOCK, &m_signals, nullptr);
-        m_thread = std::thread([this] { wait(); });
+/// Before the server serves, a signal ends the process at once: waiting for a
+/// database cannot be interrupted, nobody waits for an answer, and what was begun
+/// is rolled back.
+void endOnSignals() {
+    for (const int number : {SIGINT, SIGTERM}) {
+        std::signal(number, [](int) { std::_Exit(0); });
     }
-    ~SignalWaiter() {
-        m_phase = Phase::Over;
-        // Wakes the thread unless a signal has; otherwise it stays pending unseen.
-        kill(getpid(), SIGTERM);
-        m_thread.join();
-    }
-    Q_DISABLE_COPY_MOVE(SignalWaiter)
+}
 
-    void serving() { m_phase = Phase::Serving; }
-
-private:
-    enum class Phase { Starting, Serving, Over };
-
-    void wait() {
+/// Answers requests until SIGINT or SIGTERM; false when listening failed.
+bool serveUntilSignal(Server& server) {
+    sigset_t signals{};
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    // Blocked here and so in every thread made later: only sigwait takes them.
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    const std::jthread waiter([&] {
         int number = 0;
-        sigwait(&m_signals, &number);
-        const Phase phase = m_phase;
-        if (phase == Phase::Starting) {
-            std::_Exit(0);
-        }
-        if (phase == Phase::Serving) {
-            m_server.stop();
-        }
-    }
-
-    Server& m_server;
-    sigset_t m_signals{};
-    std::atomic<Phase> m_phase = Phase::Starting;
-    std::thread m_thread;
-};
+        sigwait(&signals, &number);
+        server.stop();
+    });
+    // Wakes the thread unless a signal has; otherwise it stays pending unseen.
+    const auto over = qScopeGuard([] { kill(getpid(), SIGTERM); });
+    return server.run();
+}
 
 void addRoutes(Router& router, SignIn& signIn, bool tls) {
     addAccountRoutes(router, signIn);
@@ -115,13 +98,12 @@ int serve(const Options& options) {
         SignIn signIn;
         Server server(options.listen, options.database, options.tls);
         addRoutes(server.router(), signIn, options.tls.has_value());
-        SignalWaiter signals(server);
+        endOnSignals();
         prepareDatabase(options);
         const ListenAddress address = server.bind();
-        signals.serving();
         std::cout << "Listening on " << (options.tls ? "https://" : "http://") << address.text().toStdString()
                   << std::endl;
-        if (server.run()) {
+        if (serveUntilSignal(server)) {
             return 0;
         }
         std::cerr << "The server cannot accept connections any more." << std::endl;

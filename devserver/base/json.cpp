@@ -12,6 +12,14 @@ bool needsEscape(char c) {
     return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20;
 }
 
+// As QJsonDocument has it.
+QByteArray escaped(char c) {
+    constexpr QByteArrayView known("\"\\\b\f\n\r\t");
+    constexpr QByteArrayView letters("\"\\bfnrt");
+    const qsizetype at = known.indexOf(c);
+    return at >= 0 ? QByteArray("\\") + letters[at] : "\\u00" + QByteArray(1, c).toHex();
+}
+
 } // namespace
 
 JsonWriter& JsonWriter::key(const char* name) {
@@ -33,19 +41,10 @@ JsonWriter& JsonWriter::value(const QString& text) {
         if (special == utf8.cend()) {
             break;
         }
-        const QByteArray c(1, *special);
-        m_out += c == "\"" || c == "\\" ? '\\' + c : "\\u00" + c.toHex();
+        m_out += escaped(*special);
         from = special + 1;
     }
     return add('"');
-}
-
-JsonWriter& JsonWriter::value(const std::optional<QString>& text) {
-    return text ? value(*text) : json("null");
-}
-
-JsonWriter& JsonWriter::value(const std::optional<qint64>& number) {
-    return number ? value(*number) : json("null");
 }
 
 JsonWriter& JsonWriter::instant(const char* name, const std::optional<qint64>& moment) {

@@ -22,12 +22,14 @@ public:
     JsonWriter& key(const char* name);
 
     JsonWriter& value(const QString& text);
-    JsonWriter& value(const std::optional<QString>& text);
     JsonWriter& value(bool truth) { return json(truth ? "true" : "false"); }
     JsonWriter& value(int number) { return value(qint64{number}); }
     JsonWriter& value(qint64 number) { return json(QByteArray::number(number)); }
-    JsonWriter& value(const std::optional<qint64>& number);
     JsonWriter& value(const char*) = delete; // would be a truth value
+    template <typename Value>
+    JsonWriter& value(const std::optional<Value>& content) {
+        return content ? value(*content) : json("null");
+    }
 
     template <typename Value>
     JsonWriter& field(const char* name, const Value& content) {

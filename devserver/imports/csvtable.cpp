@@ -142,14 +142,13 @@ CsvTable readCsv(QByteArrayView text) {
     return table;
 }
 
-bool adaptOwnExport(CsvTable& table, QTimeZone& zone) {
+std::optional<QTimeZone> adaptOwnExport(CsvTable& table) {
     static const QRegularExpression times(u"^(?:Start|התחלה) \\(([^)]+)\\)\n(?:End|סיום) \\(\\1\\)\\z"_s);
     const auto match = times.match(table.header.mid(0, 2).join(u'\n'));
-    const auto named = zoneNamed(match.captured(1));
-    if (!named) {
-        return false;
+    const auto zone = zoneNamed(match.captured(1));
+    if (!zone) {
+        return std::nullopt;
     }
-    zone = *named;
     table.header =
         QStringList{u"Start date"_s, u"Start time"_s, u"End date"_s, u"End time"_s} + table.header.mid(2);
     for (QString& title : table.header) {
@@ -165,7 +164,7 @@ bool adaptOwnExport(CsvTable& table, QTimeZone& zone) {
             cell = withoutGuard(cell);
         }
     }
-    return true;
+    return zone;
 }
 
 } // namespace devserver

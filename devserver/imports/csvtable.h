@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QTimeZone>
 
+#include <optional>
+
 namespace devserver {
 
 /// One record. `row` counts as a spreadsheet does: the first line is row 1, an
@@ -35,10 +37,10 @@ struct CsvTable {
 /// the line.
 [[nodiscard]] CsvTable readCsv(QByteArrayView text);
 
-/// Whether this is the detailed report that this server exports, in either
-/// language. If so it is turned into the usual columns: its times into dates and
-/// times of day, its titles into English, texts without what kept spreadsheets
-/// from running them; `zone` becomes the one that its titles name.
-bool adaptOwnExport(CsvTable& table, QTimeZone& zone);
+/// Turns the detailed report that this server exports, in either language, into
+/// the usual columns: its times into dates and times of day, its titles into
+/// English, texts without what kept spreadsheets from running them. Returns the
+/// zone that its titles name; nothing, and does nothing, when it is another file.
+[[nodiscard]] std::optional<QTimeZone> adaptOwnExport(CsvTable& table);
 
 } // namespace devserver

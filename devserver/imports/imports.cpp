@@ -93,8 +93,7 @@ private:
 };
 
 void Judgement::readAll(CsvTable table, const QTimeZone& zone) {
-    QTimeZone ofFile = zone;
-    adaptOwnExport(table, ofFile);
+    const QTimeZone ofFile = adaptOwnExport(table).value_or(zone);
     const RowReader reader(table, ofFile);
     if (!table.records.isEmpty() && reader.isTotal(table.records.constLast())) {
         table.records.removeLast();
@@ -123,19 +122,17 @@ void Judgement::judge(const ImportRow& row) {
         if (m_duplicateRows.size() < mostDuplicates) {
             m_duplicateRows += listed(row);
         }
-        m_rows += row;
-        return;
-    }
-    if (const auto problem = m_target.obstacle(row)) {
+    } else if (const auto problem = m_target.obstacle(row)) {
         refuse({*problem});
         return;
+    } else {
+        m_imported.insert(fingerprint);
+        m_target.noteNames(row);
+        if (m_sample.size() < sampleSize) {
+            m_sample += listed(row);
+        }
     }
-    m_imported.insert(fingerprint);
     m_rows += row;
-    m_target.noteNames(row);
-    if (m_sample.size() < sampleSize) {
-        m_sample += listed(row);
-    }
 }
 
 void Judgement::refuse(const QList<ImportProblem>& problems) {
@@ -257,10 +254,7 @@ void writeNext(Connection& connection, StagedImport& import, int limit) {
     ImportTarget target(connection, import.source.workspaceId, import.source.userId);
     const QList<ImportRow> rows = nextRows(connection, import, limit);
     QList<Entry> entries;
-    for (const ImportRow& row : rows) {
-        if (!noteImported(connection, import.source, fingerprintOf(row))) {
-            continue;
-        }
+    for (const ImportRow& row : noteImported(connection, import.source, rows)) {
         if (const auto problem = target.obstacle(row)) {
             throw conflict(
                 u"import_blocked"_s,

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/imports/rows.h"
 
+#include "devserver/base/json.h"
 #include "devserver/base/time.h"
 
+#include <QCryptographicHash>
 #include <QHash>
-#include <QJsonArray>
+#include <QJsonDocument>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -34,34 +36,38 @@ QStringList readTags(const QString& text) {
     return tags;
 }
 
-} // namespace
-
-QJsonObject entryOf(const ImportRow& row) {
-    return {{u"description"_s, row.description},
-            {u"client"_s, row.client},
-            {u"project"_s, row.project},
-            {u"task"_s, row.task},
-            {u"tags"_s, QJsonArray::fromStringList(row.tags)},
-            {u"billable"_s, row.billable},
-            {u"start_at"_s, QString::fromLatin1(instantText(row.startAt))},
-            {u"stop_at"_s, QString::fromLatin1(instantText(row.stopAt))}};
+// What is imported once is known by these very bytes for ever.
+QByteArray identityOf(const ImportRow& row) {
+    JsonWriter json;
+    json.beginObject().field("billable", row.billable).field("client", row.client);
+    json.field("clock_start", row.clockStart).field("clock_stop", row.clockStop);
+    json.field("description", row.description).field("project", row.project).key("tags").beginArray();
+    for (const QString& tag : row.tags) {
+        json.value(tag);
+    }
+    return json.endArray().field("task", row.task).endObject().take();
 }
 
-QJsonObject contentOf(const ImportRow& row) {
-    QJsonObject content = entryOf(row);
-    content.insert(u"clock_start"_s, row.clockStart);
-    content.insert(u"clock_stop"_s, row.clockStop);
-    return content;
+} // namespace
+
+QByteArray contentOf(const ImportRow& row) {
+    return identityOf(row).chopped(1) + ",\"start_at\":\"" + instantText(row.startAt) + "\",\"stop_at\":\"" +
+           instantText(row.stopAt) + "\"}";
+}
+
+QJsonObject entryOf(const ImportRow& row) {
+    QJsonObject entry = QJsonDocument::fromJson(contentOf(row)).object();
+    entry.remove(u"clock_start"_s);
+    entry.remove(u"clock_stop"_s);
+    return entry;
 }
 
 QString fingerprintOf(const ImportRow& row) {
-    QJsonObject identity = contentOf(row);
-    identity.remove(u"start_at"_s);
-    identity.remove(u"stop_at"_s);
-    return fingerprintOf(identity);
+    return QString::fromLatin1(QCryptographicHash::hash(identityOf(row), QCryptographicHash::Sha256).toHex());
 }
 
-ImportRow rowOf(const QJsonObject& content, int row) {
+ImportRow rowOf(const QByteArray& json, int row) {
+    const QJsonObject content = QJsonDocument::fromJson(json).object();
     const auto text = [&content](const QString& key) { return content.value(key).toString(); };
     return {row,
             text(u"description"_s),

@@ -34,11 +34,11 @@ struct ImportProblem {
     QString code; ///< what kind of problem it is, for programs
 };
 
-/// Everything of the row but its place in the file.
-[[nodiscard]] QJsonObject contentOf(const ImportRow& row);
+/// Everything of the row but its place in the file, as a JSON object.
+[[nodiscard]] QByteArray contentOf(const ImportRow& row);
 /// The record as it would be written: its content with instants alone.
 [[nodiscard]] QJsonObject entryOf(const ImportRow& row);
-[[nodiscard]] ImportRow rowOf(const QJsonObject& content, int row);
+[[nodiscard]] ImportRow rowOf(const QByteArray& content, int row);
 
 /// Of the record as the file has it, hexadecimal: neither its row nor the time
 /// zone in which it is read make it another one.

@@ -3,8 +3,6 @@
 
 #include "devserver/base/time.h"
 
-#include <QJsonDocument>
-
 namespace devserver {
 namespace {
 
@@ -43,12 +41,25 @@ QSet<QString> importedFrom(Connection& connection, const ImportSource& source) {
     return fingerprints;
 }
 
-bool noteImported(Connection& connection, const ImportSource& source, const QString& fingerprint) {
-    const QSqlQuery query =
-        connection.run(u"INSERT INTO imported_records (user_id, workspace_id, source_namespace, fingerprint)"
-                       " VALUES (?, ?, ?, ?) ON CONFLICT DO NOTHING"_s,
-                       {source.userId, source.workspaceId, source.name, fingerprint});
-    return query.numRowsAffected() == 1;
+QList<ImportRow> noteImported(Connection& connection, const ImportSource& source,
+                              const QList<ImportRow>& rows) {
+    QVariantList values{source.userId, source.workspaceId, source.name};
+    for (const ImportRow& row : rows) {
+        values += fingerprintOf(row);
+    }
+    QSet<QString> noted;
+    connection.each(
+        u"INSERT INTO imported_records (user_id, workspace_id, source_namespace, fingerprint)"
+        " SELECT ?, ?, ?, column1 FROM (VALUES %1) AS given WHERE true"
+        " ON CONFLICT DO NOTHING RETURNING fingerprint"_s.arg(QStringList(rows.size(), u"(?)"_s).join(u',')),
+        values, [&](const QSqlQuery& row) { noted.insert(row.value(0).toString()); });
+    QList<ImportRow> fresh;
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        if (noted.remove(values[i + 3].toString())) {
+            fresh += rows[i];
+        }
+    }
+    return fresh;
 }
 
 void stage(Connection& connection, const StagedImport& import, const QList<ImportRow>& rows) {
@@ -61,8 +72,7 @@ void stage(Connection& connection, const StagedImport& import, const QList<Impor
     if (import.invalid == 0) {
         connection.insert(
             u"import_records (import_id, position, file_row, content)"_s, rows.size(), [&](qsizetype i) {
-                const QByteArray content = QJsonDocument(contentOf(rows[i])).toJson(QJsonDocument::Compact);
-                return QVariantList{import.id, i, rows[i].row, QString::fromUtf8(content)};
+                return QVariantList{import.id, i, rows[i].row, QString::fromUtf8(contentOf(rows[i]))};
             });
     }
 }
@@ -92,8 +102,7 @@ QList<ImportRow> nextRows(Connection& connection, const StagedImport& import, in
                           " AND position >= ? AND position < ? ORDER BY position"_s,
                           {import.id, import.checkpoint, import.checkpoint + limit},
                           [](const QSqlQuery& found) {
-                              const QByteArray content = found.value(1).toString().toUtf8();
-                              return rowOf(QJsonDocument::fromJson(content).object(), found.value(0).toInt());
+                              return rowOf(found.value(1).toString().toUtf8(), found.value(0).toInt());
                           });
 }
 

@@ -35,9 +35,9 @@ struct StagedImport {
 /// The fingerprints of everything imported from this source.
 [[nodiscard]] QSet<QString> importedFrom(Connection& connection, const ImportSource& source);
 
-/// Notes that a record is imported; false when it had been already.
-[[nodiscard]] bool noteImported(Connection& connection, const ImportSource& source,
-                                const QString& fingerprint);
+/// Notes that these records are imported; returns those that had not been, each once.
+[[nodiscard]] QList<ImportRow> noteImported(Connection& connection, const ImportSource& source,
+                                            const QList<ImportRow>& rows);
 
 /// Stores the import with its records. Other imports of the same user that were
 /// staged more than a day ago are forgotten unless they were completed with

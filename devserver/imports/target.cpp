@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/imports/target.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
+#include "devserver/base/json.h"
 
 #include <algorithm>
 
@@ -81,11 +80,12 @@ Entry ImportTarget::entryFor(const ImportRow& row) {
         entry.taskId = idFor(m_tasks[{*entry.projectId, row.task}], u"tasks (id, project_id, name)"_s,
                              {*entry.projectId, row.task});
     }
-    QJsonArray tags;
+    JsonWriter tags;
+    tags.beginArray();
     for (const QString& tag : row.tags) {
-        tags += idFor(m_tags[tag], u"tags (id, workspace_id, name)"_s, {m_workspaceId, tag});
+        tags.value(idFor(m_tags[tag], u"tags (id, workspace_id, name)"_s, {m_workspaceId, tag}));
     }
-    entry.tagIds = QJsonDocument(tags).toJson(QJsonDocument::Compact);
+    entry.tagIds = tags.endArray().take();
     entry.billable = row.billable;
     entry.startAt = row.startAt;
     entry.stopAt = row.stopAt;

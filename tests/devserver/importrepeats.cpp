@@ -27,6 +27,8 @@ private Q_SLOTS:
     void aLongerFileWritesWhatIsNew();
     void whatWasChangedOrDeletedSinceIsNotWrittenAgain();
     void duplicatesAreSkippedInClosedPeriods();
+    void aRecordTwiceInTheFileIsWrittenOnce_data();
+    void aRecordTwiceInTheFileIsWrittenOnce();
     void anotherNamespaceUserOrWorkspaceIsAnotherSource();
     void importsStagedSideBySideWriteOnce();
     void twoClientsWithTheSameKeyMakeOneStep();
@@ -142,6 +144,20 @@ void TestDevserverImportRepeats::duplicatesAreSkippedInClosedPeriods() {
     QCOMPARE(numbersOf(staged), u"3 0 0 3"_s);
     QCOMPARE(progressOf(applyAll(staged)), u"completed 3/3"_s);
     QCOMPARE(count(u"time_entries"_s), 3);
+}
+
+void TestDevserverImportRepeats::aRecordTwiceInTheFileIsWrittenOnce_data() {
+    QTest::addColumn<int>("limit");
+    QTest::newRow("in one step") << 500;
+    QTest::newRow("in two") << 2;
+}
+
+void TestDevserverImportRepeats::aRecordTwiceInTheFileIsWrittenOnce() {
+    QFETCH(const int, limit);
+    const Reply last = applyAll(preview(records(2) + u'\n' + records(3).section(u'\n', 1)), limit);
+    QCOMPARE(progressOf(last), u"completed 5/5"_s);
+    QCOMPARE(last.body.value(u"written"), 3);
+    QCOMPARE(descriptions(), (QStringList{u"work 0"_s, u"work 1"_s, u"work 2"_s}));
 }
 
 void TestDevserverImportRepeats::anotherNamespaceUserOrWorkspaceIsAnotherSource() {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "devserver/imports/rows.h"
 #include "tests/devserver/importfixture.h"
 
 #include <QJsonArray>
@@ -30,6 +31,7 @@ private Q_SLOTS:
     void cellsThatCannotBeUsedAreNamed();
     void billableIsAWord_data();
     void billableIsAWord();
+    void aRecordIsKnownByTheSameFingerprintForEver();
 };
 
 void TestDevserverImportRows::filesAreReadInManyForms_data() {
@@ -377,6 +379,27 @@ void TestDevserverImportRows::billableIsAWord() {
     QCOMPARE(sampleOf(reply).value(u"billable"), billable);
     QCOMPARE(problemsOf(reply),
              billable.isBool() ? QStringList() : QStringList{u"2 Billable: This is neither Yes nor No."_s});
+}
+
+// It stands in databases of earlier versions, which would import all their records again.
+void TestDevserverImportRows::aRecordIsKnownByTheSameFingerprintForEver() {
+    using namespace devserver;
+    const ImportRow row{7,          u"\"a\\b\"\n\t\x01 שלום"_s,
+                        u"לקוח"_s,  u"Trees"_s,
+                        {},         {u"a, b"_s, u"ב"_s},
+                        true,       1748768400,
+                        1748772000, 1748779200,
+                        -5};
+    const QJsonObject identity{{u"description"_s, row.description},
+                               {u"client"_s, row.client},
+                               {u"project"_s, row.project},
+                               {u"task"_s, u""_s},
+                               {u"tags"_s, QJsonArray::fromStringList(row.tags)},
+                               {u"billable"_s, true},
+                               {u"clock_start"_s, row.clockStart},
+                               {u"clock_stop"_s, row.clockStop}};
+    QCOMPARE(fingerprintOf(row), fingerprintOf(identity));
+    QCOMPARE(fingerprintOf(rowOf(contentOf(row), row.row)), fingerprintOf(identity));
 }
 
 QTEST_GUILESS_MAIN(TestDevserverImportRows)
