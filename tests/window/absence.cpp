@@ -69,6 +69,7 @@ private Q_SLOTS:
     void theNextQuestionFollows();
     void theQuestionWaitsForTheHiddenWindow();
     void theQuestionGoesWithItsTimer();
+    void theQuestionWaitsForTheTimersWorkspace();
     void aRefusedAnswerSaysWhyAndStillAsks();
     void theButtonsFitInTheSmallestWindow_data();
     void theButtonsFitInTheSmallestWindow();
@@ -238,13 +239,17 @@ void WindowAbsenceTest::theQuestionGoesWithItsTimer() {
 }
 
 void WindowAbsenceTest::aRefusedAnswerSaysWhyAndStillAsks() {
-    m_fixture->show(running(ago(3 * 3600), u"w2"_s));
+    QJsonObject document = running(ago(3 * 3600));
+    QJsonObject snapshot = document.value(u"snapshot").toObject();
+    snapshot.insert(u"catalog", QJsonObject());
+    document.insert(u"snapshot", snapshot);
+    m_fixture->show(document);
     ask();
     use("startAnew", 0);
     QVERIFY(isAsked());
     QVERIFY(part("absenceOutcome")->isVisible());
     QCOMPARE(text("absenceOutcome"),
-             u"Select the running timer's workspace before stopping it in this native preview."_s);
+             u"This entry's project can no longer be booked; start with another project instead."_s);
     QCOMPARE(controller().pending(), 0);
 }
 
@@ -255,6 +260,18 @@ void WindowAbsenceTest::theButtonsFitInTheSmallestWindow_data() {
 }
 
 void WindowAbsenceTest::theButtonsFitInTheSmallestWindow() {
+void WindowAbsenceTest::theQuestionWaitsForTheTimersWorkspace() {
+    QJsonObject document = running(ago(3 * 3600), u"w2"_s);
+    m_fixture->show(document);
+    controller().noteAbsence(Kind::Rest, 25 * minute);
+    QVERIFY(!dialog()->property("visible").toBool());
+    document.insert(u"workspace", u"w2"_s);
+    m_fixture->show(document);
+    QTRY_VERIFY(isAsked());
+    use("stopThere", 0);
+    QCOMPARE(controller().pending(), 1);
+}
+
     QFETCH(const bool, hebrew);
     m_fixture->window->setProperty("hebrew", hebrew);
     m_fixture->window->resize(820, 620);
