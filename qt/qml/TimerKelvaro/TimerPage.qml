@@ -105,7 +105,7 @@ ScrollPage {
 
                 objectName: "description"
                 focus: true
-                maximumLength: 4096
+                maximumLength: Theme.descriptionLength
                 placeholderText: page.window.label("על מה אתה עובד?", "What are you working on?")
                 Layout.fillWidth: true
                 Keys.forwardTo: [suggestions]
