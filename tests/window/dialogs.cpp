@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -30,6 +31,7 @@ class WindowDialogsTest : public QObject {
     void openEdit(const QString& text);
     void openManual(const char* from, const char* to);
     void openEntry();
+    void leave();
     void startReload();
     void endReload();
     /// Enter in the field that has the focus, or the button.
@@ -67,6 +69,7 @@ private Q_SLOTS:
     void manualDescriptionHasNoEnd();
     void longDescriptionIsEditedWhole_data();
     void longDescriptionIsEditedWhole();
+    void timesThatWereLeftOnAnEarlierDayAreForgotten();
     void keyboardStaysWhereItWentWhileADialogOpens();
     void pressedTwiceIsOneChange_data();
     void pressedTwiceIsOneChange();
@@ -114,6 +117,11 @@ void WindowDialogsTest::openEntry() {
     row->forceActiveFocus(Qt::TabFocusReason);
     QTest::keyClick(m_fixture->window, Qt::Key_Return);
     QTRY_VERIFY(isOpen());
+}
+
+void WindowDialogsTest::leave() {
+    QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
 }
 
 void WindowDialogsTest::listen(const QQuickItem* item) {
@@ -407,6 +415,26 @@ void WindowDialogsTest::longDescriptionIsEditedWhole() {
 
     open(u"Short"_s);
     QCOMPARE(item(field)->property("maximumLength").toInt(), 4096);
+}
+
+void WindowDialogsTest::timesThatWereLeftOnAnEarlierDayAreForgotten() {
+    const QString from = u"2021-03-02T09:00:00+02:00"_s;
+    openManual(from.toUtf8(), "2021-03-02T10:00:00+02:00");
+    leave();
+    open("manualDialog", "manualEntry");
+    QCOMPARE(text("manualFrom"), from);
+    leave();
+
+    const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(QTimeZone("Asia/Jerusalem"_ba)).date();
+    m_dialog->setProperty("leftOn", today.addDays(-1).toString(Qt::ISODate));
+    open("manualDialog", "manualEntry");
+    QCOMPARE(text("manualFrom"), QString());
+    QCOMPARE(text("manualTo"), QString());
+    QCOMPARE(text("manualDescription"), u"Call"_s);
+    item("manualTo")->forceActiveFocus();
+    item("manualTo")->setProperty("text", u"10:00"_s);
+    QTest::keyClick(m_fixture->window, Qt::Key_Tab);
+    QVERIFY2(text("manualTo").startsWith(today.toString(Qt::ISODate)), qPrintable(text("manualTo")));
 }
 
 void WindowDialogsTest::keyboardStaysWhereItWentWhileADialogOpens() {
