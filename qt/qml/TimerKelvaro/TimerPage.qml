@@ -150,10 +150,33 @@ ScrollPage {
                 }
             }
             Note {
+                id: task
+
+                readonly property bool cut: truncated && (taskHover.hovered || activeFocus)
+
+                objectName: "timerDescription"
                 visible: page.running
                 text: page.timer.description || ""
                 font.pixelSize: 12
                 opacity: 0.7
+                maximumLineCount: 3
+                elide: Text.ElideRight
+                activeFocusOnTab: truncated
+                Accessible.name: text
+                onCutChanged: tip.showFor(task, cut ? text : "")
+
+                HoverHandler {
+                    id: taskHover
+                }
+                FocusRing {
+                    radius: Theme.radius
+                    visible: task.activeFocus
+                }
+                WholeTextTip {
+                    id: tip
+
+                    objectName: "timerTip"
+                }
             }
         }
     }
