@@ -19,16 +19,22 @@ QIcon iconFor(bool running) {
 
 } // namespace
 
-Tray::Tray(Controller& controller, QQuickWindow* window) : m_window(window), m_icon(iconFor(false)) {
+Tray::Tray(Controller& controller, QQuickWindow* window)
+    : m_controller(controller), m_window(window), m_icon(iconFor(false)) {
     const QString name = u"Timer.Kelvaro"_s;
     QObject::connect(m_menu.addAction(name), &QAction::triggered, &m_menu, [this] { showWindow(); });
-    QObject::connect(m_menu.addAction(u"Stop timer"_s), &QAction::triggered, &controller,
-                     &Controller::stopTimer);
+    QObject::connect(m_menu.addAction(u"Stop timer"_s), &QAction::triggered, &m_menu,
+                     [this] { stopTimer(); });
     m_menu.addSeparator();
     QObject::connect(m_menu.addAction(u"Quit"_s), &QAction::triggered, qApp,
                      [] { QCoreApplication::exit(); }); // quit() asks the window, which would only hide
 
-    const auto follow = [this, &controller] { followTimer(!controller.timer().isEmpty()); };
+    const auto follow = [this] {
+        followTimer(!m_controller.timer().isEmpty());
+        // Later: what waits for the end of `busy` is carried out on the next turn of the event loop.
+        QMetaObject::invokeMethod(
+            &m_menu, [this] { followStop(); }, Qt::QueuedConnection);
+    };
     QObject::connect(&controller, &Controller::changed, &m_menu, follow);
     follow();
 
@@ -51,6 +57,21 @@ void Tray::followTimer(bool running) {
     if (running != m_running) {
         m_running = running;
         m_icon.setIcon(iconFor(running));
+    }
+}
+
+void Tray::stopTimer() {
+    m_stopping = !m_controller.timer().isEmpty();
+    m_controller.stopTimer();
+}
+
+void Tray::followStop() {
+    if (!m_stopping || m_controller.busy()) {
+        return;
+    }
+    m_stopping = false;
+    if (!m_controller.timer().isEmpty()) {
+        showWindow(); // its status line says why
     }
 }
 

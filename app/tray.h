@@ -21,9 +21,14 @@ public:
 private:
     void followTimer(bool running);
     void showWindow() const;
+    void stopTimer();
+    /// Who stopped the timer from here is shown why it still runs.
+    void followStop();
 
+    Controller& m_controller;
     QPointer<QQuickWindow> m_window;
     QMenu m_menu;
     QSystemTrayIcon m_icon;
     bool m_running = false;
+    bool m_stopping = false;
 };

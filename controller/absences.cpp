@@ -43,7 +43,9 @@ void Controller::noteAge() {
 
 QVariantMap Controller::absence() const {
     const std::optional<Absences::Absence> asked = m_personal.absences.question();
-    if (!asked) {
+    // What can be answered only in the timer's own workspace waits for that.
+    const QString home = m_view.timer().value(u"workspace_id").toString();
+    if (!asked || (!home.isEmpty() && home != m_document.workspace)) {
         return {};
     }
     const bool isAge = asked->kind == Absences::Kind::Age;

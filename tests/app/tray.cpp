@@ -26,6 +26,25 @@ constexpr int menuQuit = 3;
 
 const QString connected = u"Connected to PostgreSQL"_s;
 
+/// In the menu of the tray of this very process.
+void chooseStop() {
+    const QWidgetList widgets = QApplication::topLevelWidgets();
+    for (const QWidget* widget : widgets) {
+        const QList<QAction*> actions = widget->actions();
+        for (QAction* action : actions) {
+            if (action->text() == u"Stop timer"_s) {
+                action->trigger();
+            }
+        }
+    }
+}
+
+QJsonObject running(const QString& workspace = u"ws-1"_s) {
+    QJsonObject timer = sample::entry(u"t1"_s, u"2026-01-05T08:00:00Z"_s, {});
+    timer.insert(u"workspace_id"_s, workspace);
+    return timer;
+}
+
 } // namespace
 
 class TrayTest : public QObject {
@@ -45,6 +64,8 @@ private Q_SLOTS:
     void menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits();
     void menuQuitsWhileTheWindowIsOpen();
     void menuStopsTheTimerOnceTheServerHasBeenAsked();
+    void aRefusedStopBringsTheWindowThatSaysWhy_data();
+    void aRefusedStopBringsTheWindowThatSaysWhy();
     void onlyAPlainClickShowsTheWindow_data();
     void onlyAPlainClickShowsTheWindow();
 };
@@ -113,31 +134,63 @@ void TrayTest::menuQuitsWhileTheWindowIsOpen() {
 }
 
 void TrayTest::menuStopsTheTimerOnceTheServerHasBeenAsked() {
-    const QJsonObject running = sample::entry(u"t1"_s, u"2026-01-05T08:00:00Z"_s, {});
-    const QJsonObject snapshot = sample::snapshot({running});
+    const QJsonObject snapshot = sample::snapshot({running()});
     Desk desk(snapshot);
-    desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, running}}));
+    desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, running()}}));
     QVERIFY(desk.load());
     desk.holdPushes();
     desk.peer.answerOnce("GET", u"/v1/sync/snapshot"_s,
                          PeerReply::json(snapshot).delivered(PeerReply::Delivery::Hold));
     desk.controller->refresh();
     QTRY_COMPARE(desk.peer.held(), 1);
-    const Tray tray(*desk.controller, nullptr);
-    const QWidgetList widgets = QApplication::topLevelWidgets();
-    for (const QWidget* widget : widgets) {
-        const QList<QAction*> actions = widget->actions();
-        for (QAction* action : actions) {
-            if (action->text() == u"Stop timer"_s) {
-                action->trigger();
-            }
-        }
-    }
+    QQuickWindow window;
+    const Tray tray(*desk.controller, &window);
+    chooseStop();
     QCOMPARE(desk.controller->pending(), 0);
     desk.peer.release();
     QTRY_COMPARE(desk.controller->pending(), 1);
     QCOMPARE(mutationAt(*desk.controller, 0).value(u"operation").toString(), u"timer.stop"_s);
     QVERIFY(desk.controller->timer().isEmpty());
+    QCoreApplication::processEvents();
+    QVERIFY(!window.isVisible());
+    // Where none runs it stops none, and the next one is none that was to be stopped.
+    chooseStop();
+    desk.controller->start(u"Next"_s, {}, false);
+    QVERIFY(!desk.controller->timer().isEmpty());
+    QCoreApplication::processEvents();
+    QVERIFY(!window.isVisible());
+}
+
+void TrayTest::aRefusedStopBringsTheWindowThatSaysWhy_data() {
+    QTest::addColumn<bool>("waits");
+    QTest::newRow("at once") << false;
+    QTest::newRow("once the server has been asked") << true;
+}
+
+void TrayTest::aRefusedStopBringsTheWindowThatSaysWhy() {
+    QFETCH(const bool, waits);
+    Desk desk;
+    desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, running(u"ws-2"_s)}}));
+    QVERIFY(desk.load());
+    QQuickWindow window;
+    const Tray tray(*desk.controller, &window);
+    if (waits) {
+        desk.peer.answerOnce("GET", u"/v1/sync/snapshot"_s,
+                             PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
+        desk.controller->refresh();
+        QTRY_COMPARE(desk.peer.held(), 1);
+    }
+    chooseStop();
+    QVERIFY(!window.isVisible());
+    desk.peer.release();
+    QTRY_VERIFY(window.isVisible());
+    QCOMPARE(desk.controller->message(),
+             u"Select the running timer's workspace before stopping it in this native preview."_s);
+    // Later changes of a timer that runs are no answer to it.
+    window.hide();
+    Q_EMIT desk.controller->changed();
+    QCoreApplication::processEvents();
+    QVERIFY(!window.isVisible());
 }
 
 void TrayTest::onlyAPlainClickShowsTheWindow_data() {

@@ -66,7 +66,9 @@ private Q_SLOTS:
     void aStopIsNeverInTheFuture();
     void withoutAMomentItIsNow();
     void whatIsNoTimeIsRefused();
-    void anotherWorkspaceRefusesAndStillAsks();
+    void aRefusedAnswerStillAsks();
+    void theQuestionWaitsForTheTimersWorkspace();
+    void aTimerOfNoWorkspaceIsAskedAbout();
     void anAnswerWaitsForTheEndOfBusy();
     void keepingTakesBackAnAnswerThatWaits();
     void anAnswerForATimerThatIsGoneIsDropped();
@@ -220,17 +222,41 @@ void ControllerAbsencesTest::whatIsNoTimeIsRefused() {
     QCOMPARE(m_desk->controller->pending(), 0);
 }
 
-void ControllerAbsencesTest::anotherWorkspaceRefusesAndStillAsks() {
+void ControllerAbsencesTest::aRefusedAnswerStillAsks() {
+    m_desk = std::make_unique<Desk>();
+    QJsonObject timer = running(u"t1"_s, ago(3600));
+    timer.insert(u"project_id"_s, u"gone"_s);
+    serveTimer(timer);
+    QVERIFY(m_desk->load());
+    m_desk->controller->noteAbsence(Kind::Rest, 12 * minute);
+    m_desk->controller->restartTimerFrom(asked(u"moment"_s));
+    QCOMPARE(m_desk->controller->message(),
+             u"This entry's project can no longer be booked; start with another project instead."_s);
+    QCOMPARE(m_desk->controller->pending(), 0);
+    QCOMPARE(asked(u"kind"_s), u"rest"_s);
+}
+
+void ControllerAbsencesTest::theQuestionWaitsForTheTimersWorkspace() {
     m_desk = std::make_unique<Desk>();
     QJsonObject timer = running(u"t1"_s, ago(3600));
     timer.insert(u"workspace_id"_s, u"ws-2"_s);
     serveTimer(timer);
     QVERIFY(m_desk->load());
     m_desk->controller->noteAbsence(Kind::Rest, 12 * minute);
-    m_desk->controller->restartTimerFrom(asked(u"moment"_s));
-    QCOMPARE(m_desk->controller->message(),
-             u"Select the running timer's workspace before stopping it in this native preview."_s);
-    QCOMPARE(m_desk->controller->pending(), 0);
+    QVERIFY(m_desk->controller->absence().isEmpty());
+    QJsonObject state = m_desk->controller->durableState();
+    state.insert(u"workspace", u"ws-2"_s);
+    m_desk->controller->applyDurable(state);
+    QCOMPARE(asked(u"kind"_s), u"rest"_s);
+}
+
+void ControllerAbsencesTest::aTimerOfNoWorkspaceIsAskedAbout() {
+    m_desk = std::make_unique<Desk>();
+    QJsonObject timer = running(u"t1"_s, ago(3600));
+    timer.remove(u"workspace_id"_s);
+    serveTimer(timer);
+    QVERIFY(m_desk->load());
+    m_desk->controller->noteAbsence(Kind::Rest, 12 * minute);
     QCOMPARE(asked(u"kind"_s), u"rest"_s);
 }
 

@@ -60,6 +60,7 @@ private Q_SLOTS:
     void theQuestionNamesTheTimesAndTheTimer();
     void eachKindIsAskedInBothLanguages_data();
     void eachKindIsAskedInBothLanguages();
+    void whatIsTypedWhenItComesIsNoAnswer();
     void escapeAndEnterKeepTheTime_data();
     void escapeAndEnterKeepTheTime();
     void theTimerStopsThere_data();
@@ -68,6 +69,7 @@ private Q_SLOTS:
     void theTimerStopsThereAndStartsAnew();
     void theNextQuestionFollows();
     void theQuestionWaitsForTheHiddenWindow();
+    void theQuestionWaitsForTheTimersWorkspace();
     void theQuestionGoesWithItsTimer();
     void aRefusedAnswerSaysWhyAndStillAsks();
     void theButtonsFitInTheSmallestWindow_data();
@@ -115,7 +117,7 @@ void WindowAbsenceTest::theQuestionNamesTheTimesAndTheTimer() {
     QVERIFY(text("absenceQuestion").contains(absence.value(u"until"_s).toString()));
     QCOMPARE(text("absenceTimer"), u"Planting"_s);
     QVERIFY(text("stopThere").contains(absence.value(u"time"_s).toString()));
-    QVERIFY(part("keepTime")->hasActiveFocus());
+    QTRY_VERIFY(part("keepTime")->hasActiveFocus());
     QVERIFY(!part("absenceOutcome")->isVisible());
 }
 
@@ -150,6 +152,28 @@ void WindowAbsenceTest::eachKindIsAskedInBothLanguages() {
     QCOMPARE(text("keepTime"), u"השאר את הזמן"_s);
 }
 
+void WindowAbsenceTest::whatIsTypedWhenItComesIsNoAnswer() {
+    QQuickItem* const field = m_fixture->item(u"description"_s);
+    field->forceActiveFocus();
+    QTest::keyClick(m_fixture->window, Qt::Key_A);
+    ask();
+    for (const Qt::Key key : {Qt::Key_B, Qt::Key_Space, Qt::Key_C, Qt::Key_Return, Qt::Key_Escape}) {
+        QTest::keyClick(m_fixture->window, key);
+    }
+    QVERIFY(isAsked());
+    QVERIFY(!controller().absence().isEmpty());
+    QCOMPARE(controller().pending(), 0);
+    QCOMPARE(field->property("text").toString(), u"ab c"_s);
+
+    // Who has stopped typing can answer.
+    QTRY_VERIFY(part("keepTime")->hasActiveFocus());
+    QTest::keyClick(m_fixture->window, Qt::Key_Tab);
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QTRY_VERIFY(!dialog()->property("visible").toBool());
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(field->property("text").toString(), u"ab c"_s);
+}
+
 void WindowAbsenceTest::escapeAndEnterKeepTheTime_data() {
     QTest::addColumn<Qt::Key>("key");
     QTest::newRow("Escape") << Qt::Key_Escape;
@@ -159,6 +183,7 @@ void WindowAbsenceTest::escapeAndEnterKeepTheTime_data() {
 void WindowAbsenceTest::escapeAndEnterKeepTheTime() {
     QFETCH(const Qt::Key, key);
     ask();
+    QTRY_VERIFY(part("keepTime")->hasActiveFocus());
     QTest::keyClick(m_fixture->window, key);
     QTRY_VERIFY(!dialog()->property("visible").toBool());
     QVERIFY(controller().absence().isEmpty());
@@ -205,6 +230,7 @@ void WindowAbsenceTest::theNextQuestionFollows() {
     QTRY_VERIFY(QDateTime::currentDateTimeUtc() > first);
     controller().noteAbsence(Kind::Rest, 0);
     QVERIFY(text("absenceQuestion").startsWith(u"The computer slept"_s));
+    QTRY_VERIFY(part("keepTime")->hasActiveFocus());
     QTest::keyClick(m_fixture->window, Qt::Key_Escape);
     QTRY_VERIFY(isAsked() && text("absenceQuestion").startsWith(u"Nobody touched"_s));
     QVERIFY(part("keepTime")->hasActiveFocus());
@@ -230,6 +256,18 @@ void WindowAbsenceTest::theQuestionWaitsForTheHiddenWindow() {
     QTRY_VERIFY(isAsked());
 }
 
+void WindowAbsenceTest::theQuestionWaitsForTheTimersWorkspace() {
+    QJsonObject document = running(ago(3 * 3600), u"w2"_s);
+    m_fixture->show(document);
+    controller().noteAbsence(Kind::Rest, 25 * minute);
+    QVERIFY(!dialog()->property("visible").toBool());
+    document.insert(u"workspace", u"w2"_s);
+    m_fixture->show(document);
+    QTRY_VERIFY(isAsked());
+    use("stopThere", 0);
+    QCOMPARE(controller().pending(), 1);
+}
+
 void WindowAbsenceTest::theQuestionGoesWithItsTimer() {
     ask();
     m_fixture->show(WindowFixture::document());
@@ -238,13 +276,17 @@ void WindowAbsenceTest::theQuestionGoesWithItsTimer() {
 }
 
 void WindowAbsenceTest::aRefusedAnswerSaysWhyAndStillAsks() {
-    m_fixture->show(running(ago(3 * 3600), u"w2"_s));
+    QJsonObject document = running(ago(3 * 3600));
+    QJsonObject snapshot = document.value(u"snapshot").toObject();
+    snapshot.insert(u"catalog", QJsonObject());
+    document.insert(u"snapshot", snapshot);
+    m_fixture->show(document);
     ask();
     use("startAnew", 0);
     QVERIFY(isAsked());
     QVERIFY(part("absenceOutcome")->isVisible());
     QCOMPARE(text("absenceOutcome"),
-             u"Select the running timer's workspace before stopping it in this native preview."_s);
+             u"This entry's project can no longer be booked; start with another project instead."_s);
     QCOMPARE(controller().pending(), 0);
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/scriptedpeer.h"
 #include "tests/window/windowfixture.h"
 
 #include <QApplication>
@@ -26,6 +27,8 @@ private Q_SLOTS:
     void messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data();
     void messageThatOnlySaysWhatIsWrongIsFollowedByAdvice();
     void adviceKnowsWhetherThereIsWorkToGoOnWith();
+    void whateverFailsWithAnEndedSessionAsksToSignIn_data();
+    void whateverFailsWithAnEndedSessionAsksToSignIn();
     void longMessageTakesAFewLines_data();
     void longMessageTakesAFewLines();
     void wholeMessageStaysWhileItIsRead();
@@ -78,13 +81,20 @@ void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data() {
     QTest::newRow("no database") << u"Local encrypted database unavailable"_s << disk
                                  << diskInEnglish + u", then press"_s;
     QTest::newRow("no database any more")
-        << u"Secure storage could not be opened; offline writes are disabled."_s << disk
-        << diskInEnglish + u", then press"_s;
+        << u"Secure storage could not be opened; offline writes are disabled."_s
+        << disk + u"; אם המפתח במאגר הסיסמאות השתנה, שחזר גם אותו, ואז לחץ"_s
+        << diskInEnglish +
+               u"; if the key in the keyring or wallet was changed, restore that as well, then press"_s;
     QTest::newRow("refused write") << u"The write was not accepted because secure local storage failed."_s
                                    << disk << diskInEnglish + u", then try again."_s;
     QTest::newRow("refused save") << u"Secure local save failed; the retained queue was not "
                                      "acknowledged locally."_s
                                   << disk << diskInEnglish + u", then try again."_s;
+    QTest::newRow("refused acknowledgement")
+        << u"Secure local acknowledgement save failed; original queue retained for replay"_s << disk
+        << diskInEnglish + u", then try again."_s;
+    QTest::newRow("refused reconnection") << u"Unable to store explicit developer reconnect"_s << disk
+                                          << diskInEnglish + u", then try again."_s;
     QTest::newRow("no address") << u"Use HTTPS or the trusted private development server"_s
                                 << u"הכתובת צריכה להתחיל ב־https://"_s
                                 << u"The address must begin with https://"_s;
@@ -120,6 +130,42 @@ void WindowBannerTest::adviceKnowsWhetherThereIsWorkToGoOnWith() {
     m_fixture->window->setProperty("hebrew", false);
     QCOMPARE(item("advice")->property("text").toString(),
              u"Go on working; the program keeps looking for the server."_s);
+}
+
+void WindowBannerTest::whateverFailsWithAnEndedSessionAsksToSignIn_data() {
+    QTest::addColumn<QString>("message");
+    QTest::newRow("load") << u"Server unavailable. Encrypted cached data retained."_s;
+    QTest::newRow("identity") << u"Identity check unavailable; encrypted queue retained."_s;
+    QTest::newRow("push") << u"Server did not acknowledge this request; original encrypted queue retained"_s;
+    QTest::newRow("workspaces") << u"Unable to list workspaces for this account"_s;
+    QTest::newRow("report") << u"Report request failed"_s;
+    QTest::newRow("export") << u"Export failed"_s;
+    QTest::newRow("preview") << u"Import preview failed"_s;
+    QTest::newRow("import") << u"Import failed"_s;
+}
+
+void WindowBannerTest::whateverFailsWithAnEndedSessionAsksToSignIn() {
+    QFETCH(const QString, message);
+    ScriptedPeer peer;
+    peer.answer("GET", u"/v1/me"_s, PeerReply::json({}, 401));
+    m_fixture->unlock(peer.url());
+    QJsonObject document = WindowFixture::document();
+    m_fixture->show(document);
+    m_fixture->controller.fail(message);
+    QVERIFY(!item("advice")->isVisible());
+
+    document.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}, {u"user_id"_s, u"u1"_s}});
+    m_fixture->show(document);
+    m_fixture->controller.fetchIdentity();
+    QTRY_VERIFY(m_fixture->controller.sessionRefused());
+    for (const bool hebrew : {true, false}) {
+        m_fixture->window->setProperty("hebrew", hebrew);
+        m_fixture->controller.fail(message);
+        QCOMPARE(item("status")->property("text").toString(), message);
+        QVERIFY(item("advice")->isVisible());
+        QCOMPARE(item("advice")->property("text").toString(),
+                 hebrew ? u"התחבר מחדש בהגדרות."_s : u"Sign in again in Settings."_s);
+    }
 }
 
 void WindowBannerTest::longMessageTakesAFewLines_data() {

@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -29,6 +30,8 @@ class WindowDialogsTest : public QObject {
     void open(const char* dialog, const char* button);
     void openEdit(const QString& text);
     void openManual(const char* from, const char* to);
+    void openEntry();
+    void leave();
     void startReload();
     void endReload();
     /// Enter in the field that has the focus, or the button.
@@ -64,6 +67,9 @@ private Q_SLOTS:
     void manualDialogTellsItAnewWhenPeriodsOrWorkspaceChange();
     void noticesAndRefusalsAreSpokenEachTime();
     void manualDescriptionHasNoEnd();
+    void longDescriptionIsEditedWhole_data();
+    void longDescriptionIsEditedWhole();
+    void timesThatWereLeftOnAnEarlierDayAreForgotten();
     void keyboardStaysWhereItWentWhileADialogOpens();
     void pressedTwiceIsOneChange_data();
     void pressedTwiceIsOneChange();
@@ -100,6 +106,22 @@ void WindowDialogsTest::openManual(const char* from, const char* to) {
     item("manualDescription")->setProperty("text", u"Call"_s);
     item("manualFrom")->setProperty("text", QString::fromLatin1(from));
     item("manualTo")->setProperty("text", QString::fromLatin1(to));
+}
+
+void WindowDialogsTest::openEntry() {
+    m_dialog = m_fixture->object(u"entryDialog"_s);
+    QQuickItem* row = nullptr;
+    QMetaObject::invokeMethod(item("entryList"), "itemAtIndex", Q_RETURN_ARG(QQuickItem*, row),
+                              Q_ARG(int, 0));
+    QVERIFY(row);
+    row->forceActiveFocus(Qt::TabFocusReason);
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QTRY_VERIFY(isOpen());
+}
+
+void WindowDialogsTest::leave() {
+    QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
 }
 
 void WindowDialogsTest::listen(const QQuickItem* item) {
@@ -355,6 +377,64 @@ void WindowDialogsTest::manualDescriptionHasNoEnd() {
     confirm(false);
     QCOMPARE(controller().pending(), 1);
     QCOMPARE(listed().size(), description.size());
+}
+
+void WindowDialogsTest::longDescriptionIsEditedWhole_data() {
+    QTest::addColumn<bool>("alone");
+    QTest::addColumn<bool>("touched");
+    QTest::newRow("description, untouched") << true << false;
+    QTest::newRow("description, touched") << true << true;
+    QTest::newRow("entry, touched") << false << true;
+}
+
+void WindowDialogsTest::longDescriptionIsEditedWhole() {
+    QFETCH(const bool, alone);
+    QFETCH(const bool, touched);
+    const char* const field = alone ? "editDescription" : "entryDescriptionField";
+    const QString whole(40'000, u'x');
+    QJsonObject entry = WindowFixture::entry(u"e1"_s);
+    const auto open = [&](const QString& description) {
+        entry.insert(u"description", description);
+        m_fixture->show(WindowFixture::document({entry}));
+        m_fixture->layOut();
+        if (alone) {
+            this->open("editDialog", "editEntry");
+        } else {
+            openEntry();
+        }
+        QCOMPARE(text(field).size(), description.size());
+    };
+    open(whole);
+    if (touched) {
+        QTest::keyClick(m_fixture->window, Qt::Key_Backspace);
+    }
+    confirm(true);
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), whole.chopped(touched ? 1 : 0));
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+
+    open(u"Short"_s);
+    QCOMPARE(item(field)->property("maximumLength").toInt(), 4096);
+}
+
+void WindowDialogsTest::timesThatWereLeftOnAnEarlierDayAreForgotten() {
+    const QString from = u"2021-03-02T09:00:00+02:00"_s;
+    openManual(from.toUtf8(), "2021-03-02T10:00:00+02:00");
+    leave();
+    open("manualDialog", "manualEntry");
+    QCOMPARE(text("manualFrom"), from);
+    leave();
+
+    const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(QTimeZone("Asia/Jerusalem"_ba)).date();
+    m_dialog->setProperty("leftOn", today.addDays(-1).toString(Qt::ISODate));
+    open("manualDialog", "manualEntry");
+    QCOMPARE(text("manualFrom"), QString());
+    QCOMPARE(text("manualTo"), QString());
+    QCOMPARE(text("manualDescription"), u"Call"_s);
+    item("manualTo")->forceActiveFocus();
+    item("manualTo")->setProperty("text", u"10:00"_s);
+    QTest::keyClick(m_fixture->window, Qt::Key_Tab);
+    QVERIFY2(text("manualTo").startsWith(today.toString(Qt::ISODate)), qPrintable(text("manualTo")));
 }
 
 void WindowDialogsTest::keyboardStaysWhereItWentWhileADialogOpens() {

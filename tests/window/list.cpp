@@ -53,6 +53,7 @@ private Q_SLOTS:
     void keepsTheRowsThatDidNotChange();
     void arrowsWalkTheRowsAndEnterEdits();
     void staysWhereItWasWhenTheWindowComesBack();
+    void aLongRunningDescriptionLeavesTheListInSight();
     void rowsFillWhatTheScrollBarLeaves_data();
     void rowsFillWhatTheScrollBarLeaves();
 };
@@ -179,6 +180,45 @@ void WindowListTest::staysWhereItWasWhenTheWindowComesBack() {
 
     m_fixture->layOut();
     QCOMPARE(m_list->property("contentY").toDouble(), 130.0);
+}
+
+void WindowListTest::aLongRunningDescriptionLeavesTheListInSight() {
+    const QString whole = u"Everything that has to be said about it, and then some. "_s.repeated(100);
+    QJsonObject timer = WindowFixture::entry(u"t1"_s);
+    timer.insert(u"description", whole);
+    timer.insert(u"stop_at", QJsonValue());
+    QJsonObject document = WindowFixture::document(entries(0, rowCount - 1));
+    document.insert(u"timer", timer);
+    m_fixture->window->setProperty("hebrew", false);
+    m_fixture->window->resize(m_fixture->window->minimumSize());
+    m_fixture->show(document);
+    m_fixture->layOut();
+    const double firstRowEnds = m_list->mapToScene(QPointF(0, 72)).y();
+    QVERIFY2(firstRowEnds < m_fixture->window->height(), qPrintable(QString::number(firstRowEnds)));
+
+    // By the keyboard as well as under the pointer.
+    QQuickItem* const description = m_fixture->item(u"timerDescription"_s);
+    const QObject* const tip = m_fixture->object(u"timerTip"_s);
+    m_fixture->item(u"manualEntry"_s)->forceActiveFocus(Qt::TabFocusReason);
+    QTRY_VERIFY(m_fixture->window->isActive());
+    QTest::keyClick(m_fixture->window, Qt::Key_Tab);
+    QVERIFY(description->hasActiveFocus());
+    QTRY_VERIFY(tip->property("opened").toBool());
+    QCOMPARE(tip->property("text").toString(), whole);
+    QTest::keyClick(m_fixture->window, Qt::Key_Tab);
+    QTRY_VERIFY(!tip->property("visible").toBool());
+    const QPointF middle = description->mapToScene(QPointF(100, description->height() / 2));
+    QTest::mouseMove(m_fixture->window, middle.toPoint());
+    QTRY_VERIFY(tip->property("opened").toBool());
+
+    // What fits is passed by.
+    timer.insert(u"description", u"Short"_s);
+    document.insert(u"timer", timer);
+    m_fixture->show(document);
+    QTRY_VERIFY(!tip->property("visible").toBool());
+    m_fixture->item(u"manualEntry"_s)->forceActiveFocus(Qt::TabFocusReason);
+    QTest::keyClick(m_fixture->window, Qt::Key_Tab);
+    QVERIFY(!description->hasActiveFocus());
 }
 
 void WindowListTest::rowsFillWhatTheScrollBarLeaves_data() {

@@ -51,7 +51,8 @@ private Q_SLOTS:
     void listGoesWithTheAccount();
     void listStaysDuringASync();
     void manualEntryTakesTheMainTimersSelectionAlong();
-    void selectionGoesWithAManualEntryThatIsNotAdded();
+    void selectionGoesWithTheManualEntry_data();
+    void selectionGoesWithTheManualEntry();
     void changedEntryTakesItsDescriptionsProject();
     void escapeInTheDialogClosesTheListFirst();
     void enterInTheDialogSubmitsWithoutAChoice();
@@ -265,8 +266,17 @@ void WindowSuggestionsTest::manualEntryTakesTheMainTimersSelectionAlong() {
     QCOMPARE(entry.value(u"billable"_s), true);
 }
 
-void WindowSuggestionsTest::selectionGoesWithAManualEntryThatIsNotAdded() {
+void WindowSuggestionsTest::selectionGoesWithTheManualEntry_data() {
+    QTest::addColumn<Qt::Key>("key");
+    QTest::newRow("added") << Qt::Key_Return;
+    QTest::newRow("not added") << Qt::Key_Escape;
+}
+
+void WindowSuggestionsTest::selectionGoesWithTheManualEntry() {
+    QFETCH(const Qt::Key, key);
     const QObject* const dialog = m_fixture->object(u"manualDialog"_s);
+    item("manualFrom")->setProperty("text", u"2021-03-02T09:00:00+02:00"_s);
+    item("manualTo")->setProperty("text", u"2021-03-02T10:00:00+02:00"_s);
     openManual();
     type("manualDescription", "week");
     QTRY_VERIFY(isOpen("manualDescription"));
@@ -274,8 +284,9 @@ void WindowSuggestionsTest::selectionGoesWithAManualEntryThatIsNotAdded() {
     press(Qt::Key_Return);
     QCOMPARE(item("projectSelect")->property("chosen"), u"p2"_s);
     QCOMPARE(item("billable")->property("checked"), true);
-    press(Qt::Key_Escape);
+    press(key);
     QTRY_VERIFY(!dialog->property("visible").toBool());
+    QCOMPARE(m_fixture->controller.pending(), key == Qt::Key_Return ? 1 : 0);
     QCOMPARE(item("projectSelect")->property("chosen"), QString());
     QCOMPARE(item("billable")->property("checked"), false);
 }

@@ -5,7 +5,8 @@ import QtQuick.Layouts
 import TimerKelvaro
 
 /// Asks what is to become of the time that the timer ran while nobody was there. It waits until the window is
-/// seen; Escape keeps the time.
+/// seen; Escape keeps the time. It may come in the middle of a word: what is typed then goes on to where it
+/// went, and is no answer.
 ModalDialog {
     id: dialog
 
@@ -15,6 +16,8 @@ ModalDialog {
     readonly property bool asks: !!absence.kind && window.visible && window.visibility !== Window.Minimized
     /// An answer was given that has not ended the question: the status says what came of it.
     property bool answered: false
+    /// The keyboard is here.
+    property bool keyed: false
 
     function sentence(): string {
         const since = window.ltr(absence.since || "")
@@ -37,10 +40,17 @@ ModalDialog {
         act(absence.moment)
         answered = asks
     }
+    function takeKeys() {
+        keyed = true
+        if (!activeFocus) // a button that was clicked keeps it
+            keep.forceActiveFocus(Qt.TabFocusReason)
+    }
 
     objectName: "absenceDialog"
     title: window.label("האם זה היה זמן עבודה?", "Was that work?")
     width: 640
+    focus: keyed
+    closePolicy: keyed ? Popup.CloseOnEscape : Popup.NoAutoClose
     onRejected: controller.keepTime()
     onAsksChanged: {
         if (asks)
@@ -50,12 +60,25 @@ ModalDialog {
     }
     onOpened: {
         answered = false
-        keep.forceActiveFocus(Qt.TabFocusReason)
         window.announce(question.text)
+        if (keyed)
+            keep.forceActiveFocus(Qt.TabFocusReason)
+        else
+            pause.start()
     }
-    onClosed: if (asks) open() // there is another one
+    onClosed: {
+        pause.stop()
+        keyed = keyed && asks
+        if (asks)
+            open() // there is another one
+    }
     Component.onCompleted: if (asks) open()
 
+    KeyPause {
+        id: pause
+
+        onEnded: dialog.takeKeys()
+    }
     ColumnLayout {
         width: parent.width
         spacing: Theme.gap

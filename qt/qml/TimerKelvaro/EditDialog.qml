@@ -11,6 +11,7 @@ FormDialog {
 
     function edit(id: string, description: string) {
         entryId = id
+        field.maximumLength = Math.max(Theme.descriptionLength, description.length)
         field.text = description
         open()
     }
@@ -37,7 +38,7 @@ FormDialog {
 
         objectName: "editDescription"
         focus: true
-        maximumLength: 4096
+        maximumLength: Theme.descriptionLength
         name: dialog.window.label("תיאור", "Description")
         readOnly: dialog.waiting
         Layout.fillWidth: true

@@ -11,13 +11,12 @@ TimesDialog {
     property var entry: ({})
     property string startText: ""
     property string stopText: ""
-    /// As the field holds it: it may be shorter than the entry's.
-    property string descriptionText: ""
     readonly property bool running: !entry.stop_at
+    readonly property string entryDescription: entry.description ?? ""
     readonly property string entryProject: entry.project_id ?? ""
     readonly property var changes: {
         const touched = {}
-        if (description.text !== descriptionText)
+        if (description.text !== entryDescription)
             touched.description = description.text
         if (project.chosen !== entryProject)
             touched.project_id = project.chosen
@@ -39,8 +38,7 @@ TimesDialog {
         entry = row
         startText = startAt
         stopText = running ? "" : stopAt
-        description.text = row.description ?? ""
-        descriptionText = description.text
+        description.text = entryDescription
         project.chosen = entryProject
         billable.checked = !!row.billable
         from.text = startText
@@ -76,7 +74,7 @@ TimesDialog {
 
         objectName: "entryDescriptionField"
         focus: true
-        maximumLength: 4096
+        maximumLength: Math.max(Theme.descriptionLength, dialog.entryDescription.length) // none is cut
         placeholderText: dialog.window.label("תיאור", "Description")
         readOnly: dialog.waiting
         Layout.fillWidth: true

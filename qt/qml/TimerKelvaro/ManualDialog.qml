@@ -10,11 +10,21 @@ TimesDialog {
     required property TimerPage timerPage
     /// The main timer's selection when the dialog was opened.
     property var before: ({})
+    property string leftOn: ""
 
     function empty() {
         description.text = ""
         from.text = ""
         to.text = ""
+    }
+    function today(): string {
+        return controller.reportRange("today").to
+    }
+    /// What came with a description is of this entry alone.
+    function giveSelectionBack() {
+        const stands = controller.projects.some(project => project.id === before.projectId)
+        timerPage.projectId = stands ? before.projectId : ""
+        timerPage.billable = before.billable
     }
 
     objectName: "manualDialog"
@@ -28,15 +38,22 @@ TimesDialog {
         to.settle()
         controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
     }
-    onAccepted: if (taken) empty()
-    onAboutToShow: before = { projectId: timerPage.projectId, billable: timerPage.billable }
-    onVisibleChanged: if (visible) description.forceActiveFocus()
-    // With an entry that is not added goes the selection that came with its description.
-    onRejected: {
-        const stands = controller.projects.some(project => project.id === before.projectId)
-        timerPage.projectId = stands ? before.projectId : ""
-        timerPage.billable = before.billable
+    onAccepted: {
+        if (taken)
+            empty()
+        giveSelectionBack()
     }
+    onRejected: giveSelectionBack()
+    onAboutToShow: {
+        before = { projectId: timerPage.projectId, billable: timerPage.billable }
+        // Otherwise a time typed alone would be of the day before.
+        if (leftOn !== "" && leftOn < today()) {
+            from.text = ""
+            to.text = ""
+        }
+    }
+    onAboutToHide: leftOn = today()
+    onVisibleChanged: if (visible) description.forceActiveFocus()
 
     Connections {
         target: dialog.window

@@ -13,9 +13,12 @@ Label {
         "לחץ בהגדרות על \"חיבור שרת / כניסת פיתוח מפורשת\".",
         "press \"Connect / explicit developer entry\" in Settings.")
 
+    function signInAgain(): string {
+        return window.label("התחבר מחדש בהגדרות.", "Sign in again in Settings.")
+    }
     function serverAway(): string {
         if (controller.sessionRefused)
-            return window.label("התחבר מחדש בהגדרות.", "Sign in again in Settings.")
+            return signInAgain()
         if (controller.workspace !== "")
             return window.label("אפשר להמשיך לעבוד; התוכנית ממשיכה לחפש את השרת.",
                                 "Go on working; the program keeps looking for the server.")
@@ -30,6 +33,11 @@ Label {
         return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית, ואז ",
                             "See that the disk has free space and that your home folder can be written to, then ") + connectAgain
     }
+    function storageUnreadable(): string {
+        return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית; אם המפתח במאגר הסיסמאות השתנה, שחזר גם אותו, ואז ",
+                            "See that the disk has free space and that your home folder can be written to; if the key in the keyring or wallet was changed, restore that as well, then ")
+                + connectAgain
+    }
     function saveRefused(): string {
         return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית, ואז נסה שוב.",
                             "See that the disk has free space and that your home folder can be written to, then try again.")
@@ -42,15 +50,27 @@ Label {
         switch (message) {
         case "Session unavailable or revoked. Cached work retained; no developer fallback was attempted.":
             return serverAway()
+        case "Server unavailable. Encrypted cached data retained.":
+        case "Identity check unavailable; encrypted queue retained.":
+        case "Server did not acknowledge this request; original encrypted queue retained":
+        case "Unable to list workspaces for this account":
+        case "Report request failed":
+        case "Export failed":
+        case "Import preview failed":
+        case "Import failed":
+            return controller.sessionRefused ? signInAgain() : ""
         case "KWallet / OS credential storage is locked or unavailable. Online mode remains available; offline writes are disabled.":
         case "OS secure storage denied the key; no plaintext fallback was used.":
         case "Open KWallet / OS credential storage before recording time. Online reports and reads remain available; no unprotected write queue is used.":
             return keyRefused()
         case "Local encrypted database unavailable":
-        case "Secure storage could not be opened; offline writes are disabled.":
             return databaseRefused()
+        case "Secure storage could not be opened; offline writes are disabled.":
+            return storageUnreadable()
         case "The write was not accepted because secure local storage failed.":
         case "Secure local save failed; the retained queue was not acknowledged locally.":
+        case "Secure local acknowledgement save failed; original queue retained for replay":
+        case "Unable to store explicit developer reconnect":
             return saveRefused()
         case "The entry says so already; nothing was changed.":
             return window.label("הרשומה כבר כתובה כך; דבר לא השתנה.", "")

@@ -32,6 +32,7 @@ QtObject {
     readonly property int columnWidth: 10
     readonly property int amountWidth: 104
     readonly property int shareWidth: 50
+    readonly property int descriptionLength: 4096
 
     function page(dark: bool): color {
         return dark ? "#16141f" : "#f7f6fb"

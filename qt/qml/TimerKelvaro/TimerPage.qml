@@ -105,7 +105,7 @@ ScrollPage {
 
                 objectName: "description"
                 focus: true
-                maximumLength: 4096
+                maximumLength: Theme.descriptionLength
                 placeholderText: page.window.label("על מה אתה עובד?", "What are you working on?")
                 Layout.fillWidth: true
                 Keys.forwardTo: [suggestions]
@@ -150,10 +150,33 @@ ScrollPage {
                 }
             }
             Note {
+                id: task
+
+                readonly property bool cut: truncated && (taskHover.hovered || activeFocus)
+
+                objectName: "timerDescription"
                 visible: page.running
                 text: page.timer.description || ""
                 font.pixelSize: 12
                 opacity: 0.7
+                maximumLineCount: 3
+                elide: Text.ElideRight
+                activeFocusOnTab: truncated
+                Accessible.name: text
+                onCutChanged: tip.showFor(task, cut ? text : "")
+
+                HoverHandler {
+                    id: taskHover
+                }
+                FocusRing {
+                    radius: Theme.radius
+                    visible: task.activeFocus
+                }
+                WholeTextTip {
+                    id: tip
+
+                    objectName: "timerTip"
+                }
             }
         }
     }
