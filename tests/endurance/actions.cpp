@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/storm.h"
 
+#include "tests/endurance/reporting.h"
 #include "tests/support/client.h"
 
 #include <QDateTime>
@@ -136,7 +137,7 @@ void Storm::withAnEntry(const std::function<void(Controller& client, const QVari
     Seat& here = seat();
     QVariantList entries = here.client().entries();
     if (entries.isEmpty()) {
-        return;
+        return skip();
     }
     // By when they came: times and ids are others in each run.
     const QStringList known = m_ledger->entities() + m_world.entities();
@@ -213,10 +214,11 @@ void Storm::refresh() {
 void Storm::selectWorkspace() {
     Seat& here = seat();
     const QVariantList workspaces = here.client().workspaces();
-    if (!workspaces.isEmpty()) {
-        const int index = m_dice.bounded(static_cast<int>(workspaces.size()));
-        here.client().selectWorkspace(workspaces.at(index).toMap().value(u"id"_s).toString());
+    if (workspaces.isEmpty()) {
+        return skip();
     }
+    const int index = m_dice.bounded(static_cast<int>(workspaces.size()));
+    here.client().selectWorkspace(workspaces.at(index).toMap().value(u"id"_s).toString());
 }
 
 void Storm::signIn() {
@@ -258,7 +260,7 @@ void Storm::removeHere(void (Controller::*remove)()) {
 }
 
 void Storm::setAside(Seat& here, const QString& name, void (Controller::*remove)()) {
-    const QString fileName = m_folder.filePath(name.arg(++m_files));
+    const QString fileName = m_folder->filePath(name.arg(++m_files));
     m_dialogs.choose(fileName);
     here.witness().expectFile(fileName);
     (here.client().*remove)();
@@ -273,11 +275,11 @@ void Storm::report() {
     Seat& here = seat();
     here.witness().seeReport();
     const QString kind = m_dice.bounded(2) == 0 ? u"summary"_s : u"detailed"_s;
-    here.client().queryReport(kind, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+    askForReport(here.client(), kind);
 }
 
 void Storm::downloadReport() {
-    m_dialogs.choose(m_folder.filePath(u"report-%1.csv"_s.arg(++m_files)));
+    m_dialogs.choose(m_folder->filePath(u"report-%1.csv"_s.arg(++m_files)));
     seat().client().downloadReport(u"csv"_s);
 }
 
@@ -287,17 +289,17 @@ void Storm::leaveEarly() {
     Seat& here = seat();
     Controller& client = here.client();
     if (client.busy() || client.syncing() || here.proxy.waiting() > 0) {
-        return;
+        return skip();
     }
     const QDateTime end = QDateTime::currentDateTimeUtc();
     client.addManual(freshText(), {}, end.addSecs(-600).toString(Qt::ISODate), end.toString(Qt::ISODate),
                      false);
     calm();
     here.witness().seeReport();
-    client.queryReport(u"detailed"_s, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
+    askForReport(client, u"detailed"_s);
     calm();
     if (here.proxy.waiting() != 2) {
-        return;
+        return skip();
     }
     here.proxy.finish(0, FaultProxy::Fault::ErrorBefore, m_dice);
     calm();
@@ -335,38 +337,47 @@ Seat* Storm::seatWithRequests() {
 }
 
 void Storm::flow() {
+    if (requests().isEmpty()) {
+        return skip();
+    }
     flowEverywhere();
 }
 
-void Storm::pass() {
-    if (Seat* here = seatWithRequests()) {
-        const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
-        m_detail = here->proxy.at(index).path();
-        here->proxy.finish(index, FaultProxy::Fault::None, m_dice);
+void Storm::withARequest(const std::function<void(FaultProxy& proxy, int index)>& act) {
+    Seat* here = seatWithRequests();
+    if (!here) {
+        return skip();
     }
+    const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
+    m_detail = here->proxy.at(index).path();
+    act(here->proxy, index);
+}
+
+void Storm::pass() {
+    withARequest(
+        [this](FaultProxy& proxy, int index) { proxy.finish(index, FaultProxy::Fault::None, m_dice); });
 }
 
 void Storm::serve() {
-    if (Seat* here = seatWithRequests()) {
-        const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
-        m_detail = here->proxy.at(index).path();
-        here->proxy.serve(index);
-    }
+    withARequest([this](FaultProxy& proxy, int index) {
+        if (!proxy.serve(index)) {
+            skip();
+        }
+    });
 }
 
 void Storm::breakOne() {
-    if (Seat* here = seatWithRequests()) {
-        const int index = m_dice.bounded(static_cast<int>(here->proxy.waiting()));
-        const FaultProxy::Fault fault = FaultProxy::draw(here->proxy.at(index), m_dice);
-        m_detail = here->proxy.at(index).path();
-        here->proxy.finish(index, fault, m_dice);
+    withARequest([this](FaultProxy& proxy, int index) {
+        proxy.finish(index, FaultProxy::draw(proxy.at(index), m_dice), m_dice);
         calm(); // what trickles is told of piece by piece
-        m_detail += u' ' + here->proxy.detail();
-    }
+        m_detail += u' ' + proxy.detail();
+    });
 }
 
 void Storm::passTimeout() {
-    seat().passTimeout();
+    if (!seat().passTimeout()) {
+        skip();
+    }
 }
 
 void Storm::passPeriod() {
@@ -374,13 +385,19 @@ void Storm::passPeriod() {
 }
 
 void Storm::passPause() {
-    seat().passPause();
+    if (!seat().passPause()) {
+        skip();
+    }
 }
 
 void Storm::goOffline() {
-    seat().proxy.goOffline();
+    if (!seat().proxy.goOffline()) {
+        skip();
+    }
 }
 
 void Storm::goOnline() {
-    seat().proxy.goOnline();
+    if (!seat().proxy.goOnline()) {
+        skip();
+    }
 }

@@ -8,6 +8,8 @@ namespace {
 
 /// After so many presses of Sync without an effect a person sets aside what waits.
 constexpr int patience = 8;
+constexpr int requestSeconds = 12;
+constexpr int secondsPerMinute = 60;
 
 } // namespace
 
@@ -29,9 +31,14 @@ bool canBePressed(Button button, const DeviceView& view) {
     return false;
 }
 
-Button nextButton(const DeviceView& view, int round, bool knowsPassword) {
+Button Presser::next(const DeviceView& view, bool knowsPassword) {
+    ++m_seconds;
     if (view.busy || view.syncing) {
         return Button::None;
+    }
+    if (view.queue != m_queue) {
+        m_queue = view.queue;
+        m_syncsInVain = 0;
     }
     struct Wish {
         Button button;
@@ -40,14 +47,25 @@ Button nextButton(const DeviceView& view, int round, bool knowsPassword) {
     const bool waits = !view.queue.isEmpty();
     const std::array wishes{
         Wish{Button::SignInAgain, waits && knowsPassword},
-        Wish{Button::ResendRetained, waits && round % 2 == 0},
+        Wish{Button::ResendRetained, waits && m_presses % 2 == 0},
         Wish{Button::RemoveRetained, waits},
-        Wish{Button::RemovePending, waits && round > patience},
+        Wish{Button::RemovePending, waits && m_syncsInVain >= patience},
         Wish{Button::Synchronize, waits},
         Wish{Button::Connect, !waits},
     };
     const auto wish = std::find_if(wishes.begin(), wishes.end(), [&view](const Wish& candidate) {
         return candidate.holds && canBePressed(candidate.button, view);
     });
-    return wish == wishes.end() ? Button::None : wish->button;
+    const Button button = wish == wishes.end() ? Button::None : wish->button;
+    ++m_presses;
+    m_syncsInVain += button == Button::Synchronize ? 1 : 0;
+    return button;
+}
+
+void Presser::waitedInVain() {
+    m_seconds += requestSeconds;
+}
+
+bool Presser::isTired() const {
+    return m_seconds > secondsPerMinute;
 }

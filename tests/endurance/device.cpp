@@ -7,6 +7,8 @@
 #include <QProcessEnvironment>
 #include <QTest>
 
+#include <csignal>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -63,10 +65,11 @@ void Device::start() {
     act(u"connect "_s + m_server);
 }
 
-void Device::kill() {
+bool Device::kill() {
     m_process.kill();
     m_process.waitForFinished();
     read();
+    return m_process.exitStatus() == QProcess::CrashExit && m_process.exitCode() == SIGKILL;
 }
 
 bool Device::quit() {

@@ -21,8 +21,8 @@ public:
 
     /// The program begins, and connects.
     void start();
-    /// SIGKILL.
-    void kill();
+    /// SIGKILL; false when the program had ended by itself.
+    bool kill();
     /// The program ends as it does at the end of a session.
     [[nodiscard]] bool quit();
 

@@ -6,6 +6,7 @@
 #include "tests/controller/accountserver.h"
 #include "tests/controller/filedialogs.h"
 #include "tests/endurance/deviceview.h"
+#include "tests/endurance/reporting.h"
 
 #include <QApplication>
 #include <QDateTime>
@@ -82,10 +83,7 @@ const QHash<QString, Act>& acts() {
         {u"remove-pending"_s, [](Controller& client, const QString&) { client.removePending(); }},
         {u"move"_s, moveEntry},
         {u"workspace"_s, selectWorkspace},
-        {u"report"_s,
-         [](Controller& client, const QString& kind) {
-             client.queryReport(kind, u"2026-01-01"_s, u"2026-12-31"_s, u"UTC"_s, u"project"_s);
-         }},
+        {u"report"_s, [](Controller& client, const QString& kind) { askForReport(client, kind); }},
         {u"download"_s, [](Controller& client, const QString&) { client.downloadReport(u"csv"_s); }},
         {u"import"_s,
          [](Controller& client, const QString&) { client.previewCsv(u"old-tracker"_s, u"UTC"_s, true); }},

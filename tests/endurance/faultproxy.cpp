@@ -160,22 +160,25 @@ void FaultProxy::beginAnew() {
     goOnline();
 }
 
-void FaultProxy::goOffline() {
+bool FaultProxy::goOffline() {
+    const bool wasOnline = m_server.isListening();
     m_server.close();
     const QList<QTcpSocket*> sockets = m_inputs.keys();
     for (QTcpSocket* socket : sockets) {
         socket->abort();
     }
+    return wasOnline;
 }
 
-void FaultProxy::goOnline() {
+bool FaultProxy::goOnline() {
     if (m_server.isListening()) {
-        return;
+        return false;
     }
     if (!m_server.listen(QHostAddress::LocalHost, m_port)) {
         qFatal("The fault proxy cannot listen: %s", qPrintable(m_server.errorString()));
     }
     m_port = m_server.serverPort();
+    return true;
 }
 
 void FaultProxy::accept() {
@@ -247,11 +250,13 @@ void FaultProxy::arrange() {
     std::for_each(from, m_waiting.end(), [](const auto& waiting) { waiting->arranged = true; });
 }
 
-void FaultProxy::serve(qsizetype index) {
+bool FaultProxy::serve(qsizetype index) {
     const std::shared_ptr<Waiting> waiting = m_waiting.at(index);
-    if (!waiting->answer && !waiting->stalled) {
-        waiting->answer = ask(waiting->request);
+    if (waiting->answer || waiting->stalled) {
+        return false;
     }
+    waiting->answer = ask(waiting->request);
+    return true;
 }
 
 std::optional<FaultProxy::Answer> FaultProxy::damaged(const Waiting& waiting, bool missing,
@@ -286,7 +291,9 @@ std::optional<FaultProxy::Answer> FaultProxy::falsified(const Waiting& waiting, 
     case Fault::Garbage:
         return Answer{.status = 200, .body = "{\"results\": [\x01"_ba};
     case Fault::Array:
-        return Answer{.status = real.status, .body = "[" + (real.body.isEmpty() ? "1"_ba : real.body) + "]"};
+        return real.body.isEmpty()
+                   ? std::nullopt
+                   : std::optional(Answer{.status = real.status, .body = '[' + real.body + ']'});
     case Fault::WrongType:
     case Fault::Missing:
         return damaged(waiting, fault == Fault::Missing, dice);
@@ -323,7 +330,10 @@ void FaultProxy::finish(qsizetype index, Fault fault, QRandomGenerator& dice) {
     }
     const bool early =
         comesBefore(fault) || (comesEitherWay(fault) && !waiting->answer && dice.bounded(2) == 0);
-    if ((!waiting->answer && !early) || fault == Fault::Repeat) {
+    if (!waiting->answer && !early) {
+        waiting->answer = ask(waiting->request);
+    }
+    if (fault == Fault::Repeat) {
         waiting->answer = ask(waiting->request);
     }
     if (!waiting->socket) {

@@ -76,7 +76,7 @@ public:
     /// One of the faults that fit the request, the plain ones most often.
     static Fault draw(const Waiting& waiting, QRandomGenerator& dice);
 
-    /// On a port of its own for each `number`, so that a client's vault is known.
+    /// On a port of its own, by which a client's vault is known.
     FaultProxy();
 
     [[nodiscard]] QString url() const;
@@ -88,16 +88,16 @@ public:
     /// Those that came together on several connections came in no order: puts them in one.
     void arrange();
     [[nodiscard]] qsizetype arranged() const;
-    /// The server gets the request, and the reply waits.
-    void serve(qsizetype index);
+    /// The server gets the request, and the reply waits; false when the server had it.
+    bool serve(qsizetype index);
     /// The request ends; a server that has not been asked yet is asked where the fault is later.
     void finish(qsizetype index, Fault fault, QRandomGenerator& dice);
 
     /// Online, and what was answered before counts no more.
     void beginAnew();
-    /// Refuses connections and ends the open ones, until goOnline().
-    void goOffline();
-    void goOnline();
+    /// Refuses connections and ends the open ones, until goOnline(); false when it is so already.
+    bool goOffline();
+    bool goOnline();
 
     /// How often each fault was injected, and which members were damaged how often.
     [[nodiscard]] const QMap<QString, int>& counts() const { return m_counts; }

@@ -11,12 +11,12 @@ void Storm::import() {
     const QString workspace = client.durableState().value(u"workspace").toString();
     // Who only is said to ask has no workspace of their own.
     if (client.busy() || !m_world.workspacesOf(client.accountId()).contains(workspace)) {
-        return;
+        return skip();
     }
     // The same file a second time, as often as not.
     const QString label =
         World::importLabel(client.accountId(), workspace) + QString::number(m_dice.bounded(2));
-    const QString fileName = m_folder.filePath(label + u".csv"_s);
+    const QString fileName = m_folder->filePath(label + u".csv"_s);
     if (!writeImport(fileName, label)) {
         m_ledger->blame(u"no file can be written"_s);
     }

@@ -38,6 +38,16 @@ QJsonObject mutationOf(const QJsonValue& item) {
     return item[u"mutation"].toObject();
 }
 
+bool contains(const QJsonArray& queue, const QJsonValue& item) {
+    return std::any_of(queue.begin(), queue.end(), [&item](const QJsonValue& other) {
+        return idOf(mutationOf(other)) == idOf(mutationOf(item));
+    });
+}
+
+QString savedSentence() {
+    return u"Saved securely on this device"_s;
+}
+
 void Ledger::blame(const QString& problem) {
     if (m_problem.isEmpty()) {
         m_problem = problem;
@@ -49,15 +59,19 @@ void Ledger::record(const QString& account, const QJsonObject& mutation) {
     m_entities.append(mutation.value(u"entity_id").toString());
 }
 
-void Ledger::recordAgain(const QString& former, const QJsonObject& mutation) {
-    QJsonObject expected = of(former).mutation;
+void Ledger::recordAgain(const QJsonValue& former, const QJsonObject& mutation) {
+    const QString formerId = idOf(mutationOf(former));
+    if (former[u"status"] == u"pending"_s) {
+        blame(u"what was never refused got another key: "_s + textOf(mutation));
+    }
+    QJsonObject expected = of(formerId).mutation;
     expected.insert(u"mutation_id"_s, mutation.value(u"mutation_id"));
     expected.insert(u"base_version"_s, mutation.value(u"base_version"));
     if (mutation != expected) {
         blame(u"sent again with another content: "_s + textOf(mutation));
     }
-    m_writes[former].sentAgain = idOf(mutation);
-    record(of(former).account, mutation);
+    m_writes[formerId].sentAgain = idOf(mutation);
+    record(of(formerId).account, mutation);
 }
 
 void Ledger::recordInFile(const QJsonObject& mutation) {
@@ -68,12 +82,23 @@ void Ledger::recordInFile(const QJsonObject& mutation) {
     m_writes[idOf(mutation)].inFile = true;
 }
 
-void Ledger::recordRequest(const QString& mutation, const QByteArray& bytes) {
-    QByteArray& first = m_writes[mutation].bytes;
-    if (!first.isNull() && first != bytes) {
-        blame(u"a retry has other bytes: "_s + QString::fromUtf8(bytes));
+QString Ledger::recordPush(const PeerRequest& request) {
+    const QJsonArray mutations = request.json().value(u"mutations").toArray();
+    const QJsonObject mutation = mutations.first().toObject();
+    const QString id = idOf(mutation);
+    if (mutations.size() != 1 || request.headers.value("idempotency-key") != id.toUtf8()) {
+        blame(u"a push with another key than its change's"_s);
     }
-    first = bytes;
+    if (!knows(id) || of(id).mutation != mutation) {
+        blame(u"a push of what nobody recorded: "_s + QString::fromUtf8(request.body));
+        return {};
+    }
+    QByteArray& first = m_writes[id].bytes;
+    if (!first.isNull() && first != request.body) {
+        blame(u"a retry has other bytes: "_s + QString::fromUtf8(request.body));
+    }
+    first = request.body;
+    return id;
 }
 
 int Ledger::accepted(const Write& write) const {

@@ -2,9 +2,11 @@
 #pragma once
 
 #include "tests/endurance/world.h"
+#include "tests/support/scriptedpeer.h"
 
 #include <QByteArray>
 #include <QHash>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QSet>
 #include <QString>
@@ -24,11 +26,12 @@ public:
     };
 
     void record(const QString& account, const QJsonObject& mutation);
-    /// A person sends a refused change again, as this one.
-    void recordAgain(const QString& former, const QJsonObject& mutation);
+    /// A person sends what the server has refused again, as this change.
+    void recordAgain(const QJsonValue& former, const QJsonObject& mutation);
     void recordInFile(const QJsonObject& mutation);
-    /// What goes out for this change.
-    void recordRequest(const QString& mutation, const QByteArray& bytes);
+    /// What goes out must be one recorded change with its own key, and the same bytes each time. The
+    /// change's id; empty for one that nobody recorded.
+    QString recordPush(const PeerRequest& request);
 
     [[nodiscard]] bool knows(const QString& mutation) const { return m_writes.contains(mutation); }
     [[nodiscard]] const Write& of(const QString& mutation) const {
@@ -70,3 +73,7 @@ private:
 /// The id of a change, and of a queue item's.
 [[nodiscard]] QString idOf(const QJsonObject& mutation);
 [[nodiscard]] QJsonObject mutationOf(const QJsonValue& item);
+/// Whether the change of this item waits there.
+[[nodiscard]] bool contains(const QJsonArray& queue, const QJsonValue& item);
+/// What a person is told of whom something was recorded.
+[[nodiscard]] QString savedSentence();

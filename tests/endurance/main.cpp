@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/damage.h"
+#include "tests/endurance/deathnote.h"
 #include "tests/endurance/realstorm.h"
 #include "tests/endurance/shrinking.h"
 #include "tests/endurance/storm.h"
@@ -10,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QTextStream>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 
@@ -20,6 +22,7 @@ namespace {
 /// What the tests take of it.
 const QString defaultMinutes = u"0.75"_s;
 constexpr qint64 msPerMinute = 60000;
+constexpr double longestMs = 1e12;
 
 struct Orders {
     quint32 first = 1;
@@ -78,8 +81,21 @@ int runSeeds(const Orders& orders, const std::function<int(quint32 seed)>& run,
     return 0;
 }
 
+/// A number above 0.
+bool take(const QString& text, quint32& number) {
+    number = text.toUInt();
+    return number > 0;
+}
+
 void tellFailure(quint32 seed, const QString& problem) {
     out() << "Seed " << seed << " failed: " << problem << Qt::endl;
+}
+
+/// What went wrong with this seed, also when nobody is left to return it.
+template <typename AnyStorm, typename Input>
+QString judged(AnyStorm& storm, quint32 seed, const Input& input) {
+    const DeathNote note(seed);
+    return storm.run(input);
 }
 
 int runFast(World& world, const Orders& orders) {
@@ -89,7 +105,7 @@ int runFast(World& world, const Orders& orders) {
     }
     const auto run = [&](quint32 seed) {
         const History history = historyOf(seed);
-        const QString problem = storm.run(history);
+        const QString problem = judged(storm, seed, history);
         if (problem.isEmpty()) {
             return 0;
         }
@@ -108,7 +124,7 @@ int runFast(World& world, const Orders& orders) {
 int runReal(World& world, const Orders& orders) {
     RealStorm storm(world);
     const auto run = [&](quint32 seed) {
-        const QString problem = storm.run(seed);
+        const QString problem = judged(storm, seed, seed);
         if (problem.isEmpty()) {
             return 0;
         }
@@ -152,6 +168,20 @@ int main(int argc, char** argv) {
     parser.addOptions({seeds, seed, minutes, steps, asFound, real, tell});
     parser.addHelpOption();
     parser.process(application);
+    Orders orders{.asFound = parser.isSet(asFound), .tellsAll = parser.isSet(tell)};
+    bool understood = parser.positionalArguments().isEmpty() && take(parser.value(seed), orders.first);
+    if (parser.isSet(seeds)) {
+        understood = take(parser.value(seeds), orders.seeds) && understood;
+    }
+    if (parser.isSet(minutes) || !parser.isSet(seeds)) {
+        const double most = parser.value(minutes).toDouble() * msPerMinute;
+        understood = most >= 1 && most < longestMs && understood;
+        orders.mostMs = understood ? static_cast<qint64>(most) : 0;
+    }
+    if (!understood) {
+        out() << "Seeds and minutes are numbers above 0; --help tells what else can be asked for.\n";
+        return 1;
+    }
 
     VaultHome::nameApplication();
     World world;
@@ -161,15 +191,6 @@ int main(int argc, char** argv) {
     }
     if (parser.isSet(steps)) {
         return runHistory(world, parser.value(steps));
-    }
-    Orders orders{.first = parser.value(seed).toUInt(),
-                  .asFound = parser.isSet(asFound),
-                  .tellsAll = parser.isSet(tell)};
-    if (parser.isSet(seeds)) {
-        orders.seeds = parser.value(seeds).toUInt();
-    }
-    if (parser.isSet(minutes) || !parser.isSet(seeds)) {
-        orders.mostMs = static_cast<qint64>(parser.value(minutes).toDouble() * msPerMinute);
     }
     return parser.isSet(real) ? runReal(world, orders) : runFast(world, orders);
 }

@@ -68,7 +68,7 @@ void Storm::startSecondProgram() {
     Seat& here = seat();
     const QString url = here.proxy.url();
     if (!here.client().secureStorage()) {
-        return;
+        return skip();
     }
     const QByteArray record = sealedRecord(url);
     auto second = std::make_unique<Controller>();
@@ -95,7 +95,7 @@ void Storm::startSecondProgram() {
 
 void Storm::startSecondDevice() {
     if (m_seatCount > 1) {
-        return;
+        return skip();
     }
     m_seatCount = 2;
     connectAnew(*m_seats[1]);
@@ -109,19 +109,24 @@ void Storm::startSecondDevice() {
 
 void Storm::refuseSaves() {
     Seat& here = seat();
-    if (!here.blocker && here.client().secureStorage()) {
-        here.blocker = std::make_unique<SaveBlocker>(here.proxy.url());
+    if (here.blocker || !here.client().secureStorage()) {
+        return skip();
     }
+    here.blocker = std::make_unique<SaveBlocker>(here.proxy.url());
 }
 
 void Storm::allowSaves() {
-    seat().blocker.reset();
+    Seat& here = seat();
+    if (!here.blocker) {
+        return skip();
+    }
+    here.blocker.reset();
 }
 
 void Storm::loseKey() {
     Seat& here = seat();
     if (m_keyringLocked || !here.client().secureStorage() || sealedRecord(here.proxy.url()).isEmpty()) {
-        return;
+        return skip();
     }
     const QByteArray key = here.witness().key();
     const bool deleted = VaultHome::deleteKey(here.proxy.url());
@@ -135,25 +140,29 @@ void Storm::loseKey() {
     here.restart();
 }
 
+bool Storm::takesWrite(Controller& client) {
+    client.start(freshText(), {}, false);
+    return client.pending() > 0 || client.message() == savedSentence();
+}
+
 void Storm::lockKeyring() {
     Seat& here = seat();
     if (m_keyringLocked || !here.client().secureStorage()) {
-        return;
-    }
-    for (const auto& seat : m_seats) {
-        static_cast<void>(seat->witness().key()); // nobody can read it later
+        return skip();
     }
     m_keyringLocked = keyring::lock();
     here.restart();
     calm();
-    here.client().start(freshText(), {}, false);
-    if (!m_keyringLocked || here.client().secureStorage()) {
+    if (!m_keyringLocked || here.client().secureStorage() || takesWrite(here.client())) {
         m_ledger->blame(u"a locked keyring was opened"_s);
     }
 }
 
 void Storm::unlockKeyring() {
-    if (m_keyringLocked && !keyring::unlock()) {
+    if (!m_keyringLocked) {
+        return skip();
+    }
+    if (!keyring::unlock()) {
         m_ledger->blame(u"the keyring cannot be unlocked"_s);
     }
     m_keyringLocked = false;
@@ -169,7 +178,7 @@ void Storm::damageRecord() {
     Seat& here = seat();
     const QString url = here.proxy.url();
     if (!here.client().secureStorage() || here.blocker || sealedRecord(url).isEmpty()) {
-        return;
+        return skip();
     }
     const QByteArray record = sealedRecord(url);
     QByteArray damaged = record;
@@ -180,8 +189,7 @@ void Storm::damageRecord() {
     here.begin();
     here.connectServer();
     calm();
-    here.client().start(freshText(), {}, false);
-    if (here.client().queueReady() || sealedRecord(url) != damaged) {
+    if (here.client().queueReady() || takesWrite(here.client()) || sealedRecord(url) != damaged) {
         m_ledger->blame(u"a record that cannot be read was taken or replaced"_s);
     }
     here.leave();
@@ -209,17 +217,26 @@ void Storm::killServer() {
 
 void Storm::editElsewhere() {
     const QStringList entities = m_world.entities();
-    if (!entities.isEmpty()) {
-        m_world.editEntry(entities.at(m_dice.bounded(static_cast<int>(entities.size()))));
+    if (entities.isEmpty()) {
+        return skip();
     }
+    m_world.editEntry(entities.at(m_dice.bounded(static_cast<int>(entities.size()))));
 }
 
 void Storm::startElsewhere() {
-    m_world.startTimer(seat().client().accountId());
+    withWorkspaces(&World::startTimer);
 }
 
 void Storm::closePeriods() {
-    m_world.closePeriods(seat().client().accountId());
+    withWorkspaces(&World::closePeriods);
+}
+
+void Storm::withWorkspaces(void (World::*act)(const QString& user)) {
+    const QString user = seat().client().accountId();
+    if (m_world.workspacesOf(user).isEmpty()) {
+        return skip();
+    }
+    (m_world.*act)(user);
 }
 
 void Storm::reopenPeriods() {

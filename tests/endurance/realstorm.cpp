@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/realstorm.h"
 
-#include "tests/endurance/buttons.h"
 #include "tests/endurance/importfile.h"
 #include "tests/endurance/witness.h"
 #include "tests/endurance/wrongclock.h"
 #include "tests/support/keyring.h"
 #include "tests/vault/vaulthome.h"
 
+#include <QByteArrayList>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QHash>
 #include <QJsonDocument>
@@ -26,17 +27,13 @@ constexpr int mostSteps = 40;
 /// A save takes some milliseconds, a push and its answer as well.
 constexpr int longestBeforeAKillMs = 25;
 constexpr quint32 usPerMs = 1000;
-constexpr int mostRounds = 60;
+/// What the window lets a request take.
+constexpr int requestMs = 12000;
+
 bool isSameWish(const QJsonObject& one, const QJsonObject& other) {
     return one.value(u"operation") == other.value(u"operation") &&
            one.value(u"entity_id") == other.value(u"entity_id") &&
            one.value(u"payload") == other.value(u"payload");
-}
-
-bool contains(const QJsonArray& queue, const QJsonValue& item) {
-    return std::any_of(queue.begin(), queue.end(), [&item](const QJsonValue& other) {
-        return idOf(mutationOf(other)) == idOf(mutationOf(item));
-    });
 }
 
 /// The ids of those items that both queues have, in the order of the first.
@@ -83,6 +80,7 @@ void RealStorm::begin() {
     m_folder = std::make_unique<QTemporaryDir>();
     for (Place& place : m_places) {
         place.queue = {};
+        place.message.clear();
         place.front.forgetRequests();
         place.device = std::make_unique<Device>(place.front.url());
         place.device->told = [this, &place](const DeviceView& view) { see(place, view); };
@@ -162,6 +160,15 @@ void RealStorm::takeStep() {
     if (m_dice.bounded(3) > 0 && !device.isCalm()) {
         m_ledger->blame(u"the client does not come to rest: "_s + device.view().message);
     }
+    if (!device.isRunning()) {
+        m_ledger->blame(u"the client has ended by itself: "_s + device.end());
+    }
+}
+
+void RealStorm::kill(Device& device) {
+    if (!device.kill()) {
+        m_ledger->blame(u"the client has ended by itself: "_s + device.end());
+    }
 }
 
 QString RealStorm::importFor(Device& device) {
@@ -182,7 +189,7 @@ void RealStorm::befall(Device& device) {
     const int which = m_dice.bounded(24);
     if (which < 9) {
         note(u"kill-client"_s);
-        device.kill();
+        kill(device);
         m_ledger->checkFiles({});
         device.start();
     } else if (which < 15) {
@@ -202,16 +209,18 @@ void RealStorm::befallElsewhere(const QString& account) {
     const int which = m_dice.bounded(6);
     const QStringList entities = m_world.entities();
     if (which < 2) {
-        note(u"edit-elsewhere"_s);
         if (!entities.isEmpty()) {
+            note(u"edit-elsewhere"_s);
             m_world.editEntry(entities.at(m_dice.bounded(int(entities.size()))));
         }
     } else if (which < 4) {
         note(u"end-sessions"_s);
         m_world.endSessions();
     } else if (which < 5) {
-        note(u"close-periods"_s);
-        m_world.closePeriods(account);
+        if (!m_world.workspacesOf(account).isEmpty()) {
+            note(u"close-periods"_s);
+            m_world.closePeriods(account);
+        }
     } else {
         note(u"reopen-periods"_s);
         m_world.reopenPeriods();
@@ -219,13 +228,14 @@ void RealStorm::befallElsewhere(const QString& account) {
 }
 
 void RealStorm::restartServer() {
-    note(m_stopped ? u"start-server"_s : u"kill-server"_s);
     if (!m_stopped) {
+        note(u"kill-server"_s);
         m_world.kill();
         m_stopped = true;
     }
     // It stays away for a while as often as not.
     if (m_dice.bounded(2) == 0) {
+        note(u"start-server"_s);
         m_stopped = !m_world.startAgain();
     }
 }
@@ -235,11 +245,12 @@ void RealStorm::lockKeyring(Device& device) {
     if (!keyring::lock()) {
         m_ledger->blame(u"the keyring cannot be locked"_s);
     }
-    device.kill();
+    kill(device);
     device.start();
     const QString text = u"manual real-locked-%1"_s.arg(++m_texts);
     device.act(text);
-    if (!device.isCalm() || device.view().storage) {
+    const bool calm = device.isCalm();
+    if (!calm || device.view().storage || !device.view().queue.isEmpty()) {
         m_ledger->blame(u"a locked keyring was opened, with the status: "_s + device.view().message);
     }
     if (!keyring::unlock()) {
@@ -249,18 +260,28 @@ void RealStorm::lockKeyring(Device& device) {
 }
 
 void RealStorm::see(Place& place, const DeviceView& view) {
-    if (!view.storage) {
-        return; // not read yet, or not to be read now
+    const bool saidSaved = view.message == savedSentence() && view.message != place.message;
+    place.message = view.message;
+    if (!view.storage) { // not read yet, or not to be read now
+        if (saidSaved) {
+            m_ledger->blame(u"something was recorded though the record was not read"_s);
+        }
+        return;
     }
     const QJsonArray before = place.queue;
     place.queue = view.queue;
+    bool grew = false;
     QJsonArray removed;
     std::copy_if(before.begin(), before.end(), std::back_inserter(removed),
                  [&view](const QJsonValue& item) { return !contains(view.queue, item); });
     for (const auto& item : std::as_const(view.queue)) {
         if (!contains(before, item)) {
+            grew = true;
             seeNewItem(item.toObject(), removed, view);
         }
+    }
+    if (saidSaved && !grew) {
+        m_ledger->blame(u"somebody was told that something was saved, but nothing was"_s);
     }
     if (common(before, view.queue) != common(view.queue, before)) {
         m_ledger->blame(u"the queue is not in the order in which it was recorded"_s);
@@ -277,7 +298,7 @@ void RealStorm::seeNewItem(const QJsonObject& item, const QJsonArray& removed, c
         return isSameWish(mutationOf(other), mutation);
     });
     if (former != removed.end()) {
-        m_ledger->recordAgain(idOf(mutationOf(*former)), mutation);
+        m_ledger->recordAgain(*former, mutation);
     } else {
         m_ledger->record(view.account, mutation);
     }
@@ -299,25 +320,32 @@ void RealStorm::readFiles() {
 void RealStorm::checkPushes(const Place& place) {
     const QList<PeerRequest> pushes = place.front.requests("POST", u"/v1/sync/push"_s);
     for (const PeerRequest& push : pushes) {
-        const QJsonArray mutations = push.json().value(u"mutations").toArray();
-        const QJsonObject mutation = mutations.first().toObject();
-        const QString id = idOf(mutation);
-        if (mutations.size() != 1 || push.headers.value("idempotency-key") != id.toUtf8()) {
-            m_ledger->blame(u"a push with another key than its change's"_s);
-        }
-        if (!m_ledger->knows(id) || m_ledger->of(id).mutation != mutation) {
-            m_ledger->blame(u"a push of what nobody recorded: "_s + QString::fromUtf8(push.body));
-            return;
-        }
-        m_ledger->recordRequest(id, push.body);
+        m_ledger->recordPush(push);
     }
 }
 
+void RealStorm::checkSessions(const Place& place) {
+    QByteArrayList sessions;
+    for (const PeerRequest& request : place.front.requests()) {
+        const QByteArray session = request.headers.value("authorization");
+        if (session.isEmpty() || request.path == u"/v1/auth/logout"_s || sessions.value(0) == session) {
+            continue;
+        }
+        if (sessions.contains(session)) {
+            m_ledger->blame(u"a request of a former session: "_s + request.path);
+        }
+        sessions.prepend(session);
+    }
+}
+
+QString RealStorm::token(const Device& device) {
+    const QString& server = device.server();
+    return storedState(server, VaultHome::storedKey(server)).value(u"auth")[u"token"].toString();
+}
+
 void RealStorm::checkFiles(const Place& place) {
-    const QString& server = place.device->server();
-    const QString token =
-        storedState(server, VaultHome::storedKey(server)).value(u"auth")[u"token"].toString();
-    m_ledger->checkFiles(token.isEmpty() ? QStringList() : QStringList{token});
+    const QString secret = token(*place.device);
+    m_ledger->checkFiles(secret.isEmpty() ? QStringList() : QStringList{secret});
 }
 
 void RealStorm::settle() {
@@ -325,39 +353,49 @@ void RealStorm::settle() {
         m_ledger->blame(u"the server does not start again"_s);
     }
     m_stopped = false;
-    bool empty = false;
-    for (int round = 0; round < mostRounds && !empty && m_ledger->problem().isEmpty(); ++round) {
+    for (Place& place : m_places) {
+        place.device->setClock(0);
+        place.person = {};
+    }
+    for (bool empty = false; !empty && m_ledger->problem().isEmpty();) {
         empty = true;
         for (Place& place : m_places) {
-            place.device->setClock(0);
-            if (!place.device->isCalm()) {
-                m_ledger->blame(u"the client does not come to rest: "_s + place.device->view().message);
-            }
-            empty = isEmpty(*place.device, round) && empty;
+            empty = isEmpty(place) && empty;
         }
     }
     for (Place& place : m_places) {
-        if (!empty) {
-            m_ledger->blame(u"no way to an empty queue, with the status: "_s + place.device->view().message);
-        }
         checkFiles(place);
         if (!place.device->quit()) {
             m_ledger->blame(u"the client does not end"_s);
         }
         checkPushes(place);
+        checkSessions(place);
     }
     readFiles();
     m_ledger->settle();
 }
 
-bool RealStorm::isEmpty(Device& device, int round) {
+bool RealStorm::isEmpty(Place& place) {
+    Device& device = *place.device;
     const DeviceView& view = device.view();
+    QElapsedTimer clock;
+    clock.start();
+    if (!device.isCalm()) {
+        m_ledger->blame(u"the client does not come to rest: "_s + view.message);
+    }
+    if (clock.hasExpired(requestMs)) {
+        place.person.waitedInVain();
+    }
     if (!device.isRunning()) {
         m_ledger->blame(u"the client has ended by itself: "_s + device.end());
         return false;
     }
     if (view.storage && view.queue.isEmpty()) {
         return true;
+    }
+    if (place.person.isTired()) {
+        m_ledger->blame(u"no way to an empty queue, with the status: "_s + view.message);
+        return false;
     }
     const QString email = m_world.emailOf(view.account);
     const QString copy = m_folder->filePath(u"last-copy-%1.json"_s.arg(++m_texts));
@@ -369,8 +407,16 @@ bool RealStorm::isEmpty(Device& device, int round) {
         {Button::RemovePending, u"remove-pending "_s + copy},
         {Button::Synchronize, u"sync"_s},
     };
-    if (const QString act = acts.value(nextButton(view, round, !email.isEmpty())); !act.isEmpty()) {
-        device.act(act);
+    const Button button = place.person.next(view, !email.isEmpty());
+    if (button == Button::RemovePending) {
+        if (m_world.takes(view.account, token(device), mutationOf(view.queue.first()))) {
+            m_ledger->blame(u"the client sends no more what the server takes, with the status: "_s +
+                            view.message);
+        }
+        ++m_events[u"left-by-file-at-the-end"_s];
+    }
+    if (acts.contains(button)) {
+        device.act(acts.value(button));
     }
     return false;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tests/endurance/buttons.h"
 #include "tests/endurance/device.h"
 #include "tests/endurance/ledger.h"
 #include "tests/support/scriptedpeer.h"
@@ -37,10 +38,14 @@ private:
         ScriptedPeer front;
         std::unique_ptr<Device> device;
         QJsonArray queue;
+        QString message;
+        Presser person; ///< who wants nothing to wait at the end
     };
 
     void begin();
     void takeStep();
+    /// Only what runs can be killed.
+    void kill(Device& device);
     void befall(Device& device);
     void befallElsewhere(const QString& account);
     /// Writes a file of the device's person, and says how to import it.
@@ -56,10 +61,14 @@ private:
 
     void settle();
     /// Whether nothing waits there; else does what a person can do about it.
-    [[nodiscard]] bool isEmpty(Device& device, int round);
+    [[nodiscard]] bool isEmpty(Place& place);
     void readFiles();
     /// Each change went out with its own key and the same bytes each time.
     void checkPushes(const Place& place);
+    /// Nobody asked for anything with a session after another had begun, but to end it.
+    void checkSessions(const Place& place);
+    /// Of the session in the device's record.
+    [[nodiscard]] static QString token(const Device& device);
     void checkFiles(const Place& place);
 
     World& m_world;

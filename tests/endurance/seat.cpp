@@ -157,23 +157,29 @@ void Seat::passPeriod() {
     fire(m_period);
 }
 
-void Seat::passTimeout() {
+bool Seat::passTimeout() {
+    bool passed = false;
     const QList<QNetworkReply*> replies = openReplies(*m_controller);
     for (const QNetworkReply* reply : replies) {
         const QList<QTimer*> timers = reply->findChildren<QTimer*>();
         for (QTimer* timer : timers) {
             if (timer->interval() >= shortestTimeoutMs && timer->interval() <= longestTimeoutMs) {
                 fire(timer);
+                passed = true;
             }
         }
     }
+    return passed;
 }
 
-void Seat::passPause() {
+bool Seat::passPause() {
+    bool passed = false;
     const QList<QTimer*> timers = m_controller->findChildren<QTimer*>(Qt::FindDirectChildrenOnly);
     for (QTimer* timer : timers) {
-        if (timer->isSingleShot()) {
+        if (timer->isSingleShot() && timer->isActive()) {
             timer->stop();
+            passed = true;
         }
     }
+    return passed;
 }

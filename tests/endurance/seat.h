@@ -6,7 +6,6 @@
 #include "tests/endurance/witness.h"
 #include "tests/support/vaultfile.h"
 
-#include <QList>
 #include <QSet>
 
 #include <memory>
@@ -42,10 +41,11 @@ public:
     [[nodiscard]] bool isAtRest() const;
     void noteRest();
 
-    /// What 15 s would bring; and 12 s for all requests; and the pause of the reloads.
+    /// What 15 s would bring; and 12 s for all requests; and the pause of the reloads: false where nothing
+    /// waited for it.
     void passPeriod();
-    void passTimeout();
-    void passPause();
+    bool passTimeout();
+    bool passPause();
 
     [[nodiscard]] Controller& client() { return *m_controller; }
     [[nodiscard]] Witness& witness() { return *m_witness; }

@@ -9,8 +9,8 @@ namespace {
 
 /// Ids and texts differ from run to run; how a sentence begins does not.
 QString kindOf(const QString& problem) {
-    constexpr qsizetype tellingLength = 12;
-    return problem.left(tellingLength);
+    constexpr qsizetype tellingLength = 24;
+    return problem.section(u':', 0, 0).left(tellingLength);
 }
 
 History without(const History& history, qsizetype from, qsizetype count) {

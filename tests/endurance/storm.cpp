@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/storm.h"
 
-#include "tests/endurance/buttons.h"
 #include "tests/endurance/damage.h"
 #include "tests/endurance/wrongclock.h"
 #include "tests/support/client.h"
@@ -16,13 +15,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// No other person's way out needs more presses.
-constexpr int mostRounds = 40;
 constexpr int stepsBetweenLooks = 10;
 /// A network that answers everything comes to an end long before.
 constexpr int mostRequests = 500;
 /// Rounds of the event loop in which nothing moved.
 constexpr int restfulRounds = 3;
+/// Longer than any history takes on a busy machine.
+constexpr int longestMs = 300000;
+
+const QString lastCopy = u"last-copy-%1.json"_s;
 
 QString sizeName(int pending) {
     return pending < 3 ? QString::number(pending) : u"more"_s;
@@ -58,13 +59,17 @@ void Storm::begin() {
     startClean();
     m_world.empty();
     m_ledger = std::make_unique<Ledger>(m_world);
+    m_folder = std::make_unique<QTemporaryDir>();
     m_seatCount = 1;
     m_texts = 0;
+    m_files = 0;
     m_taken = 0;
+    m_end.setRemainingTime(longestMs);
     WrongClock::set(0);
     unlockKeyring();
     for (auto& seat : m_seats) {
         seat->empty(*m_ledger);
+        static_cast<void>(seat->witness().key()); // where there is one, it stays
     }
     connectAnew(*m_seats[0]);
 }
@@ -74,22 +79,27 @@ void Storm::connectAnew(Seat& seat) {
         seat.connectServer();
         calm();
     }
+    static_cast<void>(seat.witness().key());
 }
 
 void Storm::take(const Step& step) {
     const Action& action = actions().at(static_cast<std::size_t>(step.action));
     m_dice.seed(step.chance);
     m_detail.clear();
+    m_skipped = false;
     (this->*action.act)();
     calm();
     if (++m_taken % stepsBetweenLooks == 0) {
         lookForClearText();
     }
-    ++m_steps[QString::fromLatin1(action.name)];
+    if (!m_skipped) {
+        ++m_steps[QString::fromLatin1(action.name)];
+    }
     countStates();
     if (m_tellsAll) {
-        QTextStream(stderr) << action.name << ':' << step.chance << "  " << m_detail << "  "
-                            << m_seats[0]->client().message() << "  [" << requests().join(u' ') << "]\n";
+        QTextStream(stderr) << action.name << ':' << step.chance << "  "
+                            << (m_skipped ? u"nothing"_s : m_detail) << "  " << m_seats[0]->client().message()
+                            << "  [" << requests().join(u' ') << "]\n";
     }
 }
 
@@ -110,6 +120,10 @@ bool Storm::isAtRest() const {
 void Storm::calm() {
     int restful = 0;
     while (restful < restfulRounds) {
+        if (m_end.hasExpired()) {
+            m_ledger->blame(u"the client does not come to rest"_s);
+            return;
+        }
         QCoreApplication::processEvents();
         // No event loop runs that would do it.
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -166,12 +180,12 @@ void Storm::settle() {
         seat->blocker.reset();
         seat->proxy.goOnline();
     }
-    bool empty = false;
-    for (int round = 0; round < mostRounds && !empty; ++round) {
+    std::array<Presser, 2> people;
+    for (bool empty = false; !empty;) {
         flowEverywhere();
         empty = true;
         for (quint32 i = 0; i < m_seatCount; ++i) {
-            empty = isEmpty(*m_seats[i], round) && empty;
+            empty = isEmpty(*m_seats[i], people[i]) && empty;
             calm();
         }
         if (!m_ledger->problem().isEmpty()) {
@@ -180,9 +194,6 @@ void Storm::settle() {
     }
     for (quint32 i = 0; i < m_seatCount; ++i) {
         Seat& seat = *m_seats[i];
-        if (!empty) {
-            m_ledger->blame(u"no way to an empty queue, with the status: "_s + seat.client().message());
-        }
         if (!seat.witness().storedQueue().isEmpty()) {
             m_ledger->blame(u"the record still holds what waits no more"_s);
         }
@@ -200,15 +211,18 @@ void Storm::lookForClearText() {
     m_ledger->checkFiles(secrets);
 }
 
-bool Storm::isEmpty(Seat& seat, int round) {
+bool Storm::isEmpty(Seat& seat, Presser& person) {
     Controller& client = seat.client();
     const DeviceView view = DeviceView::of(client, 0);
     if (view.queue.isEmpty() && view.storage) {
         return true;
     }
+    if (person.isTired()) {
+        m_ledger->blame(u"no way to an empty queue, with the status: "_s + client.message());
+        return false;
+    }
     const QString email = m_world.emailOf(client.durableState().value(u"auth")[u"user_id"].toString());
-    const QString copy = u"last-copy-%1.json"_s;
-    switch (nextButton(view, round, !email.isEmpty())) {
+    switch (person.next(view, !email.isEmpty())) {
     case Button::None:
         break;
     case Button::Connect:
@@ -221,16 +235,27 @@ bool Storm::isEmpty(Seat& seat, int round) {
         client.resendRetained();
         break;
     case Button::RemoveRetained:
-        setAside(seat, copy, &Controller::removeRetained);
+        setAside(seat, lastCopy, &Controller::removeRetained);
         break;
     case Button::RemovePending:
-        setAside(seat, copy, &Controller::removePending);
+        leaveByFile(seat);
         break;
     case Button::Synchronize:
         client.synchronize();
         break;
     }
     return false;
+}
+
+void Storm::leaveByFile(Seat& seat) {
+    const QJsonObject state = seat.client().durableState();
+    const QJsonObject head = mutationOf(state.value(u"queue").toArray().first());
+    if (m_world.takes(seat.client().accountId(), state.value(u"auth")[u"token"].toString(), head)) {
+        m_ledger->blame(u"the client sends no more what the server takes, with the status: "_s +
+                        seat.client().message());
+    }
+    ++m_states[u"left by file at the end"_s];
+    setAside(seat, lastCopy, &Controller::removePending);
 }
 
 QMap<QString, int> Storm::sumOf(const QMap<QString, int>& (FaultProxy::*counts)() const) const {

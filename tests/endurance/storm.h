@@ -2,12 +2,13 @@
 #pragma once
 
 #include "tests/controller/filedialogs.h"
+#include "tests/endurance/buttons.h"
 #include "tests/endurance/history.h"
 #include "tests/endurance/seat.h"
 
+#include <QDeadlineTimer>
 #include <QMap>
 #include <QRandomGenerator>
-#include <QSet>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -112,8 +113,11 @@ private:
     void take(const Step& step);
     void calm();
     void flowEverywhere();
+    /// The step did nothing, so that it does not count.
+    void skip() { m_skipped = true; }
     /// Whether nothing waits at this seat; else does what a person can do about it.
-    [[nodiscard]] bool isEmpty(Seat& seat, int round);
+    [[nodiscard]] bool isEmpty(Seat& seat, Presser& person);
+    void leaveByFile(Seat& seat);
     void removeHere(void (Controller::*remove)());
     void settle();
     /// In the files beside the database, too.
@@ -125,6 +129,11 @@ private:
     void setAside(Seat& here, const QString& name, void (Controller::*remove)());
 
     void passAllButFirst(Seat& here);
+    void withARequest(const std::function<void(FaultProxy& proxy, int index)>& act);
+    /// For whoever sits at one of the seats.
+    void withWorkspaces(void (World::*act)(const QString& user));
+    /// Whether a client that cannot keep it takes a write, or says so.
+    [[nodiscard]] bool takesWrite(Controller& client);
     /// Does it with one of the entries that are shown; what `changes` an entry must spare those of a
     /// closed period.
     void withAnEntry(const std::function<void(Controller& client, const QVariantMap& entry)>& act,
@@ -146,12 +155,14 @@ private:
     quint32 m_seatCount = 1;
     std::unique_ptr<Ledger> m_ledger;
     FileDialogs m_dialogs;
-    QTemporaryDir m_folder;
+    std::unique_ptr<QTemporaryDir> m_folder;
     QRandomGenerator m_dice;
     int m_texts = 0;
     int m_files = 0;
     int m_taken = 0;  ///< steps
     QString m_detail; ///< of the last step
+    bool m_skipped = false;
+    QDeadlineTimer m_end;
     bool m_keyringLocked = false;
 
     bool m_tellsAll = false;

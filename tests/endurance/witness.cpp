@@ -17,16 +17,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString saved = u"Saved securely on this device"_s;
-/// A damaged reply can name a shorter one, which would be found anywhere.
-constexpr qsizetype longestGarbledToken = 8;
-
-bool contains(const QJsonArray& queue, const QJsonValue& item) {
-    return std::any_of(queue.begin(), queue.end(), [&item](const QJsonValue& other) {
-        return idOf(mutationOf(other)) == idOf(mutationOf(item));
-    });
-}
-
 QJsonArray without(const QJsonArray& queue, const QJsonArray& other) {
     QJsonArray rest;
     std::copy_if(queue.begin(), queue.end(), std::back_inserter(rest),
@@ -87,12 +77,15 @@ QJsonArray Witness::storedQueue() {
 
 void Witness::see() {
     const QString before = std::exchange(m_message, m_controller->message());
-    const bool saidSaved = m_message == saved && m_message != before;
+    const bool saidSaved = m_message == savedSentence() && m_message != before;
     const QJsonObject state = m_controller->durableState();
     const QJsonArray queue = state.value(u"queue").toArray();
     noteSecrets(state);
     if (!m_loaded) {
         if (!m_controller->queueReady()) {
+            if (saidSaved || !queue.isEmpty()) {
+                blame(u"something was recorded though the record was not read"_s);
+            }
             return;
         }
         m_loaded = true;
@@ -110,7 +103,7 @@ void Witness::see() {
 
 void Witness::noteSecrets(const QJsonObject& state) {
     const QString token = state.value(u"auth")[u"token"].toString();
-    if (token.size() > longestGarbledToken && !m_secrets.contains(token)) {
+    if (!token.isEmpty() && !m_secrets.contains(token)) {
         m_secrets.append(token);
     }
 }
@@ -122,7 +115,7 @@ void Witness::seeQueue(const QJsonArray& queue) {
     const bool sentAgain = added.size() == 1 && removed.size() == 1 && queue.size() == before.size();
     QJsonArray expected = without(before, removed);
     if (sentAgain) {
-        m_ledger.recordAgain(idOf(mutationOf(removed.first())), mutationOf(added.first()));
+        m_ledger.recordAgain(removed.first(), mutationOf(added.first()));
         expected.prepend(added.first());
     } else {
         seeRemoved(removed);
@@ -144,7 +137,7 @@ void Witness::seeQueue(const QJsonArray& queue) {
 }
 
 void Witness::seeNewItem(const QJsonObject& item) {
-    if (m_controller->message() != saved) {
+    if (m_controller->message() != savedSentence()) {
         blame(u"something waits that nobody was told of, with the status: "_s + m_controller->message());
     }
     m_ledger.record(m_controller->accountId(), item.value(u"mutation").toObject());
@@ -197,6 +190,12 @@ void Witness::seeRequest(const PeerRequest& request) {
     if (state.value(u"signed_out").toBool() && !leaving && path != u"/auth/login"_s) {
         blame(u"a request after the sign-out: "_s + path);
     }
+    // Nothing goes on with a former session, nor without one, once another has begun.
+    const QString token = state.value(u"auth")[u"token"].toString();
+    const QByteArray own = token.isEmpty() ? QByteArray() : "Bearer " + token.toUtf8();
+    if (!leaving && path != u"/auth/login"_s && request.headers.value("authorization") != own) {
+        blame(u"a request of another session than the client's: "_s + path);
+    }
     if (path == u"/sync/push"_s) {
         seePush(request);
     } else {
@@ -205,24 +204,18 @@ void Witness::seeRequest(const PeerRequest& request) {
 }
 
 void Witness::seePush(const PeerRequest& request) {
-    const QJsonArray mutations = request.json().value(u"mutations").toArray();
-    const QJsonObject mutation = mutations.first().toObject();
-    const QString id = idOf(mutation);
-    if (mutations.size() != 1 || request.headers.value("idempotency-key") != id.toUtf8()) {
-        blame(u"a push with another key than its change's"_s);
-    }
-    if (!m_ledger.knows(id) || m_ledger.of(id).mutation != mutation) {
-        blame(u"a push of what nobody recorded: "_s + QString::fromUtf8(request.body));
+    const QString id = m_ledger.recordPush(request);
+    if (id.isEmpty()) {
         return;
     }
-    m_ledger.recordRequest(id, request.body);
+    const Ledger::Write& write = m_ledger.of(id);
     const bool repeatedByTheNetworkLayer = id == m_lastPush;
-    if (!repeatedByTheNetworkLayer && m_identity != m_ledger.of(id).account) {
-        blame(u"work of %1 is pushed while the server calls the account \"%2\""_s.arg(m_ledger.of(id).account,
-                                                                                      m_identity));
+    if (!repeatedByTheNetworkLayer && m_identity != write.account) {
+        blame(u"work is pushed while the server calls the account \"%1\", which is of %2"_s.arg(
+            m_identity, write.account));
     }
     const QJsonObject head = m_queue.isEmpty() ? QJsonObject() : m_queue.first().toObject();
-    if (head.value(u"mutation") != mutation || head.value(u"status") != u"pending"_s) {
+    if (head.value(u"mutation") != write.mutation || head.value(u"status") != u"pending"_s) {
         blame(u"a push of what is not the waiting head: "_s + id);
     }
     m_identity.clear();

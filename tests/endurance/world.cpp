@@ -3,6 +3,7 @@
 
 #include "tests/endurance/wrongclock.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QUuid>
 
@@ -84,9 +85,6 @@ void World::editEntry(const QString& entity) {
 
 void World::startTimer(const QString& user) {
     const QStringList workspaces = workspacesOf(user);
-    if (workspaces.isEmpty()) {
-        return;
-    }
     const QString entity = newId();
     m_others.insert(entity);
     run(u"INSERT OR IGNORE INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable,"
@@ -136,6 +134,15 @@ QStringList World::answered() const {
 QStringList World::entities() const {
     // Their ids are others in each run; when they came is not.
     return column(u"SELECT id FROM time_entries ORDER BY rowid"_s);
+}
+
+bool World::takes(const QString& user, const QString& token, const QJsonObject& mutation) const {
+    const DevServer& server = m_accounts.server;
+    const DevServer::Answer who = server.request("GET", u"/me"_s, {}, {}, token);
+    return who.status == 200 && who.body.value(u"id") == user &&
+           server.request("POST", u"/sync/push"_s, {{u"mutations"_s, QJsonArray{mutation}}},
+                          mutation.value(u"mutation_id").toString(), token)
+                   .status == 200;
 }
 
 QString World::importLabel(const QString& user, const QString& workspace) {

@@ -63,6 +63,9 @@ public:
     [[nodiscard]] QString description(const QString& entity) const;
     [[nodiscard]] QString labelFor(const QString& entity) const;
 
+    /// Sends a change with this session, if that is the user's: whether the server takes it.
+    [[nodiscard]] bool takes(const QString& user, const QString& token, const QJsonObject& mutation) const;
+
     /// Entries that others made.
     [[nodiscard]] const QSet<QString>& others() const { return m_others; }
     /// Entries that others edited.

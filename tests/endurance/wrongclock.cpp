@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/endurance/wrongclock.h"
 
+#include <atomic>
 #include <ctime>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -8,7 +9,7 @@
 
 namespace {
 
-qint64 error = 0;
+std::atomic<qint64> error = 0; // threads read it
 
 int trueTime(clockid_t clock, timespec* time) {
     return static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
