@@ -38,6 +38,21 @@ QJsonObject mutationOf(const QJsonValue& item) {
     return item[u"mutation"].toObject();
 }
 
+bool isInOrder(const QJsonArray& queue, const QJsonArray& expected, const QJsonObject& again) {
+    if (queue == expected) {
+        return true;
+    }
+    const auto changes = [&again](const QJsonArray& items, bool ofTheEntry) {
+        QJsonArray chosen;
+        std::copy_if(items.begin(), items.end(), std::back_inserter(chosen), [&](const QJsonValue& item) {
+            return (mutationOf(item).value(u"entity_id") == again.value(u"entity_id")) == ofTheEntry;
+        });
+        return chosen;
+    };
+    return again.value(u"operation") == u"timer.start"_s && changes(queue, true) == changes(expected, true) &&
+           changes(queue, false) == changes(expected, false);
+}
+
 bool contains(const QJsonArray& queue, const QJsonValue& item) {
     return std::any_of(queue.begin(), queue.end(), [&item](const QJsonValue& other) {
         return idOf(mutationOf(other)) == idOf(mutationOf(item));

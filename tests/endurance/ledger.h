@@ -75,5 +75,8 @@ private:
 [[nodiscard]] QJsonObject mutationOf(const QJsonValue& item);
 /// Whether the change of this item waits there.
 [[nodiscard]] bool contains(const QJsonArray& queue, const QJsonValue& item);
+/// Whether the queue is the expected one. Where a person has sent a start again, as `again`, it may stand
+/// with the later changes of its entry behind others, as a stop that clears its way.
+[[nodiscard]] bool isInOrder(const QJsonArray& queue, const QJsonArray& expected, const QJsonObject& again);
 /// What a person is told of whom something was recorded.
 [[nodiscard]] QString savedSentence();

@@ -36,15 +36,22 @@ bool isSameWish(const QJsonObject& one, const QJsonObject& other) {
            one.value(u"payload") == other.value(u"payload");
 }
 
-/// The ids of those items that both queues have, in the order of the first.
-QStringList common(const QJsonArray& queue, const QJsonArray& other) {
-    QStringList ids;
+/// Those items that both queues have, in the order of the first and whatever the server said of them.
+QJsonArray common(const QJsonArray& queue, const QJsonArray& other) {
+    QJsonArray items;
     for (const auto& item : queue) {
         if (contains(other, item)) {
-            ids.append(idOf(mutationOf(item)));
+            items.append(QJsonObject{{u"mutation"_s, mutationOf(item)}});
         }
     }
-    return ids;
+    return items;
+}
+
+/// The removed item of which this change was made; the end when there is none.
+QJsonArray::const_iterator formerOf(const QJsonObject& mutation, const QJsonArray& removed) {
+    return std::find_if(removed.begin(), removed.end(), [&mutation](const QJsonValue& other) {
+        return isSameWish(mutationOf(other), mutation);
+    });
 }
 
 } // namespace
@@ -271,19 +278,23 @@ void RealStorm::see(Place& place, const DeviceView& view) {
     const QJsonArray before = place.queue;
     place.queue = view.queue;
     bool grew = false;
+    QJsonObject again;
     QJsonArray removed;
     std::copy_if(before.begin(), before.end(), std::back_inserter(removed),
                  [&view](const QJsonValue& item) { return !contains(view.queue, item); });
     for (const auto& item : std::as_const(view.queue)) {
         if (!contains(before, item)) {
             grew = true;
+            if (formerOf(mutationOf(item), removed) != removed.end()) {
+                again = mutationOf(item);
+            }
             seeNewItem(item.toObject(), removed, view);
         }
     }
     if (saidSaved && !grew) {
         m_ledger->blame(u"somebody was told that something was saved, but nothing was"_s);
     }
-    if (common(before, view.queue) != common(view.queue, before)) {
+    if (!isInOrder(common(view.queue, before), common(before, view.queue), again)) {
         m_ledger->blame(u"the queue is not in the order in which it was recorded"_s);
     }
 }
@@ -294,9 +305,7 @@ void RealStorm::seeNewItem(const QJsonObject& item, const QJsonArray& removed, c
         m_ledger->blame(u"a change waits again that had left the queue: "_s + idOf(mutation));
         return;
     }
-    const auto former = std::find_if(removed.begin(), removed.end(), [&mutation](const QJsonValue& other) {
-        return isSameWish(mutationOf(other), mutation);
-    });
+    const auto former = formerOf(mutation, removed);
     if (former != removed.end()) {
         m_ledger->recordAgain(*former, mutation);
     } else {
