@@ -46,13 +46,13 @@ QString localTime(qint64 instant, const QTimeZone& zone) {
 void writeEntry(Day& day, const QSqlQuery& row, const Period& period, const QTimeZone& zone) {
     const qint64 start = row.value(3).toLongLong();
     const auto stop = numberOrNull(row.value(4));
-    const auto seconds = stop ? std::optional(secondsInside(period, start, *stop)) : std::nullopt;
-    day.seconds += seconds.value_or(0);
+    const qint64 seconds = stop ? secondsInside(period, start, *stop) : 0;
+    day.seconds += seconds;
     day.entries.beginObject().field("id", row.value(0).toString());
     day.entries.field("description", row.value(1).toString());
     day.entries.field("project", textOrNull(row.value(2))).field("start_local", localTime(start, zone));
     day.entries.field("stop_local", stop ? std::optional(localTime(*stop, zone)) : std::nullopt);
-    day.entries.field("duration_seconds", seconds).endObject();
+    day.entries.field("duration_seconds", stop ? std::optional(seconds) : std::nullopt).endObject();
 }
 
 } // namespace
