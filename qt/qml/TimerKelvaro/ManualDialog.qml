@@ -18,11 +18,11 @@ TimesDialog {
         to.text = ""
     }
     function today(): string {
-        return controller.reportRange("today").to
+        return clocks.day("", "")
     }
     /// What came with a description is of this entry alone.
     function giveSelectionBack() {
-        const stands = controller.projects.some(project => project.id === before.projectId)
+        const stands = Array.from(controller.projects).some(project => project.id === before.projectId)
         timerPage.projectId = stands ? before.projectId : ""
         timerPage.billable = before.billable
     }
@@ -63,6 +63,11 @@ TimesDialog {
         }
     }
 
+    ZoneTimes {
+        id: clocks
+
+        zone: dialog.controller.timezone
+    }
     Field {
         id: description
 
