@@ -130,14 +130,16 @@ double worked(const std::function<void()>& work) {
     return now() - begun;
 }
 
-/// The longest frame on the way from the first entry to the last.
+/// The longest frame on the way from the first entry to the last, as the bar is dragged: a list of rows of
+/// two heights guesses anew at each step where it begins and ends.
 double longestFrame(Stage& stage, QQuickItem& list) {
     constexpr int steps = 200;
     double longest = 0;
     for (int step = 0; step <= steps; ++step) {
-        const double end = list.property("contentHeight").toDouble() - list.height();
+        const double start = list.property("originY").toDouble();
+        const double way = list.property("contentHeight").toDouble() - list.height();
         longest = std::max(longest, worked([&] {
-                               list.setProperty("contentY", end * step / steps);
+                               list.setProperty("contentY", start + way * step / steps);
                                stage.showFrame();
                            }));
     }

@@ -10,4 +10,9 @@ void ImportView::update(const QJsonObject& preview, const QString& zone, qint64 
     m_rows = rows.toVariantList();
     m_counts = ImportRows::counts(preview, rows).toVariantMap();
     m_counts.insert(u"number"_s, number);
+    QVariantMap record;
+    for (const QString& key : {u"id"_s, u"total"_s, u"checkpoint"_s, u"has_more"_s}) {
+        record.insert(key, preview.value(key).toVariant());
+    }
+    m_counts.insert(u"record"_s, record);
 }

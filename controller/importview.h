@@ -14,7 +14,7 @@ public:
 
     /// ImportRows::of
     [[nodiscard]] const QVariantList& rows() const { return m_rows; }
-    /// ImportRows::counts with the preview's `number`; {} without a preview.
+    /// ImportRows::counts with the preview's `number` and its `record` without the lists; {} without one.
     [[nodiscard]] const QVariantMap& counts() const { return m_counts; }
 
 private:

@@ -154,6 +154,8 @@ ColumnLayout {
         objectName: "entryList"
         name: heading.text
         spacing: 8
+        // Rows that are used again are ready at once; those prepared beyond the edges would cost a second frame.
+        cacheBuffer: 0
         Layout.minimumHeight: 152
         model: entries
         Keys.onEscapePressed: event => {

@@ -8,15 +8,10 @@ ScrollPage {
     id: page
 
     required property Controller controller
-    /// Taken anew when it is another one: a long one is not read at every change.
-    readonly property int number: counts.number || 0
     readonly property var counts: controller.importCounts
-    property var preview: ({})
     readonly property string usualSource: "toggl-personal-export"
 
     spacing: 14
-    onNumberChanged: preview = controller.importPreview
-    Component.onCompleted: preview = controller.importPreview
 
     Connections {
         target: page.window
@@ -26,6 +21,11 @@ ScrollPage {
         }
     }
 
+    ImportText {
+        id: preview
+
+        controller: page.controller
+    }
     Note {
         text: page.window.label("ייבוא CSV מפורט", "Detailed CSV import")
         font.pixelSize: 24
@@ -64,7 +64,7 @@ ScrollPage {
             objectName: "confirmImport"
             text: page.window.label("אשר ייבוא", "Confirm import")
             highlighted: true
-            enabled: !!page.preview.id && !page.controller.busy
+            enabled: !!page.counts.record?.id && !page.controller.busy
             onClicked: page.controller.applyImport()
         }
         ActionButton {
@@ -82,7 +82,7 @@ ScrollPage {
     ReadOnlyText {
         objectName: "importPreview"
         name: page.window.label("ייבוא CSV מפורט", "Detailed CSV import")
-        text: JSON.stringify(page.preview, null, 2)
+        text: preview.text
         family: "monospace"
         pixelSize: 12
         Layout.fillWidth: true

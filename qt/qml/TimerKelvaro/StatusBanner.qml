@@ -12,6 +12,7 @@ Rectangle {
     readonly property int inset: 11
     readonly property int lineGap: 4
     readonly property var retained: controller.retained
+    readonly property var counts: controller.importCounts
     property string spoken: ""
 
     /// Of several messages within one step only the last is the outcome.
@@ -113,7 +114,7 @@ Rectangle {
         }
     }
     ImportProgress {
-        record: banner.controller.importPreview
+        record: banner.counts.record || ({})
         name: banner.window.label("התקדמות הייבוא", "Import progress")
         dark: banner.window.dark
         anchors.bottom: parent.bottom
