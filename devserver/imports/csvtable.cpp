@@ -145,7 +145,7 @@ CsvTable readCsv(QByteArrayView text) {
 std::optional<QTimeZone> adaptOwnExport(CsvTable& table) {
     static const QRegularExpression times(u"^(?:Start|התחלה) \\(([^)]+)\\)\n(?:End|סיום) \\(\\1\\)\\z"_s);
     const auto match = times.match(table.header.mid(0, 2).join(u'\n'));
-    const auto zone = zoneNamed(match.captured(1));
+    auto zone = zoneNamed(match.captured(1));
     if (!zone) {
         return std::nullopt;
     }
