@@ -159,7 +159,7 @@ void Controller::adoptWorkspaces(const QJsonArray& items) {
         return item.toObject().value(u"id").toString() == m_document.workspace;
     });
     if (!stillListed) {
-        m_document.workspace = items.first().toObject().value(u"id").toString();
+        enterWorkspace(items.first().toObject().value(u"id").toString());
     }
     loadWorkspace();
 }
@@ -172,7 +172,14 @@ void Controller::selectWorkspace(const QString& id) {
         fail(u"Finish synchronizing pending work before switching the native workspace."_s);
         return;
     }
+    enterWorkspace(id);
+    loadWorkspace();
+}
+
+// A change of what is listed is recorded for the workspace that is chosen: the other one's
+// entries must not wait on the screen until the new ones come.
+void Controller::enterWorkspace(const QString& id) {
     m_document.workspace = id;
     m_personal.undoable.clear();
-    loadWorkspace();
+    projectQueue();
 }

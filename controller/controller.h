@@ -309,6 +309,7 @@ private:
     void reconnectDeveloper();
     void adoptIdentity(const QJsonObject& identity);
     void adoptWorkspaces(const QJsonArray& items);
+    void enterWorkspace(const QString& id);
 
     void syncPeriodically();
     void takeSyncStep(bool periodic);

@@ -42,6 +42,8 @@ private Q_SLOTS:
     void anotherWorkspaceIsLoadedAndStored();
     void theSelectedOneIsNotLoadedAgain();
     void withQueuedWorkTheSelectionStays();
+    void nothingOfTheWorkspaceLeftIsChangedWhileTheNextOneLoads();
+    void nothingOfAWorkspaceThatIsNoLongerListedIsChanged();
     void aFailedLoadShowsNothingOfTheWorkspaceLeft();
     void aLateSnapshotOfTheWorkspaceLeftIsDropped();
     void aLateTimerOfTheWorkspaceLeftEndsNoOtherLoad();
@@ -88,6 +90,33 @@ void WorkspacesTest::withQueuedWorkTheSelectionStays() {
     QCOMPARE(desk.controller->durableState(), state);
     QVERIFY(waitForSilence(*desk.controller));
     QVERIFY(desk.peer.requests().isEmpty());
+}
+
+void WorkspacesTest::nothingOfTheWorkspaceLeftIsChangedWhileTheNextOneLoads() {
+    Desk desk;
+    desk.peer.answer("GET", snapshotPath, snapshotOf);
+    QVERIFY(desk.load());
+    desk.peer.answer("GET", snapshotPath, PeerReply::only(PeerReply::Delivery::Never));
+    desk.controller->selectWorkspace(u"ws-2"_s);
+    QVERIFY(desk.controller->entries().isEmpty());
+    // A refusal ends the wait that keeps everything else from being recorded.
+    desk.controller->addManual(QString(), QString(), stop, start, false);
+    QVERIFY(!desk.controller->busy());
+    desk.controller->editDescription(u"first"_s, u"renamed"_s);
+    QCOMPARE(desk.controller->message(), u"Entry not found in this workspace"_s);
+    QCOMPARE(desk.controller->pending(), 0);
+}
+
+void WorkspacesTest::nothingOfAWorkspaceThatIsNoLongerListedIsChanged() {
+    Desk desk;
+    desk.peer.answer("GET", snapshotPath, snapshotOf);
+    QVERIFY(desk.load());
+    desk.peer.answer("GET", snapshotPath, PeerReply::only(PeerReply::Delivery::Never));
+    desk.peer.answer("GET", u"/v1/workspaces"_s,
+                     PeerReply::json({{u"items"_s, QJsonArray{QJsonObject{{u"id"_s, u"ws-2"_s}}}}}));
+    desk.controller->connectServer(desk.controller->server());
+    QTRY_COMPARE(desk.controller->workspace(), u"ws-2"_s);
+    QVERIFY(desk.controller->entries().isEmpty());
 }
 
 void WorkspacesTest::aFailedLoadShowsNothingOfTheWorkspaceLeft() {
