@@ -91,7 +91,8 @@ char separatorOf(QByteArrayView text) {
 /// The separator that a line of its own names, in the way of spreadsheets.
 std::optional<char> takeNamedSeparator(QByteArrayView& text) {
     QByteArrayView rest = text;
-    const QByteArray line = takeLine(rest).trimmed().toByteArray().toLower().replace('"', "");
+    QByteArray line = takeLine(rest).toByteArray().toLower();
+    line.replace('"', "").replace('\r', "").replace('\n', "");
     if (line.size() != 5 || !line.startsWith("sep=")) {
         return std::nullopt;
     }

@@ -6,7 +6,7 @@
 namespace devserver {
 
 QStringList ReportGroup::labels() const {
-    return week.isEmpty() || week == label ? QStringList{label} : QStringList{week, label};
+    return week.isEmpty() ? QStringList{label} : QStringList{week, label};
 }
 
 ReportGroups::ReportGroups(const ReportQuery& query, const ReportDays& days, const ReportCatalog& catalog)
@@ -23,10 +23,11 @@ void ReportGroups::add(const Entry& entry) {
     }
     const auto days = m_days.touchedBy(work.start, work.stop);
     m_totals.entries += days.empty() ? 0 : 1;
-    const bool weekly = m_query.kind == ReportKind::Weekly;
+    // Grouped by week the group is the week.
+    const bool within = m_query.kind == ReportKind::Weekly && m_query.grouping != Grouping::Week;
     for (const ReportDays::Day& day : days) {
         const auto part = partOf(work, std::max(work.start, day.begin), std::min(work.stop, day.end));
-        add(part, weekly ? day.week : QString(),
+        add(part, within ? day.week : QString(),
             m_query.grouping == Grouping::Day    ? Named{day.date, day.date}
             : m_query.grouping == Grouping::Week ? Named{day.week, day.week}
                                                  : named);

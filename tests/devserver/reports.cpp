@@ -202,6 +202,9 @@ void TestDevserverReports::weeksBeginAsTheWorkspaceReckons() {
             QCOMPARE(rows.size(), 1);
             QCOMPARE(rows[0][u"labels"], QJsonArray{label});
         }
+        const QJsonObject byDay = with(march(), u"group_by"_s, QJsonArray{u"day"_s});
+        const QJsonArray days = world.query(u"weekly"_s, byDay).body.value(u"rows").toArray();
+        QCOMPARE(days[0][u"labels"], (QJsonArray{label, u"2026-03-01"_s}));
         const QJsonArray rows = world.query(u"weekly"_s, march()).body.value(u"rows").toArray();
         QCOMPARE(rows[0][u"labels"],
                  (QJsonArray{label, language == u"he" ? u"ללא פרויקט"_s : u"No project"_s}));

@@ -142,12 +142,12 @@ def report(query, workspace, entries):
 
     groups = {}
     for entry, day, piece in counted:
-        week = str(week_of(day, workspace["language"])) if kind == "weekly" else ""
+        week = str(week_of(day, workspace["language"])) if kind == "weekly" and group != "week" else ""
         groups.setdefault((week, *group_of(entry, day, group, workspace)), []).append(piece)
     rows = []
     for (week, name, label), pieces in groups.items():
         time = 0 if group in ("day", "week") else -sum(p["raw"] for p in pieces)
-        labels = [label] if week in ("", label) else [week, label]
+        labels = [week, label] if week else [label]
         rows.append(((week, time, label, name), {"labels": labels, "totals": totals(pieces)}))
     return reply | {"rows": [row for _, row in sorted(rows, key=lambda row: row[0])]}
 
