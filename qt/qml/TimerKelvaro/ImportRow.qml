@@ -37,8 +37,8 @@ RowPanel {
             return window.label("השעון דילג על השעה הזאת; כתוב את השעה שאחריה.",
                                 "The clocks skipped this time; write one after it.")
         case "clock_twice":
-            return window.label("השעון הראה את השעה הזאת פעמיים; הוסף משך שמתאים לאחת מהן.",
-                                "The clocks showed this time twice; add a duration that fits one of the two.")
+            return window.label("השעון הראה את השעה הזאת פעמיים; כתוב התחלה, סיום ומשך שמתאים לאחת מהן.",
+                                "The clocks showed this time twice; write a start, an end and a duration that fits one of the two.")
         case "too_late":
             return window.label("תקן את המשך או את השנה.", "Correct the duration or the year.")
         case "too_long":
