@@ -93,7 +93,8 @@ const ReportFormat& reportFormat(const QString& name) {
 
 Answer exportReport(Request& request) {
     SnapshotReader report(request.connection(), request.caller(), request.part(1), request.part(2));
-    const ReportFormat& format = reportFormat(request.parameter("format"));
+    const QString name = request.parameter("format");
+    const ReportFormat& format = reportFormat(name);
     if (format.largest > 0 && report.rowCount() > format.largest) {
         throw ApiError{422, u"too_many_rows"_s,
                        u"This report has more rows than a spreadsheet can hold (1,048,576);"
