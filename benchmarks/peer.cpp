@@ -32,7 +32,7 @@ void answer(httplib::Response& response, const std::string& text) {
 /// Head and body, as they go over the wire.
 std::size_t sizeOf(const httplib::Response& response) {
     std::size_t size = std::string("HTTP/1.1 200 OK\r\n\r\n").size() +
-                       response.get_header_value<std::uint64_t>("Content-Length");
+                       std::stoull(response.get_header_value("Content-Length"));
     for (const auto& [name, value] : response.headers) {
         size += name.size() + value.size() + std::string(": \r\n").size();
     }
