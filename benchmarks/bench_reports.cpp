@@ -7,13 +7,8 @@
 #include "benchmarks/reportserver.h"
 #include "benchmarks/tiny.h"
 
-#include "devserver/store/schema.h"
-
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QSqlDatabase>
-#include <QSqlQuery>
-#include <QVariant>
 
 #include <benchmark/benchmark.h>
 
@@ -53,32 +48,8 @@ void report(benchmark::State& run, const char* kind, const char* group) {
 }
 
 void readBare(benchmark::State& run) {
-    QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"bare"_s);
-    database.setDatabaseName(server().databaseFile());
-    if (!database.open()) {
-        throw std::runtime_error("the server's file cannot be read");
-    }
     for (auto _ : run) {
-        QElapsedTimer timer;
-        timer.start();
-        QSqlQuery query(database);
-        query.setForwardOnly(true);
-        query.prepare(u"SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
-                      " billable, start_at, stop_at, deleted_at, version, task_id"
-                      " FROM time_entries WHERE workspace_id = ? AND stop_at IS NOT NULL"
-                      " AND deleted_at IS NULL ORDER BY start_at DESC, id DESC"_s);
-        query.addBindValue(devserver::developmentWorkspace);
-        query.exec();
-        int rows = 0;
-        for (; query.next(); ++rows) {
-            for (int column = 0; column < 12; ++column) {
-                benchmark::DoNotOptimize(query.value(column));
-            }
-        }
-        run.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
-        if (rows != entryCount()) {
-            throw std::runtime_error("the rows are not those of the report");
-        }
+        run.SetIterationTime(server().readBare(entryCount()));
     }
     run.counters[aboveRest] = allowedMb;
 }

@@ -5,14 +5,20 @@
 #include "devserver/store/schema.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QScopeGuard>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTimeZone>
 #include <QUuid>
+#include <QVariant>
 
+#include <benchmark/benchmark.h>
 #include <httplib.h>
 
 #include <stdexcept>
@@ -179,6 +185,37 @@ std::string ReportServer::report(const QString& kind, const QString& group) cons
                  {u"timezone"_s, zone},
                  {u"group_by"_s, QJsonArray{group}},
                  {u"limit"_s, 500}});
+}
+
+double ReportServer::readBare(int entries) const {
+    const QString name = newId();
+    const auto removed = qScopeGuard([&name] { QSqlDatabase::removeDatabase(name); });
+    QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, name);
+    database.setDatabaseName(databaseFile());
+    if (!database.open()) {
+        throw std::runtime_error("the server's file cannot be read");
+    }
+    QElapsedTimer timer;
+    timer.start();
+    QSqlQuery query(database);
+    query.setForwardOnly(true);
+    query.prepare(u"SELECT id, workspace_id, user_id, description, project_id, tag_ids,"
+                  " billable, start_at, stop_at, deleted_at, version, task_id"
+                  " FROM time_entries WHERE workspace_id = ? AND stop_at IS NOT NULL"
+                  " AND deleted_at IS NULL ORDER BY start_at DESC, id DESC"_s);
+    query.addBindValue(devserver::developmentWorkspace);
+    query.exec();
+    int rows = 0;
+    for (; query.next(); ++rows) {
+        for (int column = 0; column < 12; ++column) {
+            benchmark::DoNotOptimize(query.value(column));
+        }
+    }
+    const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    if (rows != entries) {
+        throw std::runtime_error("the entries are not those of the report");
+    }
+    return seconds;
 }
 
 void ReportServer::forgetReports() const {

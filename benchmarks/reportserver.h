@@ -37,6 +37,10 @@ public:
     /// The reply to a report over all entries.
     [[nodiscard]] std::string report(const QString& kind, const QString& group) const;
 
+    /// How many seconds bare SQL takes to read the entries that a report is of, past the server;
+    /// throws where they are not so many.
+    [[nodiscard]] double readBare(int entries) const;
+
     /// Empties the tables of the snapshots, past the server.
     void forgetReports() const;
 

@@ -15,6 +15,7 @@
 
 #include <QScopeGuard>
 
+#include <malloc.h>
 #include <sodium.h>
 #include <unistd.h>
 
@@ -94,6 +95,9 @@ int serve(const Options& options) {
         std::cerr << "The cryptographic library cannot start." << std::endl;
         return 1;
     }
+    // What one worker has freed serves the next: each would otherwise keep what its largest report took.
+    // Another allocator than the C library's may refuse, and has ways of its own.
+    static_cast<void>(mallopt(M_ARENA_MAX, 2));
     try {
         SignIn signIn;
         Server server(options.listen, options.database, options.tls);

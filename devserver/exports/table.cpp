@@ -191,8 +191,8 @@ void ReportTable::appendTotals(Row& row, const QJsonObject& totals) const {
 }
 
 QVariant ReportTable::moment(const QJsonValue& instant) const {
-    const auto seconds = parseInstant(instant.toString());
-    return seconds ? QVariant(QDateTime::fromSecsSinceEpoch(*seconds, m_zone)) : QVariant();
+    const QDateTime moment = QDateTime::fromString(instant.toString(), Qt::ISODate);
+    return moment.isValid() ? QVariant(moment.toTimeZone(m_zone)) : QVariant();
 }
 
 } // namespace devserver

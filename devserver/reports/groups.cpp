@@ -48,43 +48,62 @@ void ReportGroups::add(const ReportTotals& part, const QString& week, const Name
 }
 
 // An id without a name where the day decides.
-ReportGroups::Named ReportGroups::groupOf(const Entry& entry) const {
-    const auto project = m_catalog.projectOf(entry);
-    const auto named = [this](const QString& id, const QString& name, const char16_t* hebrew,
-                              const char16_t* english) {
-        const char16_t* nothing = m_catalog.isHebrew() ? hebrew : english;
-        return Named{id, id.isEmpty() ? QString::fromUtf16(nothing) : name};
+ReportGroups::Named ReportGroups::groupOf(const Entry& entry) {
+    QString id;
+    switch (m_query.grouping) {
+    case Grouping::Project:
+        id = entry.projectId.value_or(QString());
+        break;
+    case Grouping::Client:
+        id = m_catalog.projectOf(entry).clientId;
+        break;
+    case Grouping::Task:
+        id = entry.taskId.value_or(QString());
+        break;
+    case Grouping::User:
+        id = entry.userId;
+        break;
+    case Grouping::Day:
+    case Grouping::Week:
+        return {};
+    }
+    const auto known = m_named.constFind(id);
+    return known != m_named.cend() ? *known : *m_named.insert(id, {id, labelOf(entry, id)});
+}
+
+QString ReportGroups::labelOf(const Entry& entry, const QString& id) const {
+    const auto named = [&](const QString& name, const char16_t* hebrew, const char16_t* english) {
+        return id.isEmpty() ? QString::fromUtf16(m_catalog.isHebrew() ? hebrew : english) : name;
     };
     switch (m_query.grouping) {
     case Grouping::Project:
-        return named(entry.projectId.value_or(QString()), project.name, u"ללא פרויקט", u"No project");
+        return named(m_catalog.projectOf(entry).name, u"ללא פרויקט", u"No project");
     case Grouping::Client:
-        return named(project.clientId, m_catalog.clients.value(project.clientId), u"ללא לקוח", u"No client");
-    case Grouping::Task: {
-        const QString id = entry.taskId.value_or(QString());
+        return named(m_catalog.clients.value(id), u"ללא לקוח", u"No client");
+    case Grouping::Task:
         // Every project may have a "Design" of its own.
-        return named(id, project.name + u": "_s + m_catalog.tasks.value(id), u"ללא משימה", u"No task");
+        return named(m_catalog.projectOf(entry).name + u": "_s + m_catalog.tasks.value(id), u"ללא משימה",
+                     u"No task");
+    default:
+        return m_catalog.users.value(id);
     }
-    case Grouping::User:
-        return {entry.userId, m_catalog.users.value(entry.userId)};
-    case Grouping::Day:
-    case Grouping::Week:
-        break;
-    }
-    return {};
 }
 
-QList<ReportGroup> ReportGroups::sorted() const {
+QList<const ReportGroup*> ReportGroups::sorted() const {
     const bool byTime = m_query.grouping != Grouping::Day && m_query.grouping != Grouping::Week;
-    QList<ReportGroup> groups = m_groups.values();
-    std::sort(groups.begin(), groups.end(), [byTime](const ReportGroup& left, const ReportGroup& right) {
-        if (left.week != right.week) {
-            return left.week < right.week;
+    QList<const ReportGroup*> groups;
+    groups.reserve(m_groups.size());
+    for (const ReportGroup& group : m_groups) {
+        groups += &group;
+    }
+    std::sort(groups.begin(), groups.end(), [byTime](const ReportGroup* left, const ReportGroup* right) {
+        if (left->week != right->week) {
+            return left->week < right->week;
         }
-        if (byTime && left.totals.rawSeconds != right.totals.rawSeconds) {
-            return left.totals.rawSeconds > right.totals.rawSeconds;
+        if (byTime && left->totals.rawSeconds != right->totals.rawSeconds) {
+            return left->totals.rawSeconds > right->totals.rawSeconds;
         }
-        return std::tie(left.label, left.id) < std::tie(right.label, right.id);
+        return std::tie(left->label, left->id) < std::tie(right->label, right->id);
     });
     return groups;
 }

@@ -33,8 +33,8 @@ public:
     void add(const Entry& entry);
 
     /// Weeks and days in their order, everything else by the time worked, the
-    /// longest first, then by label.
-    [[nodiscard]] QList<ReportGroup> sorted() const;
+    /// longest first, then by label. They are this object's.
+    [[nodiscard]] QList<const ReportGroup*> sorted() const;
 
     /// Of all groups, each entry counted once.
     [[nodiscard]] const ReportTotals& totals() const { return m_totals; }
@@ -46,11 +46,13 @@ private:
     };
 
     void add(const ReportTotals& part, const QString& week, const Named& named);
-    [[nodiscard]] Named groupOf(const Entry& entry) const;
+    [[nodiscard]] Named groupOf(const Entry& entry);
+    [[nodiscard]] QString labelOf(const Entry& entry, const QString& id) const;
 
     const ReportQuery& m_query;
     const ReportDays& m_days;
     const ReportCatalog& m_catalog;
+    QHash<QString, Named> m_named;                            // by id, so that texts are there once
     QHash<std::pair<QString, QString>, ReportGroup> m_groups; // by week and id
     ReportTotals m_totals;
 };

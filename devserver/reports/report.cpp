@@ -110,8 +110,8 @@ ReportTotals readReport(Connection& connection, const QString& workspaceId, cons
     }
     ReportGroups groups(query, days, catalog);
     eachReported(connection, workspaceId, query, days, [&groups](const Entry& entry) { groups.add(entry); });
-    for (const ReportGroup& group : groups.sorted()) {
-        snapshot.add(rowOf(group));
+    for (const ReportGroup* group : groups.sorted()) {
+        snapshot.add(rowOf(*group));
     }
     return groups.totals();
 }

@@ -6,12 +6,14 @@
 
 #include <QDir>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace devserver {
 namespace {
 
-constexpr int mostKept = 20; // of one user
+constexpr int mostKept = 20;              // of one user
+constexpr qsizetype pieceSize = 8 * 1024; // bytes of rows that are stored as one
 
 ApiError noSnapshot() {
     return notFound(u"This report does not exist here, or is not yours; run the report again."_s);
@@ -45,9 +47,19 @@ void ReportSnapshot::add(const QByteArray& row) {
     if (m_count < m_limit) {
         m_first.json(row);
     }
-    m_rows << row;
-    requireWritten(m_rows.status() == QDataStream::Ok, m_file);
+    m_piece += m_piece.isEmpty() ? row : '\n' + row;
     ++m_count;
+    if (m_piece.size() >= pieceSize) {
+        endPiece();
+    }
+}
+
+void ReportSnapshot::endPiece() {
+    m_pieces << m_pieceBegin << m_piece;
+    requireWritten(m_pieces.status() == QDataStream::Ok, m_file);
+    ++m_pieceCount;
+    m_pieceBegin = m_count;
+    m_piece.clear();
 }
 
 void ReportSnapshot::store(Connection& connection, const QString& workspaceId, const QString& userId,
@@ -55,12 +67,16 @@ void ReportSnapshot::store(Connection& connection, const QString& workspaceId, c
     forgetOld(connection, userId);
     connection.insert(u"report_snapshots (id, workspace_id, user_id, created_at, header)"_s,
                       {m_id, workspaceId, userId, currentInstant(), QString::fromUtf8(header)});
+    if (!m_piece.isEmpty()) {
+        endPiece();
+    }
     requireWritten(m_file.flush() && m_file.seek(0), m_file);
-    connection.insert(u"report_rows (snapshot_id, position, content)"_s, m_count, [this](qsizetype i) {
-        QByteArray row;
-        m_rows >> row;
-        requireWritten(m_rows.status() == QDataStream::Ok, m_file);
-        return QVariantList{m_id, i, QString::fromUtf8(row)};
+    connection.insert(u"report_rows (snapshot_id, position, content)"_s, m_pieceCount, [this](qsizetype) {
+        int position = 0;
+        QByteArray piece;
+        m_pieces >> position >> piece;
+        requireWritten(m_pieces.status() == QDataStream::Ok, m_file);
+        return QVariantList{m_id, position, QString::fromUtf8(piece)};
     });
 }
 
@@ -81,13 +97,19 @@ SnapshotReader::SnapshotReader(Connection& connection, const Caller& caller, con
 }
 
 qint64 SnapshotReader::rowCount() {
-    return m_connection.value(u"SELECT COUNT(*) FROM report_rows WHERE snapshot_id = ?"_s, {m_id})
-        .toLongLong();
+    QSqlQuery last = m_connection.run(u"SELECT position, content FROM report_rows WHERE snapshot_id = ?"
+                                      " ORDER BY position DESC LIMIT 1"_s,
+                                      {m_id});
+    return m_connection.next(last) ? last.value(0).toLongLong() + last.value(1).toString().count(u'\n') + 1
+                                   : 0;
 }
 
 void SnapshotReader::each(const std::function<void(const QByteArray&)>& use) {
     m_connection.each(u"SELECT content FROM report_rows WHERE snapshot_id = ? ORDER BY position"_s, {m_id},
-                      [&use](const QSqlQuery& row) { use(row.value(0).toString().toUtf8()); });
+                      [&use](const QSqlQuery& found) {
+                          const auto rows = found.value(0).toString().toUtf8().split('\n');
+                          std::for_each(rows.begin(), rows.end(), use);
+                      });
 }
 
 } // namespace devserver

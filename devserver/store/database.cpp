@@ -64,6 +64,7 @@ void Connection::open() {
     runOnce(u"PRAGMA journal_mode=WAL"_s, {});
     runOnce(u"PRAGMA synchronous=FULL"_s, {});
     runOnce(u"PRAGMA foreign_keys=ON"_s, {});
+    runOnce(u"PRAGMA cache_size=-512"_s, {}); // KiB: there are as many connections as workers
 }
 
 void Connection::fail(const QString& text) {

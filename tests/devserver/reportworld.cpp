@@ -202,7 +202,9 @@ QJsonArray ReportWorld::storedRows(const QString& snapshot) const {
         if (query.value(0).toInt() != rows.size()) {
             return {};
         }
-        rows += QJsonDocument::fromJson(query.value(1).toString().toUtf8()).object();
+        for (const QByteArray& row : query.value(1).toString().toUtf8().split('\n')) {
+            rows += QJsonDocument::fromJson(row).object();
+        }
     }
     return rows;
 }
