@@ -131,6 +131,7 @@ void Vault::refuse(const QString& message) {
 void Vault::forgetSecrets() {
     wipe(m_key);
     wipe(m_newKey);
+    m_loaded = {};
     m_text.clear();
 }
 
@@ -277,6 +278,10 @@ bool Vault::save(const QJsonObject& state) {
 }
 
 bool Vault::store(const QJsonObject& state) {
+    if (!m_loaded.isEmpty()) {
+        // So that saving the same again is known to be nothing new.
+        m_text.update(std::exchange(m_loaded, {}));
+    }
     if (!m_text.update(state)) {
         return m_file.isIntact(); // the record holds these very words
     }
@@ -345,7 +350,7 @@ std::optional<QJsonObject> Vault::opened(const QByteArray& record) {
     }
     const QJsonObject state = document.object();
     if (current) {
-        m_text.update(state); // so that saving the same again is known to be nothing new
+        m_loaded = state;
     }
     return state;
 }

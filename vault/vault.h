@@ -108,5 +108,6 @@ private:
 
     QByteArray m_newKey; // made, but not yet read back from the credential store
     QPointer<QKeychain::Job> m_job;
+    QJsonObject m_loaded; // whose text is made only for the first save: the window waits for what was read
     DocumentText m_text;
 };
