@@ -14,8 +14,11 @@ TimesDialog {
 
     function empty() {
         description.text = ""
-        from.text = ""
-        to.text = ""
+        forgetTimes()
+    }
+    function forgetTimes() {
+        from.forget()
+        to.forget()
     }
     function today(): string {
         return clocks.day("", "")
@@ -47,10 +50,8 @@ TimesDialog {
     onAboutToShow: {
         before = { projectId: timerPage.projectId, billable: timerPage.billable }
         // Otherwise a time typed alone would be of the day before.
-        if (leftOn !== "" && leftOn < today()) {
-            from.text = ""
-            to.text = ""
-        }
+        if (leftOn !== "" && leftOn < today())
+            forgetTimes()
     }
     onAboutToHide: leftOn = today()
     onVisibleChanged: if (visible) description.forceActiveFocus()

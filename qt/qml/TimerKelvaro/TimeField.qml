@@ -30,6 +30,11 @@ LtrField {
         if (whole !== text)
             text = whole
     }
+    /// Empty, and of no day any more: whether the field or its form is shown first differs from Qt to Qt.
+    function forget() {
+        text = ""
+        held = ""
+    }
     function edit(changed: string) {
         text = changed
         textEdited()
