@@ -6,6 +6,7 @@ set -euo pipefail
 
 folder=$(mktemp -d "${TMPDIR:-/tmp}/scripts-test.XXXXXX")
 trap 'chmod -R u+w -- "$folder" && rm -rf -- "$folder"' EXIT
+umask 022 # another user is to reach what is here
 mkdir "$folder/checkout" "$folder/programs" "$folder/locked"
 cp -r -- "$1" "$folder/checkout/scripts"
 cp -- "$1/../tests/support/session" "$folder/checkout"
@@ -93,10 +94,18 @@ served "run: the development server's data cannot be kept in $folder/locked/data
     "$port" "$folder/locked/data"
 
 # A private session that cannot be.
-stub gnome-keyring-daemon 'exit 1'
-failure=69 says 'session: gnome-keyring-daemon did not start' \
+stub gnome-keyring-daemon 'echo "its own reason" >&2; exit 1'
+failure=69 says $'its own reason\nsession: gnome-keyring-daemon did not start' \
     PATH="$folder/programs:$PATH" "$folder/checkout/session" --keyring -- true
 rm -- "$folder/programs/gnome-keyring-daemon"
+
+# Nothing of the caller's desktop gets into one.
+found=$("${plain[@]}" KDE_FULL_SESSION=true GNOME_SHELL=1 GTK_THEME=Dark XDG_SESSION_ID=1 XDG_CURRENT_DESKTOP=KDE \
+    QT_SCALE_FACTOR=2 QT_FONT_DPI=120 QT_STYLE_OVERRIDE=kvantum QT_QPA_PLATFORMTHEME=kde QT_IM_MODULES=ibus \
+    XMODIFIERS=@im=ibus XAUTHORITY=/nowhere PGHOST=nowhere TZ=Asia/Tokyo http_proxy=http://127.0.0.1:9 \
+    "$folder/checkout/session" -- env | grep -E '^(KDE|GNOME|GTK|XDG_SESSION|XDG_CURRENT|QT_|X[AM]|PG|TZ|http)' || true)
+[ "$found" = QT_QPA_PLATFORM=offscreen ] || { printf 'FAIL: the caller'"'"'s desktop reaches a session:\n%s\n' "$found" >&2; exit 1; }
+echo "PASS: the caller's desktop stays outside"
 
 # A system of Debian's kind with nothing installed, whoever asks.
 stub id 'echo 1000'
