@@ -136,3 +136,26 @@ says 'bootstrap: CXX names "nowhere", which is not here.' CXX=nowhere "${bootstr
 stub git 'echo "fatal: detected dubious ownership" >&2; exit 128'
 says $'fatal: detected dubious ownership\npackage: packages are made of a commit, and git names none; its reason is above.' \
     HOME=/ PATH="$folder/programs:$PATH" "$folder/checkout/scripts/package"
+rm -- "$folder/programs"/*
+
+# built SENTENCE [VARIABLE...]: a script that builds.
+built() {
+    # shellcheck disable=SC2016 # expanded by the shell inside
+    says "$1" -u CXX "${@:2}" HOME=/ PATH="$folder/programs:$PATH" \
+        bash -c 'source "$1/common.sh"; build stay' building "$folder/checkout/scripts"
+}
+mkdir -p "$folder/checkout/build/stay"
+stub cmake 'exit 1'
+stub ninja 'exit 1'
+built 'building: configuring the stay build failed; the reason is above.'
+stub cmake 'exit 0'
+built 'building: the stay build failed; the first error above says why.'
+echo "CMAKE_CXX_COMPILER:FILEPATH=$(command -v c++)" >"$folder/checkout/build/stay/CMakeCache.txt"
+built "building: CXX names \"env c++\", but $folder/checkout/build/stay was configured for $(command -v c++); remove that folder, or unset CXX." \
+    CXX='env c++'
+built 'building: the stay build failed; the first error above says why.' CXX="$(readlink -f -- "$(command -v c++)")"
+# A cache that cannot be kept is not used; the real one compiles all the same.
+# shellcheck disable=SC2016 # expanded by the stub
+stub ninja '$CMAKE_CXX_COMPILER_LAUNCHER c++ -fsyntax-only -x c++ /dev/null >&2 && echo compiled >&2; exit 1'
+built $'compiled\nbuilding: the stay build failed; the first error above says why.' \
+    -u XDG_CACHE_HOME -u CCACHE_DIR -u CCACHE_DISABLE -u CMAKE_CXX_COMPILER_LAUNCHER
