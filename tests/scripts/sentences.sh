@@ -151,6 +151,23 @@ says 'bootstrap: sudo refused, so nothing was installed; give the right password
 sed -i 's|/nowhere|/bin/true|' "$folder/checkout/build/dev/CMakeCache.txt"
 failure=0 says '' "${bootstrap[@]:0:2}" test
 
+says 'bootstrap: no C++ compiler was found; install g++ 12 or later, or set CXX.' \
+    -u CXX PATH="$folder/programs" "$folder/checkout/scripts/bootstrap" session
+# A system of another kind.
+mkdir "$folder/other"
+for program in bash dirname grep sed; do
+    ln -s "$(command -v "$program")" "$folder/other"
+done
+says 'bootstrap: missing here: a C++20 compiler, cmake, ninja.' \
+    -u CXX PATH="$folder/other" "$folder/checkout/scripts/bootstrap"
+says 'bootstrap: missing here: cmake, ninja.' CXX=sed PATH="$folder/other" "$folder/checkout/scripts/bootstrap"
+ln -s /bin/true "$folder/other/cmake"
+ln -s /bin/true "$folder/other/ninja"
+failure=0 says '' CXX=sed PATH="$folder/other" "$folder/checkout/scripts/bootstrap"
+# A program that is open would be shown in the place of the one that was just built.
+stub dbus-send 'echo "   boolean true"'
+says 'run: Timer.Kelvaro is already open; choose "Quit" in its tray menu, or close its window, and try again.' \
+    DISPLAY=:4711 PATH="$folder/programs:$PATH" "$folder/checkout/scripts/run"
 # What git says about itself is not lost.
 stub dpkg-query 'echo installed'
 says 'bootstrap: CXX names "nowhere c++", which is not here.' CXX='nowhere c++' "${bootstrap[@]}"
