@@ -56,6 +56,25 @@ QStringList namedDisplays() {
     return displays;
 }
 
+/// Whether a platform failed by itself, and not for want of somebody who answers.
+bool isBroken() {
+    static const QRegularExpression unanswered(u"could not connect to display|Failed to create wl_display"_s);
+    int failed = 0;
+    for (const Saying& saying : sayings()) {
+        failed += int(saying.text.startsWith(u"Could not load the Qt platform plugin"));
+        failed -= int(unanswered.match(saying.text).hasMatch());
+    }
+    return failed > 0;
+}
+
+void passOn() {
+    for (const Saying& saying : sayings()) {
+        usualHandler()(saying.type, QMessageLogContext(nullptr, 0, nullptr, saying.category.constData()),
+                       saying.text);
+    }
+    sayings().clear();
+}
+
 QString whatToDo() {
     const QStringList missing = missingPlatforms();
     const bool waylandMissing = missing.contains(u"wayland"_s);
@@ -72,6 +91,10 @@ QString whatToDo() {
         return u"Qt has no plug-in for Wayland here: install Qt's Wayland plug-in (Debian: "
                "qt6-wayland), then start Timer.Kelvaro again."_s;
     }
+    if (isBroken()) {
+        return u"Qt's plug-in for the display does not work, for the reason above: see that Qt is installed "
+               "whole, or start Timer.Kelvaro with QT_DEBUG_PLUGINS=1, which tells more."_s;
+    }
     return u"The display does not answer (%1): start Timer.Kelvaro in a desktop session that "
            "is open and yours."_s.arg(displays.join(u", "_s));
 }
@@ -82,7 +105,11 @@ void listen(QtMsgType type, const QMessageLogContext& context, const QString& te
         return;
     }
     if (type == QtFatalMsg && text.contains(u"platform plugin")) {
-        std::fputs(qPrintable(whatToDo() + u'\n'), stderr);
+        const QString sentence = whatToDo();
+        if (isBroken()) {
+            passOn();
+        }
+        std::fputs(qPrintable(sentence + u'\n'), stderr);
         std::_Exit(exitNoDisplay); // the application object is half made: nothing to tear down
     }
     usualHandler()(type, context, text);
@@ -94,10 +121,6 @@ std::unique_ptr<QApplication> openDisplay(int& argc, char* argv[]) {
     usualHandler() = qInstallMessageHandler(listen);
     auto application = std::make_unique<QApplication>(argc, argv);
     qInstallMessageHandler(usualHandler());
-    for (const Saying& saying : sayings()) {
-        usualHandler()(saying.type, QMessageLogContext(nullptr, 0, nullptr, saying.category.constData()),
-                       saying.text);
-    }
-    sayings().clear();
+    passOn();
     return application;
 }

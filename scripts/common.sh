@@ -72,13 +72,33 @@ compile() {
     attend ninja -C "$1" ${CMAKE_BUILD_PARALLEL_LEVEL:+-j "$CMAKE_BUILD_PARALLEL_LEVEL"} "${@:2}"
 }
 
+# use_ccache: where it is there; a cache that cannot be kept costs time, and not the build.
+use_ccache() {
+    local cache
+    command -v ccache >/dev/null || return 0
+    export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
+    cache=$(ccache --get-config cache_dir) || true
+    if ! mkdir -p -- "$cache" 2>/dev/null || ! [ -w "$cache" ]; then
+        say "ccache cannot keep anything in ${cache:-its folder}; building without it."
+        export CCACHE_DISABLE=1
+    fi
+}
+
+# require_same_compiler PRESET: CMake reads CXX only where it configures for the first time.
+require_same_compiler() {
+    local first
+    [ -n "${CXX:-}" ] || return 0
+    first=$(sed -nE 's/^CMAKE_CXX_COMPILER:[A-Z]+=//p' "build/$1/CMakeCache.txt" 2>/dev/null) || return 0
+    [ "$(readlink -f -- "$first")" = "$(readlink -f -- "$(command -v "${CXX%% *}")")" ] ||
+        die "CXX names \"$CXX\", but $root/build/$1 was configured for $first; remove that folder, or unset CXX."
+}
+
 # build PRESET [TARGET...]: configures and builds, or ends with one sentence. Tomorrow's
 # compiler may warn of more than today's: only CMAKE_COMPILE_WARNING_AS_ERROR=ON stops at that.
 build() {
     local preset=$1
-    if command -v ccache >/dev/null; then
-        export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
-    fi
+    require_same_compiler "$preset"
+    use_ccache
     attend cmake --preset "$preset" -DCMAKE_COMPILE_WARNING_AS_ERROR="${CMAKE_COMPILE_WARNING_AS_ERROR:-OFF}" ||
         die "configuring the $preset build failed; the reason is above."
     compile "build/$preset" "${@:2}" || die "the $preset build failed; the first error above says why."

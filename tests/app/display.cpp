@@ -30,18 +30,24 @@ QByteArray deadDisplay(const QByteArray& displays) {
            "): start Timer.Kelvaro in a desktop session that is open and yours.\n";
 }
 
-/// A copy of the program beside which Qt's plug-in for Wayland is not installed.
-class WithoutWayland {
+/// A copy of the program, beside which one of Qt's plug-ins for a platform is not as it should be.
+class Installation {
 public:
-    WithoutWayland() {
+    enum class Fault { WaylandMissing, X11Broken };
+
+    explicit Installation(Fault fault) {
         const QDir all(QLibraryInfo::path(QLibraryInfo::PluginsPath) + u"/platforms"_s);
         const QDir here(m_folder.path());
         const auto plugins = all.entryList(QDir::Files);
         m_ready = here.mkpath(u"plugins/platforms"_s) && QFile::copy(QStringLiteral(TIMER_PROGRAM), file());
         for (const QString& plugin : plugins) {
-            m_ready = m_ready &&
-                      (plugin.contains(u"wayland"_s) ||
-                       QFile::link(all.filePath(plugin), here.filePath(u"plugins/platforms/"_s + plugin)));
+            const QString from = all.filePath(plugin);
+            const QString to = here.filePath(u"plugins/platforms/"_s + plugin);
+            if (fault == Fault::X11Broken && plugin == u"libqxcb.so") {
+                m_ready = m_ready && copyBroken(from, to);
+            } else if (fault == Fault::X11Broken || !plugin.contains(u"wayland"_s)) {
+                m_ready = m_ready && QFile::link(from, to);
+            }
         }
         QSettings paths(here.filePath(u"qt.conf"_s), QSettings::IniFormat);
         paths.setValue(u"Paths/Plugins"_s, here.filePath(u"plugins"_s));
@@ -51,6 +57,17 @@ public:
     [[nodiscard]] QString file() const { return m_folder.filePath(u"timer-kelvaro"_s); }
 
 private:
+    /// It needs a library that is nowhere.
+    static bool copyBroken(const QString& from, const QString& to) {
+        QFile whole(from);
+        QFile broken(to);
+        if (!whole.open(QIODevice::ReadOnly) || !broken.open(QIODevice::WriteOnly)) {
+            return false;
+        }
+        const QByteArray bytes = whole.readAll().replace("libQt6XcbQpa", "libQt6Nobody");
+        return broken.write(bytes) == bytes.size();
+    }
+
     QTemporaryDir m_folder;
     bool m_ready = false;
 };
@@ -81,6 +98,7 @@ private Q_SLOTS:
     void endsWithOneSentence();
     void namesThePlugInForWayland();
     void goesOnUnderX11WithoutThePlugInForWayland();
+    void tellsOfABrokenPlugIn();
     void leavesTheChoiceOfAnotherPlatform_data();
     void leavesTheChoiceOfAnotherPlatform();
 };
@@ -157,7 +175,7 @@ void DisplayTest::endsWithOneSentence() {
 }
 
 void DisplayTest::namesThePlugInForWayland() {
-    const WithoutWayland installation;
+    const Installation installation(Installation::Fault::WaylandMissing);
     QVERIFY(installation.isReady());
     const auto program = programOn({{u"WAYLAND_DISPLAY"_s, u"wayland-0"_s}});
     program->setFile(installation.file());
@@ -169,7 +187,7 @@ void DisplayTest::namesThePlugInForWayland() {
 
 // What Qt has to say about it is not lost.
 void DisplayTest::goesOnUnderX11WithoutThePlugInForWayland() {
-    const WithoutWayland installation;
+    const Installation installation(Installation::Fault::WaylandMissing);
     QVERIFY(installation.isReady());
     const auto program =
         programOn({{u"WAYLAND_DISPLAY"_s, u"wayland-0"_s}, {u"DISPLAY"_s, qEnvironmentVariable("DISPLAY")}});
@@ -179,6 +197,22 @@ void DisplayTest::goesOnUnderX11WithoutThePlugInForWayland() {
     const QByteArray output = program->output();
     QVERIFY2(output.contains("Could not find the Qt platform plugin \"wayland\""), output.constData());
     QVERIFY2(output.endsWith(onlyOptions), output.constData());
+}
+
+// A display that answers is not told to be dead, and Qt's own words are not lost.
+void DisplayTest::tellsOfABrokenPlugIn() {
+    const Installation installation(Installation::Fault::X11Broken);
+    QVERIFY(installation.isReady());
+    const auto program = programOn({{u"DISPLAY"_s, qEnvironmentVariable("DISPLAY")}});
+    program->setFile(installation.file());
+    program->start();
+    QCOMPARE(program->exitCode(), 1);
+    const QByteArray output = program->output();
+    QVERIFY2(output.contains("Could not load the Qt platform plugin \"xcb\""), output.constData());
+    QVERIFY2(output.endsWith(
+                 "Qt's plug-in for the display does not work, for the reason above: see that Qt is "
+                 "installed whole, or start Timer.Kelvaro with QT_DEBUG_PLUGINS=1, which tells more.\n"),
+             output.constData());
 }
 
 void DisplayTest::leavesTheChoiceOfAnotherPlatform_data() {

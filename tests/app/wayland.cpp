@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/client.h"
+#include "tests/support/compositor.h"
 #include "tests/support/devserver.h"
 #include "tests/support/program.h"
 #include "tests/support/screen.h"
 
-#include <QDir>
 #include <QFile>
 #include <QImage>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,37 +17,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 using Role = Element::Role;
-
-/// A Wayland compositor, in a window on the test's own X server: without a screen it would have neither
-/// pointer nor keyboard, which no Wayland session of a person lacks.
-class Compositor {
-public:
-    Compositor() = default;
-    ~Compositor() {
-        m_process.terminate();
-        m_process.waitForFinished();
-    }
-    Compositor(const Compositor&) = delete;
-    Compositor& operator=(const Compositor&) = delete;
-
-    [[nodiscard]] bool start(int scale) {
-        m_process.start(u"weston"_s, {u"--backend=x11-backend.so"_s, u"--use-pixman"_s, u"--no-config"_s,
-                                      u"--idle-time=0"_s, u"--width=1920"_s, u"--height=1200"_s,
-                                      u"--scale=%1"_s.arg(scale), u"--socket="_s + socket()});
-        const QString path = QDir(qEnvironmentVariable("XDG_RUNTIME_DIR")).filePath(socket());
-        return QTest::qWaitFor([&path] { return QFile::exists(path); }, Screen::patienceMs);
-    }
-    [[nodiscard]] static QString socket() { return u"wayland-test"_s; }
-
-private:
-    QProcess m_process;
-};
-
-void showOn(const Compositor& compositor, Program& program) {
-    program.unsetVariable(u"DISPLAY"_s);
-    program.setVariable(u"QT_QPA_PLATFORM"_s, u"wayland"_s);
-    program.setVariable(u"WAYLAND_DISPLAY"_s, compositor.socket());
-}
 
 } // namespace
 
@@ -84,7 +52,7 @@ void WaylandTest::paintsInEveryScale() {
     const QTemporaryDir folder;
     const QString result = folder.filePath(u"probe.json"_s);
     Program program;
-    showOn(compositor, program);
+    Compositor::show(program);
     program.setVariable(u"QT_SCALE_FACTOR"_s, ofThePerson);
     program.start({u"--server"_s, server.url(), u"--read-only-probe"_s, result});
     QVERIFY2(program.exitCode() == 0, program.output().constData());
@@ -107,17 +75,17 @@ void WaylandTest::paintsInEveryScale() {
 
 void WaylandTest::answersAnotherStart() {
     Compositor compositor;
-    QVERIFY(compositor.start(1));
+    QVERIFY(compositor.start());
     DevServer server;
     QVERIFY(server.start());
     Program program;
-    showOn(compositor, program);
+    Compositor::show(program);
     program.start({u"--server"_s, server.url()});
     QVERIFY(retry([&] { return program.usable(Role::PushButton, u"EN"_s).press(); },
                   [&] { return program.shows(Role::PageTab, u"Settings"_s); }));
 
     Program again;
-    showOn(compositor, again);
+    Compositor::show(again);
     again.setVariable(u"XDG_ACTIVATION_TOKEN"_s, u"of-the-one-who-starts"_s);
     again.start();
     QVERIFY2(again.exitCode() == 0, again.output().constData());

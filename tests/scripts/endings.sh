@@ -20,10 +20,13 @@ wait_until() {
     done
 }
 
+# The dead have none, even where nobody buries them.
+gone() { ! [ -e "/proc/$(<"$folder/command")/exe" ]; }
+
 nothing_left() {
     ! compgen -G "$folder/timer-session.*" >/dev/null &&
         ! grep -qslF -f <(echo "$folder/timer-session.") /proc/[0-9]*/cmdline /proc/[0-9]*/environ &&
-        ! [ -e "/proc/$(<"$folder/command")/exe" ] # which the dead have not, even where nobody buries them
+        gone
 }
 
 # ends HOW SIGNAL WHOM: a session of everything ends when this signal reaches its command,
@@ -53,6 +56,23 @@ script_ends() {
     kill "-$1" $!
     wait_until "nothing is left of a script after SIG$1" nothing_left
     echo "PASS: a script gets SIG$1"
+}
+
+# window_ends SIGNAL: the window that scripts/run opens on a desktop ends when this signal reaches
+# scripts/run, and not only with the desktop.
+window_ends() {
+    rm -f -- "$folder"/{command,session,script}
+    # shellcheck disable=SC2016 # expanded by the shell inside
+    "$root/tests/support/session" --keyring --display -- \
+        bash -c 'bash "$0/opens" "$@" & echo $! >"$0/script"; exec tail -f /dev/null' \
+        "$folder" "$root/scripts" "$build" "$folder" >"$folder/log" 2>&1 &
+    echo $! >"$folder/session"
+    wait_until "the window opens" test -s "$folder/command"
+    kill "-$1" "$(<"$folder/script")"
+    wait_until "the window is gone after SIG$1" gone
+    kill "$(<"$folder/session")"
+    wait_until "nothing is left of a window after SIG$1" nothing_left
+    echo "PASS: a script with a window gets SIG$1"
 }
 
 # build_ends SIGNAL FILE...: all of a build ends when this signal reaches the script of these files that builds.
@@ -102,6 +122,16 @@ for signal in TERM KILL; do
 done
 script_ends TERM
 script_ends KILL
+cat >"$folder/opens" <<'END'
+source "$1/common.sh"
+source "$1/server.sh"
+launch "$2/bin/timer-kelvaro" --server http://127.0.0.1:9
+xdotool search --sync --onlyvisible --pid "${children[-1]}" >/dev/null
+echo "${children[-1]}" >"$3/command"
+wait "${children[-1]}"
+END
+window_ends TERM
+window_ends KILL
 # Elsewhere, for ctest's own files in the build folder belong to the one that runs this.
 echo "include($build/tests/app/CTestTestfile.cmake)" >"$folder/CTestTestfile.cmake"
 test_ends TERM
