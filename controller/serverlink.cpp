@@ -3,7 +3,7 @@
 
 #include "controller/logging.h"
 #include "controller/onetimebody.h"
-#include "state/replylimits.h"
+#include "controller/replies.h"
 #include "state/sharing.h"
 #include "vault/wipe.h"
 
@@ -61,14 +61,6 @@ QNetworkReply* sendOnce(QNetworkAccessManager& network, QNetworkRequest request,
 /// What may be told of a path: an id in it is nobody's business.
 QString area(const QString& path) {
     return path.section(u'/', 1, 1).section(u'?', 0, 0);
-}
-
-/// Nothing when it is no JSON, or when it cannot be kept; an array is an empty object.
-std::optional<QJsonObject> objectIn(const QByteArray& body) {
-    QJsonParseError error;
-    const QJsonObject object = QJsonDocument::fromJson(body, &error).object();
-    const bool usable = error.error == QJsonParseError::NoError && canBeKept(object);
-    return usable ? std::optional(object) : std::nullopt;
 }
 
 } // namespace
@@ -153,11 +145,10 @@ void ServerLink::deliver(const QByteArray& body, int status, const Remembered& k
                          const Callback& callback) {
     if (status == 304 && !known.tag.isEmpty()) {
         callback(known.object, 200);
-    } else if (const std::optional<QJsonObject> object = objectIn(body)) {
-        callback(*object, status);
-    } else {
-        callback({}, status == 204 ? 204 : 0);
+        return;
     }
+    const std::optional<QJsonObject> object = objectIn(body);
+    callback(object.value_or(QJsonObject()), usableStatus(object.has_value(), status));
 }
 
 void ServerLink::readBeside(QNetworkReply* reply, const Received& received, const Callback& callback) {
@@ -172,7 +163,7 @@ void ServerLink::readBeside(QNetworkReply* reply, const Received& received, cons
         if (read) {
             m_remembered = *read;
         }
-        callback(read ? read->object : QJsonObject(), read ? 200 : 0);
+        callback(read ? read->object : QJsonObject(), usableStatus(read.has_value(), 200));
     };
     m_reading.start([this, received = received, deliverRead, last = m_remembered]() mutable {
         const QByteArray digest = QCryptographicHash::hash(received.body, QCryptographicHash::Blake2b_256);

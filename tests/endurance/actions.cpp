@@ -2,9 +2,11 @@
 #include "tests/endurance/storm.h"
 
 #include "tests/endurance/reporting.h"
+#include "tests/state/reference.h"
 #include "tests/support/client.h"
 
 #include <QDateTime>
+#include <QSignalSpy>
 
 #include <algorithm>
 
@@ -20,6 +22,14 @@ QString idOfEntry(const QVariantMap& entry) {
     return entry.value(u"id"_s).toString();
 }
 
+/// By what the client has of the periods, and rules of our own.
+bool isLocked(const QString& entry, const QJsonObject& state) {
+    const QJsonArray entries = referenceProjection(state).value(u"entries").toArray();
+    return std::any_of(entries.begin(), entries.end(), [&entry](const QJsonValue& known) {
+        return known[u"id"].toString() == entry && known[u"period_locked"].toBool();
+    });
+}
+
 } // namespace
 
 const std::vector<Storm::Action>& Storm::actions() {
@@ -29,6 +39,7 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"serve", 40, &Storm::serve},
         {"break", 160, &Storm::breakOne},
         {"time-out", 25, &Storm::passTimeout},
+        {"deadline", 5, &Storm::passDeadline},
         {"period", 40, &Storm::passPeriod},
         {"pause", 5, &Storm::passPause},
         {"offline", 8, &Storm::goOffline},
@@ -61,6 +72,7 @@ const std::vector<Storm::Action>& Storm::actions() {
         {"apply-import", 12, &Storm::applyImport},
         {"pause-import", 4, &Storm::pauseImport},
         {"leave-early", 10, &Storm::leaveEarly},
+        {"overtake", 8, &Storm::overtake},
         {"restart", 15, &Storm::restart},
         {"kill", 10, &Storm::kill},
         {"kill-within", 15, &Storm::killWithin},
@@ -105,25 +117,38 @@ QString Storm::moved(const QString& time) {
 
 // A person
 
+void Storm::record(Controller& client, const std::function<void(Controller& client)>& act) {
+    const int before = client.pending();
+    const QSignalSpy told(&client, &Controller::changed);
+    act(client);
+    if (!told.isEmpty() && client.message() == savedSentence() && client.pending() <= before) {
+        m_ledger->blame(u"somebody was told once more that something was saved, but nothing was"_s);
+    }
+}
+
 void Storm::start() {
-    Controller& client = seat().client();
-    client.start(freshText(), anyProject(client), false);
+    record(seat().client(),
+           [this](Controller& client) { client.start(freshText(), anyProject(client), false); });
 }
 
 void Storm::stop() {
-    seat().client().stop();
+    record(seat().client(), [](Controller& client) { client.stop(); });
 }
 
 void Storm::toggle() {
-    seat().client().toggleTimer(freshText(), {}, true);
+    toggle(seat().client());
+}
+
+void Storm::toggle(Controller& client) {
+    record(client, [this](Controller& toggled) { toggled.toggleTimer(freshText(), {}, true); });
 }
 
 void Storm::stopTimer() {
-    seat().client().stopTimer();
+    record(seat().client(), [](Controller& client) { client.stopTimer(); });
 }
 
 void Storm::addManual() {
-    addManual(seat().client());
+    record(seat().client(), [this](Controller& client) { addManual(client); });
 }
 
 void Storm::addManual(Controller& client) {
@@ -150,8 +175,9 @@ void Storm::withAnEntry(const std::function<void(Controller& client, const QVari
     std::stable_sort(entries.begin(), entries.end(), cameBefore);
     const QVariantMap entry = entries.at(m_dice.bounded(static_cast<int>(entries.size()))).toMap();
     const int before = here.client().pending();
-    act(here.client(), entry);
-    if (changes && entry.value(u"period_locked"_s).toBool() && here.client().pending() != before) {
+    const bool locked = isLocked(entry.value(u"id"_s).toString(), here.client().durableState());
+    record(here.client(), [&](Controller& client) { act(client, entry); });
+    if (changes && locked && here.client().pending() != before) {
         m_ledger->blame(u"an entry in a closed period was edited"_s);
     }
 }
@@ -190,7 +216,7 @@ void Storm::deleteEntry() {
 }
 
 void Storm::undoDelete() {
-    seat().client().undoDelete();
+    record(seat().client(), [](Controller& client) { client.undoDelete(); });
 }
 
 void Storm::continueEntry() {
@@ -250,7 +276,16 @@ void Storm::removePending() {
 }
 
 void Storm::exportPending() {
-    removeHere(&Controller::exportPending);
+    Seat& here = seat();
+    const QString fileName = m_folder->filePath(u"export-%1.json"_s.arg(++m_files));
+    m_dialogs.choose(fileName);
+    const QSignalSpy told(&here.client(), &Controller::changed);
+    here.client().exportPending();
+    const bool exported =
+        !told.isEmpty() && here.client().message().startsWith(u"Pending changes exported"_s);
+    if (exported && queueIn(fileName) != queueOf(here.client())) {
+        m_ledger->blame(u"what waits is not in the file that it was exported to"_s);
+    }
 }
 
 void Storm::removeHere(void (Controller::*remove)()) {
@@ -268,7 +303,7 @@ void Storm::setAside(Seat& here, const QString& name, void (Controller::*remove)
 }
 
 void Storm::connectServer() {
-    seat().connectServer();
+    seat().reconnect();
 }
 
 void Storm::report() {
@@ -311,6 +346,40 @@ void Storm::leaveEarly() {
         client.loginAccount(AccountServer::dana(), AccountServer::password());
     }
     passAllButFirst(here);
+}
+
+/// A load that began before an acknowledgement ends after it, while more waits.
+void Storm::overtake() {
+    Seat& here = seat();
+    Controller& client = here.client();
+    if (client.busy() || client.syncing() || client.pending() > 0 || here.proxy.waiting() > 0) {
+        return skip();
+    }
+    for (int i = 0; i < 2; ++i) {
+        record(client, [this](Controller& recording) { addManual(recording); });
+    }
+    calm();
+    if (client.pending() != 2 || here.proxy.waiting() != 1) {
+        return skip();
+    }
+    const QString entity = mutationAt(client, 0).value(u"entity_id").toString();
+    here.proxy.finish(0, FaultProxy::Fault::None, m_dice); // who asks
+    calm();
+    client.refresh();
+    calm();
+    if (here.proxy.waiting() != 2) {
+        return skip();
+    }
+    const int load = here.proxy.at(0).path() == u"/sync/snapshot"_s ? 0 : 1;
+    here.proxy.serve(load);
+    here.proxy.finish(1 - load, FaultProxy::Fault::None, m_dice);
+    calm();
+    const bool acknowledged = client.pending() == 1;
+    here.proxy.finish(0, FaultProxy::Fault::None, m_dice);
+    calm();
+    if (acknowledged && listedEntry(client, u"id"_s, entity).isEmpty()) {
+        m_ledger->blame(u"what the server has acknowledged is not shown any more"_s);
+    }
 }
 
 void Storm::passAllButFirst(Seat& here) {
@@ -376,6 +445,12 @@ void Storm::breakOne() {
 
 void Storm::passTimeout() {
     if (!seat().passTimeout()) {
+        skip();
+    }
+}
+
+void Storm::passDeadline() {
+    if (!seat().passDeadline()) {
         skip();
     }
 }

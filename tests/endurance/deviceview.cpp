@@ -41,6 +41,23 @@ DeviceView DeviceView::from(const QByteArray& line) {
             is(u"retained")};
 }
 
+QStringList DeviceView::state() const {
+    const QString head = queue.isEmpty() ? u"-"_s : queue.first()[u"status"].toString();
+    const QString size = queue.size() < 3 ? QString::number(queue.size()) : u"more"_s;
+    QStringList words{u"queue "_s + size, u"head "_s + head};
+    const auto add = [&words](bool holds, const QString& word) {
+        if (holds) {
+            words.append(word);
+        }
+    };
+    add(busy, u"busy"_s);
+    add(syncing, u"syncing"_s);
+    add(signedIn, u"signed in"_s);
+    add(sessionRefused, u"session refused"_s);
+    add(!storage, u"no storage"_s);
+    return words;
+}
+
 QByteArray DeviceView::line() const {
     const QJsonObject view{
         {u"done"_s, done},         {u"message"_s, message},    {u"account"_s, account},

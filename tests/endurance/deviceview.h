@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QJsonArray>
 #include <QString>
+#include <QStringList>
 
 class Controller;
 
@@ -25,4 +26,6 @@ struct DeviceView {
     [[nodiscard]] static DeviceView of(const Controller& client, int done);
     [[nodiscard]] static DeviceView from(const QByteArray& line);
     [[nodiscard]] QByteArray line() const;
+    /// In which state that is, in words.
+    [[nodiscard]] QStringList state() const;
 };

@@ -9,7 +9,6 @@
 #include <QJsonDocument>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QStringList>
 #include <QTcpSocket>
 #include <QTimer>
 #include <QUrl>
@@ -156,6 +155,7 @@ QString FaultProxy::url() const {
 }
 
 void FaultProxy::beginAnew() {
+    m_misnamed.clear();
     m_lastResult = resultOfNothing;
     goOnline();
 }
@@ -301,7 +301,7 @@ std::optional<FaultProxy::Answer> FaultProxy::falsified(const Waiting& waiting, 
         return Answer{.status = 200, .body = "{}" + QByteArray(longerThanTaken, ' ')};
     case Fault::OtherIdentity: {
         QJsonObject other = QJsonDocument::fromJson(real.body).object();
-        other.insert(u"id"_s, World::nobody());
+        other.insert(u"id"_s, otherThan(other.value(u"id").toString(), dice));
         return real.status == 200 ? std::optional(Answer{.status = 200, .body = text(other)}) : std::nullopt;
     }
     case Fault::ForeignResult:
@@ -314,6 +314,13 @@ std::optional<FaultProxy::Answer> FaultProxy::falsified(const Waiting& waiting, 
     default:
         return real;
     }
+}
+
+QString FaultProxy::otherThan(const QString& person, QRandomGenerator& dice) const {
+    QStringList others = m_people;
+    others.removeAll(person);
+    const bool exists = !others.isEmpty() && dice.bounded(2) == 0;
+    return exists ? others.at(dice.bounded(static_cast<int>(others.size()))) : World::nobody();
 }
 
 void FaultProxy::finish(qsizetype index, Fault fault, QRandomGenerator& dice) {
@@ -412,8 +419,17 @@ void FaultProxy::trickle(QTcpSocket* socket, QList<QByteArray> pieces) {
 
 void FaultProxy::end(const Waiting& waiting, const Answer& answer) {
     const PeerRequest request = waiting.request;
+    const QJsonObject reply = QJsonDocument::fromJson(answer.body).object();
+    if (waiting.path() == u"/me"_s && answer.status == 200) {
+        const QString named = reply.value(u"id").toString();
+        const QByteArray meant = waiting.answer ? waiting.answer->body : QByteArray();
+        m_misnamed.remove(named);
+        if (QJsonDocument::fromJson(meant).object().value(u"id") != named) {
+            m_misnamed.insert(named);
+        }
+    }
     m_waiting.removeIf([&waiting](const auto& other) { return other.get() == &waiting; });
-    told(request, answer.status, QJsonDocument::fromJson(answer.body).object());
+    told(request, answer.status, reply);
 }
 
 void FaultProxy::drop(const Waiting& waiting) {

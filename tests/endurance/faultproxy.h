@@ -12,7 +12,9 @@
 #include <QObject>
 #include <QPointer>
 #include <QRandomGenerator>
+#include <QSet>
 #include <QString>
+#include <QStringList>
 #include <QTcpServer>
 
 #include <functional>
@@ -81,6 +83,10 @@ public:
 
     [[nodiscard]] QString url() const;
     void forwardTo(const QString& server) { m_behind = server; }
+    /// Who else a client can be told to be, besides nobody.
+    void namePeople(const QStringList& people) { m_people = people; }
+    /// The client that was told last to be this person was somebody else.
+    [[nodiscard]] bool misnamed(const QString& person) const { return m_misnamed.contains(person); }
 
     [[nodiscard]] qsizetype waiting() const { return m_waiting.size(); }
     [[nodiscard]] const Waiting& at(qsizetype index) const { return *m_waiting.at(index); }
@@ -105,9 +111,10 @@ public:
     /// What finish() has done last besides passing it on: where the reply ends, which member is damaged.
     [[nodiscard]] const QString& detail() const { return m_detail; }
 
-    std::function<void(const PeerRequest& request)> arrived;
+    std::function<void(const PeerRequest& request)> arrived = [](const PeerRequest&) {};
     /// What the client was told, whole and as an object; status 0 when it was told nothing.
-    std::function<void(const PeerRequest& request, int status, const QJsonObject& reply)> told;
+    std::function<void(const PeerRequest& request, int status, const QJsonObject& reply)> told =
+        [](const PeerRequest&, int, const QJsonObject&) {};
 
 private:
     void accept();
@@ -122,12 +129,16 @@ private:
     void deliver(const std::shared_ptr<Waiting>& waiting, const Answer& reply, Fault fault,
                  QRandomGenerator& dice);
     void trickle(QTcpSocket* socket, QList<QByteArray> pieces);
+    /// Somebody else's id in the place of this one.
+    [[nodiscard]] QString otherThan(const QString& person, QRandomGenerator& dice) const;
     void end(const Waiting& waiting, const Answer& answer);
     void drop(const Waiting& waiting);
 
     QTcpServer m_server;
     quint16 m_port = 0;
     QString m_behind;
+    QStringList m_people;
+    QSet<QString> m_misnamed;
     QHash<QTcpSocket*, QByteArray> m_inputs;
     QList<std::shared_ptr<Waiting>> m_waiting;
     QMap<QString, int> m_counts;

@@ -5,6 +5,7 @@
 #include "tests/vault/vaulthome.h"
 
 #include <QDateTime>
+#include <QFile>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -59,8 +60,24 @@ bool contains(const QJsonArray& queue, const QJsonValue& item) {
     });
 }
 
+bool isSameWish(const QJsonObject& one, const QJsonObject& other) {
+    return one.value(u"operation") == other.value(u"operation") &&
+           one.value(u"entity_id") == other.value(u"entity_id") &&
+           one.value(u"payload") == other.value(u"payload");
+}
+
+QJsonArray queueIn(const QString& fileName) {
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll())[u"queue"].toArray()
+                                          : QJsonArray();
+}
+
 QString savedSentence() {
     return u"Saved securely on this device"_s;
+}
+
+bool saysSignedOut(const QString& message) {
+    return message.startsWith(u"Signed out. "_s);
 }
 
 void Ledger::blame(const QString& problem) {
@@ -69,8 +86,8 @@ void Ledger::blame(const QString& problem) {
     }
 }
 
-void Ledger::record(const QString& account, const QJsonObject& mutation) {
-    m_writes.insert(idOf(mutation), {account, mutation, {}, {}, false});
+void Ledger::record(const QString& account, const QJsonObject& mutation, bool misled) {
+    m_writes.insert(idOf(mutation), {account, mutation, misled, {}, {}, false});
     m_entities.append(mutation.value(u"entity_id").toString());
 }
 
@@ -86,7 +103,7 @@ void Ledger::recordAgain(const QJsonValue& former, const QJsonObject& mutation) 
         blame(u"sent again with another content: "_s + textOf(mutation));
     }
     m_writes[formerId].sentAgain = idOf(mutation);
-    record(of(formerId).account, mutation);
+    record(of(formerId).account, mutation, of(formerId).misled);
 }
 
 void Ledger::recordInFile(const QJsonObject& mutation) {
@@ -155,8 +172,8 @@ void Ledger::settleWrite(const Write& write, const QSet<QString>& described) {
 }
 
 void Ledger::settleAnswer(const Write& write) {
-    if (write.account == World::nobody()) {
-        return; // whoever the client was made to believe it was, the server never heard of
+    if (write.misled) {
+        return; // the server knew better whose it was
     }
     const QString author = m_world.authorOf(idOf(write.mutation));
     if (!author.isEmpty() && author != write.account) {

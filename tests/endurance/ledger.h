@@ -20,12 +20,13 @@ public:
     struct Write {
         QString account;
         QJsonObject mutation;
+        bool misled;       ///< the client was made to believe that it was this account's
         QByteArray bytes;  ///< of the first request that carried it
         QString sentAgain; ///< the change that a person made of it
         bool inFile = false;
     };
 
-    void record(const QString& account, const QJsonObject& mutation);
+    void record(const QString& account, const QJsonObject& mutation, bool misled);
     /// A person sends what the server has refused again, as this change.
     void recordAgain(const QJsonValue& former, const QJsonObject& mutation);
     void recordInFile(const QJsonObject& mutation);
@@ -78,5 +79,11 @@ private:
 /// Whether the queue is the expected one. Where a person has sent a start again, as `again`, it may stand
 /// with the later changes of its entry behind others, as a stop that clears its way.
 [[nodiscard]] bool isInOrder(const QJsonArray& queue, const QJsonArray& expected, const QJsonObject& again);
+/// Both changes want the same, whatever they are called.
+[[nodiscard]] bool isSameWish(const QJsonObject& one, const QJsonObject& other);
+/// The changes in a file that a client has written.
+[[nodiscard]] QJsonArray queueIn(const QString& fileName);
 /// What a person is told of whom something was recorded.
 [[nodiscard]] QString savedSentence();
+/// A person who is told this has no session here and none is opened for them.
+[[nodiscard]] bool saysSignedOut(const QString& message);

@@ -133,7 +133,9 @@ int runReal(World& world, const Orders& orders) {
         return 1;
     };
     return runSeeds(orders, run, [&storm] {
+        print(u"Faults"_s, storm.faults());
         print(u"Events"_s, storm.events());
+        print(u"States"_s, storm.states());
         return storm.writes();
     });
 }

@@ -6,9 +6,11 @@
 #include "tests/support/keyring.h"
 #include "tests/vault/vaulthome.h"
 
+#include <QCoreApplication>
 #include <QNetworkReply>
 #include <QTest>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -23,8 +25,28 @@ constexpr int latestMoment = 12;
 
 // The programs
 
+/// The program ends by itself, as often as not right after a press.
 void Storm::restart() {
-    seat().restart();
+    Seat& here = seat();
+    Controller& client = here.client();
+    const QString waits = u"The server is being asked; the timer follows as soon as that has ended."_s;
+    const bool presses = m_dice.bounded(2) == 0;
+    if (presses) {
+        toggle(client);
+    }
+    const bool pressed = presses && client.message() == waits;
+    // The end of a program is this whole process's: somebody else's press would wait no more either.
+    const bool alone = std::none_of(m_seats.begin(), m_seats.end(), [&here](const auto& other) {
+        return other.get() != &here && other->client().busy();
+    });
+    if (alone) {
+        QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit");
+        calm(); // what it still asks for is asked under its own name
+        if (pressed && client.message() == waits) {
+            m_ledger->blame(u"what was pressed was forgotten at the program's end"_s);
+        }
+    }
+    here.restart();
 }
 
 void Storm::kill() {

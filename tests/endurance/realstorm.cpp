@@ -10,7 +10,6 @@
 #include <QByteArrayList>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QHash>
 #include <QJsonDocument>
 #include <QTest>
@@ -29,12 +28,10 @@ constexpr int longestBeforeAKillMs = 25;
 constexpr quint32 usPerMs = 1000;
 /// What the window lets a request take.
 constexpr int requestMs = 12000;
+constexpr int requestsForAFault = 8;
 
-bool isSameWish(const QJsonObject& one, const QJsonObject& other) {
-    return one.value(u"operation") == other.value(u"operation") &&
-           one.value(u"entity_id") == other.value(u"entity_id") &&
-           one.value(u"payload") == other.value(u"payload");
-}
+const QString loginPath = u"/v1/auth/login"_s;
+const QString logoutPath = u"/v1/auth/logout"_s;
 
 /// Those items that both queues have, in the order of the first and whatever the server said of them.
 QJsonArray common(const QJsonArray& queue, const QJsonArray& other) {
@@ -59,12 +56,31 @@ QJsonArray::const_iterator formerOf(const QJsonObject& mutation, const QJsonArra
 RealStorm::RealStorm(World& world) : m_world(world) {
     for (Place& place : m_places) {
         place.front.forwardTo(world.url());
+        place.front.namePeople(world.people());
+        place.front.arrived = [this, &place](const PeerRequest& request) { seeRequest(place, request); };
+        place.front.told = [&place](const PeerRequest& request, int status, const QJsonObject&) {
+            place.signedOut = place.signedOut && (request.path != loginPath || status != 200);
+        };
     }
+}
+
+QMap<QString, int> RealStorm::faults() const {
+    QMap<QString, int> all;
+    for (const Place& place : m_places) {
+        const QMap<QString, int>& some = place.front.counts();
+        for (auto it = some.begin(); it != some.end(); ++it) {
+            all[it.key()] += it.value();
+        }
+    }
+    return all;
 }
 
 QString RealStorm::run(quint32 seed) {
     m_dice.seed(seed);
     begin();
+    for (Place& place : m_places) {
+        place.weather.change(m_dice.generate(), requestsForAFault);
+    }
     const int steps = m_dice.bounded(fewestSteps, mostSteps);
     for (int i = 0; i < steps && m_ledger->problem().isEmpty(); ++i) {
         takeStep();
@@ -88,7 +104,10 @@ void RealStorm::begin() {
     for (Place& place : m_places) {
         place.queue = {};
         place.message.clear();
-        place.front.forgetRequests();
+        place.weather.change(0, 0);
+        place.front.beginAnew();
+        place.requests.clear();
+        place.signedOut = false;
         place.device = std::make_unique<Device>(place.front.url());
         place.device->told = [this, &place](const DeviceView& view) { see(place, view); };
         place.device->start();
@@ -170,6 +189,7 @@ void RealStorm::takeStep() {
     if (!device.isRunning()) {
         m_ledger->blame(u"the client has ended by itself: "_s + device.end());
     }
+    ++m_states[device.view().state().join(u", "_s)];
 }
 
 void RealStorm::kill(Device& device) {
@@ -268,6 +288,7 @@ void RealStorm::lockKeyring(Device& device) {
 
 void RealStorm::see(Place& place, const DeviceView& view) {
     const bool saidSaved = view.message == savedSentence() && view.message != place.message;
+    place.signedOut = place.signedOut || (saysSignedOut(view.message) && view.message != place.message);
     place.message = view.message;
     if (!view.storage) { // not read yet, or not to be read now
         if (saidSaved) {
@@ -288,7 +309,7 @@ void RealStorm::see(Place& place, const DeviceView& view) {
             if (formerOf(mutationOf(item), removed) != removed.end()) {
                 again = mutationOf(item);
             }
-            seeNewItem(item.toObject(), removed, view);
+            seeNewItem(place, item.toObject(), removed);
         }
     }
     if (saidSaved && !grew) {
@@ -299,7 +320,14 @@ void RealStorm::see(Place& place, const DeviceView& view) {
     }
 }
 
-void RealStorm::seeNewItem(const QJsonObject& item, const QJsonArray& removed, const DeviceView& view) {
+void RealStorm::seeRequest(Place& place, const PeerRequest& request) {
+    place.requests.append(request);
+    if (place.signedOut && request.path != loginPath && request.path != logoutPath) {
+        m_ledger->blame(u"a request after the sign-out: "_s + request.path);
+    }
+}
+
+void RealStorm::seeNewItem(const Place& place, const QJsonObject& item, const QJsonArray& removed) {
     const QJsonObject mutation = mutationOf(item);
     if (m_ledger->knows(idOf(mutation))) {
         m_ledger->blame(u"a change waits again that had left the queue: "_s + idOf(mutation));
@@ -309,17 +337,15 @@ void RealStorm::seeNewItem(const QJsonObject& item, const QJsonArray& removed, c
     if (former != removed.end()) {
         m_ledger->recordAgain(*former, mutation);
     } else {
-        m_ledger->record(view.account, mutation);
+        const QString& account = place.device->view().account;
+        m_ledger->record(account, mutation, place.front.misnamed(account));
     }
 }
 
 void RealStorm::readFiles() {
     const QFileInfoList files = QDir(m_folder->path()).entryInfoList({u"*.json"_s}, QDir::Files);
     for (const QFileInfo& info : files) {
-        QFile file(info.filePath());
-        const QJsonArray copied = file.open(QIODevice::ReadOnly)
-                                      ? QJsonDocument::fromJson(file.readAll())[u"queue"].toArray()
-                                      : QJsonArray();
+        const QJsonArray copied = queueIn(info.filePath());
         for (const auto& item : copied) {
             m_ledger->recordInFile(mutationOf(item));
         }
@@ -327,17 +353,18 @@ void RealStorm::readFiles() {
 }
 
 void RealStorm::checkPushes(const Place& place) {
-    const QList<PeerRequest> pushes = place.front.requests("POST", u"/v1/sync/push"_s);
-    for (const PeerRequest& push : pushes) {
-        m_ledger->recordPush(push);
+    for (const PeerRequest& request : place.requests) {
+        if (request.path == u"/v1/sync/push"_s) {
+            m_ledger->recordPush(request);
+        }
     }
 }
 
 void RealStorm::checkSessions(const Place& place) {
     QByteArrayList sessions;
-    for (const PeerRequest& request : place.front.requests()) {
+    for (const PeerRequest& request : place.requests) {
         const QByteArray session = request.headers.value("authorization");
-        if (session.isEmpty() || request.path == u"/v1/auth/logout"_s || sessions.value(0) == session) {
+        if (session.isEmpty() || request.path == logoutPath || sessions.value(0) == session) {
             continue;
         }
         if (sessions.contains(session)) {
@@ -363,6 +390,7 @@ void RealStorm::settle() {
     }
     m_stopped = false;
     for (Place& place : m_places) {
+        place.weather.change(0, 0);
         place.device->setClock(0);
         place.person = {};
     }

@@ -3,8 +3,9 @@
 
 #include "tests/endurance/buttons.h"
 #include "tests/endurance/device.h"
+#include "tests/endurance/faultproxy.h"
 #include "tests/endurance/ledger.h"
-#include "tests/support/scriptedpeer.h"
+#include "tests/endurance/weather.h"
 
 #include <QJsonArray>
 #include <QMap>
@@ -30,12 +31,18 @@ public:
     [[nodiscard]] const QStringList& story() const { return m_story; }
     /// Over all runs.
     [[nodiscard]] const QMap<QString, int>& events() const { return m_events; }
+    [[nodiscard]] const QMap<QString, int>& states() const { return m_states; }
+    [[nodiscard]] QMap<QString, int> faults() const;
     [[nodiscard]] qsizetype writes() const { return m_writes; }
 
 private:
     /// A device, what it knows as its server, and what is known of its queue.
     struct Place {
-        ScriptedPeer front;
+        FaultProxy front;
+        Weather weather{front};
+        QList<PeerRequest> requests;
+        /// A person was told so and has not signed in since; nobody presses Connect while the record is open.
+        bool signedOut = false;
         std::unique_ptr<Device> device;
         QJsonArray queue;
         QString message;
@@ -53,7 +60,8 @@ private:
     void note(const QString& event);
 
     void see(Place& place, const DeviceView& view);
-    void seeNewItem(const QJsonObject& item, const QJsonArray& removed, const DeviceView& view);
+    void seeNewItem(const Place& place, const QJsonObject& item, const QJsonArray& removed);
+    void seeRequest(Place& place, const PeerRequest& request);
 
     void lockKeyring(Device& device);
     void restartServer();
@@ -81,5 +89,6 @@ private:
 
     QStringList m_story;
     QMap<QString, int> m_events;
+    QMap<QString, int> m_states;
     qsizetype m_writes = 0;
 };

@@ -19,6 +19,7 @@ namespace {
 constexpr int periodMs = 15000;
 constexpr int shortestTimeoutMs = 10000;
 constexpr int longestTimeoutMs = 12000;
+constexpr int deadlineMs = 120000;
 /// Nothing that a storm does takes so long: time passes when it says so.
 constexpr int neverMs = 86400000;
 
@@ -36,6 +37,7 @@ void fire(QTimer* timer) {
 
 Seat::Seat(const World& world) {
     proxy.forwardTo(world.url());
+    proxy.namePeople(world.people());
     proxy.arrived = [this](const PeerRequest& request) { m_witness->seeRequest(request); };
     proxy.told = [this](const PeerRequest& request, int status, const QJsonObject& reply) {
         m_witness->seeReply(request, status, reply);
@@ -54,7 +56,7 @@ void Seat::empty(Ledger& ledger) {
     for (const QString& file : all) {
         QFile::remove(file);
     }
-    m_witness = std::make_unique<Witness>(proxy.url(), ledger);
+    m_witness = std::make_unique<Witness>(proxy, ledger);
     begin();
 }
 
@@ -129,6 +131,13 @@ void Seat::connectServer() {
     m_controller->connectServer(proxy.url());
 }
 
+void Seat::reconnect() {
+    if (!m_controller->busy() && !m_controller->syncing()) {
+        m_witness->seeConnect();
+    }
+    connectServer();
+}
+
 bool Seat::isAtRest() const {
     if (!m_controller) {
         return proxy.waiting() == 0;
@@ -157,19 +166,32 @@ void Seat::passPeriod() {
     fire(m_period);
 }
 
-bool Seat::passTimeout() {
-    bool passed = false;
+int Seat::passTimers(int shortestMs, int longestMs) {
+    int passed = 0;
     const QList<QNetworkReply*> replies = openReplies(*m_controller);
     for (const QNetworkReply* reply : replies) {
         const QList<QTimer*> timers = reply->findChildren<QTimer*>();
-        for (QTimer* timer : timers) {
-            if (timer->interval() >= shortestTimeoutMs && timer->interval() <= longestTimeoutMs) {
-                fire(timer);
-                passed = true;
-            }
+        const auto timer = std::find_if(timers.begin(), timers.end(), [&](const QTimer* candidate) {
+            return candidate->interval() >= shortestMs && candidate->interval() <= longestMs;
+        });
+        if (timer != timers.end()) {
+            fire(*timer);
+            ++passed;
         }
     }
     return passed;
+}
+
+bool Seat::passTimeout() {
+    const qsizetype open = openReplies(*m_controller).size();
+    if (passTimers(shortestTimeoutMs, longestTimeoutMs) < open) {
+        m_witness->blame(u"a request would wait without an end"_s);
+    }
+    return open > 0;
+}
+
+bool Seat::passDeadline() {
+    return passTimers(deadlineMs, deadlineMs) > 0;
 }
 
 bool Seat::passPause() {

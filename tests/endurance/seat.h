@@ -34,17 +34,21 @@ public:
     void keepFilesAt(int change);
     [[nodiscard]] bool hasKeptFiles() const { return m_changesLeft == 0; }
     void die();
+    /// The program connects, as it does at its start.
     void connectServer();
+    /// A person presses Connect.
+    void reconnect();
 
     /// All that the program asks for waits in the proxy, and no key is on its way from or to the
     /// credential store.
     [[nodiscard]] bool isAtRest() const;
     void noteRest();
 
-    /// What 15 s would bring; and 12 s for all requests; and the pause of the reloads: false where nothing
-    /// waited for it.
+    /// What 15 s would bring; and 12 s for all requests, or two minutes; and the pause of the reloads: false
+    /// where nothing waited for it.
     void passPeriod();
     bool passTimeout();
+    bool passDeadline();
     bool passPause();
 
     [[nodiscard]] Controller& client() { return *m_controller; }
@@ -56,6 +60,8 @@ public:
 
 private:
     [[nodiscard]] QStringList files() const;
+    /// Ends the requests that have a timer of such a length; how many those were.
+    [[nodiscard]] int passTimers(int shortestMs, int longestMs);
     void keepFiles();
 
     std::unique_ptr<Witness> m_witness;

@@ -23,12 +23,6 @@ constexpr int restfulRounds = 3;
 /// Longer than any history takes on a busy machine.
 constexpr int longestMs = 300000;
 
-const QString lastCopy = u"last-copy-%1.json"_s;
-
-QString sizeName(int pending) {
-    return pending < 3 ? QString::number(pending) : u"more"_s;
-}
-
 } // namespace
 
 Storm::Storm(World& world) : m_world(world) {
@@ -139,6 +133,16 @@ void Storm::calm() {
     }
 }
 
+void Storm::flowOn(Seat& here) {
+    for (qsizetype i = 0; i < here.proxy.waiting(); ++i) {
+        if (!here.proxy.at(i).stalled) {
+            here.proxy.finish(i, FaultProxy::Fault::None, m_dice);
+            return;
+        }
+    }
+    static_cast<void>(here.passTimeout()); // what has stalled the client has to end
+}
+
 void Storm::flowEverywhere() {
     for (int i = 0; i < mostRequests; ++i) {
         const auto busy = std::find_if(m_seats.begin(), m_seats.end(),
@@ -146,7 +150,7 @@ void Storm::flowEverywhere() {
         if (busy == m_seats.end()) {
             return;
         }
-        (*busy)->proxy.finish(0, FaultProxy::Fault::None, m_dice);
+        flowOn(**busy);
         calm();
     }
     m_ledger->blame(u"the client asks without an end"_s);
@@ -155,107 +159,15 @@ void Storm::flowEverywhere() {
 void Storm::countStates() {
     for (quint32 i = 0; i < m_seatCount; ++i) {
         const Controller& client = m_seats[i]->client();
-        const QJsonArray queue = queueOf(client);
-        const QString head = queue.isEmpty() ? u"-"_s : queue.first()[u"status"].toString();
-        QStringList words{u"queue "_s + sizeName(client.pending()), u"head "_s + head};
-        const auto add = [&words](bool holds, const QString& word) {
-            if (holds) {
-                words.append(word);
-            }
-        };
-        add(client.busy(), u"busy"_s);
-        add(client.syncing(), u"syncing"_s);
-        add(client.accountSignedIn(), u"signed in"_s);
-        add(client.durableState().value(u"signed_out").toBool(), u"signed out"_s);
-        add(client.sessionRefused(), u"session refused"_s);
-        add(!client.queueReady(), u"no storage"_s);
-        add(!client.timer().isEmpty(), u"timer runs"_s);
+        QStringList words = DeviceView::of(client, 0).state();
+        if (client.durableState().value(u"signed_out").toBool()) {
+            words.append(u"signed out"_s);
+        }
+        if (!client.timer().isEmpty()) {
+            words.append(u"timer runs"_s);
+        }
         ++m_states[words.join(u", "_s)];
     }
-}
-
-void Storm::settle() {
-    unlockKeyring();
-    for (const auto& seat : m_seats) {
-        seat->blocker.reset();
-        seat->proxy.goOnline();
-    }
-    std::array<Presser, 2> people;
-    for (bool empty = false; !empty;) {
-        flowEverywhere();
-        empty = true;
-        for (quint32 i = 0; i < m_seatCount; ++i) {
-            empty = isEmpty(*m_seats[i], people[i]) && empty;
-            calm();
-        }
-        if (!m_ledger->problem().isEmpty()) {
-            return;
-        }
-    }
-    for (quint32 i = 0; i < m_seatCount; ++i) {
-        Seat& seat = *m_seats[i];
-        if (!seat.witness().storedQueue().isEmpty()) {
-            m_ledger->blame(u"the record still holds what waits no more"_s);
-        }
-        seat.witness().checkKey();
-    }
-    lookForClearText();
-    m_ledger->settle();
-}
-
-void Storm::lookForClearText() {
-    QStringList secrets;
-    for (const auto& seat : m_seats) {
-        secrets.append(seat->witness().secrets());
-    }
-    m_ledger->checkFiles(secrets);
-}
-
-bool Storm::isEmpty(Seat& seat, Presser& person) {
-    Controller& client = seat.client();
-    const DeviceView view = DeviceView::of(client, 0);
-    if (view.queue.isEmpty() && view.storage) {
-        return true;
-    }
-    if (person.isTired()) {
-        m_ledger->blame(u"no way to an empty queue, with the status: "_s + client.message());
-        return false;
-    }
-    const QString email = m_world.emailOf(client.durableState().value(u"auth")[u"user_id"].toString());
-    switch (person.next(view, !email.isEmpty())) {
-    case Button::None:
-        break;
-    case Button::Connect:
-        seat.connectServer();
-        break;
-    case Button::SignInAgain:
-        client.renewSession(email, AccountServer::password());
-        break;
-    case Button::ResendRetained:
-        client.resendRetained();
-        break;
-    case Button::RemoveRetained:
-        setAside(seat, lastCopy, &Controller::removeRetained);
-        break;
-    case Button::RemovePending:
-        leaveByFile(seat);
-        break;
-    case Button::Synchronize:
-        client.synchronize();
-        break;
-    }
-    return false;
-}
-
-void Storm::leaveByFile(Seat& seat) {
-    const QJsonObject state = seat.client().durableState();
-    const QJsonObject head = mutationOf(state.value(u"queue").toArray().first());
-    if (m_world.takes(seat.client().accountId(), state.value(u"auth")[u"token"].toString(), head)) {
-        m_ledger->blame(u"the client sends no more what the server takes, with the status: "_s +
-                        seat.client().message());
-    }
-    ++m_states[u"left by file at the end"_s];
-    setAside(seat, lastCopy, &Controller::removePending);
 }
 
 QMap<QString, int> Storm::sumOf(const QMap<QString, int>& (FaultProxy::*counts)() const) const {

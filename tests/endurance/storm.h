@@ -73,6 +73,7 @@ private:
     void applyImport();
     void pauseImport();
     void leaveEarly();
+    void overtake();
 
     // The programs
     void restart();
@@ -87,6 +88,7 @@ private:
     void serve();
     void breakOne();
     void passTimeout();
+    void passDeadline();
     void passPeriod();
     void passPause();
     void goOffline();
@@ -112,14 +114,20 @@ private:
     void connectAnew(Seat& seat);
     void take(const Step& step);
     void calm();
+    /// One request goes on.
+    void flowOn(Seat& here);
     void flowEverywhere();
     /// The step did nothing, so that it does not count.
     void skip() { m_skipped = true; }
     /// Whether nothing waits at this seat; else does what a person can do about it.
     [[nodiscard]] bool isEmpty(Seat& seat, Presser& person);
     void leaveByFile(Seat& seat);
+    /// Looks whether the server would take what leaves with a file.
+    void leaveRefused(Seat& seat);
     void removeHere(void (Controller::*remove)());
     void settle();
+    /// Asked once more, the client shows what the server has.
+    void lookAtEntries(Seat& seat);
     /// In the files beside the database, too.
     void lookForClearText();
     [[nodiscard]] bool isAtRest() const;
@@ -139,6 +147,9 @@ private:
     void withAnEntry(const std::function<void(Controller& client, const QVariantMap& entry)>& act,
                      bool changes);
     void addManual(Controller& client);
+    void toggle(Controller& client);
+    /// What each time records a change or tells why not, unless it can do nothing at all.
+    void record(Controller& client, const std::function<void(Controller& client)>& act);
     /// One of the things that a person does.
     void actAnyhow(Controller& client);
     /// The id of one of the projects that are shown, or none.

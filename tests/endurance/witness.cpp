@@ -7,7 +7,6 @@
 #include "tests/vault/vaulthome.h"
 #include "vault/vault.h"
 
-#include <QFile>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -34,7 +33,8 @@ QJsonObject storedState(const QString& server, const QByteArray& key) {
                                   .object();
 }
 
-Witness::Witness(QString server, Ledger& ledger) : m_server(std::move(server)), m_ledger(ledger) {
+Witness::Witness(const FaultProxy& proxy, Ledger& ledger)
+    : m_proxy(proxy), m_server(proxy.url()), m_ledger(ledger) {
 }
 
 void Witness::blame(const QString& problem) {
@@ -78,6 +78,7 @@ QJsonArray Witness::storedQueue() {
 void Witness::see() {
     const QString before = std::exchange(m_message, m_controller->message());
     const bool saidSaved = m_message == savedSentence() && m_message != before;
+    m_signedOut = m_signedOut || (saysSignedOut(m_message) && m_message != before);
     const QJsonObject state = m_controller->durableState();
     const QJsonArray queue = state.value(u"queue").toArray();
     noteSecrets(state);
@@ -140,7 +141,8 @@ void Witness::seeNewItem(const QJsonObject& item) {
     if (m_controller->message() != savedSentence()) {
         blame(u"something waits that nobody was told of, with the status: "_s + m_controller->message());
     }
-    m_ledger.record(m_controller->accountId(), item.value(u"mutation").toObject());
+    const QString account = m_controller->accountId();
+    m_ledger.record(account, item.value(u"mutation").toObject(), m_proxy.misnamed(account));
 }
 
 void Witness::seeHead(const QJsonObject& before, const QJsonObject& now) {
@@ -166,10 +168,7 @@ void Witness::seeRemoved(const QJsonArray& removed) {
         }
         return;
     }
-    QFile file(m_fileName);
-    const QJsonArray copied = file.open(QIODevice::ReadOnly)
-                                  ? QJsonDocument::fromJson(file.readAll())[u"queue"].toArray()
-                                  : QJsonArray();
+    const QJsonArray copied = queueIn(m_fileName);
     if (copied != removed) {
         blame(u"removed, but not in the file: "_s +
               QString::fromUtf8(QJsonDocument(removed).toJson(QJsonDocument::Compact)) + u"; there: "_s +
@@ -187,7 +186,7 @@ void Witness::seeRequest(const PeerRequest& request) {
     const QString path = request.path.mid(3);
     const bool leaving = path == u"/auth/logout"_s;
     const QJsonObject state = m_controller->durableState();
-    if (state.value(u"signed_out").toBool() && !leaving && path != u"/auth/login"_s) {
+    if ((m_signedOut || state.value(u"signed_out").toBool()) && !leaving && path != u"/auth/login"_s) {
         blame(u"a request after the sign-out: "_s + path);
     }
     // Nothing goes on with a former session, nor without one, once another has begun.
@@ -225,6 +224,9 @@ void Witness::seeReply(const PeerRequest& request, int status, const QJsonObject
     if (request.path == u"/v1/me"_s) {
         m_identity = status == 200 ? reply.value(u"id").toString() : QString();
     }
+    if (request.path == u"/v1/auth/login"_s && status == 200) {
+        m_signedOut = false;
+    }
     if (request.path == u"/v1/sync/push"_s && status == 0) {
         m_lastPush = QString::fromLatin1(request.headers.value("idempotency-key"));
     }
@@ -245,7 +247,7 @@ void Witness::seeRest(qsizetype waiting) {
     }
     const QJsonObject state = m_controller->durableState();
     const QString account = m_controller->accountId();
-    const bool signedOut = state.value(u"signed_out").toBool();
+    const bool signedOut = m_signedOut || state.value(u"signed_out").toBool();
     if (signedOut && (!account.isEmpty() || !m_controller->entries().isEmpty() ||
                       !m_controller->timer().isEmpty() || m_controller->accountSignedIn())) {
         blame(u"signed out, but something of the account is left"_s);
@@ -255,7 +257,8 @@ void Witness::seeRest(qsizetype waiting) {
     }
     const QString workspace = state.value(u"snapshot")[u"workspace_id"].toString();
     const QStringList own = m_ledger.world().workspacesOf(account);
-    if (!workspace.isEmpty() && !own.isEmpty() && !own.contains(workspace)) {
+    const bool foreign = !workspace.isEmpty() && !own.isEmpty() && !own.contains(workspace);
+    if (foreign && !m_proxy.misnamed(account)) {
         blame(u"a snapshot of another account's workspace"_s);
     }
 }

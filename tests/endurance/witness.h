@@ -13,6 +13,7 @@
 #include <QStringList>
 
 class Controller;
+class FaultProxy;
 
 /// The document in the sealed record of this server; empty where there is none.
 [[nodiscard]] QJsonObject storedState(const QString& server, const QByteArray& key);
@@ -21,7 +22,7 @@ class Controller;
 /// and what it sends.
 class Witness : public QObject {
 public:
-    Witness(QString server, Ledger& ledger);
+    Witness(const FaultProxy& proxy, Ledger& ledger);
 
     /// From now on the client is this program; what waited in the one before must wait in it.
     void watch(Controller* controller);
@@ -36,6 +37,8 @@ public:
     void seeRest(qsizetype waiting);
     /// A report was asked for.
     void seeReport();
+    /// A person presses Connect, which ends a sign-out.
+    void seeConnect() { m_signedOut = false; }
 
     /// The queue in the sealed record.
     [[nodiscard]] QJsonArray storedQueue();
@@ -44,6 +47,7 @@ public:
     void checkKey();
     /// The session tokens that the client has had.
     [[nodiscard]] const QStringList& secrets() const { return m_secrets; }
+    void blame(const QString& problem);
 
 private:
     void see();
@@ -53,8 +57,8 @@ private:
     void seeHead(const QJsonObject& before, const QJsonObject& now);
     void seeRemoved(const QJsonArray& removed);
     void seePush(const PeerRequest& request);
-    void blame(const QString& problem);
 
+    const FaultProxy& m_proxy;
     QString m_server;
     Ledger& m_ledger;
     QPointer<Controller> m_controller;
@@ -63,6 +67,8 @@ private:
     QString m_message;
     QStringList m_secrets;
     bool m_loaded = false;
+    /// A person was told so, and neither connected nor signed in since: with no program in between.
+    bool m_signedOut = false;
     QString m_fileName;
     QString m_reportAccount;
     /// Who the client was told to be since its last push; what it is told is not always true.

@@ -55,7 +55,7 @@ void World::empty() {
     noteChange();
 }
 
-void World::noteChange() {
+void World::noteChange() const {
     run(u"UPDATE workspaces SET revision = revision + 1"_s);
 }
 
@@ -136,13 +136,57 @@ QStringList World::entities() const {
     return column(u"SELECT id FROM time_entries ORDER BY rowid"_s);
 }
 
-bool World::takes(const QString& user, const QString& token, const QJsonObject& mutation) const {
+QStringList World::closedEntries(const QString& user, const QString& workspace) const {
+    return column(
+        u"SELECT line FROM (SELECT id || ' ' || version || ' ' || description AS line FROM time_entries"
+        " WHERE user_id = '%1' AND workspace_id = '%2' AND stop_at IS NOT NULL AND deleted_at IS NULL"
+        " ORDER BY line)"_s.arg(user, workspace));
+}
+
+QString World::textOfEntry(const QVariantMap& entry) {
+    return u"%1 %2 %3"_s.arg(entry.value(u"id"_s).toString(), entry.value(u"version"_s).toString(),
+                             entry.value(u"description"_s).toString());
+}
+
+QString World::runningEntry(const QString& user) const {
+    return run(u"SELECT id FROM time_entries WHERE user_id = ? AND stop_at IS NULL AND deleted_at IS NULL"_s,
+               {user})
+        .toString();
+}
+
+QJsonObject World::answerTo(const QString& user, const QString& token, const QJsonObject& mutation) const {
     const DevServer& server = m_accounts.server;
     const DevServer::Answer who = server.request("GET", u"/me"_s, {}, {}, token);
-    return who.status == 200 && who.body.value(u"id") == user &&
-           server.request("POST", u"/sync/push"_s, {{u"mutations"_s, QJsonArray{mutation}}},
-                          mutation.value(u"mutation_id").toString(), token)
-                   .status == 200;
+    if (who.status != 200 || who.body.value(u"id") != user) {
+        return {};
+    }
+    return server
+        .request("POST", u"/sync/push"_s, {{u"mutations"_s, QJsonArray{mutation}}},
+                 mutation.value(u"mutation_id").toString(), token)
+        .body.value(u"results")[0]
+        .toObject();
+}
+
+bool World::takes(const QString& user, const QString& token, const QJsonObject& mutation) const {
+    return !answerTo(user, token, mutation).isEmpty();
+}
+
+bool World::wouldAccept(const QString& user, const QString& token, const QJsonObject& mutation) const {
+    QJsonObject anew = mutation;
+    const QVariant version =
+        run(u"SELECT version FROM time_entries WHERE id = ?"_s, {mutation.value(u"entity_id").toString()});
+    anew.insert(u"mutation_id"_s, newId());
+    anew.insert(u"base_version"_s, version.toInt());
+    run(u"CREATE TEMP TABLE kept AS SELECT * FROM time_entries ORDER BY rowid"_s);
+    const bool accepted = answerTo(user, token, anew).value(u"status") == u"accepted"_s;
+    if (accepted) {
+        run(u"DELETE FROM time_entries"_s);
+        run(u"INSERT INTO time_entries SELECT * FROM kept ORDER BY rowid"_s);
+        noteChange();
+    }
+    run(u"DELETE FROM mutations WHERE mutation_id = ?"_s, {anew.value(u"mutation_id").toString()});
+    run(u"DROP TABLE kept"_s);
+    return accepted;
 }
 
 QString World::importLabel(const QString& user, const QString& workspace) {

@@ -29,6 +29,8 @@ public:
 
     [[nodiscard]] QString url() const { return m_accounts.server.url(); }
     [[nodiscard]] QStringList workspacesOf(const QString& user) const { return m_workspaces.value(user); }
+    /// The ids of all people.
+    [[nodiscard]] QStringList people() const { return column(u"SELECT id FROM users ORDER BY rowid"_s); }
     /// An id that no person has.
     static QString nobody() { return u"a11e0000-0000-4000-8000-000000000000"_s; }
     /// Of whoever has this id; empty for who cannot sign in.
@@ -63,8 +65,18 @@ public:
     [[nodiscard]] QString description(const QString& entity) const;
     [[nodiscard]] QString labelFor(const QString& entity) const;
 
-    /// Sends a change with this session, if that is the user's: whether the server takes it.
+    /// What a list of the closed entries of a person in a workspace says, as textOfEntry() has them; and the
+    /// id of the entry that runs, empty when none does.
+    [[nodiscard]] QStringList closedEntries(const QString& user, const QString& workspace) const;
+    [[nodiscard]] QString runningEntry(const QString& user) const;
+    [[nodiscard]] static QString textOfEntry(const QVariantMap& entry);
+
+    /// Sends a change with this session, if that is the user's: whether the server answers it.
     [[nodiscard]] bool takes(const QString& user, const QString& token, const QJsonObject& mutation) const;
+    /// Whether the server would accept what this change wants, as a new one and of the entry as it is now.
+    /// Nothing of that stays there.
+    [[nodiscard]] bool wouldAccept(const QString& user, const QString& token,
+                                   const QJsonObject& mutation) const;
 
     /// Entries that others made.
     [[nodiscard]] const QSet<QString>& others() const { return m_others; }
@@ -72,8 +84,10 @@ public:
     [[nodiscard]] const QSet<QString>& edited() const { return m_edited; }
 
 private:
+    [[nodiscard]] QJsonObject answerTo(const QString& user, const QString& token,
+                                       const QJsonObject& mutation) const;
     /// What the server itself notes with each change of a workspace.
-    void noteChange();
+    void noteChange() const;
     QVariant run(const QString& statement, const QVariantList& values = {}) const;
     [[nodiscard]] QStringList column(const QString& query, const QVariantList& values = {}) const;
 

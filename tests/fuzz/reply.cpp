@@ -2,7 +2,6 @@
 // The body of any reply: what of it is kept can be loaded again.
 #include "controller/replies.h"
 #include "state/document.h"
-#include "state/replylimits.h"
 #include "state/sharing.h"
 #include "tests/fuzz/fuzz.h"
 #include "vault/documenttext.h"
@@ -10,13 +9,13 @@
 using namespace Qt::StringLiterals;
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    QJsonParseError error{};
-    const QJsonObject reply = QJsonDocument::fromJson(fuzz::bytesOf(data, size), &error).object();
-    static_cast<void>(errorText(reply, u"failed"_s));
-    static_cast<void>(isId(reply.value(u"id")));
-    if (error.error != QJsonParseError::NoError || !canBeKept(reply)) {
+    const std::optional<QJsonObject> object = objectIn(fuzz::bytesOf(data, size));
+    if (usableStatus(object.has_value(), 200) != 200) {
         return 0;
     }
+    const QJsonObject& reply = *object;
+    static_cast<void>(errorText(reply, u"failed"_s));
+    static_cast<void>(isId(reply.value(u"id")));
     // What a reply shares with the one before is not seen in it.
     static QJsonObject before;
     fuzz::require(sharingWith(before, reply) == reply, "the shared reply is the reply");

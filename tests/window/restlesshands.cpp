@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/controller/filedialogs.h"
-#include "tests/endurance/faultproxy.h"
+#include "tests/endurance/weather.h"
 #include "tests/support/client.h"
 #include "tests/support/devserver.h"
 #include "tests/window/windowfixture.h"
@@ -9,7 +9,6 @@
 #include <QDesktopServices>
 #include <QRandomGenerator>
 #include <QTest>
-#include <QTimer>
 
 #include <algorithm>
 #include <array>
@@ -54,42 +53,6 @@ public:
     ~Browser() override { QDesktopServices::unsetUrlHandler(u"http"_s); }
 
     Q_INVOKABLE void open(const QUrl&) {}
-};
-
-/// What stands between the window and the server: after a fair beginning one request in three meets a fault.
-class Weather : public QObject {
-public:
-    Weather(const QString& server, QRandomGenerator& dice) : m_dice(dice) {
-        m_proxy.arrived = [](const PeerRequest&) {};
-        m_proxy.told = [](const PeerRequest&, int, const QJsonObject&) {};
-        m_proxy.forwardTo(server);
-        connect(&m_timer, &QTimer::timeout, this, &Weather::decide);
-        m_timer.setSingleShot(true); // asking the server takes turns of the event loop
-        m_timer.start();
-    }
-
-    [[nodiscard]] QString url() const { return m_proxy.url(); }
-    void worsen() { m_isFair = false; }
-    [[nodiscard]] const QMap<QString, int>& faults() const { return m_proxy.counts(); }
-
-private:
-    void decide() {
-        for (qsizetype i = 0; i < m_proxy.waiting(); ++i) {
-            if (m_proxy.at(i).stalled) {
-                continue; // until the client gives up
-            }
-            const bool fails = !m_isFair && m_dice.bounded(3) == 0;
-            m_proxy.finish(i, fails ? FaultProxy::draw(m_proxy.at(i), m_dice) : FaultProxy::Fault::None,
-                           m_dice);
-            break;
-        }
-        m_timer.start(1);
-    }
-
-    FaultProxy m_proxy;
-    QTimer m_timer;
-    QRandomGenerator& m_dice;
-    bool m_isFair = true;
 };
 
 /// Somebody presses anything anywhere, on all pages and in all dialogs, while the real
@@ -220,9 +183,11 @@ void RestlessHandsTest::theWindowBearsThem() {
     m_dice.seed(seed);
     QTRY_VERIFY(m_fixture->window->isActive());
     m_fixture->item(u"server"_s)->setProperty("readOnly", true); // nobody else is to be asked
-    Weather weather(server.url(), m_dice);
-    QVERIFY(connectAndLoad(m_fixture->controller, weather.url()));
-    weather.worsen();
+    FaultProxy between;
+    between.forwardTo(server.url());
+    Weather weather(between);
+    QVERIFY(connectAndLoad(m_fixture->controller, between.url()));
+    weather.change(m_dice.generate(), 3);
     for (int i = 0; i < presses; ++i) {
         press();
         QCoreApplication::processEvents();
@@ -235,13 +200,13 @@ void RestlessHandsTest::theWindowBearsThem() {
         if (!m_fixture->controller.busy() && m_dice.bounded(40) == 0) {
             // A fault may have cost the session; there is more to press with one.
             m_last = u"connect"_s;
-            m_fixture->controller.connectServer(weather.url());
+            m_fixture->controller.connectServer(between.url());
         }
         if (!m_fixture->controller.busy() && m_fixture->window->isActive() && m_dice.bounded(20) == 0) {
             QVERIFY2(canBeLeft(), qPrintable(u"press %1 of seed %2: %3"_s.arg(i).arg(seed).arg(m_last)));
         }
     }
-    qInfo() << "opened:" << m_opened << "faults:" << weather.faults();
+    qInfo() << "opened:" << m_opened << "faults:" << between.counts();
     m_fixture.reset();
     QCOMPARE(warnings, QStringList());
 }
