@@ -6,19 +6,14 @@
 #include "state/syncstate.h"
 #include "tests/fuzz/fuzz.h"
 
-#include <QCoreApplication>
-
 using namespace Qt::StringLiterals;
 
 namespace {
 
 Controller& controller() {
-    static int count = 1;
-    static char name[] = "fuzz";
-    static char* arguments[] = {name, nullptr};
-    static const QCoreApplication application(count, arguments);
-    static Controller client;
-    return client;
+    fuzz::needApplication();
+    static auto* const client = new Controller; // stays, as the application does
+    return *client;
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -25,6 +26,15 @@ inline void require(bool holds, const char* what) {
         std::fprintf(stderr, "Does not hold: %s\n", what);
         std::abort();
     }
+}
+
+/// Qt's libraries ask for an application. It stays: at the end of the process theirs may be gone before.
+inline void needApplication() {
+    static int count = 1;
+    static char name[] = "fuzz";
+    static char* arguments[] = {name, nullptr};
+    static const auto* const application = new QCoreApplication(count, arguments);
+    require(application == QCoreApplication::instance(), "there is one application");
 }
 
 inline QJsonObject objectIn(const QByteArray& text) {

@@ -5,7 +5,6 @@
 #include "devserver/store/schema.h"
 #include "tests/fuzz/fuzz.h"
 
-#include <QCoreApplication>
 #include <QJsonArray>
 #include <QTemporaryDir>
 
@@ -35,10 +34,7 @@ private:
 };
 
 Connection& connection() {
-    static int count = 1;
-    static char name[] = "fuzz";
-    static char* arguments[] = {name, nullptr};
-    static const QCoreApplication application(count, arguments);
+    fuzz::needApplication();
     static Store store;
     return store.connection();
 }

@@ -9,6 +9,7 @@
 using namespace Qt::StringLiterals;
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::needApplication();
     static const QTemporaryDir folder;
     const QString path = folder.filePath(u"record.sqlite"_s);
     for (const QString& suffix : {QString(), u"-wal"_s, u"-shm"_s, u"-journal"_s}) {
