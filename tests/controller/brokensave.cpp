@@ -29,6 +29,7 @@ struct Act {
     QString done; ///< told only afterwards
     QString failed;
     bool opensSession = false;
+    int recorded = 0; ///< changes that are recorded at once, where that is more than one
 };
 
 QJsonObject waiting(const QJsonArray& queue) {
@@ -125,10 +126,14 @@ private Q_SLOTS:
 
     void memoryDiskAndMessageAgree_data();
     void memoryDiskAndMessageAgree();
+    void aLoadIsSavedOrItIsSaid_data();
+    void aLoadIsSavedOrItIsSaid();
 };
 
 void BrokenSaveTest::memoryDiskAndMessageAgree_data() {
     const auto start = [](Controller& client) { client.start(u"Mine"_s, {}, false); };
+    const auto goOn = [](Controller& client) { client.continueEntry(u"e1"_s); };
+    const auto restart = [](Controller& client) { client.restartTimerFrom(u"2024-03-01T10:00:00Z"_s); };
     const auto synchronize = [](Controller& client) { client.synchronize(); };
     const auto signIn = [](Controller& client) {
         client.loginAccount(u"dana@example.org"_s, AccountClient::password());
@@ -142,12 +147,16 @@ void BrokenSaveTest::memoryDiskAndMessageAgree_data() {
     const auto reconnect = [](Controller& client) { client.connectServer(client.server()); };
     const QJsonArray edits{Resolver::edit(u"e1"_s), Resolver::edit(u"e2"_s)};
     const QJsonArray refused{Resolver::edit(u"e1"_s, u"conflict"_s), edits.last()};
+    QJsonObject running = waiting(refused);
+    running.insert(u"timer", sample::entry(u"t1"_s, u"2024-03-01T09:30:00Z"_s, QJsonValue::Null));
+    const QString saved = u"Saved securely on this device"_s;
+    const QString notSaved = u"The write was not accepted because secure local storage failed."_s;
     QJsonObject signedOut = waiting({});
     signedOut.insert(u"signed_out", true);
     const QList<std::pair<QByteArray, Act>> acts{
-        {"start",
-         {waiting(refused), false, start, u"Saved securely on this device"_s,
-          u"The write was not accepted because secure local storage failed."_s}},
+        {"start", {waiting(refused), false, start, saved, notSaved}},
+        {"going on with another entry", {running, false, goOn, saved, notSaved, false, 2}},
+        {"stopping in the past and starting anew", {running, false, restart, saved, notSaved, false, 2}},
         {"acknowledgement",
          {waiting({edits.first()}), true, synchronize, serverAway,
           u"Secure local acknowledgement save failed; original queue retained for replay"_s}},
@@ -195,6 +204,10 @@ void BrokenSaveTest::memoryDiskAndMessageAgree() {
         QVERIFY(done || broke);
         QCOMPARE(told.contains(act.done), done);
         QCOMPARE(told.contains(act.failed), !done);
+        if (act.recorded > 0) {
+            const qsizetype waited = before.value(u"queue").toArray().size();
+            QCOMPARE(after.value(u"queue").toArray().size(), waited + (done ? act.recorded : 0));
+        }
         // A session that is not kept does not stay open.
         const qsizetype ended = person.desk.peer.requests("POST", AccountClient::logoutPath()).size();
         QVERIFY(!act.opensSession || ended == (done ? 0 : 1));
@@ -206,6 +219,36 @@ void BrokenSaveTest::memoryDiskAndMessageAgree() {
     person.controller().connectServer(person.desk.peer.url());
     QVERIFY(settles(person.controller()));
     QCOMPARE(kept(person.controller().durableState()), last);
+}
+
+void BrokenSaveTest::aLoadIsSavedOrItIsSaid_data() {
+    QTest::addColumn<Fault>("fault");
+    QTest::newRow("one call fails") << Fault::OneCall;
+    QTest::newRow("the disk is full from then on") << Fault::FullDisk;
+    QTest::newRow("no randomness from then on") << Fault::Random;
+}
+
+void BrokenSaveTest::aLoadIsSavedOrItIsSaid() {
+    QFETCH(const Fault, fault);
+    const auto refresh = [](Controller& client) { client.refresh(); };
+    const Act act{waiting({}), true, refresh, u"Connected to PostgreSQL"_s,
+                  u"Secure local save failed; the retained queue was not acknowledged locally."_s};
+    Resolver person;
+    QVERIFY(person.hold({}));
+    const QJsonObject fresh = sample::snapshot({Resolver::theirs(u"e3"_s)});
+    person.desk.peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::json(fresh));
+    int failures = 0;
+    for (bool broke = true; broke; ++failures) {
+        QVERIFY(prepare(person, act));
+        const QJsonObject before = person.desk.stored();
+        broke = breaksDuring(act, person.controller(), fault, failures);
+        const QJsonObject shown = person.controller().durableState();
+        const bool saved = person.desk.stored() == shown;
+        QCOMPARE(shown.value(u"snapshot").toObject(), fresh);
+        QVERIFY(saved || (broke && person.desk.stored() == before));
+        QCOMPARE(person.controller().message(), saved ? act.done : act.failed);
+    }
+    QVERIFY(failures > 1);
 }
 
 QTEST_MAIN(BrokenSaveTest)

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "tests/controller/accountserver.h"
 #include "tests/controller/filedialogs.h"
 #include "tests/endurance/weather.h"
 #include "tests/support/client.h"
-#include "tests/support/devserver.h"
 #include "tests/window/windowfixture.h"
 
 #include <QApplication>
@@ -18,8 +18,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// What the tests take of it; more with TIMER_PRESSES, others with TIMER_SEED.
+/// What the tests take of it; more with TIMER_PRESSES, others with TIMER_SEED, of which the odd ones begin
+/// with a personal session.
 constexpr int usualPresses = 300;
+
+/// Whose the demonstration's entries are.
+const QString person = u"noa@example.org"_s;
 
 QStringList warnings;
 QtMessageHandler usualHandler = nullptr;
@@ -75,6 +79,8 @@ private:
     /// Whether the keyboard gets away from the control that it is in.
     [[nodiscard]] bool canBeLeft();
     void noteOpened();
+    /// A fault may have cost the session; there is more to press with one.
+    void comeBack(const QString& server);
 
     std::unique_ptr<WindowFixture> m_fixture;
     QRandomGenerator m_dice;
@@ -172,21 +178,44 @@ void RestlessHandsTest::noteOpened() {
     }
 }
 
+void RestlessHandsTest::comeBack(const QString& server) {
+    Controller& client = m_fixture->controller;
+    if (client.sessionRefused() && client.accountSignedIn()) {
+        m_last = u"renew the session"_s;
+        client.renewSession(person, AccountServer::password());
+    } else if (!client.accountSignedIn() && m_dice.bounded(2) == 0) {
+        m_last = u"sign in"_s;
+        client.loginAccount(person, AccountServer::password());
+    } else {
+        m_last = u"connect"_s;
+        client.connectServer(server);
+    }
+}
+
 void RestlessHandsTest::theWindowBearsThem() {
     const int presses = number("TIMER_PRESSES", usualPresses);
     const auto seed = static_cast<quint32>(number("TIMER_SEED", 1));
     const Browser browser;
     FileDialogs dialogs;
-    DevServer server(DevServer::Data::Demo);
-    QVERIFY(server.start());
+    AccountServer accounts({u"--demo"_s});
+    accounts.controller.reset(); // the window has its own
+    QVERIFY(accounts.serve());
+    accounts.database(u"UPDATE users SET email = ?, password_hash ="
+                      " (SELECT password_hash FROM users WHERE email = ?)"
+                      " WHERE id = (SELECT user_id FROM time_entries LIMIT 1)"_s,
+                      {person, AccountServer::dana()});
     m_fixture = std::make_unique<WindowFixture>();
     m_dice.seed(seed);
     QTRY_VERIFY(m_fixture->window->isActive());
     m_fixture->item(u"server"_s)->setProperty("readOnly", true); // nobody else is to be asked
     FaultProxy between;
-    between.forwardTo(server.url());
+    between.forwardTo(accounts.server.url());
     Weather weather(between);
     QVERIFY(connectAndLoad(m_fixture->controller, between.url()));
+    if (seed % 2 == 1) {
+        m_fixture->controller.loginAccount(person, AccountServer::password());
+        QTRY_VERIFY(m_fixture->controller.accountSignedIn() && !m_fixture->controller.busy());
+    }
     weather.change(m_dice.generate(), 3);
     for (int i = 0; i < presses; ++i) {
         press();
@@ -198,9 +227,7 @@ void RestlessHandsTest::theWindowBearsThem() {
         }
         noteOpened();
         if (!m_fixture->controller.busy() && m_dice.bounded(40) == 0) {
-            // A fault may have cost the session; there is more to press with one.
-            m_last = u"connect"_s;
-            m_fixture->controller.connectServer(between.url());
+            comeBack(between.url());
         }
         if (!m_fixture->controller.busy() && m_fixture->window->isActive() && m_dice.bounded(20) == 0) {
             QVERIFY2(canBeLeft(), qPrintable(u"press %1 of seed %2: %3"_s.arg(i).arg(seed).arg(m_last)));
