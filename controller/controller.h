@@ -61,6 +61,8 @@ class Controller : public QObject {
     Q_PROPERTY(QVariantList periodSums READ periodSums NOTIFY changed)
     Q_PROPERTY(QVariantMap openWeek READ openWeek NOTIFY changed)
     Q_PROPERTY(int weekday READ weekday NOTIFY changed)
+    Q_PROPERTY(bool signInWanted READ signInWanted NOTIFY changed)
+    Q_PROPERTY(bool timerLocked READ timerLocked NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -131,6 +133,10 @@ public:
     [[nodiscard]] const ProjectedEntries& entryRows() const;
     /// The weekday that weeks begin with, as QDate counts.
     [[nodiscard]] int weekday() const;
+    /// Nobody is signed in, and the server said last that it lets nobody in like that.
+    [[nodiscard]] bool signInWanted() const;
+    /// The running timer, or without one a timer that starts now, reaches into a closed period.
+    [[nodiscard]] bool timerLocked() const;
 
     // What a person can do
 
@@ -282,6 +288,7 @@ private:
         NextChunk nextChunk = NextChunk::None;
         bool importPaused = false;
         bool sessionRefused = false;
+        bool signInWanted = false;
         std::optional<Press> press;
         QString undoable; ///< the entry that was deleted last
         Absences absences;
@@ -336,9 +343,13 @@ private:
     [[nodiscard]] QJsonObject presentEntry(const QString& id) const;
     /// Under the periods of the snapshot.
     [[nodiscard]] bool isLocked(const QJsonObject& entry) const;
-    /// Both say in the status why not.
+    /// The person's own in the selected workspace, without an end.
+    [[nodiscard]] QJsonObject entryFrom(const QDateTime& start) const;
+    /// They say in the status why not.
     [[nodiscard]] bool isChangeable(const QJsonObject& entry);
     [[nodiscard]] bool isBookable(const QJsonValue& project);
+    /// A timer on this project, now.
+    [[nodiscard]] bool isStartable(const QJsonValue& project);
 
     void press(const Press& press);
     void carryOutPress();
@@ -363,7 +374,7 @@ private:
     void applyLoginReply(const QJsonObject& reply, int status);
     void applyLogoutReply(int status);
     void applyRenewalReply(const QJsonObject& reply, int status);
-    /// Who asks who they are and gets a 200 has a session that the server knows.
+    /// Who asks who they are and gets a 200 has a session that the server knows, or needs none.
     void noteSession(int status);
     /// Nothing of the account before shows under this document, late replies included.
     void changeAccount(const QJsonObject& state);

@@ -68,6 +68,7 @@ private Q_SLOTS:
     void findingFollowsChanges();
     void aLetterTypedMeanwhileBeginsAnew();
     void todayAndWeekCountTheRunningTimer();
+    void sumsCountWhatLiesInThem();
     void aTimerOfAnotherWorkspaceDoesNotCount();
     void weeksBeginAsTheTimesheetsDo();
 };
@@ -154,8 +155,11 @@ void EntryModelTest::timesAreThoseOfTheAccountsZone_data() {
     row("winter", "2024-01-01T07:10:00Z", "2024-01-01T08:25:59Z", u"09:10–10:25"_s);
     row("over midnight", "2024-07-01T20:30:00Z", "2024-07-01T23:30:00Z", u"23:30–02:30 +1"_s);
     row("up to midnight", "2024-07-01T20:30:00Z", "2024-07-01T21:00:00Z", u"23:30–00:00 +1"_s);
-    row("over the day of 23 hours", "2024-03-28T21:30:00Z", "2024-03-29T21:30:00Z", u"23:30–00:30 +2"_s);
-    row("over the repeated hour", "2024-10-26T22:30:00Z", "2024-10-26T23:30:00Z", u"01:30–01:30"_s);
+    row("over the day of 23 hours", "2024-03-28T21:30:00Z", "2024-03-29T21:30:00Z",
+        u"23:30 (+02:00)–00:30 (+03:00) +2"_s);
+    row("over the repeated hour", "2024-10-26T22:45:00Z", "2024-10-26T23:15:00Z",
+        u"01:45 (+03:00)–01:15 (+02:00)"_s);
+    row("within the repetition", "2024-10-26T23:15:00Z", "2024-10-26T23:45:00Z", u"01:15–01:45"_s);
     row("with an offset", "2024-07-01T07:10:00-05:00", "2024-07-01T08:10:00-05:00", u"15:10–16:10"_s);
     row("no time", "soon", "2024-07-01T08:25:00Z", QString());
 }
@@ -282,6 +286,24 @@ void EntryModelTest::todayAndWeekCountTheRunningTimer() {
     const QString before = m_model->today();
     QTRY_VERIFY_WITH_TIMEOUT(m_model->today() > before, 10000);
     QVERIFY(told.size() >= 2);
+}
+
+void EntryModelTest::sumsCountWhatLiesInThem() {
+    const QTimeZone zone("Asia/Jerusalem");
+    const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(zone).date();
+    const QDate sunday = today.addDays(-(today.dayOfWeek() % 7));
+    const auto around = [&zone](const QString& id, QDate day, int before, int after) {
+        const QDateTime midnight = day.startOfDay(zone).toUTC();
+        return entry(id, midnight.addSecs(-before).toString(Qt::ISODate),
+                     midnight.addSecs(after).toString(Qt::ISODate));
+    };
+    show({around(u"into the week"_s, sunday, 3600, 60)});
+    QCOMPARE(m_model->week(), u"00:01:00"_s);
+    QCOMPARE(column(EntryModel::DaySumRole), QStringList{u"01:01:00"_s});
+    // As the week is told beside the timesheets.
+    QCOMPARE(m_controller->openWeek().value(u"seconds"_s).toInt(), 60);
+    show({around(u"into today"_s, today, 3600, 120)});
+    QCOMPARE(m_model->today(), u"00:02:00"_s);
 }
 
 void EntryModelTest::aTimerOfAnotherWorkspaceDoesNotCount() {

@@ -27,6 +27,17 @@ QString textOf(const QJsonObject& entry, QStringView key) {
     return entry.value(key).toString();
 }
 
+/// With the offset as such: a time in a zone may forget which of two equal times it was.
+QDateTime shownIn(const QTimeZone& zone, const QDateTime& time) {
+    return time.isValid() ? time.toOffsetFromUtc(zone.offsetFromUtc(time)) : QDateTime();
+}
+
+/// "+03:00"
+QString offsetText(const QDateTime& time) {
+    constexpr int lengthWithoutOffset = 19;
+    return time.toString(Qt::ISODate).mid(lengthWithoutOffset);
+}
+
 qint64 secondsOf(const DaySums::Entry& entry) {
     return entry.seconds;
 }
@@ -163,8 +174,9 @@ void EntryModel::read(int row) {
     const auto place = static_cast<std::size_t>(row);
     const QJsonObject& entry = std::as_const(m_all.entries)[row].entry;
     const QDateTime start = stamp(entry.value(u"start_at"));
-    m_all.sums[place] = {start.isValid() ? m_days.of(start.toMSecsSinceEpoch()) : QDate(),
-                         entry.value(u"duration_seconds").toInteger()};
+    const qint64 instant = start.toMSecsSinceEpoch();
+    m_all.sums[place] = {start.isValid() ? m_days.of(instant) : QDate(),
+                         entry.value(u"duration_seconds").toInteger(), instant};
     m_texts[place].clear();
     m_read[place] = true;
 }
@@ -301,19 +313,25 @@ QHash<int, QByteArray> EntryModel::roleNames() const {
 }
 
 QString EntryModel::times(const QJsonObject& entry) const {
-    const QDateTime start = stamp(entry.value(u"start_at")).toTimeZone(m_days.zone());
-    const QDateTime stop = stamp(entry.value(u"stop_at")).toTimeZone(m_days.zone());
+    const QDateTime start = shownIn(m_days.zone(), stamp(entry.value(u"start_at")));
+    const QDateTime stop = shownIn(m_days.zone(), stamp(entry.value(u"stop_at")));
     if (!start.isValid() || !stop.isValid()) {
         return {};
     }
+    // Over a change of the clocks the end can look earlier than the start.
+    const bool twoOffsets = start.offsetFromUtc() != stop.offsetFromUtc();
+    const auto text = [twoOffsets](const QDateTime& time) {
+        const QString offset = twoOffsets ? u" (%1)"_s.arg(offsetText(time)) : QString();
+        return time.toString(u"HH:mm") + offset;
+    };
     const qint64 days = start.date().daysTo(stop.date());
     const QString later = days > 0 ? u" +%1"_s.arg(days) : QString();
-    return start.toString(u"HH:mm") + u'–' + stop.toString(u"HH:mm") + later;
+    return text(start) + u'–' + text(stop) + later;
 }
 
 QString EntryModel::inZone(const QString& text) const {
-    const QDateTime time = stamp(text).toTimeZone(m_days.zone());
-    return time.isValid() ? time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODate) : text;
+    const QDateTime time = shownIn(m_days.zone(), stamp(text));
+    return time.isValid() ? time.toString(Qt::ISODate) : text;
 }
 
 QString EntryModel::sum() const {
@@ -332,9 +350,10 @@ DaySums::Totals EntryModel::totals() const {
     }
     const std::array running{DaySums::Entry{
         LocalDays(m_days.zone()).of(start.toMSecsSinceEpoch()),
-        std::max<qint64>(0, start.secsTo(QDateTime::currentDateTimeUtc())),
+        start.secsTo(QDateTime::currentDateTimeUtc()),
+        start.toMSecsSinceEpoch(),
     }};
-    const DaySums::Totals more = DaySums::totals(running, m_today, m_weekday);
+    const DaySums::Totals more = DaySums::totals(running, m_today, m_weekday, m_days.zone());
     return {totals.today + more.today, totals.week + more.week};
 }
 
@@ -350,7 +369,7 @@ void EntryModel::readTotals() {
     const QDate today = LocalDays(m_days.zone()).of(QDateTime::currentMSecsSinceEpoch());
     if (today != m_today) {
         m_today = today;
-        m_closed = DaySums::totals(m_all.sums, today, m_weekday);
+        m_closed = DaySums::totals(m_all.sums, today, m_weekday, m_days.zone());
     }
     const DaySums::Totals now = totals();
     if (now.today != m_told.today || now.week != m_told.week) {
