@@ -10,8 +10,10 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QFile>
 #include <QMouseEvent>
 #include <QQuickWindow>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QWidget>
 
@@ -63,6 +65,7 @@ private Q_SLOTS:
     void closingHidesAndAClickShowsAgain();
     void menuStopsTheTimerOfAHiddenWindowAndShowsItAndQuits();
     void menuQuitsWhileTheWindowIsOpen();
+    void aProbeEndsBesideATray();
     void menuStopsTheTimerOnceTheServerHasBeenAsked();
     void aRefusedStopBringsTheWindowThatSaysWhy_data();
     void aRefusedStopBringsTheWindowThatSaysWhy();
@@ -131,6 +134,14 @@ void TrayTest::menuQuitsWhileTheWindowIsOpen() {
     QVERIFY(m_screen.chooseInTray(program, menuQuit));
     QCOMPARE(program.exitCode(), 0);
     QCOMPARE(program.output(), QByteArray());
+}
+
+void TrayTest::aProbeEndsBesideATray() {
+    const QTemporaryDir folder;
+    Program program;
+    program.start({u"--server"_s, m_server.url(), u"--read-only-probe"_s, folder.filePath(u"probe.json"_s)});
+    QCOMPARE(program.exitCode(), 0);
+    QVERIFY(QFile::exists(folder.filePath(u"probe.json"_s)));
 }
 
 void TrayTest::menuStopsTheTimerOnceTheServerHasBeenAsked() {
