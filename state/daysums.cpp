@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "state/daysums.h"
 
-#include "state/weeks.h"
+#include "state/worksums.h"
 
 #include <QDateTime>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <limits>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int daysPerWeek = 7;
 constexpr qint64 dayMs = qint64{24} * 60 * 60 * 1000;
 
 /// Zones without changes in one direction go on for ever there.
@@ -22,6 +22,15 @@ qint64 instantOf(const QTimeZone::OffsetData& change, qint64 none) {
 
 qint64 dayNumber(qint64 local) {
     return local >= 0 ? local / dayMs : (local + 1) / dayMs - 1;
+}
+
+/// However long it claims to be.
+qint64 secondsIn(const DaySums::Entry& entry, const WorkSums::Span& span) {
+    const qint64 from = std::max(entry.start, span.from);
+    if (!entry.day.isValid() || entry.seconds <= 0 || from >= span.until) {
+        return 0;
+    }
+    return std::clamp(entry.seconds - (from - entry.start) / 1000, qint64{0}, (span.until - from) / 1000);
 }
 
 } // namespace
@@ -48,17 +57,14 @@ std::vector<DaySums::Heading> DaySums::headings(std::span<const Entry> entries) 
     return headings;
 }
 
-DaySums::Totals DaySums::totals(std::span<const Entry> entries, QDate today, int weekday) {
-    const QDate first = startOfWeek(today, weekday);
-    const QDate next = first.addDays(daysPerWeek);
+DaySums::Totals DaySums::totals(std::span<const Entry> entries, QDate today, int weekday,
+                                const QTimeZone& zone) {
+    const WorkSums::Span day = WorkSums::days({today, today}, zone);
+    const WorkSums::Span week = WorkSums::days(WorkSums::weekOf(today, weekday), zone);
     Totals totals;
     for (const Entry& entry : entries) {
-        if (entry.day == today) {
-            totals.today += entry.seconds;
-        }
-        if (entry.day >= first && entry.day < next) {
-            totals.week += entry.seconds;
-        }
+        totals.today += secondsIn(entry, day);
+        totals.week += secondsIn(entry, week);
     }
     return totals;
 }

@@ -23,13 +23,13 @@ private:
     qint64 m_end = 0;
 };
 
-/// What was worked on days and in weeks. An entry counts as a whole on the day on which it starts, also
-/// when it runs over midnight: every sum is that of the rows below it.
+/// What was worked on days and in weeks.
 class DaySums {
 public:
     struct Entry {
         QDate day; ///< on which it starts; invalid when that is no time
         qint64 seconds = 0;
+        qint64 start = 0; ///< in milliseconds since the epoch
     };
     struct Heading {
         std::size_t row; ///< the first one of the day
@@ -42,9 +42,11 @@ public:
         qint64 week = 0;
     };
 
-    /// One for each unbroken stretch of entries of the same day.
+    /// One for each unbroken stretch of entries of the same day. An entry counts there as a whole, also when
+    /// it runs over midnight: every heading has the sum of the rows below it.
     [[nodiscard]] static std::vector<Heading> headings(std::span<const Entry> entries);
 
-    /// Of the day itself, and of the week that it lies in.
-    [[nodiscard]] static Totals totals(std::span<const Entry> entries, QDate today, int weekday);
+    /// What lies in the day itself, and in the week around it, as WorkSums counts it.
+    [[nodiscard]] static Totals totals(std::span<const Entry> entries, QDate today, int weekday,
+                                       const QTimeZone& zone);
 };

@@ -5,6 +5,8 @@
 #include <QJsonObject>
 #include <QTest>
 
+#include <limits>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -32,6 +34,8 @@ private Q_SLOTS:
     void eachDayHasTheSumOfItsRows();
     void sumsOfTodayAndOfItsWeek_data();
     void sumsOfTodayAndOfItsWeek();
+    void ofWhatIsOverMidnightAPartCounts_data();
+    void ofWhatIsOverMidnightAPartCounts();
 };
 
 void DaySumsTest::aDayIsTheOneThatTheClocksShow_data() {
@@ -126,11 +130,45 @@ void DaySumsTest::sumsOfTodayAndOfItsWeek() {
     QFETCH(const int, weekday);
     QFETCH(const qint64, ofToday);
     QFETCH(const qint64, ofWeek);
-    Entries entries{{QDate(), 1000}};
+    const QTimeZone zone("Asia/Jerusalem");
+    Entries entries{{QDate(), 1000, day(today).startOfDay(zone).toMSecsSinceEpoch()}};
     for (int number = 1; number <= 30; ++number) {
-        entries.push_back({QDate(2026, 11, number), number});
+        const QDate date(2026, 11, number);
+        entries.push_back({date, number, date.startOfDay(zone).toMSecsSinceEpoch()});
     }
-    const DaySums::Totals totals = DaySums::totals(entries, day(today), weekday);
+    const DaySums::Totals totals = DaySums::totals(entries, day(today), weekday, zone);
+    QCOMPARE(totals.today, ofToday);
+    QCOMPARE(totals.week, ofWeek);
+}
+
+void DaySumsTest::ofWhatIsOverMidnightAPartCounts_data() {
+    QTest::addColumn<QString>("start");
+    QTest::addColumn<qint64>("seconds");
+    QTest::addColumn<qint64>("ofToday");
+    QTest::addColumn<qint64>("ofWeek");
+    // Today is Sunday 2026-10-25, the first day of its week, with 25 hours from 21:00 UTC on.
+    const qint64 hour = 3600;
+    const auto row = [](const char* name, const char* start, qint64 seconds, qint64 today, qint64 week) {
+        QTest::newRow(name) << QString::fromLatin1(start) << seconds << today << week;
+    };
+    row("into the week", "2026-10-24T20:00:00Z", 3 * hour, 2 * hour, 2 * hour);
+    row("up to its beginning", "2026-10-24T20:00:00Z", hour, 0, 0);
+    row("into tomorrow", "2026-10-25T21:00:00Z", 3 * hour, hour, 3 * hour);
+    row("over the whole day", "2026-10-24T20:00:00Z", 30 * hour, 25 * hour, 29 * hour);
+    row("out of the week", "2026-10-31T21:00:00Z", 3 * hour, 0, hour);
+    row("without an end in sight", "2026-10-24T20:00:00Z", std::numeric_limits<qint64>::max(), 25 * hour,
+        (7 * 24 + 1) * hour);
+    row("less than nothing", "2026-10-25T08:00:00Z", std::numeric_limits<qint64>::min(), 0, 0);
+}
+
+void DaySumsTest::ofWhatIsOverMidnightAPartCounts() {
+    QFETCH(const QString, start);
+    QFETCH(const qint64, seconds);
+    QFETCH(const qint64, ofToday);
+    QFETCH(const qint64, ofWeek);
+    const QTimeZone zone("Asia/Jerusalem");
+    const Entries entries{{LocalDays(zone).of(instant(start)), seconds, instant(start)}};
+    const DaySums::Totals totals = DaySums::totals(entries, day(u"2026-10-25"_s), Qt::Sunday, zone);
     QCOMPARE(totals.today, ofToday);
     QCOMPARE(totals.week, ofWeek);
 }

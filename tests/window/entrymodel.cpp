@@ -68,6 +68,7 @@ private Q_SLOTS:
     void findingFollowsChanges();
     void aLetterTypedMeanwhileBeginsAnew();
     void todayAndWeekCountTheRunningTimer();
+    void sumsCountWhatLiesInThem();
     void aTimerOfAnotherWorkspaceDoesNotCount();
     void weeksBeginAsTheTimesheetsDo();
 };
@@ -282,6 +283,24 @@ void EntryModelTest::todayAndWeekCountTheRunningTimer() {
     const QString before = m_model->today();
     QTRY_VERIFY_WITH_TIMEOUT(m_model->today() > before, 10000);
     QVERIFY(told.size() >= 2);
+}
+
+void EntryModelTest::sumsCountWhatLiesInThem() {
+    const QTimeZone zone("Asia/Jerusalem");
+    const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(zone).date();
+    const QDate sunday = today.addDays(-(today.dayOfWeek() % 7));
+    const auto around = [&zone](const QString& id, QDate day, int before, int after) {
+        const QDateTime midnight = day.startOfDay(zone).toUTC();
+        return entry(id, midnight.addSecs(-before).toString(Qt::ISODate),
+                     midnight.addSecs(after).toString(Qt::ISODate));
+    };
+    show({around(u"into the week"_s, sunday, 3600, 60)});
+    QCOMPARE(m_model->week(), u"00:01:00"_s);
+    QCOMPARE(column(EntryModel::DaySumRole), QStringList{u"01:01:00"_s});
+    // As the week is told beside the timesheets.
+    QCOMPARE(m_controller->openWeek().value(u"seconds"_s).toInt(), 60);
+    show({around(u"into today"_s, today, 3600, 120)});
+    QCOMPARE(m_model->today(), u"00:02:00"_s);
 }
 
 void EntryModelTest::aTimerOfAnotherWorkspaceDoesNotCount() {

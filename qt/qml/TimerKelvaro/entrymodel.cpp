@@ -163,8 +163,9 @@ void EntryModel::read(int row) {
     const auto place = static_cast<std::size_t>(row);
     const QJsonObject& entry = std::as_const(m_all.entries)[row].entry;
     const QDateTime start = stamp(entry.value(u"start_at"));
-    m_all.sums[place] = {start.isValid() ? m_days.of(start.toMSecsSinceEpoch()) : QDate(),
-                         entry.value(u"duration_seconds").toInteger()};
+    const qint64 instant = start.toMSecsSinceEpoch();
+    m_all.sums[place] = {start.isValid() ? m_days.of(instant) : QDate(),
+                         entry.value(u"duration_seconds").toInteger(), instant};
     m_texts[place].clear();
     m_read[place] = true;
 }
@@ -332,9 +333,10 @@ DaySums::Totals EntryModel::totals() const {
     }
     const std::array running{DaySums::Entry{
         LocalDays(m_days.zone()).of(start.toMSecsSinceEpoch()),
-        std::max<qint64>(0, start.secsTo(QDateTime::currentDateTimeUtc())),
+        start.secsTo(QDateTime::currentDateTimeUtc()),
+        start.toMSecsSinceEpoch(),
     }};
-    const DaySums::Totals more = DaySums::totals(running, m_today, m_weekday);
+    const DaySums::Totals more = DaySums::totals(running, m_today, m_weekday, m_days.zone());
     return {totals.today + more.today, totals.week + more.week};
 }
 
@@ -350,7 +352,7 @@ void EntryModel::readTotals() {
     const QDate today = LocalDays(m_days.zone()).of(QDateTime::currentMSecsSinceEpoch());
     if (today != m_today) {
         m_today = today;
-        m_closed = DaySums::totals(m_all.sums, today, m_weekday);
+        m_closed = DaySums::totals(m_all.sums, today, m_weekday, m_days.zone());
     }
     const DaySums::Totals now = totals();
     if (now.today != m_told.today || now.week != m_told.week) {
