@@ -27,6 +27,17 @@ QString textOf(const QJsonObject& entry, QStringView key) {
     return entry.value(key).toString();
 }
 
+/// With the offset as such: a time in a zone may forget which of two equal times it was.
+QDateTime shownIn(const QTimeZone& zone, const QDateTime& time) {
+    return time.isValid() ? time.toOffsetFromUtc(zone.offsetFromUtc(time)) : QDateTime();
+}
+
+/// "+03:00"
+QString offsetText(const QDateTime& time) {
+    constexpr int lengthWithoutOffset = 19;
+    return time.toString(Qt::ISODate).mid(lengthWithoutOffset);
+}
+
 qint64 secondsOf(const DaySums::Entry& entry) {
     return entry.seconds;
 }
@@ -302,19 +313,25 @@ QHash<int, QByteArray> EntryModel::roleNames() const {
 }
 
 QString EntryModel::times(const QJsonObject& entry) const {
-    const QDateTime start = stamp(entry.value(u"start_at")).toTimeZone(m_days.zone());
-    const QDateTime stop = stamp(entry.value(u"stop_at")).toTimeZone(m_days.zone());
+    const QDateTime start = shownIn(m_days.zone(), stamp(entry.value(u"start_at")));
+    const QDateTime stop = shownIn(m_days.zone(), stamp(entry.value(u"stop_at")));
     if (!start.isValid() || !stop.isValid()) {
         return {};
     }
+    // Over a change of the clocks the end can look earlier than the start.
+    const bool twoOffsets = start.offsetFromUtc() != stop.offsetFromUtc();
+    const auto text = [twoOffsets](const QDateTime& time) {
+        const QString offset = twoOffsets ? u" (%1)"_s.arg(offsetText(time)) : QString();
+        return time.toString(u"HH:mm") + offset;
+    };
     const qint64 days = start.date().daysTo(stop.date());
     const QString later = days > 0 ? u" +%1"_s.arg(days) : QString();
-    return start.toString(u"HH:mm") + u'–' + stop.toString(u"HH:mm") + later;
+    return text(start) + u'–' + text(stop) + later;
 }
 
 QString EntryModel::inZone(const QString& text) const {
-    const QDateTime time = stamp(text).toTimeZone(m_days.zone());
-    return time.isValid() ? time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODate) : text;
+    const QDateTime time = shownIn(m_days.zone(), stamp(text));
+    return time.isValid() ? time.toString(Qt::ISODate) : text;
 }
 
 QString EntryModel::sum() const {

@@ -41,8 +41,9 @@ public:
         IdRole,                 ///< "id"
         DayRole,                ///< "day": "2026-11-22" above the day's first row, "" elsewhere
         DaySumRole,             ///< "daySum": "05:30:00"
-        TimesRole,              ///< "times": "09:10–10:25", with " +1" when it ends on the next day
-        ProjectRole,            ///< "project": the catalog's map, {} without one
+        TimesRole,   ///< "times": "09:10–10:25", with " +1" when it ends on the next day, and with
+                     ///< the offsets where the clocks were changed between the two
+        ProjectRole, ///< "project": the catalog's map, {} without one
     };
 
     explicit EntryModel(QObject* parent = nullptr);
