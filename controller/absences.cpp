@@ -96,7 +96,7 @@ void Controller::leaveTimer(const QString& moment, bool anew) {
 
 void Controller::carryOutLeave(const Press& press) {
     const QJsonObject timer = m_view.timer();
-    if (press.anew && !isBookable(timer.value(u"project_id"))) {
+    if (press.anew && !isStartable(timer.value(u"project_id"))) {
         return;
     }
     const auto stopped = stopChange(press.moment);

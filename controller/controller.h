@@ -61,6 +61,7 @@ class Controller : public QObject {
     Q_PROPERTY(QVariantList periodSums READ periodSums NOTIFY changed)
     Q_PROPERTY(QVariantMap openWeek READ openWeek NOTIFY changed)
     Q_PROPERTY(int weekday READ weekday NOTIFY changed)
+    Q_PROPERTY(bool timerLocked READ timerLocked NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -131,6 +132,8 @@ public:
     [[nodiscard]] const ProjectedEntries& entryRows() const;
     /// The weekday that weeks begin with, as QDate counts.
     [[nodiscard]] int weekday() const;
+    /// The running timer, or without one a timer that starts now, reaches into a closed period.
+    [[nodiscard]] bool timerLocked() const;
 
     // What a person can do
 
@@ -335,9 +338,13 @@ private:
     [[nodiscard]] QJsonObject presentEntry(const QString& id) const;
     /// Under the periods of the snapshot.
     [[nodiscard]] bool isLocked(const QJsonObject& entry) const;
-    /// Both say in the status why not.
+    /// The person's own in the selected workspace, without an end.
+    [[nodiscard]] QJsonObject entryFrom(const QDateTime& start) const;
+    /// They say in the status why not.
     [[nodiscard]] bool isChangeable(const QJsonObject& entry);
     [[nodiscard]] bool isBookable(const QJsonValue& project);
+    /// A timer on this project, now.
+    [[nodiscard]] bool isStartable(const QJsonValue& project);
 
     void press(const Press& press);
     void carryOutPress();

@@ -74,6 +74,19 @@ bool Controller::isLocked(const QJsonObject& entry) const {
     return SyncState::isLocked(entry, m_document.snapshot.value(u"timesheet_periods").toArray());
 }
 
+QJsonObject Controller::entryFrom(const QDateTime& start) const {
+    return {
+        {u"workspace_id"_s, m_document.workspace},
+        {u"user_id"_s, m_document.me.value(u"id")},
+        {u"start_at"_s, utcText(start)},
+    };
+}
+
+bool Controller::timerLocked() const {
+    const QJsonObject& timer = m_view.timer();
+    return isLocked(timer.isEmpty() ? entryFrom(QDateTime::currentDateTimeUtc()) : timer);
+}
+
 QString Controller::manualNotice(const QString& from, const QString& to) const {
     const QDateTime start = QDateTime::fromString(from, Qt::ISODateWithMs);
     const QDateTime end = QDateTime::fromString(to, Qt::ISODateWithMs);
@@ -81,12 +94,8 @@ QString Controller::manualNotice(const QString& from, const QString& to) const {
         if (!isAfter(end, start)) {
             return u"order"_s;
         }
-        const QJsonObject entry{
-            {u"workspace_id"_s, m_document.workspace},
-            {u"user_id"_s, m_document.me.value(u"id")},
-            {u"start_at"_s, utcText(start)},
-            {u"stop_at"_s, utcText(end)},
-        };
+        QJsonObject entry = entryFrom(start);
+        entry.insert(u"stop_at"_s, utcText(end));
         if (isLocked(entry)) {
             return u"period"_s;
         }

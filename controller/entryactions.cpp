@@ -91,6 +91,17 @@ bool Controller::isBookable(const QJsonValue& project) {
     return bookable;
 }
 
+bool Controller::isStartable(const QJsonValue& project) {
+    if (!isBookable(project)) {
+        return false;
+    }
+    if (isLocked(entryFrom(QDateTime::currentDateTimeUtc()))) {
+        fail(lockedSentence);
+        return false;
+    }
+    return true;
+}
+
 void Controller::continueEntry(const QString& id) {
     if (m_busy || (!id.isEmpty() && m_view.timer().value(u"id").toString() == id)) {
         return;
@@ -101,7 +112,7 @@ void Controller::continueEntry(const QString& id) {
         return;
     }
     const QJsonValue project = entry.value(u"project_id");
-    if (!isBookable(project)) {
+    if (!isStartable(project)) {
         return;
     }
     QList<Change> changes;

@@ -62,6 +62,7 @@ private Q_SLOTS:
     void keepingTheTimeAsksNoMore();
     void theTimerStopsAtTheMomentTheRestBegan();
     void itStopsThereAndStartsAnewNow();
+    void startingAnewInASubmittedPeriodIsRefused();
     void aStopIsAfterItsStart();
     void aStopIsNeverInTheFuture();
     void withoutAMomentItIsNow();
@@ -188,6 +189,20 @@ void ControllerAbsencesTest::itStopsThereAndStartsAnewNow() {
     QCOMPARE(payload(1).value(u"billable"), QJsonValue(true));
     QVERIFY(mutationAt(*m_desk->controller, 1).value(u"entity_id") != u"t1"_s);
     QVERIFY(m_desk->controller->absence().isEmpty());
+}
+
+void ControllerAbsencesTest::startingAnewInASubmittedPeriodIsRefused() {
+    load(ago(3 * 3600));
+    QJsonObject state = m_desk->controller->durableState();
+    const QJsonObject week = sample::period(u"submitted"_s, text(ago(86'400)), text(ago(-86'400)));
+    state.insert(u"snapshot", sample::snapshot({m_timer}, {week}));
+    m_desk->controller->applyDurable(state);
+    m_desk->controller->noteAbsence(Kind::Sleep, 12 * minute);
+    m_desk->controller->restartTimerFrom(asked(u"moment"_s));
+    QCOMPARE(m_desk->controller->pending(), 0);
+    QCOMPARE(m_desk->controller->message(),
+             u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s);
+    QVERIFY(!m_desk->controller->absence().isEmpty());
 }
 
 void ControllerAbsencesTest::aStopIsAfterItsStart() {

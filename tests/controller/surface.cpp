@@ -104,6 +104,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "QVariantList periodSums by changed",
         "QVariantMap openWeek by changed",
         "int weekday by changed",
+        "bool timerLocked by changed",
     };
     QCOMPARE(properties, expected);
 }
@@ -197,6 +198,7 @@ void SurfaceTest::aNewControllerIsIdleAndEmpty() {
     QVERIFY(controller.periodSums().isEmpty());
     QCOMPARE(controller.openWeek().value(u"seconds"_s).toInt(), 0);
     QVERIFY(!controller.sessionRefused());
+    QVERIFY(!controller.timerLocked());
 }
 
 void SurfaceTest::theDeviceIsMadeOnceAndKept() {

@@ -33,6 +33,9 @@ private Q_SLOTS:
     void periodsOfOthersHaveNone();
     void sumsFollowTheQueueAndTheSnapshot();
     void theWeekCountsWhatRunsAndHowFarItIs();
+    void aTimerInAClosedPeriodIsKnown_data();
+    void aTimerInAClosedPeriodIsKnown();
+    void nothingIsContinuedInAClosedPeriod();
 };
 
 void ControllerTimesheetsTest::eachPeriodHasItsSum() {
@@ -98,6 +101,50 @@ void ControllerTimesheetsTest::theWeekCountsWhatRunsAndHowFarItIs() {
     const qint64 seconds = controller.openWeek().value(u"seconds"_s).toLongLong();
     QVERIFY(seconds >= 60 + started.secsTo(now));
     QVERIFY(seconds <= 60 + started.secsTo(QDateTime::currentDateTimeUtc().addSecs(1)));
+}
+
+void ControllerTimesheetsTest::aTimerInAClosedPeriodIsKnown_data() {
+    QTest::addColumn<QString>("status");
+    QTest::addColumn<int>("until"); // in seconds from now
+    QTest::addColumn<int>("since"); // 0: no timer runs
+    QTest::addColumn<bool>("locked");
+    QTest::newRow("now") << u"submitted"_s << 3600 << 0 << true;
+    QTest::newRow("now, in an open one") << u"open"_s << 3600 << 0 << false;
+    QTest::newRow("after it") << u"submitted"_s << -3600 << 0 << false;
+    QTest::newRow("running since before its end") << u"approved"_s << -3600 << 7200 << true;
+    QTest::newRow("running since after its end") << u"approved"_s << -3600 << 1800 << false;
+}
+
+void ControllerTimesheetsTest::aTimerInAClosedPeriodIsKnown() {
+    QFETCH(const QString, status);
+    QFETCH(const int, until);
+    QFETCH(const int, since);
+    QFETCH(const bool, locked);
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QJsonObject period = sample::period(status, text(now.addDays(-1)), text(now.addSecs(until)));
+    QJsonObject state = sample::durable(sample::snapshot({}, {period}));
+    if (since > 0) {
+        state.insert(u"timer"_s, sample::entry(u"t1"_s, text(now.addSecs(-since)), QJsonValue()));
+    }
+    Controller controller;
+    controller.applyDurable(state);
+    QCOMPARE(controller.timerLocked(), locked);
+}
+
+void ControllerTimesheetsTest::nothingIsContinuedInAClosedPeriod() {
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const auto messageIn = [&now](const QString& status) {
+        Controller controller;
+        controller.applyDurable(sample::durable(
+            sample::snapshot({sample::entry(u"e1"_s, u"2024-03-04T08:00:00Z"_s, u"2024-03-04T09:00:00Z"_s)},
+                             {sample::period(status, text(now.addDays(-1)), text(now.addDays(1)))})));
+        controller.continueEntry(u"e1"_s);
+        return controller.message();
+    };
+    const QString refusal =
+        u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s;
+    QCOMPARE(messageIn(u"submitted"_s), refusal);
+    QVERIFY(messageIn(u"open"_s) != refusal);
 }
 
 QTEST_MAIN(ControllerTimesheetsTest)

@@ -54,6 +54,8 @@ private Q_SLOTS:
     void sumsFollowTheEntries();
     void theWeekIsToldInBothLanguages();
     void theWeekGoesOnWithTheTimer();
+    void aTimerInAClosedPeriodIsWarnedOf();
+    void aLockedTimerIsNotOpenedForChanges();
 };
 
 void WindowTimesheetsTest::init() {
@@ -164,6 +166,33 @@ void WindowTimesheetsTest::theWeekGoesOnWithTheTimer() {
     // Nothing but the clock tells of it.
     m_fixture->controller.applyDurable(document);
     QTRY_VERIFY(!line().contains(u"00:00:00"_s));
+}
+
+void WindowTimesheetsTest::aTimerInAClosedPeriodIsWarnedOf() {
+    QJsonObject now = period(u"s1"_s, u"submitted"_s);
+    now.insert(u"end_at", QDateTime::currentDateTimeUtc().addDays(1).toString(Qt::ISODate));
+    m_fixture->show(documentWith({period(u"s1"_s, u"submitted"_s)}));
+    QVERIFY(!m_fixture->item(u"timerNotice"_s)->isVisible());
+    m_fixture->show(documentWith({now}));
+    const QQuickItem* const notice = m_fixture->item(u"timerNotice"_s);
+    QVERIFY(notice->isVisible());
+    QCOMPARE(notice->property("text").toString(),
+             u"Time measured now lies in a submitted period; the server will refuse it."_s);
+}
+
+void WindowTimesheetsTest::aLockedTimerIsNotOpenedForChanges() {
+    QJsonObject running = WindowFixture::entry(u"e9"_s);
+    running.insert(u"stop_at", QJsonValue::Null);
+    QJsonObject document = documentWith({period(u"s1"_s, u"submitted"_s)});
+    QJsonObject snapshot = document.value(u"snapshot").toObject();
+    snapshot.insert(u"time_entries", QJsonArray{running});
+    document.insert(u"snapshot", snapshot);
+    document.insert(u"timer", running);
+    m_fixture->show(document);
+    m_fixture->click(m_fixture->item(u"editTimer"_s));
+    QCOMPARE(m_fixture->controller.message(),
+             u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s);
+    QVERIFY(!m_fixture->object(u"entryDialog"_s)->property("visible").toBool());
 }
 
 int main(int argc, char* argv[]) {

@@ -81,7 +81,7 @@ ScrollPage {
                     text: page.window.label("ערוך", "Edit")
                     Accessible.name: page.window.label("ערוך את הטיימר", "Edit the timer")
                     visible: page.running && page.timer.workspace_id === page.controller.workspace
-                    onClicked: list.change(page.timer)
+                    onClicked: page.controller.timerLocked ? list.act("explain", page.timer.id) : list.change(page.timer)
                 }
                 ActionButton {
                     objectName: "timerAction"
@@ -99,6 +99,13 @@ ScrollPage {
                     Layout.preferredHeight: 58
                     onClicked: page.toggle()
                 }
+            }
+            Note {
+                objectName: "timerNotice"
+                visible: page.controller.timerLocked
+                text: page.window.label("הזמן שנמדד עכשיו נמצא בתקופה שהוגשה; השרת ידחה אותו.",
+                                        "Time measured now lies in a submitted period; the server will refuse it.")
+                color: Theme.warning(page.window.dark)
             }
             Field {
                 id: description
