@@ -37,7 +37,7 @@ private Q_SLOTS:
     void cleanup();
 
     void enterInThePasswordFieldSignsIn();
-    void enterSignsInOnlyWhenTheButtonWould();
+    void enterThatIsRefusedSaysWhyAndKeepsThePassword();
     void theSentPasswordCannotBeBroughtBack();
     void whatOneAccountTypedIsGoneForTheNext();
     void namelessAccountsLeaveNothingEither();
@@ -91,16 +91,16 @@ void WindowAccountTest::enterInThePasswordFieldSignsIn() {
     QCOMPARE(body.value(u"password").toString(), u"secret"_s);
 }
 
-void WindowAccountTest::enterSignsInOnlyWhenTheButtonWould() {
+void WindowAccountTest::enterThatIsRefusedSaysWhyAndKeepsThePassword() {
     m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)},
                                             {WindowFixture::edit(u"e1"_s, u"waits for the server"_s)}));
     typePassword();
     QVERIFY(!item("signIn")->isEnabled());
-    const QString message = m_fixture->controller.message();
     QTest::keyClick(m_fixture->window, Qt::Key_Return);
     QCOMPARE(text("password"), u"secret"_s);
-    QCOMPARE(m_fixture->controller.message(), message);
+    QCOMPARE(m_fixture->controller.message(), u"Resolve pending work before personal login"_s);
     QVERIFY(!m_fixture->controller.busy());
+    QVERIFY(m_peer->requests("POST", u"/v1/auth/login"_s).isEmpty());
 }
 
 void WindowAccountTest::theSentPasswordCannotBeBroughtBack() {

@@ -70,6 +70,8 @@ private Q_SLOTS:
     void aRowsBarIsAsLongAsItsShare();
     void oneRangeIsOnePress_data();
     void oneRangeIsOnePress();
+    void enterInADateGenerates_data();
+    void enterInADateGenerates();
     void thePictureHasAColumnForEachDay();
     void pointingAtAColumnTellsItsNumbers();
     void theKeyboardWalksTheColumns();
@@ -205,6 +207,30 @@ void ReportPageTest::oneRangeIsOnePress() {
     QTRY_COMPARE(m_peer->held(), 1);
     m_peer->release();
     QTRY_VERIFY(button->isEnabled());
+}
+
+void ReportPageTest::enterInADateGenerates_data() {
+    QTest::addColumn<QString>("field");
+    QTest::newRow("from") << u"reportFrom"_s;
+    QTest::newRow("to") << u"reportTo"_s;
+}
+
+void ReportPageTest::enterInADateGenerates() {
+    QFETCH(const QString, field);
+    const QString path = u"/v1/workspaces/w1/reports/summary/query"_s;
+    m_peer->answerOnce("POST", path,
+                       PeerReply::json({{u"rows"_s, QJsonArray()}}).delivered(PeerReply::Delivery::Hold));
+    QQuickItem* const date = m_fixture->item(field);
+    date->setProperty("text", u"2026-03-02"_s);
+    date->forceActiveFocus(Qt::TabFocusReason);
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QTRY_COMPARE(m_peer->held(), 1);
+    QTest::keyClick(m_fixture->window, Qt::Key_Return); // as the button, which is off now
+    const QJsonObject asked = m_peer->requests("POST", path).constFirst().json();
+    QCOMPARE(asked[field == u"reportFrom"_s ? u"from_date" : u"to_date"].toString(), u"2026-03-02"_s);
+    m_peer->release();
+    QTRY_VERIFY(!m_fixture->controller.busy());
+    QCOMPARE(m_peer->requests("POST", path).size(), 1);
 }
 
 void ReportPageTest::thePictureHasAColumnForEachDay() {

@@ -167,6 +167,7 @@ TimerWindow {
                     id: workspaceTurn
 
                     controller: window.client
+                    afterSync: true
                     onFree: {
                         if (workspace.rows.indexOf(workspace.held) >= 0)
                             window.client.selectWorkspace(workspace.held)

@@ -17,6 +17,10 @@ ScrollPage {
     function generate() {
         controller.queryReport(kind.currentText, from.text, to.text, controller.timezone, group.currentText)
     }
+    function enter() {
+        if (generateButton.enabled)
+            generate()
+    }
     function generateFor(days) {
         from.text = days.from
         to.text = days.to
@@ -80,6 +84,7 @@ ScrollPage {
             placeholderText: "YYYY-MM-DD"
             name: page.window.label("מתאריך", "From date")
             text: Qt.formatDate(page.created, "yyyy-MM-01")
+            onAccepted: page.enter()
         }
         LtrField {
             id: to
@@ -88,8 +93,11 @@ ScrollPage {
             placeholderText: "YYYY-MM-DD"
             name: page.window.label("עד תאריך", "To date")
             text: Qt.formatDate(page.created, "yyyy-MM-dd")
+            onAccepted: page.enter()
         }
         ActionButton {
+            id: generateButton
+
             objectName: "generateReport"
             text: page.window.label("הפק דוח", "Generate")
             enabled: !page.controller.busy

@@ -10,13 +10,20 @@ ScrollPage {
     required property Controller controller
     readonly property bool accountFree: !controller.busy && controller.pending === 0
 
+    function connectServer() {
+        connection.address = server.text
+        connection.ask()
+    }
     function signIn() {
         controller.loginAccount(email.text, password.text)
         password.text = "" // Qt 6.4: clear() would leave it to undo
     }
-
-    function renew() {
-        controller.renewSession(email.text, password.text)
+    /// By Enter, or where the session has ended.
+    function enter() {
+        if (controller.sessionRefused)
+            controller.renewSession(email.text, password.text)
+        else
+            controller.loginAccount(email.text, password.text)
         if (controller.busy) // else nothing was sent, and it is needed for the next try
             password.text = ""
     }
@@ -35,7 +42,8 @@ ScrollPage {
         function onAccountLeft() {
             email.text = ""
             password.text = ""
-            renewal.forget()
+            entry.forget()
+            connection.forget()
         }
     }
 
@@ -55,7 +63,11 @@ ScrollPage {
         // Notifies only when the address itself changes, so that nothing else replaces what is typed.
         readonly property string address: page.controller.server || "http://127.0.0.1:18080"
 
-        onAddressChanged: password.text = "" // was meant for another server
+        onAddressChanged: {
+            password.text = "" // was meant for another server
+            entry.forget()
+        }
+        onAccepted: if (connect.enabled) page.connectServer()
 
         objectName: "server"
         inputMethodHints: Qt.ImhUrlCharactersOnly | Qt.ImhNoPredictiveText
@@ -65,10 +77,21 @@ ScrollPage {
         text: address
     }
     ActionButton {
+        id: connect
+
         objectName: "connect"
         text: page.window.label("חיבור שרת / כניסת פיתוח מפורשת", "Connect / explicit developer entry")
         enabled: !page.controller.busy
-        onClicked: page.controller.connectServer(server.text)
+        onClicked: page.connectServer()
+    }
+    WhenFree {
+        id: connection
+
+        property string address: ""
+
+        controller: page.controller
+        afterSync: true
+        onFree: controller.connectServer(address)
     }
     Note {
         id: account
@@ -108,20 +131,13 @@ ScrollPage {
         inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText
         placeholderText: page.window.label("סיסמת חשבון אישי", "Personal account password")
         Layout.fillWidth: true
-        onAccepted: {
-            if (again.visible && again.enabled)
-                renewal.ask()
-            else if (signIn.enabled)
-                page.signIn()
-        }
+        onAccepted: entry.ask()
     }
     Flow {
         spacing: Theme.gap
         Layout.fillWidth: true
 
         ActionButton {
-            id: signIn
-
             objectName: "signIn"
             text: page.window.label("כניסה אישית", "Personal sign-in")
             enabled: page.controller.secureStorage && page.accountFree
@@ -135,21 +151,19 @@ ScrollPage {
             onClicked: page.controller.logoutAccount()
         }
         ActionButton {
-            id: again
-
             objectName: "signInAgain"
             text: page.window.label("התחבר מחדש", "Sign in again")
             visible: page.controller.sessionRefused
-            enabled: page.controller.secureStorage && !page.controller.busy && !renewal.waiting
+            enabled: page.controller.secureStorage && !page.controller.busy && !entry.waiting
             highlighted: true
-            onClicked: renewal.ask()
+            onClicked: entry.ask()
         }
         WhenFree {
-            id: renewal
+            id: entry
 
             controller: page.controller
             afterSync: true
-            onFree: page.renew()
+            onFree: page.enter()
         }
     }
     Switch {
