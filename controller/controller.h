@@ -61,6 +61,7 @@ class Controller : public QObject {
     Q_PROPERTY(QVariantList periodSums READ periodSums NOTIFY changed)
     Q_PROPERTY(QVariantMap openWeek READ openWeek NOTIFY changed)
     Q_PROPERTY(int weekday READ weekday NOTIFY changed)
+    Q_PROPERTY(bool signInWanted READ signInWanted NOTIFY changed)
     Q_PROPERTY(bool timerLocked READ timerLocked NOTIFY changed)
 
 public:
@@ -132,6 +133,8 @@ public:
     [[nodiscard]] const ProjectedEntries& entryRows() const;
     /// The weekday that weeks begin with, as QDate counts.
     [[nodiscard]] int weekday() const;
+    /// Nobody is signed in, and the server said last that it lets nobody in like that.
+    [[nodiscard]] bool signInWanted() const;
     /// The running timer, or without one a timer that starts now, reaches into a closed period.
     [[nodiscard]] bool timerLocked() const;
 
@@ -285,6 +288,7 @@ private:
         NextChunk nextChunk = NextChunk::None;
         bool importPaused = false;
         bool sessionRefused = false;
+        bool signInWanted = false;
         std::optional<Press> press;
         QString undoable; ///< the entry that was deleted last
         Absences absences;
@@ -369,7 +373,7 @@ private:
     void applyLoginReply(const QJsonObject& reply, int status);
     void applyLogoutReply(int status);
     void applyRenewalReply(const QJsonObject& reply, int status);
-    /// Who asks who they are and gets a 200 has a session that the server knows.
+    /// Who asks who they are and gets a 200 has a session that the server knows, or needs none.
     void noteSession(int status);
     /// Nothing of the account before shows under this document, late replies included.
     void changeAccount(const QJsonObject& state);

@@ -9,8 +9,14 @@ bool Controller::sessionRefused() const {
     return m_personal.sessionRefused;
 }
 
+bool Controller::signInWanted() const {
+    return m_personal.signInWanted;
+}
+
 void Controller::noteSession(int status) {
     m_personal.sessionRefused = m_personal.sessionRefused && status != 200;
+    const int answered = m_link.answeredStatus(); // a proxy that refuses need not speak JSON
+    m_personal.signInWanted = !accountSignedIn() && (answered == 401 || answered == 403);
 }
 
 void Controller::renewSession(const QString& email, const QString& password) {

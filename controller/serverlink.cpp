@@ -86,6 +86,7 @@ void ServerLink::dropReplies() {
 
 void ServerLink::send(const ServerRequest& request, const Callback& callback, const Answer& afterwards) {
     if (m_address.isEmpty()) {
+        m_answeredStatus = 0;
         callback({}, 0);
         return;
     }
@@ -122,6 +123,7 @@ void ServerLink::send(const ServerRequest& request, const Callback& callback, co
         // A reply that outlived its server or account must not land in the new state.
         if (generation == m_generation) {
             m_timedOut = reader->timedOut();
+            m_answeredStatus = status;
             deliver(reader->body(), status, known, callback);
         }
         if (afterwards) {
@@ -169,6 +171,7 @@ void ServerLink::readBeside(QNetworkReply* reply, const Received& received, cons
             return;
         }
         m_timedOut = false;
+        m_answeredStatus = 200;
         if (read) {
             m_remembered = *read;
         }

@@ -68,6 +68,8 @@ public:
 
     /// The request whose reply is being delivered ended by a time-out.
     [[nodiscard]] bool timedOut() const { return m_timedOut; }
+    /// The HTTP status that it came with, also where nothing in it is usable; 0 without an answer.
+    [[nodiscard]] int answeredStatus() const { return m_answeredStatus; }
 
 Q_SIGNALS:
     /// The server answered 401 to a request with a token; comes before that request's callback.
@@ -103,6 +105,7 @@ private:
     QString m_address;
     qint64 m_generation = 0;
     bool m_timedOut = false;
+    int m_answeredStatus = 0;
     Remembered m_remembered;
     /// One thread, which reads what is large. The last member: nobody reads any more when the others go.
     QThreadPool m_reading;

@@ -137,10 +137,11 @@ void FirstStartTest::withoutAServer() {
 void FirstStartTest::withoutASchemeInTheAddress() {
     Program program;
     program.start({u"--server"_s, u"timer.example.com"_s});
-    QVERIFY(advises(program, u"Use HTTPS or the trusted private development server"_s,
-                    u"הכתובת צריכה להתחיל ב־https://, או ב־http:// כשהשרת במחשב זה או ברשת פרטית."_s,
-                    u"The address must begin with https://, or with http:// where the server is on this "
-                    "machine or a private network."_s));
+    QVERIFY(advises(
+        program, u"Use HTTPS or the trusted private development server"_s,
+        u"הכתובת צריכה להתחיל ב־\u2066https://\u2069, או ב־\u2066http://\u2069 כשהשרת במחשב זה או ברשת פרטית."_s,
+        u"The address must begin with https://, or with http:// where the server is on this "
+        "machine or a private network."_s));
 }
 
 void FirstStartTest::withoutAKeyring() {

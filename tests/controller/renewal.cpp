@@ -178,6 +178,12 @@ void RenewalTest::withoutASessionNoneIsRefused() {
     client.controller.loginAccount(email, AccountClient::password());
     QTRY_COMPARE(client.controller.message(), u"This session has ended."_s);
     QVERIFY(!client.controller.sessionRefused());
+    QVERIFY(client.controller.signInWanted());
+
+    client.peer.answer("GET", mePath, PeerReply::json(AccountClient::personalIdentity()));
+    client.controller.fetchIdentity();
+    QVERIFY(waitForSilence(client.controller));
+    QVERIFY(!client.controller.signInWanted());
 }
 
 void RenewalTest::aSessionThatIsKnownAgainIsNotRefused() {

@@ -104,6 +104,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "QVariantList periodSums by changed",
         "QVariantMap openWeek by changed",
         "int weekday by changed",
+        "bool signInWanted by changed",
         "bool timerLocked by changed",
     };
     QCOMPARE(properties, expected);
@@ -198,6 +199,7 @@ void SurfaceTest::aNewControllerIsIdleAndEmpty() {
     QVERIFY(controller.periodSums().isEmpty());
     QCOMPARE(controller.openWeek().value(u"seconds"_s).toInt(), 0);
     QVERIFY(!controller.sessionRefused());
+    QVERIFY(!controller.signInWanted());
     QVERIFY(!controller.timerLocked());
 }
 

@@ -27,6 +27,9 @@ private Q_SLOTS:
     void messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data();
     void messageThatOnlySaysWhatIsWrongIsFollowedByAdvice();
     void adviceKnowsWhetherThereIsWorkToGoOnWith();
+    void whatWaitsForAnotherAccountCanBeSetAside();
+    void serverThatWantsASignInIsNotCalledAway_data();
+    void serverThatWantsASignInIsNotCalledAway();
     void whateverFailsWithAnEndedSessionAsksToSignIn_data();
     void whateverFailsWithAnEndedSessionAsksToSignIn();
     void longMessageTakesAFewLines_data();
@@ -95,9 +98,34 @@ void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data() {
         << diskInEnglish + u", then try again."_s;
     QTest::newRow("refused reconnection") << u"Unable to store explicit developer reconnect"_s << disk
                                           << diskInEnglish + u", then try again."_s;
-    QTest::newRow("no address") << u"Use HTTPS or the trusted private development server"_s
-                                << u"הכתובת צריכה להתחיל ב־https://"_s
-                                << u"The address must begin with https://"_s;
+    QTest::newRow("no address")
+        << u"Use HTTPS or the trusted private development server"_s
+        << u"הכתובת צריכה להתחיל ב־\u2066https://\u2069, או ב־\u2066http://\u2069 כש"_s
+        << u"The address must begin with https://"_s;
+    QTest::newRow("no workspace")
+        << u"This account has no workspace yet. Create one on its Web account page."_s
+        << u"אחרי שתהיה שם סביבת עבודה, לחץ בהגדרות על"_s << u"When there is one, press"_s;
+    QTest::newRow("no list of workspaces") << u"Unable to list workspaces for this account"_s
+                                           << u"כדי לנסות שוב, לחץ בהגדרות על"_s << u"To try again, press"_s;
+    QTest::newRow("open elsewhere")
+        << u"Timer.Kelvaro is already open on this server; offline writes are disabled in this window."_s
+        << u"תוכנית אחרת מחזיקה בקובץ של השרת הזה"_s << u"Another program has this server's file"_s;
+    QTest::newRow("altered record")
+        << u"Encrypted account/queue could not be authenticated; no identity fallback was attempted"_s
+        << u"הקובץ השתנה או שייך למפתח אחר"_s << u"The file was altered or belongs to another key"_s;
+    QTest::newRow("no random numbers")
+        << u"Secure key generation failed"_s << u"המערכת לא סיפקה מספרים אקראיים"_s
+        << u"The system gave no random numbers"_s;
+    const QString signOut = u"התנתק מהחשבון בהגדרות"_s;
+    const QString signOutInEnglish = u"Sign out in Settings"_s;
+    QTest::newRow("another account") << u"Account changed; pending work was not reassigned"_s << signOut
+                                     << signOutInEnglish;
+    QTest::newRow("another account at a push")
+        << u"Account changed; queued work was NOT reassigned."_s << signOut << signOutInEnglish;
+    QTest::newRow("not UTF-8") << u"CSV must be UTF-8"_s << u"שמור את הקובץ שוב כ־UTF-8"_s
+                               << u"Save the file again as UTF-8 without a byte-order mark"_s;
+    QTest::newRow("too large") << u"CSV unavailable or exceeds 900KB limit"_s << u"ודא שאפשר לקרוא את הקובץ"_s
+                               << u"See that the file can be read"_s;
 }
 
 void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice() {
@@ -132,6 +160,51 @@ void WindowBannerTest::adviceKnowsWhetherThereIsWorkToGoOnWith() {
              u"Go on working; the program keeps looking for the server."_s);
 }
 
+void WindowBannerTest::whatWaitsForAnotherAccountCanBeSetAside() {
+    m_fixture->window->setProperty("hebrew", false);
+    m_fixture->show(
+        WindowFixture::document({WindowFixture::entry(u"e1"_s)}, {WindowFixture::edit(u"e1"_s, u"Mine"_s)}));
+    m_fixture->controller.fail(u"Account changed; queued work was NOT reassigned."_s);
+    QCOMPARE(item("advice")->property("text").toString(),
+             u"What waits is sent when the server knows you by the account that recorded it. To work under "
+             "another one, first press \"Save a copy and remove all waiting changes\" in Settings."_s);
+}
+
+void WindowBannerTest::serverThatWantsASignInIsNotCalledAway_data() {
+    QTest::addColumn<PeerReply>("reply");
+    QTest::addColumn<bool>("wantsSignIn");
+    QTest::newRow("401") << PeerReply::json({}, 401) << true;
+    QTest::newRow("403") << PeerReply::json({}, 403) << true;
+    QTest::newRow("without JSON") << PeerReply::text("<html>", 401) << true;
+    QTest::newRow("500") << PeerReply::json({}, 500) << false;
+    QTest::newRow("no reply") << PeerReply::only(PeerReply::Delivery::Close) << false;
+}
+
+void WindowBannerTest::serverThatWantsASignInIsNotCalledAway() {
+    QFETCH(const PeerReply, reply);
+    QFETCH(const bool, wantsSignIn);
+    m_fixture->window->setProperty("hebrew", false);
+    ScriptedPeer peer;
+    peer.answer("GET", u"/v1/me"_s, reply);
+    m_fixture->unlock(peer.url());
+    const QString message =
+        u"Session unavailable or revoked. Cached work retained; no developer fallback was attempted."_s;
+    const auto advice = [this] { return item("advice")->property("text").toString(); };
+    QCOMPARE(item("status")->property("text").toString(), message);
+    QCOMPARE(m_fixture->controller.signInWanted(), wantsSignIn);
+    QCOMPARE(advice(), wantsSignIn
+                           ? u"This server asks for a personal account: enter its e-mail and password in "
+                             "Settings, and press \"Personal sign-in\"."_s
+                           : u"See that the server is running and that its address is right, then press "
+                             "\"Connect / explicit developer entry\" in Settings."_s);
+    if (wantsSignIn) {
+        m_fixture->show(WindowFixture::document({WindowFixture::entry(u"e1"_s)},
+                                                {WindowFixture::edit(u"e1"_s, u"Mine"_s)}));
+        QVERIFY2(advice().contains(u"first press \"Save a copy and remove all waiting changes\""_s),
+                 qPrintable(advice()));
+    }
+}
+
 void WindowBannerTest::whateverFailsWithAnEndedSessionAsksToSignIn_data() {
     QTest::addColumn<QString>("message");
     QTest::newRow("load") << u"Server unavailable. Encrypted cached data retained."_s;
@@ -147,13 +220,14 @@ void WindowBannerTest::whateverFailsWithAnEndedSessionAsksToSignIn_data() {
 void WindowBannerTest::whateverFailsWithAnEndedSessionAsksToSignIn() {
     QFETCH(const QString, message);
     ScriptedPeer peer;
-    peer.answer("GET", u"/v1/me"_s, PeerReply::json({}, 401));
+    peer.answer("GET", u"/v1/me"_s, PeerReply::json({}, 503));
     m_fixture->unlock(peer.url());
     QJsonObject document = WindowFixture::document();
     m_fixture->show(document);
     m_fixture->controller.fail(message);
     QVERIFY(!item("advice")->isVisible());
 
+    peer.answer("GET", u"/v1/me"_s, PeerReply::json({}, 401));
     document.insert(u"auth", QJsonObject{{u"token"_s, u"t"_s}, {u"user_id"_s, u"u1"_s}});
     m_fixture->show(document);
     m_fixture->controller.fetchIdentity();

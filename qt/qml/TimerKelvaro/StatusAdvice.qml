@@ -12,13 +12,26 @@ Label {
     readonly property string connectAgain: window.label(
         "לחץ בהגדרות על \"חיבור שרת / כניסת פיתוח מפורשת\".",
         "press \"Connect / explicit developer entry\" in Settings.")
+    readonly property string setAside: window.label(
+        "לחץ קודם בהגדרות על \"שמור עותק והסר את כל השינויים הממתינים\".",
+        "first press \"Save a copy and remove all waiting changes\" in Settings.")
 
-    function signInAgain(): string {
-        return window.label("התחבר מחדש בהגדרות.", "Sign in again in Settings.")
+    /// Empty while it is not that what is missing.
+    function signIn(): string {
+        if (controller.sessionRefused)
+            return window.label("התחבר מחדש בהגדרות.", "Sign in again in Settings.")
+        if (!controller.signInWanted)
+            return ""
+        return controller.pending === 0
+            ? window.label("השרת הזה דורש חשבון אישי: מלא בהגדרות דואר וסיסמה, ולחץ על \"כניסה אישית\".",
+                           "This server asks for a personal account: enter its e-mail and password in Settings, and press \"Personal sign-in\".")
+            : window.label("השרת הזה דורש חשבון אישי, והשינויים הממתינים נרשמו בלעדיו. כדי להיכנס, ",
+                           "This server asks for a personal account, and the waiting changes were recorded without one. To sign in, ")
+              + setAside
     }
     function serverAway(): string {
-        if (controller.sessionRefused)
-            return signInAgain()
+        if (signIn() !== "")
+            return signIn()
         if (controller.workspace !== "")
             return window.label("אפשר להמשיך לעבוד; התוכנית ממשיכה לחפש את השרת.",
                                 "Go on working; the program keeps looking for the server.")
@@ -38,12 +51,32 @@ Label {
                             "See that the disk has free space and that your home folder can be written to; if the key in the keyring or wallet was changed, restore that as well, then ")
                 + connectAgain
     }
+    function openElsewhere(): string {
+        return window.label("תוכנית אחרת מחזיקה בקובץ של השרת הזה, אולי בכניסה אחרת שלך לשולחן העבודה. עבוד שם, או סיים אותה ואז ",
+                            "Another program has this server's file, perhaps one of another desktop session of yours. Work there, or end it, then ")
+                + connectAgain
+    }
+    function recordUnreadable(): string {
+        return window.label("הקובץ השתנה או שייך למפתח אחר, למשל אחרי שרק אחד מהשניים שוחזר מגיבוי. דבר לא נכתב במקומו; סגור את התוכנית, שחזר גם את השני והפעל אותה שוב.",
+                            "The file was altered or belongs to another key, for example after only one of the two came back from a backup. Nothing is overwritten; quit, restore the other one, and start again.")
+    }
+    function anotherAccount(): string {
+        if (controller.pending === 0)
+            return window.label("התנתק מהחשבון בהגדרות, והיכנס שוב.", "Sign out in Settings, and sign in again.")
+        return window.label("מה שממתין נשלח כשהשרת מזהה שוב את החשבון שרשם אותו. כדי לעבוד בחשבון אחר, ",
+                            "What waits is sent when the server knows you by the account that recorded it. To work under another one, ")
+                + setAside
+    }
+    function noWorkspace(first: string): string {
+        return controller.workspace === "" ? first + connectAgain : ""
+    }
     function saveRefused(): string {
         return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית, ואז נסה שוב.",
                             "See that the disk has free space and that your home folder can be written to, then try again.")
     }
     function addressRefused(): string {
-        return window.label("הכתובת צריכה להתחיל ב־https://, או ב־http:// כשהשרת במחשב זה או ברשת פרטית.",
+        return window.label("הכתובת צריכה להתחיל ב־" + window.ltr("https://") + ", או ב־" + window.ltr("http://")
+                            + " כשהשרת במחשב זה או ברשת פרטית.",
                             "The address must begin with https://, or with http:// where the server is on this machine or a private network.")
     }
     function on(message: string): string {
@@ -53,12 +86,15 @@ Label {
         case "Server unavailable. Encrypted cached data retained.":
         case "Identity check unavailable; encrypted queue retained.":
         case "Server did not acknowledge this request; original encrypted queue retained":
-        case "Unable to list workspaces for this account":
         case "Report request failed":
         case "Export failed":
         case "Import preview failed":
         case "Import failed":
-            return controller.sessionRefused ? signInAgain() : ""
+            return signIn()
+        case "Unable to list workspaces for this account":
+            return signIn() || noWorkspace(window.label("כדי לנסות שוב, ", "To try again, "))
+        case "This account has no workspace yet. Create one on its Web account page.":
+            return noWorkspace(window.label("אחרי שתהיה שם סביבת עבודה, ", "When there is one, "))
         case "KWallet / OS credential storage is locked or unavailable. Online mode remains available; offline writes are disabled.":
         case "OS secure storage denied the key; no plaintext fallback was used.":
         case "Open KWallet / OS credential storage before recording time. Online reports and reads remain available; no unprotected write queue is used.":
@@ -67,6 +103,22 @@ Label {
             return databaseRefused()
         case "Secure storage could not be opened; offline writes are disabled.":
             return storageUnreadable()
+        case "Timer.Kelvaro is already open on this server; offline writes are disabled in this window.":
+            return openElsewhere()
+        case "Encrypted account/queue could not be authenticated; no identity fallback was attempted":
+            return recordUnreadable()
+        case "Secure key generation failed":
+            return window.label("המערכת לא סיפקה מספרים אקראיים למפתח. הפעל את המחשב מחדש, ואז ",
+                                "The system gave no random numbers for a key. Restart the machine, then ") + connectAgain
+        case "Account changed; pending work was not reassigned":
+        case "Account changed; queued work was NOT reassigned.":
+            return anotherAccount()
+        case "CSV must be UTF-8":
+            return window.label("שמור את הקובץ שוב כ־UTF-8 בלי סימן סדר בתים (BOM). \"CSV UTF-8\" של גיליון אלקטרוני עלול להוסיף אותו; עורך טקסט יכול להסיר אותו.",
+                                "Save the file again as UTF-8 without a byte-order mark. A spreadsheet's \"CSV UTF-8\" may add one; a text editor can take it off.")
+        case "CSV unavailable or exceeds 900KB limit":
+            return window.label("ודא שאפשר לקרוא את הקובץ. היסטוריה ארוכה יותר מחלקים לקבצים לפי שנים או חודשים.",
+                                "See that the file can be read. A longer history is split into files by years or months.")
         case "The write was not accepted because secure local storage failed.":
         case "Secure local save failed; the retained queue was not acknowledged locally.":
         case "Secure local acknowledgement save failed; original queue retained for replay":
