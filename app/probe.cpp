@@ -61,5 +61,5 @@ void Probe::write() {
         // The picture is a convenience; the result file alone is the outcome.
         static_cast<void>(m_window->grabWindow().save(m_file + u".png"_s));
     }
-    QCoreApplication::exit(); // quit() asks the window, which beside a tray would only hide
+    QCoreApplication::quit();
 }

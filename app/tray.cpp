@@ -26,8 +26,8 @@ Tray::Tray(Controller& controller, QQuickWindow* window)
     QObject::connect(m_menu.addAction(u"Stop timer"_s), &QAction::triggered, &m_menu,
                      [this] { stopTimer(); });
     m_menu.addSeparator();
-    QObject::connect(m_menu.addAction(u"Quit"_s), &QAction::triggered, qApp,
-                     [] { QCoreApplication::exit(); }); // quit() asks the window, which would only hide
+    // With widgets linked it asks them alone: a window of ours, which would only hide, is not asked.
+    QObject::connect(m_menu.addAction(u"Quit"_s), &QAction::triggered, qApp, &QCoreApplication::quit);
 
     const auto follow = [this] {
         followTimer(!m_controller.timer().isEmpty());
