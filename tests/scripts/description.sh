@@ -41,7 +41,7 @@ for name in timer-kelvaro timer-kelvaro-devserver; do
             fail "bash offers no files after $option of $name"
         [ "$(completed "$name" "$option" = "$build/CMakeC")" = "$build/CMakeCache.txt" ] ||
             fail "bash offers no files after $option= of $name"
-        (cd "$build" && completed "$name" "$option" =) | grep -qxF CMakeCache.txt ||
+        grep -qxF CMakeCache.txt <<<"$(cd "$build" && completed "$name" "$option" =)" ||
             fail "bash offers nothing at once after $option= of $name"
         grep -qE -e "^$option=.*:_files$" <<<"$zsh" || fail "zsh offers no files after $option of $name"
     done

@@ -119,7 +119,7 @@ done
 says 'bootstrap: these packages are missing, and without sudo only root can install them: dbus gnome-keyring xvfb' \
     PATH="$folder/programs" "$folder/checkout/scripts/bootstrap" session
 # Where apt speaks another language, too.
-says 'bootstrap: these packages are missing, and without sudo only root can install them: clang-format-14 clang-tidy shellcheck appstream desktop-file-utils git reuse' \
+says 'bootstrap: these packages are missing, and without sudo only root can install them: clang-format-14 clang-tidy shellcheck appstream desktop-file-utils git patch reuse' \
     -u LC_ALL PATH="$folder/programs" "$folder/checkout/scripts/bootstrap" check
 stub sudo 'exit 1'
 bootstrap=(PATH="$folder/programs:$PATH" "$folder/checkout/scripts/bootstrap" session)
