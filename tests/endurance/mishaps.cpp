@@ -41,11 +41,11 @@ void Storm::restart() {
     });
     if (alone) {
         QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit");
-        calm(); // what it still asks for is asked under its own name
         if (pressed && client.message() == waits) {
             m_ledger->blame(u"what was pressed was forgotten at the program's end"_s);
         }
     }
+    calm(); // what it still asks for is asked under its own name
     here.restart();
 }
 
