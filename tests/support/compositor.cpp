@@ -15,10 +15,15 @@ namespace {
 
 const QString socket = u"wayland-test"_s;
 
+/// One that waits for what does not come is ended, for another attempt.
 bool succeeds(QProcess& process, const QString& file, const QStringList& arguments) {
+    constexpr int attemptMs = 5000;
     process.start(file, arguments);
-    return process.waitForFinished(Screen::patienceMs) && process.exitStatus() == QProcess::NormalExit &&
-           process.exitCode() == 0;
+    if (!process.waitForFinished(attemptMs)) {
+        process.kill();
+        process.waitForFinished();
+    }
+    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
 } // namespace
@@ -52,6 +57,9 @@ void Compositor::show(Program& program) {
 }
 
 QString Compositor::clipboard() {
+    if (!giveKeyboard()) {
+        return {};
+    }
     QProcess paste;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"WAYLAND_DISPLAY"_s, socket);

@@ -25,7 +25,8 @@ public:
     [[nodiscard]] static bool giveKeyboard();
     /// Where a program starts that is to be seen here.
     static void show(Program& program);
-    /// The clipboard, as another program of this compositor gets it.
+    /// The clipboard, as another program of this compositor gets it, which needs the keyboard for it;
+    /// empty when it does not get it soon.
     [[nodiscard]] static QString clipboard();
 
 private:
