@@ -12,8 +12,8 @@
 namespace devserver {
 namespace {
 
-constexpr int mostKept = 20;              // of one user
-constexpr qsizetype pieceSize = 8 * 1024; // bytes of rows that are stored as one
+constexpr int mostKept = 20;          // of one user
+constexpr qsizetype pieceSize = 8192; // bytes of rows that are stored as one
 
 ApiError noSnapshot() {
     return notFound(u"This report does not exist here, or is not yours; run the report again."_s);
