@@ -50,8 +50,8 @@ QJsonArray queueOf(const QJsonObject& state) {
     return state.value(documentkey::queue).toArray();
 }
 
-/// What the server has for the refused item's entry: reloads refresh the snapshot, the verdict stays as it
-/// was. {} when the server never showed such an entry.
+/// What the server has for the refused item's entry. The verdict is newer than the snapshot at first; then
+/// reloads refresh that one, and the verdict stays as it was. {} when the server never showed such an entry.
 QJsonObject serverEntry(const QJsonObject& state, const QJsonObject& item) {
     const QJsonObject mutation = mutationOf(item);
     const QJsonArray entries = state.value(documentkey::snapshot)["time_entries"_L1].toArray();
@@ -59,7 +59,10 @@ QJsonObject serverEntry(const QJsonObject& state, const QJsonObject& item) {
         return entry["id"_L1] == mutation.value(entityIdKey) &&
                entry[workspaceIdKey] == mutation.value(workspaceIdKey);
     });
-    return found != entries.end() ? found->toObject() : item.value(resultKey)["canonical"_L1].toObject();
+    const QJsonObject told = item.value(resultKey)["canonical"_L1].toObject();
+    const bool isListed =
+        found != entries.end() && (*found)["version"_L1].toDouble() >= told.value("version"_L1).toDouble();
+    return isListed ? found->toObject() : told;
 }
 
 /// Servers put their sentence in different places.

@@ -117,7 +117,7 @@ private Q_SLOTS:
     void findsTheServersSentence();
     void showsFieldsSideBySide_data();
     void showsFieldsSideBySide();
-    void theSnapshotIsNewerThanTheVerdict();
+    void showsTheNewerOfSnapshotAndVerdict();
     void readsTimesInTheZone_data();
     void readsTimesInTheZone();
     void aCreationLeavesWithTheLaterChangesOfItsEntry_data();
@@ -229,11 +229,13 @@ void RetainedTest::showsFieldsSideBySide() {
     QTEST(fieldsOf(state), "fields");
 }
 
-void RetainedTest::theSnapshotIsNewerThanTheVerdict() {
+void RetainedTest::showsTheNewerOfSnapshotAndVerdict() {
     QJsonObject canonical = entry(u"e"_s, 4);
     canonical.insert(u"description"_s, u"Then"_s);
     const QJsonArray queue{edit(u"e"_s, u"conflict"_s, {{u"canonical"_s, canonical}})};
     QCOMPARE(fieldsOf(document(queue)).first().toObject().value(u"server").toString(), u"Then"_s);
+    QCOMPARE(fieldsOf(document(queue, {entry(u"e"_s, 3)})).first().toObject().value(u"server").toString(),
+             u"Then"_s);
     QCOMPARE(fieldsOf(document(queue, {entry(u"e"_s, 5)})).first().toObject().value(u"server").toString(),
              u"Theirs"_s);
 }
@@ -306,6 +308,8 @@ void RetainedTest::sendsTheSameChangeAgainAsANewOne_data() {
     QTest::newRow("the verdict's version") << edit(u"e"_s, conflict, verdict) << QJsonArray() << 8;
     QTest::newRow("the snapshot's before the verdict's")
         << edit(u"e"_s, conflict, verdict) << QJsonArray{entry(u"e"_s, 9)} << 9;
+    QTest::newRow("the verdict's before an older snapshot's")
+        << edit(u"e"_s, conflict, verdict) << QJsonArray{entry(u"e"_s, 7)} << 8;
     QTest::newRow("as recorded where the server has none")
         << edit(u"e"_s, u"rejected"_s) << QJsonArray{entry(u"f"_s, 9)} << 3;
     QTest::newRow("a stop") << stop(u"e"_s, conflict) << QJsonArray{entry(u"e"_s, 9)} << 9;
