@@ -122,15 +122,18 @@ void Storm::leaveRefused(Seat& seat) {
         setAside(seat, lastCopy, &Controller::removeRetained);
         return;
     }
-    // Nobody else does anything until it is there.
+    // Nobody else does anything until it is there; what they did before, a second refusal tells.
     const QJsonObject wish = mutationAt(client, 0);
-    client.resendRetained();
-    calm();
-    while (seat.proxy.waiting() > 0 && m_ledger->problem().isEmpty()) {
-        flowOn(seat);
+    const auto isRefused = [&] { return isSameWish(mutationAt(client, 0), wish) && wouldDo(); };
+    for (int attempt = 0; attempt < 2 && isRefused(); ++attempt) {
+        client.resendRetained();
         calm();
+        while (seat.proxy.waiting() > 0 && m_ledger->problem().isEmpty()) {
+            flowOn(seat);
+            calm();
+        }
     }
-    if (isSameWish(mutationAt(client, 0), wish) && wouldDo()) {
+    if (isRefused()) {
         m_ledger->blame(u"what the server would take is refused when it is sent again"_s);
     }
     ++m_states[u"sent again at the end"_s];
