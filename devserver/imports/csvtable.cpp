@@ -92,7 +92,7 @@ char separatorOf(QByteArrayView text) {
 std::optional<char> takeNamedSeparator(QByteArrayView& text) {
     QByteArrayView rest = text;
     QByteArray line = takeLine(rest).toByteArray().toLower();
-    line.replace('"', "").replace('\r', "").replace('\n', "");
+    line.replace('"', "").replace(' ', "").replace('\r', "").replace('\n', ""); // but a tab may be named
     if (line.size() != 5 || !line.startsWith("sep=")) {
         return std::nullopt;
     }

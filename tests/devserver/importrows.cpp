@@ -56,6 +56,8 @@ void TestDevserverImportRows::filesAreReadInManyForms_data() {
     QTest::newRow("a named tab") << u"sep=\t\r\nDescription\tStart date\tStart time\tDuration\r\n"
                                     "x\t2025-06-01\t09:00\t1:00"_s
                                  << u"x"_s;
+    QTest::newRow("a named separator between blanks")
+        << u" sep=; \nDescription;Start date;Start time;Duration\nx;2025-06-01;09:00;1:00"_s << u"x"_s;
     QTest::newRow("a quoted named separator")
         << u"\"sep=|\"\nDescription|Start date|Start time|Duration\nx|2025-06-01|09:00|1:00"_s << u"x"_s;
     QTest::newRow("a comma behind every line") << header + u",\nx,"_s + anyRow + u",\n"_s << u"x"_s;
