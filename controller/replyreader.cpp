@@ -14,6 +14,11 @@ constexpr qint64 unreadBytes = 1048576;
 /// of entries, 3.4 MB, come through in it at a quarter of a megabit a second.
 constexpr int deadlineMs = 120000;
 
+/// Later releases of Qt tell the transfer time-out from an end that was called for.
+bool isGivenUp(QNetworkReply::NetworkError error) {
+    return error == QNetworkReply::OperationCanceledError || error == QNetworkReply::TimeoutError;
+}
+
 } // namespace
 
 ReplyReader::ReplyReader(QNetworkReply& reply, qsizetype largest)
@@ -32,11 +37,11 @@ ReplyReader::~ReplyReader() {
 }
 
 bool ReplyReader::timedOut() const {
-    return m_reply.error() == QNetworkReply::OperationCanceledError && !m_tooLarge;
+    return isGivenUp(m_reply.error()) && !m_tooLarge;
 }
 
 void ReplyReader::read() {
-    if (m_reply.error() == QNetworkReply::OperationCanceledError) {
+    if (isGivenUp(m_reply.error())) {
         forget();
         return;
     }

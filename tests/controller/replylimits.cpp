@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "controller/replyreader.h"
 #include "tests/controller/flood.h"
 #include "tests/support/client.h"
 #include "tests/support/desk.h"
@@ -6,9 +7,12 @@
 #include <QNetworkReply>
 #include <QRandomGenerator>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 #include <QTimer>
 
+#include <memory>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -69,6 +73,7 @@ private Q_SLOTS:
     void workCanBeKeptBesideTheLargestSnapshot();
     void anEndlessReplyIsReadUpToTheLimit();
     void aReplyThatTricklesIsEnded();
+    void aReplyThatFallsSilentHasNoBody();
     void aCompressedReplyIsReadWhole();
     void aCompressedReplyAboveTheLimitIsRefused();
 };
@@ -179,6 +184,24 @@ void ReplyLimitsTest::aReplyThatTricklesIsEnded() {
     QTRY_VERIFY(!controller.busy());
     QVERIFY(controller.message().startsWith(u"Session unavailable"));
     QTRY_COMPARE(flood.clients(), 0);
+}
+
+// Each release of Qt has its own name for the end of it.
+void ReplyLimitsTest::aReplyThatFallsSilentHasNoBody() {
+    QTcpServer server;
+    connect(&server, &QTcpServer::newConnection, &server, [&server] {
+        server.nextPendingConnection()->write("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{}");
+    });
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QNetworkAccessManager network;
+    QNetworkRequest request(QUrl(u"http://127.0.0.1:%1/"_s.arg(server.serverPort())));
+    request.setTransferTimeout(500);
+    const std::unique_ptr<QNetworkReply> reply(network.get(request));
+    const auto* const reader = new ReplyReader(*reply);
+    QTRY_COMPARE(reader->body(), "{}"_ba);
+    QTRY_VERIFY(reply->isFinished());
+    QVERIFY(reader->timedOut());
+    QCOMPARE(reader->body(), QByteArray());
 }
 
 void ReplyLimitsTest::aCompressedReplyIsReadWhole() {
