@@ -9,6 +9,7 @@
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
+#include <QNetworkProxyFactory>
 #include <QNetworkReply>
 #include <QUrl>
 #include <QUuid>
@@ -27,6 +28,17 @@ constexpr int revocationTimeoutMs = 10000;
 const QString loginPath = u"/auth/login"_s;
 /// Below this a reply is parsed sooner than it is worth remembering.
 constexpr qsizetype largeReplyBytes = 65536;
+
+/// Plain HTTP is for this machine and its private network, and goes nowhere else: a proxy may stand anywhere.
+class DirectToNeighbours : public QNetworkProxyFactory {
+public:
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override {
+        if (query.url().scheme() == u"http") {
+            return {QNetworkProxy::NoProxy};
+        }
+        return proxyForQuery(query);
+    }
+};
 
 QNetworkRequest requestTo(const QString& server, const QString& path, const QString& token,
                           int timeoutMs = transferTimeoutMs) {
@@ -67,6 +79,7 @@ QString area(const QString& path) {
 
 ServerLink::ServerLink(QObject* parent) : QObject(parent), m_network(this), m_reading(this) {
     m_reading.setMaxThreadCount(1); // so that replies are delivered as they came
+    m_network.setProxyFactory(new DirectToNeighbours);
 }
 
 void ServerLink::dropReplies() {

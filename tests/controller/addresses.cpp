@@ -2,6 +2,8 @@
 #include "controller/controller.h"
 #include "tests/support/client.h"
 
+#include <QNetworkAccessManager>
+#include <QNetworkProxyFactory>
 #include <QNetworkReply>
 #include <QSettings>
 #include <QSignalSpy>
@@ -38,6 +40,7 @@ private Q_SLOTS:
     void anUnavailableVaultIsShownVerbatimAndClearsBusy();
     void aSecondConnectWhileBusyIsIgnored();
     void withoutStorageNothingIsRecorded();
+    void plainHttpGoesThroughNoProxy();
 };
 
 void AddressesTest::anAcceptedAddressIsNormalisedAndStored_data() {
@@ -155,6 +158,20 @@ void AddressesTest::withoutStorageNothingIsRecorded() {
     QVERIFY(queueOf(controller).isEmpty());
     QVERIFY(controller.timer().isEmpty());
     QVERIFY(!controller.persist());
+}
+
+void AddressesTest::plainHttpGoesThroughNoProxy() {
+    const QNetworkProxy system(QNetworkProxy::HttpProxy, u"127.0.0.1"_s, 9);
+    QNetworkProxy::setApplicationProxy(system);
+    const auto reset = qScopeGuard([] { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); });
+    const Controller controller;
+    const auto proxyTo = [&controller](const QString& address) {
+        return networkOf(controller).proxyFactory()->queryProxy(QNetworkProxyQuery(QUrl(address)));
+    };
+    const QList<QNetworkProxy> none{QNetworkProxy::NoProxy};
+    QCOMPARE(proxyTo(u"http://192.168.5.5:18080/v1/me"_s), none);
+    QCOMPARE(proxyTo(u"http://localhost:3000/v1/me"_s), none);
+    QCOMPARE(proxyTo(u"https://timer.example.org/v1/me"_s), QList<QNetworkProxy>{system});
 }
 
 QTEST_MAIN(AddressesTest)

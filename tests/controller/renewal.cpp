@@ -81,7 +81,6 @@ class RenewalTest : public QObject {
 
 private Q_SLOTS:
     void init() { startClean(); }
-    void cleanup() { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); }
 
     void aRefusedSessionIsNoticed_data();
     void aRefusedSessionIsNoticed();
@@ -434,8 +433,9 @@ void RenewalTest::renewalIsRefusedBeforeAnythingIsSent() {
     if (unprotected) {
         const QString server = u"http://10.0.0.1:9"_s;
         proxy.answer("GET", server + mePath, refusal());
-        QNetworkProxy::setApplicationProxy(
-            {QNetworkProxy::HttpProxy, u"127.0.0.1"_s, static_cast<quint16>(QUrl(proxy.url()).port())});
+        networkOf(client.controller)
+            .setProxy(
+                {QNetworkProxy::HttpProxy, u"127.0.0.1"_s, static_cast<quint16>(QUrl(proxy.url()).port())});
         const QJsonObject state = client.controller.durableState();
         client.controller.applyDurable({});
         client.controller.connectServer(server);
