@@ -102,8 +102,8 @@ rm -- "$folder/programs/gnome-keyring-daemon"
 # Nothing of the caller's desktop gets into one.
 found=$("${plain[@]}" KDE_FULL_SESSION=true GNOME_SHELL=1 GTK_THEME=Dark XDG_SESSION_ID=1 XDG_CURRENT_DESKTOP=KDE \
     QT_SCALE_FACTOR=2 QT_FONT_DPI=120 QT_STYLE_OVERRIDE=kvantum QT_QPA_PLATFORMTHEME=kde QT_IM_MODULES=ibus \
-    XMODIFIERS=@im=ibus XAUTHORITY=/nowhere PGHOST=nowhere TZ=Asia/Tokyo http_proxy=http://127.0.0.1:9 \
-    "$folder/checkout/session" -- env | grep -E '^(KDE|GNOME|GTK|XDG_SESSION|XDG_CURRENT|QT_|X[AM]|PG|TZ|http)' || true)
+    XMODIFIERS=@im=ibus XAUTHORITY=/nowhere SESSION_MANAGER=local/nowhere ICEAUTHORITY=/nowhere PGHOST=nowhere TZ=Asia/Tokyo http_proxy=http://127.0.0.1:9 \
+    "$folder/checkout/session" -- env | grep -E '^(KDE|GNOME|GTK|XDG_SESSION|SESSION_|ICE|XDG_CURRENT|QT_|X[AM]|PG|TZ|http)' || true)
 [ "$found" = QT_QPA_PLATFORM=offscreen ] || { printf 'FAIL: the caller'"'"'s desktop reaches a session:\n%s\n' "$found" >&2; exit 1; }
 echo "PASS: the caller's desktop stays outside"
 
@@ -142,6 +142,23 @@ stub sudo 'exit 1'
 failure=0 says '' CXX= "${bootstrap[@]:0:2}" run
 says 'bootstrap: sudo refused, so nothing was installed; give the right password, or let somebody install these packages whose account may use sudo.' \
     "${bootstrap[@]:0:2}" run test
+# Nor where it cannot be had.
+stub sudo 'exec "$@"'
+# shellcheck disable=SC2016 # expanded by the stub
+stub apt-get 'case "$*" in *update*) exit 0 ;; *ccache* | *fonts*) exit 100 ;; esac'
+failure=0 says 'bootstrap: going on without these packages, which are useful but not needed: ccache fonts-croscore' \
+    CXX= "${bootstrap[@]:0:2}" run
+says "$uninstalled" "${bootstrap[@]:0:2}" run test
+# PostgreSQL that comes for the tests alone starts no server, also where another server's client is.
+# shellcheck disable=SC2016 # expanded by the stub
+stub dpkg-query 'for package; do :; done; case $package in postgresql | "$NONE") exit 1 ;; *) echo installed ;; esac'
+stub apt-get 'exit 0'
+# shellcheck disable=SC2016 # expanded by the stub
+stub sudo 'case $1 in mkdir) ;; tee) cat >/dev/null; echo "$2" >&2 ;; *) exec "$@" ;; esac'
+failure=0 says /etc/postgresql-common/createcluster.d/timer-kelvaro.conf CXX= NONE=postgresql-common \
+    "${bootstrap[@]:0:2}" test
+failure=0 says '' CXX= NONE= "${bootstrap[@]:0:2}" test
+stub sudo 'exit 1'
 # A browser that the tests were told of spares the system's.
 stub dpkg-query 'case "$*" in *chromium*) exit 1 ;; *) echo installed ;; esac'
 mkdir -p "$folder/checkout/build/dev"
