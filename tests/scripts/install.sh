@@ -14,8 +14,13 @@ umask 077
 cmake --install "$1" --prefix "$folder/prefix" >/dev/null
 for component in client devserver; do
     cmake --install "$1" --prefix "$folder/$component" --component "$component" >/dev/null
-    [ -s "$folder/$component/share/doc/timer-kelvaro/LICENSE" ] || fail "the component $component has no licence"
+    compgen -G "$folder/$component/share/doc/*/LICENSE" >/dev/null || fail "the component $component has no licence"
 done
+both=$(comm -12 <(cd -- "$folder/client" && find . -type f | sort) <(cd -- "$folder/devserver" && find . -type f | sort))
+[ -z "$both" ] || fail "in either component:" "$both"
+# A folder that is named from here, and that is not there yet.
+(cd -- "$folder" && DESTDIR=staged timeout 60 cmake --install "$1" --prefix /usr --component client >/dev/null) &&
+    [ -x "$folder/staged/usr/bin/timer-kelvaro" ] || fail "nothing was installed into a folder beside"
 cd -- "$folder"
 [ -x client/bin/timer-kelvaro ] || fail "nothing was installed"
 odd=$(find prefix client devserver \( -type d -o -path '*/bin/*' \) ! -perm 755 -printf '%m %p\n' -o \
@@ -29,7 +34,7 @@ debian=$(find . -name copyright -o -name 'changelog*')
 [ -z "$debian" ] || fail "installed for Debian alone:" "$debian"
 cd prefix
 
-twice=$(find . -type f -exec sha256sum {} + | sort | uniq -w 64 --all-repeated)
+twice=$(find . -type f ! -name LICENSE -exec sha256sum {} + | sort | uniq -w 64 --all-repeated)
 [ -z "$twice" ] || fail "installed twice:" "$twice"
 
 # Links and pictures within a document lead to what is there.
@@ -54,8 +59,9 @@ grep -qx "Name=$id" "share/dbus-1/services/$id.service" || fail "the bus starts 
 grep -qF "<id>$id</id>" "share/metainfo/$id.metainfo.xml" || fail "the metadata have another name"
 grep -qF ">$id.desktop</launchable>" "share/metainfo/$id.metainfo.xml" || fail "the metadata start something else"
 [ -x "bin/$(sed -n 's/^Exec=//p' "$entry")" ] || fail "the desktop entry starts something else"
-[[ $(sed -n 's/^Exec=//p' "share/dbus-1/services/$id.service") = /*/bin/timer-kelvaro ]] ||
-    fail "the bus starts something else"
+started_from() { sed -n 's/^Exec=//p' "$1/share/dbus-1/services/$id.service"; }
+[ "$(started_from .)" = "\"$folder/prefix/bin/timer-kelvaro\"" ] || fail "the bus starts something else"
+[ "$(started_from "$folder/staged/usr")" = '"/usr/bin/timer-kelvaro"' ] || fail "the bus starts what was staged"
 
 # The newest release that the metadata name is this one.
 version=$(sed -nE 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$1/CMakeCache.txt")
