@@ -2,6 +2,7 @@
 #include "app/absencewatch.h"
 #include "app/commandline.h"
 #include "app/display.h"
+#include "app/endsignals.h"
 #include "app/foreground.h"
 #include "app/handover.h"
 #include "app/instance.h"
@@ -194,6 +195,7 @@ int main(int argc, char* argv[]) {
         probe.emplace(controller, window, *probeFile);
     } else {
         absences.emplace(controller);
+        quitOnSignals();
     }
     QTimer::singleShot(0, &controller, [&controller, server] { controller.connectServer(server); });
     return run(engine);

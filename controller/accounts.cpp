@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "controller/controller.h"
 #include "controller/replies.h"
+#include "controller/serveraddress.h"
 #include "state/accountstate.h"
 
 #include <QJsonDocument>
@@ -91,6 +92,7 @@ void Controller::applyLogoutReply(int status) {
     m_signingOut = false;
     // 401: the server no longer knows the session, so there is nothing left to end.
     if (status != 200 && status != 204 && status != 401) {
+        m_personal.signOutUnconfirmed = true;
         fail(u"Logout not confirmed; account and protected cache retained"_s);
         return;
     }
@@ -102,6 +104,21 @@ void Controller::applyLogoutReply(int status) {
     }
     changeAccount(state);
     fail(u"Signed out. No private developer fallback was opened automatically."_s);
+}
+
+bool Controller::signOutUnconfirmed() const {
+    return m_personal.signOutUnconfirmed;
+}
+
+void Controller::leaveServer(const QString& url) {
+    if (m_busy || m_syncing || !m_personal.signOutUnconfirmed) {
+        return;
+    }
+    const std::optional<QString> address = serverAddress(url);
+    if (address && address != m_link.address() && m_document.queue.isEmpty()) {
+        changeAccount({});
+    }
+    connectServer(url);
 }
 
 void Controller::changeAccount(const QJsonObject& state) {

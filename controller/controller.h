@@ -63,6 +63,7 @@ class Controller : public QObject {
     Q_PROPERTY(int weekday READ weekday NOTIFY changed)
     Q_PROPERTY(bool signInWanted READ signInWanted NOTIFY changed)
     Q_PROPERTY(bool timerLocked READ timerLocked NOTIFY changed)
+    Q_PROPERTY(bool signOutUnconfirmed READ signOutUnconfirmed NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -137,6 +138,8 @@ public:
     [[nodiscard]] bool signInWanted() const;
     /// The running timer, or without one a timer that starts now, reaches into a closed period.
     [[nodiscard]] bool timerLocked() const;
+    /// The server has not confirmed the last sign-out, nor answered since.
+    [[nodiscard]] bool signOutUnconfirmed() const;
 
     // What a person can do
 
@@ -191,6 +194,9 @@ public:
     Q_INVOKABLE void stopTimerAt(const QString& moment);
     /// The same, and starts one with the same description, project and billable now.
     Q_INVOKABLE void restartTimerFrom(const QString& moment);
+    /// Connects to another server once this one has not confirmed a sign-out. The account stays signed in,
+    /// sealed in the store of its own server.
+    Q_INVOKABLE void leaveServer(const QString& url);
     /// What speaks against a manual entry with these times, the first that holds:
     /// "order" (the end is not after the start), "period" (the server will refuse it: it
     /// lies in a closed period), "offset" (a time names none, so what it means depends on
@@ -249,6 +255,9 @@ Q_SIGNALS:
     /// A personal session ended, or somebody else than before is at work here: what the one before
     /// typed must not stay. Comes before the changed() of the new state reaches anybody.
     void accountLeft();
+    /// The program ends, and nothing is `busy` any more: a change that waited for that is recorded now or
+    /// never.
+    void ending();
 
 private:
     /// A load of the workspace that is under way, as it was asked for.
@@ -289,6 +298,7 @@ private:
         bool importPaused = false;
         bool sessionRefused = false;
         bool signInWanted = false;
+        bool signOutUnconfirmed = false;
         std::optional<Press> press;
         QString undoable; ///< the entry that was deleted last
         Absences absences;

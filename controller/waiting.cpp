@@ -57,10 +57,11 @@ void Controller::noticeIdle() {
 }
 
 void Controller::recordWaiting() {
+    m_busy = false;
     if (m_personal.press) {
-        m_busy = false;
         carryOutPress();
     }
+    Q_EMIT ending();
 }
 
 void Controller::resumeWaiting() {

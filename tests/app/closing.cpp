@@ -3,9 +3,12 @@
 #include "tests/support/devserver.h"
 #include "tests/support/keyring.h"
 #include "tests/support/program.h"
+#include "tests/support/sample.h"
 #include "tests/support/screen.h"
 
 #include <QTest>
+
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 
@@ -23,6 +26,8 @@ private Q_SLOTS:
     void endsTheProgramAtAnyMomentOfItsStart_data();
     void endsTheProgramAtAnyMomentOfItsStart();
     void endsTheProgramWhileTheKeyringAsksForItsPassword();
+    void aSignalEndsTheProgramWithWhatWaitsRecorded_data();
+    void aSignalEndsTheProgramWithWhatWaitsRecorded();
 };
 
 void ClosingTest::initTestCase() {
@@ -76,6 +81,40 @@ void ClosingTest::endsTheProgramWhileTheKeyringAsksForItsPassword() {
         QCOMPARE(program.exitCode(), 0);
         QCOMPARE(program.output(), QByteArray());
     }
+}
+
+void ClosingTest::aSignalEndsTheProgramWithWhatWaitsRecorded_data() {
+    QTest::addColumn<int>("number");
+    QTest::newRow("the end of the desktop session") << SIGTERM;
+    QTest::newRow("Ctrl+C in its terminal") << SIGINT;
+    QTest::newRow("its terminal is closed") << SIGHUP;
+}
+
+void ClosingTest::aSignalEndsTheProgramWithWhatWaitsRecorded() {
+    QFETCH(const int, number);
+    ScriptedPeer peer;
+    sample::serve(peer, sample::oneEntry());
+    Program program;
+    program.start({u"--server"_s, peer.url()});
+    QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, u"Connected to PostgreSQL"_s),
+                             Screen::patienceMs);
+    peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::only(PeerReply::Delivery::Hold));
+    QVERIFY(m_screen.clickUntil(program, Element::Role::Button, u"סנכרון (0)"_s,
+                                [&peer] { return peer.held() == 1; }));
+    QVERIFY(m_screen.key(u"ctrl+shift+space"_s));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        program.shows(Element::Role::Label,
+                      u"The server is being asked; the timer follows as soon as that has ended."_s),
+        Screen::patienceMs);
+
+    QCOMPARE(::kill(pid_t(program.id()), number), 0);
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.output(), QByteArray());
+    peer.goOffline();
+    program.start({u"--server"_s, peer.url()});
+    QTRY_VERIFY_WITH_TIMEOUT(!program.usable(Element::Role::Button, u"סנכרון (1)"_s).isNull(),
+                             Screen::patienceMs);
+    program.kill();
 }
 
 QTEST_MAIN(ClosingTest)

@@ -31,6 +31,9 @@ private Q_SLOTS:
     void signOutSurvivesARestart();
     void signOutUnconfirmedKeepsTheAccount_data();
     void signOutUnconfirmedKeepsTheAccount();
+    void aServerThatDoesNotConfirmCanBeLeft();
+    void aServerIsNotLeftWhileWorkWaits();
+    void aServerThatAnswersAgainIsNotLeft();
     void signOutWithoutASessionDoesNothing();
     void signOutIsIgnoredWhileARequestIsUnderWay();
     void signOutWithPendingWorkIsRefused();
@@ -134,6 +137,68 @@ void SignOutTest::signOutUnconfirmedKeepsTheAccount() {
     QVERIFY(!client.controller.busy());
     QCOMPARE(client.controller.durableState(), before);
     QVERIFY(client.showsOldWork());
+}
+
+void SignOutTest::aServerThatDoesNotConfirmCanBeLeft() {
+    ScriptedPeer other;
+    sample::serve(other, sample::oneEntry());
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    QVERIFY(client.lookAround());
+    client.controller.leaveServer(other.url());
+    QCOMPARE(client.controller.server(), client.peer.url());
+    client.peer.answer("POST", AccountClient::logoutPath(), PeerReply::only(PeerReply::Delivery::Close));
+    client.controller.logoutAccount();
+    QTRY_VERIFY(client.controller.signOutUnconfirmed());
+    client.peer.forgetRequests();
+
+    client.controller.leaveServer(u"ftp://nowhere"_s);
+    QCOMPARE(client.controller.message(), u"Use HTTPS or the trusted private development server"_s);
+    QVERIFY(client.controller.accountSignedIn());
+    QSignalSpy left(&client.controller, &Controller::accountLeft);
+    client.controller.leaveServer(other.url());
+    QCOMPARE(left.size(), 1);
+    QVERIFY(client.showsNoWork());
+    QTRY_COMPARE(client.controller.message(), u"Connected to PostgreSQL"_s);
+    QVERIFY(!client.controller.accountSignedIn());
+    QVERIFY(!client.controller.signOutUnconfirmed());
+    QCOMPARE(other.log(), sample::connectionLog());
+    for (const PeerRequest& request : other.requests()) {
+        QVERIFY(!request.headers.contains("authorization"));
+    }
+    QVERIFY(client.peer.log().isEmpty());
+
+    // Should it answer again, everything is there.
+    client.controller.connectServer(client.peer.url());
+    QTRY_VERIFY(client.controller.accountSignedIn());
+}
+
+void SignOutTest::aServerIsNotLeftWhileWorkWaits() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.peer.answer("POST", AccountClient::logoutPath(), PeerReply::json({}, 500));
+    client.controller.logoutAccount();
+    QTRY_VERIFY(client.controller.signOutUnconfirmed());
+    QVERIFY(client.queueWork());
+    const QJsonObject before = client.controller.durableState();
+    client.controller.leaveServer(u"http://127.0.0.1:1"_s);
+    QCOMPARE(client.controller.message(), u"Pending work prevents changing server or account"_s);
+    QCOMPARE(client.controller.durableState(), before);
+    QCOMPARE(client.controller.server(), client.peer.url());
+}
+
+void SignOutTest::aServerThatAnswersAgainIsNotLeft() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.peer.answer("POST", AccountClient::logoutPath(), PeerReply::json({}, 500));
+    client.controller.logoutAccount();
+    QTRY_VERIFY(client.controller.signOutUnconfirmed());
+    client.controller.refresh();
+    QTRY_VERIFY(!client.controller.signOutUnconfirmed());
+    QVERIFY(client.controller.accountSignedIn());
 }
 
 void SignOutTest::signOutWithoutASessionDoesNothing() {

@@ -106,6 +106,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "int weekday by changed",
         "bool signInWanted by changed",
         "bool timerLocked by changed",
+        "bool signOutUnconfirmed by changed",
     };
     QCOMPARE(properties, expected);
 }
@@ -123,7 +124,7 @@ void SurfaceTest::propertiesAreReadOnly() {
 }
 
 void SurfaceTest::signalsInDeclaredOrder() {
-    const QList<QByteArray> expected{"changed()", "tick()", "ready()", "accountLeft()"};
+    const QList<QByteArray> expected{"changed()", "tick()", "ready()", "accountLeft()", "ending()"};
     QCOMPARE(methodsOf(QMetaMethod::Signal), expected);
 }
 
@@ -161,6 +162,7 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "keepTime()",
         "stopTimerAt(QString)",
         "restartTimerFrom(QString)",
+        "leaveServer(QString)",
     };
     // Questions come behind the actions.
     const QList<QByteArray> questions{"manualNotice(QString,QString)", "reportRange(QString)"};

@@ -46,6 +46,7 @@ private Q_SLOTS:
     void aRenamedAccountLeavesWhatWasTyped();
     void theSameIdOfAnotherServerIsAnotherAccount();
     void aPasswordIsForgottenWithItsServer();
+    void aServerThatDoesNotConfirmASignOutCanBeLeft();
     void anUnreadableRecordIsNotCalledAQueue();
     void theTimeOfAnotherAccountIsNotShown();
     void nothingOfOneAccountIsOnTheScreenOfTheNext();
@@ -193,6 +194,26 @@ void WindowAccountTest::aPasswordIsForgottenWithItsServer() {
     QCOMPARE(text("password"), u"secret"_s);
     m_fixture->unlock(deadServer());
     QCOMPARE(text("password"), QString());
+}
+
+void WindowAccountTest::aServerThatDoesNotConfirmASignOutCanBeLeft() {
+    QJsonObject signedIn = WindowFixture::document();
+    signedIn.insert(u"auth", QJsonObject{{u"token"_s, u"a-token"_s}, {u"user_id"_s, u"u1"_s}});
+    m_fixture->show(signedIn);
+    m_fixture->openTab(3);
+    QQuickItem* const leave = item("leaveServer");
+    QVERIFY(!leave->isVisible() && !item("signOutUnconfirmed")->isVisible());
+    m_fixture->click(item("signOut"));
+    QTRY_VERIFY(leave->isVisible());
+    QVERIFY(item("signOutUnconfirmed")->isVisible());
+    QVERIFY(!leave->isEnabled()); // for the address of the very server
+    ScriptedPeer other;
+    set("server", other.url().toLatin1().constData());
+    QTRY_VERIFY(leave->isEnabled());
+    m_fixture->click(leave);
+    QCOMPARE(m_fixture->controller.server(), other.url());
+    QVERIFY(!m_fixture->controller.accountSignedIn());
+    QVERIFY(!leave->isVisible());
 }
 
 void WindowAccountTest::anUnreadableRecordIsNotCalledAQueue() {

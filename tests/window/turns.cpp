@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/client.h"
 #include "tests/support/sample.h"
 #include "tests/window/windowfixture.h"
 
@@ -28,6 +29,10 @@ class WindowTurnsTest : public QObject {
     void pressEnterIn(const char* field) const;
     void holdAPush();
     void holdAReload();
+    /// What waits then has no further turn of the event loop.
+    static void endTheProgram() {
+        QVERIFY(QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit"));
+    }
 
     std::unique_ptr<ScriptedPeer> m_peer;
     std::unique_ptr<WindowFixture> m_fixture;
@@ -42,6 +47,9 @@ private Q_SLOTS:
     void enterInTheAddressDoesWhatTheButtonWould();
     void enterInThePasswordFollowsAReload();
     void enterInThePasswordIsForgottenWithItsServer();
+    void theEndOfTheProgramRecordsAnEditThatWaits();
+    void theEndOfTheProgramRecordsWhatWasPressedInTheList();
+    void theEndOfTheProgramConnectsNowhere();
 };
 
 void WindowTurnsTest::init() {
@@ -157,6 +165,39 @@ void WindowTurnsTest::enterInThePasswordIsForgottenWithItsServer() {
     QCoreApplication::processEvents();
     QCOMPARE(another.log(), sample::connectionLog());
     QVERIFY(m_peer->requests("POST", loginPath).isEmpty());
+}
+
+void WindowTurnsTest::theEndOfTheProgramRecordsAnEditThatWaits() {
+    QObject* const dialog = m_fixture->object(u"editDialog"_s);
+    QMetaObject::invokeMethod(dialog, "edit", Q_ARG(QString, u"e1"_s), Q_ARG(QString, u"Better"_s));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    holdAReload();
+    QMetaObject::invokeMethod(dialog, "submit");
+    QVERIFY(dialog->property("waiting").toBool());
+    endTheProgram();
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(mutationAt(controller(), 0).value(u"payload").toObject().value(u"description").toString(),
+             u"Better"_s);
+}
+
+void WindowTurnsTest::theEndOfTheProgramRecordsWhatWasPressedInTheList() {
+    holdAReload();
+    QMetaObject::invokeMethod(item("entryList")->parentItem(), "act", Q_ARG(QString, u"delete"_s),
+                              Q_ARG(QString, u"e1"_s));
+    QCOMPARE(controller().pending(), 0);
+    endTheProgram();
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(mutationAt(controller(), 0).value(u"operation").toString(), u"entry.delete"_s);
+}
+
+void WindowTurnsTest::theEndOfTheProgramConnectsNowhere() {
+    ScriptedPeer another;
+    sample::serve(another, sample::oneEntry());
+    item("server")->setProperty("text", another.url());
+    holdAReload();
+    pressEnterIn("server");
+    endTheProgram();
+    QCOMPARE(controller().server(), m_peer->url());
 }
 
 int main(int argc, char* argv[]) {

@@ -158,6 +158,13 @@ ScrollPage {
             highlighted: true
             onClicked: entry.ask()
         }
+        ActionButton {
+            objectName: "leaveServer"
+            text: page.window.label("עבור לשרת אחר בלי להתנתק", "Use another server without signing out")
+            visible: page.controller.signOutUnconfirmed
+            enabled: page.accountFree && server.text.trim() !== page.controller.server
+            onClicked: page.controller.leaveServer(server.text)
+        }
         WhenFree {
             id: entry
 
@@ -165,6 +172,14 @@ ScrollPage {
             afterSync: true
             onFree: page.enter()
         }
+    }
+    Note {
+        objectName: "signOutUnconfirmed"
+        visible: page.controller.signOutUnconfirmed
+        text: page.window.label(
+            "השרת לא אישר את ההתנתקות. אם לא יענה עוד, כתוב למעלה כתובת של שרת אחר ועבור אליו; החשבון הזה נשאר חתום במכשיר, בקובץ של השרת שלו.",
+            "The server did not confirm the sign-out. If it will never answer again, type another server's address above and use that; this account stays sealed on this device, in its own server's file.")
+        color: Theme.warning(page.window.dark)
     }
     Switch {
         id: appearance

@@ -3,7 +3,7 @@ import QtQml
 import TimerKelvaro
 
 /// Does what a person asked for as soon as the controller is free: at once, or
-/// once when its wait ends.
+/// once when its wait ends. A change does not wait longer than the program runs.
 Timer {
     id: turn
 
@@ -12,6 +12,14 @@ Timer {
     property bool afterSync: false
     readonly property bool busy: controller.busy || (afterSync && controller.syncing)
     property bool waiting: false
+    readonly property Connections end: Connections {
+        target: turn.controller
+        enabled: turn.waiting && !turn.afterSync // what waits for a push is no change
+        function onEnding() {
+            turn.waiting = false
+            turn.free()
+        }
+    }
 
     signal free
 
