@@ -99,7 +99,7 @@ void ClosingTest::aSignalEndsTheProgramWithWhatWaitsRecorded() {
     QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, u"Connected to PostgreSQL"_s),
                              Screen::patienceMs);
     peer.answer("GET", u"/v1/sync/snapshot"_s, PeerReply::only(PeerReply::Delivery::Hold));
-    QVERIFY(m_screen.clickUntil(program, Element::Role::Button, u"סנכרון (0)"_s,
+    QVERIFY(m_screen.clickUntil(program, Element::Role::PushButton, u"סנכרון (0)"_s,
                                 [&peer] { return peer.held() == 1; }));
     QVERIFY(m_screen.key(u"ctrl+shift+space"_s));
     QTRY_VERIFY_WITH_TIMEOUT(
@@ -112,7 +112,7 @@ void ClosingTest::aSignalEndsTheProgramWithWhatWaitsRecorded() {
     QCOMPARE(program.output(), QByteArray());
     peer.goOffline();
     program.start({u"--server"_s, peer.url()});
-    QTRY_VERIFY_WITH_TIMEOUT(!program.usable(Element::Role::Button, u"סנכרון (1)"_s).isNull(),
+    QTRY_VERIFY_WITH_TIMEOUT(!program.usable(Element::Role::PushButton, u"סנכרון (1)"_s).isNull(),
                              Screen::patienceMs);
     program.kill();
 }
