@@ -25,9 +25,9 @@ private Q_SLOTS:
     void endsTheProgramOnceLoaded();
     void endsTheProgramAtAnyMomentOfItsStart_data();
     void endsTheProgramAtAnyMomentOfItsStart();
-    void endsTheProgramWhileTheKeyringAsksForItsPassword();
     void aSignalEndsTheProgramWithWhatWaitsRecorded_data();
     void aSignalEndsTheProgramWithWhatWaitsRecorded();
+    void endsTheProgramWhileTheKeyringAsksForItsPassword();
 };
 
 void ClosingTest::initTestCase() {
@@ -69,20 +69,6 @@ void ClosingTest::endsTheProgramAtAnyMomentOfItsStart() {
     QCOMPARE(program.output(), QByteArray());
 }
 
-void ClosingTest::endsTheProgramWhileTheKeyringAsksForItsPassword() {
-    const keyring::SilentPerson person;
-    QVERIFY(keyring::lock());
-    for (int round = 0; round < 3; ++round) {
-        Program program;
-        program.start({u"--server"_s, m_server.url()});
-        QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, u"Connecting…"_s), Screen::patienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(person.questions() > 0, Screen::patienceMs);
-        QVERIFY(m_screen.close(program));
-        QCOMPARE(program.exitCode(), 0);
-        QCOMPARE(program.output(), QByteArray());
-    }
-}
-
 void ClosingTest::aSignalEndsTheProgramWithWhatWaitsRecorded_data() {
     QTest::addColumn<int>("number");
     QTest::newRow("the end of the desktop session") << SIGTERM;
@@ -115,6 +101,20 @@ void ClosingTest::aSignalEndsTheProgramWithWhatWaitsRecorded() {
     QTRY_VERIFY_WITH_TIMEOUT(!program.usable(Element::Role::PushButton, u"סנכרון (1)"_s).isNull(),
                              Screen::patienceMs);
     program.kill();
+}
+
+void ClosingTest::endsTheProgramWhileTheKeyringAsksForItsPassword() {
+    const keyring::SilentPerson person;
+    QVERIFY(keyring::lock());
+    for (int round = 0; round < 3; ++round) {
+        Program program;
+        program.start({u"--server"_s, m_server.url()});
+        QTRY_VERIFY_WITH_TIMEOUT(program.shows(Element::Role::Label, u"Connecting…"_s), Screen::patienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(person.questions() > 0, Screen::patienceMs);
+        QVERIFY(m_screen.close(program));
+        QCOMPARE(program.exitCode(), 0);
+        QCOMPARE(program.output(), QByteArray());
+    }
 }
 
 QTEST_MAIN(ClosingTest)
