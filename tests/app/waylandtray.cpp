@@ -214,8 +214,7 @@ void WaylandTrayTest::aClickShowsTheWindowThatWasClosed() {
     QVERIFY(start(program, panel));
     const auto visible = [&program] { return program.shows(Role::PushButton, u"EN"_s); };
     QVERIFY(visible());
-    const Screen screen;
-    QVERIFY(retry([&] { return screen.click(closeButton); }, [&] { return !visible(); }));
+    QVERIFY(retry([&] { return Compositor::click(closeButton); }, [&] { return !visible(); }));
     QVERIFY(program.isRunning());
     QVERIFY(panel.click());
     QTRY_VERIFY_WITH_TIMEOUT(visible(), Screen::patienceMs);

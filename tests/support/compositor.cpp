@@ -50,6 +50,13 @@ bool Compositor::giveKeyboard() {
         {u"search"_s, u"--sync"_s, u"--class"_s, u"^Weston Compositor"_s, u"windowfocus"_s, u"--sync"_s});
 }
 
+bool Compositor::click(QPoint point) {
+    QProcess xdotool;
+    return succeeds(xdotool, u"xdotool"_s,
+                    {u"mousemove"_s, u"0"_s, u"0"_s, u"mousemove"_s, QString::number(point.x()),
+                     QString::number(point.y()), u"click"_s, u"1"_s});
+}
+
 void Compositor::show(Program& program) {
     program.unsetVariable(u"DISPLAY"_s);
     program.setVariable(u"QT_QPA_PLATFORM"_s, u"wayland"_s);

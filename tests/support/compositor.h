@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QPoint>
 #include <QProcess>
 #include <QSize>
 #include <QString>
@@ -23,6 +24,9 @@ public:
     [[nodiscard]] bool start(int scale = 1, Shell shell = Shell::Desktop, QSize size = {1920, 1200});
     /// Hands it the keyboard of the X server, which goes to nobody by itself.
     [[nodiscard]] static bool giveKeyboard();
+    /// A click with the X server's pointer. The compositor adds up its steps, and may have missed the first
+    /// ones: after a way to the corner both are at one place.
+    [[nodiscard]] static bool click(QPoint point);
     /// Where a program starts that is to be seen here.
     static void show(Program& program);
     /// The clipboard, as another program of this compositor gets it, which needs the keyboard for it;
