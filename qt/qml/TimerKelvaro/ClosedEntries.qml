@@ -83,15 +83,9 @@ ColumnLayout {
     EntryModel {
         id: entries
 
-        property bool fresh: false
-
         controller: page.controller
         wanted: finder.text
-        onWantedChanged: fresh = true
-        onListed: {
-            if (!fresh)
-                return
-            fresh = false
+        onReplaced: {
             list.positionViewAtBeginning()
             if (finding)
                 page.window.announce(page.foundText())

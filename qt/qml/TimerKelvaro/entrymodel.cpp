@@ -121,20 +121,20 @@ void EntryModel::readEntries() {
 }
 
 void EntryModel::remove(const RowSpan& span) {
-    if (!m_finding) {
+    if (!finding()) {
         beginRemoveRows({}, span.from, span.from + span.count - 1);
     }
     m_all.entries.remove(span.from, span.count);
     m_all.sums.erase(m_all.sums.begin() + span.from, m_all.sums.begin() + span.from + span.count);
     m_read.erase(m_read.begin() + span.from, m_read.begin() + span.from + span.count);
     m_texts.erase(m_texts.begin() + span.from, m_texts.begin() + span.from + span.count);
-    if (!m_finding) {
+    if (!finding()) {
         endRemoveRows();
     }
 }
 
 void EntryModel::insert(const RowSpan& span, const ProjectedEntries& entries) {
-    if (!m_finding) {
+    if (!finding()) {
         beginInsertRows({}, span.from, span.from + span.count - 1);
     }
     const auto count = static_cast<std::size_t>(span.count);
@@ -143,7 +143,7 @@ void EntryModel::insert(const RowSpan& span, const ProjectedEntries& entries) {
     m_all.sums.insert(m_all.sums.begin() + span.from, count, {});
     m_read.insert(m_read.begin() + span.from, count, false);
     m_texts.insert(m_texts.begin() + span.from, count, QString());
-    if (!m_finding) {
+    if (!finding()) {
         endInsertRows();
     }
 }
@@ -157,7 +157,7 @@ void EntryModel::readRows() {
     }
     m_today = {};
     readTotals();
-    if (!m_finding) {
+    if (!finding()) {
         readHeadings();
         if (unread != m_read.end()) {
             Q_EMIT dataChanged(index(static_cast<int>(unread - m_read.begin())),
@@ -199,8 +199,8 @@ void EntryModel::startSearch() {
     m_searched = 0;
     if (!m_needle.isEmpty()) {
         m_search.start();
-    } else if (m_finding) {
-        show({}, false);
+    } else if (finding()) {
+        show({});
     }
 }
 
@@ -219,7 +219,7 @@ bool EntryModel::search() {
         ++m_searched;
     }
     m_search.stop();
-    show(std::exchange(m_finds, {}), true);
+    show(std::exchange(m_finds, {}));
     return false;
 }
 
@@ -235,12 +235,13 @@ const QString& EntryModel::searchedText(int row) {
 }
 
 /// Other rows in the same places: what is on the screen is filled anew, and nothing is made or moved.
-void EntryModel::show(Rows rows, bool finding) {
+void EntryModel::show(Rows rows) {
+    const bool other = m_foundFor != m_needle;
     const int before = rowCount();
-    const int after = static_cast<int>(finding ? rows.entries.size() : m_all.entries.size());
+    const int after = static_cast<int>(m_needle.isEmpty() ? m_all.entries.size() : rows.entries.size());
     const auto adopt = [&] {
         m_found = std::move(rows);
-        m_finding = finding;
+        m_foundFor = m_needle;
     };
     if (after < before) {
         beginRemoveRows({}, after, before - 1);
@@ -258,6 +259,9 @@ void EntryModel::show(Rows rows, bool finding) {
         Q_EMIT dataChanged(index(0), index(common - 1));
     }
     Q_EMIT listed();
+    if (other) {
+        Q_EMIT replaced();
+    }
 }
 
 // What is shown
