@@ -90,6 +90,8 @@ private Q_SLOTS:
     void theDialogKeepsWhatWasRefused();
     void theRunningTimerIsEditedWithoutAnEnd();
     void ctrlFFindsAndEscapeLeaves();
+    void theKeyboardStaysAtAFoundEntry();
+    void theKeyboardStaysAtTheEntryWhenASearchIsLeft();
     void theDayAndTheWeekAreSummed();
 };
 
@@ -438,6 +440,37 @@ void WindowEntriesTest::ctrlFFindsAndEscapeLeaves() {
     key(Qt::Key_Escape);
     QVERIFY(!field->hasActiveFocus());
     QCOMPARE(field->property("text").toString(), QString());
+}
+
+void WindowEntriesTest::theKeyboardStaysAtAFoundEntry() {
+    key(Qt::Key_F, Qt::ControlModifier);
+    type("e1");
+    QTRY_COMPARE(m_list->property("count").toInt(), 1);
+    key(Qt::Key_Down);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(u"e1"_s));
+
+    QJsonArray all = entries();
+    QJsonObject above = WindowFixture::entry(u"e3"_s, 10);
+    above.insert(u"description", u"As in e1"_s);
+    all.append(above);
+    m_fixture->show(documentWith(all));
+    QTRY_VERIFY(row(u"e3"_s) && row(u"e1"_s));
+    QVERIFY(row(u"e3"_s)->y() < row(u"e1"_s)->y());
+    QCOMPARE(m_fixture->window->activeFocusItem(), row(u"e1"_s));
+    key(Qt::Key_Delete);
+    QTRY_COMPARE(controller().pending(), 1);
+    QCOMPARE(recorded().value(u"entity_id").toString(), u"e1"_s);
+}
+
+void WindowEntriesTest::theKeyboardStaysAtTheEntryWhenASearchIsLeft() {
+    key(Qt::Key_F, Qt::ControlModifier);
+    type("e1");
+    QTRY_COMPARE(m_list->property("count").toInt(), 1);
+    key(Qt::Key_Down);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(u"e1"_s));
+    key(Qt::Key_Escape);
+    QTRY_COMPARE(m_list->property("count").toInt(), 3);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(u"e1"_s));
 }
 
 void WindowEntriesTest::theDayAndTheWeekAreSummed() {

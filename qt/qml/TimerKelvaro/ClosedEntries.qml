@@ -21,7 +21,12 @@ ColumnLayout {
         finder.selectAll()
     }
     function leaveFind() {
+        const left = list.activeFocus ? (list.currentItem as EntryRow) : null
+        const id = left ? left.row.id : ""
         finder.clear()
+        const place = id !== "" ? entries.indexOf(id) : -1
+        if (place >= 0)
+            list.currentIndex = place
         list.forceActiveFocus(Qt.TabFocusReason)
     }
     function change(row: var) {

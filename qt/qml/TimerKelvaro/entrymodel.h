@@ -64,6 +64,9 @@ public:
     /// A time stamp as the clocks of the account's zone show it, with their offset.
     Q_INVOKABLE [[nodiscard]] QString inZone(const QString& stamp) const;
 
+    /// The row that shows this entry, or -1.
+    Q_INVOKABLE [[nodiscard]] int indexOf(const QString& id) const;
+
     /// Looks through some of the entries; false when that was the last of them.
     bool search();
 
@@ -80,6 +83,10 @@ private:
     struct Rows {
         ProjectedEntries entries;
         std::vector<DaySums::Entry> sums;
+
+        void remove(const RowSpan& span);
+        /// Of those entries; their sums are still to be read.
+        void insert(const RowSpan& span, const ProjectedEntries& from);
     };
 
     void follow();
@@ -91,6 +98,8 @@ private:
     void read(int row);
     void startSearch();
     void show(Rows rows);
+    void turnTo(Rows rows);
+    void update(Rows rows);
     void readHeadings();
     void readWeekday();
     void readTotals();
