@@ -82,6 +82,8 @@ private Q_SLOTS:
     void theMenuOpensEveryWay_data();
     void theMenuOpensEveryWay();
     void theMenuContinuesAndDuplicates();
+    void aDoubleClickInTheMenuIsOneDeed_data();
+    void aDoubleClickInTheMenuIsOneDeed();
     void lockedRowsOfferOnlyToContinue();
     void deleteAndUndoByKeyboard();
     void enterEditsEverything();
@@ -297,6 +299,32 @@ void WindowEntriesTest::theMenuContinuesAndDuplicates() {
     m_fixture->click(item("duplicateEntry"));
     QTRY_COMPARE(controller().pending(), 2);
     QCOMPARE(recorded(1).value(u"operation").toString(), u"entry.create"_s);
+}
+
+void WindowEntriesTest::aDoubleClickInTheMenuIsOneDeed_data() {
+    QTest::addColumn<QString>("deed");
+    QTest::addColumn<QString>("operation");
+    QTest::newRow("continue") << u"continueEntry"_s << u"timer.start"_s;
+    QTest::newRow("duplicate") << u"duplicateEntry"_s << u"entry.create"_s;
+}
+
+void WindowEntriesTest::aDoubleClickInTheMenuIsOneDeed() {
+    QFETCH(const QString, deed);
+    QFETCH(const QString, operation);
+    for (const int recordings : {1, 2}) {
+        m_fixture->click(part(u"e2"_s, "entryMenu"));
+        QTRY_VERIFY(isOpen("entryActions"));
+        const QQuickItem* const chosen = m_fixture->item(deed);
+        const QPoint centre =
+            chosen->mapToScene(QPointF(chosen->width() / 2, chosen->height() / 2)).toPoint();
+        QTest::mouseClick(m_fixture->window, Qt::LeftButton, {}, centre);
+        QTest::mouseClick(m_fixture->window, Qt::LeftButton, {}, centre);
+        QTRY_VERIFY(!m_fixture->object(u"entryActions"_s)->property("visible").toBool());
+        // The menu that is opened again does it again.
+        const int changes = deed == u"continueEntry" ? 2 * recordings - 1 : recordings;
+        QCOMPARE(controller().pending(), changes);
+        QCOMPARE(recorded(changes - 1).value(u"operation").toString(), operation);
+    }
 }
 
 void WindowEntriesTest::lockedRowsOfferOnlyToContinue() {
