@@ -43,6 +43,8 @@ class NoticesTest : public QObject {
     /// The text of each notification, oldest first.
     [[nodiscard]] QStringList told() const;
     void clickOn(uint id);
+    /// While the window is hidden, and until it is told.
+    void endSession(ScriptedPeer& peer);
     [[nodiscard]] int tab() const { return m_fixture->object(u"tabs"_s)->property("currentIndex").toInt(); }
 
     std::unique_ptr<ScriptedService> m_desktop;
@@ -56,6 +58,8 @@ private Q_SLOTS:
 
     void aRefusedChangeIsToldOnceAndLeadsToIt();
     void anEndedSessionIsToldAndLeadsToTheAccount();
+    void anOpenDialogKeepsTheKeyboard_data();
+    void anOpenDialogKeepsTheKeyboard();
     void aFailedSaveIsToldOnce_data();
     void aFailedSaveIsToldOnce();
     void anAbsenceIsToldAndAskedWhenTheWindowIsShown();
@@ -120,8 +124,7 @@ void NoticesTest::aRefusedChangeIsToldOnceAndLeadsToIt() {
     QTRY_VERIFY(m_fixture->item(u"retainedPanel"_s)->hasActiveFocus());
 }
 
-void NoticesTest::anEndedSessionIsToldAndLeadsToTheAccount() {
-    ScriptedPeer peer;
+void NoticesTest::endSession(ScriptedPeer& peer) {
     peer.answer("GET", u"/v1/me"_s, PeerReply::json({}, 401));
     m_fixture->unlock(peer.url());
     QJsonObject document = WindowFixture::document();
@@ -130,9 +133,46 @@ void NoticesTest::anEndedSessionIsToldAndLeadsToTheAccount() {
     hide();
     m_fixture->controller.fetchIdentity();
     QTRY_COMPARE(told(), QStringList{u"The session has ended. Waiting changes are kept."_s});
+}
+
+void NoticesTest::anEndedSessionIsToldAndLeadsToTheAccount() {
+    ScriptedPeer peer;
+    endSession(peer);
     clickOn(11);
     QCOMPARE(tab(), 3);
     QTRY_VERIFY(m_fixture->item(u"email"_s)->hasActiveFocus());
+}
+
+void NoticesTest::anOpenDialogKeepsTheKeyboard_data() {
+    QTest::addColumn<bool>("refused");
+    QTest::newRow("refused change") << true;
+    QTest::newRow("ended session") << false;
+}
+
+void NoticesTest::anOpenDialogKeepsTheKeyboard() {
+    QFETCH(const bool, refused);
+    ScriptedPeer peer;
+    QTRY_VERIFY(m_fixture->window->isActive());
+    const QObject* const dialog = m_fixture->object(u"manualDialog"_s);
+    m_fixture->click(m_fixture->item(u"manualEntry"_s));
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    if (refused) {
+        hide();
+        m_fixture->show(refusedDocument());
+        QTRY_COMPARE(told().size(), 1);
+    } else {
+        endSession(peer);
+    }
+    clickOn(11);
+    QCOMPARE(tab(), 3);
+    QTRY_VERIFY(m_fixture->window->isActive());
+    QTRY_VERIFY(m_fixture->item(u"manualDescription"_s)->hasActiveFocus());
+    QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    QTRY_VERIFY(!dialog->property("visible").toBool());
+
+    // The next one leads there again.
+    QMetaObject::invokeMethod(m_fixture->window, refused ? "retainedWanted" : "accountWanted");
+    QTRY_VERIFY(m_fixture->item(refused ? u"retainedPanel"_s : u"email"_s)->hasActiveFocus());
 }
 
 void NoticesTest::aFailedSaveIsToldOnce_data() {

@@ -48,10 +48,17 @@ class WindowAbsenceTest : public QObject {
     [[nodiscard]] QString text(const char* name) const { return part(name)->property("text").toString(); }
     /// By mouse, keyboard or assistive technology.
     void use(const char* button, int means) const;
+    /// The second click comes before the first has led to anything on the screen.
+    void twice(const QString& button) const;
     void addMeans();
     void ask(Kind kind = Kind::Rest, qint64 milliseconds = 25 * minute);
+    /// About sleep, and when that is answered, about rest.
+    void askTwo();
 
     std::unique_ptr<WindowFixture> m_fixture;
+
+public Q_SLOTS:
+    void pressEscape() const { QTest::keyClick(m_fixture->window, Qt::Key_Escape); }
 
 private Q_SLOTS:
     void init();
@@ -68,6 +75,10 @@ private Q_SLOTS:
     void theTimerStopsThereAndStartsAnew_data();
     void theTimerStopsThereAndStartsAnew();
     void theNextQuestionFollows();
+    void aDoubleClickAnswersOnce_data();
+    void aDoubleClickAnswersOnce();
+    void aDoubleClickAnswersOneOfTwoQuestions();
+    void escapePressedTwiceAnswersOneOfTwoQuestions();
     void theQuestionWaitsForTheHiddenWindow();
     void theQuestionWaitsForTheTimersWorkspace();
     void theQuestionGoesWithItsTimer();
@@ -89,6 +100,13 @@ void WindowAbsenceTest::ask(Kind kind, qint64 milliseconds) {
     QTRY_VERIFY(isAsked());
 }
 
+void WindowAbsenceTest::askTwo() {
+    ask(Kind::Sleep);
+    const QDateTime first = QDateTime::currentDateTimeUtc();
+    QTRY_VERIFY(QDateTime::currentDateTimeUtc() > first);
+    controller().noteAbsence(Kind::Rest, 0);
+}
+
 void WindowAbsenceTest::use(const char* button, int means) const {
     QQuickItem* const control = part(button);
     if (means == 0) {
@@ -100,6 +118,14 @@ void WindowAbsenceTest::use(const char* button, int means) const {
         QAccessible::setActive(true);
         pressByAssistiveTechnology(control);
     }
+}
+
+void WindowAbsenceTest::twice(const QString& button) const {
+    m_fixture->layOut();
+    const QQuickItem* const control = part(button.toLatin1().constData());
+    const QPointF centre = control->mapToScene(QPointF(control->width() / 2, control->height() / 2));
+    QTest::mouseClick(m_fixture->window, Qt::LeftButton, {}, centre.toPoint());
+    QTest::mouseClick(m_fixture->window, Qt::LeftButton, {}, centre.toPoint());
 }
 
 void WindowAbsenceTest::addMeans() {
@@ -225,10 +251,7 @@ void WindowAbsenceTest::theTimerStopsThereAndStartsAnew() {
 }
 
 void WindowAbsenceTest::theNextQuestionFollows() {
-    ask(Kind::Sleep);
-    const QDateTime first = QDateTime::currentDateTimeUtc();
-    QTRY_VERIFY(QDateTime::currentDateTimeUtc() > first);
-    controller().noteAbsence(Kind::Rest, 0);
+    askTwo();
     QVERIFY(text("absenceQuestion").startsWith(u"The computer slept"_s));
     QTRY_VERIFY(part("keepTime")->hasActiveFocus());
     QTest::keyClick(m_fixture->window, Qt::Key_Escape);
@@ -237,6 +260,42 @@ void WindowAbsenceTest::theNextQuestionFollows() {
     QTest::keyClick(m_fixture->window, Qt::Key_Escape);
     QTRY_VERIFY(!dialog()->property("visible").toBool());
     QVERIFY(controller().absence().isEmpty());
+}
+
+void WindowAbsenceTest::aDoubleClickAnswersOnce_data() {
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<int>("pending");
+    QTest::newRow("keep") << u"keepTime"_s << 0;
+    QTest::newRow("stop") << u"stopThere"_s << 1;
+    QTest::newRow("start anew") << u"startAnew"_s << 2;
+}
+
+void WindowAbsenceTest::aDoubleClickAnswersOnce() {
+    QFETCH(const QString, button);
+    QFETCH(const int, pending);
+    ask();
+    twice(button);
+    QTRY_VERIFY(!dialog()->property("visible").toBool());
+    QCOMPARE(controller().pending(), pending);
+    QVERIFY(controller().absence().isEmpty());
+    QCOMPARE(controller().timer().isEmpty(), button == u"stopThere");
+}
+
+void WindowAbsenceTest::aDoubleClickAnswersOneOfTwoQuestions() {
+    askTwo();
+    twice(u"keepTime"_s);
+    QVERIFY(!controller().absence().isEmpty());
+    QTRY_VERIFY(isAsked() && text("absenceQuestion").startsWith(u"Nobody touched"_s));
+}
+
+void WindowAbsenceTest::escapePressedTwiceAnswersOneOfTwoQuestions() {
+    askTwo();
+    QTRY_VERIFY(part("keepTime")->hasActiveFocus());
+    // The next one is on its way to the screen by then.
+    connect(dialog(), SIGNAL(closed()), this, SLOT(pressEscape()), Qt::SingleShotConnection);
+    pressEscape();
+    QTRY_VERIFY(isAsked() && text("absenceQuestion").startsWith(u"Nobody touched"_s));
+    QVERIFY(!controller().absence().isEmpty());
 }
 
 void WindowAbsenceTest::theQuestionWaitsForTheHiddenWindow() {

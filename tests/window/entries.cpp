@@ -22,6 +22,16 @@ QJsonArray entries() {
     return {locked, WindowFixture::entry(u"e1"_s), booked};
 }
 
+/// "e2" as another device has left it.
+QJsonArray changedElsewhere(const QString& description, int version) {
+    QJsonArray all = entries();
+    QJsonObject changed = all[2].toObject();
+    changed.insert(u"description", description);
+    changed.insert(u"version", version);
+    all[2] = changed;
+    return all;
+}
+
 QJsonObject running() {
     return {{u"id"_s, u"t1"_s},           {u"workspace_id"_s, u"w1"_s},
             {u"user_id"_s, u"u1"_s},      {u"description"_s, u"Running"_s},
@@ -82,14 +92,24 @@ private Q_SLOTS:
     void theMenuOpensEveryWay_data();
     void theMenuOpensEveryWay();
     void theMenuContinuesAndDuplicates();
+    void aDoubleClickInTheMenuIsOneDeed_data();
+    void aDoubleClickInTheMenuIsOneDeed();
     void lockedRowsOfferOnlyToContinue();
     void deleteAndUndoByKeyboard();
     void enterEditsEverything();
     void theDialogRecordsWhatWasTouched();
     void theDialogClosesWhenNothingWasTouched();
     void theDialogKeepsWhatWasRefused();
+    void whatOthersChangedMeanwhileIsNotOverruledSilently_data();
+    void whatOthersChangedMeanwhileIsNotOverruledSilently();
+    void everyFieldThatWouldBeReplacedIsTold();
+    void aTimerThatWasMovedElsewhereIsNotMovedSilently();
+    void whatNobodyTouchedIsLeftAsOthersChangedIt();
+    void theDescriptionAloneIsNotOverruledSilently();
     void theRunningTimerIsEditedWithoutAnEnd();
     void ctrlFFindsAndEscapeLeaves();
+    void theKeyboardStaysAtAFoundEntry();
+    void theKeyboardStaysAtTheEntryWhenASearchIsLeft();
     void theDayAndTheWeekAreSummed();
 };
 
@@ -297,6 +317,32 @@ void WindowEntriesTest::theMenuContinuesAndDuplicates() {
     QCOMPARE(recorded(1).value(u"operation").toString(), u"entry.create"_s);
 }
 
+void WindowEntriesTest::aDoubleClickInTheMenuIsOneDeed_data() {
+    QTest::addColumn<QString>("deed");
+    QTest::addColumn<QString>("operation");
+    QTest::newRow("continue") << u"continueEntry"_s << u"timer.start"_s;
+    QTest::newRow("duplicate") << u"duplicateEntry"_s << u"entry.create"_s;
+}
+
+void WindowEntriesTest::aDoubleClickInTheMenuIsOneDeed() {
+    QFETCH(const QString, deed);
+    QFETCH(const QString, operation);
+    for (const int recordings : {1, 2}) {
+        m_fixture->click(part(u"e2"_s, "entryMenu"));
+        QTRY_VERIFY(isOpen("entryActions"));
+        const QQuickItem* const chosen = m_fixture->item(deed);
+        const QPoint centre =
+            chosen->mapToScene(QPointF(chosen->width() / 2, chosen->height() / 2)).toPoint();
+        QTest::mouseClick(m_fixture->window, Qt::LeftButton, {}, centre);
+        QTest::mouseClick(m_fixture->window, Qt::LeftButton, {}, centre);
+        QTRY_VERIFY(!m_fixture->object(u"entryActions"_s)->property("visible").toBool());
+        // The menu that is opened again does it again.
+        const int changes = deed == u"continueEntry" ? 2 * recordings - 1 : recordings;
+        QCOMPARE(controller().pending(), changes);
+        QCOMPARE(recorded(changes - 1).value(u"operation").toString(), operation);
+    }
+}
+
 void WindowEntriesTest::lockedRowsOfferOnlyToContinue() {
     const QString locked =
         u"This entry is submitted or approved. Reopen its period in the Web workbench first."_s;
@@ -399,6 +445,118 @@ void WindowEntriesTest::theDialogKeepsWhatWasRefused() {
     QCOMPARE(controller().pending(), 0);
 }
 
+void WindowEntriesTest::whatOthersChangedMeanwhileIsNotOverruledSilently_data() {
+    QTest::addColumn<bool>("hebrew");
+    QTest::addColumn<QString>("told");
+    QTest::newRow("Hebrew") << true
+                            << u"הרשומה שונתה בינתיים במקום אחר:\nתיאור: Theirs\nאישור נוסף יחליף זאת."_s;
+    QTest::newRow("English")
+        << false
+        << u"This entry was changed elsewhere meanwhile:\nDescription: Theirs\nOK again replaces it."_s;
+}
+
+void WindowEntriesTest::whatOthersChangedMeanwhileIsNotOverruledSilently() {
+    QFETCH(const bool, hebrew);
+    QFETCH(const QString, told);
+    m_fixture->window->setProperty("hebrew", hebrew);
+    openDialog(u"e2"_s);
+    m_fixture->show(documentWith(changedElsewhere(u"Theirs"_s, 4)));
+    key(Qt::Key_A, Qt::ControlModifier);
+    type("Mine");
+    key(Qt::Key_Return);
+    QVERIFY(isOpen("entryDialog"));
+    QCOMPARE(item("notice")->property("text").toString(), told);
+    QVERIFY(!item("refusal")->isVisible());
+    QCOMPARE(controller().pending(), 0);
+
+    // Once more changed, it is told once more.
+    m_fixture->show(documentWith(changedElsewhere(u"Theirs now"_s, 5)));
+    key(Qt::Key_Return);
+    QVERIFY(isOpen("entryDialog"));
+    QVERIFY(item("notice")->property("text").toString().contains(u"Theirs now"_s));
+    key(Qt::Key_Return);
+    QTRY_VERIFY(!isOpen("entryDialog"));
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(recorded().value(u"payload").toObject(), QJsonObject({{u"description"_s, u"Mine"_s}}));
+    QCOMPARE(recorded().value(u"base_version").toInt(), 5);
+
+    // It was of that time.
+    openDialog(u"e2"_s);
+    QCOMPARE(item("notice")->property("text").toString(), QString());
+}
+
+void WindowEntriesTest::everyFieldThatWouldBeReplacedIsTold() {
+    openDialog(u"e1"_s);
+    QJsonArray all = entries();
+    QJsonObject changed = all[1].toObject();
+    changed.insert(u"description", u"Both"_s);
+    changed.insert(u"project_id", u"p3"_s);
+    changed.insert(u"start_at", u"2021-03-01T08:00:00+00:00"_s);
+    changed.insert(u"stop_at", u"2021-03-01T09:01:00.000Z"_s); // as it was
+    all[1] = changed;
+    m_fixture->show(documentWith(all));
+    item("entryDescriptionField")->setProperty("text", u"Both"_s);
+    item("entryProjectSelect")->setProperty("chosen", u"p2"_s);
+    m_fixture->click(item("entryBillable"));
+    item("entryFrom")->setProperty("text", u"2021-03-01T10:30:00+02:00"_s);
+    item("entryTo")->setProperty("text", u"2021-03-01T12:00:00+02:00"_s);
+    m_fixture->click(m_fixture->object(u"entryDialog"_s)->findChild<QQuickItem*>(u"ok"_s));
+    QVERIFY(isOpen("entryDialog"));
+    QCOMPARE(item("notice")->property("text").toString(),
+             u"This entry was changed elsewhere meanwhile:\nProject: Three\n"
+             u"From: \u20662021-03-01 10:00:00\u2069\nOK again replaces it."_s);
+    m_fixture->click(m_fixture->object(u"entryDialog"_s)->findChild<QQuickItem*>(u"ok"_s));
+    QTRY_VERIFY(!isOpen("entryDialog"));
+    QCOMPARE(recorded().value(u"payload").toObject(),
+             QJsonObject({{u"project_id"_s, u"p2"_s},
+                          {u"billable"_s, true},
+                          {u"start_at"_s, u"2021-03-01T08:30:00Z"_s},
+                          {u"stop_at"_s, u"2021-03-01T10:00:00Z"_s}}));
+}
+
+void WindowEntriesTest::aTimerThatWasMovedElsewhereIsNotMovedSilently() {
+    m_fixture->show(documentWith(entries(), running()));
+    QTRY_VERIFY(item("editTimer")->isVisible());
+    m_fixture->click(item("editTimer"));
+    QTRY_VERIFY(isOpen("entryDialog"));
+    QJsonObject moved = running();
+    moved.insert(u"start_at", u"2021-03-05T07:00:00Z"_s);
+    m_fixture->show(documentWith(entries(), moved));
+    item("entryFrom")->setProperty("text", u"2021-03-05T10:30:00+02:00"_s);
+    key(Qt::Key_Return);
+    QVERIFY(isOpen("entryDialog"));
+    QVERIFY(item("notice")->property("text").toString().contains(u"2021-03-05 09:00:00"_s));
+    key(Qt::Key_Return);
+    QTRY_VERIFY(!isOpen("entryDialog"));
+    QCOMPARE(recorded().value(u"payload").toObject(),
+             QJsonObject({{u"start_at"_s, u"2021-03-05T08:30:00Z"_s}}));
+}
+
+void WindowEntriesTest::whatNobodyTouchedIsLeftAsOthersChangedIt() {
+    openDialog(u"e2"_s);
+    m_fixture->show(documentWith(changedElsewhere(u"Theirs"_s, 4)));
+    m_fixture->click(item("entryBillable"));
+    item("entryDescriptionField")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    QTRY_VERIFY(!isOpen("entryDialog"));
+    QCOMPARE(recorded().value(u"payload").toObject(), QJsonObject({{u"billable"_s, false}}));
+}
+
+void WindowEntriesTest::theDescriptionAloneIsNotOverruledSilently() {
+    m_fixture->click(part(u"e2"_s, "editEntry"));
+    QTRY_VERIFY(isOpen("editDialog"));
+    m_fixture->show(documentWith(changedElsewhere(u"Theirs"_s, 4)));
+    item("editDescription")->setProperty("text", u"Mine"_s);
+    key(Qt::Key_Return);
+    QVERIFY(isOpen("editDialog"));
+    const QObject* const notice = m_fixture->object(u"editDialog"_s)->findChild<QObject*>(u"notice"_s);
+    QVERIFY(notice->property("text").toString().contains(u"Theirs"_s));
+    QCOMPARE(controller().pending(), 0);
+    key(Qt::Key_Return);
+    QTRY_VERIFY(!isOpen("editDialog"));
+    QCOMPARE(recorded().value(u"payload").toObject(), QJsonObject({{u"description"_s, u"Mine"_s}}));
+}
+
 void WindowEntriesTest::theRunningTimerIsEditedWithoutAnEnd() {
     QVERIFY(!item("editTimer")->isVisible());
     m_fixture->show(documentWith(entries(), running()));
@@ -438,6 +596,37 @@ void WindowEntriesTest::ctrlFFindsAndEscapeLeaves() {
     key(Qt::Key_Escape);
     QVERIFY(!field->hasActiveFocus());
     QCOMPARE(field->property("text").toString(), QString());
+}
+
+void WindowEntriesTest::theKeyboardStaysAtAFoundEntry() {
+    key(Qt::Key_F, Qt::ControlModifier);
+    type("e1");
+    QTRY_COMPARE(m_list->property("count").toInt(), 1);
+    key(Qt::Key_Down);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(u"e1"_s));
+
+    QJsonArray all = entries();
+    QJsonObject above = WindowFixture::entry(u"e3"_s, 10);
+    above.insert(u"description", u"As in e1"_s);
+    all.append(above);
+    m_fixture->show(documentWith(all));
+    QTRY_VERIFY(row(u"e3"_s) && row(u"e1"_s));
+    QVERIFY(row(u"e3"_s)->y() < row(u"e1"_s)->y());
+    QCOMPARE(m_fixture->window->activeFocusItem(), row(u"e1"_s));
+    key(Qt::Key_Delete);
+    QTRY_COMPARE(controller().pending(), 1);
+    QCOMPARE(recorded().value(u"entity_id").toString(), u"e1"_s);
+}
+
+void WindowEntriesTest::theKeyboardStaysAtTheEntryWhenASearchIsLeft() {
+    key(Qt::Key_F, Qt::ControlModifier);
+    type("e1");
+    QTRY_COMPARE(m_list->property("count").toInt(), 1);
+    key(Qt::Key_Down);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(u"e1"_s));
+    key(Qt::Key_Escape);
+    QTRY_COMPARE(m_list->property("count").toInt(), 3);
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), row(u"e1"_s));
 }
 
 void WindowEntriesTest::theDayAndTheWeekAreSummed() {

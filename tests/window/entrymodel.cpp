@@ -66,6 +66,7 @@ private Q_SLOTS:
     void findsDescriptionProjectAndClient();
     void whatIsFoundIsCountedAndSummed();
     void findingFollowsChanges();
+    void aFoundEntryKeepsItsRow();
     void aLetterTypedMeanwhileBeginsAnew();
     void todayAndWeekCountTheRunningTimer();
     void sumsCountWhatLiesInThem();
@@ -249,6 +250,27 @@ void EntryModelTest::findingFollowsChanges() {
     show({});
     QTRY_COMPARE(m_model->count(), 0);
     QVERIFY(m_model->finding());
+}
+
+void EntryModelTest::aFoundEntryKeepsItsRow() {
+    show(summer());
+    find(u"paint"_s);
+    const QPersistentModelIndex paint(m_model->index(0));
+    QCOMPARE(paint.data(EntryModel::IdRole), u"b"_s);
+
+    QJsonArray entries = summer();
+    entries[2] = renamed(entries[2].toObject(), u"Paint the door"_s);
+    show(entries);
+    QTRY_COMPARE(ids(), QStringList({u"c"_s, u"b"_s}));
+    QCOMPARE(paint.data(EntryModel::IdRole), u"b"_s);
+    QCOMPARE(column(EntryModel::DaySumRole), QStringList({u"00:00:30"_s, u"03:00:00"_s}));
+
+    entries[0] = renamed(entries[0].toObject(), u"Paint the garden"_s);
+    entries.removeAt(2);
+    show(entries);
+    QTRY_COMPARE(ids(), QStringList({u"b"_s, u"a"_s}));
+    QCOMPARE(paint.data(EntryModel::IdRole), u"b"_s);
+    QCOMPARE(column(EntryModel::DaySumRole), QStringList({u"04:15:00"_s, QString()}));
 }
 
 void EntryModelTest::aLetterTypedMeanwhileBeginsAnew() {

@@ -40,6 +40,10 @@ class WindowListTest : public QObject {
     [[nodiscard]] QQuickItem* row(const QString& id) const;
     /// Where a row stands in the visible part of the list.
     [[nodiscard]] double offset(const QString& id) const;
+    void scrollTo(int index) const {
+        QMetaObject::invokeMethod(m_list, "positionViewAtIndex", Q_ARG(int, index), Q_ARG(int, 0));
+    }
+    void type(const QString& letters) const;
 
     std::unique_ptr<WindowFixture> m_fixture;
     QQuickItem* m_list = nullptr;
@@ -49,6 +53,9 @@ private Q_SLOTS:
     void cleanup();
     void staysWhereItWasScrolled_data();
     void staysWhereItWasScrolled();
+    void staysWhereItWasScrolledAfterASearch_data();
+    void staysWhereItWasScrolledAfterASearch();
+    void everySearchBeginsAtTheTop();
     void showsANewEntryAtTheTop();
     void keepsTheRowsThatDidNotChange();
     void arrowsWalkTheRowsAndEnterEdits();
@@ -85,6 +92,12 @@ double WindowListTest::offset(const QString& id) const {
     return found ? found->mapToItem(m_list, QPointF()).y() : qQNaN();
 }
 
+void WindowListTest::type(const QString& letters) const {
+    for (const QChar letter : letters) {
+        QTest::keyClick(m_fixture->window, letter.toLatin1());
+    }
+}
+
 void WindowListTest::staysWhereItWasScrolled_data() {
     QTest::addColumn<QJsonArray>("after");
 
@@ -107,7 +120,7 @@ void WindowListTest::staysWhereItWasScrolled_data() {
 void WindowListTest::staysWhereItWasScrolled() {
     QFETCH(QJsonArray, after);
     const QString watched = idAt(rowCount - 103);
-    QMetaObject::invokeMethod(m_list, "positionViewAtIndex", Q_ARG(int, 100), Q_ARG(int, 0));
+    scrollTo(100);
     m_list->setProperty("contentY", m_list->property("contentY").toDouble() + 30);
     QTRY_VERIFY(row(watched));
     const double before = offset(watched);
@@ -120,6 +133,58 @@ void WindowListTest::staysWhereItWasScrolled() {
     // The next frame lays the rows out once more.
     QVERIFY(!m_fixture->window->grabWindow().isNull());
     QCOMPARE(offset(watched), before);
+}
+
+void WindowListTest::staysWhereItWasScrolledAfterASearch_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<int>("found");
+    QTest::addColumn<bool>("left");
+    QTest::newRow("found and left") << u"e0042"_s << 1 << true;
+    QTest::newRow("a letter taken away at once") << u"e"_s << rowCount << false;
+    QTest::newRow("a lone blank") << u" "_s << rowCount << false;
+}
+
+void WindowListTest::staysWhereItWasScrolledAfterASearch() {
+    QFETCH(const QString, typed);
+    QFETCH(const int, found);
+    QFETCH(const bool, left);
+    m_fixture->item(u"findEntries"_s)->forceActiveFocus();
+    type(typed);
+    if (left) {
+        QTRY_COMPARE(m_list->property("count").toInt(), found);
+        QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    } else if (typed != u" ") {
+        QTest::keyClick(m_fixture->window, Qt::Key_Backspace);
+    }
+    QCOMPARE(m_list->property("count").toInt(), rowCount);
+    scrollTo(100);
+    const QString watched = idAt(rowCount - 103);
+    QTRY_VERIFY(row(watched));
+    const double before = offset(watched);
+
+    QJsonArray changed = entries(0, rowCount - 1);
+    changed[rowCount - 102] = renamed(changed[rowCount - 102]);
+    m_fixture->show(WindowFixture::document(changed));
+    m_fixture->layOut();
+    QVERIFY(row(watched));
+    QCOMPARE(offset(watched), before);
+    QCOMPARE(row(idAt(rowCount - 102))->property("row").toMap().value(u"description"_s).toString(),
+             u"Renamed"_s);
+}
+
+void WindowListTest::everySearchBeginsAtTheTop() {
+    const QString last = idAt(rowCount - 1);
+    scrollTo(100);
+    m_fixture->item(u"findEntries"_s)->forceActiveFocus();
+    type(u"work"_s);
+    QTRY_COMPARE(offset(last), 0.0);
+    scrollTo(100);
+    type(u" "_s);
+    type(u"e"_s);
+    QTRY_COMPARE(offset(last), 0.0);
+    scrollTo(100);
+    m_fixture->item(u"findEntries"_s)->setProperty("text", QString());
+    QTRY_COMPARE(offset(last), 0.0);
 }
 
 void WindowListTest::showsANewEntryAtTheTop() {

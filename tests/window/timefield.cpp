@@ -43,6 +43,7 @@ private Q_SLOTS:
 
     void shortFormIsReadWhenTheFieldIsLeft_data();
     void shortFormIsReadWhenTheFieldIsLeft();
+    void shortFormIsNotReadWhileAnotherWindowIsLookedAt();
     void shortFormIsReadWhenTheFormIsSubmitted_data();
     void shortFormIsReadWhenTheFormIsSubmitted();
     void timeAloneIsOfTheOtherFieldsDay();
@@ -136,6 +137,24 @@ void WindowTimeFieldTest::shortFormIsReadWhenTheFieldIsLeft() {
     type("manualFrom", typed);
     press(Qt::Key_Tab);
     QCOMPARE(text("manualFrom"), inJerusalem(days, time));
+}
+
+void WindowTimeFieldTest::shortFormIsNotReadWhileAnotherWindowIsLookedAt() {
+    type("manualFrom", u"9"_s);
+    QWindow other;
+    other.resize(100, 100);
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    other.requestActivate();
+    QTRY_VERIFY(other.isActive() && !item("manualFrom")->hasActiveFocus());
+    QCOMPARE(text("manualFrom"), u"9"_s);
+    m_fixture->window->requestActivate();
+    QTRY_VERIFY(item("manualFrom")->hasActiveFocus());
+    for (const QChar letter : u":15"_s) {
+        QTest::sendKeyEvent(QTest::Click, m_fixture->window, Qt::Key_unknown, letter, Qt::NoModifier);
+    }
+    press(Qt::Key_Tab);
+    QCOMPARE(text("manualFrom"), inJerusalem(0, {9, 15}));
 }
 
 void WindowTimeFieldTest::shortFormIsReadWhenTheFormIsSubmitted_data() {

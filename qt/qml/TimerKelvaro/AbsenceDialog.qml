@@ -36,9 +36,16 @@ ModalDialog {
             return ""
         }
     }
+    /// While it fades it still takes clicks, and the question may be the next one already.
     function answer(act: var) {
+        if (!opened)
+            return
         act(absence.moment)
         answered = asks
+    }
+    function keepTime() {
+        if (opened)
+            reject()
     }
     function takeKeys() {
         keyed = true
@@ -50,7 +57,7 @@ ModalDialog {
     title: window.label("האם זה היה זמן עבודה?", "Was that work?")
     width: 640
     focus: keyed
-    closePolicy: keyed ? Popup.CloseOnEscape : Popup.NoAutoClose
+    closePolicy: keyed && opened ? Popup.CloseOnEscape : Popup.NoAutoClose
     onRejected: controller.keepTime()
     onAsksChanged: {
         if (asks)
@@ -113,7 +120,7 @@ ModalDialog {
             objectName: "keepTime"
             text: dialog.window.label("השאר את הזמן", "Keep the time")
             highlighted: true
-            onClicked: dialog.reject()
+            onClicked: dialog.keepTime()
         },
         ActionButton {
             objectName: "stopThere"

@@ -21,7 +21,12 @@ ColumnLayout {
         finder.selectAll()
     }
     function leaveFind() {
+        const left = list.activeFocus ? (list.currentItem as EntryRow) : null
+        const id = left ? left.row.id : ""
         finder.clear()
+        const place = id !== "" ? entries.indexOf(id) : -1
+        if (place >= 0)
+            list.currentIndex = place
         list.forceActiveFocus(Qt.TabFocusReason)
     }
     function change(row: var) {
@@ -83,15 +88,9 @@ ColumnLayout {
     EntryModel {
         id: entries
 
-        property bool fresh: false
-
         controller: page.controller
         wanted: finder.text
-        onWantedChanged: fresh = true
-        onListed: {
-            if (!fresh)
-                return
-            fresh = false
+        onReplaced: {
             list.positionViewAtBeginning()
             if (finding)
                 page.window.announce(page.foundText())

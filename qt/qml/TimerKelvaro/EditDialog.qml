@@ -8,9 +8,11 @@ FormDialog {
     id: dialog
 
     property string entryId: ""
+    property string before: ""
 
     function edit(id: string, description: string) {
         entryId = id
+        before = description
         field.maximumLength = Math.max(Theme.descriptionLength, description.length)
         field.text = description
         open()
@@ -21,6 +23,7 @@ FormDialog {
     width: 500
     takesTurns: true
 
+    onDue: overruled = meanwhile.told({ id: entryId, description: before }, { description: field.text })
     onSubmitted: controller.editDescription(entryId, field.text)
     onVisibleChanged: if (visible) field.forceActiveFocus()
 
@@ -29,10 +32,17 @@ FormDialog {
         function onAccountLeft() {
             dialog.close()
             dialog.entryId = ""
+            dialog.before = ""
             field.text = ""
         }
     }
 
+    Meanwhile {
+        id: meanwhile
+
+        window: dialog.window
+        controller: dialog.controller
+    }
     Field {
         id: field
 

@@ -54,6 +54,7 @@ TimesDialog {
     endsAt: to.text
     judged: "start_at" in changes || "stop_at" in changes
 
+    onDue: overruled = meanwhile.told(entry, changes)
     onSubmitted: {
         from.settle()
         to.settle()
@@ -69,6 +70,12 @@ TimesDialog {
         }
     }
 
+    Meanwhile {
+        id: meanwhile
+
+        window: dialog.window
+        controller: dialog.controller
+    }
     Field {
         id: description
 

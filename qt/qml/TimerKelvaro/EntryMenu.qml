@@ -10,6 +10,8 @@ Menu {
     /// The entry as its row has it.
     property var row: ({})
     readonly property bool locked: !!row.period_locked
+    /// While it fades it still takes clicks, and each time that it is shown is for one deed.
+    property bool used: false
 
     signal continueRequested(string id)
     signal changeRequested(var row)
@@ -18,11 +20,19 @@ Menu {
 
     function showFor(entry: var, from: Item) {
         row = entry
+        used = false
         parent = from
         x = window.hebrew ? 0 : from.width - width
         y = from.height
         open()
         currentIndex = 0
+    }
+
+    function take(deed: var) {
+        if (used)
+            return
+        used = true
+        deed()
     }
 
     component Action: MenuItem {
@@ -62,24 +72,24 @@ Menu {
     Action {
         objectName: "continueEntry"
         text: menu.window.label("המשך", "Continue")
-        onTriggered: menu.continueRequested(menu.row.id)
+        onTriggered: menu.take(() => menu.continueRequested(menu.row.id))
     }
     Action {
         objectName: "changeEntry"
         text: menu.window.label("ערוך", "Edit")
         enabled: !menu.locked
-        onTriggered: menu.changeRequested(menu.row)
+        onTriggered: menu.take(() => menu.changeRequested(menu.row))
     }
     Action {
         objectName: "duplicateEntry"
         text: menu.window.label("שכפל", "Duplicate")
         enabled: !menu.locked
-        onTriggered: menu.duplicateRequested(menu.row.id)
+        onTriggered: menu.take(() => menu.duplicateRequested(menu.row.id))
     }
     Action {
         objectName: "deleteEntry"
         text: menu.window.label("מחק", "Delete")
         enabled: !menu.locked
-        onTriggered: menu.deleteRequested(menu.row.id)
+        onTriggered: menu.take(() => menu.deleteRequested(menu.row.id))
     }
 }

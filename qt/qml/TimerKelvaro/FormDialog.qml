@@ -23,12 +23,18 @@ ModalDialog {
     /// What comes of OK once the controller is free.
     property string waitText: window.label("ממתין לתשובת השרת; השינוי יישמר מיד אחריה.",
                                            "Waiting for the server's answer; the change is saved right after it.")
+    /// What the change would replace unseen, in words.
+    property string overruled: ""
+    /// What of that was told: the next OK is an answer to it.
+    property string told: ""
     /// What is to be known about what is typed.
-    property string notice: ""
+    property string notice: told
     /// Why the last try was not taken.
     property string refusal: ""
     property bool taken: false
 
+    /// It is to be handed over now: what would be overruled?
+    signal due
     /// Hands the change to the controller.
     signal submitted
 
@@ -44,6 +50,11 @@ ModalDialog {
             hand()
     }
     function hand() {
+        due()
+        if (overruled !== "" && overruled !== told) {
+            told = overruled
+            return
+        }
         const before = controller.pending
         const said = controller.message
         submitted()
@@ -70,6 +81,8 @@ ModalDialog {
         turn.forget()
         taken = false
         refusal = ""
+        overruled = ""
+        told = ""
     }
 
     WhenFree {

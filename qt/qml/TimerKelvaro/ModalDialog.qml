@@ -10,6 +10,7 @@ Dialog {
 
     required property TimerWindow window
     property alias actions: row.data
+    readonly property bool isShown: visible // which is told anew also when it stays
 
     parent: window.contentItem
     anchors.centerIn: T.Overlay.overlay
@@ -18,6 +19,7 @@ Dialog {
     closePolicy: Popup.CloseOnEscape
     padding: Theme.margin
     topPadding: Theme.gap
+    onIsShownChanged: window.dialogs += isShown ? 1 : -1
 
     T.Overlay.modal: Rectangle {
         color: Theme.shade

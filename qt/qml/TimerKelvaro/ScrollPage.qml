@@ -16,8 +16,12 @@ Item {
     property Item wanted: null
 
     function goTo(item: Item) {
-        item.forceActiveFocus(Qt.TabFocusReason)
+        giveKeyboard(item)
         bringIntoView(item)
+    }
+    function giveKeyboard(item: Item) {
+        if (window.dialogs === 0)
+            item.forceActiveFocus(Qt.TabFocusReason)
     }
     function bringIntoView(item: Item) {
         wanted = item

@@ -28,7 +28,7 @@ ScrollPage {
             password.text = ""
     }
     function showAccount() {
-        email.forceActiveFocus(Qt.TabFocusReason)
+        giveKeyboard(email)
         bringIntoView(account)
     }
     function showRetained() {

@@ -60,7 +60,8 @@ LtrField {
             picker.close()
     }
     onAccepted: settle()
-    onActiveFocusChanged: if (!activeFocus) settle()
+    // Whoever looks something up in another window comes back to it.
+    onActiveFocusChanged: if (!activeFocus && window.active) settle()
     Keys.onUpPressed: event => step(event, minutesPerStep)
     Keys.onDownPressed: event => {
         if (event.modifiers === Qt.AltModifier && opener.enabled)

@@ -15,6 +15,8 @@ ApplicationWindow {
     property Item stop: null
     property int stopReason: Qt.OtherFocusReason
     readonly property bool stopIsOff: !!stop && !stop.enabled
+    /// So many modal dialogs are open: the keyboard is theirs, and would not find back from beneath them.
+    property int dialogs: 0
 
     /// Whoever was named here is no longer: what they typed is not for the next one's eyes.
     signal accountLeft

@@ -27,6 +27,10 @@ QString textOf(const QJsonObject& entry, QStringView key) {
     return entry.value(key).toString();
 }
 
+QString idOf(const ProjectedEntry& row) {
+    return textOf(row.entry, idKey);
+}
+
 /// With the offset as such: a time in a zone may forget which of two equal times it was.
 QDateTime shownIn(const QTimeZone& zone, const QDateTime& time) {
     return time.isValid() ? time.toOffsetFromUtc(zone.offsetFromUtc(time)) : QDateTime();
@@ -106,8 +110,7 @@ void EntryModel::readEntries() {
     if (entries.constData() == m_all.entries.constData() && entries.size() == m_all.entries.size()) {
         return; // still the same shared list
     }
-    const RowDiff diff = RowDiff::between(m_all.entries, entries,
-                                          [](const ProjectedEntry& row) { return textOf(row.entry, idKey); });
+    const RowDiff diff = RowDiff::between(m_all.entries, entries, idOf);
     std::for_each(diff.removed.begin(), diff.removed.end(), [&](const RowSpan& span) { remove(span); });
     std::for_each(diff.inserted.begin(), diff.inserted.end(),
                   [&](const RowSpan& span) { insert(span, entries); });
@@ -120,30 +123,38 @@ void EntryModel::readEntries() {
     readRows();
 }
 
+void EntryModel::Rows::remove(const RowSpan& span) {
+    entries.remove(span.from, span.count);
+    sums.erase(sums.begin() + span.from, sums.begin() + span.from + span.count);
+}
+
+void EntryModel::Rows::insert(const RowSpan& span, const ProjectedEntries& from) {
+    entries.insert(span.from, span.count, {});
+    std::copy_n(from.cbegin() + span.from, span.count, entries.begin() + span.from);
+    sums.insert(sums.begin() + span.from, static_cast<std::size_t>(span.count), {});
+}
+
 void EntryModel::remove(const RowSpan& span) {
-    if (!m_finding) {
+    if (!finding()) {
         beginRemoveRows({}, span.from, span.from + span.count - 1);
     }
-    m_all.entries.remove(span.from, span.count);
-    m_all.sums.erase(m_all.sums.begin() + span.from, m_all.sums.begin() + span.from + span.count);
+    m_all.remove(span);
     m_read.erase(m_read.begin() + span.from, m_read.begin() + span.from + span.count);
     m_texts.erase(m_texts.begin() + span.from, m_texts.begin() + span.from + span.count);
-    if (!m_finding) {
+    if (!finding()) {
         endRemoveRows();
     }
 }
 
 void EntryModel::insert(const RowSpan& span, const ProjectedEntries& entries) {
-    if (!m_finding) {
+    if (!finding()) {
         beginInsertRows({}, span.from, span.from + span.count - 1);
     }
     const auto count = static_cast<std::size_t>(span.count);
-    m_all.entries.insert(span.from, span.count, {});
-    std::copy_n(entries.cbegin() + span.from, span.count, m_all.entries.begin() + span.from);
-    m_all.sums.insert(m_all.sums.begin() + span.from, count, {});
+    m_all.insert(span, entries);
     m_read.insert(m_read.begin() + span.from, count, false);
     m_texts.insert(m_texts.begin() + span.from, count, QString());
-    if (!m_finding) {
+    if (!finding()) {
         endInsertRows();
     }
 }
@@ -157,7 +168,7 @@ void EntryModel::readRows() {
     }
     m_today = {};
     readTotals();
-    if (!m_finding) {
+    if (!finding()) {
         readHeadings();
         if (unread != m_read.end()) {
             Q_EMIT dataChanged(index(static_cast<int>(unread - m_read.begin())),
@@ -199,8 +210,8 @@ void EntryModel::startSearch() {
     m_searched = 0;
     if (!m_needle.isEmpty()) {
         m_search.start();
-    } else if (m_finding) {
-        show({}, false);
+    } else if (finding()) {
+        show({});
     }
 }
 
@@ -219,7 +230,7 @@ bool EntryModel::search() {
         ++m_searched;
     }
     m_search.stop();
-    show(std::exchange(m_finds, {}), true);
+    show(std::exchange(m_finds, {}));
     return false;
 }
 
@@ -234,13 +245,30 @@ const QString& EntryModel::searchedText(int row) {
     return text;
 }
 
+void EntryModel::show(Rows rows) {
+    const bool isOther = m_foundFor != m_needle;
+    if (isOther) {
+        turnTo(std::move(rows));
+    } else {
+        update(std::move(rows));
+    }
+    m_headings = DaySums::headings(shown().sums);
+    if (const int count = rowCount(); count > 0) {
+        Q_EMIT dataChanged(index(0), index(count - 1));
+    }
+    Q_EMIT listed();
+    if (isOther) {
+        Q_EMIT replaced();
+    }
+}
+
 /// Other rows in the same places: what is on the screen is filled anew, and nothing is made or moved.
-void EntryModel::show(Rows rows, bool finding) {
+void EntryModel::turnTo(Rows rows) {
     const int before = rowCount();
-    const int after = static_cast<int>(finding ? rows.entries.size() : m_all.entries.size());
+    const int after = static_cast<int>(m_needle.isEmpty() ? m_all.entries.size() : rows.entries.size());
     const auto adopt = [&] {
         m_found = std::move(rows);
-        m_finding = finding;
+        m_foundFor = m_needle;
     };
     if (after < before) {
         beginRemoveRows({}, after, before - 1);
@@ -253,11 +281,22 @@ void EntryModel::show(Rows rows, bool finding) {
     } else {
         adopt();
     }
-    m_headings = DaySums::headings(shown().sums);
-    if (const int common = std::min(before, after); common > 0) {
-        Q_EMIT dataChanged(index(0), index(common - 1));
+}
+
+/// What the same search finds by now: who is at one of the entries stays there.
+void EntryModel::update(Rows rows) {
+    const RowDiff diff = RowDiff::between(m_found.entries, rows.entries, idOf);
+    for (const RowSpan& span : diff.removed) {
+        beginRemoveRows({}, span.from, span.from + span.count - 1);
+        m_found.remove(span);
+        endRemoveRows();
     }
-    Q_EMIT listed();
+    for (const RowSpan& span : diff.inserted) {
+        beginInsertRows({}, span.from, span.from + span.count - 1);
+        m_found.insert(span, rows.entries);
+        endInsertRows();
+    }
+    m_found = std::move(rows);
 }
 
 // What is shown
@@ -293,7 +332,7 @@ QVariant EntryModel::data(const QModelIndex& index, int role) const {
     case RowRole:
         return EntryList::map(row);
     case IdRole:
-        return textOf(row.entry, idKey);
+        return idOf(row);
     case DayRole:
         return isFirst ? shown().sums[place].day.toString(Qt::ISODate) : QString();
     case DaySumRole:
@@ -327,6 +366,13 @@ QString EntryModel::times(const QJsonObject& entry) const {
     const qint64 days = start.date().daysTo(stop.date());
     const QString later = days > 0 ? u" +%1"_s.arg(days) : QString();
     return text(start) + u'–' + text(stop) + later;
+}
+
+int EntryModel::indexOf(const QString& id) const {
+    const ProjectedEntries& entries = shown().entries;
+    const auto found = std::find_if(entries.cbegin(), entries.cend(),
+                                    [&id](const ProjectedEntry& row) { return idOf(row) == id; });
+    return found == entries.cend() ? -1 : static_cast<int>(found - entries.cbegin());
 }
 
 QString EntryModel::inZone(const QString& text) const {

@@ -55,7 +55,7 @@ public:
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
-    [[nodiscard]] bool finding() const { return m_finding; }
+    [[nodiscard]] bool finding() const { return !m_foundFor.isEmpty(); }
     [[nodiscard]] int count() const { return rowCount(); }
     [[nodiscard]] QString sum() const;
     [[nodiscard]] QString today() const;
@@ -64,6 +64,9 @@ public:
     /// A time stamp as the clocks of the account's zone show it, with their offset.
     Q_INVOKABLE [[nodiscard]] QString inZone(const QString& stamp) const;
 
+    /// The row that shows this entry, or -1.
+    Q_INVOKABLE [[nodiscard]] int indexOf(const QString& id) const;
+
     /// Looks through some of the entries; false when that was the last of them.
     bool search();
 
@@ -71,6 +74,8 @@ Q_SIGNALS:
     void controllerChanged();
     void wantedChanged();
     void listed();
+    /// After listed(): the rows are those of another search than before, or all of them again.
+    void replaced();
     void totalsChanged();
 
 private:
@@ -78,6 +83,10 @@ private:
     struct Rows {
         ProjectedEntries entries;
         std::vector<DaySums::Entry> sums;
+
+        void remove(const RowSpan& span);
+        /// Of those entries; their sums are still to be read.
+        void insert(const RowSpan& span, const ProjectedEntries& from);
     };
 
     void follow();
@@ -88,11 +97,13 @@ private:
     void readRows();
     void read(int row);
     void startSearch();
-    void show(Rows rows, bool finding);
+    void show(Rows rows);
+    void turnTo(Rows rows);
+    void update(Rows rows);
     void readHeadings();
     void readWeekday();
     void readTotals();
-    [[nodiscard]] const Rows& shown() const { return m_finding ? m_found : m_all; }
+    [[nodiscard]] const Rows& shown() const { return finding() ? m_found : m_all; }
     [[nodiscard]] const QString& searchedText(int row);
     [[nodiscard]] QString times(const QJsonObject& entry) const;
     [[nodiscard]] DaySums::Totals totals() const;
@@ -112,8 +123,8 @@ private:
 
     QString m_wanted;
     QString m_needle;
-    bool m_finding = false;
-    Rows m_finds; ///< of the search under way
+    QString m_foundFor; ///< the needle of m_found; empty while all are shown
+    Rows m_finds;       ///< of the search under way
     int m_searched = 0;
     QTimer m_search;
 
