@@ -124,7 +124,10 @@ RowReader::RowReader(const CsvTable& table, const QTimeZone& zone) : m_table(tab
     requireColumns();
     QStringList dates;
     for (const CsvRecord& record : table.records) {
-        dates += {cell(record, StartDate), cell(record, EndDate)};
+        dates += cell(record, StartDate);
+        if (hasEnds()) {
+            dates += cell(record, EndDate);
+        }
     }
     m_dates = findDateForm(dates);
 }

@@ -90,6 +90,8 @@ void TestDevserverImportRows::filesAreReadInManyForms_data() {
         << header + u",End time\nx,"_s + anyRow + u",10:00"_s << u"x"_s;
     QTest::newRow("an end date without its time")
         << header + u",End date\nx,"_s + anyRow + u",2025-06-01"_s << u"x"_s;
+    QTest::newRow("an end date of another form without its time")
+        << header + u",End date\nx,"_s + anyRow + u",01/06/2025"_s << u"x"_s;
     QTest::newRow("further columns") << u"Id,"_s + header + u",Amount (USD),Amount\n7,x,"_s + anyRow +
                                             u",3,4"_s
                                      << u"x"_s;
