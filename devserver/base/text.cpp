@@ -28,13 +28,14 @@ QString durationText(qint64 seconds) {
 }
 
 QString harmless(const QString& text) {
-    const auto isPassedOver = [](QChar c) {
-        return c.isSpace() || c.category() == QChar::Other_Format || c.category() == QChar::Other_Control;
+    const auto isControl = [](QChar c) { return c.category() == QChar::Other_Control; };
+    // An apostrophe of the text's own would otherwise be the one that withoutGuard takes away.
+    const auto isPassedOver = [&](QChar c) {
+        return c == u'\'' || c.isSpace() || c.category() == QChar::Other_Format || isControl(c);
     };
     const auto first = std::find_if_not(text.begin(), text.end(), isPassedOver);
     const bool isFormula = first != text.end() && u"=+-@＝＋－＠"_s.contains(*first);
-    const bool beginsWithControl = !text.isEmpty() && text.front().category() == QChar::Other_Control;
-    return isFormula || beginsWithControl ? u'\'' + text : text;
+    return isFormula || std::any_of(text.begin(), first, isControl) ? u'\'' + text : text;
 }
 
 QString withoutGuard(const QString& text) {

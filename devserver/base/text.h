@@ -24,6 +24,7 @@ constexpr qsizetype mostTags = 100;               ///< of an entry
 
 /// With an apostrophe in front where a spreadsheet would take the text for a
 /// formula, which it then runs, also when it is quoted; and without it again.
+/// A text's own apostrophe in such a place gets another, and keeps its own.
 [[nodiscard]] QString harmless(const QString& text);
 [[nodiscard]] QString withoutGuard(const QString& text);
 

@@ -124,7 +124,10 @@ RowReader::RowReader(const CsvTable& table, const QTimeZone& zone) : m_table(tab
     requireColumns();
     QStringList dates;
     for (const CsvRecord& record : table.records) {
-        dates += {cell(record, StartDate), cell(record, EndDate)};
+        dates += cell(record, StartDate);
+        if (hasEnds()) {
+            dates += cell(record, EndDate);
+        }
     }
     m_dates = findDateForm(dates);
 }
@@ -163,7 +166,9 @@ QString RowReader::userOf(const CsvRecord& record) const {
 }
 
 bool RowReader::isTotal(const CsvRecord& record) const {
-    static const QRegularExpression word(u"^(grand |sub)?(total|sum)s?\\b|^סה[״\"]כ|^סך הכו?ל"_s,
+    // The whole cell: a record that lacks its start may begin with such a word.
+    static const QRegularExpression word(u"^((grand |sub)?(total|sum)s?( time| hours| duration)?"
+                                         "|(סה[״\"]כ|סך הכו?ל)( זמן| שעות| משך)?)\\s*:?\\z"_s,
                                          QRegularExpression::CaseInsensitiveOption |
                                              QRegularExpression::UseUnicodePropertiesOption);
     const auto isEmpty = [&](Column column) { return cell(record, column).isEmpty(); };

@@ -48,15 +48,10 @@ Answer newSessionReply(const WebSession& session, bool tls, bool ended = false) 
     return answer;
 }
 
-// The caller whom the cookie names.
-Caller visitorOf(const Request& request) {
-    return requireWebSession(request).caller;
-}
-
 /// Inside a transaction, for a visitor whose own page asks for the change.
 Handler changes(bool tls, const Handler& change) {
     const auto identify = [tls](const Request& request) {
-        const WebSession session = requireWebSession(request);
+        const WebSession session = requireWebSession(request, tls);
         requireOwnPage(request, session, tls);
         return session.caller;
     };
@@ -89,7 +84,8 @@ Handler stepping(PeriodStep step) {
 }
 
 void addTimesheetRoutes(Router& router, bool tls) {
-    const auto shows = [&router](const std::string& path, const Handler& read) {
+    const auto visitorOf = [tls](const Request& request) { return requireWebSession(request, tls).caller; };
+    const auto shows = [&](const std::string& path, const Handler& read) {
         router.get(path, inTransaction(Transaction::Kind::Read, visitorOf, read));
     };
     shows("/web/timesheet",
@@ -107,13 +103,13 @@ void addTimesheetRoutes(Router& router, bool tls) {
 
 Answer openingReply(Request& request, bool tls) {
     // A valid cookie is not sent again: arriving late, it would undo a sign-in.
-    const auto session = findWebSession(request);
+    const auto session = findWebSession(request, tls);
     return session ? sessionReply(*session)
-                   : newSessionReply(anonymousSession(), tls, hasEndedSession(request));
+                   : newSessionReply(anonymousSession(), tls, hasEndedSession(request, tls));
 }
 
 Answer signInReply(Request& request, SignIn& signIn, bool tls) {
-    const WebSession before = requireWebSession(request);
+    const WebSession before = requireWebSession(request, tls);
     requireOwnPage(request, before, tls);
     if (before.caller.hasSession) {
         throw ApiError{409, u"signed_in"_s, u"Sign out first."_s};
@@ -133,7 +129,7 @@ Answer signInReply(Request& request, SignIn& signIn, bool tls) {
 
 Answer signOutReply(Request& request, bool tls) {
     if (request.caller().hasSession) {
-        endSession(request.connection(), requireWebSession(request).cookie);
+        endSession(request.connection(), requireWebSession(request, tls).cookie);
     }
     return newSessionReply(anonymousSession(), tls);
 }

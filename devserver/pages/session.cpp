@@ -12,13 +12,18 @@
 namespace devserver {
 namespace {
 
-const QByteArray cookieName = "timer_page="_ba;
+// A browser keeps one jar for all ports of a host: over http it neither sends a secure cookie nor lets
+// another of that name replace it.
+QByteArray cookieName(bool tls) {
+    return tls ? "__Host-timer_page="_ba : "timer_page="_ba;
+}
 
-QByteArray cookieOf(const Request& request) {
+QByteArray cookieOf(const Request& request, bool tls) {
+    const QByteArray name = cookieName(tls);
     const QList<QByteArray> cookies = request.header("Cookie").split(';');
     for (const QByteArray& cookie : cookies) {
-        if (cookie.trimmed().startsWith(cookieName)) {
-            return cookie.trimmed().mid(cookieName.size());
+        if (cookie.trimmed().startsWith(name)) {
+            return cookie.trimmed().mid(name.size());
         }
     }
     return {};
@@ -41,8 +46,8 @@ WebSession anonymousSession() {
     return {newToken("anonymous."), {developmentUser, false}};
 }
 
-std::optional<WebSession> findWebSession(const Request& request) {
-    const QByteArray cookie = cookieOf(request);
+std::optional<WebSession> findWebSession(const Request& request, bool tls) {
+    const QByteArray cookie = cookieOf(request, tls);
     if (isAnonymous(cookie)) {
         return WebSession{cookie, {developmentUser, false}};
     }
@@ -53,12 +58,12 @@ std::optional<WebSession> findWebSession(const Request& request) {
     return user ? std::optional(WebSession{cookie, {*user, true}}) : std::nullopt;
 }
 
-bool hasEndedSession(const Request& request) {
-    return cookieOf(request).startsWith(pageToken) && !findWebSession(request);
+bool hasEndedSession(const Request& request, bool tls) {
+    return cookieOf(request, tls).startsWith(pageToken) && !findWebSession(request, tls);
 }
 
-WebSession requireWebSession(const Request& request) {
-    if (auto session = findWebSession(request)) {
+WebSession requireWebSession(const Request& request, bool tls) {
+    if (auto session = findWebSession(request, tls)) {
         return *session;
     }
     throw ApiError{401, u"session_ended"_s, u"The session of this page has ended; load the page again."_s};
@@ -85,8 +90,8 @@ void requireOwnPage(const Request& request, const WebSession& session, bool tls)
 }
 
 std::pair<QByteArray, QByteArray> cookieHeader(const WebSession& session, bool tls) {
-    return {"Set-Cookie",
-            cookieName + session.cookie + "; Path=/; HttpOnly; SameSite=Strict" + (tls ? "; Secure" : "")};
+    return {"Set-Cookie", cookieName(tls) + session.cookie + "; Path=/; HttpOnly; SameSite=Strict" +
+                              (tls ? "; Secure" : "")};
 }
 
 } // namespace devserver

@@ -17,14 +17,15 @@ struct WebSession {
 [[nodiscard]] WebSession anonymousSession();
 
 /// The request's session; nothing when it has no cookie or its session was
-/// ended. The development user never takes over from an account by itself.
-[[nodiscard]] std::optional<WebSession> findWebSession(const Request& request);
+/// ended. With TLS it is another cookie than without. The development user
+/// never takes over from an account by itself.
+[[nodiscard]] std::optional<WebSession> findWebSession(const Request& request, bool tls);
 
 /// Whether the request's cookie is that of an account whose session was ended.
-[[nodiscard]] bool hasEndedSession(const Request& request);
+[[nodiscard]] bool hasEndedSession(const Request& request, bool tls);
 
 /// The request's session; throws ApiError 401 `session_ended` when there is none.
-[[nodiscard]] WebSession requireWebSession(const Request& request);
+[[nodiscard]] WebSession requireWebSession(const Request& request, bool tls);
 
 /// What a change has to carry in `X-CSRF-Token`: it follows from the cookie,
 /// which scripts cannot read, and from a secret of the running server. It says

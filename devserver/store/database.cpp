@@ -172,8 +172,9 @@ Transaction::Transaction(Connection& connection, Kind kind) : m_connection(conne
     if (connection.isSqlite()) {
         connection.run(kind == Kind::Read ? u"BEGIN"_s : u"BEGIN IMMEDIATE"_s);
     } else {
+        // A writer has to see what was committed while it waited for the lock.
         connection.run(kind == Kind::Read ? u"BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY"_s
-                                          : u"BEGIN"_s);
+                                          : u"BEGIN ISOLATION LEVEL READ COMMITTED"_s);
     }
     connection.m_inTransaction = true;
     if (kind == Kind::Write && !connection.isSqlite()) {

@@ -44,7 +44,10 @@ class TestDevserverAuth : public QObject {
     }
     /// The session token.
     [[nodiscard]] QByteArray enter(const QString& email = dana) const;
-    [[nodiscard]] int statusOfMe(const QByteArray& token) const { return client(token).get("/v1/me").status; }
+    /// 0 without a token: the server would answer for the development user.
+    [[nodiscard]] int statusOfMe(const QByteArray& token) const {
+        return token.isEmpty() ? 0 : client(token).get("/v1/me").status;
+    }
 
 private Q_SLOTS:
     void initTestCase();
@@ -128,7 +131,6 @@ void TestDevserverAuth::blanksAndLetterCaseOfTheAddressDoNotMatter_data() {
 void TestDevserverAuth::blanksAndLetterCaseOfTheAddressDoNotMatter() {
     QFETCH(const QString, typed);
     QCOMPARE(statusOfMe(enter(typed)), 200);
-    QVERIFY(!enter(typed).isEmpty());
 }
 
 void TestDevserverAuth::blanksAndLetterCaseOfThePasswordMatter() {

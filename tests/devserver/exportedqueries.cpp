@@ -126,9 +126,13 @@ void TestDevserverExportedQueries::aDetailedCsvCanBeImportedElsewhere() {
     const TestDatabase& database = m_world.database();
     const World& people = m_world.people();
     database.run(u"UPDATE workspaces SET language = ? WHERE id = ?"_s, {language, people.workspace});
-    database.run(u"UPDATE time_entries SET description = '=1+1' WHERE id = (SELECT MIN(id) FROM time_entries"
-                 " WHERE workspace_id = ? AND stop_at IS NOT NULL AND deleted_at IS NULL)"_s,
-                 {people.workspace});
+    const QStringList guarded{u"=1+1"_s, u"'=1+1"_s, u"''-שלום"_s, u"'\tx"_s};
+    for (qsizetype i = 0; i < guarded.size(); ++i) {
+        database.run(u"UPDATE time_entries SET description = ? WHERE id = (SELECT id FROM time_entries WHERE"
+                     " workspace_id = ? AND stop_at IS NOT NULL AND deleted_at IS NULL ORDER BY id LIMIT 1"
+                     " OFFSET %1)"_s.arg(i),
+                     {guarded[i], people.workspace});
+    }
     const QString elsewhere = World::newId();
     database.run(u"INSERT INTO workspaces (id, name, created_at) VALUES (?, 'Elsewhere', 9)"_s, {elsewhere});
     database.run(u"INSERT INTO members (workspace_id, user_id) VALUES (?, ?)"_s,
@@ -160,10 +164,13 @@ void TestDevserverExportedQueries::aDetailedCsvCanBeImportedElsewhere() {
     };
     QVERIFY(sums(elsewhere).toLongLong() > 0);
     QCOMPARE(sums(elsewhere), sums(people.workspace));
-    QVERIFY(database
-                .value(u"SELECT COUNT(*) FROM time_entries WHERE workspace_id = ? AND description = '=1+1'"_s,
-                       {elsewhere})
-                .toInt() > 0);
+    for (const QString& text : guarded) {
+        QVERIFY2(
+            database.value(u"SELECT COUNT(*) FROM time_entries WHERE workspace_id = ? AND description = ?"_s,
+                           {elsewhere, text})
+                    .toInt() > 0,
+            qPrintable(text));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestDevserverExportedQueries)

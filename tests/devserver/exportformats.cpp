@@ -157,7 +157,11 @@ void TestDevserverExportFormats::csvRunsNoFormula_data() {
           "\u00A0+1", "\u200F=1", "\u2067\u202B =1", "\uFEFF@x", "＝1+1", "＋1", "－1", "＠x"}) {
         QTest::newRow(text) << QString::fromUtf8(text) << true;
     }
-    for (const char* text : {"1+1", " 1", "'=1", "a=b", "\u200Fשלום"}) {
+    // The apostrophe is the person's own, and would be taken for the mark.
+    for (const char* text : {"'=1", "''-1", "'\tx", "' =1", " '+1", " '\tx", "\u200F'=שלום"}) {
+        QTest::newRow(text) << QString::fromUtf8(text) << true;
+    }
+    for (const char* text : {"1+1", " 1", "'", "'1", "it's =1", "''שלום", "a=b", "\u200Fשלום"}) {
         QTest::newRow(text) << QString::fromUtf8(text) << false;
     }
 }

@@ -67,6 +67,11 @@ void TestDevserverImportRows::filesAreReadInManyForms_data() {
     QTest::newRow("a Hebrew total") << header + u"\nx,"_s + anyRow + u"\nסה״כ,,,1:00\n"_s << u"x"_s;
     QTest::newRow("a total without a word") << header + u"\nx,"_s + anyRow + u"\n,,,1:00\n"_s << u"x"_s;
     QTest::newRow("a short total") << header + u"\nx,"_s + anyRow + u"\nGrand total\n"_s << u"x"_s;
+    for (const QString& total : {u"Totals:"_s, u"SUBTOTAL"_s, u"Sum :"_s, u"Total hours"_s,
+                                 u"Grand Total Time:"_s, u"סה״כ שעות:"_s, u"סך הכול"_s, u"סך הכל זמן"_s}) {
+        QTest::addRow("the total %s", qPrintable(total))
+            << header + u"\nx,"_s + anyRow + u'\n' + total + u",,,1:00\n"_s << u"x"_s;
+    }
     QTest::newRow("stops")
         << u"Description,Start date,Start time,Stop date,Stop time\nx,2025-06-01,09:00,2025-06-01,10:00"_s
         << u"x"_s;
@@ -85,6 +90,8 @@ void TestDevserverImportRows::filesAreReadInManyForms_data() {
         << header + u",End time\nx,"_s + anyRow + u",10:00"_s << u"x"_s;
     QTest::newRow("an end date without its time")
         << header + u",End date\nx,"_s + anyRow + u",2025-06-01"_s << u"x"_s;
+    QTest::newRow("an end date of another form without its time")
+        << header + u",End date\nx,"_s + anyRow + u",01/06/2025"_s << u"x"_s;
     QTest::newRow("further columns") << u"Id,"_s + header + u",Amount (USD),Amount\n7,x,"_s + anyRow +
                                             u",3,4"_s
                                      << u"x"_s;
@@ -332,6 +339,13 @@ void TestDevserverImportRows::cellsThatCannotBeUsedAreNamed_data() {
         << QStringList{u"2 Duration: The row has neither an end nor a duration."_s};
     QTest::newRow("end before start") << times << u"2025-06-01,9:00,2025-06-01,8:59:59,"_s
                                       << QStringList{u"2 End time: The entry would end before it starts."_s};
+    for (const QString& text : {u"Total review"_s, u"Sum up the week"_s, u"Subtotals, again"_s,
+                                u"total: 3 trees"_s, u"סה״כ שעות של נועה"_s, u"סך הכול סיכום"_s}) {
+        QTest::addRow("no start of %s", qPrintable(text))
+            << u"Description;Start date;Start time;Duration"_s << text + u";;;1:00"_s
+            << QStringList{u"2 Start date: This is not a date in the form YYYY-MM-DD."_s,
+                           u"2 Start time: "_s + noTime};
+    }
     QTest::newRow("several") << times << u"x,y,2025-06-01,z,w"_s
                              << QStringList{u"2 Start date: This is not a date in the form YYYY-MM-DD."_s,
                                             u"2 Start time: "_s + noTime, u"2 End time: "_s + noTime,

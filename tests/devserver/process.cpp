@@ -255,13 +255,13 @@ void TestDevserverProcess::theDatabaseFileIsTheOwnersAlone() {
     const TestDatabase database;
     TestServer server;
     QVERIFY(server.start(database));
+    QCOMPARE(TestClient(server.port()).get("/v1/me").status, 200); // the database is in use now
     const auto owners =
         QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
     for (const char* suffix : {"", "-wal", "-shm"}) {
         const QFileInfo file(database.address().name + QString::fromLatin1(suffix));
-        if (file.exists()) {
-            QCOMPARE(file.permissions(), owners);
-        }
+        QVERIFY2(file.exists(), qPrintable(file.filePath()));
+        QCOMPARE(file.permissions(), owners);
     }
 }
 

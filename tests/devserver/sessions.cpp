@@ -20,8 +20,9 @@ QByteArray enter(const TestServer& server) {
     return signIn(http, email, password).body.value(u"session_token").toString().toLatin1();
 }
 
+// Nobody has signed in without a token: the server would answer for the development user.
 int statusOfMe(const TestServer& server, const QByteArray& token) {
-    return TestClient(server.port(), token).get("/v1/me").status;
+    return token.isEmpty() ? 0 : TestClient(server.port(), token).get("/v1/me").status;
 }
 
 } // namespace

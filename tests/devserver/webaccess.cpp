@@ -46,6 +46,7 @@ private Q_SLOTS:
     void repliesAreForNoCacheAndNoOtherSite();
     void aCookieIsOutOfReachOfScriptsAndOtherSites();
     void overTlsTheCookieNeverTravelsOpenly();
+    void theCookiesWithAndWithoutTlsStandBesideEachOther();
     void aVisitorWithoutASignInIsTheDevelopmentUser();
     void withoutACookieNothingIsShownOrChanged();
     void changesComeFromTheOwnPageAlone_data();
@@ -59,7 +60,7 @@ private Q_SLOTS:
     void nobodySignsInOverASession();
     void anEndedSessionNeverBecomesTheDevelopmentUser();
     void sessionsSurviveARestartUntilAllAreRevoked();
-    void aSignedOutCookieCannotBeUsedAsAToken();
+    void anotherProgramsTokenOpensNoPage();
 };
 
 void TestDevserverWebAccess::initTestCase() {
@@ -172,6 +173,31 @@ void TestDevserverWebAccess::overTlsTheCookieNeverTravelsOpenly() {
     QCOMPARE(secure.signIn(u"person@example.com"_s, QString::fromLatin1(password)).status, 200);
     QVERIFY(QString::fromStdString(secure.setCookieHeader()).split(u"; "_s).contains(u"Secure"_s));
     QCOMPARE(secure.signOut().status, 200);
+}
+
+// One browser opens the page both ways, on two ports of this host.
+void TestDevserverWebAccess::theCookiesWithAndWithoutTlsStandBesideEachOther() {
+    const Authority authority;
+    QVERIFY(authority.isReady());
+    TestServer server;
+    QVERIFY(server.start(m_database, authority.options()));
+    WebVisitor secure(server);
+    secure.trust(authority.root());
+    QCOMPARE(secure.load().status, 200);
+    const auto nameOf = [](const WebVisitor& visitor) {
+        return visitor.cookie().substr(0, visitor.cookie().find('='));
+    };
+    WebVisitor plain(*m_server);
+    plain.setCookie(secure.cookie());
+    QCOMPARE(plain.get("/web/timesheet").status, 401);
+    QCOMPARE(plain.load().status, 200);
+    QVERIFY(nameOf(plain) != nameOf(secure));
+    QCOMPARE(plain.get("/web/timesheet").status, 200);
+    const std::string own = secure.cookie();
+    secure.setCookie(plain.cookie());
+    QCOMPARE(secure.get("/web/timesheet").status, 401);
+    secure.setCookie(plain.cookie() + "; " + own);
+    QCOMPARE(secure.get("/web/timesheet").status, 200);
 }
 
 void TestDevserverWebAccess::aVisitorWithoutASignInIsTheDevelopmentUser() {
@@ -380,12 +406,16 @@ void TestDevserverWebAccess::sessionsSurviveARestartUntilAllAreRevoked() {
     }
 }
 
-void TestDevserverWebAccess::aSignedOutCookieCannotBeUsedAsAToken() {
+void TestDevserverWebAccess::anotherProgramsTokenOpensNoPage() {
+    TestClient program(m_server->port());
+    const Reply entered = signIn(program, u"person@example.com"_s, QString::fromLatin1(password));
+    const std::string token = entered.body.value(u"session_token").toString().toStdString();
+    QVERIFY(!token.empty());
     WebVisitor page = visitor();
-    const QByteArray secret = QByteArray::fromStdString(page.cookie().substr(page.cookie().find('=') + 1));
-    QCOMPARE(TestClient(m_server->port(), secret).get("/v1/me").status, 401);
-    page.setCookie("timer_page=account." + m_world.revokedToken.toStdString());
-    QCOMPARE(page.get("/web/timesheet").status, 401);
+    for (const std::string& prefix : {std::string(), std::string("account.")}) {
+        page.setCookie("timer_page=" + prefix + token);
+        QCOMPARE(page.get("/web/timesheet").status, 401);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestDevserverWebAccess)
