@@ -14,7 +14,8 @@ constexpr qint64 unreadBytes = 1048576;
 /// of entries, 3.4 MB, come through in it at a quarter of a megabit a second.
 constexpr int deadlineMs = 120000;
 
-/// Later releases of Qt tell the transfer time-out from an end that was called for.
+/// Qt 6.4 to 6.8 call a transfer time-out what they call an end that was asked for; its own name means no
+/// less.
 bool isGivenUp(QNetworkReply::NetworkError error) {
     return error == QNetworkReply::OperationCanceledError || error == QNetworkReply::TimeoutError;
 }

@@ -186,7 +186,7 @@ void ReplyLimitsTest::aReplyThatTricklesIsEnded() {
     QTRY_COMPARE(flood.clients(), 0);
 }
 
-// Each release of Qt has its own name for the end of it.
+// Whatever the release of Qt calls the end of it.
 void ReplyLimitsTest::aReplyThatFallsSilentHasNoBody() {
     QTcpServer server;
     connect(&server, &QTcpServer::newConnection, &server, [&server] {
