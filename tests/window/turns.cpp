@@ -169,8 +169,11 @@ void WindowTurnsTest::enterInThePasswordIsForgottenWithItsServer() {
 
 void WindowTurnsTest::theEndOfTheProgramRecordsAnEditThatWaits() {
     QObject* const dialog = m_fixture->object(u"editDialog"_s);
-    QMetaObject::invokeMethod(dialog, "edit", Q_ARG(QString, u"e1"_s), Q_ARG(QString, u"Better"_s));
+    QMetaObject::invokeMethod(
+        dialog, "edit", Q_ARG(QString, u"e1"_s),
+        Q_ARG(QString, listedEntry(controller(), u"id"_s, u"e1"_s).value(u"description"_s).toString()));
     QTRY_VERIFY(dialog->property("opened").toBool());
+    item("editDescription")->setProperty("text", u"Better"_s);
     holdAReload();
     QMetaObject::invokeMethod(dialog, "submit");
     QVERIFY(dialog->property("waiting").toBool());
