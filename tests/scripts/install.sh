@@ -19,8 +19,8 @@ done
 both=$(comm -12 <(cd -- "$folder/client" && find . -type f | sort) <(cd -- "$folder/devserver" && find . -type f | sort))
 [ -z "$both" ] || fail "in either component:" "$both"
 # A folder that is named from here, and that is not there yet.
-(cd -- "$folder" && DESTDIR=staged timeout 60 cmake --install "$1" --prefix /usr --component client >/dev/null) &&
-    [ -x "$folder/staged/usr/bin/timer-kelvaro" ] || fail "nothing was installed into a folder beside"
+(cd -- "$folder" && DESTDIR=staged timeout 60 cmake --install "$1" --prefix /usr --component client >/dev/null)
+[ -x "$folder/staged/usr/bin/timer-kelvaro" ] || fail "nothing was installed into a folder beside"
 cd -- "$folder"
 [ -x client/bin/timer-kelvaro ] || fail "nothing was installed"
 odd=$(find prefix client devserver \( -type d -o -path '*/bin/*' \) ! -perm 755 -printf '%m %p\n' -o \
