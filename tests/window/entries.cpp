@@ -75,6 +75,10 @@ class WindowEntriesTest : public QObject {
     /// The one operation that was recorded, once the controller is free.
     [[nodiscard]] QJsonObject recorded(qsizetype index = 0) const;
     void openDialog(const QString& id);
+    /// What was told could be read.
+    [[nodiscard]] bool wasRead(const char* dialog) const {
+        return !m_fixture->object(QString::fromLatin1(dialog))->property("justTold").toBool();
+    }
 
     std::unique_ptr<WindowFixture> m_fixture;
     QQuickItem* m_list = nullptr;
@@ -467,13 +471,17 @@ void WindowEntriesTest::whatOthersChangedMeanwhileIsNotOverruledSilently() {
     QVERIFY(isOpen("entryDialog"));
     QCOMPARE(item("notice")->property("text").toString(), told);
     QVERIFY(!item("refusal")->isVisible());
+    key(Qt::Key_Return); // nobody has read it yet
+    QVERIFY(isOpen("entryDialog"));
     QCOMPARE(controller().pending(), 0);
 
     // Once more changed, it is told once more.
+    QTRY_VERIFY(wasRead("entryDialog"));
     m_fixture->show(documentWith(changedElsewhere(u"Theirs now"_s, 5)));
     key(Qt::Key_Return);
     QVERIFY(isOpen("entryDialog"));
     QVERIFY(item("notice")->property("text").toString().contains(u"Theirs now"_s));
+    QTRY_VERIFY(wasRead("entryDialog"));
     key(Qt::Key_Return);
     QTRY_VERIFY(!isOpen("entryDialog"));
     QCOMPARE(controller().pending(), 1);
@@ -505,6 +513,7 @@ void WindowEntriesTest::everyFieldThatWouldBeReplacedIsTold() {
     QCOMPARE(item("notice")->property("text").toString(),
              u"This entry was changed elsewhere meanwhile:\nProject: Three\n"
              u"From: \u20662021-03-01 10:00:00\u2069\nOK again replaces it."_s);
+    QTRY_VERIFY(wasRead("entryDialog"));
     m_fixture->click(m_fixture->object(u"entryDialog"_s)->findChild<QQuickItem*>(u"ok"_s));
     QTRY_VERIFY(!isOpen("entryDialog"));
     QCOMPARE(recorded().value(u"payload").toObject(),
@@ -526,6 +535,11 @@ void WindowEntriesTest::aTimerThatWasMovedElsewhereIsNotMovedSilently() {
     key(Qt::Key_Return);
     QVERIFY(isOpen("entryDialog"));
     QVERIFY(item("notice")->property("text").toString().contains(u"2021-03-05 09:00:00"_s));
+    // What speaks against a time is told beside it.
+    item("entryFrom")->setProperty("text", u"2999-03-05T10:30:00+02:00"_s);
+    QTRY_VERIFY(item("notice")->property("text").toString().endsWith(u"\nThis time lies in the future."_s));
+    item("entryFrom")->setProperty("text", u"2021-03-05T10:30:00+02:00"_s);
+    QTRY_VERIFY(wasRead("entryDialog"));
     key(Qt::Key_Return);
     QTRY_VERIFY(!isOpen("entryDialog"));
     QCOMPARE(recorded().value(u"payload").toObject(),
@@ -552,6 +566,7 @@ void WindowEntriesTest::theDescriptionAloneIsNotOverruledSilently() {
     const QObject* const notice = m_fixture->object(u"editDialog"_s)->findChild<QObject*>(u"notice"_s);
     QVERIFY(notice->property("text").toString().contains(u"Theirs"_s));
     QCOMPARE(controller().pending(), 0);
+    QTRY_VERIFY(wasRead("editDialog"));
     key(Qt::Key_Return);
     QTRY_VERIFY(!isOpen("editDialog"));
     QCOMPARE(recorded().value(u"payload").toObject(), QJsonObject({{u"description"_s, u"Mine"_s}}));

@@ -27,6 +27,8 @@ ModalDialog {
     property string overruled: ""
     /// What of that was told: the next OK is an answer to it.
     property string told: ""
+    /// Only now: the second half of a double press is no answer.
+    readonly property bool justTold: reading.running
     /// What is to be known about what is typed.
     property string notice: told
     /// Why the last try was not taken.
@@ -39,7 +41,7 @@ ModalDialog {
     signal submitted
 
     function submit() {
-        if (taken || waiting)
+        if (taken || waiting || justTold)
             return
         refusal = ""
         if (unchanged)
@@ -53,8 +55,10 @@ ModalDialog {
         due()
         if (overruled !== "" && overruled !== told) {
             told = overruled
+            reading.start()
             return
         }
+        told = overruled
         const before = controller.pending
         const said = controller.message
         submitted()
@@ -83,8 +87,14 @@ ModalDialog {
         refusal = ""
         overruled = ""
         told = ""
+        reading.stop()
     }
 
+    Timer {
+        id: reading
+
+        interval: 800
+    }
     WhenFree {
         id: turn
 

@@ -23,5 +23,5 @@ FormDialog {
         "future": window.label("הזמן הזה נמצא בעתיד.", "This time lies in the future.")
     })
 
-    notice: told !== "" ? told : concerns[concern] ?? ""
+    notice: told + (told !== "" && concern in concerns ? "\n" : "") + (concerns[concern] ?? "")
 }
