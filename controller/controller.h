@@ -197,6 +197,9 @@ public:
     /// Connects to another server once this one has not confirmed a sign-out. The account stays signed in,
     /// sealed in the store of its own server.
     Q_INVOKABLE void leaveServer(const QString& url);
+    /// A sign-out is under way, so that nothing is recorded any more, nor can wait for its end: the status
+    /// says so.
+    Q_INVOKABLE [[nodiscard]] bool refusesDuringSignOut();
     /// What speaks against a manual entry with these times, the first that holds:
     /// "order" (the end is not after the start), "period" (the server will refuse it: it
     /// lies in a closed period), "offset" (a time names none, so what it means depends on

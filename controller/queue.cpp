@@ -30,9 +30,7 @@ void Controller::enqueue(const QList<Change>& changes) {
         fail(u"Connect to the server first"_s);
         return;
     }
-    if (m_signingOut) {
-        // The sign-out told the server that nothing waits here; `busy` stays its own.
-        say(u"You are being signed out; this was not recorded."_s);
+    if (refusesDuringSignOut()) {
         return;
     }
     if (!secureStorage()) {
@@ -54,6 +52,14 @@ void Controller::enqueue(const QList<Change>& changes) {
     adopt(state);
     say(u"Saved securely on this device"_s);
     nextMutation();
+}
+
+bool Controller::refusesDuringSignOut() {
+    if (m_signingOut) {
+        // The sign-out told the server that nothing waits here; `busy` stays its own.
+        say(u"You are being signed out; this was not recorded."_s);
+    }
+    return m_signingOut;
 }
 
 QJsonObject Controller::mutationOf(const Change& change) const {

@@ -19,6 +19,9 @@ void Controller::stopTimer() {
 }
 
 void Controller::press(const Press& press) {
+    if (refusesDuringSignOut()) {
+        return;
+    }
     if (m_busy && press.workspace.isEmpty()) {
         say(u"Connect to the server first"_s); // nothing is known yet that could wait
         return;

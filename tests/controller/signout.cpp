@@ -49,6 +49,7 @@ private Q_SLOTS:
     void signOutWithPendingWorkIsRefused();
     void signOutThatCannotBeStoredKeepsTheAccount();
     void nothingIsRecordedDuringSignOut();
+    void whatIsPressedDuringSignOutIsNotPromised();
     void workThatAppearsDuringSignOutIsKept();
     void lateRepliesOfTheFormerAccountAreDropped();
     void requestsOfTheFormerAccountAreNotSentAgain();
@@ -281,8 +282,27 @@ void SignOutTest::nothingIsRecordedDuringSignOut() {
     client.peer.release();
     QTRY_COMPARE(client.controller.message(),
                  u"Logout not confirmed; account and protected cache retained"_s);
+    QCOMPARE(client.controller.pending(), 0);
     addManual(u"2026-03-02T11:00:00Z"_s);
     QCOMPARE(client.controller.pending(), 1);
+}
+
+void SignOutTest::whatIsPressedDuringSignOutIsNotPromised() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    QVERIFY(!client.controller.refusesDuringSignOut());
+    client.peer.answer("POST", AccountClient::logoutPath(),
+                       PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.peer.held(), 1);
+    client.controller.toggleTimer(u"Meanwhile"_s, {}, false);
+    QCOMPARE(client.controller.message(), u"You are being signed out; this was not recorded."_s);
+    QVERIFY(client.controller.busy());
+    client.peer.release();
+    QTRY_VERIFY(!client.controller.busy());
+    QCoreApplication::processEvents(); // when what waited would be carried out
+    QCOMPARE(client.controller.pending(), 0);
 }
 
 void SignOutTest::workThatAppearsDuringSignOutIsKept() {

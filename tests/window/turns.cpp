@@ -27,6 +27,8 @@ class WindowTurnsTest : public QObject {
     [[nodiscard]] QString text(const char* name) const { return item(name)->property("text").toString(); }
     [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
     void pressEnterIn(const char* field) const;
+    /// Opens the dialog, with another description typed.
+    [[nodiscard]] QObject* editTheEntry() const;
     void holdAPush();
     void holdAReload();
     /// What waits then has no further turn of the event loop.
@@ -47,6 +49,7 @@ private Q_SLOTS:
     void enterInTheAddressDoesWhatTheButtonWould();
     void enterInThePasswordFollowsAReload();
     void enterInThePasswordIsForgottenWithItsServer();
+    void nothingWaitsForTheEndOfASignOut();
     void theEndOfTheProgramRecordsAnEditThatWaits();
     void theEndOfTheProgramRecordsWhatWasPressedInTheList();
     void theEndOfTheProgramConnectsNowhere();
@@ -167,13 +170,35 @@ void WindowTurnsTest::enterInThePasswordIsForgottenWithItsServer() {
     QVERIFY(m_peer->requests("POST", loginPath).isEmpty());
 }
 
-void WindowTurnsTest::theEndOfTheProgramRecordsAnEditThatWaits() {
+QObject* WindowTurnsTest::editTheEntry() const {
     QObject* const dialog = m_fixture->object(u"editDialog"_s);
     QMetaObject::invokeMethod(
         dialog, "edit", Q_ARG(QString, u"e1"_s),
         Q_ARG(QString, listedEntry(controller(), u"id"_s, u"e1"_s).value(u"description"_s).toString()));
-    QTRY_VERIFY(dialog->property("opened").toBool());
     item("editDescription")->setProperty("text", u"Better"_s);
+    return dialog;
+}
+
+void WindowTurnsTest::nothingWaitsForTheEndOfASignOut() {
+    QJsonObject signedIn = controller().durableState();
+    signedIn.insert(u"auth", QJsonObject{{u"token"_s, u"a-token"_s}, {u"user_id"_s, u"user-1"_s}});
+    controller().applyDurable(signedIn);
+    m_peer->answer("POST", u"/v1/auth/logout"_s,
+                   PeerReply::text({}, 204).delivered(PeerReply::Delivery::Hold));
+    QObject* const dialog = editTheEntry();
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    controller().logoutAccount();
+    QTRY_COMPARE(m_peer->held(), 1);
+    QMetaObject::invokeMethod(dialog, "submit");
+    QVERIFY(!dialog->property("waiting").toBool());
+    QVERIFY(dialog->property("opened").toBool());
+    QCOMPARE(dialog->property("refusal").toString(), u"You are being signed out; this was not recorded."_s);
+    QCOMPARE(controller().pending(), 0);
+}
+
+void WindowTurnsTest::theEndOfTheProgramRecordsAnEditThatWaits() {
+    QObject* const dialog = editTheEntry();
+    QTRY_VERIFY(dialog->property("opened").toBool());
     holdAReload();
     QMetaObject::invokeMethod(dialog, "submit");
     QVERIFY(dialog->property("waiting").toBool());

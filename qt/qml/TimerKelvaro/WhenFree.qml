@@ -24,8 +24,9 @@ Timer {
     signal free
 
     function ask() {
-        waiting = busy
-        if (!busy)
+        // Who is signed out meanwhile would wait for nothing, and learns that at once.
+        waiting = busy && (afterSync || !controller.refusesDuringSignOut())
+        if (!waiting)
             free()
     }
     function forget() {
