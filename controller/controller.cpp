@@ -113,12 +113,13 @@ QVariantList Controller::workspaces() const {
     return m_document.workspaces.toVariantList();
 }
 
+QJsonObject Controller::ownSnapshot() const {
+    // It outlives a change of workspace while the server is away.
+    return m_snapshotWorkspace == m_document.workspace ? m_document.snapshot : QJsonObject();
+}
+
 QVariantList Controller::projects() const {
-    // The snapshot outlives a change of workspace while the server is away.
-    if (m_snapshotWorkspace != m_document.workspace) {
-        return {};
-    }
-    return m_document.snapshot.value(u"catalog").toObject().value(u"projects").toArray().toVariantList();
+    return ownSnapshot().value(u"catalog").toObject().value(u"projects").toArray().toVariantList();
 }
 
 QVariantMap Controller::timer() const {

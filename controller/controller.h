@@ -369,6 +369,8 @@ private:
     void leaveTimer(const QString& moment, bool anew);
     void carryOutLeave(const Press& press);
 
+    /// The snapshot, {} while it is another workspace's.
+    [[nodiscard]] QJsonObject ownSnapshot() const;
     [[nodiscard]] WorkSums::Owner owner() const;
     [[nodiscard]] QTimeZone zone() const;
     [[nodiscard]] WorkSums::Week weekNow() const;

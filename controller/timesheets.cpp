@@ -9,7 +9,7 @@
 using namespace Qt::StringLiterals;
 
 QVariantList Controller::periods() const {
-    return m_document.snapshot.value(u"timesheet_periods").toArray().toVariantList();
+    return ownSnapshot().value(u"timesheet_periods").toArray().toVariantList();
 }
 
 WorkSums::Owner Controller::owner() const {
@@ -26,7 +26,7 @@ int Controller::weekday() const {
 }
 
 QVariantList Controller::periodSums() const {
-    const QJsonArray periods = m_document.snapshot.value(u"timesheet_periods").toArray();
+    const QJsonArray periods = ownSnapshot().value(u"timesheet_periods").toArray();
     const QList<qint64> sums = sumsOf(weekNow(), periods);
     QVariantList list;
     for (qsizetype i = 0; i < periods.size(); ++i) {

@@ -47,8 +47,8 @@ private Q_SLOTS:
     void aFailedLoadShowsNothingOfTheWorkspaceLeft();
     void aLateSnapshotOfTheWorkspaceLeftIsDropped();
     void aLateTimerOfTheWorkspaceLeftEndsNoOtherLoad();
-    void onlyProjectsOfTheSelectedOneAreOffered_data();
-    void onlyProjectsOfTheSelectedOneAreOffered();
+    void onlyProjectsAndPeriodsOfTheSelectedOneAreShown_data();
+    void onlyProjectsAndPeriodsOfTheSelectedOneAreShown();
     void projectsAreStillOnlyItsOwnAfterARestart();
 };
 
@@ -173,19 +173,21 @@ void WorkspacesTest::aLateSnapshotOfTheWorkspaceLeftIsDropped() {
              QJsonArray{entryOfTheOther()});
 }
 
-void WorkspacesTest::onlyProjectsOfTheSelectedOneAreOffered_data() {
+void WorkspacesTest::onlyProjectsAndPeriodsOfTheSelectedOneAreShown_data() {
     QTest::addColumn<QJsonValue>("named");
     QTest::newRow("the snapshot names its workspace") << QJsonValue(u"ws-1"_s);
     QTest::newRow("it does not") << QJsonValue();
 }
 
-void WorkspacesTest::onlyProjectsOfTheSelectedOneAreOffered() {
+void WorkspacesTest::onlyProjectsAndPeriodsOfTheSelectedOneAreShown() {
     QFETCH(const QJsonValue, named);
     QJsonObject snapshot = sample::oneEntry();
     snapshot.insert(u"workspace_id", named);
+    snapshot.insert(u"timesheet_periods", QJsonArray{QJsonObject{{u"id"_s, u"period-1"_s}}});
     Desk desk(snapshot);
     QVERIFY(desk.load());
     QCOMPARE(desk.controller->projects().size(), 1);
+    QCOMPARE(desk.controller->periods().size(), 1);
     const QJsonObject cached = desk.controller->durableState().value(u"snapshot").toObject();
 
     desk.peer.goOffline();
@@ -193,6 +195,8 @@ void WorkspacesTest::onlyProjectsOfTheSelectedOneAreOffered() {
     QVERIFY(desk.controller->projects().isEmpty());
     QTRY_VERIFY(!desk.controller->busy());
     QVERIFY(desk.controller->projects().isEmpty());
+    QVERIFY(desk.controller->periods().isEmpty());
+    QVERIFY(desk.controller->periodSums().isEmpty());
     QCOMPARE(desk.controller->durableState().value(u"snapshot").toObject(), cached);
     desk.controller->selectWorkspace(u"ws-1"_s);
     QTRY_VERIFY(!desk.controller->busy());
