@@ -134,6 +134,7 @@ void Controller::adoptIdentity(const QJsonObject& identity) {
     m_document.me = identity;
     m_timezone = identity.value(u"timezone").toString(u"Asia/Jerusalem"_s);
     projectQueue();
+    Q_EMIT changed();
     send("GET", u"/workspaces"_s, {}, [this](const QJsonObject& reply, int status) {
         const QJsonArray items = reply.value(u"items").toArray();
         if (status != 200 || !std::all_of(items.begin(), items.end(), hasId)) {

@@ -87,9 +87,13 @@ void Controller::reload(bool periodic) {
             reload(load.periodic);
             return;
         }
+        const QJsonObject shownTimer = m_view.timer();
         m_document.snapshot = reply;
         m_snapshotWorkspace = reply.value(u"workspace_id").toString(load.workspace);
         projectQueue();
+        if (m_view.timer() != shownTimer) {
+            Q_EMIT changed(); // who presses to stop or start means the timer on the screen
+        }
         loadTimer(load);
     };
     m_link.send({"GET", path, {}, {}, token(), m_document.snapshot, largestSnapshot}, take);

@@ -4,6 +4,7 @@
 #include "tests/support/sample.h"
 
 #include <QJsonArray>
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -79,10 +80,15 @@ void IdentityChangeTest::anotherIdentityShowsNothingOfTheFormer() {
             seen += visible(reader.controller);
         }
     });
+    QString told;
+    connect(&reader.controller, &Controller::changed, this, [&] { told = reader.controller.accountName(); });
+    const QSignalSpy left(&reader.controller, &Controller::accountLeft);
     reader.controller.fetchIdentity();
     QTRY_COMPARE(reader.peer.held(), 1);
     QCOMPARE(reader.controller.accountName(), u"omer@example.com"_s);
     QCOMPARE(visible(reader.controller), QStringList());
+    QCOMPARE(told, u"omer@example.com"_s); // and not only when the workspaces are known
+    QCOMPARE(left.size(), 1);
     reader.peer.release();
     QTRY_COMPARE(reader.controller.message(), u"Unable to list workspaces for this account"_s);
     QCOMPARE(seen, QStringList());

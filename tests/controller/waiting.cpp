@@ -49,6 +49,7 @@ private Q_SLOTS:
     void stoppingTakesBackAStartThatWaits();
     void whatNoLongerAppliesIsDropped_data();
     void whatNoLongerAppliesIsDropped();
+    void whatIsPressedMeansWhatIsOnTheScreen();
     void anotherWorkspaceDropsIt();
     void anotherAccountDropsIt();
     void anotherServerDropsIt();
@@ -197,6 +198,25 @@ void WaitingTest::whatNoLongerAppliesIsDropped() {
     endBusy();
     QCOMPARE(m_desk->controller->pending(), 0);
     QCOMPARE(m_desk->controller->timer().value(u"id"_s).toString(), after.value(u"id").toString());
+}
+
+void WaitingTest::whatIsPressedMeansWhatIsOnTheScreen() {
+    const QJsonObject running = runningElsewhere(u"t1"_s);
+    load(running);
+    QJsonObject stopped = running;
+    stopped.insert(u"stop_at", u"2026-03-02T11:00:00Z"_s);
+    m_desk->peer.answer("GET", snapshotPath, PeerReply::json(sample::snapshot({stopped})));
+    m_desk->peer.answer("GET", timerPath,
+                        PeerReply::json({{u"timer"_s, {}}}).delivered(PeerReply::Delivery::Hold));
+    QString shown = u"t1"_s; // as a window has it, which reads only what it is told of
+    connect(m_desk->controller.get(), &Controller::changed, this,
+            [&] { shown = m_desk->controller->timer().value(u"id"_s).toString(); });
+    m_desk->controller->refresh();
+    QTRY_COMPARE(m_desk->peer.held(), 1);
+    QVERIFY(m_desk->controller->busy());
+    QCOMPARE(shown, m_desk->controller->timer().value(u"id"_s).toString());
+    QCOMPARE(shown, QString());
+    endBusy();
 }
 
 void WaitingTest::anotherWorkspaceDropsIt() {
