@@ -28,7 +28,9 @@ void Controller::loginAccount(const QString& email, const QString& password) {
 }
 
 bool Controller::canKeepSession() {
-    if (m_readOnly || !queueReady()) {
+    // A record whose file went away is made anew by a save, and nothing else saves while nobody is signed in.
+    const bool isReady = queueReady() || (secureStorage() && m_vault.save(durableState()));
+    if (m_readOnly || !isReady) {
         fail(u"Unlock protected OS storage before personal login"_s);
         return false;
     }

@@ -2,7 +2,9 @@
 #include "tests/controller/accountclient.h"
 #include "tests/support/client.h"
 #include "tests/support/sample.h"
+#include "tests/support/vaultfile.h"
 
+#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -22,6 +24,7 @@ private Q_SLOTS:
     void aSessionThatComesTooLateIsRevokedWhereItWasOpened();
     void aSessionOfAnEarlierAttemptIsRevokedAndTheLaterKept();
     void aSessionInAReplyThatIsRefusedIsRevoked();
+    void aLostStoreIsMadeAnewByTheNextTry();
 };
 
 void SignInsTest::leaveSignInUnderWay(AccountClient& client) {
@@ -94,6 +97,23 @@ void SignInsTest::aSessionInAReplyThatIsRefusedIsRevoked() {
     client.controller.loginAccount(u"dana@example.org"_s, AccountClient::password());
     QTRY_COMPARE(client.controller.message(), u"Personal sign-in failed"_s);
     QTRY_COMPARE(client.peer.requests("POST", AccountClient::logoutPath()).size(), 1);
+}
+
+void SignInsTest::aLostStoreIsMadeAnewByTheNextTry() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    QVERIFY(client.signIn());
+    client.controller.logoutAccount();
+    QTRY_VERIFY(client.controller.durableState().value(u"signed_out").toBool());
+    QVERIFY(waitForSilence(client.controller));
+    QVERIFY(QFile::remove(vaultFile(client.peer.url())));
+    client.controller.loginAccount(u"dana@example.org"_s, AccountClient::password());
+    QTRY_COMPARE(client.controller.message(),
+                 u"The new session could not be saved securely; previous account retained"_s);
+    QVERIFY(!client.controller.queueReady());
+    QVERIFY(waitForSilence(client.controller));
+    QVERIFY(client.signIn());
+    QVERIFY(client.controller.queueReady());
 }
 
 QTEST_MAIN(SignInsTest)
