@@ -18,6 +18,13 @@ QDateTime stopTime(const QDateTime& started, const QDateTime& moment) {
     return hasUtcText(earliest) ? std::max(moment, earliest) : moment;
 }
 
+bool holdsStop(const QJsonArray& queue, const QJsonValue& timer) {
+    return std::any_of(queue.begin(), queue.end(), [&](const QJsonValue& item) {
+        const QJsonValue mutation = item[u"mutation"];
+        return mutation[u"entity_id"] == timer && mutation[u"operation"].toString() == u"timer.stop"_s;
+    });
+}
+
 } // namespace
 
 void Controller::start(const QString& description, const QString& projectId, bool billable) {
@@ -47,6 +54,12 @@ std::optional<Controller::Change> Controller::stopChange(const QDateTime& moment
     const QJsonObject& timer = m_view.timer();
     if (timer.value(u"workspace_id").toString() != m_document.workspace) {
         fail(u"Select the running timer's workspace before stopping it in this native preview."_s);
+        return std::nullopt;
+    }
+    if (holdsStop(m_document.queue, timer.value(u"id"))) {
+        // It still runs only because the server refused a change of it; a second stop would be refused as
+        // well.
+        fail(u"This timer's stop is kept back; decide about the refused change first."_s);
         return std::nullopt;
     }
     const QString stopAt = utcText(stopTime(stamp(timer.value(u"start_at")), moment));

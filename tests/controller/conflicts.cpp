@@ -6,6 +6,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <functional>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -57,6 +59,7 @@ private Q_SLOTS:
     void anAcceptedStartBecomesTheTimer();
     void anAcceptedStopEndsTheTimer();
     void aRefusedStopEndsTheTimerOfThatEntry();
+    void aStopThatIsKeptBackIsRecordedOnce();
     void anotherEntrysTimerStays();
     void anEntryOfAnotherWorkspaceLeavesTheSnapshotAlone();
     void conflictDetailsListRetainedItemsOnly();
@@ -193,6 +196,35 @@ void ConflictsTest::aRefusedStopEndsTheTimerOfThatEntry() {
     desk.controller->synchronize();
     QTRY_COMPARE(desk.peer.held(), 1);
     QVERIFY(desk.controller->durableState().value(u"timer").toObject().isEmpty());
+}
+
+void ConflictsTest::aStopThatIsKeptBackIsRecordedOnce() {
+    Desk desk;
+    desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, runningEntry(u"t1"_s)}}));
+    QVERIFY(desk.load());
+    const QJsonObject change = edit(u"t1"_s);
+    QVERIFY(desk.holdQueue({change}));
+    desk.peer.answer("POST", push, [](const PeerRequest& request) {
+        return sample::pushReply({sample::result(sample::pushed(request), u"conflict"_s)});
+    });
+    desk.controller->synchronize();
+    QTRY_COMPARE(desk.controller->message(), blocked);
+    QVERIFY(waitForSilence(*desk.controller));
+    desk.controller->stop(); // behind the refused change, where it waits for what becomes of that
+    QCOMPARE(desk.controller->pending(), 2);
+    QVERIFY(!desk.controller->timer().isEmpty());
+    const auto pressAgain = [&](const std::function<void(Controller&)>& way) {
+        desk.controller->fail({});
+        way(*desk.controller);
+        QCOMPARE(desk.controller->message(),
+                 u"This timer's stop is kept back; decide about the refused change first."_s);
+        QCOMPARE(desk.controller->pending(), 2);
+    };
+    pressAgain([](Controller& controller) { controller.stop(); });
+    pressAgain([](Controller& controller) { controller.stopTimer(); });
+    pressAgain([](Controller& controller) { controller.toggleTimer({}, {}, false); });
+    pressAgain([](Controller& controller) { controller.stopTimerAt({}); });
+    pressAgain([](Controller& controller) { controller.restartTimerFrom({}); });
 }
 
 void ConflictsTest::anotherEntrysTimerStays() {

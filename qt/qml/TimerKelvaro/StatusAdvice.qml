@@ -128,6 +128,9 @@ Label {
             return window.label("הרשומה כבר כתובה כך; דבר לא השתנה.", "")
         case "This entry's project can no longer be booked; start with another project instead.":
             return window.label("אי אפשר עוד לרשום על הפרויקט הזה; התחל עם פרויקט אחר.", "")
+        case "This timer's stop is kept back; decide about the refused change first.":
+            return window.label("עצירת הטיימר כבר נרשמה, וממתינה מאחורי שינוי שהשרת דחה; הכרע בו קודם בהגדרות.",
+                                "The stop is recorded, and waits behind a change that the server refused; decide about that in Settings.")
         case "The rows of the report are on the clipboard.":
             return window.label("שורות הדוח הועתקו ללוח.", "")
         case "The first 500 rows are on the clipboard. Exports contain the complete snapshot.":
