@@ -24,9 +24,5 @@ std::optional<QString> serverAddress(const QString& text) {
     if (!isAllowed(url)) {
         return std::nullopt;
     }
-    QString address = url.toString(QUrl::RemovePath | QUrl::RemoveUserInfo);
-    if (address.endsWith(u'/')) {
-        address.chop(1);
-    }
-    return address;
+    return url.toString(QUrl::RemovePath | QUrl::RemoveUserInfo);
 }

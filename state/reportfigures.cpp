@@ -18,9 +18,6 @@ constexpr qint64 thousand = 1000;
 constexpr qint64 mostSeconds = 1'000'000'000'000;
 
 QString colorOf(const QJsonObject& row, const QString& group, const ProjectColors& colors) {
-    if (QString told = ProjectColors::read(row[u"color"].toString()); !told.isEmpty()) {
-        return told;
-    }
     if (row[u"entry"].isObject()) {
         const QString color = colors.ofId(row[u"entry"][u"project_id"].toString());
         return color.isEmpty() ? colors.ofName(row[u"entry"][u"project_name"].toString()) : color;

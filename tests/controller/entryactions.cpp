@@ -81,6 +81,7 @@ private Q_SLOTS:
 
     void duplicatingMakesAnotherEntryThatSaysTheSame();
     void duplicatingIntoAClosedPeriodIsRefused();
+    void anEntryWithoutReadableTimesIsNotDuplicated();
 
     void deletingTakesTheEntryOffTheListAtOnce();
     void undoingQueuesTheRestoreBehindTheDeletion();
@@ -352,6 +353,13 @@ void EntryActionsTest::duplicatingIntoAClosedPeriodIsRefused() {
     load({booked()}, {locked()});
     m_controller->duplicateEntry(u"e1"_s);
     QCOMPARE(m_controller->message(), lockedEntry);
+    QCOMPARE(m_controller->pending(), 0);
+}
+
+void EntryActionsTest::anEntryWithoutReadableTimesIsNotDuplicated() {
+    load({sample::entry(u"e1"_s, start, u"later"_s)});
+    m_controller->duplicateEntry(u"e1"_s);
+    QCOMPARE(m_controller->message(), invalidTimes);
     QCOMPARE(m_controller->pending(), 0);
 }
 

@@ -377,7 +377,9 @@ void RetainedTest::sendsNothingAgainThatWasNotRefused() {
     for (const QJsonArray& queue : {QJsonArray(), QJsonArray{edit(u"e"_s)}}) {
         QJsonObject state = document(queue);
         Store store;
-        QVERIFY(!Retained::resend(state, u"new"_s, store.callback()));
+        QString error;
+        QVERIFY(!Retained::resend(state, u"new"_s, store.callback(), &error));
+        QCOMPARE(error, notSaved);
         QCOMPARE(state, document(queue));
         QVERIFY(store.asked.isEmpty());
     }

@@ -368,6 +368,9 @@ void ReportPageTest::aTextIsNoFormulaOnTheClipboard() {
 
 void ReportPageTest::thereIsNothingToCopyWithoutRows() {
     QVERIFY(!item("copyReport")->isEnabled());
+    QGuiApplication::clipboard()->setText(u"Somebody's"_s);
+    m_fixture->controller.copyReport({u"Client"_s}, true);
+    QCOMPARE(QGuiApplication::clipboard()->text(), u"Somebody's"_s);
     show(report(u"summary"_s, u"client"_s, {labelled({u"A"_s}, totals(60))}));
     QTRY_VERIFY(item("copyReport")->isEnabled());
     QVERIFY(item("exportCsv")->isEnabled());
