@@ -44,9 +44,13 @@ PreviewRequest readRequest(const QJsonObject& body, const QString& workspaceId, 
     if (!zone) {
         throw unusable(u"The timezone must be the name of a time zone, such as Europe/Paris."_s);
     }
-    if (source.isEmpty() || source.size() > longestNamespace || !isStorableText(source)) {
+    if (source.isEmpty()) {
         throw unusable(
-            u"The source_namespace must be a text of at most %1 characters."_s.arg(longestNamespace));
+            u"The source identifier is empty; name where the records come from, the same each time."_s);
+    }
+    if (source.size() > longestNamespace || !isStorableText(source)) {
+        throw unusable(
+            u"The source identifier must be a text of at most %1 characters."_s.arg(longestNamespace));
     }
     if (!content.isString() || !isStorableText(content.toString())) {
         throw unusable(u"The content must be the text of a CSV file."_s);

@@ -35,6 +35,7 @@ private Q_SLOTS:
     void aFileWithoutRecordsIsComplete();
     void unusableRequestsAreRefused_data();
     void unusableRequestsAreRefused();
+    void aMissingSourceIsToldAsTheFieldThatWasLeftEmpty();
     void aByteOrderMarkPassesThroughJson();
     void onlyMembersMayPreview();
     void aRequestWithoutAWorkspaceIsRefusedInASentence();
@@ -282,6 +283,21 @@ void TestDevserverImportPreview::unusableRequestsAreRefused() {
     QCOMPARE(reply.status, 422);
     QCOMPARE(reply.errorCode(), u"invalid_import"_s);
     QCOMPARE(count(u"imports"_s), 0);
+}
+
+void TestDevserverImportPreview::aMissingSourceIsToldAsTheFieldThatWasLeftEmpty() {
+    QJsonObject body = bodyOf(records(1));
+    for (const QJsonValue& empty :
+         {QJsonValue(QJsonValue::Undefined), QJsonValue(u""_s), QJsonValue(u" "_s)}) {
+        body.insert(u"source_namespace"_s, empty);
+        const Reply reply = m_client->postTo(previewOf(m_world.workspace), body);
+        QCOMPARE(reply.body[u"error"][u"message"].toString(),
+                 u"The source identifier is empty; name where the records come from, the same each time."_s);
+    }
+    body.insert(u"source_namespace"_s, QString(256, u'n'));
+    const Reply tooLong = m_client->postTo(previewOf(m_world.workspace), body);
+    QCOMPARE(tooLong.body[u"error"][u"message"].toString(),
+             u"The source identifier must be a text of at most 255 characters."_s);
 }
 
 void TestDevserverImportPreview::aByteOrderMarkPassesThroughJson() {
