@@ -48,8 +48,9 @@ void Controller::queryReport(const QString& kind, const QString& fromDate, const
         }
         m_personal.report = reply;
         m_personal.reportRows = reply.value(u"rows").toArray();
+        const QJsonObject& snapshot = m_document.snapshot; // a constant one is read without adding to it
         m_personal.reportView.update(withQuestion(reply, body, kind),
-                                     m_document.snapshot[u"catalog"][u"projects"].toArray(), weekday());
+                                     snapshot[u"catalog"][u"projects"].toArray(), weekday());
         finish(reply.value(u"has_more").toBool()
                    ? u"First 500 rows shown. Exports contain the complete snapshot."_s
                    : u"Server snapshot loaded"_s);

@@ -21,8 +21,8 @@ public:
     /// ReportPicture's `columns` and `series`
     [[nodiscard]] const QVariantList& columns() const { return m_columns; }
     [[nodiscard]] const QVariantList& series() const { return m_series; }
-    /// `missing`, `named`, `unit` and `highest` of ReportPicture, and the report's `kind` and `group`; {}
-    /// without a report.
+    /// `missing`, `instead`, `named`, `unit` and `highest` of ReportPicture, and the report's `kind` and
+    /// `group`; {} without a report.
     [[nodiscard]] const QVariantMap& about() const { return m_about; }
 
 private:

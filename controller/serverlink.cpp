@@ -200,12 +200,16 @@ void ServerLink::readBeside(QNetworkReply* reply, const Received& received, cons
 void ServerLink::download(const QString& path, const QString& token, const Answer& answer) {
     // Once: this reply may outlive its session, and nothing is asked for with one that has ended.
     QNetworkReply* reply = sendOnce(m_network, requestTo(m_address, path, token), "GET", {});
-    connect(reply, &QNetworkReply::finished, this, [reply, answer] {
+    const auto finished = [this, reply, answer, generation = m_generation, asAccount = !token.isEmpty()] {
         reply->deleteLater();
+        if (generation == m_generation && asAccount && httpStatus(*reply) == 401) {
+            Q_EMIT sessionRefused();
+        }
         // A body that breaks off still has the status 200; half a file must not pass for a whole one.
         const bool whole = reply->error() == QNetworkReply::NoError;
         answer(reply->isOpen() ? reply->readAll() : QByteArray(), whole ? httpStatus(*reply) : 0);
-    });
+    };
+    connect(reply, &QNetworkReply::finished, this, finished);
 }
 
 void ServerLink::revoke(const QString& server, const QString& token) {

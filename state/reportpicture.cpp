@@ -175,12 +175,22 @@ private:
     QList<QList<qint64>> m_sums;
 };
 
-QJsonObject missing(const QString& reason) {
-    return {{u"missing"_s, reason},
-            {u"unit"_s, u"day"_s},
-            {u"highest"_s, 0},
-            {u"series"_s, QJsonArray()},
-            {u"columns"_s, QJsonArray()}};
+/// By what a summary adds up more than `shape`, of which the server sent only a part.
+QString coarser(const Shape& shape) {
+    if (shape.named) {
+        return u"day"_s;
+    }
+    return shape.byWeek ? QString() : u"week"_s;
+}
+
+QJsonObject missing(const QString& reason, const QString& instead = {}) {
+    return {{u"missing"_s, reason}, {u"instead"_s, instead},     {u"unit"_s, u"day"_s},
+            {u"highest"_s, 0},      {u"series"_s, QJsonArray()}, {u"columns"_s, QJsonArray()}};
+}
+
+/// Entries that have no day have it in no other report either.
+QJsonObject withoutDays(const Shape& shape) {
+    return missing(u"days"_s, shape.isEntry ? QString() : u"detailed"_s);
 }
 
 /// The period in columns of a day or a week each.
@@ -208,16 +218,16 @@ QJsonObject ReportPicture::of(const QJsonObject& report, const QJsonArray& rows,
         return missing(u"rows"_s);
     }
     if (!shape.hasDays) {
-        return missing(u"days"_s);
+        return withoutDays(shape);
     }
     if (report[u"has_more"].toBool()) {
-        return missing(u"cut"_s);
+        return missing(u"cut"_s, coarser(shape));
     }
     const auto pieces = piecesOf(rows, shape);
     const QDate first = QDate::fromString(report[u"from_date"].toString(), Qt::ISODate);
     const QDate last = QDate::fromString(report[u"to_date"].toString(), Qt::ISODate);
     if (!pieces || !first.isValid() || !last.isValid() || last < first) {
-        return missing(u"days"_s);
+        return withoutDays(shape);
     }
     const Period period = periodOf(first, last, *pieces, shape.byWeek, weekday);
     if (period.first.daysTo(period.last) / period.step >= mostColumns) {
@@ -233,11 +243,12 @@ QJsonObject ReportPicture::of(const QJsonObject& report, const QJsonArray& rows,
     Columns columns(period.first, period.last, period.step, series.size());
     for (const Piece& piece : *pieces) {
         if (!columns.add(piece.day, numbers.value(piece.name, series.size() - 1), piece.seconds)) {
-            return missing(u"days"_s);
+            return withoutDays(shape);
         }
     }
     const QJsonArray told = written(series);
     return {{u"missing"_s, QString()},
+            {u"instead"_s, QString()},
             {u"named"_s, shape.named},
             {u"unit"_s, period.step == 1 ? u"day"_s : u"week"_s},
             {u"highest"_s, columns.highest()},

@@ -11,6 +11,8 @@
 class ReportPicture {
 public:
     /// {`missing`: why there is none, else "";
+    ///  `instead`: the report of the same range that may have one: "detailed", or "day" or "week" for a
+    ///    summary by that; "" when this one has one, or when only a shorter range has;
     ///  `named`: whether it tells more than one sum for each column;
     ///  `unit`: "day" or "week"; `highest`: the seconds of the highest column;
     ///  `series`: [{`name`, `what`: "named", "none" (without a name), "others" (all that are too small to be

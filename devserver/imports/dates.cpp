@@ -77,11 +77,11 @@ std::optional<QDate> readDate(const QString& text, DateForm form) {
     return date.year() >= 1970 && date.year() <= 9998 ? std::optional(date) : std::nullopt;
 }
 
-std::optional<int> readTimeOfDay(const QString& text) {
+std::optional<TimeOfDay> readTimeOfDay(const QString& text) {
     // The blank may be one that keeps its neighbours on one line.
-    static const QRegularExpression form(
-        u"^([0-9]{1,2}):([0-9]{2})(?::([0-9]{2})(?:[.,][0-9]{1,9})?)?"
-        "(?:[ \\x{A0}\\x{2009}\\x{202F}]?([AaPp])(?:[Mm]|\\.[Mm]\\.))?\\z"_s);
+    static const QRegularExpression form(u"^([0-9]{1,2}):([0-9]{2})(?::([0-9]{2})(?:[.,][0-9]{1,9})?)?"
+                                         "(?:[ \\x{A0}\\x{2009}\\x{202F}]?([AaPp])(?:[Mm]|\\.[Mm]\\.))?"
+                                         "(?: ?([+-])([01][0-9]):([0-5][0-9]))?\\z"_s);
     const auto match = form.match(text);
     const int minute = match.capturedView(2).toInt();
     const int second = match.capturedView(3).toInt();
@@ -96,7 +96,12 @@ std::optional<int> readTimeOfDay(const QString& text) {
     if (!match.hasMatch() || !(endOfDay || QTime::isValid(hour, minute, second))) {
         return std::nullopt;
     }
-    return (hour * 60 + minute) * 60 + second;
+    TimeOfDay time{(hour * 60 + minute) * 60 + second, std::nullopt};
+    if (const QStringView sign = match.capturedView(5); !sign.isEmpty()) {
+        const int size = (match.capturedView(6).toInt() * 60 + match.capturedView(7).toInt()) * 60;
+        time.offset = sign == u'-' ? -size : size;
+    }
+    return time;
 }
 
 std::optional<Length> readDuration(const QString& text) {

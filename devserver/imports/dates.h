@@ -25,9 +25,14 @@ enum class DateForm { YearFirst, DayFirst, MonthFirst };
 /// A date of the years 1970 to 9998: what lies outside is a slip of the pen.
 [[nodiscard]] std::optional<QDate> readDate(const QString& text, DateForm form);
 
-/// Reads 9:05, 09:05:30, 09:05:30.250, 9:05 PM, 9:05 p.m. and 24:00; the result
-/// is whole seconds after midnight as a clock shows them.
-[[nodiscard]] std::optional<int> readTimeOfDay(const QString& text);
+struct TimeOfDay {
+    int second = 0;            ///< whole seconds after midnight as a clock shows them
+    std::optional<int> offset; ///< of that clock from UTC in seconds, where it is written
+};
+
+/// Reads 9:05, 09:05:30, 09:05:30.250, 9:05 PM, 9:05 p.m. and 24:00, each also
+/// with an offset behind it, such as 9:05+02:00.
+[[nodiscard]] std::optional<TimeOfDay> readTimeOfDay(const QString& text);
 
 struct Length {
     qint64 seconds = 0;

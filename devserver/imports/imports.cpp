@@ -44,9 +44,13 @@ PreviewRequest readRequest(const QJsonObject& body, const QString& workspaceId, 
     if (!zone) {
         throw unusable(u"The timezone must be the name of a time zone, such as Europe/Paris."_s);
     }
-    if (source.isEmpty() || source.size() > longestNamespace || !isStorableText(source)) {
+    if (source.isEmpty()) {
         throw unusable(
-            u"The source_namespace must be a text of at most %1 characters."_s.arg(longestNamespace));
+            u"The source identifier is empty; name where the records come from, the same each time."_s);
+    }
+    if (source.size() > longestNamespace || !isStorableText(source)) {
+        throw unusable(
+            u"The source identifier must be a text of at most %1 characters."_s.arg(longestNamespace));
     }
     if (!content.isString() || !isStorableText(content.toString())) {
         throw unusable(u"The content must be the text of a CSV file."_s);
@@ -77,6 +81,7 @@ private:
     void judge(const ImportRow& row);
     void refuse(const QList<ImportProblem>& problems);
     [[nodiscard]] QString about() const;
+    [[nodiscard]] QString aboutNone() const;
 
     ImportTarget m_target;
     QSet<QString> m_imported;
@@ -154,21 +159,35 @@ QString Judgement::about() const {
     if (m_total == 0) {
         return u"The file has no rows."_s;
     }
+    const QString whole = m_total == 1 ? u"The only row"_s : u"All %1 rows"_s.arg(m_total);
+    if (m_invalid == 0 && m_duplicates == 0) {
+        return whole + u" can be imported."_s;
+    }
+    if (m_invalid == 0 && m_total == 1) {
+        return whole + u" is there already and will be skipped."_s;
+    }
     if (m_invalid == 0) {
-        const QString known = u"; %1 of them are there already and will be skipped."_s.arg(m_duplicates);
-        return u"All %1 rows can be imported%2"_s.arg(QString::number(m_total),
-                                                      m_duplicates == 0 ? u"."_s : known);
+        return whole + u" can be imported; %1 of them %2 there already and will be skipped."_s.arg(
+                           QString::number(m_duplicates), m_duplicates == 1 ? u"is"_s : u"are"_s);
     }
     if (m_invalid < m_total) {
-        return u"%1 of %2 rows cannot be imported; correct them in the file and preview it again."_s
+        return u"%1 of %2 rows cannot be imported; correct %3 in the file and preview it again."_s
             .arg(m_invalid)
-            .arg(m_total);
+            .arg(m_total)
+            .arg(m_invalid == 1 ? u"it"_s : u"them"_s);
     }
+    return aboutNone();
+}
+
+QString Judgement::aboutNone() const {
     const auto& [reason, times] =
         *std::max_element(m_reasons.constKeyValueBegin(), m_reasons.constKeyValueEnd(),
                           [](const auto& left, const auto& right) { return left.second < right.second; });
-    return u"None of the %1 rows can be imported; %2 times the reason is %3"_s.arg(m_total).arg(times).arg(
-        reason);
+    if (m_total == 1) {
+        return u"The only row cannot be imported; the reason is %1"_s.arg(reason);
+    }
+    return u"None of the %1 rows can be imported; %2 the reason is %3"_s.arg(
+        QString::number(m_total), times == 1 ? u"once"_s : u"%1 times"_s.arg(times), reason);
 }
 
 QJsonObject Judgement::reply(const StagedImport& import) const {

@@ -36,12 +36,26 @@ QStringList readTags(const QString& text) {
     return tags;
 }
 
-// What is imported once is known by these very bytes for ever.
+// Of a clock there, as a file writes it.
+QString offsetText(qint64 seconds) {
+    return (seconds < 0 ? u'-' : u'+') +
+           QTime::fromMSecsSinceStartOfDay(static_cast<int>(std::abs(seconds)) * 1000).toString(u"hh:mm"_s);
+}
+
+// What is imported once is known by these very bytes for ever: what only few records
+// have is told only of those.
 QByteArray identityOf(const ImportRow& row) {
     JsonWriter json;
     json.beginObject().field("billable", row.billable).field("client", row.client);
     json.field("clock_start", row.clockStart).field("clock_stop", row.clockStop);
-    json.field("description", row.description).field("project", row.project).key("tags").beginArray();
+    json.field("description", row.description);
+    if (row.laterStart) {
+        json.field("later_start", true);
+    }
+    if (row.laterStop) {
+        json.field("later_stop", true);
+    }
+    json.field("project", row.project).key("tags").beginArray();
     for (const QString& tag : row.tags) {
         json.value(tag);
     }
@@ -57,8 +71,9 @@ QByteArray contentOf(const ImportRow& row) {
 
 QJsonObject entryOf(const ImportRow& row) {
     QJsonObject entry = QJsonDocument::fromJson(contentOf(row)).object();
-    entry.remove(u"clock_start"_s);
-    entry.remove(u"clock_stop"_s);
+    for (const auto& key : {u"clock_start"_s, u"clock_stop"_s, u"later_start"_s, u"later_stop"_s}) {
+        entry.remove(key);
+    }
     return entry;
 }
 
@@ -79,7 +94,9 @@ ImportRow rowOf(const QByteArray& json, int row) {
             parseInstant(text(u"start_at"_s)).value(),
             parseInstant(text(u"stop_at"_s)).value(),
             content.value(u"clock_start"_s).toInteger(),
-            content.value(u"clock_stop"_s).toInteger()};
+            content.value(u"clock_stop"_s).toInteger(),
+            content.value(u"later_start"_s).toBool(),
+            content.value(u"later_stop"_s).toBool()};
 }
 
 /// A record on its way to become a row.
@@ -92,12 +109,17 @@ struct RowReader::Reading {
     struct Moment {
         QList<qint64> instants; ///< two when the clocks were put back
         qint64 clock = 0;       ///< what clocks show then, as if it were UTC
+        qint64 first = 0;       ///< when they first did
+        bool isTold = false;    ///< by an offset, and would have been in doubt without
+
+        [[nodiscard]] QStringList offsets() const;
     };
 
     void readNames();
     void readTimes();
     [[nodiscard]] std::optional<Moment> readMoment(Column date, Column time);
     void choose(const Moment& start, const Moment& stop, const std::optional<Length>& length);
+    void settle(const Moment& start, const Moment& stop, qint64 from, qint64 to);
 
     [[nodiscard]] QString cell(Column column) const { return reader.cell(record, column); }
     void report(Column column, const QString& code, const QString& message) {
@@ -245,47 +267,70 @@ void RowReader::Reading::readTimes() {
                u"The row has neither an end nor a duration."_s);
     }
     if (!hasEnd && start && length) {
-        stop = Moment{{}, start->clock + length->seconds};
+        const qint64 seconds = length->seconds;
+        stop = Moment{{}, start->clock + seconds, start->first + seconds, start->isTold};
         for (const qint64 instant : start->instants) {
-            stop->instants += instant + length->seconds;
+            stop->instants += instant + seconds;
         }
     }
     if (start && stop) {
-        choose(*start, *stop, hasEnd ? length : std::nullopt);
+        choose(*start, *stop, length);
     }
 }
 
-// Where the clocks were put back, the length tells which of two moments is meant;
-// when both are in doubt it is the same both times.
+// Where the clocks were put back, the order and the length may tell which of two moments is meant.
 void RowReader::Reading::choose(const Moment& start, const Moment& stop,
                                 const std::optional<Length>& length) {
-    row.clockStart = start.clock;
-    row.clockStop = stop.clock;
-    row.startAt = start.instants[0];
-    row.stopAt = stop.instants[0];
-    const auto fits = [&] {
-        return length && std::abs(row.stopAt - row.startAt - length->seconds) <= length->give;
-    };
+    QStringList lengths; // that it may have
+    QList<std::pair<qint64, qint64>> fitting;
     for (const qint64 from : start.instants) {
         for (const qint64 to : stop.instants) {
-            if (!fits()) {
-                row.startAt = from;
-                row.stopAt = to;
+            const qint64 elapsed = to - from;
+            if (elapsed >= 0) {
+                lengths += durationText(elapsed);
+                if (!length || std::abs(elapsed - length->seconds) <= length->give) {
+                    fitting += {from, to};
+                }
             }
         }
     }
-    const qint64 elapsed = row.stopAt - row.startAt;
-    if (!fits() && start.instants.size() + stop.instants.size() > 2) {
-        report(start.instants.size() > 1 ? StartTime : EndTime, u"clock_twice"_s,
-               u"This time was twice in %1: the clocks were put back."_s.arg(
-                   QString::fromUtf8(reader.m_zone.id())));
-    } else if (row.stopAt > lastInstant) {
-        report(Duration, u"too_late"_s, u"The entry would end after the year 9999."_s);
-    } else if (elapsed < 0) {
+    if (fitting.size() > 1) {
+        const bool isStart = start.instants.size() > 1;
+        report(
+            isStart ? StartTime : EndTime, u"clock_twice"_s,
+            u"This time was twice in %1, at %2, and nothing in the row tells which of both is meant."_s.arg(
+                QString::fromUtf8(reader.m_zone.id()), (isStart ? start : stop).offsets().join(u" and "_s)));
+    } else if (fitting.size() == 1) {
+        settle(start, stop, fitting[0].first, fitting[0].second);
+    } else if (lengths.isEmpty()) {
         report(EndTime, u"end_before_start"_s, u"The entry would end before it starts."_s);
-    } else if (length && !fits()) {
-        report(Duration, u"duration_differs"_s, u"From start to end it is %1."_s.arg(durationText(elapsed)));
+    } else {
+        lengths.removeDuplicates();
+        report(Duration, u"duration_differs"_s,
+               u"From start to end it is %1."_s.arg(lengths.join(u" or "_s)));
     }
+}
+
+// Records are the same only where their offsets, if they have any, mean the same moments.
+void RowReader::Reading::settle(const Moment& start, const Moment& stop, qint64 from, qint64 to) {
+    const bool isTold = start.isTold || stop.isTold;
+    row.clockStart = start.clock;
+    row.clockStop = stop.clock;
+    row.laterStart = isTold && from != start.first;
+    row.laterStop = isTold && to != stop.first;
+    row.startAt = from;
+    row.stopAt = to;
+    if (to > lastInstant) {
+        report(Duration, u"too_late"_s, u"The entry would end after the year 9999."_s);
+    }
+}
+
+QStringList RowReader::Reading::Moment::offsets() const {
+    QStringList texts;
+    for (const qint64 instant : instants) {
+        texts += offsetText(clock - instant);
+    }
+    return texts;
 }
 
 std::optional<RowReader::Reading::Moment> RowReader::Reading::readMoment(Column date, Column time) {
@@ -294,19 +339,30 @@ std::optional<RowReader::Reading::Moment> RowReader::Reading::readMoment(Column 
         report(date, u"date"_s,
                u"This is not a date in the form %1."_s.arg(devserver::nameOf(reader.m_dates)));
     }
-    const auto second = readTimeOfDay(cell(time));
-    if (!second) {
+    const auto timeOfDay = readTimeOfDay(cell(time));
+    if (!timeOfDay) {
         report(time, u"time"_s, u"This is not a time of day such as 09:30 or 09:30:15."_s);
     }
-    if (!day || !second) {
+    if (!day || !timeOfDay) {
         return std::nullopt;
     }
-    const Moment moment{instantsOf(*day, *second, reader.m_zone), utcMidnight(*day) + *second};
+    const QString zone = QString::fromUtf8(reader.m_zone.id());
+    Moment moment{instantsOf(*day, timeOfDay->second, reader.m_zone), utcMidnight(*day) + timeOfDay->second};
     if (moment.instants.isEmpty()) {
         report(time, u"clock_skipped"_s,
-               u"This time does not exist in %1: the clocks were put forward over it."_s.arg(
-                   QString::fromUtf8(reader.m_zone.id())));
+               u"This time does not exist in %1: the clocks were put forward over it."_s.arg(zone));
         return std::nullopt;
+    }
+    moment.first = moment.instants.constFirst();
+    if (timeOfDay->offset) {
+        const qint64 told = moment.clock - *timeOfDay->offset;
+        if (!moment.instants.contains(told)) {
+            report(time, u"offset"_s,
+                   u"In %1 the offset of this time is %2."_s.arg(zone, moment.offsets().join(u" or "_s)));
+            return std::nullopt;
+        }
+        moment.isTold = moment.instants.size() > 1;
+        moment.instants = {told};
     }
     return moment;
 }

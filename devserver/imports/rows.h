@@ -24,6 +24,9 @@ struct ImportRow {
     qint64 stopAt = 0;
     qint64 clockStart = 0; ///< what the file says of the start, as if it were UTC
     qint64 clockStop = 0;  ///< of the end likewise; without one, `clockStart` and the duration
+    /// Whether an offset in the file says that this is not when clocks first showed it.
+    bool laterStart = false;
+    bool laterStop = false;
 };
 
 /// Why a row cannot be imported. `column` is empty when it is the whole row's fault.

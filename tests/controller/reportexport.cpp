@@ -36,6 +36,9 @@ private Q_SLOTS:
     void exportDoesNotTouchAPendingQuery();
     void exportFollowsTheLastSuccessfulReport();
     void exportIsWrittenAlthoughTheAccountHasChanged();
+    void aRefusedExportEndsTheSession_data();
+    void aRefusedExportEndsTheSession();
+    void aLateRefusalIsOfTheSessionBefore();
 };
 
 void ReportExportTest::exportsNothingBeforeAReport_data() {
@@ -310,6 +313,51 @@ void ReportExportTest::exportIsWrittenAlthoughTheAccountHasChanged() {
     reader.peer.release();
     QTRY_COMPARE(reader.controller.message(), u"Report exported from its server snapshot"_s);
     QCOMPARE(reader.readTarget(), "whole report");
+}
+
+void ReportExportTest::aRefusedExportEndsTheSession_data() {
+    QTest::addColumn<PeerReply>("reply");
+    QTest::addColumn<bool>("signedIn");
+    QTest::addColumn<bool>("refused");
+    QTest::newRow("401") << PeerReply::json({}, 401) << true << true;
+    QTest::newRow("without JSON") << PeerReply::text("<html>", 401) << true << true;
+    QTest::newRow("without a session") << PeerReply::json({}, 401) << false << false;
+    QTest::newRow("404") << PeerReply::json({}, 404) << true << false;
+}
+
+void ReportExportTest::aRefusedExportEndsTheSession() {
+    QFETCH(const PeerReply, reply);
+    QFETCH(const bool, signedIn);
+    QFETCH(const bool, refused);
+    Reader reader;
+    QVERIFY(reader.connectAndSettle());
+    if (signedIn) {
+        reader.signIn();
+    }
+    QVERIFY(reader.loadReport());
+    reader.peer.answer("GET", Reader::exportPath(), reply);
+    bool atChanged = false;
+    connect(&reader.controller, &Controller::changed, this,
+            [&] { atChanged = reader.controller.sessionRefused(); });
+    reader.controller.downloadReport(u"csv"_s);
+    QTRY_COMPARE(reader.controller.message(), u"Export failed"_s);
+    QCOMPARE(atChanged, refused);
+    QCOMPARE(reader.controller.sessionRefused(), refused);
+}
+
+void ReportExportTest::aLateRefusalIsOfTheSessionBefore() {
+    Reader reader;
+    QVERIFY(reader.connectAndSettle());
+    reader.signIn();
+    QVERIFY(reader.loadReport());
+    reader.peer.answer("GET", Reader::exportPath(),
+                       PeerReply::json({}, 401).delivered(PeerReply::Delivery::Hold));
+    reader.controller.downloadReport(u"csv"_s);
+    QTRY_COMPARE(reader.peer.held(), 1);
+    QVERIFY(connectAndLoad(reader.controller, reader.peer.url()));
+    reader.peer.release();
+    QTRY_COMPARE(reader.controller.message(), u"Export failed"_s);
+    QVERIFY(!reader.controller.sessionRefused());
 }
 
 QTEST_MAIN(ReportExportTest)

@@ -34,6 +34,7 @@ private Q_SLOTS:
     void reportWithoutRowsIsStillANewOne();
     void failedQueryKeepsTheLastReport_data();
     void failedQueryKeepsTheLastReport();
+    void aReportAddsNothingToWhatIsKept();
 };
 
 void ReportsTest::forwardsTheQueryUnchanged_data() {
@@ -184,6 +185,21 @@ void ReportsTest::failedQueryKeepsTheLastReport() {
     reader.controller.downloadReport(u"csv"_s);
     QTRY_COMPARE(reader.controller.message(), u"Report exported from its server snapshot"_s);
     QCOMPARE(reader.peer.requests("GET", Reader::exportPath()).size(), 1);
+}
+
+// Not even an empty catalog where there is none.
+void ReportsTest::aReportAddsNothingToWhatIsKept() {
+    Reader reader;
+    QVERIFY(reader.connectAndSettle());
+    QJsonObject state = reader.controller.durableState();
+    QJsonObject snapshot = state.value(u"snapshot").toObject();
+    snapshot.remove(u"catalog"_s);
+    state.insert(u"snapshot"_s, snapshot);
+    reader.controller.applyDurable(state);
+    const QJsonObject before = reader.controller.durableState();
+    QVERIFY(!before.value(u"snapshot").toObject().contains(u"catalog"));
+    QVERIFY(reader.loadReport());
+    QCOMPARE(reader.controller.durableState(), before);
 }
 
 QTEST_MAIN(ReportsTest)

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void everyRowIsJudged();
     void theFirstSentenceIsAboutTheWholeFile_data();
     void theFirstSentenceIsAboutTheWholeFile();
+    void theOnlyRowCanBeThereAlready();
     void fiftyProblemsAreTold();
     void aHundredNewNamesAreTold();
     void rowsAreNumberedAsInASpreadsheet();
@@ -35,6 +36,7 @@ private Q_SLOTS:
     void aFileWithoutRecordsIsComplete();
     void unusableRequestsAreRefused_data();
     void unusableRequestsAreRefused();
+    void aMissingSourceIsToldAsTheFieldThatWasLeftEmpty();
     void aByteOrderMarkPassesThroughJson();
     void onlyMembersMayPreview();
     void aRequestWithoutAWorkspaceIsRefusedInASentence();
@@ -130,17 +132,31 @@ void TestDevserverImportPreview::theFirstSentenceIsAboutTheWholeFile_data() {
     QTest::addColumn<QStringList>("rows");
     QTest::addColumn<QString>("sentence");
     const QString good = u"good,2025-06-01,09:00,2025-06-01,10:00"_s;
+    const QString other = u"other,2025-06-01,09:00,2025-06-01,10:00"_s;
     const QString bad = u"bad,2025-06-01,9h,2025-06-01,10:00"_s;
-    QTest::newRow("good") << QStringList{good} << u"All 1 rows can be imported."_s;
+    const QString noTime = u"Start time: This is not a time of day such as 09:30 or 09:30:15."_s;
+    QTest::newRow("good") << QStringList{good, other} << u"All 2 rows can be imported."_s;
+    QTest::newRow("one good") << QStringList{good} << u"The only row can be imported."_s;
     QTest::newRow("known")
+        << QStringList{good, good, good}
+        << u"All 3 rows can be imported; 2 of them are there already and will be skipped."_s;
+    QTest::newRow("one known")
         << QStringList{good, good}
-        << u"All 2 rows can be imported; 1 of them are there already and will be skipped."_s;
+        << u"All 2 rows can be imported; 1 of them is there already and will be skipped."_s;
     QTest::newRow("some")
         << QStringList{good, bad, bad}
         << u"2 of 3 rows cannot be imported; correct them in the file and preview it again."_s;
+    QTest::newRow("one of some")
+        << QStringList{good, bad, good}
+        << u"1 of 3 rows cannot be imported; correct it in the file and preview it again."_s;
     QTest::newRow("all") << QStringList{bad, bad, u"bad,2025-06-01,09:00,x,10:00"_s}
-                         << u"None of the 3 rows can be imported; 2 times the reason is Start time: "
-                            "This is not a time of day such as 09:30 or 09:30:15."_s;
+                         << u"None of the 3 rows can be imported; 2 times the reason is "_s + noTime;
+    QTest::newRow("all, each for another reason")
+        << QStringList{u"bad,2025-06-01,09:00,2025-06-01,"_s, u"bad,2025-06-01,9h,2025-06-01,10:00"_s}
+        << u"None of the 2 rows can be imported; once the reason is "_s +
+               u"End time: This is not a time of day such as 09:30 or 09:30:15."_s;
+    QTest::newRow("the only one") << QStringList{bad}
+                                  << u"The only row cannot be imported; the reason is "_s + noTime;
     QTest::newRow("empty") << QStringList() << u"The file has no rows."_s;
 }
 
@@ -149,6 +165,12 @@ void TestDevserverImportPreview::theFirstSentenceIsAboutTheWholeFile() {
     const Reply reply = preview(simple(rows));
     QTEST(reply.body.value(u"about").toString(), "sentence");
     QCOMPARE(reply.body.keys().constFirst(), u"about"_s);
+}
+
+void TestDevserverImportPreview::theOnlyRowCanBeThereAlready() {
+    QCOMPARE(progressOf(applyAll(preview(records(1)))), u"completed 1/1"_s);
+    QCOMPARE(preview(records(1)).body.value(u"about").toString(),
+             u"The only row is there already and will be skipped."_s);
 }
 
 void TestDevserverImportPreview::fiftyProblemsAreTold() {
@@ -282,6 +304,21 @@ void TestDevserverImportPreview::unusableRequestsAreRefused() {
     QCOMPARE(reply.status, 422);
     QCOMPARE(reply.errorCode(), u"invalid_import"_s);
     QCOMPARE(count(u"imports"_s), 0);
+}
+
+void TestDevserverImportPreview::aMissingSourceIsToldAsTheFieldThatWasLeftEmpty() {
+    QJsonObject body = bodyOf(records(1));
+    for (const QJsonValue& empty :
+         {QJsonValue(QJsonValue::Undefined), QJsonValue(u""_s), QJsonValue(u" "_s)}) {
+        body.insert(u"source_namespace"_s, empty);
+        const Reply reply = m_client->postTo(previewOf(m_world.workspace), body);
+        QCOMPARE(reply.body[u"error"][u"message"].toString(),
+                 u"The source identifier is empty; name where the records come from, the same each time."_s);
+    }
+    body.insert(u"source_namespace"_s, QString(256, u'n'));
+    const Reply tooLong = m_client->postTo(previewOf(m_world.workspace), body);
+    QCOMPARE(tooLong.body[u"error"][u"message"].toString(),
+             u"The source identifier must be a text of at most 255 characters."_s);
 }
 
 void TestDevserverImportPreview::aByteOrderMarkPassesThroughJson() {

@@ -24,6 +24,8 @@ private Q_SLOTS:
     void theSameFileWritesNothingNew();
     void theSameFileInAnotherTimeZoneWritesNothingNew_data();
     void theSameFileInAnotherTimeZoneWritesNothingNew();
+    void clockTimesOfBothPassesAreTwoRecords();
+    void anOffsetThatChangesNothingMakesNoOtherRecord();
     void aLongerFileWritesWhatIsNew();
     void whatWasChangedOrDeletedSinceIsNotWrittenAgain();
     void duplicatesAreSkippedInClosedPeriods();
@@ -118,6 +120,36 @@ void TestDevserverImportRepeats::theSameFileInAnotherTimeZoneWritesNothingNew() 
     QCOMPARE(applyAll(beside).body.value(u"written"), 0);
     QCOMPARE(numbersOf(previewIn(u"America/New_York"_s)), u"%1 0 0 %1"_s.arg(total));
     QCOMPARE(count(u"time_entries"_s), total);
+}
+
+// The clocks of Jerusalem were put back to one o'clock.
+void TestDevserverImportRepeats::clockTimesOfBothPassesAreTwoRecords() {
+    const QString header = u"Start date,Start time,End date,End time,Duration\n"_s;
+    const QString row = u"2025-10-26,01:10%1,2025-10-26,01:20%2,0:10\n"_s;
+    const auto previewOf = [this](const QString& content) {
+        QJsonObject body = bodyOf(content);
+        body.insert(u"timezone"_s, u"Asia/Jerusalem"_s);
+        return m_client->postTo(ImportFixture::previewOf(m_world.workspace), body);
+    };
+    const QString first = row.arg(u"+03:00"_s, u"+03:00"_s);
+    const QString second = row.arg(u"+02:00"_s, u"+02:00"_s);
+    QCOMPARE(numbersOf(previewOf(header + first + second)), u"2 2 0 0"_s);
+    QCOMPARE(applyAll(previewOf(header + second)).body.value(u"written"), 1);
+    QCOMPARE(m_database.value(u"SELECT start_at FROM time_entries"_s).toLongLong(), 1761433800);
+    QCOMPARE(numbersOf(previewOf(header + first + second)), u"2 1 0 1"_s);
+    // One offset, and the duration that tells the other, say the same.
+    QCOMPARE(numbersOf(previewOf(header + row.arg(u"+02:00"_s, QString()))), u"1 0 0 1"_s);
+    QCOMPARE(applyAll(previewOf(header + first)).body.value(u"written"), 1);
+    QCOMPARE(numbersOf(previewOf(header + first + second)), u"2 0 0 2"_s);
+}
+
+// What was imported before offsets could be written is still the same with one.
+void TestDevserverImportRepeats::anOffsetThatChangesNothingMakesNoOtherRecord() {
+    const auto rowIn = [](const QString& offset) {
+        return simple({u"x,2025-06-01,09:00%1,2025-06-01,10:00%1"_s.arg(offset)});
+    };
+    QCOMPARE(applyAll(preview(rowIn(QString()))).body.value(u"written"), 1);
+    QCOMPARE(numbersOf(preview(rowIn(u"+00:00"_s))), u"1 0 0 1"_s);
 }
 
 void TestDevserverImportRepeats::aLongerFileWritesWhatIsNew() {

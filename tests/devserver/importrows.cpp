@@ -32,6 +32,7 @@ private Q_SLOTS:
     void billableIsAWord_data();
     void billableIsAWord();
     void aRecordIsKnownByTheSameFingerprintForEver();
+    void aRecordThatItsOffsetPutsLaterIsAnother();
 };
 
 void TestDevserverImportRows::filesAreReadInManyForms_data() {
@@ -217,9 +218,11 @@ void TestDevserverImportRows::startAndEndAreInstantsOfTheZone_data() {
     QTest::addColumn<QString>("row");
     QTest::addColumn<QString>("expected"); // start and stop, or the problem
     const QString jerusalem = u"Asia/Jerusalem"_s;
-    const auto twice = [](const QString& column, const QString& zone) {
-        return u"2 %1: This time was twice in %2: the clocks were put back."_s.arg(column, zone);
+    const auto twice = [](const QString& column, const QString& zone, const QString& offsets) {
+        return u"2 %1: This time was twice in %2, at %3, and nothing in the row tells which of both is meant."_s
+            .arg(column, zone, offsets);
     };
+    const QString bothOffsets = u"+03:00 and +02:00"_s;
     const auto never = [](const QString& column, const QString& zone) {
         return u"2 %1: This time does not exist in %2: the clocks were put forward over it."_s.arg(column,
                                                                                                    zone);
@@ -269,22 +272,69 @@ void TestDevserverImportRows::startAndEndAreInstantsOfTheZone_data() {
     QTest::newRow("first second after")
         << jerusalem << u"2025-03-28,03:00,,,1:00"_s << u"2025-03-28T00:00:00Z 2025-03-28T01:00:00Z"_s;
     QTest::newRow("repeated") << jerusalem << u"2025-10-26,01:00,2025-10-26,03:30,"_s
-                              << twice(u"Start time"_s, jerusalem);
-    QTest::newRow("repeated at the end")
-        << jerusalem << u"2025-10-26,00:00,2025-10-26,01:59:59,"_s << twice(u"End time"_s, jerusalem);
+                              << twice(u"Start time"_s, jerusalem, bothOffsets);
+    QTest::newRow("repeated at the end") << jerusalem << u"2025-10-26,00:00,2025-10-26,01:59:59,"_s
+                                         << twice(u"End time"_s, jerusalem, bothOffsets);
     QTest::newRow("repeated, and the length tells which")
         << jerusalem << u"2025-10-26,01:30,2025-10-26,03:30,3:00:00"_s
         << u"2025-10-25T22:30:00Z 2025-10-26T01:30:00Z"_s;
     QTest::newRow("repeated the second time") << jerusalem << u"2025-10-26,01:30,2025-10-26,03:30,2:00:00"_s
                                               << u"2025-10-25T23:30:00Z 2025-10-26T01:30:00Z"_s;
+    QTest::newRow("from one pass to the other, and the length tells so")
+        << jerusalem << u"2025-10-26,01:10,2025-10-26,01:20,1:10:00"_s
+        << u"2025-10-25T22:10:00Z 2025-10-25T23:20:00Z"_s;
+    QTest::newRow("from one pass to the other, since the end comes last")
+        << jerusalem << u"2025-10-26,01:50,2025-10-26,01:10,"_s
+        << u"2025-10-25T22:50:00Z 2025-10-25T23:10:00Z"_s;
+    QTest::newRow("within either pass") << jerusalem << u"2025-10-26,01:10,2025-10-26,01:20,0:10:00"_s
+                                        << twice(u"Start time"_s, jerusalem, bothOffsets);
+    QTest::newRow("within either pass, the end by duration")
+        << jerusalem << u"2025-10-26,01:10,,,0:10:00"_s << twice(u"Start time"_s, jerusalem, bothOffsets);
+    QTest::newRow("of no length in either pass")
+        << jerusalem << u"2025-10-26,01:10,2025-10-26,01:10,0:00:00"_s
+        << twice(u"Start time"_s, jerusalem, bothOffsets);
+    QTest::newRow("repeated, and the length is of neither")
+        << jerusalem << u"2025-10-26,01:30,2025-10-26,03:30,5:00:00"_s
+        << u"2 Duration: From start to end it is 3:00:00 or 2:00:00."_s;
+    QTest::newRow("repeated, and the end is before both")
+        << jerusalem << u"2025-10-26,01:30,2025-10-26,00:30,"_s
+        << u"2 End time: The entry would end before it starts."_s;
+    QTest::newRow("in the first pass by offset")
+        << jerusalem << u"2025-10-26,01:10+03:00,2025-10-26,01:20+03:00,0:10:00"_s
+        << u"2025-10-25T22:10:00Z 2025-10-25T22:20:00Z"_s;
+    QTest::newRow("in the second pass by offset")
+        << jerusalem << u"2025-10-26,01:10:00+02:00,2025-10-26,01:20:00 +02:00,"_s
+        << u"2025-10-25T23:10:00Z 2025-10-25T23:20:00Z"_s;
+    QTest::newRow("in the second pass by one offset and the length")
+        << jerusalem << u"2025-10-26,01:10+02:00,2025-10-26,01:20,0:10:00"_s
+        << u"2025-10-25T23:10:00Z 2025-10-25T23:20:00Z"_s;
+    QTest::newRow("in the second pass by offset, the end by duration")
+        << jerusalem << u"2025-10-26,1:10 AM+02:00,,,0:10:00"_s
+        << u"2025-10-25T23:10:00Z 2025-10-25T23:20:00Z"_s;
+    QTest::newRow("the offset of the start leaves the end open")
+        << jerusalem << u"2025-10-26,01:10+03:00,2025-10-26,01:20,"_s
+        << twice(u"End time"_s, jerusalem, bothOffsets);
+    QTest::newRow("an offset where none is needed")
+        << jerusalem << u"2025-06-01,09:00+03:00,2025-06-01,10:00+03:00,"_s
+        << u"2025-06-01T06:00:00Z 2025-06-01T07:00:00Z"_s;
+    QTest::newRow("the offset of Greenwich, and one west of it")
+        << u"America/Scoresbysund"_s << u"2020-10-25,00:30+00:00,2020-10-25,00:30-01:00,1:00:00"_s
+        << u"2020-10-25T00:30:00Z 2020-10-25T01:30:00Z"_s;
+    QTest::newRow("an offset of neither pass")
+        << jerusalem << u"2025-10-26,01:10+04:00,2025-10-26,03:20,"_s
+        << u"2 Start time: In Asia/Jerusalem the offset of this time is +03:00 or +02:00."_s;
+    QTest::newRow("an offset of another season")
+        << jerusalem << u"2025-06-01,09:00,2025-06-01,10:00+02:00,"_s
+        << u"2 End time: In Asia/Jerusalem the offset of this time is +03:00."_s;
     QTest::newRow("behind the repeated hour")
         << jerusalem << u"2025-10-26,02:00,,,1:00"_s << u"2025-10-26T00:00:00Z 2025-10-26T01:00:00Z"_s;
     QTest::newRow("before the repeated hour")
         << jerusalem << u"2025-10-26,00:59:59,,,1:00"_s << u"2025-10-25T21:59:59Z 2025-10-25T22:59:59Z"_s;
     QTest::newRow("half an hour skipped") << u"Australia/Lord_Howe"_s << u"2025-10-05,02:15,,,1:00"_s
                                           << never(u"Start time"_s, u"Australia/Lord_Howe"_s);
-    QTest::newRow("half an hour repeated") << u"Australia/Lord_Howe"_s << u"2025-04-06,01:45,,,1:00"_s
-                                           << twice(u"Start time"_s, u"Australia/Lord_Howe"_s);
+    QTest::newRow("half an hour repeated")
+        << u"Australia/Lord_Howe"_s << u"2025-04-06,01:45,,,1:00"_s
+        << twice(u"Start time"_s, u"Australia/Lord_Howe"_s, u"+11:00 and +10:30"_s);
     QTest::newRow("a day that never was")
         << u"Pacific/Apia"_s << u"2011-12-30,12:00,,,1:00"_s << never(u"Start time"_s, u"Pacific/Apia"_s);
     QTest::newRow("years ahead") << jerusalem << u"2095-07-01,09:00,,,1:00"_s
@@ -313,8 +363,9 @@ void TestDevserverImportRows::cellsThatCannotBeUsedAreNamed_data() {
     const QString times = u"Start date,Start time,End date,End time,Duration"_s;
     const QString noTime = u"This is not a time of day such as 09:30 or 09:30:15."_s;
     const QString noDuration = u"2 Duration: This is not a duration such as 1:30:00."_s;
-    for (const QString& time : {u""_s, u"24:01"_s, u"9"_s, u"9:60"_s, u"9:00:60"_s, u"0:30 AM"_s,
-                                u"13:00 PM"_s, u"9h30"_s, u"٠٩:٣٠"_s}) {
+    for (const QString& time :
+         {u""_s, u"24:01"_s, u"9"_s, u"9:60"_s, u"9:00:60"_s, u"0:30 AM"_s, u"13:00 PM"_s, u"9h30"_s,
+          u"٠٩:٣٠"_s, u"9:00+3"_s, u"9:00+03:60"_s, u"9:00+24:00"_s}) {
         QTest::addRow("start %s", qPrintable(time)) << times << u"2025-06-01,%1,2025-06-01,10:00,"_s.arg(time)
                                                     << QStringList{u"2 Start time: "_s + noTime};
     }
@@ -419,6 +470,20 @@ void TestDevserverImportRows::aRecordIsKnownByTheSameFingerprintForEver() {
                                {u"clock_stop"_s, row.clockStop}};
     QCOMPARE(fingerprintOf(row), fingerprintOf(identity));
     QCOMPARE(fingerprintOf(rowOf(contentOf(row), row.row)), fingerprintOf(identity));
+}
+
+// Staged and read again, they still are.
+void TestDevserverImportRows::aRecordThatItsOffsetPutsLaterIsAnother() {
+    using namespace devserver;
+    ImportRow row;
+    const QString first = fingerprintOf(row);
+    row.laterStart = true;
+    const QString startsLater = fingerprintOf(row);
+    row.laterStop = true;
+    const QString bothLater = fingerprintOf(row);
+    QCOMPARE((QSet<QString>{first, startsLater, bothLater}).size(), 3);
+    QCOMPARE(fingerprintOf(rowOf(contentOf(row), row.row)), bothLater);
+    QCOMPARE(entryOf(row).keys(), entryOf(ImportRow()).keys());
 }
 
 QTEST_GUILESS_MAIN(TestDevserverImportRows)

@@ -78,6 +78,8 @@ private Q_SLOTS:
     void theSmallestSeriesBecomeOthers();
     void whereThereIsNoneItSaysWhy_data();
     void whereThereIsNoneItSaysWhy();
+    void whereThereIsNoneItNamesAReportThatHasOne_data();
+    void whereThereIsNoneItNamesAReportThatHasOne();
 };
 
 void ReportPictureTest::aDayHasAColumnAlsoWithoutWork() {
@@ -193,6 +195,33 @@ void ReportPictureTest::whereThereIsNoneItSaysWhy() {
     const QJsonObject shown = picture(given);
     QCOMPARE(shown[u"missing"].toString(), why);
     QCOMPARE(shown[u"columns"].toArray().isEmpty(), !why.isEmpty());
+}
+
+void ReportPictureTest::whereThereIsNoneItNamesAReportThatHasOne_data() {
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("group");
+    QTest::addColumn<bool>("cut");
+    QTest::addColumn<QString>("instead");
+    QTest::newRow("there is one") << u"summary"_s << u"day"_s << false << QString();
+    QTest::newRow("no days") << u"summary"_s << u"project"_s << false << u"detailed"_s;
+    QTest::newRow("no days, and cut") << u"summary"_s << u"project"_s << true << u"detailed"_s;
+    QTest::newRow("entries without a day") << u"detailed"_s << u"project"_s << false << QString();
+    QTest::newRow("entries that were cut") << u"detailed"_s << u"project"_s << true << u"day"_s;
+    QTest::newRow("entries that were cut, grouped") << u"detailed"_s << u"day"_s << true << u"day"_s;
+    QTest::newRow("projects of weeks that were cut") << u"weekly"_s << u"project"_s << true << u"day"_s;
+    QTest::newRow("days that were cut") << u"summary"_s << u"day"_s << true << u"week"_s;
+    QTest::newRow("days of weeks that were cut") << u"weekly"_s << u"day"_s << true << u"week"_s;
+    QTest::newRow("weeks that were cut") << u"summary"_s << u"week"_s << true << QString();
+    QTest::newRow("weekly weeks that were cut") << u"weekly"_s << u"week"_s << true << QString();
+}
+
+void ReportPictureTest::whereThereIsNoneItNamesAReportThatHasOne() {
+    QFETCH(const QString, kind);
+    QFETCH(const QString, group);
+    QFETCH(const bool, cut);
+    QJsonObject given = report(kind, group, {row({u"2026-03-01"_s}, 5)});
+    given.insert(u"has_more"_s, cut);
+    QTEST(picture(given)[u"instead"].toString(u"nothing"_s), "instead");
 }
 
 QTEST_GUILESS_MAIN(ReportPictureTest)

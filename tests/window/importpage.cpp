@@ -71,6 +71,7 @@ private Q_SLOTS:
 
     void nothingIsShownWithoutAPreview();
     void thePreviewIsATable();
+    void aTimeThatWasTwiceAsksForItsOffset();
     void aFilterShowsOneKind_data();
     void aFilterShowsOneKind();
     void aProblemSaysWhatToDoInTheLanguageOnScreen();
@@ -141,6 +142,27 @@ void ImportPageTest::thePreviewIsATable() {
     QVERIFY2(shown.at(1).startsWith(u"3, Again, "_s), qPrintable(shown.at(1)));
     QVERIFY(shown.at(1).endsWith(u"There already, so it is skipped; nothing is to be done."_s));
     QCOMPARE(shown.at(3), u"5, Not written, End time, The moon was full."_s);
+}
+
+// The message names the offsets that there are.
+void ImportPageTest::aTimeThatWasTwiceAsksForItsOffset() {
+    QJsonObject reply = someOfEach();
+    reply.insert(u"problems"_s, QJsonArray{problem(4, u"clock_twice"_s, u"Twice."_s),
+                                           problem(5, u"offset"_s, u"Another."_s)});
+    preview(reply);
+    m_fixture->click(item("importFilter_problem"));
+    QTRY_COMPARE(rows().size(), 2);
+    QCOMPARE(rows(),
+             (QStringList{u"4, Not written, End time, The clocks showed this time twice; write behind it the "
+                          "offset of the one that is meant, as in 01:10+02:00., Twice."_s,
+                          u"5, Not written, End time, Correct the offset, or delete it., Another."_s}));
+    speak(true);
+    QTRY_COMPARE(rows().size(), 2);
+    QCOMPARE(
+        rows(),
+        (QStringList{u"4, לא ייכתב, End time, השעון הראה את השעה הזאת פעמיים; כתוב אחריה את ההיסט של השעה "
+                     "הנכונה, למשל \u206601:10+02:00\u2069., Twice."_s,
+                     u"5, לא ייכתב, End time, תקן את ההיסט, או מחק אותו., Another."_s}));
 }
 
 void ImportPageTest::aFilterShowsOneKind_data() {

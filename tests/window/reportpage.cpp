@@ -79,6 +79,7 @@ private Q_SLOTS:
     void whereThereIsNoPictureItIsSaid();
     void onePressShowsTheDays();
     void aReportThatWasCutIsAddedUpByDay();
+    void daysThatWereCutAreAddedUpByWeek();
     void theTableIsCopiedInTheLanguageOnScreen();
     void aTextIsNoFormulaOnTheClipboard();
     void thereIsNothingToCopyWithoutRows();
@@ -340,6 +341,35 @@ void ReportPageTest::aReportThatWasCutIsAddedUpByDay() {
     QCOMPARE(m_peer->requests("POST", path).constFirst().json().value(u"group_by").toArray(),
              QJsonArray{u"day"_s});
     QTRY_VERIFY(!item("showDays")->isVisible());
+}
+
+// To ask for the same once more would show the same.
+void ReportPageTest::daysThatWereCutAreAddedUpByWeek() {
+    const QString path = u"/v1/workspaces/w1/reports/summary/query"_s;
+    const auto cutBy = [](const QString& group) {
+        QJsonObject cut = report(u"summary"_s, group, {labelled({u"2026-03-02"_s}, totals(60))});
+        cut.insert(u"has_more"_s, true);
+        return PeerReply::json(cut);
+    };
+    m_peer->answerOnce("POST", path, cutBy(u"day"_s));
+    m_fixture->click(item("generateReport"));
+    QTRY_VERIFY(item("showDays")->isVisible());
+    QCOMPARE(text("showDays"), u"Show by week"_s);
+    QVERIFY2(text("noPicture").endsWith(u"or a summary grouped by week."_s), qPrintable(text("noPicture")));
+    speak(true);
+    QCOMPARE(text("showDays"), u"הראה לפי שבועות"_s);
+    QVERIFY2(text("noPicture").endsWith(u"או summary בקיבוץ לפי week."_s), qPrintable(text("noPicture")));
+
+    m_peer->answerOnce("POST", path, cutBy(u"week"_s));
+    m_peer->forgetRequests();
+    m_fixture->click(item("showDays"));
+    QTRY_VERIFY(!item("showDays")->isVisible());
+    QCOMPARE(m_peer->requests("POST", path).constFirst().json().value(u"group_by").toArray(),
+             QJsonArray{u"week"_s});
+    QVERIFY(item("noPicture")->isVisible());
+    QVERIFY2(text("noPicture").endsWith(u"בחר טווח קצר יותר."_s), qPrintable(text("noPicture")));
+    speak(false);
+    QVERIFY2(text("noPicture").endsWith(u"choose a shorter range."_s), qPrintable(text("noPicture")));
 }
 
 void ReportPageTest::theTableIsCopiedInTheLanguageOnScreen() {

@@ -37,8 +37,11 @@ RowPanel {
             return window.label("השעון דילג על השעה הזאת; כתוב את השעה שאחריה.",
                                 "The clocks skipped this time; write one after it.")
         case "clock_twice":
-            return window.label("השעון הראה את השעה הזאת פעמיים; כתוב התחלה, סיום ומשך שמתאים לאחת מהן.",
-                                "The clocks showed this time twice; write a start, an end and a duration that fits one of the two.")
+            return window.label("השעון הראה את השעה הזאת פעמיים; כתוב אחריה את ההיסט של השעה הנכונה, למשל "
+                                + window.ltr("01:10+02:00") + ".",
+                                "The clocks showed this time twice; write behind it the offset of the one that is meant, as in 01:10+02:00.")
+        case "offset":
+            return window.label("תקן את ההיסט, או מחק אותו.", "Correct the offset, or delete it.")
         case "too_late":
             return window.label("תקן את המשך או את השנה.", "Correct the duration or the year.")
         case "too_long":

@@ -26,14 +26,34 @@ ScrollPage {
         to.text = days.to
         generate()
     }
+    /// What the server left out, and what else is to be asked for.
+    function whyCut(): string {
+        const cut = window.label("אין תמונה, כי השרת שלח רק את 500 השורות הראשונות; בחר טווח קצר יותר",
+                                 "There is no picture, since the server sent the first 500 rows only; choose a shorter range")
+        switch (about.instead) {
+        case "day":
+            return cut + window.label(", או summary בקיבוץ לפי day או week.", ", or a summary grouped by day or week.")
+        case "week":
+            return cut + window.label(", או summary בקיבוץ לפי week.", ", or a summary grouped by week.")
+        default:
+            return cut + "."
+        }
+    }
+    function showInstead() {
+        // Of a long report the sums of days or weeks fit where its entries do not.
+        const detailed = about.instead === "detailed"
+        kind.currentIndex = kind.model.indexOf(detailed ? "detailed" : "summary")
+        if (!detailed)
+            group.currentIndex = group.model.indexOf(about.instead)
+        generate()
+    }
     function whyNoPicture(): string {
         switch (about.missing) {
         case "days":
             return window.label("הדוח הזה אינו אומר מתי עבדו; דוח מסוג weekly או detailed, או קיבוץ לפי day או week, מראה גם תמונה.",
                                 "This report does not tell when the work was done; a weekly or detailed one, or one grouped by day or week, shows a picture as well.")
         case "cut":
-            return window.label("אין תמונה, כי השרת שלח רק את 500 השורות הראשונות; בחר טווח קצר יותר, או summary בקיבוץ לפי day או week.",
-                                "There is no picture, since the server sent the first 500 rows only; choose a shorter range, or a summary grouped by day or week.")
+            return whyCut()
         case "long":
             return window.label("הטווח ארוך מדי לתמונה.", "The range is too long for a picture.")
         default:
@@ -191,17 +211,11 @@ ScrollPage {
         }
         ActionButton {
             objectName: "showDays"
-            text: page.window.label("הראה לפי ימים", "Show by day")
-            visible: page.about.missing === "days" || page.about.missing === "cut"
+            text: page.about.instead === "week" ? page.window.label("הראה לפי שבועות", "Show by week")
+                                                : page.window.label("הראה לפי ימים", "Show by day")
+            visible: (page.about.instead || "") !== ""
             enabled: !page.controller.busy
-            onClicked: {
-                // Of a long report the days' sums fit where its entries do not.
-                const cut = page.about.missing === "cut"
-                kind.currentIndex = kind.model.indexOf(cut ? "summary" : "detailed")
-                if (cut)
-                    group.currentIndex = group.model.indexOf("day")
-                page.generate()
-            }
+            onClicked: page.showInstead()
         }
     }
     RowList {

@@ -87,10 +87,12 @@ Label {
         case "Identity check unavailable; encrypted queue retained.":
         case "Server did not acknowledge this request; original encrypted queue retained":
         case "Report request failed":
-        case "Export failed":
         case "Import preview failed":
         case "Import failed":
             return signIn()
+        case "Export failed":
+            return signIn() || window.label("הפק את הדוח מחדש, ואז ייצא אותו; השרת אינו שומר דוח לתמיד.",
+                                            "Generate the report again, then export it; the server does not keep a report for ever.")
         case "Unable to list workspaces for this account":
             return signIn() || noWorkspace(window.label("כדי לנסות שוב, ", "To try again, "))
         case "This account has no workspace yet. Create one on its Web account page.":
