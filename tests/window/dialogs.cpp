@@ -27,6 +27,9 @@ class WindowDialogsTest : public QObject {
     [[nodiscard]] QString listed() const {
         return controller().entries().constFirst().toMap().value(u"description"_s).toString();
     }
+    /// What comes while a form fades.
+    enum class Meanwhile { ReloadEnds, ProgramEnds, OkIsPressed };
+
     void open(const char* dialog, const char* button);
     void openEdit(const QString& text);
     void openManual(const char* from, const char* to);
@@ -60,6 +63,8 @@ private Q_SLOTS:
     void editWaitsForTheEndOfAReload_data();
     void editWaitsForTheEndOfAReload();
     void waitingEditCanBeTakenBack();
+    void formThatFadesRecordsNothing_data();
+    void formThatFadesRecordsNothing();
     void waitingEditIsRefusedInSight();
     void manualEntryIsTakenDuringAReload();
     void manualDialogTellsWhatSpeaksAgainstTheTimes_data();
@@ -261,6 +266,64 @@ void WindowDialogsTest::waitingEditCanBeTakenBack() {
     openEdit(u"Best"_s);
     QVERIFY(!part("waitNote")->isVisible());
     QCOMPARE(controller().pending(), 0);
+    confirm(true);
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), u"Best"_s);
+}
+
+void WindowDialogsTest::formThatFadesRecordsNothing_data() {
+    QTest::addColumn<bool>("waiting");
+    QTest::addColumn<bool>("byKey");
+    QTest::addColumn<Meanwhile>("meanwhile");
+    QTest::newRow("the reload ends, Cancel") << true << false << Meanwhile::ReloadEnds;
+    QTest::newRow("the reload ends, Escape") << true << true << Meanwhile::ReloadEnds;
+    QTest::newRow("the program ends, Cancel") << true << false << Meanwhile::ProgramEnds;
+    QTest::newRow("the program ends, Escape") << true << true << Meanwhile::ProgramEnds;
+    QTest::newRow("OK after Cancel") << false << false << Meanwhile::OkIsPressed;
+    QTest::newRow("OK after Escape") << false << true << Meanwhile::OkIsPressed;
+}
+
+void WindowDialogsTest::formThatFadesRecordsNothing() {
+    QFETCH(const bool, waiting);
+    QFETCH(const bool, byKey);
+    QFETCH(const Meanwhile, meanwhile);
+    openEdit(u"Better"_s);
+    if (waiting) {
+        startReload();
+        confirm(true);
+        QVERIFY(m_dialog->property("waiting").toBool());
+    }
+    m_fixture->layOut();
+    if (byKey) {
+        QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    } else {
+        m_fixture->click(part("cancel"));
+    }
+    QVERIFY(m_dialog->property("visible").toBool());
+    switch (meanwhile) {
+    case Meanwhile::ReloadEnds:
+        controller().fail(u"Ended"_s);
+        QCoreApplication::processEvents();
+        break;
+    case Meanwhile::ProgramEnds:
+        QVERIFY(QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit"));
+        break;
+    case Meanwhile::OkIsPressed:
+        confirm(false);
+        break;
+    }
+    QCOMPARE(controller().pending(), 0);
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+    QCOMPARE(controller().pending(), 0);
+
+    if (meanwhile == Meanwhile::ProgramEnds) {
+        return;
+    }
+    // Opened again, it is as good as new.
+    if (waiting) {
+        endReload();
+    }
+    openEdit(u"Best"_s);
     confirm(true);
     QCOMPARE(controller().pending(), 1);
     QCOMPARE(listed(), u"Best"_s);
