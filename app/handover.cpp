@@ -2,8 +2,12 @@
 #include "app/handover.h"
 
 #include "controller/controller.h"
+#include "controller/serveraddress.h"
 
 void connectWhenFree(Controller& controller, const QString& address) {
+    if (serverAddress(address) == controller.server()) {
+        return;
+    }
     // While the controller is at work it passes the address over in silence; otherwise it always speaks.
     bool spoke = false;
     const QMetaObject::Connection listening =
