@@ -2,6 +2,7 @@
 #include "tests/support/scriptedpeer.h"
 #include "tests/window/windowfixture.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QJsonArray>
 #include <QSignalSpy>
@@ -65,6 +66,7 @@ private Q_SLOTS:
     void waitingEditCanBeTakenBack();
     void formThatFadesRecordsNothing_data();
     void formThatFadesRecordsNothing();
+    void waitingEditIsNotChangedByAssistiveTechnology();
     void waitingEditIsRefusedInSight();
     void manualEntryIsTakenDuringAReload();
     void manualDialogTellsWhatSpeaksAgainstTheTimes_data();
@@ -327,6 +329,27 @@ void WindowDialogsTest::formThatFadesRecordsNothing() {
     confirm(true);
     QCOMPARE(controller().pending(), 1);
     QCOMPARE(listed(), u"Best"_s);
+}
+
+void WindowDialogsTest::waitingEditIsNotChangedByAssistiveTechnology() {
+    QAccessible::setActive(true);
+    m_fixture->layOut();
+    openEntry();
+    item("entryDescriptionField")->setProperty("text", u"Better"_s);
+    startReload();
+    confirm(true);
+    QVERIFY(m_dialog->property("waiting").toBool());
+    QAccessibleActionInterface* const box =
+        QAccessible::queryAccessibleInterface(item("entryBillable"))->actionInterface();
+    for (const QString& action :
+         {QAccessibleActionInterface::pressAction(), QAccessibleActionInterface::toggleAction()}) {
+        box->doAction(action);
+        QVERIFY(!item("entryBillable")->property("checked").toBool());
+    }
+    endReload();
+    QTRY_COMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), u"Better"_s);
+    QVERIFY(!controller().entries().constFirst().toMap().value(u"billable"_s).toBool());
 }
 
 void WindowDialogsTest::waitingEditIsRefusedInSight() {
