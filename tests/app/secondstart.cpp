@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
+#include "controller/controller.h"
 #include "tests/support/client.h"
 #include "tests/support/devserver.h"
 #include "tests/support/program.h"
+#include "tests/support/sample.h"
 #include "tests/support/screen.h"
 #include "tests/support/scriptedpeer.h"
+#include "tests/support/vaultfile.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QApplication>
+#include <QFile>
 #include <QLineEdit>
 #include <QSettings>
 #include <QTest>
@@ -70,6 +74,8 @@ private Q_SLOTS:
     void leavesTheServerWhereItNamesNone();
     void connectsToTheServerItNames();
     void connectsToTheServerItNamesWhenTheFirstIsFree();
+    void asksTheServerThatIsOpenForNothing_data();
+    void asksTheServerThatIsOpenForNothing();
     void refusedServerIsNamedInTheStatusLine();
 };
 
@@ -212,6 +218,47 @@ void SecondStartTest::connectsToTheServerItNamesWhenTheFirstIsFree() {
     };
     QTRY_COMPARE_WITH_TIMEOUT(stored(), other.url(), Screen::patienceMs);
     QTRY_VERIFY_WITH_TIMEOUT(program.shows(Role::Label, connected), Screen::patienceMs);
+}
+
+void SecondStartTest::asksTheServerThatIsOpenForNothing_data() {
+    QTest::addColumn<bool>("signedOut");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("signed out")
+        << true << u"Signed out. Use personal login, or explicitly reconnect for private development."_s;
+    QTest::newRow("missing record")
+        << false
+        << u"The encrypted record for this server is missing on this device. Connect again to "
+           "begin anew with the server's data."_s;
+}
+
+// Only the person's own Connect opens the developer's data again, or begins anew.
+void SecondStartTest::asksTheServerThatIsOpenForNothing() {
+    QFETCH(const bool, signedOut);
+    QFETCH(const QString, message);
+    ScriptedPeer peer;
+    sample::serve(peer, sample::oneEntry());
+    {
+        Controller before;
+        QVERIFY(connectAndLoad(before, peer.url()));
+        QJsonObject state = before.durableState();
+        state.insert(u"signed_out", true);
+        before.applyDurable(state);
+        QVERIFY(before.persist());
+    }
+    QVERIFY(signedOut || QFile::remove(vaultFile(peer.url())));
+    Program program;
+    program.start({u"--server"_s, peer.url()});
+    QVERIFY(QTest::qWaitFor([&] { return program.shows(Role::Label, message); }, Screen::patienceMs));
+    peer.forgetRequests();
+
+    QVERIFY(handOver({u"--server"_s, u" %1/path/ "_s.arg(peer.url())}));
+    QVERIFY(comesToTheFront(program));
+    // By the time that this is said, the other one was carried out.
+    QVERIFY(handOver({u"--server"_s, u"http://example.org"_s}));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        program.shows(Role::Label, u"Use HTTPS or the trusted private development server"_s),
+        Screen::patienceMs);
+    QCOMPARE(peer.log(), QStringList());
 }
 
 void SecondStartTest::refusedServerIsNamedInTheStatusLine() {

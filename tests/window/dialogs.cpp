@@ -2,6 +2,7 @@
 #include "tests/support/scriptedpeer.h"
 #include "tests/window/windowfixture.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QJsonArray>
 #include <QSignalSpy>
@@ -27,6 +28,9 @@ class WindowDialogsTest : public QObject {
     [[nodiscard]] QString listed() const {
         return controller().entries().constFirst().toMap().value(u"description"_s).toString();
     }
+    /// What comes while a form fades.
+    enum class Meanwhile { ReloadEnds, ProgramEnds, OkIsPressed };
+
     void open(const char* dialog, const char* button);
     void openEdit(const QString& text);
     void openManual(const char* from, const char* to);
@@ -60,6 +64,9 @@ private Q_SLOTS:
     void editWaitsForTheEndOfAReload_data();
     void editWaitsForTheEndOfAReload();
     void waitingEditCanBeTakenBack();
+    void formThatFadesRecordsNothing_data();
+    void formThatFadesRecordsNothing();
+    void waitingEditIsNotChangedByAssistiveTechnology();
     void waitingEditIsRefusedInSight();
     void manualEntryIsTakenDuringAReload();
     void manualDialogTellsWhatSpeaksAgainstTheTimes_data();
@@ -264,6 +271,85 @@ void WindowDialogsTest::waitingEditCanBeTakenBack() {
     confirm(true);
     QCOMPARE(controller().pending(), 1);
     QCOMPARE(listed(), u"Best"_s);
+}
+
+void WindowDialogsTest::formThatFadesRecordsNothing_data() {
+    QTest::addColumn<bool>("waiting");
+    QTest::addColumn<bool>("byKey");
+    QTest::addColumn<Meanwhile>("meanwhile");
+    QTest::newRow("the reload ends, Cancel") << true << false << Meanwhile::ReloadEnds;
+    QTest::newRow("the reload ends, Escape") << true << true << Meanwhile::ReloadEnds;
+    QTest::newRow("the program ends, Cancel") << true << false << Meanwhile::ProgramEnds;
+    QTest::newRow("the program ends, Escape") << true << true << Meanwhile::ProgramEnds;
+    QTest::newRow("OK after Cancel") << false << false << Meanwhile::OkIsPressed;
+    QTest::newRow("OK after Escape") << false << true << Meanwhile::OkIsPressed;
+}
+
+void WindowDialogsTest::formThatFadesRecordsNothing() {
+    QFETCH(const bool, waiting);
+    QFETCH(const bool, byKey);
+    QFETCH(const Meanwhile, meanwhile);
+    openEdit(u"Better"_s);
+    if (waiting) {
+        startReload();
+        confirm(true);
+        QVERIFY(m_dialog->property("waiting").toBool());
+    }
+    m_fixture->layOut();
+    if (byKey) {
+        QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+    } else {
+        m_fixture->click(part("cancel"));
+    }
+    QVERIFY(m_dialog->property("visible").toBool());
+    switch (meanwhile) {
+    case Meanwhile::ReloadEnds:
+        controller().fail(u"Ended"_s);
+        QCoreApplication::processEvents();
+        break;
+    case Meanwhile::ProgramEnds:
+        QVERIFY(QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit"));
+        break;
+    case Meanwhile::OkIsPressed:
+        confirm(false);
+        break;
+    }
+    QCOMPARE(controller().pending(), 0);
+    QTRY_VERIFY(!m_dialog->property("visible").toBool());
+    QCOMPARE(controller().pending(), 0);
+
+    if (meanwhile == Meanwhile::ProgramEnds) {
+        return;
+    }
+    // Opened again, it is as good as new.
+    if (waiting) {
+        endReload();
+    }
+    openEdit(u"Best"_s);
+    confirm(true);
+    QCOMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), u"Best"_s);
+}
+
+void WindowDialogsTest::waitingEditIsNotChangedByAssistiveTechnology() {
+    QAccessible::setActive(true);
+    m_fixture->layOut();
+    openEntry();
+    item("entryDescriptionField")->setProperty("text", u"Better"_s);
+    startReload();
+    confirm(true);
+    QVERIFY(m_dialog->property("waiting").toBool());
+    QAccessibleActionInterface* const box =
+        QAccessible::queryAccessibleInterface(item("entryBillable"))->actionInterface();
+    for (const QString& action :
+         {QAccessibleActionInterface::pressAction(), QAccessibleActionInterface::toggleAction()}) {
+        box->doAction(action);
+        QVERIFY(!item("entryBillable")->property("checked").toBool());
+    }
+    endReload();
+    QTRY_COMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), u"Better"_s);
+    QVERIFY(!controller().entries().constFirst().toMap().value(u"billable"_s).toBool());
 }
 
 void WindowDialogsTest::waitingEditIsRefusedInSight() {

@@ -42,6 +42,7 @@ private Q_SLOTS:
     void aTimerThatWasMovedElsewhereIsNotMovedSilently();
     void whatNobodyTouchedIsLeftAsOthersChangedIt();
     void theDescriptionAloneIsNotOverruledSilently();
+    void theDescriptionOfADeletedEntryIsNotRecorded();
     void theRunningTimerIsEditedWithoutAnEnd();
 };
 
@@ -216,6 +217,31 @@ void WindowEditingTest::theDescriptionAloneIsNotOverruledSilently() {
     QVERIFY(notice->property("text").toString().contains(u"Theirs"_s));
     QCOMPARE(controller().pending(), 0);
     QTRY_VERIFY(wasRead("editDialog"));
+    key(Qt::Key_Return);
+    QTRY_VERIFY(!isOpen("editDialog"));
+    QCOMPARE(recorded().value(u"payload").toObject(), QJsonObject({{u"description"_s, u"Mine"_s}}));
+}
+
+void WindowEditingTest::theDescriptionOfADeletedEntryIsNotRecorded() {
+    m_fixture->click(part(u"e2"_s, "editEntry"));
+    QTRY_VERIFY(isOpen("editDialog"));
+    QJsonArray all = entries();
+    QJsonObject deleted = all[2].toObject();
+    deleted.insert(u"deleted_at", u"2021-03-06T09:00:00Z"_s);
+    deleted.insert(u"version", 4);
+    all[2] = deleted;
+    m_fixture->show(documentWith(all));
+    item("editDescription")->setProperty("text", u"Mine"_s);
+    key(Qt::Key_Return);
+    QCOMPARE(controller().pending(), 0);
+    QVERIFY(isOpen("editDialog"));
+    const QObject* const refusal = m_fixture->object(u"editDialog"_s)->findChild<QObject*>(u"refusal"_s);
+    QCOMPARE(refusal->property("text").toString(), u"Entry not found in this workspace"_s);
+    // To be copied.
+    QCOMPARE(item("editDescription")->property("text").toString(), u"Mine"_s);
+
+    // Brought back elsewhere, it is taken.
+    m_fixture->show(documentWith(entries()));
     key(Qt::Key_Return);
     QTRY_VERIFY(!isOpen("editDialog"));
     QCOMPARE(recorded().value(u"payload").toObject(), QJsonObject({{u"description"_s, u"Mine"_s}}));

@@ -33,6 +33,7 @@ private Q_SLOTS:
 
     void focusComesBackAsItWas_data();
     void focusComesBackAsItWas();
+    void enterOnARowsButtonThatWaitsOpensNoOtherDialog();
     void focusThatWentElsewhereStaysThere();
     void tabGoesOnFromTheControlThatWaits_data();
     void tabGoesOnFromTheControlThatWaits();
@@ -95,6 +96,37 @@ void WindowFocusTest::focusComesBackAsItWas() {
     endReload();
     QTRY_VERIFY(control->hasActiveFocus());
     QVERIFY(control->property("visualFocus").toBool());
+}
+
+// The focus of a button that is switched off falls to its row, which has a dialog of its own for Enter.
+void WindowFocusTest::enterOnARowsButtonThatWaitsOpensNoOtherDialog() {
+    const QObject* const whole = m_fixture->object(u"entryDialog"_s);
+    const QObject* const description = m_fixture->object(u"editDialog"_s);
+    const auto leave = [this](const QObject* dialog) {
+        QTest::keyClick(m_fixture->window, Qt::Key_Escape);
+        QTRY_VERIFY(!dialog->property("visible").toBool());
+    };
+    QQuickItem* const button = item("editEntry");
+    QTRY_VERIFY(button->isVisible());
+    button->forceActiveFocus(Qt::TabFocusReason);
+    startReload();
+    QVERIFY(!button->isEnabled());
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QVERIFY(!whole->property("visible").toBool());
+    endReload();
+    QTRY_VERIFY(button->hasActiveFocus());
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QTRY_VERIFY(description->property("opened").toBool());
+    leave(description);
+
+    // Who comes to the row itself during a wait can use it.
+    m_fixture->click(item("description"));
+    startReload();
+    item("entryList")->forceActiveFocus(Qt::TabFocusReason);
+    QTest::keyClick(m_fixture->window, Qt::Key_Return);
+    QTRY_VERIFY(whole->property("opened").toBool());
+    leave(whole);
+    endReload();
 }
 
 void WindowFocusTest::focusThatWentElsewhereStaysThere() {

@@ -30,6 +30,7 @@ private Q_SLOTS:
     void heldReturnOpensADialogAndLeavesItOpen_data();
     void heldReturnOpensADialogAndLeavesItOpen();
     void heldShortcutTogglesOnce();
+    void doubleClickOnTheTimerIsOneDeed();
     void renamedProjectShowsItsNewName();
     void crossClearsTheProject();
     void switchChangesTheTheme_data();
@@ -98,6 +99,34 @@ void WindowInputTest::heldShortcutTogglesOnce() {
     m_fixture->hold(Qt::Key_Space, Qt::ControlModifier | Qt::ShiftModifier);
     QVERIFY(!controller().timer().isEmpty());
     QCOMPARE(controller().pending(), 1);
+}
+
+void WindowInputTest::doubleClickOnTheTimerIsOneDeed() {
+    m_fixture->unlock();
+    m_fixture->show(WindowFixture::document());
+    item("description")->setProperty("text", u"plan"_s);
+    const auto doubleClick = [this] {
+        m_fixture->layOut();
+        const QQuickItem* const button = item("timerAction");
+        const QPointF centre = button->mapToScene(QPointF(button->width() / 2, button->height() / 2));
+        QTest::mouseDClick(m_fixture->window, Qt::LeftButton, {}, centre.toPoint());
+    };
+    doubleClick();
+    QCOMPARE(controller().timer().value(u"description"_s).toString(), u"plan"_s);
+    QCOMPARE(controller().pending(), 1);
+    QTRY_VERIFY(item("timerAction")->isEnabled());
+    doubleClick();
+    QVERIFY(controller().timer().isEmpty());
+    QCOMPARE(controller().pending(), 2);
+
+    // Further apart they are two.
+    QTRY_VERIFY(item("timerAction")->isEnabled());
+    m_fixture->click(item("timerAction"));
+    QVERIFY(!controller().timer().isEmpty());
+    QTRY_VERIFY(item("timerAction")->isEnabled());
+    m_fixture->click(item("timerAction"));
+    QVERIFY(controller().timer().isEmpty());
+    QCOMPARE(controller().pending(), 4);
 }
 
 void WindowInputTest::renamedProjectShowsItsNewName() {

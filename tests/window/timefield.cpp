@@ -6,6 +6,8 @@
 #include <QTest>
 #include <QTimeZone>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 /// A time is typed in short or chosen, by mouse and by keyboard; the field holds it as ISO text with the
@@ -59,6 +61,7 @@ private Q_SLOTS:
     void monthIsTurned();
     void weeksBeginAsTheTimesheetsHaveIt();
     void skippedQuartersAreShownAndNotOffered();
+    void skippedQuarterIsNotChosenByAssistiveTechnology();
     void repeatedQuartersTellTheirOffset();
     void everythingIsNamed_data();
     void everythingIsNamed();
@@ -355,6 +358,24 @@ void WindowTimeFieldTest::skippedQuartersAreShownAndNotOffered() {
     press(Qt::Key_Down);
     press(Qt::Key_Return);
     QCOMPARE(text("manualFrom"), u"2026-03-27T03:00:00+03:00"_s);
+}
+
+void WindowTimeFieldTest::skippedQuarterIsNotChosenByAssistiveTechnology() {
+    QAccessible::setActive(true);
+    openByKey("manualFrom", u"2026-03-27T01:45:00+02:00"_s);
+    press(Qt::Key_Return);
+    const auto texts = WindowFixture::textItems(part("manualFrom", u"quarters"_s));
+    const auto found = std::find_if(texts.cbegin(), texts.cend(), [](const QQuickItem* text) {
+        return text->property("text").toString() == u"02:15"_s;
+    });
+    QVERIFY(found != texts.cend());
+    QQuickItem* quarter = *found;
+    while (!quarter->inherits("QQuickItemDelegate")) {
+        quarter = quarter->parentItem();
+    }
+    pressByAssistiveTechnology(quarter);
+    QCOMPARE(text("manualFrom"), u"2026-03-27T01:45:00+02:00"_s);
+    QVERIFY(isPicking("manualFrom"));
 }
 
 void WindowTimeFieldTest::repeatedQuartersTellTheirOffset() {

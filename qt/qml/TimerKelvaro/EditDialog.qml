@@ -24,7 +24,14 @@ FormDialog {
     takesTurns: true
 
     onDue: overruled = meanwhile.told({ id: entryId, description: before }, { description: field.text })
-    onSubmitted: controller.editDescription(entryId, field.text)
+    onSubmitted: {
+        // The server would refuse the description of an entry that was deleted elsewhere meanwhile, and hold
+        // up all that comes behind.
+        if (meanwhile.isThere(entryId))
+            controller.editDescription(entryId, field.text)
+        else
+            controller.editEntry(entryId, { description: field.text }) // which says why not
+    }
     onVisibleChanged: if (visible) field.forceActiveFocus()
 
     Connections {

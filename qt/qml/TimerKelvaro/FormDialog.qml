@@ -34,6 +34,8 @@ ModalDialog {
     /// Why the last try was not taken.
     property string refusal: ""
     property bool taken: false
+    /// It was closed or taken back. While it fades it is still visible and takes clicks.
+    property bool isOver: false
 
     /// It is to be handed over now: what would be overruled?
     signal due
@@ -41,7 +43,7 @@ ModalDialog {
     signal submitted
 
     function submit() {
-        if (taken || waiting || justTold)
+        if (isOver || waiting || justTold)
             return
         refusal = ""
         if (unchanged)
@@ -77,12 +79,16 @@ ModalDialog {
         if (!taken && !unchanged)
             hand()
     }
+    onAboutToShow: isOver = false
+    onAboutToHide: {
+        isOver = true
+        turn.forget()
+    }
     onNoticeChanged: if (visible) window.announce(notice)
     onWaitingChanged: window.announce(waiting ? waitNote.text : "")
     onVisibleChanged: {
         if (visible && question)
             ok.forceActiveFocus(Qt.TabFocusReason)
-        turn.forget()
         taken = false
         refusal = ""
         overruled = ""

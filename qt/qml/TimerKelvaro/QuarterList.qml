@@ -77,7 +77,7 @@ ListView {
 
         Accessible.role: Accessible.ListItem
         Accessible.name: modelData.time + (note === "" ? "" : ", " + note)
-        Accessible.onPressAction: clicked()
+        Accessible.onPressAction: if (enabled) clicked()
 
         contentItem: RowLayout {
             Label {

@@ -98,6 +98,9 @@ ScrollPage {
                     Layout.preferredWidth: 140
                     Layout.preferredHeight: 58
                     onClicked: page.toggle()
+                    // Who clicks twice wants it once: while somebody listens to the double click, its second
+                    // half is no further click.
+                    onDoubleClicked: {}
                 }
             }
             Note {

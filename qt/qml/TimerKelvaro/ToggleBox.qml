@@ -7,8 +7,8 @@ CheckBox {
 
     Accessible.role: Accessible.CheckBox
     Accessible.name: text
-    Accessible.onPressAction: toggle()
-    Accessible.onToggleAction: toggle()
+    Accessible.onPressAction: if (enabled) toggle()
+    Accessible.onToggleAction: if (enabled) toggle()
 
     FocusRing {
         anchors.margins: 0

@@ -48,6 +48,10 @@ QVariantList PresentEntry::otherwise(const QVariantMap& before, const QVariantMa
     return others;
 }
 
+bool PresentEntry::isThere(const QString& id) const {
+    return !present(id).isEmpty();
+}
+
 QVariantMap PresentEntry::present(const QString& id) const {
     QVariantMap timer = m_controller->timer();
     if (!timer.isEmpty() && timer.value(idKey).toString() == id) {

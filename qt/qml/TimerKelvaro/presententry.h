@@ -24,6 +24,9 @@ public:
     Q_INVOKABLE [[nodiscard]] QVariantList otherwise(const QVariantMap& before,
                                                      const QVariantMap& changes) const;
 
+    /// Whether it is still to be seen, listed or running.
+    Q_INVOKABLE [[nodiscard]] bool isThere(const QString& id) const;
+
 private:
     [[nodiscard]] QVariantMap present(const QString& id) const;
     [[nodiscard]] QVariant readable(const QString& name, const QVariant& value) const;
