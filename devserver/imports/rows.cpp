@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <tuple>
 
 namespace devserver {
 namespace {
@@ -107,19 +108,22 @@ struct RowReader::Reading {
     ImportRow row;
 
     struct Moment {
-        QList<qint64> instants; ///< two when the clocks were put back
-        qint64 clock = 0;       ///< what clocks show then, as if it were UTC
-        qint64 first = 0;       ///< when they first did
-        bool isTold = false;    ///< by an offset, and would have been in doubt without
+        QList<qint64> shown;        ///< when clocks showed it: twice when they were put back
+        qint64 clock = 0;           ///< what they show then, as if it were UTC
+        std::optional<qint64> told; ///< which of `shown` it is, by an offset behind the time
 
+        [[nodiscard]] QList<qint64> instants() const { return told ? QList{*told} : shown; }
         [[nodiscard]] QStringList offsets() const;
     };
+    using Pairs = QList<std::pair<qint64, qint64>>;
 
     void readNames();
     void readTimes();
     [[nodiscard]] std::optional<Moment> readMoment(Column date, Column time);
     void choose(const Moment& start, const Moment& stop, const std::optional<Length>& length);
-    void settle(const Moment& start, const Moment& stop, qint64 from, qint64 to);
+    /// The pairs of a start and an end after it, and those of them that are so long.
+    [[nodiscard]] static Pairs ordered(const QList<qint64>& starts, const QList<qint64>& stops);
+    [[nodiscard]] static Pairs ofLength(const std::optional<Length>& length, Pairs pairs);
 
     [[nodiscard]] QString cell(Column column) const { return reader.cell(record, column); }
     void report(Column column, const QString& code, const QString& message) {
@@ -267,10 +271,9 @@ void RowReader::Reading::readTimes() {
                u"The row has neither an end nor a duration."_s);
     }
     if (!hasEnd && start && length) {
-        const qint64 seconds = length->seconds;
-        stop = Moment{{}, start->clock + seconds, start->first + seconds, start->isTold};
-        for (const qint64 instant : start->instants) {
-            stop->instants += instant + seconds;
+        stop = Moment{{}, start->clock + length->seconds, std::nullopt};
+        for (const qint64 instant : start->shown) {
+            stop->shown += instant + length->seconds;
         }
     }
     if (start && stop) {
@@ -281,53 +284,61 @@ void RowReader::Reading::readTimes() {
 // Where the clocks were put back, the order and the length may tell which of two moments is meant.
 void RowReader::Reading::choose(const Moment& start, const Moment& stop,
                                 const std::optional<Length>& length) {
-    QStringList lengths; // that it may have
-    QList<std::pair<qint64, qint64>> fitting;
-    for (const qint64 from : start.instants) {
-        for (const qint64 to : stop.instants) {
-            const qint64 elapsed = to - from;
-            if (elapsed >= 0) {
-                lengths += durationText(elapsed);
-                if (!length || std::abs(elapsed - length->seconds) <= length->give) {
-                    fitting += {from, to};
-                }
-            }
-        }
-    }
+    const Pairs orders = ordered(start.instants(), stop.instants());
+    const Pairs fitting = ofLength(length, orders);
     if (fitting.size() > 1) {
-        const bool isStart = start.instants.size() > 1;
+        const bool isStart = start.instants().size() > 1;
         report(
             isStart ? StartTime : EndTime, u"clock_twice"_s,
             u"This time was twice in %1, at %2, and nothing in the row tells which of both is meant."_s.arg(
                 QString::fromUtf8(reader.m_zone.id()), (isStart ? start : stop).offsets().join(u" and "_s)));
-    } else if (fitting.size() == 1) {
-        settle(start, stop, fitting[0].first, fitting[0].second);
-    } else if (lengths.isEmpty()) {
+    } else if (orders.isEmpty()) {
         report(EndTime, u"end_before_start"_s, u"The entry would end before it starts."_s);
-    } else {
+    } else if (fitting.isEmpty()) {
+        QStringList lengths; // that it may have
+        for (const auto& [from, to] : orders) {
+            lengths += durationText(to - from);
+        }
         lengths.removeDuplicates();
         report(Duration, u"duration_differs"_s,
                u"From start to end it is %1."_s.arg(lengths.join(u" or "_s)));
+    } else {
+        std::tie(row.startAt, row.stopAt) = fitting.constFirst();
+        row.clockStart = start.clock;
+        row.clockStop = stop.clock;
+        // Only where the row would be in doubt without its offsets do they make it another record.
+        const bool decide = ofLength(length, ordered(start.shown, stop.shown)).size() > 1;
+        row.laterStart = decide && row.startAt != start.shown.constFirst();
+        row.laterStop = decide && row.stopAt != stop.shown.constFirst();
+        if (row.stopAt > lastInstant) {
+            report(Duration, u"too_late"_s, u"The entry would end after the year 9999."_s);
+        }
     }
 }
 
-// Records are the same only where their offsets, if they have any, mean the same moments.
-void RowReader::Reading::settle(const Moment& start, const Moment& stop, qint64 from, qint64 to) {
-    const bool isTold = start.isTold || stop.isTold;
-    row.clockStart = start.clock;
-    row.clockStop = stop.clock;
-    row.laterStart = isTold && from != start.first;
-    row.laterStop = isTold && to != stop.first;
-    row.startAt = from;
-    row.stopAt = to;
-    if (to > lastInstant) {
-        report(Duration, u"too_late"_s, u"The entry would end after the year 9999."_s);
+RowReader::Reading::Pairs RowReader::Reading::ordered(const QList<qint64>& starts,
+                                                      const QList<qint64>& stops) {
+    Pairs pairs;
+    for (const qint64 from : starts) {
+        for (const qint64 to : stops) {
+            if (to >= from) {
+                pairs += {from, to};
+            }
+        }
     }
+    return pairs;
+}
+
+RowReader::Reading::Pairs RowReader::Reading::ofLength(const std::optional<Length>& length, Pairs pairs) {
+    pairs.removeIf([&](const auto& pair) {
+        return length && std::abs(pair.second - pair.first - length->seconds) > length->give;
+    });
+    return pairs;
 }
 
 QStringList RowReader::Reading::Moment::offsets() const {
     QStringList texts;
-    for (const qint64 instant : instants) {
+    for (const qint64 instant : shown) {
         texts += offsetText(clock - instant);
     }
     return texts;
@@ -347,22 +358,20 @@ std::optional<RowReader::Reading::Moment> RowReader::Reading::readMoment(Column 
         return std::nullopt;
     }
     const QString zone = QString::fromUtf8(reader.m_zone.id());
-    Moment moment{instantsOf(*day, timeOfDay->second, reader.m_zone), utcMidnight(*day) + timeOfDay->second};
-    if (moment.instants.isEmpty()) {
+    Moment moment{instantsOf(*day, timeOfDay->second, reader.m_zone), utcMidnight(*day) + timeOfDay->second,
+                  std::nullopt};
+    if (moment.shown.isEmpty()) {
         report(time, u"clock_skipped"_s,
                u"This time does not exist in %1: the clocks were put forward over it."_s.arg(zone));
         return std::nullopt;
     }
-    moment.first = moment.instants.constFirst();
     if (timeOfDay->offset) {
-        const qint64 told = moment.clock - *timeOfDay->offset;
-        if (!moment.instants.contains(told)) {
+        moment.told = moment.clock - *timeOfDay->offset;
+        if (!moment.shown.contains(*moment.told)) {
             report(time, u"offset"_s,
                    u"In %1 the offset of this time is %2."_s.arg(zone, moment.offsets().join(u" or "_s)));
             return std::nullopt;
         }
-        moment.isTold = moment.instants.size() > 1;
-        moment.instants = {told};
     }
     return moment;
 }

@@ -150,6 +150,18 @@ void TestDevserverImportRepeats::anOffsetThatChangesNothingMakesNoOtherRecord() 
     };
     QCOMPARE(applyAll(preview(rowIn(QString()))).body.value(u"written"), 1);
     QCOMPARE(numbersOf(preview(rowIn(u"+00:00"_s))), u"1 0 0 1"_s);
+
+    // Nor does one that says what the duration or the order says.
+    const auto inJerusalem = [this](const QString& row, const QString& offset) {
+        QJsonObject body = bodyOf(u"Start date,Start time,End date,End time,Duration\n"_s + row.arg(offset));
+        body.insert(u"timezone"_s, u"Asia/Jerusalem"_s);
+        return m_client->postTo(previewOf(m_world.workspace), body);
+    };
+    for (const QString& row :
+         {u"2025-10-26,01:30%1,2025-10-26,03:30,2:00\n"_s, u"2025-10-26,00:30,2025-10-26,01:40%1,2:10\n"_s}) {
+        QCOMPARE(applyAll(inJerusalem(row, QString())).body.value(u"written"), 1);
+        QCOMPARE(numbersOf(inJerusalem(row, u"+02:00"_s)), u"1 0 0 1"_s);
+    }
 }
 
 void TestDevserverImportRepeats::aLongerFileWritesWhatIsNew() {
