@@ -29,8 +29,8 @@ void Controller::loginAccount(const QString& email, const QString& password) {
 
 bool Controller::canKeepSession() {
     // A record whose file went away is made anew by a save, and nothing else saves while nobody is signed in.
-    const bool isReady = queueReady() || (secureStorage() && m_vault.save(durableState()));
-    if (m_readOnly || !isReady) {
+    const bool isKept = queueReady() || (m_vault.recordLost() && m_vault.save(durableState()));
+    if (m_readOnly || !isKept) {
         fail(u"Unlock protected OS storage before personal login"_s);
         return false;
     }

@@ -92,6 +92,10 @@ bool Vault::acceptsWrites() const {
     return isReady() && m_record == Record::Read && !m_file.isLost();
 }
 
+bool Vault::recordLost() const {
+    return isReady() && m_record == Record::Read && m_file.isLost();
+}
+
 bool Vault::recordMissing() const {
     return m_recordMissing;
 }

@@ -40,6 +40,10 @@ public:
     /// saved over a record that cannot be read, or that somebody else put there.
     [[nodiscard]] bool acceptsWrites() const;
 
+    /// What the store holds was read or written by this vault, but its file went away since: the next save
+    /// makes it anew.
+    [[nodiscard]] bool recordLost() const;
+
     /// There was a key at the last unlock, but no database that it could belong to.
     [[nodiscard]] bool recordMissing() const;
 

@@ -25,6 +25,7 @@ private Q_SLOTS:
     void aSessionOfAnEarlierAttemptIsRevokedAndTheLaterKept();
     void aSessionInAReplyThatIsRefusedIsRevoked();
     void aLostStoreIsMadeAnewByTheNextTry();
+    void aMissingStoreIsNotMadeAnewByATry();
 };
 
 void SignInsTest::leaveSignInUnderWay(AccountClient& client) {
@@ -114,6 +115,20 @@ void SignInsTest::aLostStoreIsMadeAnewByTheNextTry() {
     QVERIFY(waitForSilence(client.controller));
     QVERIFY(client.signIn());
     QVERIFY(client.controller.queueReady());
+}
+
+void SignInsTest::aMissingStoreIsNotMadeAnewByATry() {
+    AccountClient client;
+    QVERIFY(client.connectAndSettle());
+    client.restart();
+    QVERIFY(QFile::remove(vaultFile(client.peer.url())));
+    client.controller.connectServer(client.peer.url());
+    QTRY_VERIFY(!client.controller.busy());
+    QVERIFY(client.controller.secureStorage() && !client.controller.queueReady());
+    client.controller.loginAccount(u"dana@example.org"_s, AccountClient::password());
+    QCOMPARE(client.controller.message(), u"Unlock protected OS storage before personal login"_s);
+    QVERIFY(!client.controller.queueReady());
+    QVERIFY(sealedRecord(client.peer.url()).isEmpty());
 }
 
 QTEST_MAIN(SignInsTest)
