@@ -11,6 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr auto baseVersionKey = "base_version"_L1;
 constexpr auto entityIdKey = "entity_id"_L1;
 constexpr auto messageKey = "message"_L1;
 constexpr auto mutationKey = "mutation"_L1;
@@ -157,6 +158,24 @@ QJsonArray clearWay(const QJsonArray& queue, const QJsonValue& running) {
     return first;
 }
 
+/// Without the changes of its entry that stood before it: it was recorded as the one after these, and counts
+/// on their versions. The server would otherwise take somebody else's for them, and what they wrote be
+/// replaced.
+QJsonValue rebased(const QJsonValue& item, const QJsonArray& removed) {
+    const auto before = std::count_if(removed.begin(), removed.end(), [&](const QJsonValue& other) {
+        return entryOf(other) == entryOf(item);
+    });
+    QJsonObject mutation = mutationOf(item);
+    const qint64 version = mutation.value(baseVersionKey).toInteger();
+    if (before == 0 || version < before) {
+        return item;
+    }
+    mutation.insert(baseVersionKey, version - before);
+    QJsonObject changed = item.toObject();
+    changed.insert(mutationKey, mutation);
+    return changed;
+}
+
 bool replaceQueue(QJsonObject& state, const QJsonArray& queue, const PersistState& persist, QString* error,
                   const QString& failure) {
     QJsonObject candidate = state;
@@ -217,7 +236,7 @@ bool Retained::resend(QJsonObject& state, const QString& mutationId, const Persi
     mutation.insert("mutation_id"_L1, mutationId);
     const QJsonValue version = serverEntry(state, head).value("version"_L1);
     if (version.isDouble()) {
-        mutation.insert("base_version"_L1, version);
+        mutation.insert(baseVersionKey, version);
     }
     queue.replace(0, QJsonObject{{statusKey, "pending"_L1}, {mutationKey, mutation}});
     queue = clearWay(queue, state.value(documentkey::timer)["id"_L1]);
@@ -227,13 +246,13 @@ bool Retained::resend(QJsonObject& state, const QString& mutationId, const Persi
 bool Retained::remove(QJsonObject& state, const QJsonArray& items, const PersistState& persist,
                       QString* error) {
     QJsonArray rest;
-    auto next = items.begin();
+    QJsonArray removed;
     const QJsonArray queue = queueOf(state);
     for (const auto& item : queue) {
-        if (next != items.end() && QJsonValue(item) == QJsonValue(*next)) {
-            ++next;
+        if (removed.size() < items.size() && QJsonValue(item) == items.at(removed.size())) {
+            removed.append(item);
         } else {
-            rest.append(item);
+            rest.append(rebased(item, removed));
         }
     }
     return replaceQueue(

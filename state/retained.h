@@ -29,7 +29,8 @@ public:
     [[nodiscard]] static bool resend(QJsonObject& state, const QString& mutationId,
                                      const PersistState& persist, QString* error = nullptr);
 
-    /// Takes `items`, which are in the queue in this order, out of it.
+    /// Takes `items`, which are in the queue in this order, out of it. Later changes of the same entries no
+    /// longer count on their versions, so that the server judges them by what others wrote.
     [[nodiscard]] static bool remove(QJsonObject& state, const QJsonArray& items, const PersistState& persist,
                                      QString* error = nullptr);
 };

@@ -36,6 +36,13 @@ QJsonObject elsewhere(QJsonObject moved) {
     return moved;
 }
 
+QJsonObject based(QJsonObject item, int version) {
+    QJsonObject mutation = item.value(u"mutation").toObject();
+    mutation.insert(u"base_version"_s, version);
+    item.insert(u"mutation"_s, mutation);
+    return item;
+}
+
 QJsonObject edit(const QString& entity, const QString& status = u"pending"_s,
                  const QJsonObject& result = {}) {
     return item(u"entry.update"_s, entity, {{u"description"_s, u"Mine"_s}}, status, result);
@@ -122,6 +129,7 @@ private Q_SLOTS:
     void readsTimesInTheZone();
     void aCreationLeavesWithTheLaterChangesOfItsEntry_data();
     void aCreationLeavesWithTheLaterChangesOfItsEntry();
+    void laterChangesDoNotCountOnWhatWasRemoved();
     void sendsTheSameChangeAgainAsANewOne_data();
     void sendsTheSameChangeAgainAsANewOne();
     void sendsAStartBehindTheStopThatClearsItsWay_data();
@@ -265,28 +273,27 @@ void RetainedTest::readsTimesInTheZone() {
 
 void RetainedTest::aCreationLeavesWithTheLaterChangesOfItsEntry_data() {
     QTest::addColumn<QJsonArray>("leaving");
-    QTest::addColumn<QJsonArray>("staying");
+    QTest::addColumn<QJsonObject>("staying");
+    QTest::addColumn<int>("base");
     const QJsonObject created =
         item(u"entry.create"_s, u"e"_s, {{u"description"_s, u"Mine"_s}}, u"rejected"_s);
-    QTest::newRow("a start alone") << QJsonArray{start(u"e"_s, u"conflict"_s)} << QJsonArray{stop(u"f"_s)};
+    QTest::newRow("a start alone") << QJsonArray{start(u"e"_s, u"conflict"_s)} << stop(u"f"_s) << 3;
     QTest::newRow("a start with its stop")
-        << QJsonArray{start(u"e"_s, u"conflict"_s), stop(u"e"_s)} << QJsonArray{edit(u"f"_s)};
+        << QJsonArray{start(u"e"_s, u"conflict"_s), stop(u"e"_s)} << edit(u"f"_s) << 3;
     QTest::newRow("a manual entry with its edits")
-        << QJsonArray{created, edit(u"e"_s), edit(u"e"_s)} << QJsonArray{edit(u"f"_s)};
+        << QJsonArray{created, edit(u"e"_s), edit(u"e"_s)} << edit(u"f"_s) << 3;
     QTest::newRow("the same id in another workspace")
-        << QJsonArray{created, edit(u"e"_s)} << QJsonArray{elsewhere(edit(u"e"_s))};
-    QTest::newRow("an edit alone") << QJsonArray{edit(u"e"_s, u"conflict"_s)} << QJsonArray{edit(u"e"_s)};
-    QTest::newRow("a stop alone") << QJsonArray{stop(u"e"_s, u"rejected"_s)} << QJsonArray{edit(u"e"_s)};
+        << QJsonArray{created, edit(u"e"_s)} << elsewhere(edit(u"e"_s)) << 3;
+    QTest::newRow("an edit alone") << QJsonArray{edit(u"e"_s, u"conflict"_s)} << edit(u"e"_s) << 2;
+    QTest::newRow("a stop alone") << QJsonArray{stop(u"e"_s, u"rejected"_s)} << edit(u"e"_s) << 2;
 }
 
 void RetainedTest::aCreationLeavesWithTheLaterChangesOfItsEntry() {
     QFETCH(const QJsonArray, leaving);
-    QFETCH(const QJsonArray, staying);
+    QFETCH(const QJsonObject, staying);
+    QFETCH(const int, base);
     // The head, what stays, and then what else leaves.
-    QJsonArray queue{leaving.first()};
-    for (const auto& other : staying) {
-        queue.append(other);
-    }
+    QJsonArray queue{leaving.first(), staying};
     for (qsizetype i = 1; i < leaving.size(); ++i) {
         queue.append(leaving.at(i));
     }
@@ -295,7 +302,22 @@ void RetainedTest::aCreationLeavesWithTheLaterChangesOfItsEntry() {
     QJsonObject state = document(queue);
     Store store;
     QVERIFY(Retained::remove(state, leaving, store.callback()));
-    QCOMPARE(state, document(staying));
+    QCOMPARE(state, document({based(staying, base)}));
+}
+
+void RetainedTest::laterChangesDoNotCountOnWhatWasRemoved() {
+    const QJsonObject head = edit(u"e"_s, u"conflict"_s);
+    const QJsonObject second = edit(u"e"_s);
+    const QJsonObject third = stop(u"e"_s);
+    const QJsonObject other = edit(u"f"_s);
+    QJsonObject state = document({head, based(second, 4), other, elsewhere(second), based(third, 5)});
+    Store store;
+    QVERIFY(Retained::remove(state, {head}, store.callback()));
+    QCOMPARE(state, document({based(second, 3), other, elsewhere(second), based(third, 4)}));
+    // There is no version before the first.
+    state = document({head, based(second, 0)});
+    QVERIFY(Retained::remove(state, {head}, store.callback()));
+    QCOMPARE(state, document({based(second, 0)}));
 }
 
 void RetainedTest::sendsTheSameChangeAgainAsANewOne_data() {
