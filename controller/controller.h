@@ -140,6 +140,8 @@ public:
     [[nodiscard]] bool timerLocked() const;
     /// The server has not confirmed the last sign-out, nor answered since.
     [[nodiscard]] bool signOutUnconfirmed() const;
+    /// The running timer is among entries() as well: its stop was recorded, and is kept back.
+    [[nodiscard]] bool timerListed() const;
 
     // What a person can do
 

@@ -56,9 +56,8 @@ std::optional<Controller::Change> Controller::stopChange(const QDateTime& moment
         fail(u"Select the running timer's workspace before stopping it in this native preview."_s);
         return std::nullopt;
     }
-    if (holdsStop(m_document.queue, timer.value(u"id"))) {
-        // It still runs only because the server refused a change of it; a second stop would be refused as
-        // well.
+    if (!m_retained.isEmpty() && holdsStop(m_document.queue, timer.value(u"id"))) {
+        // It still runs here because its stop waits for a refused change, and would only be refused twice.
         fail(u"This timer's stop is kept back; decide about the refused change first."_s);
         return std::nullopt;
     }
@@ -147,6 +146,10 @@ QVariantList Controller::entries() const {
 
 const ProjectedEntries& Controller::entryRows() const {
     return m_view.rows();
+}
+
+bool Controller::timerListed() const {
+    return m_view.find(m_view.timer().value(u"id").toString()).value(u"stop_at").isString();
 }
 
 QString Controller::elapsed() const {

@@ -55,7 +55,7 @@ QVariantMap Controller::openWeek() const {
     const WorkSums::Week week = weekNow();
     const QJsonArray periods = m_document.snapshot.value(u"timesheet_periods").toArray();
     // The running timer counts as if it were stopped now.
-    QJsonObject running = m_view.timer();
+    QJsonObject running = timerListed() ? QJsonObject() : m_view.timer();
     running.insert(u"stop_at"_s, now.toString(Qt::ISODate));
     const qint64 seconds = sumsOf(week, periods).first() +
                            WorkSums::inside({WorkSums::days(week, zone())}, {running}, owner()).first();

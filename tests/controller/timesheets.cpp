@@ -33,6 +33,7 @@ private Q_SLOTS:
     void periodsOfOthersHaveNone();
     void sumsFollowTheQueueAndTheSnapshot();
     void theWeekCountsWhatRunsAndHowFarItIs();
+    void aTimerWhoseStopIsKeptBackCountsOnce();
     void aTimerInAClosedPeriodIsKnown_data();
     void aTimerInAClosedPeriodIsKnown();
     void nothingIsContinuedInAClosedPeriod();
@@ -101,6 +102,23 @@ void ControllerTimesheetsTest::theWeekCountsWhatRunsAndHowFarItIs() {
     const qint64 seconds = controller.openWeek().value(u"seconds"_s).toLongLong();
     QVERIFY(seconds >= 60 + started.secsTo(now));
     QVERIFY(seconds <= 60 + started.secsTo(QDateTime::currentDateTimeUtc().addSecs(1)));
+}
+
+void ControllerTimesheetsTest::aTimerWhoseStopIsKeptBackCountsOnce() {
+    Controller controller;
+    const QTimeZone zone("Asia/Jerusalem"_ba);
+    const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(zone).date();
+    const QDateTime begin = today.addDays(-(today.dayOfWeek() % 7)).startOfDay(zone);
+    const QJsonObject running = sample::entry(u"t1"_s, text(begin), QJsonValue());
+    QJsonObject state =
+        sample::durable(sample::snapshot({running}),
+                        {sample::queueItem(u"timer.stop"_s, u"t1"_s,
+                                           {{u"stop_at"_s, text(begin.addSecs(60))}}, u"conflict"_s)});
+    state.insert(u"timer"_s, running);
+    controller.applyDurable(state);
+    QVERIFY(!controller.timer().isEmpty());
+    QVERIFY(controller.timerListed());
+    QCOMPARE(controller.openWeek().value(u"seconds"_s).toLongLong(), 60);
 }
 
 void ControllerTimesheetsTest::aTimerInAClosedPeriodIsKnown_data() {

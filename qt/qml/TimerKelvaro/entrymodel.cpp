@@ -391,7 +391,8 @@ DaySums::Totals EntryModel::totals() const {
     DaySums::Totals totals = m_closed;
     const QVariantMap timer = m_controller ? m_controller->timer() : QVariantMap();
     const QDateTime start = stamp(timer.value(u"start_at"_s).toString());
-    if (!start.isValid() || timer.value(u"workspace_id"_s).toString() != m_controller->workspace()) {
+    if (!start.isValid() || timer.value(u"workspace_id"_s).toString() != m_controller->workspace() ||
+        m_controller->timerListed()) {
         return totals;
     }
     const std::array running{DaySums::Entry{
