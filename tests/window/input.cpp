@@ -10,6 +10,29 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// A button that is off at the first half of a double click, and on at the second.
+class SwitchedOnBetween : public QObject {
+public:
+    explicit SwitchedOnBetween(QQuickItem& button) : m_button(button) {
+        button.setEnabled(false);
+        button.window()->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* /*window*/, QEvent* event) override {
+        if (event->type() == QEvent::MouseButtonRelease) {
+            m_button.setEnabled(true);
+        }
+        return false;
+    }
+
+private:
+    QQuickItem& m_button;
+};
+
+} // namespace
+
 /// What mouse and keyboard do beyond a single press.
 class WindowInputTest : public QObject {
     Q_OBJECT
@@ -19,6 +42,7 @@ class WindowInputTest : public QObject {
     }
     [[nodiscard]] Controller& controller() const { return m_fixture->controller; }
     void type(const char* name, const QByteArray& text);
+    void doubleClickTheTimer();
 
     std::unique_ptr<WindowFixture> m_fixture;
 
@@ -31,6 +55,7 @@ private Q_SLOTS:
     void heldReturnOpensADialogAndLeavesItOpen();
     void heldShortcutTogglesOnce();
     void doubleClickOnTheTimerIsOneDeed();
+    void aButtonThatWasOffTakesTheSecondHalfOfADoubleClick();
     void renamedProjectShowsItsNewName();
     void crossClearsTheProject();
     void switchChangesTheTheme_data();
@@ -101,21 +126,31 @@ void WindowInputTest::heldShortcutTogglesOnce() {
     QCOMPARE(controller().pending(), 1);
 }
 
+void WindowInputTest::doubleClickTheTimer() {
+    m_fixture->layOut();
+    const QQuickItem* const button = item("timerAction");
+    const QPointF centre = button->mapToScene(QPointF(button->width() / 2, button->height() / 2));
+    QTest::mouseDClick(m_fixture->window, Qt::LeftButton, {}, centre.toPoint());
+}
+
+void WindowInputTest::aButtonThatWasOffTakesTheSecondHalfOfADoubleClick() {
+    m_fixture->unlock();
+    m_fixture->show(WindowFixture::document());
+    const SwitchedOnBetween button(*item("timerAction"));
+    doubleClickTheTimer();
+    QVERIFY(!controller().timer().isEmpty());
+    QCOMPARE(controller().pending(), 1);
+}
+
 void WindowInputTest::doubleClickOnTheTimerIsOneDeed() {
     m_fixture->unlock();
     m_fixture->show(WindowFixture::document());
     item("description")->setProperty("text", u"plan"_s);
-    const auto doubleClick = [this] {
-        m_fixture->layOut();
-        const QQuickItem* const button = item("timerAction");
-        const QPointF centre = button->mapToScene(QPointF(button->width() / 2, button->height() / 2));
-        QTest::mouseDClick(m_fixture->window, Qt::LeftButton, {}, centre.toPoint());
-    };
-    doubleClick();
+    doubleClickTheTimer();
     QCOMPARE(controller().timer().value(u"description"_s).toString(), u"plan"_s);
     QCOMPARE(controller().pending(), 1);
     QTRY_VERIFY(item("timerAction")->isEnabled());
-    doubleClick();
+    doubleClickTheTimer();
     QVERIFY(controller().timer().isEmpty());
     QCOMPARE(controller().pending(), 2);
 

@@ -97,10 +97,19 @@ ScrollPage {
                     font.bold: true
                     Layout.preferredWidth: 140
                     Layout.preferredHeight: 58
-                    onClicked: page.toggle()
-                    // Who clicks twice wants it once: while somebody listens to the double click, its second
-                    // half is no further click.
-                    onDoubleClicked: {}
+                    onClicked: {
+                        page.toggle()
+                        justClicked.restart()
+                    }
+                    // Who clicks twice wants it once: the second half of a double click comes here, and is a click
+                    // of its own only where the button was off at the first.
+                    onDoubleClicked: if (!justClicked.running) clicked()
+
+                    Timer {
+                        id: justClicked
+
+                        interval: Qt.styleHints.mouseDoubleClickInterval
+                    }
                 }
             }
             Note {
