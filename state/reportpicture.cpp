@@ -188,9 +188,9 @@ QJsonObject missing(const QString& reason, const QString& instead = {}) {
             {u"highest"_s, 0},      {u"series"_s, QJsonArray()}, {u"columns"_s, QJsonArray()}};
 }
 
-/// Entries that have no day have it in no other report either.
+/// Where a day cannot be read off an entry here, the server may still add up by it.
 QJsonObject withoutDays(const Shape& shape) {
-    return missing(u"days"_s, shape.isEntry ? QString() : u"detailed"_s);
+    return missing(u"days"_s, shape.isEntry ? u"day"_s : u"detailed"_s);
 }
 
 /// The period in columns of a day or a week each.

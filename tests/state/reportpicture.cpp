@@ -205,7 +205,7 @@ void ReportPictureTest::whereThereIsNoneItNamesAReportThatHasOne_data() {
     QTest::newRow("there is one") << u"summary"_s << u"day"_s << false << QString();
     QTest::newRow("no days") << u"summary"_s << u"project"_s << false << u"detailed"_s;
     QTest::newRow("no days, and cut") << u"summary"_s << u"project"_s << true << u"detailed"_s;
-    QTest::newRow("entries without a day") << u"detailed"_s << u"project"_s << false << QString();
+    QTest::newRow("entries without a day") << u"detailed"_s << u"project"_s << false << u"day"_s;
     QTest::newRow("entries that were cut") << u"detailed"_s << u"project"_s << true << u"day"_s;
     QTest::newRow("entries that were cut, grouped") << u"detailed"_s << u"day"_s << true << u"day"_s;
     QTest::newRow("projects of weeks that were cut") << u"weekly"_s << u"project"_s << true << u"day"_s;

@@ -124,7 +124,7 @@ void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data() {
         << u"Account changed; queued work was NOT reassigned."_s << signOut << signOutInEnglish;
     QTest::newRow("not UTF-8") << u"CSV must be UTF-8"_s << u"שמור את הקובץ שוב כ־UTF-8"_s
                                << u"Save the file again as UTF-8 without a byte-order mark"_s;
-    QTest::newRow("no export") << u"Export failed"_s << u"הפק את הדוח מחדש, ואז ייצא אותו"_s
+    QTest::newRow("no export") << u"Export failed"_s << u"הפק את הדוח מחדש ואז ייצא אותו"_s
                                << u"Generate the report again, then export it"_s;
     QTest::newRow("too large") << u"CSV unavailable or exceeds 900KB limit"_s << u"ודא שאפשר לקרוא את הקובץ"_s
                                << u"See that the file can be read"_s;

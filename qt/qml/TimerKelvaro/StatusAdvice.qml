@@ -91,8 +91,8 @@ Label {
         case "Import failed":
             return signIn()
         case "Export failed":
-            return signIn() || window.label("הפק את הדוח מחדש, ואז ייצא אותו; השרת אינו שומר דוח לתמיד.",
-                                            "Generate the report again, then export it; the server does not keep a report for ever.")
+            return signIn() || window.label("הפק את הדוח מחדש ואז ייצא אותו, כי השרת אינו שומר דוח לתמיד; אם אי אפשר להגיע אליו, חכה עד שיחזור.",
+                                            "Generate the report again, then export it: the server keeps a report only for a while. Where it cannot be reached, wait until it is back.")
         case "Unable to list workspaces for this account":
             return signIn() || noWorkspace(window.label("כדי לנסות שוב, ", "To try again, "))
         case "This account has no workspace yet. Create one on its Web account page.":
@@ -131,8 +131,8 @@ Label {
         case "This entry's project can no longer be booked; start with another project instead.":
             return window.label("אי אפשר עוד לרשום על הפרויקט הזה; התחל עם פרויקט אחר.", "")
         case "This timer's stop is kept back; decide about the refused change first.":
-            return window.label("עצירת הטיימר כבר נרשמה, וממתינה מאחורי שינוי שהשרת דחה; הכרע בו קודם בהגדרות.",
-                                "The stop is recorded, and waits behind a change that the server refused; decide about that in Settings.")
+            return window.label("העצירה כבר נרשמה; הכרע בהגדרות מה יעשה בשינוי שהשרת דחה.",
+                                "The stop is recorded already; decide in Settings what becomes of the change that the server refused.")
         case "The rows of the report are on the clipboard.":
             return window.label("שורות הדוח הועתקו ללוח.", "")
         case "The first 500 rows are on the clipboard. Exports contain the complete snapshot.":
