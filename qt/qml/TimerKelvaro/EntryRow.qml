@@ -44,7 +44,7 @@ RowPanel {
             return
         if (menu)
             menuRequested(more)
-        else if (edit && !window.stopIsOff) // it was meant for a button here that a wait has switched off
+        else if (edit && !(busy && window.stopIsOff)) // it was meant for a button here that a wait has switched off
             changeRequested()
         else if (remove)
             deleteRequested()
