@@ -76,18 +76,21 @@ function forget() {
     draw();
 }
 
+// The development user can sign in as well: the same person, and another account here.
+const isShown = (user) => sheet?.user.id === user.id && sheet.user.auth_mode === user.auth_mode;
+
 async function read() {
     const ended = await openSession();
     const loaded = await get('/web/timesheet');
     const known = new Set(loaded.workspaces.flatMap((workspace) => workspace.periods.map((period) => period.id)));
-    const wanted = loaded.user.id === sheet?.user.id ? [...opened.keys()].filter((id) => known.has(id)) : [];
+    const wanted = isShown(loaded.user) ? [...opened.keys()].filter((id) => known.has(id)) : [];
     const days = await Promise.all(wanted.map(async (id) => [id, (await get(`/web/periods/${id}`)).days]));
     return { ended, loaded, known, days: new Map(days) };
 }
 
 // Returns what a person has to hear about the account; empty when it is still the same.
 function show({ ended, loaded, known, days }) {
-    const changed = sheet !== null && sheet.user.id !== loaded.user.id;
+    const changed = sheet !== null && !isShown(loaded.user);
     if (changed) {
         forget();
     }
