@@ -34,7 +34,7 @@ ApiError errorForStatus(int status) {
     case 404:
         return notFound(u"This server has nothing at this address."_s);
     case 500:
-        return {500, u"internal"_s, u"The server could not complete the request; nothing was changed."_s};
+        return {500, u"internal"_s, u"The server could not complete the request."_s};
     default:
         return {status, u"bad_request"_s, u"The request is not one that this server understands."_s};
     }

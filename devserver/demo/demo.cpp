@@ -318,7 +318,8 @@ qint64 Demo::instant(QDate day, int seconds) const {
 bool addDemo(Connection& connection, QDate today) {
     Transaction transaction(connection, Transaction::Kind::Write);
     if (connection.finds(u"SELECT 1 WHERE EXISTS (SELECT 1 FROM time_entries)"
-                         " OR EXISTS (SELECT 1 FROM mutations) OR EXISTS (SELECT 1 FROM projects)"_s)) {
+                         " OR EXISTS (SELECT 1 FROM mutations) OR EXISTS (SELECT 1 FROM projects)"
+                         " OR EXISTS (SELECT 1 FROM timesheet_periods)"_s)) {
         return connection.finds(u"SELECT 1 FROM users WHERE id = ? AND email = ?"_s,
                                 {developmentUser, demoOwner.email});
     }

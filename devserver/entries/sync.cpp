@@ -11,6 +11,10 @@
 namespace devserver {
 namespace {
 
+// A client keeps up to 50 MiB of text, and sends again for ever what is answered with an error: what
+// is too long for an entry has to be read first, to be rejected.
+constexpr qsizetype largestPush = 56 * Router::usualBody;
+
 // Archived projects are left out: nothing new can be booked on them.
 void writeProjects(JsonWriter& json, Connection& connection, const QString& workspaceId) {
     const QString sql = u"SELECT p.id, p.name, p.color, p.client_id, c.name FROM projects p"
@@ -101,7 +105,8 @@ void addSyncRoutes(Router& router) {
     router.post("/v1/sync/push", writes([](Request& request) {
                     return pushReply(request.connection(), request.caller(),
                                      readPush(request.body(), request.idempotencyKey()));
-                }));
+                }),
+                largestPush);
 }
 
 } // namespace devserver

@@ -165,6 +165,10 @@ QString Request::remoteAddress() const {
     return QString::fromStdString(m_http.remote_addr);
 }
 
+int Request::localPort() const {
+    return m_http.local_port;
+}
+
 QJsonObject Request::json() const {
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(m_body, &error);

@@ -39,6 +39,8 @@ public:
     /// The `Idempotency-Key`; throws ApiError 400 when it is absent.
     [[nodiscard]] QString idempotencyKey() const;
     [[nodiscard]] QString remoteAddress() const;
+    /// The server's own port, on which the request came.
+    [[nodiscard]] int localPort() const;
 
     [[nodiscard]] const QByteArray& body() const { return m_body; }
     /// The body as an object; throws ApiError 400 when it is anything else.

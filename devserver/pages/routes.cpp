@@ -42,9 +42,9 @@ Answer sessionReply(const WebSession& session, bool ended = false) {
     return json.field("session_ended", ended).endObject().take();
 }
 
-Answer newSessionReply(const WebSession& session, bool tls, bool ended = false) {
+Answer newSessionReply(const Request& request, const WebSession& session, bool tls, bool ended = false) {
     Answer answer = sessionReply(session, ended);
-    answer.headers += cookieHeader(session, tls);
+    answer.headers += cookieHeader(request, session, tls);
     return answer;
 }
 
@@ -105,7 +105,7 @@ Answer openingReply(Request& request, bool tls) {
     // A valid cookie is not sent again: arriving late, it would undo a sign-in.
     const auto session = findWebSession(request, tls);
     return session ? sessionReply(*session)
-                   : newSessionReply(anonymousSession(), tls, hasEndedSession(request, tls));
+                   : newSessionReply(request, anonymousSession(), tls, hasEndedSession(request, tls));
 }
 
 Answer signInReply(Request& request, SignIn& signIn, bool tls) {
@@ -119,9 +119,9 @@ Answer signInReply(Request& request, SignIn& signIn, bool tls) {
         [](const QJsonObject&) {
             return Device{u"web"_s, u"Timesheet page"_s, pageToken};
         },
-        [tls](const OpenedSession& opened, const QString& userId, const Device&) {
+        [&request, tls](const OpenedSession& opened, const QString& userId, const Device&) {
             WebSession session{opened.token, {userId, true}};
-            Answer answer = newSessionReply(session, tls);
+            Answer answer = newSessionReply(request, session, tls);
             wipe(session.cookie);
             return answer;
         });
@@ -131,7 +131,7 @@ Answer signOutReply(Request& request, bool tls) {
     if (request.caller().hasSession) {
         endSession(request.connection(), requireWebSession(request, tls).cookie);
     }
-    return newSessionReply(anonymousSession(), tls);
+    return newSessionReply(request, anonymousSession(), tls);
 }
 
 } // namespace

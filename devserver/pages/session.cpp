@@ -12,14 +12,14 @@
 namespace devserver {
 namespace {
 
-// A browser keeps one jar for all ports of a host: over http it neither sends a secure cookie nor lets
-// another of that name replace it.
-QByteArray cookieName(bool tls) {
-    return tls ? "__Host-timer_page="_ba : "timer_page="_ba;
+// A browser keeps one jar for all ports of a host: a server on another port would put its cookie in the
+// place of this one's. Over http it neither sends a secure cookie nor lets another of that name replace it.
+QByteArray cookieName(const Request& request, bool tls) {
+    return (tls ? "__Host-timer_page_" : "timer_page_") + QByteArray::number(request.localPort()) + '=';
 }
 
 QByteArray cookieOf(const Request& request, bool tls) {
-    const QByteArray name = cookieName(tls);
+    const QByteArray name = cookieName(request, tls);
     const QList<QByteArray> cookies = request.header("Cookie").split(';');
     for (const QByteArray& cookie : cookies) {
         if (cookie.trimmed().startsWith(name)) {
@@ -89,8 +89,8 @@ void requireOwnPage(const Request& request, const WebSession& session, bool tls)
                    u"This change does not come from the page of this session; load it again."_s};
 }
 
-std::pair<QByteArray, QByteArray> cookieHeader(const WebSession& session, bool tls) {
-    return {"Set-Cookie", cookieName(tls) + session.cookie + "; Path=/; HttpOnly; SameSite=Strict" +
+std::pair<QByteArray, QByteArray> cookieHeader(const Request& request, const WebSession& session, bool tls) {
+    return {"Set-Cookie", cookieName(request, tls) + session.cookie + "; Path=/; HttpOnly; SameSite=Strict" +
                               (tls ? "; Secure" : "")};
 }
 

@@ -17,8 +17,8 @@ struct WebSession {
 [[nodiscard]] WebSession anonymousSession();
 
 /// The request's session; nothing when it has no cookie or its session was
-/// ended. With TLS it is another cookie than without. The development user
-/// never takes over from an account by itself.
+/// ended. With TLS it is another cookie than without, and on each port another.
+/// The development user never takes over from an account by itself.
 [[nodiscard]] std::optional<WebSession> findWebSession(const Request& request, bool tls);
 
 /// Whether the request's cookie is that of an account whose session was ended.
@@ -37,6 +37,7 @@ struct WebSession {
 void requireOwnPage(const Request& request, const WebSession& session, bool tls);
 
 /// The header that hands the cookie to the browser until it is closed.
-[[nodiscard]] std::pair<QByteArray, QByteArray> cookieHeader(const WebSession& session, bool tls);
+[[nodiscard]] std::pair<QByteArray, QByteArray> cookieHeader(const Request& request,
+                                                             const WebSession& session, bool tls);
 
 } // namespace devserver

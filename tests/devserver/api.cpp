@@ -68,6 +68,7 @@ private Q_SLOTS:
     void aLargeBodyWithoutALengthIsNotKept();
     void aBodyThatCannotBeReadIsNotTheNextRequest_data();
     void aBodyThatCannotBeReadIsNotTheNextRequest();
+    void aPushHasRoomForAllThatAClientKeeps();
 };
 
 void TestDevserverApi::initTestCase() {
@@ -388,12 +389,14 @@ void TestDevserverApi::theKeyMustBeThereAndMatch() {
 }
 
 void TestDevserverApi::aRequestOverOneMebibyteIsTooLarge() {
-    const httplib::Headers headers{{"Content-Type", "application/json"}, {"Idempotency-Key", "any"}};
-    constexpr size_t mebibyte = size_t{1024} * 1024;
-    const Reply fits = TestClient(m_server.port()).post(std::string(mebibyte, ' '), headers);
-    QCOMPARE(fits.status, 400);
-    for (const size_t size : {mebibyte + 1, 5 * mebibyte, 9 * mebibyte}) {
-        const Reply larger = TestClient(m_server.port()).post(std::string(size, ' '), headers);
+    const auto sendBytes = [this](qsizetype size) {
+        const QJsonObject body{{u"a"_s, QString(size - 8, u'a')}}; // {"a":""}
+        return TestClient(m_server.port()).postTo("/v1/auth/login", body);
+    };
+    constexpr qsizetype mebibyte = qsizetype{1024} * 1024;
+    QCOMPARE(sendBytes(mebibyte).status, 422);
+    for (const qsizetype size : {mebibyte + 1, 5 * mebibyte, 9 * mebibyte}) {
+        const Reply larger = sendBytes(size);
         QCOMPARE(larger.status, 413);
         QCOMPARE(larger.errorCode(), u"too_large"_s);
     }
@@ -413,7 +416,7 @@ void TestDevserverApi::aBodyWithoutALengthIsTaken() {
 void TestDevserverApi::aLargeBodyWithoutALengthIsNotKept_data() {
     QTest::addColumn<QByteArray>("path");
     QTest::addColumn<int>("status");
-    QTest::newRow("a push") << QByteArray("/v1/sync/push") << 413;
+    QTest::newRow("a sign-in") << QByteArray("/v1/auth/login") << 413;
     QTest::newRow("elsewhere") << QByteArray("/v1/nothing") << 413;
 }
 
@@ -458,6 +461,18 @@ void TestDevserverApi::aBodyThatCannotBeReadIsNotTheNextRequest() {
     QVERIFY2(raw.readToEnd(), "the connection stays open");
     QVERIFY2(raw.received().startsWith("HTTP/1.1 " + status), raw.received().constData());
     QCOMPARE(raw.received().count("HTTP/1.1 "), 1);
+}
+
+// One that the server does not read, the client would send again for ever.
+void TestDevserverApi::aPushHasRoomForAllThatAClientKeeps() {
+    const httplib::Headers headers{{"Content-Type", "application/json"}, {"Idempotency-Key", "any"}};
+    constexpr size_t largest = size_t{56} * 1024 * 1024;
+    const Reply fits = TestClient(m_server.port()).post(std::string(largest, ' '), headers);
+    QCOMPARE(fits.status, 400);
+    QCOMPARE(fits.errorCode(), u"malformed"_s);
+    const Reply larger = TestClient(m_server.port()).post(std::string(largest + 1, ' '), headers);
+    QCOMPARE(larger.status, 413);
+    QCOMPARE(larger.errorCode(), u"too_large"_s);
 }
 
 QTEST_GUILESS_MAIN(TestDevserverApi)

@@ -57,6 +57,7 @@ class TestDevserverDemo : public QObject {
 private Q_SLOTS:
     void theSameDayGivesTheSameData();
     void itIsAddedOnceToADatabaseWithoutWork();
+    void ownWorkIsLeftAlone_data();
     void ownWorkIsLeftAlone();
     void itIsAYearOfBelievableWork_data();
     void itIsAYearOfBelievableWork();
@@ -89,16 +90,25 @@ void TestDevserverDemo::itIsAddedOnceToADatabaseWithoutWork() {
     QCOMPARE(contents(database.address()), before);
 }
 
+void TestDevserverDemo::ownWorkIsLeftAlone_data() {
+    QTest::addColumn<QString>("work");
+    QTest::newRow("an entry")
+        << u"time_entries (id, workspace_id, user_id, description, tag_ids, billable, start_at,"
+           " version) VALUES ('own', ?, ?, 'my own', '[]', 0, 0, 1)"_s;
+    QTest::newRow("a period")
+        << u"timesheet_periods (id, workspace_id, user_id, status, from_date, to_date, timezone, start_at,"
+           " end_at, version) VALUES ('own', ?, ?, 'submitted', '2026-03-22', '2026-03-28', 'UTC',"
+           " 1774137600, 1774742400, 2)"_s;
+}
+
 void TestDevserverDemo::ownWorkIsLeftAlone() {
+    QFETCH(QString, work);
     const TestDatabase database;
     {
         Connection connection(database.address());
         migrate(connection);
     }
-    database.run(
-        u"INSERT INTO time_entries (id, workspace_id, user_id, description, tag_ids, billable, start_at,"
-        " version) VALUES ('own', ?, ?, 'my own', '[]', 0, 0, 1)"_s,
-        {developmentWorkspace, developmentUser});
+    database.run(u"INSERT INTO "_s + work, {developmentWorkspace, developmentUser});
     const QByteArray before = contents(database.address());
     QVERIFY(!fill(database.address(), QDate(2026, 4, 1)));
     QCOMPARE(contents(database.address()), before);

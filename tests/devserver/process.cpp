@@ -425,6 +425,7 @@ void TestDevserverProcess::aLostDatabaseIsAnErrorAndThenForgotten() {
     const Reply failed = client.get("/v1/me");
     QCOMPARE(failed.status, 500);
     QCOMPARE(failed.errorCode(), u"internal"_s);
+    QCOMPARE(failed.body[u"error"][u"message"], u"The server could not complete the request."_s);
     QVERIFY2(!failed.text.empty() && failed.text.find("users") == std::string::npos, failed.text.c_str());
     const auto record = mutation(devserver::developmentWorkspace, u"timer.start"_s, World::newId(), 0,
                                  started(u"2025-06-01T08:00:00Z"_s));

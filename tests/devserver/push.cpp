@@ -19,6 +19,7 @@ private Q_SLOTS:
     void overlappingEntriesAreAccepted();
     void unusablePayloadsAreRejected_data();
     void unusablePayloadsAreRejected();
+    void aDescriptionOfTwoMebibytesIsRejectedWithItsSentence();
     void unreadableRecordsAreRejected_data();
     void unreadableRecordsAreRejected();
     void closedPeriodsLockByTheirHalfOpenInterval_data();
@@ -147,6 +148,15 @@ void TestDevserverPush::unusablePayloadsAreRejected() {
     QVERIFY(reply.result().value(u"message").toString().endsWith(u'.'));
     QVERIFY(!reply.result().contains(u"canonical"));
     QCOMPARE(count(u"time_entries"_s), 0);
+}
+
+void TestDevserverPush::aDescriptionOfTwoMebibytesIsRejectedWithItsSentence() {
+    const QString id = stored(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s);
+    const QString text(qsizetype{2} * 1024 * 1024, u'x');
+    const Reply reply = push(u"entry.update"_s, id, 5, {{u"description"_s, text}});
+    QCOMPARE(statusOf(reply), u"rejected"_s);
+    QCOMPARE(reply.result().value(u"message"), u"The description is longer than 100000 characters."_s);
+    QCOMPARE(canonicalOf(reply)[u"description"], u"stored"_s);
 }
 
 void TestDevserverPush::unreadableRecordsAreRejected_data() {

@@ -14,6 +14,10 @@ namespace {
 
 const QByteArray password = "correct horse battery"_ba;
 
+std::string nameOf(const WebVisitor& visitor) {
+    return visitor.cookie().substr(0, visitor.cookie().find('='));
+}
+
 } // namespace
 
 /// Who sees and changes what through the page: cookies, tokens, headers.
@@ -25,6 +29,7 @@ class TestDevserverWebAccess : public QObject {
         made.load();
         return made;
     }
+    [[nodiscard]] std::string cookieName() const { return "timer_page_" + std::to_string(m_server->port()); }
     [[nodiscard]] QString periodOf(const QString& user, const QString& status) const;
     [[nodiscard]] QString statusOf(const QString& period) const;
     [[nodiscard]] static std::string submitPath(const QString& period) {
@@ -47,6 +52,8 @@ private Q_SLOTS:
     void aCookieIsOutOfReachOfScriptsAndOtherSites();
     void overTlsTheCookieNeverTravelsOpenly();
     void theCookiesWithAndWithoutTlsStandBesideEachOther();
+    void serversOnTwoPortsKeepTheirOwnSessions_data();
+    void serversOnTwoPortsKeepTheirOwnSessions();
     void aVisitorWithoutASignInIsTheDevelopmentUser();
     void withoutACookieNothingIsShownOrChanged();
     void changesComeFromTheOwnPageAlone_data();
@@ -151,6 +158,7 @@ void TestDevserverWebAccess::aCookieIsOutOfReachOfScriptsAndOtherSites() {
     const std::string cookie = first.cookie();
     const std::string token = first.csrfToken();
     QVERIFY(cookie.size() > 43 && token.size() >= 43);
+    QCOMPARE(nameOf(first), cookieName());
     const httplib::Headers known{{"Cookie", cookie}};
     const auto again = httplib::Client("127.0.0.1", m_server->port()).Get("/web/session", known);
     QVERIFY2(again && !again->has_header("Set-Cookie"), "arriving late it would undo a sign-in");
@@ -184,9 +192,6 @@ void TestDevserverWebAccess::theCookiesWithAndWithoutTlsStandBesideEachOther() {
     WebVisitor secure(server);
     secure.trust(authority.root());
     QCOMPARE(secure.load().status, 200);
-    const auto nameOf = [](const WebVisitor& visitor) {
-        return visitor.cookie().substr(0, visitor.cookie().find('='));
-    };
     WebVisitor plain(*m_server);
     plain.setCookie(secure.cookie());
     QCOMPARE(plain.get("/web/timesheet").status, 401);
@@ -198,6 +203,42 @@ void TestDevserverWebAccess::theCookiesWithAndWithoutTlsStandBesideEachOther() {
     QCOMPARE(secure.get("/web/timesheet").status, 401);
     secure.setCookie(plain.cookie() + "; " + own);
     QCOMPARE(secure.get("/web/timesheet").status, 200);
+}
+
+void TestDevserverWebAccess::serversOnTwoPortsKeepTheirOwnSessions_data() {
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("http") << false;
+    QTest::newRow("https") << true;
+}
+
+// One browser has one jar for both.
+void TestDevserverWebAccess::serversOnTwoPortsKeepTheirOwnSessions() {
+    QFETCH(bool, tls);
+    const Authority authority;
+    QVERIFY(authority.isReady());
+    TestServer one;
+    TestServer other;
+    const QStringList options = tls ? authority.options() : QStringList();
+    QVERIFY(one.start(m_database, options) && other.start(m_database, options));
+    WebVisitor person(one);
+    WebVisitor developer(other);
+    person.trust(authority.root());
+    developer.trust(authority.root());
+    QCOMPARE(person.load().status, 200);
+    QCOMPARE(person.signIn(u"person@example.com"_s, QString::fromLatin1(password)).status, 200);
+    developer.setCookie(person.cookie());
+    QCOMPARE(developer.load().status, 200);
+    QVERIFY2(nameOf(developer) != nameOf(person), "the one sign-in took the other's place");
+    const std::string jar = person.cookie() + "; " + developer.cookie();
+    person.setCookie(jar);
+    developer.setCookie(jar);
+    const auto userOf = [](WebVisitor& visitor) {
+        return visitor.get("/web/timesheet").body[u"user"][u"id"].toString();
+    };
+    QCOMPARE(userOf(person), m_person);
+    QCOMPARE(userOf(developer), m_world.developer);
+    QCOMPARE(developer.signOut().status, 200);
+    QCOMPARE(userOf(person), m_person);
 }
 
 void TestDevserverWebAccess::aVisitorWithoutASignInIsTheDevelopmentUser() {
@@ -222,7 +263,7 @@ void TestDevserverWebAccess::withoutACookieNothingIsShownOrChanged() {
          {std::string("nonsense"), std::string("anonymous."), "anonymous." + secret.substr(1),
           "anonymous." + secret + 'A', "anonymous." + secret.substr(1) + '+',
           "anonymous." + secret.substr(1) + '='}) {
-        page.setCookie("timer_page=" + cookie);
+        page.setCookie(cookieName() + '=' + cookie);
         QCOMPARE(page.get("/web/timesheet").status, 401);
     }
     QCOMPARE(statusOf(period), u"open"_s);
@@ -392,13 +433,13 @@ void TestDevserverWebAccess::anEndedSessionNeverBecomesTheDevelopmentUser() {
 void TestDevserverWebAccess::sessionsSurviveARestartUntilAllAreRevoked() {
     WebVisitor page = visitor();
     QCOMPARE(page.signIn(u"person@example.com"_s, QString::fromLatin1(password)).status, 200);
-    const std::string cookie = page.cookie();
+    const std::string session = page.cookie().substr(page.cookie().find('='));
     for (const auto& [options, status] :
          {std::pair(QStringList(), 200), std::pair(QStringList{u"--revoke-sessions"_s}, 401)}) {
         m_server = std::make_unique<TestServer>();
         QVERIFY(m_server->start(m_database, options));
         WebVisitor again(*m_server);
-        again.setCookie(cookie);
+        again.setCookie(cookieName() + session); // the test's servers take a free port each time
         QCOMPARE(again.get("/web/timesheet").status, status);
         const httplib::Headers stale{{"Content-Type", "application/json"},
                                      {"X-CSRF-Token", page.csrfToken()}};
@@ -413,7 +454,7 @@ void TestDevserverWebAccess::anotherProgramsTokenOpensNoPage() {
     QVERIFY(!token.empty());
     WebVisitor page = visitor();
     for (const std::string& prefix : {std::string(), std::string("account.")}) {
-        page.setCookie("timer_page=" + prefix + token);
+        page.setCookie(cookieName() + '=' + prefix + token);
         QCOMPARE(page.get("/web/timesheet").status, 401);
     }
 }

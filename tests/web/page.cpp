@@ -59,6 +59,7 @@ private Q_SLOTS:
     void nothingIsCutOffOnANarrowScreen();
     void periodsAreListedNewestFirstWithTheirReason();
     void aPeriodOpensToItsEntriesAndTotals();
+    void aPeriodOpensAsItIsByThen();
     void anEmptyTimesheetSaysWhatToDo();
     void wordsThatLookLikeMarkupStayWords();
     void nothingButThePagesOwnFilesRuns();
@@ -182,6 +183,24 @@ void WebPageTest::aPeriodOpensToItsEntriesAndTotals() {
     QVERIFY(m_browser.text(part(u"entries"_s, id)).endsWith(u"השעות לפי UTC"));
     QVERIFY(m_browser.click(part(u"toggle"_s, id)));
     QVERIFY(!m_browser.shows(part(u"entries"_s, id)));
+}
+
+void WebPageTest::aPeriodOpensAsItIsByThen() {
+    const QString id = addPeriod({2026, 3, 1}, u"open"_s);
+    QVERIFY(addEntry(u"2026-03-01T08:00:00Z"_s, u"2026-03-01T09:30:00Z"_s, u"Before"_s));
+    QVERIFY(openPage());
+    QCOMPARE(m_browser.text(u".total .figures"_s), u"01:30"_s);
+    QVERIFY(addEntry(u"2026-03-01T10:00:00Z"_s, u"2026-03-01T11:00:00Z"_s, u"Since"_s));
+    SqliteFile(m_server->databaseFile())
+        .run(u"UPDATE timesheet_periods SET status = 'submitted', version = 2"_s);
+    QVERIFY(m_browser.click(part(u"toggle"_s, id)));
+    QTRY_VERIFY_WITH_TIMEOUT(m_browser.shows(u"table"_s), Browser::patienceMs);
+    QCOMPARE(m_browser.text(u".day .duration"_s), u"02:30"_s);
+    QCOMPARE(m_browser.text(u".total .figures"_s), u"02:30"_s);
+    QVERIFY(m_browser.shows(part(u"approve"_s, id)));
+    QVERIFY(m_browser.click(part(u"toggle"_s, id)));
+    QVERIFY(!m_browser.shows(part(u"entries"_s, id)));
+    QCOMPARE(m_browser.text(u".total .figures"_s), u"02:30"_s);
 }
 
 void WebPageTest::anEmptyTimesheetSaysWhatToDo() {

@@ -13,6 +13,7 @@ const byId = (id) => document.getElementById(id);
 let texts = textsOf(localStorage.getItem(languageKey) === 'en' ? 'en' : 'he');
 let sheet = null; // what the server said last: the user, and the workspaces with their periods
 let opened = new Map(); // the days of the periods that stand open, by the period's id
+const opening = new Set(); // the ids of those that will once they are read
 let newestLoad = null;
 let outOfReach = false; // what is shown may not be how it is
 let busy = false;
@@ -76,18 +77,21 @@ function forget() {
     draw();
 }
 
+// The development user can sign in as well: the same person, and another account here.
+const isShown = (user) => sheet?.user.id === user.id && sheet.user.auth_mode === user.auth_mode;
+
 async function read() {
     const ended = await openSession();
     const loaded = await get('/web/timesheet');
     const known = new Set(loaded.workspaces.flatMap((workspace) => workspace.periods.map((period) => period.id)));
-    const wanted = loaded.user.id === sheet?.user.id ? [...opened.keys()].filter((id) => known.has(id)) : [];
+    const wanted = isShown(loaded.user) ? [...opened.keys(), ...opening].filter((id) => known.has(id)) : [];
     const days = await Promise.all(wanted.map(async (id) => [id, (await get(`/web/periods/${id}`)).days]));
-    return { ended, loaded, known, days: new Map(days) };
+    return { ended, loaded, days };
 }
 
 // Returns what a person has to hear about the account; empty when it is still the same.
-function show({ ended, loaded, known, days }) {
-    const changed = sheet !== null && sheet.user.id !== loaded.user.id;
+function show({ ended, loaded, days }) {
+    const changed = sheet !== null && !isShown(loaded.user);
     if (changed) {
         forget();
     }
@@ -96,7 +100,7 @@ function show({ ended, loaded, known, days }) {
         say('');
     }
     sheet = loaded;
-    opened = new Map([...opened].filter(([id]) => known.has(id)).map(([id, old]) => [id, days.get(id) ?? old]));
+    opened = new Map(days.filter(([id]) => opened.has(id) || opening.has(id)));
     draw();
     if (!ended && !changed) {
         return '';
@@ -216,13 +220,19 @@ function step(name, period, title) {
     });
 }
 
+// The total above the entries is as old as they are, and the steps beside it, too.
 function toggle(period) {
-    trying(async () => {
-        if (!opened.delete(period.id)) {
-            const { days } = await get(`/web/periods/${period.id}`);
-            opened.set(period.id, days);
-        }
+    if (opened.delete(period.id)) {
         draw();
+        return;
+    }
+    trying(async () => {
+        opening.add(period.id);
+        try {
+            await load();
+        } finally {
+            opening.delete(period.id);
+        }
     });
 }
 
