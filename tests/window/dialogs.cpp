@@ -512,7 +512,12 @@ void WindowDialogsTest::timesThatWereLeftOnAnEarlierDayAreForgotten() {
     leave();
 
     const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(QTimeZone("Asia/Jerusalem"_ba)).date();
-    m_dialog->setProperty("leftOn", today.addDays(-1).toString(Qt::ISODate));
+    const auto becomeYesterday = [&] {
+        m_dialog->setProperty("usedOn", today.addDays(-1).toString(Qt::ISODate));
+    };
+    open("manualDialog", "manualEntry");
+    becomeYesterday();
+    leave();
     open("manualDialog", "manualEntry");
     QCOMPARE(text("manualFrom"), QString());
     QCOMPARE(text("manualTo"), QString());
@@ -521,6 +526,14 @@ void WindowDialogsTest::timesThatWereLeftOnAnEarlierDayAreForgotten() {
     item("manualTo")->setProperty("text", u"10:00"_s);
     QTest::keyClick(m_fixture->window, Qt::Key_Tab);
     QVERIFY2(text("manualTo").startsWith(today.toString(Qt::ISODate)), qPrintable(text("manualTo")));
+
+    // What is typed counts, not when it was opened.
+    becomeYesterday();
+    item("manualTo")->forceActiveFocus();
+    QTest::keyClick(m_fixture->window, Qt::Key_Backspace);
+    leave();
+    open("manualDialog", "manualEntry");
+    QVERIFY(!text("manualTo").isEmpty());
 }
 
 void WindowDialogsTest::keyboardStaysWhereItWentWhileADialogOpens() {
