@@ -23,9 +23,9 @@ TimesDialog {
         if (billable.checked !== !!entry.billable)
             touched.billable = billable.checked
         if (from.text !== startText)
-            touched.start_at = from.text
+            touched.start_at = from.meant
         if (!running && to.text !== stopText)
-            touched.stop_at = to.text
+            touched.stop_at = to.meant
         return touched
     }
 

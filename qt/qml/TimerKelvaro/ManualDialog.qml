@@ -44,7 +44,7 @@ TimesDialog {
     onSubmitted: {
         from.settle()
         to.settle()
-        controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
+        controller.addManual(description.text, timerPage.projectId, from.meant, to.meant, timerPage.billable)
     }
     onAccepted: {
         if (taken)

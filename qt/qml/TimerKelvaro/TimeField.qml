@@ -21,6 +21,8 @@ LtrField {
     /// The last time that it held: a time alone typed in its place is of the same day.
     property string held
     readonly property string reference: held !== "" ? held : dayOf
+    /// For the form to record; empty while the field holds no time of the account's zone.
+    readonly property string meant: times.meant(text, reference)
     /// Made when it is first wanted.
     property TimePicker picker: null
 

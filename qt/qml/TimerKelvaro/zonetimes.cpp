@@ -45,12 +45,17 @@ QString ZoneTimes::completed(const QString& typed, const QString& other) const {
     return TimeText::completed(typed, other, QDateTime::currentDateTimeUtc(), timeZone());
 }
 
+QString ZoneTimes::meant(const QString& typed, const QString& other) const {
+    return TimeText::meant(typed, other, QDateTime::currentDateTimeUtc(), timeZone());
+}
+
 QString ZoneTimes::stepped(const QString& text, int minutes, const QString& other) const {
     return TimeText::stepped(text, minutes, other, QDateTime::currentDateTimeUtc(), timeZone());
 }
 
 bool ZoneTimes::isTime(const QString& text) const {
-    return TimeText::shown(text, timeZone()).isValid();
+    const QDateTime time = stamp(text);
+    return time.isValid() && time.timeSpec() != Qt::LocalTime;
 }
 
 QString ZoneTimes::day(const QString& text, const QString& other) const {

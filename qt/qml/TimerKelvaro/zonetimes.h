@@ -21,8 +21,10 @@ public:
 
     /// As TimeText has it, now.
     Q_INVOKABLE [[nodiscard]] QString completed(const QString& typed, const QString& other) const;
+    Q_INVOKABLE [[nodiscard]] QString meant(const QString& typed, const QString& other) const;
     Q_INVOKABLE [[nodiscard]] QString stepped(const QString& text, int minutes, const QString& other) const;
 
+    /// With its offset.
     Q_INVOKABLE [[nodiscard]] bool isTime(const QString& text) const;
     /// The day that the clocks show at the first of the two that is a time, or now.
     Q_INVOKABLE [[nodiscard]] QString day(const QString& text, const QString& other) const;
