@@ -112,6 +112,12 @@ QDate dayIn(const QString& word, QDate today, QDate reference) {
     return year > 0 ? QDate(year, month, day) : dayOfSomeYear(day, month, reference);
 }
 
+/// Whether clocks in the zone have shown the same before.
+bool isSecond(const QDateTime& time, const QTimeZone& zone) {
+    const QList<QDateTime> times = timesShowing(time.date(), time.time(), zone);
+    return times.size() > 1 && times.last() == time;
+}
+
 /// When clocks in the zone show what a short form says.
 QList<QDateTime> timesOfShortForm(const QString& typed, QDate today, QDate reference, const QTimeZone& zone) {
     QStringList words = typed.toLower().simplified().split(u' ');
@@ -144,7 +150,10 @@ QString TimeText::meant(const QString& typed, const QString& other, const QDateT
     if (times.isEmpty() && typed.size() > lengthOfDay) {
         times = timesShowing(typed, zone);
     }
-    return times.isEmpty() ? QString() : isoText(times.first());
+    if (times.isEmpty()) {
+        return {};
+    }
+    return isoText(isSecond(reference, zone) ? times.last() : times.first());
 }
 
 QString TimeText::completed(const QString& typed, const QString& other, const QDateTime& now,

@@ -25,7 +25,8 @@ public:
     /// Words count from `now`. A time alone is of the day of `other`, the text of the form's other field, or
     /// of today while that one has no time. A day without a year is the last one that is no more than a month
     /// after that day: what is recorded is past, but for the morning after a new year's eve. Of a time
-    /// that the clocks show twice, the first is meant.
+    /// that the clocks show twice, the first is meant, unless the time that the day is taken from is itself one
+    /// of the second.
     ///
     /// What is no short form, and a time that the clocks skip, comes back as it was typed.
     [[nodiscard]] static QString completed(const QString& typed, const QString& other, const QDateTime& now,

@@ -50,6 +50,8 @@ private Q_SLOTS:
     void shortFormIsReadWhenTheFormIsSubmitted();
     void timeAloneIsOfTheOtherFieldsDay();
     void timeAloneStaysOnTheDayThatTheFieldHeld();
+    void timeOfTheRepeatedHourIsOfTheSecondOneThere_data();
+    void timeOfTheRepeatedHourIsOfTheSecondOneThere();
     void timeWithoutAnOffsetIsOfTheAccountsZone_data();
     void timeWithoutAnOffsetIsOfTheAccountsZone();
     void whatStaysWithoutAnOffsetIsRefused_data();
@@ -208,6 +210,20 @@ void WindowTimeFieldTest::timeAloneStaysOnTheDayThatTheFieldHeld() {
     press(Qt::Key_Tab);
     QCOMPARE(text("manualFrom"), u"2021-03-01T22:30:00+02:00"_s);
     QCOMPARE(text("manualTo"), u"2021-03-02T01:30:00+02:00"_s);
+}
+
+void WindowTimeFieldTest::timeOfTheRepeatedHourIsOfTheSecondOneThere_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::newRow("time") << u"1:20"_s;
+    QTest::newRow("day and time") << u"2026-10-25 01:20"_s;
+}
+
+void WindowTimeFieldTest::timeOfTheRepeatedHourIsOfTheSecondOneThere() {
+    QFETCH(const QString, typed);
+    item("manualFrom")->setProperty("text", u"2026-10-25T01:10:00+02:00"_s);
+    type("manualFrom", typed);
+    press(Qt::Key_Tab);
+    QCOMPARE(text("manualFrom"), u"2026-10-25T01:20:00+02:00"_s);
 }
 
 void WindowTimeFieldTest::timeWithoutAnOffsetIsOfTheAccountsZone_data() {
