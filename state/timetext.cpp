@@ -118,6 +118,12 @@ bool isSecond(const QDateTime& time, const QTimeZone& zone) {
     return times.size() > 1 && times.last() == time;
 }
 
+/// Whether nothing but the day differs.
+bool isOfAnotherDay(const QDateTime& time, const QDateTime& former) {
+    return hasOffset(former) && former.date() != time.date() && former.time() == time.time() &&
+           former.offsetFromUtc() == time.offsetFromUtc();
+}
+
 /// When clocks in the zone show what a short form says.
 QList<QDateTime> timesOfShortForm(const QString& typed, QDate today, QDate reference, const QTimeZone& zone) {
     QStringList words = typed.toLower().simplified().split(u' ');
@@ -139,9 +145,13 @@ QList<QDateTime> timesOfShortForm(const QString& typed, QDate today, QDate refer
 } // namespace
 
 QString TimeText::meant(const QString& typed, const QString& other, const QDateTime& now,
-                        const QTimeZone& zone) {
-    if (hasOffset(read(typed))) {
-        return typed;
+                        const QTimeZone& zone, const QString& former) {
+    const QDateTime whole = read(typed);
+    if (hasOffset(whole)) {
+        const bool isKept =
+            !isOfAnotherDay(whole, read(former)) || zone.offsetFromUtc(whole) == whole.offsetFromUtc();
+        const QDateTime moved = timesShowing(whole.date(), whole.time(), zone).value(0);
+        return isKept ? typed : isoText(moved);
     }
     const QDateTime today = inZone(now, zone);
     const QDateTime beside = shown(other, zone);
@@ -157,14 +167,14 @@ QString TimeText::meant(const QString& typed, const QString& other, const QDateT
 }
 
 QString TimeText::completed(const QString& typed, const QString& other, const QDateTime& now,
-                            const QTimeZone& zone) {
-    const QString text = meant(typed, other, now, zone);
+                            const QTimeZone& zone, const QString& former) {
+    const QString text = meant(typed, other, now, zone, former);
     return text.isEmpty() ? typed : text;
 }
 
 QString TimeText::stepped(const QString& text, int minutes, const QString& other, const QDateTime& now,
-                          const QTimeZone& zone) {
-    QDateTime from = read(meant(text, other, now, zone));
+                          const QTimeZone& zone, const QString& former) {
+    QDateTime from = read(meant(text, other, now, zone, former));
     if (text.isEmpty()) {
         const qint64 seconds = now.toSecsSinceEpoch();
         from = shown(other, zone);

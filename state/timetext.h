@@ -25,22 +25,26 @@ public:
     /// Words count from `now`. A time alone is of the day of `other`, the text of the form's other field, or
     /// of today while that one has no time. A day without a year is the last one that is no more than a month
     /// after that day: what is recorded is past, but for the morning after a new year's eve. Of a time
-    /// that the clocks show twice, the first is meant, unless the time that the day is taken from is itself one
-    /// of the second.
+    /// that the clocks show twice, the first is meant, unless the time that the day is taken from is itself
+    /// one of the second.
+    ///
+    /// Where a person has changed nothing but the day of `former`, a whole text of the program's own, the
+    /// time of day stays and the offset becomes that of the new day. An offset that was typed stays.
     ///
     /// What is no short form, and a time that the clocks skip, comes back as it was typed.
     [[nodiscard]] static QString completed(const QString& typed, const QString& other, const QDateTime& now,
-                                           const QTimeZone& zone);
+                                           const QTimeZone& zone, const QString& former = {});
 
     /// The same, but empty for what is no time then: nothing without an offset comes out of it.
     [[nodiscard]] static QString meant(const QString& typed, const QString& other, const QDateTime& now,
-                                       const QTimeZone& zone);
+                                       const QTimeZone& zone, const QString& former = {});
 
     /// The text of a time that many minutes later, as clocks that are set meanwhile show it. A short form is
     /// read first, nothing begins with `other` or with the quarter of an hour before `now`; what cannot be
     /// read comes back as it is.
     [[nodiscard]] static QString stepped(const QString& text, int minutes, const QString& other,
-                                         const QDateTime& now, const QTimeZone& zone);
+                                         const QDateTime& now, const QTimeZone& zone,
+                                         const QString& former = {});
 
     /// What clocks in `zone` show at the time of `text`, which is of `zone` unless it has an offset; invalid
     /// when it is none.

@@ -12,6 +12,8 @@ class TimeTextTest : public QObject {
 private Q_SLOTS:
     void readsShortForms_data();
     void readsShortForms();
+    void dayTypedOverBringsItsOffset_data();
+    void dayTypedOverBringsItsOffset();
     void leavesWhatIsNoShortForm_data();
     void leavesWhatIsNoShortForm();
     void readsInTheZoneOnTheDayOfItsClocks_data();
@@ -102,6 +104,38 @@ void TimeTextTest::readsShortForms() {
     QFETCH(const QString, typed);
     QFETCH(const QString, other);
     QTEST(TimeText::completed(typed, other, morning, jerusalem), "text");
+}
+
+void TimeTextTest::dayTypedOverBringsItsOffset_data() {
+    QTest::addColumn<QString>("former");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("text"); // that is meant
+    const auto row = [](const char* name, const char* former, const char* typed, const char* text) {
+        QTest::newRow(name) << QString::fromLatin1(former) << QString::fromLatin1(typed)
+                            << QString::fromLatin1(text);
+    };
+    row("over a change of the clocks", "2026-10-23T09:00:00+03:00", "2026-10-26T09:00:00+03:00",
+        "2026-10-26T09:00:00+02:00");
+    row("and back", "2026-10-26T09:00:00+02:00", "2026-10-23T09:00:00+02:00", "2026-10-23T09:00:00+03:00");
+    row("over none", "2026-10-20T09:00:00+03:00", "2026-10-23T09:00:00+03:00", "2026-10-23T09:00:00+03:00");
+    row("to a repeated hour", "2026-10-26T01:10:00+02:00", "2026-10-25T01:10:00+02:00",
+        "2026-10-25T01:10:00+02:00");
+    row("to a skipped one", "2026-03-26T02:30:00+02:00", "2026-03-27T02:30:00+02:00", "");
+    row("offset typed", "2026-10-23T09:00:00+03:00", "2026-10-26T09:00:00+04:00",
+        "2026-10-26T09:00:00+04:00");
+    row("offset typed, same day", "2026-10-26T09:00:00+02:00", "2026-10-26T09:00:00+03:00",
+        "2026-10-26T09:00:00+03:00");
+    row("time typed, too", "2026-10-23T09:00:00+03:00", "2026-10-26T09:15:00+03:00",
+        "2026-10-26T09:15:00+03:00");
+    row("nothing before", "", "2026-10-26T09:00:00+03:00", "2026-10-26T09:00:00+03:00");
+}
+
+void TimeTextTest::dayTypedOverBringsItsOffset() {
+    QFETCH(const QString, former);
+    QFETCH(const QString, typed);
+    QFETCH(const QString, text);
+    QCOMPARE(TimeText::meant(typed, {}, morning, jerusalem, former), text);
+    QCOMPARE(TimeText::completed(typed, {}, morning, jerusalem, former), text.isEmpty() ? typed : text);
 }
 
 void TimeTextTest::leavesWhatIsNoShortForm_data() {

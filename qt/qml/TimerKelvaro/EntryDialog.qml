@@ -41,8 +41,8 @@ TimesDialog {
         description.text = entryDescription
         project.chosen = entryProject
         billable.checked = !!row.billable
-        from.text = startText
-        to.text = stopText
+        from.write(startText)
+        to.write(stopText)
     }
 
     objectName: "entryDialog"

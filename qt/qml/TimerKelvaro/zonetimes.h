@@ -20,9 +20,12 @@ public:
     using QObject::QObject;
 
     /// As TimeText has it, now.
-    Q_INVOKABLE [[nodiscard]] QString completed(const QString& typed, const QString& other) const;
-    Q_INVOKABLE [[nodiscard]] QString meant(const QString& typed, const QString& other) const;
-    Q_INVOKABLE [[nodiscard]] QString stepped(const QString& text, int minutes, const QString& other) const;
+    Q_INVOKABLE [[nodiscard]] QString completed(const QString& typed, const QString& other,
+                                                const QString& former) const;
+    Q_INVOKABLE [[nodiscard]] QString meant(const QString& typed, const QString& other,
+                                            const QString& former) const;
+    Q_INVOKABLE [[nodiscard]] QString stepped(const QString& text, int minutes, const QString& other,
+                                              const QString& former) const;
 
     /// With its offset.
     Q_INVOKABLE [[nodiscard]] bool isTime(const QString& text) const;
