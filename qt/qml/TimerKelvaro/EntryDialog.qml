@@ -50,8 +50,8 @@ TimesDialog {
     width: 520
     takesTurns: true
     unchanged: Object.keys(changes).length === 0
-    startsAt: from.text
-    endsAt: to.text
+    startsAt: from.judgeable
+    endsAt: to.judgeable
     judged: "start_at" in changes || "stop_at" in changes
 
     onDue: overruled = meanwhile.told(entry, changes)

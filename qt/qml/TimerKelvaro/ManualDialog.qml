@@ -38,8 +38,8 @@ TimesDialog {
     objectName: "manualDialog"
     title: window.label("רשומה ידנית", "Manual entry")
     width: 520
-    startsAt: from.text
-    endsAt: to.text
+    startsAt: from.judgeable
+    endsAt: to.judgeable
 
     onSubmitted: {
         from.settle()

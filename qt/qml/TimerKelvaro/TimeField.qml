@@ -23,6 +23,8 @@ LtrField {
     readonly property string reference: held !== "" ? held : dayOf
     /// For the form to record; empty while the field holds no time of the account's zone.
     readonly property string meant: times.meant(text, reference, written)
+    /// For the form to judge while it is being typed: before its minutes come, "20" may become 2026.
+    readonly property string judgeable: text.includes(":") ? meant : ""
     /// What the program itself wrote last: a day that is typed over its own brings its own offset.
     property string written
     /// Made when it is first wanted.
