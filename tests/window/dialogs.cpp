@@ -514,6 +514,7 @@ void WindowDialogsTest::timesThatWereLeftOnAnEarlierDayAreForgotten() {
     QCOMPARE(text("manualFrom"), from);
     leave();
 
+    // It was last used yesterday, and left today.
     const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(QTimeZone("Asia/Jerusalem"_ba)).date();
     const auto becomeYesterday = [&] {
         m_dialog->setProperty("usedOn", today.addDays(-1).toString(Qt::ISODate));

@@ -13,7 +13,7 @@
 class ZoneTimes : public QObject {
     Q_OBJECT
     QML_ELEMENT
-    /// By its IANA name; the device's own where nothing is known of it.
+    /// By its IANA name; universal time where nothing is known of it.
     Q_PROPERTY(QString zone MEMBER m_zone REQUIRED)
 
 public:
