@@ -17,17 +17,25 @@ constexpr int secondsPerQuarter = 15 * 60;
 constexpr int quartersPerDay = secondsPerDay / secondsPerQuarter;
 /// February 29 comes at least that often.
 constexpr int yearsToLeapYear = 8;
+constexpr int lengthOfDay = 10; // of its ISO text
+constexpr int endOfDay = 24;    // the hour that is the next day's first
+
+struct Clocks {
+    QTime time;
+    int days = 0; ///< after the day that it is said of
+};
 
 QString isoText(const QDateTime& time) {
     return time.toString(Qt::ISODate);
 }
 
+/// Without an offset it is of the device's zone, which nobody asked for.
 QDateTime read(const QString& text) {
     return QDateTime::fromString(text, Qt::ISODateWithMs);
 }
 
 bool hasOffset(const QDateTime& time) {
-    return time.timeSpec() != Qt::LocalTime;
+    return time.isValid() && time.timeSpec() != Qt::LocalTime;
 }
 
 /// With the offset as such: a time in a zone may forget which of two equal times it was.
@@ -54,11 +62,21 @@ QList<QDateTime> timesShowing(QDate day, QTime time, const QTimeZone& zone) {
     return found;
 }
 
-std::optional<QTime> timeIn(const QString& word) {
+/// When clocks in the zone show what an ISO text without an offset says; a day is its midnight.
+QList<QDateTime> timesShowing(const QString& text, const QTimeZone& zone) {
+    const QDateTime shown = read(text + (text.size() == lengthOfDay ? u"T00:00Z"_s : u"Z"_s));
+    return shown.isValid() ? timesShowing(shown.date(), shown.time(), zone) : QList<QDateTime>();
+}
+
+std::optional<Clocks> timeIn(const QString& word) {
     static const QRegularExpression form(u"^(\\d{1,2}?)(?::?(\\d{2}))?(?::(\\d{2}))?$"_s);
     const QRegularExpressionMatch match = form.match(word);
-    const QTime time(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt());
-    return match.hasMatch() && time.isValid() ? std::optional(time) : std::nullopt;
+    const int hour = match.captured(1).toInt();
+    const int minute = match.captured(2).toInt();
+    const int second = match.captured(3).toInt();
+    const int days = hour == endOfDay && minute == 0 && second == 0 ? 1 : 0;
+    const QTime time(days > 0 ? 0 : hour, minute, second);
+    return match.hasMatch() && time.isValid() ? std::optional(Clocks{time, days}) : std::nullopt;
 }
 
 /// The last such day that is no more than a month after `reference`.
@@ -94,48 +112,83 @@ QDate dayIn(const QString& word, QDate today, QDate reference) {
     return year > 0 ? QDate(year, month, day) : dayOfSomeYear(day, month, reference);
 }
 
-} // namespace
+/// Whether clocks in the zone have shown the same before.
+bool isSecond(const QDateTime& time, const QTimeZone& zone) {
+    const QList<QDateTime> times = timesShowing(time.date(), time.time(), zone);
+    return times.size() > 1 && times.last() == time;
+}
 
-QString TimeText::completed(const QString& typed, const QString& other, const QDateTime& now,
-                            const QTimeZone& zone) {
+/// Whether nothing but the day differs.
+bool isOfAnotherDay(const QDateTime& time, const QDateTime& former) {
+    return hasOffset(former) && former.date() != time.date() && former.time() == time.time() &&
+           former.offsetFromUtc() == time.offsetFromUtc();
+}
+
+/// When clocks in the zone show what a short form says.
+QList<QDateTime> timesOfShortForm(const QString& typed, QDate today, QDate reference, const QTimeZone& zone) {
     QStringList words = typed.toLower().simplified().split(u' ');
     if (words.size() > 2) {
-        return typed;
+        return {};
     }
-    std::optional<QTime> time = timeIn(words.last());
-    if (!time && words.size() == 2) {
+    std::optional<Clocks> clocks = timeIn(words.last());
+    if (!clocks && words.size() == 2) {
         words.swapItemsAt(0, 1);
-        time = timeIn(words.last());
+        clocks = timeIn(words.last());
     }
-    if (!time) {
-        return typed;
+    if (!clocks) {
+        return {};
     }
-    const QDate today = inZone(now, zone).date();
-    const QDateTime beside = shown(other, zone);
-    const QDate reference = beside.isValid() ? beside.date() : today;
     const QDate day = words.size() == 1 ? reference : dayIn(words.first(), today, reference);
-    const QList<QDateTime> times = day.isValid() ? timesShowing(day, *time, zone) : QList<QDateTime>();
-    return times.isEmpty() ? typed : isoText(times.first());
+    return day.isValid() ? timesShowing(day.addDays(clocks->days), clocks->time, zone) : QList<QDateTime>();
+}
+
+} // namespace
+
+QString TimeText::meant(const QString& typed, const QString& other, const QDateTime& now,
+                        const QTimeZone& zone, const QString& former) {
+    const QDateTime whole = read(typed);
+    if (hasOffset(whole)) {
+        const bool isKept =
+            !isOfAnotherDay(whole, read(former)) || zone.offsetFromUtc(whole) == whole.offsetFromUtc();
+        const QDateTime moved = timesShowing(whole.date(), whole.time(), zone).value(0);
+        return isKept ? typed : isoText(moved);
+    }
+    const QDateTime today = inZone(now, zone);
+    const QDateTime beside = shown(other, zone);
+    const QDateTime reference = beside.isValid() ? beside : today;
+    QList<QDateTime> times = timesOfShortForm(typed, today.date(), reference.date(), zone);
+    if (times.isEmpty() && typed.size() > lengthOfDay) {
+        times = timesShowing(typed, zone);
+    }
+    if (times.isEmpty()) {
+        return {};
+    }
+    return isoText(isSecond(reference, zone) ? times.last() : times.first());
+}
+
+QString TimeText::completed(const QString& typed, const QString& other, const QDateTime& now,
+                            const QTimeZone& zone, const QString& former) {
+    const QString text = meant(typed, other, now, zone, former);
+    return text.isEmpty() ? typed : text;
 }
 
 QString TimeText::stepped(const QString& text, int minutes, const QString& other, const QDateTime& now,
-                          const QTimeZone& zone) {
-    QDateTime from = read(completed(text, other, now, zone));
+                          const QTimeZone& zone, const QString& former) {
+    QDateTime from = read(meant(text, other, now, zone, former));
     if (text.isEmpty()) {
         const qint64 seconds = now.toSecsSinceEpoch();
-        from = read(other);
+        from = shown(other, zone);
         from = from.isValid() ? from : now.addSecs(-(seconds % secondsPerQuarter));
     }
     if (!from.isValid()) {
         return text;
     }
-    const QDateTime to = from.addSecs(qint64{60} * minutes);
-    return isoText(hasOffset(to) ? inZone(to, zone) : to);
+    return isoText(inZone(from.addSecs(qint64{60} * minutes), zone));
 }
 
 QDateTime TimeText::shown(const QString& text, const QTimeZone& zone) {
     const QDateTime time = read(text);
-    return time.isValid() ? inZone(time, zone) : QDateTime();
+    return hasOffset(time) ? inZone(time, zone) : timesShowing(text, zone).value(0);
 }
 
 QList<TimeText::Quarter> TimeText::quarters(QDate day, const QTimeZone& zone, QTime other) {

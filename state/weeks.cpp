@@ -7,6 +7,11 @@ namespace {
 
 constexpr int daysOfWeek = 7;
 
+/// The database tells the territory of a zone's own name only.
+bool isInIsrael(const QTimeZone& zone) {
+    return zone.territory() == QLocale::Israel || zone.id() == "Israel"_ba || zone.id() == "Asia/Tel_Aviv"_ba;
+}
+
 } // namespace
 
 int firstWeekday(const QJsonArray& periods, const QString& workspace, const QTimeZone& zone) {
@@ -23,7 +28,7 @@ int firstWeekday(const QJsonArray& periods, const QString& workspace, const QTim
     if (newest.isValid()) {
         return newest.dayOfWeek();
     }
-    return zone.territory() == QLocale::Israel ? Qt::Sunday : Qt::Monday;
+    return isInIsrael(zone) ? Qt::Sunday : Qt::Monday;
 }
 
 QDate startOfWeek(QDate day, int weekday) {

@@ -12,6 +12,8 @@ class TimeTextTest : public QObject {
 private Q_SLOTS:
     void readsShortForms_data();
     void readsShortForms();
+    void dayTypedOverBringsItsOffset_data();
+    void dayTypedOverBringsItsOffset();
     void leavesWhatIsNoShortForm_data();
     void leavesWhatIsNoShortForm();
     void readsInTheZoneOnTheDayOfItsClocks_data();
@@ -60,6 +62,8 @@ void TimeTextTest::readsShortForms_data() {
     row("0915", "2026-09-23T09:15:00+03:00");
     row("9:15:30", "2026-09-23T09:15:30+03:00");
     row("0:00", "2026-09-23T00:00:00+03:00");
+    row("24:00", "2026-09-24T00:00:00+03:00");
+    row("yesterday 2400", "2026-09-23T00:00:00+03:00");
     row("  9:15 ", "2026-09-23T09:15:00+03:00");
     row("today 9", "2026-09-23T09:00:00+03:00");
     row("היום 9:15", "2026-09-23T09:15:00+03:00");
@@ -74,6 +78,11 @@ void TimeTextTest::readsShortForms_data() {
     row("23.12.2024 9:00", "2024-12-23T09:00:00+02:00");
     row("2026-09-23 09:00", "2026-09-23T09:00:00+03:00");
     row("2025-01-02 7", "2025-01-02T07:00:00+02:00");
+    row("2026-09-23 24:00", "2026-09-24T00:00:00+03:00");
+    row("2026-10-25 24:00", "2026-10-26T00:00:00+02:00");
+    row("2026-09-23T09:00", "2026-09-23T09:00:00+03:00");
+    row("2026-01-05T09:00:30.5", "2026-01-05T09:00:30+02:00");
+    row("2026-09-23T24:00", "2026-09-24T00:00:00+03:00");
 
     row("9:15", "2026-01-05T09:15:00+02:00", "2026-01-05T08:00:00+02:00");
     // Late in the evening of the fifth where the clocks are.
@@ -81,6 +90,14 @@ void TimeTextTest::readsShortForms_data() {
     row("9:15", "2026-09-23T09:15:00+03:00", "not yet");
     row("yesterday 9:15", "2026-09-22T09:15:00+03:00", "2026-01-05T08:00:00+02:00");
     row("2:00 1.1", "2026-01-01T02:00:00+02:00", "2025-12-31T22:00:00+02:00");
+    row("9:15", "2026-01-05T09:15:00+02:00", "2026-01-05");
+
+    // The clocks show it twice.
+    row("1:20", "2026-10-25T01:20:00+02:00", "2026-10-25T01:10:00+02:00");
+    row("25.10.2026 1:20", "2026-10-25T01:20:00+02:00", "2026-10-24T23:10:00Z");
+    row("2026-10-25T01:20", "2026-10-25T01:20:00+02:00", "2026-10-25T01:10:00+02:00");
+    row("1:20", "2026-10-25T01:20:00+03:00", "2026-10-25T01:10:00+03:00");
+    row("1:20", "2026-10-25T01:20:00+03:00", "2026-10-25T02:10:00+02:00");
 }
 
 void TimeTextTest::readsShortForms() {
@@ -89,11 +106,43 @@ void TimeTextTest::readsShortForms() {
     QTEST(TimeText::completed(typed, other, morning, jerusalem), "text");
 }
 
+void TimeTextTest::dayTypedOverBringsItsOffset_data() {
+    QTest::addColumn<QString>("former");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("text"); // that is meant
+    const auto row = [](const char* name, const char* former, const char* typed, const char* text) {
+        QTest::newRow(name) << QString::fromLatin1(former) << QString::fromLatin1(typed)
+                            << QString::fromLatin1(text);
+    };
+    row("over a change of the clocks", "2026-10-23T09:00:00+03:00", "2026-10-26T09:00:00+03:00",
+        "2026-10-26T09:00:00+02:00");
+    row("and back", "2026-10-26T09:00:00+02:00", "2026-10-23T09:00:00+02:00", "2026-10-23T09:00:00+03:00");
+    row("over none", "2026-10-20T09:00:00+03:00", "2026-10-23T09:00:00+03:00", "2026-10-23T09:00:00+03:00");
+    row("to a repeated hour", "2026-10-26T01:10:00+02:00", "2026-10-25T01:10:00+02:00",
+        "2026-10-25T01:10:00+02:00");
+    row("to a skipped one", "2026-03-26T02:30:00+02:00", "2026-03-27T02:30:00+02:00", "");
+    row("offset typed", "2026-10-23T09:00:00+03:00", "2026-10-26T09:00:00+04:00",
+        "2026-10-26T09:00:00+04:00");
+    row("offset typed, same day", "2026-10-26T09:00:00+02:00", "2026-10-26T09:00:00+03:00",
+        "2026-10-26T09:00:00+03:00");
+    row("time typed, too", "2026-10-23T09:00:00+03:00", "2026-10-26T09:15:00+03:00",
+        "2026-10-26T09:15:00+03:00");
+    row("nothing before", "", "2026-10-26T09:00:00+03:00", "2026-10-26T09:00:00+03:00");
+}
+
+void TimeTextTest::dayTypedOverBringsItsOffset() {
+    QFETCH(const QString, former);
+    QFETCH(const QString, typed);
+    QFETCH(const QString, text);
+    QCOMPARE(TimeText::meant(typed, {}, morning, jerusalem, former), text);
+    QCOMPARE(TimeText::completed(typed, {}, morning, jerusalem, former), text.isEmpty() ? typed : text);
+}
+
 void TimeTextTest::leavesWhatIsNoShortForm_data() {
     QTest::addColumn<QString>("typed");
     for (const char* const typed : {"",
                                     " ",
-                                    "24:00",
+                                    "24:01",
                                     "9:60",
                                     "9:5",
                                     "9:15:60",
@@ -112,8 +161,6 @@ void TimeTextTest::leavesWhatIsNoShortForm_data() {
                                     "9:00 17:00",
                                     "-9:00",
                                     "2026-09-23",
-                                    "2026-09-23T09:00",
-                                    "2026-09-23T09:00:00",
                                     "2026-09-23T09:00:00+02:00",
                                     "2026-09-23T09:00:00Z",
                                     "2026-09-23 09:00+02:00"}) {
@@ -121,6 +168,8 @@ void TimeTextTest::leavesWhatIsNoShortForm_data() {
     }
     // The clocks went from 2:00 to 3:00.
     QTest::newRow("skipped") << u"27.3.2026 2:30"_s;
+    QTest::newRow("skipped, ISO day") << u"2026-03-27 02:30"_s;
+    QTest::newRow("skipped, ISO") << u"2026-03-27T02:30:00"_s;
 }
 
 void TimeTextTest::leavesWhatIsNoShortForm() {
@@ -201,7 +250,7 @@ void TimeTextTest::stepsByMinutes_data() {
     row("2026-09-23T09:07:00+03:00", -15, "2026-09-23T08:52:00+03:00");
     row("2026-12-31T23:50:00+02:00", 15, "2027-01-01T00:05:00+02:00");
     row("2026-09-23T06:00:00Z", 15, "2026-09-23T09:15:00+03:00");
-    row("2026-09-23T09:00:00", 15, "2026-09-23T09:15:00");
+    row("2026-09-23T09:00:00", 15, "2026-09-23T09:15:00+03:00");
     row("2026-03-27T01:45:00+02:00", 15, "2026-03-27T03:00:00+03:00");
     row("2026-03-27T03:00:00+03:00", -15, "2026-03-27T01:45:00+02:00");
     row("2026-10-25T01:45:00+03:00", 15, "2026-10-25T01:00:00+02:00");

@@ -20,6 +20,8 @@ class WeeksTest : public QObject {
 private Q_SLOTS:
     void weeksBeginAsTheTimesheetsDo_data();
     void weeksBeginAsTheTimesheetsDo();
+    void otherNamesOfAZoneBeginTheSameWeeks_data();
+    void otherNamesOfAZoneBeginTheSameWeeks();
     void everyDayLiesInAWeekThatBeginsWithTheWeekday();
 };
 
@@ -49,6 +51,20 @@ void WeeksTest::weeksBeginAsTheTimesheetsDo() {
     QFETCH(const QByteArray, zone);
     QFETCH(const int, weekday);
     QCOMPARE(firstWeekday(periods, u"w1"_s, QTimeZone(zone)), weekday);
+}
+
+void WeeksTest::otherNamesOfAZoneBeginTheSameWeeks_data() {
+    QTest::addColumn<QByteArray>("zone");
+    QTest::newRow("country") << "Israel"_ba;
+    QTest::newRow("city") << "Asia/Tel_Aviv"_ba;
+}
+
+void WeeksTest::otherNamesOfAZoneBeginTheSameWeeks() {
+    QFETCH(const QByteArray, zone);
+    if (!QTimeZone(zone).isValid()) {
+        QSKIP("not in this system's time zone database");
+    }
+    QCOMPARE(firstWeekday({}, u"w1"_s, QTimeZone(zone)), int(Qt::Sunday));
 }
 
 void WeeksTest::everyDayLiesInAWeekThatBeginsWithTheWeekday() {

@@ -388,9 +388,12 @@ void WindowDialogsTest::manualDialogTellsWhatSpeaksAgainstTheTimes_data() {
     row("half typed", "2021-03-02T09:00:00+02:00", "2021-03-02T1", "", "");
     row("order", "2021-03-02T09:00:00+02:00", "2021-03-02T08:00:00+02:00", "The end must be after the start.",
         "הסיום חייב להיות אחרי ההתחלה.");
-    row("offset", "2021-03-02T09:00:00", "2021-03-02T10:00:00",
-        "A time has no UTC offset; it is read in this device's time zone.",
-        "לאחד הזמנים אין היסט מ־UTC; הוא ייקרא לפי אזור הזמן של המכשיר.");
+    row("without an offset", "2021-03-02 09:15", "2021-03-02T10:00:00", "", "");
+    row("order of short forms", "2.3.2021 9:15", "2021-03-02 08:15", "The end must be after the start.",
+        "הסיום חייב להיות אחרי ההתחלה.");
+    row("time half typed", "2.3.2021 9:15", "2.3.2021 08", "", "");
+    row("year half typed", "2999-03-02T09:00:00+02:00", "20", "This time lies in the future.",
+        "הזמן הזה נמצא בעתיד.");
     row("period", "2020-01-05T09:00:00+02:00", "2020-01-05T10:00:00+02:00",
         "This time lies in a submitted period; the server will refuse it.",
         "הזמן הזה נמצא בתקופה שהוגשה; השרת ידחה אותו.");
@@ -511,8 +514,14 @@ void WindowDialogsTest::timesThatWereLeftOnAnEarlierDayAreForgotten() {
     QCOMPARE(text("manualFrom"), from);
     leave();
 
+    // It was last used yesterday, and left today.
     const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(QTimeZone("Asia/Jerusalem"_ba)).date();
-    m_dialog->setProperty("leftOn", today.addDays(-1).toString(Qt::ISODate));
+    const auto becomeYesterday = [&] {
+        m_dialog->setProperty("usedOn", today.addDays(-1).toString(Qt::ISODate));
+    };
+    open("manualDialog", "manualEntry");
+    becomeYesterday();
+    leave();
     open("manualDialog", "manualEntry");
     QCOMPARE(text("manualFrom"), QString());
     QCOMPARE(text("manualTo"), QString());
@@ -521,6 +530,14 @@ void WindowDialogsTest::timesThatWereLeftOnAnEarlierDayAreForgotten() {
     item("manualTo")->setProperty("text", u"10:00"_s);
     QTest::keyClick(m_fixture->window, Qt::Key_Tab);
     QVERIFY2(text("manualTo").startsWith(today.toString(Qt::ISODate)), qPrintable(text("manualTo")));
+
+    // What is typed counts, not when it was opened.
+    becomeYesterday();
+    item("manualTo")->forceActiveFocus();
+    QTest::keyClick(m_fixture->window, Qt::Key_Backspace);
+    leave();
+    open("manualDialog", "manualEntry");
+    QVERIFY(!text("manualTo").isEmpty());
 }
 
 void WindowDialogsTest::keyboardStaysWhereItWentWhileADialogOpens() {

@@ -23,6 +23,11 @@ QJsonArray changedElsewhere(const QString& description, int version) {
 class WindowEditingTest : public QObject, private EntriesDesk {
     Q_OBJECT
 
+    /// Opens an entry of an hour that starts then.
+    void openHour(const QString& start);
+    /// Types another day of the month over that of a field, and leaves it.
+    void typeDay(const char* field, const char* day) const;
+    [[nodiscard]] QString text(const char* name) const { return item(name)->property("text").toString(); }
     /// What was told could be read.
     [[nodiscard]] bool wasRead(const char* dialog) const {
         return !m_fixture->object(QString::fromLatin1(dialog))->property("justTold").toBool();
@@ -44,6 +49,9 @@ private Q_SLOTS:
     void theDescriptionAloneIsNotOverruledSilently();
     void theDescriptionOfADeletedEntryIsNotRecorded();
     void theRunningTimerIsEditedWithoutAnEnd();
+    void aDayTypedOverBringsItsOffset();
+    void anOffsetThatWasTypedStays();
+    void aTimeThatTheOtherDaySkipsIsRefused();
 };
 
 void WindowEditingTest::enterEditsEverything() {
@@ -262,6 +270,67 @@ void WindowEditingTest::theRunningTimerIsEditedWithoutAnEnd() {
              QJsonObject({{u"start_at"_s, u"2021-03-05T08:30:00Z"_s}}));
     QCOMPARE(controller().timer().value(u"id"_s).toString(), u"t1"_s);
 }
+
+void WindowEditingTest::openHour(const QString& start) {
+    QJsonObject hour = WindowFixture::entry(u"e3"_s);
+    hour.insert(u"start_at", start);
+    const QDateTime stop = QDateTime::fromString(start, Qt::ISODate).addSecs(3600);
+    hour.insert(u"stop_at", stop.toString(Qt::ISODate));
+    m_fixture->show(documentWith({hour}));
+    QTRY_VERIFY(row(u"e3"_s));
+    openDialog(u"e3"_s);
+}
+
+void WindowEditingTest::typeDay(const char* field, const char* day) const {
+    item(field)->forceActiveFocus(Qt::MouseFocusReason);
+    item(field)->setProperty("cursorPosition", 10);
+    key(Qt::Key_Backspace);
+    key(Qt::Key_Backspace);
+    type(day);
+    key(Qt::Key_Tab);
+}
+
+void WindowEditingTest::aDayTypedOverBringsItsOffset() {
+    openHour(u"2026-10-23T06:00:00Z"_s);
+    QCOMPARE(text("entryFrom"), u"2026-10-23T09:00:00+03:00"_s);
+    typeDay("entryFrom", "26");
+    QCOMPARE(text("entryFrom"), u"2026-10-26T09:00:00+02:00"_s);
+    typeDay("entryTo", "26");
+    QCOMPARE(text("entryTo"), u"2026-10-26T10:00:00+02:00"_s);
+    typeDay("entryTo", "23");
+    QCOMPARE(text("entryTo"), u"2026-10-23T10:00:00+03:00"_s);
+    item("entryTo")->setProperty("text", u"2026-10-26T10:00:00+03:00"_s); // not left before OK
+    item("entryDescriptionField")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    QTRY_VERIFY(!isOpen("entryDialog"));
+    QCOMPARE(
+        recorded().value(u"payload").toObject(),
+        QJsonObject({{u"start_at"_s, u"2026-10-26T07:00:00Z"_s}, {u"stop_at"_s, u"2026-10-26T08:00:00Z"_s}}));
+}
+
+void WindowEditingTest::anOffsetThatWasTypedStays() {
+    openHour(u"2026-10-23T06:00:00Z"_s);
+    item("entryFrom")->forceActiveFocus(Qt::MouseFocusReason);
+    const QString typed = u"2026-10-26T09:00:00+04:00"_s;
+    item("entryFrom")->setProperty("text", typed);
+    key(Qt::Key_Tab);
+    QCOMPARE(text("entryFrom"), typed);
+    typeDay("entryFrom", "21");
+    QCOMPARE(text("entryFrom"), u"2026-10-21T09:00:00+04:00"_s);
+}
+
+void WindowEditingTest::aTimeThatTheOtherDaySkipsIsRefused() {
+    openHour(u"2026-03-26T00:30:00Z"_s);
+    typeDay("entryFrom", "27");
+    typeDay("entryTo", "27");
+    QCOMPARE(text("entryFrom"), u"2026-03-27T02:30:00+02:00"_s);
+    item("entryDescriptionField")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    QVERIFY(item("refusal")->isVisible());
+    QVERIFY(isOpen("entryDialog"));
+    QCOMPARE(controller().pending(), 0);
+}
+
 int main(int argc, char* argv[]) {
     QApplication application(argc, argv);
     prepareApplication();

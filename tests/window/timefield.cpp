@@ -50,6 +50,12 @@ private Q_SLOTS:
     void shortFormIsReadWhenTheFormIsSubmitted();
     void timeAloneIsOfTheOtherFieldsDay();
     void timeAloneStaysOnTheDayThatTheFieldHeld();
+    void timeOfTheRepeatedHourIsOfTheSecondOneThere_data();
+    void timeOfTheRepeatedHourIsOfTheSecondOneThere();
+    void timeWithoutAnOffsetIsOfTheAccountsZone_data();
+    void timeWithoutAnOffsetIsOfTheAccountsZone();
+    void whatStaysWithoutAnOffsetIsRefused_data();
+    void whatStaysWithoutAnOffsetIsRefused();
     void whatCannotBeReadStays_data();
     void whatCannotBeReadStays();
     void shiftAndArrowsMoveByAQuarterOfAnHour();
@@ -206,13 +212,57 @@ void WindowTimeFieldTest::timeAloneStaysOnTheDayThatTheFieldHeld() {
     QCOMPARE(text("manualTo"), u"2021-03-02T01:30:00+02:00"_s);
 }
 
+void WindowTimeFieldTest::timeOfTheRepeatedHourIsOfTheSecondOneThere_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::newRow("time") << u"1:20"_s;
+    QTest::newRow("day and time") << u"2026-10-25 01:20"_s;
+}
+
+void WindowTimeFieldTest::timeOfTheRepeatedHourIsOfTheSecondOneThere() {
+    QFETCH(const QString, typed);
+    item("manualFrom")->setProperty("text", u"2026-10-25T01:10:00+02:00"_s);
+    type("manualFrom", typed);
+    press(Qt::Key_Tab);
+    QCOMPARE(text("manualFrom"), u"2026-10-25T01:20:00+02:00"_s);
+}
+
+void WindowTimeFieldTest::timeWithoutAnOffsetIsOfTheAccountsZone_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("whole");
+    QTest::newRow("ISO") << u"2021-03-02T10:00:00"_s << u"2021-03-02T10:00:00+02:00"_s;
+    QTest::newRow("midnight") << u"2026-09-23 24:00"_s << u"2026-09-24T00:00:00+03:00"_s;
+}
+
+void WindowTimeFieldTest::timeWithoutAnOffsetIsOfTheAccountsZone() {
+    QFETCH(const QString, typed);
+    type("manualFrom", typed);
+    press(Qt::Key_Tab);
+    QTEST(text("manualFrom"), "whole");
+}
+
+void WindowTimeFieldTest::whatStaysWithoutAnOffsetIsRefused_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::newRow("skipped in the account's zone") << u"2026-03-27 02:30"_s;
+    QTest::newRow("a day") << u"2026-03-27"_s;
+}
+
+void WindowTimeFieldTest::whatStaysWithoutAnOffsetIsRefused() {
+    QFETCH(const QString, typed);
+    type("manualFrom", typed);
+    type("manualTo", u"28.3.2026 9"_s);
+    press(Qt::Key_Return);
+    QCOMPARE(m_fixture->controller.pending(), 0);
+    QCOMPARE(text("manualFrom"), typed);
+    QVERIFY(item("refusal")->isVisible());
+}
+
 void WindowTimeFieldTest::whatCannotBeReadStays_data() {
     QTest::addColumn<QString>("typed");
     QTest::newRow("words") << u"tomorrow"_s;
     QTest::newRow("half typed") << u"2021-03-02T1"_s;
-    QTest::newRow("no offset") << u"2021-03-02T10:00:00"_s;
     QTest::newRow("another offset") << u"2021-03-02T10:00:00-05:00"_s;
     QTest::newRow("skipped by the clocks") << u"27.3.2026 2:30"_s;
+    QTest::newRow("skipped, ISO day") << u"2026-03-27 02:30"_s;
 }
 
 void WindowTimeFieldTest::whatCannotBeReadStays() {
@@ -425,6 +475,7 @@ void WindowTimeFieldTest::everythingIsNamed() {
 }
 
 int main(int argc, char* argv[]) {
+    qputenv("TZ", "Europe/Berlin"); // the device is elsewhere
     QApplication application(argc, argv);
     prepareApplication();
     WindowTimeFieldTest test;

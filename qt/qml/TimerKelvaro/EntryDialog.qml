@@ -23,9 +23,9 @@ TimesDialog {
         if (billable.checked !== !!entry.billable)
             touched.billable = billable.checked
         if (from.text !== startText)
-            touched.start_at = from.text
+            touched.start_at = from.meant
         if (!running && to.text !== stopText)
-            touched.stop_at = to.text
+            touched.stop_at = to.meant
         return touched
     }
 
@@ -41,8 +41,8 @@ TimesDialog {
         description.text = entryDescription
         project.chosen = entryProject
         billable.checked = !!row.billable
-        from.text = startText
-        to.text = stopText
+        from.write(startText)
+        to.write(stopText)
     }
 
     objectName: "entryDialog"
@@ -50,8 +50,8 @@ TimesDialog {
     width: 520
     takesTurns: true
     unchanged: Object.keys(changes).length === 0
-    startsAt: from.text
-    endsAt: to.text
+    startsAt: from.judgeable
+    endsAt: to.judgeable
     judged: "start_at" in changes || "stop_at" in changes
 
     onDue: overruled = meanwhile.told(entry, changes)

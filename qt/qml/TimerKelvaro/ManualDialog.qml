@@ -10,7 +10,8 @@ TimesDialog {
     required property TimerPage timerPage
     /// The main timer's selection when the dialog was opened.
     property var before: ({})
-    property string leftOn: ""
+    /// The day on which it was last opened, or a time typed there.
+    property string usedOn: ""
 
     function empty() {
         description.text = ""
@@ -23,6 +24,10 @@ TimesDialog {
     function today(): string {
         return clocks.day("", "")
     }
+    function timeTyped() {
+        refusal = ""
+        usedOn = today()
+    }
     /// What came with a description is of this entry alone.
     function giveSelectionBack() {
         const stands = Array.from(controller.projects).some(project => project.id === before.projectId)
@@ -33,13 +38,13 @@ TimesDialog {
     objectName: "manualDialog"
     title: window.label("רשומה ידנית", "Manual entry")
     width: 520
-    startsAt: from.text
-    endsAt: to.text
+    startsAt: from.judgeable
+    endsAt: to.judgeable
 
     onSubmitted: {
         from.settle()
         to.settle()
-        controller.addManual(description.text, timerPage.projectId, from.text, to.text, timerPage.billable)
+        controller.addManual(description.text, timerPage.projectId, from.meant, to.meant, timerPage.billable)
     }
     onAccepted: {
         if (taken)
@@ -50,10 +55,10 @@ TimesDialog {
     onAboutToShow: {
         before = { projectId: timerPage.projectId, billable: timerPage.billable }
         // Otherwise a time typed alone would be of the day before.
-        if (leftOn !== "" && leftOn < today())
+        if (usedOn !== "" && usedOn < today())
             forgetTimes()
+        usedOn = today()
     }
-    onAboutToHide: leftOn = today()
     onVisibleChanged: if (visible) description.forceActiveFocus()
 
     Connections {
@@ -103,7 +108,7 @@ TimesDialog {
         placeholderText: "2026-09-23T09:00:00+03:00"
         name: dialog.window.label("התחלה", "From")
         Layout.fillWidth: true
-        onTextEdited: dialog.refusal = ""
+        onTextEdited: dialog.timeTyped()
         onAccepted: dialog.submit()
     }
     TimeField {
@@ -116,7 +121,7 @@ TimesDialog {
         placeholderText: "2026-09-23T10:00:00+03:00"
         name: dialog.window.label("סיום", "To")
         Layout.fillWidth: true
-        onTextEdited: dialog.refusal = ""
+        onTextEdited: dialog.timeTyped()
         onAccepted: dialog.submit()
     }
     Note {

@@ -21,28 +21,39 @@ LtrField {
     /// The last time that it held: a time alone typed in its place is of the same day.
     property string held
     readonly property string reference: held !== "" ? held : dayOf
+    /// For the form to record; empty while the field holds no time of the account's zone.
+    readonly property string meant: times.meant(text, reference, written)
+    /// For the form to judge while it is being typed: before its minutes come, "20" may become 2026.
+    readonly property string judgeable: text.includes(":") ? meant : ""
+    /// What the program itself wrote last: a day that is typed over its own brings its own offset.
+    property string written
     /// Made when it is first wanted.
     property TimePicker picker: null
 
     /// Reads a short form. For a form that takes the text while the keyboard is still in the field.
     function settle() {
-        const whole = times.completed(text, reference)
+        const whole = times.completed(text, reference, written)
         if (whole !== text)
-            text = whole
+            write(whole)
+    }
+    /// Puts in a text that nobody typed.
+    function write(whole: string) {
+        text = whole
+        written = whole
     }
     /// Empty, and of no day any more: whether the field or its form is shown first differs from Qt to Qt.
     function forget() {
-        text = ""
+        write("")
         held = ""
     }
     function edit(changed: string) {
-        text = changed
+        write(changed)
         textEdited()
     }
     function step(event: KeyEvent, minutes: int) {
         event.accepted = event.modifiers === Qt.ShiftModifier && !readOnly
         if (event.accepted)
-            edit(times.stepped(text, minutes, reference))
+            edit(times.stepped(text, minutes, reference, written))
     }
     function pick() {
         settle()

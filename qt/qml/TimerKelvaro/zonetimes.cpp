@@ -41,16 +41,22 @@ QDateTime ZoneTimes::shown(const QString& text, const QString& other) const {
     return QDateTime::currentDateTimeUtc().toTimeZone(zone);
 }
 
-QString ZoneTimes::completed(const QString& typed, const QString& other) const {
-    return TimeText::completed(typed, other, QDateTime::currentDateTimeUtc(), timeZone());
+QString ZoneTimes::completed(const QString& typed, const QString& other, const QString& former) const {
+    return TimeText::completed(typed, other, QDateTime::currentDateTimeUtc(), timeZone(), former);
 }
 
-QString ZoneTimes::stepped(const QString& text, int minutes, const QString& other) const {
-    return TimeText::stepped(text, minutes, other, QDateTime::currentDateTimeUtc(), timeZone());
+QString ZoneTimes::meant(const QString& typed, const QString& other, const QString& former) const {
+    return TimeText::meant(typed, other, QDateTime::currentDateTimeUtc(), timeZone(), former);
+}
+
+QString ZoneTimes::stepped(const QString& text, int minutes, const QString& other,
+                           const QString& former) const {
+    return TimeText::stepped(text, minutes, other, QDateTime::currentDateTimeUtc(), timeZone(), former);
 }
 
 bool ZoneTimes::isTime(const QString& text) const {
-    return TimeText::shown(text, timeZone()).isValid();
+    const QDateTime time = stamp(text);
+    return time.isValid() && time.timeSpec() != Qt::LocalTime;
 }
 
 QString ZoneTimes::day(const QString& text, const QString& other) const {

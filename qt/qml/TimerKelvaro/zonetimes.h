@@ -13,16 +13,21 @@
 class ZoneTimes : public QObject {
     Q_OBJECT
     QML_ELEMENT
-    /// By its IANA name; the device's own where nothing is known of it.
+    /// By its IANA name; universal time where nothing is known of it.
     Q_PROPERTY(QString zone MEMBER m_zone REQUIRED)
 
 public:
     using QObject::QObject;
 
     /// As TimeText has it, now.
-    Q_INVOKABLE [[nodiscard]] QString completed(const QString& typed, const QString& other) const;
-    Q_INVOKABLE [[nodiscard]] QString stepped(const QString& text, int minutes, const QString& other) const;
+    Q_INVOKABLE [[nodiscard]] QString completed(const QString& typed, const QString& other,
+                                                const QString& former) const;
+    Q_INVOKABLE [[nodiscard]] QString meant(const QString& typed, const QString& other,
+                                            const QString& former) const;
+    Q_INVOKABLE [[nodiscard]] QString stepped(const QString& text, int minutes, const QString& other,
+                                              const QString& former) const;
 
+    /// With its offset.
     Q_INVOKABLE [[nodiscard]] bool isTime(const QString& text) const;
     /// The day that the clocks show at the first of the two that is a time, or now.
     Q_INVOKABLE [[nodiscard]] QString day(const QString& text, const QString& other) const;
