@@ -17,8 +17,7 @@ constexpr int secondsPerQuarter = 15 * 60;
 constexpr int quartersPerDay = secondsPerDay / secondsPerQuarter;
 /// February 29 comes at least that often.
 constexpr int yearsToLeapYear = 8;
-constexpr int lengthOfDay = 10; // of its ISO text
-constexpr int endOfDay = 24;    // the hour that is the next day's first
+constexpr int endOfDay = 24; // the hour that is the next day's first
 
 struct Clocks {
     QTime time;
@@ -29,13 +28,15 @@ QString isoText(const QDateTime& time) {
     return time.toString(Qt::ISODate);
 }
 
-/// Without an offset it is of the device's zone, which nobody asked for.
-QDateTime read(const QString& text) {
-    return QDateTime::fromString(text, Qt::ISODateWithMs);
-}
-
 bool hasOffset(const QDateTime& time) {
     return time.isValid() && time.timeSpec() != Qt::LocalTime;
+}
+
+/// A whole text. Without an offset it is of the device's zone; a blank in the place of its T makes it a short
+/// form.
+QDateTime read(const QString& text) {
+    const QDateTime time = QDateTime::fromString(text, Qt::ISODateWithMs);
+    return hasOffset(time) || text.contains(u'T', Qt::CaseInsensitive) ? time : QDateTime();
 }
 
 /// With the offset as such: a time in a zone may forget which of two equal times it was.
@@ -62,10 +63,10 @@ QList<QDateTime> timesShowing(QDate day, QTime time, const QTimeZone& zone) {
     return found;
 }
 
-/// When clocks in the zone show what an ISO text without an offset says; a day is its midnight.
-QList<QDateTime> timesShowing(const QString& text, const QTimeZone& zone) {
-    const QDateTime shown = read(text + (text.size() == lengthOfDay ? u"T00:00Z"_s : u"Z"_s));
-    return shown.isValid() ? timesShowing(shown.date(), shown.time(), zone) : QList<QDateTime>();
+/// Of a day's ISO text.
+QDateTime midnight(const QString& text, const QTimeZone& zone) {
+    const QDate day = QDate::fromString(text, Qt::ISODate);
+    return day.isValid() ? day.startOfDay(zone) : QDateTime();
 }
 
 std::optional<Clocks> timeIn(const QString& word) {
@@ -147,19 +148,16 @@ QList<QDateTime> timesOfShortForm(const QString& typed, QDate today, QDate refer
 QString TimeText::meant(const QString& typed, const QString& other, const QDateTime& now,
                         const QTimeZone& zone, const QString& former) {
     const QDateTime whole = read(typed);
-    if (hasOffset(whole)) {
-        const bool isKept =
-            !isOfAnotherDay(whole, read(former)) || zone.offsetFromUtc(whole) == whole.offsetFromUtc();
+    if (whole.isValid()) {
+        const bool isKept = !hasOffset(whole) || !isOfAnotherDay(whole, read(former)) ||
+                            zone.offsetFromUtc(whole) == whole.offsetFromUtc();
         const QDateTime moved = timesShowing(whole.date(), whole.time(), zone).value(0);
         return isKept ? typed : isoText(moved);
     }
     const QDateTime today = inZone(now, zone);
     const QDateTime beside = shown(other, zone);
     const QDateTime reference = beside.isValid() ? beside : today;
-    QList<QDateTime> times = timesOfShortForm(typed, today.date(), reference.date(), zone);
-    if (times.isEmpty() && typed.size() > lengthOfDay) {
-        times = timesShowing(typed, zone);
-    }
+    const QList<QDateTime> times = timesOfShortForm(typed, today.date(), reference.date(), zone);
     if (times.isEmpty()) {
         return {};
     }
@@ -183,12 +181,13 @@ QString TimeText::stepped(const QString& text, int minutes, const QString& other
     if (!from.isValid()) {
         return text;
     }
-    return isoText(inZone(from.addSecs(qint64{60} * minutes), zone));
+    const QDateTime to = from.addSecs(qint64{60} * minutes);
+    return isoText(hasOffset(to) ? inZone(to, zone) : to);
 }
 
 QDateTime TimeText::shown(const QString& text, const QTimeZone& zone) {
     const QDateTime time = read(text);
-    return hasOffset(time) ? inZone(time, zone) : timesShowing(text, zone).value(0);
+    return time.isValid() ? inZone(time, zone) : midnight(text, zone);
 }
 
 QList<TimeText::Quarter> TimeText::quarters(QDate day, const QTimeZone& zone, QTime other) {

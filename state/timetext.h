@@ -20,7 +20,8 @@ public:
 
     /// The ISO text of a short form: a time ("9", "9:15", "0915", "9:15:30", "24:00"), alone or with its day
     /// before or behind it ("yesterday", "today", "tomorrow", the same in Hebrew, "23.9", "23.9.2026",
-    /// "2026-09-23"). ISO text without an offset is read like one, never in the device's zone.
+    /// "2026-09-23"). A whole ISO text stays as it is: without an
+    /// offset it is of the device's zone.
     ///
     /// Words count from `now`. A time alone is of the day of `other`, the text of the form's other field, or
     /// of today while that one has no time. A day without a year is the last one that is no more than a month
@@ -35,19 +36,19 @@ public:
     [[nodiscard]] static QString completed(const QString& typed, const QString& other, const QDateTime& now,
                                            const QTimeZone& zone, const QString& former = {});
 
-    /// The same, but empty for what is no time then: nothing without an offset comes out of it.
+    /// The same, but empty for what is no time then.
     [[nodiscard]] static QString meant(const QString& typed, const QString& other, const QDateTime& now,
                                        const QTimeZone& zone, const QString& former = {});
 
-    /// The text of a time that many minutes later, as clocks that are set meanwhile show it. A short form is
-    /// read first, nothing begins with `other` or with the quarter of an hour before `now`; what cannot be
-    /// read comes back as it is.
+    /// The text of a time that many minutes later, as clocks that are set meanwhile show it. A text without
+    /// an offset stays without, a short form is read first, nothing begins with `other` or with the quarter
+    /// of an hour before `now`; what cannot be read comes back as it is.
     [[nodiscard]] static QString stepped(const QString& text, int minutes, const QString& other,
                                          const QDateTime& now, const QTimeZone& zone,
                                          const QString& former = {});
 
-    /// What clocks in `zone` show at the time of `text`, which is of `zone` unless it has an offset; invalid
-    /// when it is none.
+    /// What clocks in `zone` show at the time of `text`, or at the midnight of a day; invalid when it is
+    /// neither.
     [[nodiscard]] static QDateTime shown(const QString& text, const QTimeZone& zone);
 
     /// The quarters of an hour of a day in the order in which the clocks show them, with those they skip, and

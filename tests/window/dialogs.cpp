@@ -388,7 +388,10 @@ void WindowDialogsTest::manualDialogTellsWhatSpeaksAgainstTheTimes_data() {
     row("half typed", "2021-03-02T09:00:00+02:00", "2021-03-02T1", "", "");
     row("order", "2021-03-02T09:00:00+02:00", "2021-03-02T08:00:00+02:00", "The end must be after the start.",
         "הסיום חייב להיות אחרי ההתחלה.");
-    row("without an offset", "2021-03-02 09:15", "2021-03-02T10:00:00", "", "");
+    row("offset", "2021-03-02T09:00:00", "2021-03-02T10:00:00",
+        "A time has no UTC offset; it is read in this device's time zone.",
+        "לאחד הזמנים אין היסט מ־UTC; הוא ייקרא לפי אזור הזמן של המכשיר.");
+    row("short forms", "2021-03-02 09:15", "2021-03-02 10:00", "", "");
     row("order of short forms", "2.3.2021 9:15", "2021-03-02 08:15", "The end must be after the start.",
         "הסיום חייב להיות אחרי ההתחלה.");
     row("time half typed", "2.3.2021 9:15", "2.3.2021 08", "", "");

@@ -21,7 +21,7 @@ LtrField {
     /// The last time that it held: a time alone typed in its place is of the same day.
     property string held
     readonly property string reference: held !== "" ? held : dayOf
-    /// For the form to record; empty while the field holds no time of the account's zone.
+    /// For the form to record; empty while the field holds no time.
     readonly property string meant: times.meant(text, reference, written)
     /// For the form to judge while it is being typed: before its minutes come, "20" may become 2026.
     readonly property string judgeable: text.includes(":") ? meant : ""

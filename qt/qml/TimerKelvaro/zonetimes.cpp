@@ -55,8 +55,7 @@ QString ZoneTimes::stepped(const QString& text, int minutes, const QString& othe
 }
 
 bool ZoneTimes::isTime(const QString& text) const {
-    const QDateTime time = stamp(text);
-    return time.isValid() && time.timeSpec() != Qt::LocalTime;
+    return text.contains(u'T', Qt::CaseInsensitive) && TimeText::shown(text, timeZone()).isValid();
 }
 
 QString ZoneTimes::day(const QString& text, const QString& other) const {

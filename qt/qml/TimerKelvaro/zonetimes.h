@@ -27,7 +27,7 @@ public:
     Q_INVOKABLE [[nodiscard]] QString stepped(const QString& text, int minutes, const QString& other,
                                               const QString& former) const;
 
-    /// With its offset.
+    /// A whole one, day and all.
     Q_INVOKABLE [[nodiscard]] bool isTime(const QString& text) const;
     /// The day that the clocks show at the first of the two that is a time, or now.
     Q_INVOKABLE [[nodiscard]] QString day(const QString& text, const QString& other) const;
