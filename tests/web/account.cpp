@@ -147,9 +147,9 @@ void WebAccountTest::anotherTabsAccountIsNotActedOn() {
 // As from another window beside this one, which is never hidden.
 void WebAccountTest::aChangeUnderAnotherAccountIsNotMade() {
     QVERIFY(openPage());
-    QCOMPARE(postElsewhere(u"/web/session"_s,
-                           uR"({"email":"dan@example.com","password":"dan-in-the-demo"})"_s),
-             200);
+    QCOMPARE(
+        postElsewhere(u"/web/session"_s, uR"({"email":"dan@example.com","password":"dan-in-the-demo"})"_s),
+        200);
     SqliteFile database(m_server->databaseFile());
     const QVariant periods = database.run(u"SELECT COUNT(*) FROM timesheet_periods"_s);
     QVERIFY(m_browser.click(u".add button"_s));
