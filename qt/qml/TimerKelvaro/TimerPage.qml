@@ -108,7 +108,9 @@ ScrollPage {
                     Timer {
                         id: justClicked
 
-                        interval: Qt.styleHints.mouseDoubleClickInterval
+                        readonly property var hints: Qt.styleHints
+
+                        interval: hints.mouseDoubleClickInterval
                     }
                 }
             }
