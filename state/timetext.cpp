@@ -149,10 +149,9 @@ QString TimeText::meant(const QString& typed, const QString& other, const QDateT
                         const QTimeZone& zone, const QString& former) {
     const QDateTime whole = read(typed);
     if (whole.isValid()) {
-        const bool isKept = !hasOffset(whole) || !isOfAnotherDay(whole, read(former)) ||
-                            zone.offsetFromUtc(whole) == whole.offsetFromUtc();
-        const QDateTime moved = timesShowing(whole.date(), whole.time(), zone).value(0);
-        return isKept ? typed : isoText(moved);
+        const bool isMoved = hasOffset(whole) && isOfAnotherDay(whole, read(former)) &&
+                             zone.offsetFromUtc(whole) != whole.offsetFromUtc();
+        return isMoved ? isoText(timesShowing(whole.date(), whole.time(), zone).value(0)) : typed;
     }
     const QDateTime today = inZone(now, zone);
     const QDateTime beside = shown(other, zone);

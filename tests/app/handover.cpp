@@ -7,6 +7,8 @@
 
 #include <QTest>
 
+#include <memory>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -19,13 +21,31 @@ const QString connected = u"Connected to PostgreSQL"_s;
 class HandoverTest : public QObject {
     Q_OBJECT
 
+    std::unique_ptr<ScriptedPeer> m_other;
+    std::unique_ptr<Migrant> m_migrant;
+
 private Q_SLOTS:
-    void init() { startClean(); }
+    void init();
+    void cleanup();
 
     void anImportIsWrittenToItsEndFirst_data();
     void anImportIsWrittenToItsEndFirst();
     void aPausedImportIsNotWaitedFor();
 };
+
+void HandoverTest::init() {
+    startClean();
+    m_other = std::make_unique<ScriptedPeer>();
+    sample::serve(*m_other, sample::snapshot());
+    m_migrant = std::make_unique<Migrant>();
+    QVERIFY(m_migrant->connectAndSettle());
+    QVERIFY(m_migrant->loadPreview());
+}
+
+void HandoverTest::cleanup() {
+    m_migrant.reset();
+    m_other.reset();
+}
 
 void HandoverTest::anImportIsWrittenToItsEndFirst_data() {
     QTest::addColumn<bool>("between");
@@ -35,15 +55,10 @@ void HandoverTest::anImportIsWrittenToItsEndFirst_data() {
 
 void HandoverTest::anImportIsWrittenToItsEndFirst() {
     QFETCH(const bool, between);
-    ScriptedPeer other;
-    sample::serve(other, sample::snapshot());
-    Migrant migrant;
-    Controller& controller = migrant.controller;
-    QVERIFY(migrant.connectAndSettle());
-    QVERIFY(migrant.loadPreview());
+    Controller& controller = m_migrant->controller;
     const auto handOver = [&] {
         QCOMPARE(controller.busy(), !between);
-        connectWhenFree(controller, other.url());
+        connectWhenFree(controller, m_other->url());
     };
     bool handed = false;
     const auto handOverOnceBetween = [&] {
@@ -58,26 +73,21 @@ void HandoverTest::anImportIsWrittenToItsEndFirst() {
     if (!between) {
         handOver();
     }
-    QTRY_COMPARE(controller.server(), other.url());
+    QTRY_COMPARE(controller.server(), m_other->url());
     QCOMPARE(handed, between);
-    QCOMPARE(migrant.chunks(), 3);
-    QTRY_COMPARE(other.log(), sample::connectionLog());
+    QCOMPARE(m_migrant->chunks(), 3);
+    QTRY_COMPARE(m_other->log(), sample::connectionLog());
     QTRY_COMPARE(controller.message(), connected);
     QVERIFY(waitForSilence(controller));
 }
 
 void HandoverTest::aPausedImportIsNotWaitedFor() {
-    ScriptedPeer other;
-    sample::serve(other, sample::snapshot());
-    Migrant migrant;
-    Controller& controller = migrant.controller;
-    QVERIFY(migrant.connectAndSettle());
-    QVERIFY(migrant.loadPreview());
+    Controller& controller = m_migrant->controller;
     controller.applyImport();
-    connectWhenFree(controller, other.url());
+    connectWhenFree(controller, m_other->url());
     controller.pauseImport();
-    QTRY_COMPARE(controller.server(), other.url());
-    QCOMPARE(migrant.chunks(), 1);
+    QTRY_COMPARE(controller.server(), m_other->url());
+    QCOMPARE(m_migrant->chunks(), 1);
     QTRY_COMPARE(controller.message(), connected);
     QVERIFY(waitForSilence(controller));
 }
