@@ -72,15 +72,15 @@ void MigrationTest::previewAsksForACsvFile() {
 
 void MigrationTest::aFileChosenForAnotherServerIsNotSent() {
     Migrant migrant;
-    Migrant other;
+    ScriptedPeer other;
     QVERIFY(migrant.connectAndSettle());
     QVERIFY(migrant.writeSource("a"));
-    migrant.dialogs.afterChoosing([&] { migrant.controller.connectServer(other.peer.url()); });
+    migrant.dialogs.afterChoosing([&] { migrant.controller.connectServer(other.url()); });
     migrant.controller.previewCsv(u"source"_s, u"UTC"_s, true);
     QCOMPARE(migrant.controller.message(), u"Import preview failed"_s);
     QVERIFY(waitForSilence(migrant.controller));
     QVERIFY(migrant.peer.requests("POST", Migrant::previewPath()).isEmpty());
-    QVERIFY(other.peer.requests("POST", Migrant::previewPath()).isEmpty());
+    QVERIFY(other.requests("POST", Migrant::previewPath()).isEmpty());
 }
 
 void MigrationTest::cancelledPreviewSaysAndSendsNothing() {

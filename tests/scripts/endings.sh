@@ -126,7 +126,8 @@ cat >"$folder/opens" <<'END'
 source "$1/common.sh"
 source "$1/server.sh"
 launch "$2/bin/timer-kelvaro" --server http://127.0.0.1:9
-xdotool search --sync --onlyvisible --pid "${children[-1]}" >/dev/null
+# Its own waiting ends with an error where a window goes away under its eyes.
+until xdotool search --onlyvisible --pid "${children[-1]}" >/dev/null 2>&1; do sleep 0.05; done
 echo "${children[-1]}" >"$3/command"
 wait "${children[-1]}"
 END
