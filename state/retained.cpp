@@ -3,6 +3,8 @@
 
 #include "state/timestamp.h"
 
+#include <QHash>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -127,10 +129,17 @@ QJsonArray describeFields(const QJsonObject& state, const QJsonObject& item, con
     return described;
 }
 
+/// A workspace's id and an entry's.
+using EntryKey = QPair<QJsonValue, QJsonValue>;
+
 /// Which entry a change is of.
-QPair<QJsonValue, QJsonValue> entryOf(const QJsonValue& item) {
+EntryKey entryOf(const QJsonValue& item) {
     const QJsonObject mutation = mutationOf(item);
     return {mutation.value(workspaceIdKey), mutation.value(entityIdKey)};
+}
+
+qint64 baseVersionOf(const QJsonValue& item) {
+    return mutationOf(item).value(baseVersionKey).toInteger();
 }
 
 /// The server takes no start while a timer runs there. Where the stop of that one waits as well, it and
@@ -158,19 +167,19 @@ QJsonArray clearWay(const QJsonArray& queue, const QJsonValue& running) {
     return first;
 }
 
-/// Without the changes of its entry that stood before it: it was recorded as the one after these, and counts
-/// on their versions. The server would otherwise take somebody else's for them, and what they wrote be
+/// Whether it is a stop of the timer as the server has it: a refused change is not shown in the timer, so that
+/// a stop does not count on it.
+bool stopsServersTimer(const QJsonObject& state, const QJsonValue& item) {
+    return mutationOf(item).value(operationKey).toString() == "timer.stop"_L1 &&
+           baseVersionOf(item) <= serverEntry(state, item.toObject()).value("version"_L1).toInteger();
+}
+
+/// Without as many changes of its entry that stood before it: it was recorded as the one after these, and
+/// counts on their versions. The server would otherwise take somebody else's for them, and what they wrote be
 /// replaced.
-QJsonValue rebased(const QJsonValue& item, const QJsonArray& removed) {
-    const auto before = std::count_if(removed.begin(), removed.end(), [&](const QJsonValue& other) {
-        return entryOf(other) == entryOf(item);
-    });
+QJsonValue rebased(const QJsonValue& item, qsizetype before) {
     QJsonObject mutation = mutationOf(item);
-    const qint64 version = mutation.value(baseVersionKey).toInteger();
-    if (before == 0 || version < before) {
-        return item;
-    }
-    mutation.insert(baseVersionKey, version - before);
+    mutation.insert(baseVersionKey, baseVersionOf(item) - before);
     QJsonObject changed = item.toObject();
     changed.insert(mutationKey, mutation);
     return changed;
@@ -246,14 +255,20 @@ bool Retained::resend(QJsonObject& state, const QString& mutationId, const Persi
 bool Retained::remove(QJsonObject& state, const QJsonArray& items, const PersistState& persist,
                       QString* error) {
     QJsonArray rest;
-    QJsonArray removed;
+    qsizetype removed = 0;
+    QHash<EntryKey, QJsonArray> gone; // on which the later changes of their entry count
     const QJsonArray queue = queueOf(state);
     for (const auto& item : queue) {
-        if (removed.size() < items.size() && QJsonValue(item) == items.at(removed.size())) {
-            removed.append(item);
-        } else {
-            rest.append(rebased(item, removed));
+        QJsonArray& before = gone[entryOf(item)];
+        if (removed < items.size() && QJsonValue(item) == items.at(removed)) {
+            before.append(item);
+            ++removed;
+            continue;
         }
+        if (!before.isEmpty() && baseVersionOf(item) <= baseVersionOf(before.last())) {
+            before = {}; // it was recorded without them, and what follows counts on it
+        }
+        rest.append(stopsServersTimer(state, item) ? QJsonValue(item) : rebased(item, before.size()));
     }
     return replaceQueue(
         state, rest, persist, error,

@@ -130,6 +130,8 @@ private Q_SLOTS:
     void aCreationLeavesWithTheLaterChangesOfItsEntry_data();
     void aCreationLeavesWithTheLaterChangesOfItsEntry();
     void laterChangesDoNotCountOnWhatWasRemoved();
+    void aStopOfTheServersTimerKeepsItsVersion_data();
+    void aStopOfTheServersTimerKeepsItsVersion();
     void sendsTheSameChangeAgainAsANewOne_data();
     void sendsTheSameChangeAgainAsANewOne();
     void sendsAStartBehindTheStopThatClearsItsWay_data();
@@ -284,8 +286,8 @@ void RetainedTest::aCreationLeavesWithTheLaterChangesOfItsEntry_data() {
         << QJsonArray{created, edit(u"e"_s), edit(u"e"_s)} << edit(u"f"_s) << 3;
     QTest::newRow("the same id in another workspace")
         << QJsonArray{created, edit(u"e"_s)} << elsewhere(edit(u"e"_s)) << 3;
-    QTest::newRow("an edit alone") << QJsonArray{edit(u"e"_s, u"conflict"_s)} << edit(u"e"_s) << 2;
-    QTest::newRow("a stop alone") << QJsonArray{stop(u"e"_s, u"rejected"_s)} << edit(u"e"_s) << 2;
+    QTest::newRow("an edit alone") << QJsonArray{edit(u"e"_s, u"conflict"_s)} << based(edit(u"e"_s), 4) << 3;
+    QTest::newRow("a stop alone") << QJsonArray{stop(u"e"_s, u"rejected"_s)} << based(edit(u"e"_s), 4) << 3;
 }
 
 void RetainedTest::aCreationLeavesWithTheLaterChangesOfItsEntry() {
@@ -318,6 +320,36 @@ void RetainedTest::laterChangesDoNotCountOnWhatWasRemoved() {
     state = document({head, based(second, 0)});
     QVERIFY(Retained::remove(state, {head}, store.callback()));
     QCOMPARE(state, document({based(second, 0)}));
+}
+
+void RetainedTest::aStopOfTheServersTimerKeepsItsVersion_data() {
+    QTest::addColumn<QString>("status");
+    QTest::addColumn<int>("server");
+    QTest::addColumn<int>("stopped");
+    QTest::addColumn<int>("later");
+    QTest::addColumn<int>("stoppedThen");
+    QTest::addColumn<int>("laterThen");
+    // The refused change is one of version 3.
+    QTest::newRow("stopped after a rejection") << u"rejected"_s << 3 << 3 << 4 << 3 << 4;
+    QTest::newRow("stopped after a conflict") << u"conflict"_s << 5 << 5 << 6 << 5 << 5;
+    QTest::newRow("stopped before a rejection") << u"rejected"_s << 3 << 4 << 5 << 3 << 4;
+}
+
+void RetainedTest::aStopOfTheServersTimerKeepsItsVersion() {
+    QFETCH(const QString, status);
+    QFETCH(const int, server);
+    QFETCH(const int, stopped);
+    QFETCH(const int, later);
+    QFETCH(const int, stoppedThen);
+    QFETCH(const int, laterThen);
+    const QJsonArray entries{entry(u"e"_s, server)};
+    const QJsonObject head = edit(u"e"_s, status);
+    const QJsonObject ending = stop(u"e"_s);
+    const QJsonObject last = edit(u"e"_s);
+    QJsonObject state = document({head, based(ending, stopped), based(last, later)}, entries);
+    Store store;
+    QVERIFY(Retained::remove(state, {head}, store.callback()));
+    QCOMPARE(state, document({based(ending, stoppedThen), based(last, laterThen)}, entries));
 }
 
 void RetainedTest::sendsTheSameChangeAgainAsANewOne_data() {
