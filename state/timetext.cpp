@@ -119,10 +119,11 @@ bool isSecond(const QDateTime& time, const QTimeZone& zone) {
     return times.size() > 1 && times.last() == time;
 }
 
-/// Whether nothing but the day differs.
-bool isOfAnotherDay(const QDateTime& time, const QDateTime& former) {
+/// Whether nothing but the day differs from a time of the zone.
+bool isOfAnotherDay(const QDateTime& time, const QDateTime& former, const QTimeZone& zone) {
     return hasOffset(former) && former.date() != time.date() && former.time() == time.time() &&
-           former.offsetFromUtc() == time.offsetFromUtc();
+           former.offsetFromUtc() == time.offsetFromUtc() &&
+           former.offsetFromUtc() == zone.offsetFromUtc(former);
 }
 
 /// When clocks in the zone show what a short form says.
@@ -149,9 +150,11 @@ QString TimeText::meant(const QString& typed, const QString& other, const QDateT
                         const QTimeZone& zone, const QString& former) {
     const QDateTime whole = read(typed);
     if (whole.isValid()) {
-        const bool isMoved = hasOffset(whole) && isOfAnotherDay(whole, read(former)) &&
+        const bool isMoved = hasOffset(whole) && isOfAnotherDay(whole, read(former), zone) &&
                              zone.offsetFromUtc(whole) != whole.offsetFromUtc();
-        return isMoved ? isoText(timesShowing(whole.date(), whole.time(), zone).value(0)) : typed;
+        const QList<QDateTime> times =
+            isMoved ? timesShowing(whole.date(), whole.time(), zone) : QList<QDateTime>();
+        return times.isEmpty() ? typed : isoText(times.first());
     }
     const QDateTime today = inZone(now, zone);
     const QDateTime beside = shown(other, zone);
@@ -161,6 +164,13 @@ QString TimeText::meant(const QString& typed, const QString& other, const QDateT
         return {};
     }
     return isoText(isSecond(reference, zone) ? times.last() : times.first());
+}
+
+bool TimeText::saysDaysEnd(const QString& typed) {
+    const QStringList words = typed.simplified().split(u' ');
+    return words.size() <= 2 && std::any_of(words.begin(), words.end(), [](const QString& word) {
+        return timeIn(word).value_or(Clocks()).days > 0;
+    });
 }
 
 QString TimeText::completed(const QString& typed, const QString& other, const QDateTime& now,

@@ -29,8 +29,9 @@ public:
     /// that the clocks show twice, the first is meant, unless the time that the day is taken from is itself
     /// one of the second.
     ///
-    /// Where a person has changed nothing but the day of `former`, a whole text of the program's own, the
-    /// time of day stays and the offset becomes that of the new day. An offset that was typed stays.
+    /// Where a person has changed nothing but the day of `former`, a whole text with the zone's offset, the
+    /// time of day stays and the offset becomes that of the new day, if clocks show the time then. Another
+    /// zone's offset stays.
     ///
     /// What is no short form, and a time that the clocks skip, comes back as it was typed.
     [[nodiscard]] static QString completed(const QString& typed, const QString& other, const QDateTime& now,
@@ -39,6 +40,9 @@ public:
     /// The same, but empty for what is no time then.
     [[nodiscard]] static QString meant(const QString& typed, const QString& other, const QDateTime& now,
                                        const QTimeZone& zone, const QString& former = {});
+
+    /// Whether the time of a short form is "24:00", and the ISO text the next day's midnight.
+    [[nodiscard]] static bool saysDaysEnd(const QString& typed);
 
     /// The text of a time that many minutes later, as clocks that are set meanwhile show it. A text without
     /// an offset stays without, a short form is read first, nothing begins with `other` or with the quarter

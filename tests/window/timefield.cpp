@@ -53,6 +53,10 @@ private Q_SLOTS:
     void timeOfTheRepeatedHourIsOfTheSecondOneThere_data();
     void timeOfTheRepeatedHourIsOfTheSecondOneThere();
     void midnightIsOfTheAccountsZone();
+    void timeTypedOverMidnightIsOfTheDayThatEndedThen_data();
+    void timeTypedOverMidnightIsOfTheDayThatEndedThen();
+    void dayTypedAfterTheTimeBringsItsOffset();
+    void arrowOnHalfATimeIsNoTimeOfTheProgram();
     void aShortFormThatIsNoTimeIsRefused_data();
     void aShortFormThatIsNoTimeIsRefused();
     void whatCannotBeReadStays_data();
@@ -229,6 +233,46 @@ void WindowTimeFieldTest::midnightIsOfTheAccountsZone() {
     type("manualFrom", u"2026-09-23 24:00"_s);
     press(Qt::Key_Tab);
     QCOMPARE(text("manualFrom"), u"2026-09-24T00:00:00+03:00"_s);
+}
+
+void WindowTimeFieldTest::timeTypedOverMidnightIsOfTheDayThatEndedThen_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("then");
+    QTest::newRow("another time") << u"23:45"_s << u"2026-09-23T23:45:00+03:00"_s;
+    QTest::newRow("midnight again") << u"24:00"_s << u"2026-09-24T00:00:00+03:00"_s;
+}
+
+void WindowTimeFieldTest::timeTypedOverMidnightIsOfTheDayThatEndedThen() {
+    QFETCH(const QString, typed);
+    QFETCH(const QString, then);
+    item("manualFrom")->setProperty("text", u"2026-09-23T20:00:00+03:00"_s);
+    type("manualTo", u"24:00"_s);
+    press(Qt::Key_Tab);
+    QCOMPARE(text("manualTo"), u"2026-09-24T00:00:00+03:00"_s);
+    type("manualTo", typed);
+    press(Qt::Key_Tab);
+    QCOMPARE(text("manualTo"), then);
+}
+
+void WindowTimeFieldTest::dayTypedAfterTheTimeBringsItsOffset() {
+    for (const QString& typed : {u"2026-10-23T09:00:00+03:00"_s, u"2026-10-23T09:15:00+03:00"_s}) {
+        type("manualFrom", typed);
+        press(Qt::Key_Tab);
+    }
+    type("manualFrom", u"2026-10-26T09:15:00+03:00"_s);
+    press(Qt::Key_Tab);
+    QCOMPARE(text("manualFrom"), u"2026-10-26T09:15:00+02:00"_s);
+}
+
+void WindowTimeFieldTest::arrowOnHalfATimeIsNoTimeOfTheProgram() {
+    type("manualFrom", u"2026-10-23T09:00:00+03:00"_s);
+    press(Qt::Key_Tab);
+    type("manualFrom", u"2026-10-2T09:00:00+03:00"_s);
+    press(Qt::Key_Up, Qt::ShiftModifier);
+    QCOMPARE(text("manualFrom"), u"2026-10-2T09:00:00+03:00"_s);
+    type("manualFrom", u"2026-10-26T09:00:00+03:00"_s);
+    press(Qt::Key_Tab);
+    QCOMPARE(text("manualFrom"), u"2026-10-26T09:00:00+02:00"_s);
 }
 
 void WindowTimeFieldTest::aShortFormThatIsNoTimeIsRefused_data() {

@@ -25,7 +25,7 @@ LtrField {
     readonly property string meant: times.meant(text, reference, written)
     /// For the form to judge while it is being typed: before its minutes come, "20" may become 2026.
     readonly property string judgeable: text.includes(":") ? meant : ""
-    /// What the program itself wrote last: a day that is typed over its own brings its own offset.
+    /// What it held when it was left, or was given, last: a day that is typed over its own brings its own offset.
     property string written
     /// Made when it is first wanted.
     property TimePicker picker: null
@@ -33,8 +33,11 @@ LtrField {
     /// Reads a short form. For a form that takes the text while the keyboard is still in the field.
     function settle() {
         const whole = times.completed(text, reference, written)
-        if (whole !== text)
+        const toNextDay = whole !== text && times.saysDaysEnd(text)
+        if (whole !== text || times.isTime(text))
             write(whole)
+        if (toNextDay)
+            held = times.stepped(whole, -1, "", "")
     }
     /// Puts in a text that nobody typed.
     function write(whole: string) {
@@ -52,8 +55,9 @@ LtrField {
     }
     function step(event: KeyEvent, minutes: int) {
         event.accepted = event.modifiers === Qt.ShiftModifier && !readOnly
-        if (event.accepted)
-            edit(times.stepped(text, minutes, reference, written))
+        const stepped = event.accepted ? times.stepped(text, minutes, reference, written) : text
+        if (stepped !== text)
+            edit(stepped)
     }
     function pick() {
         settle()

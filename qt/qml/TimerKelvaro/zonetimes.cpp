@@ -54,6 +54,10 @@ QString ZoneTimes::stepped(const QString& text, int minutes, const QString& othe
     return TimeText::stepped(text, minutes, other, QDateTime::currentDateTimeUtc(), timeZone(), former);
 }
 
+bool ZoneTimes::saysDaysEnd(const QString& typed) const {
+    return TimeText::saysDaysEnd(typed);
+}
+
 bool ZoneTimes::isTime(const QString& text) const {
     return text.contains(u'T', Qt::CaseInsensitive) && TimeText::shown(text, timeZone()).isValid();
 }

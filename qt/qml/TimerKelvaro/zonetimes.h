@@ -27,6 +27,8 @@ public:
     Q_INVOKABLE [[nodiscard]] QString stepped(const QString& text, int minutes, const QString& other,
                                               const QString& former) const;
 
+    Q_INVOKABLE [[nodiscard]] bool saysDaysEnd(const QString& typed) const;
+
     /// A whole one, day and all.
     Q_INVOKABLE [[nodiscard]] bool isTime(const QString& text) const;
     /// The day that the clocks show at the first of the two that is a time, or now.
