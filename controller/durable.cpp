@@ -24,7 +24,8 @@ void Controller::projectQueue() {
 
 void Controller::show(const QJsonObject& state) {
     m_view.update(state);
-    m_personal.absences.follow(m_view.timer());
+    // A timer whose stop is recorded does not go on, even while a refused change keeps the stop back.
+    m_personal.absences.follow(timerListed() ? QJsonObject() : m_view.timer());
     m_retained = Retained::describe(state, m_timezone).toVariantMap();
 }
 

@@ -199,7 +199,7 @@ void ConflictsTest::aRefusedStopEndsTheTimerOfThatEntry() {
 }
 
 void ConflictsTest::aStopThatIsKeptBackIsRecordedOnce() {
-    Desk desk;
+    Desk desk(sample::snapshot({runningEntry(u"t1"_s)}));
     desk.peer.answer("GET", u"/v1/me/timer"_s, PeerReply::json({{u"timer"_s, runningEntry(u"t1"_s)}}));
     QVERIFY(desk.load());
     const QJsonObject change = edit(u"t1"_s);
@@ -225,6 +225,9 @@ void ConflictsTest::aStopThatIsKeptBackIsRecordedOnce() {
     pressAgain([](Controller& controller) { controller.toggleTimer({}, {}, false); });
     pressAgain([](Controller& controller) { controller.stopTimerAt({}); });
     pressAgain([](Controller& controller) { controller.restartTimerFrom({}); });
+    // It does not go on for anybody who is away.
+    desk.controller->noteAbsence(Absences::Kind::Sleep, 60 * 60 * 1000);
+    QVERIFY(desk.controller->absence().isEmpty());
 }
 
 void ConflictsTest::anotherEntrysTimerStays() {

@@ -111,6 +111,12 @@ ModalDialog {
             color: Theme.warning(dialog.window.dark)
             Accessible.name: text
         }
+        StatusAdvice {
+            window: dialog.window
+            controller: dialog.controller
+            text: dialog.answered ? on(dialog.controller.message) : ""
+            Layout.fillWidth: true
+        }
     }
 
     actions: [
