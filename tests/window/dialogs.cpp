@@ -67,6 +67,7 @@ private Q_SLOTS:
     void formThatFadesRecordsNothing_data();
     void formThatFadesRecordsNothing();
     void waitingEditIsNotChangedByAssistiveTechnology();
+    void waitingEditIsNotChangedByAnEarlierDescription();
     void waitingEditIsRefusedInSight();
     void manualEntryIsTakenDuringAReload();
     void manualDialogTellsWhatSpeaksAgainstTheTimes_data();
@@ -350,6 +351,25 @@ void WindowDialogsTest::waitingEditIsNotChangedByAssistiveTechnology() {
     QTRY_COMPARE(controller().pending(), 1);
     QCOMPARE(listed(), u"Better"_s);
     QVERIFY(!controller().entries().constFirst().toMap().value(u"billable"_s).toBool());
+}
+
+void WindowDialogsTest::waitingEditIsNotChangedByAnEarlierDescription() {
+    m_fixture->layOut();
+    openEntry();
+    item("entryDescriptionField")->forceActiveFocus();
+    item("entryDescriptionField")->setProperty("text", u"Better"_s);
+    startReload();
+    confirm(true);
+    QVERIFY(m_dialog->property("waiting").toBool());
+    item("entryDescriptionField")->setProperty("text", QString()); // which every description matches
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Down, Qt::Key_Return}) {
+        QTest::keyClick(m_fixture->window, key);
+    }
+    QCOMPARE(text("entryDescriptionField"), QString());
+    item("entryDescriptionField")->setProperty("text", u"Better"_s);
+    endReload();
+    QTRY_COMPARE(controller().pending(), 1);
+    QCOMPARE(listed(), u"Better"_s);
 }
 
 void WindowDialogsTest::waitingEditIsRefusedInSight() {

@@ -34,7 +34,7 @@ Item {
         popup.open()
     }
     function move(event: KeyEvent, step: int) {
-        if (step > 0 && !shown)
+        if (step > 0 && !shown && !field.readOnly)
             look()
         event.accepted = shown
         if (!event.accepted)
