@@ -43,7 +43,7 @@ ModalDialog {
     signal submitted
 
     function submit() {
-        if (isOver || waiting || justTold)
+        if (isOver || taken || waiting || justTold)
             return
         refusal = ""
         if (unchanged)
