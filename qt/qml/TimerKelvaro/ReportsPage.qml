@@ -50,6 +50,9 @@ ScrollPage {
     function whyNoPicture(): string {
         switch (about.missing) {
         case "days":
+            if (about.instead === "day")
+                return window.label("הדוח הזה אינו אומר מתי עבדו; summary בקיבוץ לפי day או week מראה גם תמונה.",
+                                    "This report does not tell when the work was done; a summary grouped by day or week shows a picture as well.")
             return window.label("הדוח הזה אינו אומר מתי עבדו; דוח מסוג weekly או detailed, או קיבוץ לפי day או week, מראה גם תמונה.",
                                 "This report does not tell when the work was done; a weekly or detailed one, or one grouped by day or week, shows a picture as well.")
         case "cut":

@@ -131,7 +131,7 @@ Label {
         case "This entry's project can no longer be booked; start with another project instead.":
             return window.label("אי אפשר עוד לרשום על הפרויקט הזה; התחל עם פרויקט אחר.", "")
         case "This timer's stop is kept back; decide about the refused change first.":
-            return window.label("העצירה כבר נרשמה; הכרע בהגדרות מה יעשה בשינוי שהשרת דחה.",
+            return window.label("העצירה כבר נרשמה; הכרע בהגדרות מה ייעשה בשינוי שהשרת דחה.",
                                 "The stop is recorded already; decide in Settings what becomes of the change that the server refused.")
         case "The rows of the report are on the clipboard.":
             return window.label("שורות הדוח הועתקו ללוח.", "")
