@@ -167,8 +167,8 @@ QJsonArray clearWay(const QJsonArray& queue, const QJsonValue& running) {
     return first;
 }
 
-/// Whether it is a stop of the timer as the server has it: a refused change is not shown in the timer, so that
-/// a stop does not count on it.
+/// Whether it is a stop of the timer as the server has it: a refused change is not shown in the timer, so
+/// that a stop does not count on it.
 bool stopsServersTimer(const QJsonObject& state, const QJsonValue& item) {
     return mutationOf(item).value(operationKey).toString() == "timer.stop"_L1 &&
            baseVersionOf(item) <= serverEntry(state, item.toObject()).value("version"_L1).toInteger();

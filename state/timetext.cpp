@@ -169,8 +169,8 @@ QString TimeText::meant(const QString& typed, const QString& other, const QDateT
 bool TimeText::saysDaysEnd(const QString& typed) {
     const QStringList words = typed.simplified().split(u' ');
     return words.size() <= 2 && std::any_of(words.begin(), words.end(), [](const QString& word) {
-        return timeIn(word).value_or(Clocks()).days > 0;
-    });
+               return timeIn(word).value_or(Clocks()).days > 0;
+           });
 }
 
 QString TimeText::completed(const QString& typed, const QString& other, const QDateTime& now,
