@@ -23,7 +23,7 @@ QJsonObject document(qsizetype length) {
 }
 
 /// Some pages, and more than the log takes before it is written back.
-constexpr qsizetype shortText = 9'000;
+constexpr qsizetype shortText = 150'000;
 constexpr qsizetype longText = 4'200'000;
 
 QByteArray contentOf(const QString& path) {
@@ -272,9 +272,9 @@ void BrokenStorageTest::aDamagedFileIsNotTakenForAnother() {
     }
     const QByteArray whole = contentOf(VaultHome::databaseFile(home));
     // The words of the table's definition and the head of its page stand closer together.
-    constexpr qsizetype step = 307;
-    constexpr qsizetype denseFrom = 4040;
-    constexpr qsizetype denseTo = 4110;
+    constexpr qsizetype step = 4001;
+    constexpr qsizetype denseFrom = 65480;
+    constexpr qsizetype denseTo = 65550;
     for (qsizetype at = 0; at < whole.size(); at += at >= denseFrom && at < denseTo ? 3 : step) {
         if (at < denseFrom && at + step > denseFrom) {
             at = denseFrom;
@@ -298,8 +298,7 @@ void BrokenStorageTest::aFileCutAnywhereIsNotTakenForAnother() {
         QVERIFY(vault.save(saved));
     }
     const QByteArray whole = contentOf(VaultHome::databaseFile(home));
-    constexpr qsizetype page = 4096;
-    for (qsizetype size = 0; size < whole.size(); size += page / 2) {
+    for (qsizetype size = 0; size < whole.size(); size += whole.size() / 8) {
         open(whole.first(size), saved);
         open(whole.first(size) + QByteArray(whole.size() - size, '\0'), saved);
         if (QTest::currentTestFailed()) {

@@ -106,6 +106,7 @@ private Q_SLOTS:
     void cleanup();
 
     void commitsAreDurable();
+    void aFileOfSmallPagesKeepsThem();
     void noClearTextReachesAnyFile();
     void refusedStatementKeepsTheRow_data();
     void refusedStatementKeepsTheRow();
@@ -144,8 +145,37 @@ void VaultStorageTest::commitsAreDurable() {
     };
     QCOMPARE(value(u"PRAGMA journal_mode"_s), u"wal"_s);
     QCOMPARE(value(u"PRAGMA synchronous"_s), u"2"_s); // FULL
+    QCOMPARE(value(u"PRAGMA page_size"_s), u"65536"_s);
     QCOMPARE(value(u"SELECT sql FROM sqlite_master"_s),
              u"CREATE TABLE vault (id INTEGER PRIMARY KEY CHECK(id=1), payload BLOB NOT NULL)"_s);
+}
+
+void VaultStorageTest::aFileOfSmallPagesKeepsThem() {
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(before));
+    }
+    const auto made = [](VaultHome::Connection& database) { return database.run(u"PRAGMA page_size"_s); };
+    {
+        VaultHome::Connection database(VaultHome::databaseFile(home));
+        for (const QString& statement :
+             {u"PRAGMA journal_mode=DELETE"_s, u"PRAGMA page_size=4096"_s, u"VACUUM"_s}) {
+            database.run(statement);
+        }
+        QCOMPARE(made(database), QVariantList{4096});
+    }
+    for (const QJsonObject& state : {before, after}) {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QCOMPARE(vault.load(), before);
+        QVERIFY(vault.save(state));
+    }
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QCOMPARE(vault.load(), after);
+    VaultHome::Connection database(VaultHome::databaseFile(home));
+    QCOMPARE(made(database), QVariantList{4096});
 }
 
 void VaultStorageTest::noClearTextReachesAnyFile() {
