@@ -44,16 +44,16 @@ QString offsetText(qint64 seconds) {
 }
 
 // What is imported once is known by these very bytes for ever: what only few records
-// have is told only of those.
-QByteArray identityOf(const ImportRow& row) {
+// have is told only of those. `later`: with what is said of the clocks' second pass.
+QByteArray identityOf(const ImportRow& row, bool later) {
     JsonWriter json;
     json.beginObject().field("billable", row.billable).field("client", row.client);
     json.field("clock_start", row.clockStart).field("clock_stop", row.clockStop);
     json.field("description", row.description);
-    if (row.laterStart) {
+    if (later && row.laterStart) {
         json.field("later_start", true);
     }
-    if (row.laterStop) {
+    if (later && row.laterStop) {
         json.field("later_stop", true);
     }
     json.field("project", row.project).key("tags").beginArray();
@@ -63,23 +63,33 @@ QByteArray identityOf(const ImportRow& row) {
     return json.endArray().field("task", row.task).endObject().take();
 }
 
+QString hashOf(const QByteArray& identity) {
+    return QString::fromLatin1(QCryptographicHash::hash(identity, QCryptographicHash::Sha256).toHex());
+}
+
 } // namespace
 
 QByteArray contentOf(const ImportRow& row) {
-    return identityOf(row).chopped(1) + ",\"start_at\":\"" + instantText(row.startAt) + "\",\"stop_at\":\"" +
-           instantText(row.stopAt) + "\"}";
+    return identityOf(row, true).chopped(1) + (row.laterAnyway ? ",\"later_anyway\":true" : "") +
+           ",\"start_at\":\"" + instantText(row.startAt) + "\",\"stop_at\":\"" + instantText(row.stopAt) +
+           "\"}";
 }
 
 QJsonObject entryOf(const ImportRow& row) {
     QJsonObject entry = QJsonDocument::fromJson(contentOf(row)).object();
-    for (const auto& key : {u"clock_start"_s, u"clock_stop"_s, u"later_start"_s, u"later_stop"_s}) {
+    for (const auto& key :
+         {u"clock_start"_s, u"clock_stop"_s, u"later_start"_s, u"later_stop"_s, u"later_anyway"_s}) {
         entry.remove(key);
     }
     return entry;
 }
 
 QString fingerprintOf(const ImportRow& row) {
-    return QString::fromLatin1(QCryptographicHash::hash(identityOf(row), QCryptographicHash::Sha256).toHex());
+    return hashOf(identityOf(row, !row.laterAnyway));
+}
+
+QSet<QString> fingerprintsOf(const ImportRow& row) {
+    return {fingerprintOf(row), hashOf(identityOf(row, true))};
 }
 
 ImportRow rowOf(const QByteArray& json, int row) {
@@ -97,7 +107,8 @@ ImportRow rowOf(const QByteArray& json, int row) {
             content.value(u"clock_start"_s).toInteger(),
             content.value(u"clock_stop"_s).toInteger(),
             content.value(u"later_start"_s).toBool(),
-            content.value(u"later_stop"_s).toBool()};
+            content.value(u"later_stop"_s).toBool(),
+            content.value(u"later_anyway"_s).toBool()};
 }
 
 /// A record on its way to become a row.
@@ -308,8 +319,9 @@ void RowReader::Reading::choose(const Moment& start, const Moment& stop,
         row.clockStop = stop.clock;
         // Only where the row would be in doubt without its offsets do they make it another record.
         const bool decide = ofLength(length, ordered(start.shown, stop.shown)).size() > 1;
-        row.laterStart = decide && row.startAt != start.shown.constFirst();
-        row.laterStop = decide && row.stopAt != stop.shown.constFirst();
+        row.laterStart = row.startAt != start.shown.constFirst();
+        row.laterStop = row.stopAt != stop.shown.constFirst();
+        row.laterAnyway = !decide && (row.laterStart || row.laterStop);
         if (row.stopAt > lastInstant) {
             report(Duration, u"too_late"_s, u"The entry would end after the year 9999."_s);
         }

@@ -5,6 +5,7 @@
 #include "devserver/imports/dates.h"
 
 #include <QJsonObject>
+#include <QSet>
 
 #include <array>
 
@@ -24,9 +25,10 @@ struct ImportRow {
     qint64 stopAt = 0;
     qint64 clockStart = 0; ///< what the file says of the start, as if it were UTC
     qint64 clockStop = 0;  ///< of the end likewise; without one, `clockStart` and the duration
-    /// Whether an offset in the file says that this is not when clocks first showed it.
+    /// Whether this is not when clocks first showed it.
     bool laterStart = false;
     bool laterStop = false;
+    bool laterAnyway = false; ///< and the row says so without an offset too
 };
 
 /// Why a row cannot be imported. `column` is empty when it is the whole row's fault.
@@ -46,6 +48,8 @@ struct ImportProblem {
 /// Of the record as the file has it, hexadecimal: neither its row nor the time
 /// zone in which it is read make it another one.
 [[nodiscard]] QString fingerprintOf(const ImportRow& row);
+/// And the one that it has where only an offset says which pass is meant.
+[[nodiscard]] QSet<QString> fingerprintsOf(const ImportRow& row);
 
 /// Reads the records of a detailed CSV. Its columns, in any order, whatever
 /// their case: Client, Project, Task, Description, Billable, Start date, Start

@@ -6,6 +6,8 @@
 namespace devserver {
 namespace {
 
+const QString importedOf = u"SELECT fingerprint FROM imported_records WHERE user_id = ?"
+                           " AND workspace_id = ? AND source_namespace = ?"_s;
 constexpr qint64 patience = secondsPerDay; // how long a staged import waits, and replies are kept
 
 void forgetStale(Connection& connection, const QString& userId) {
@@ -34,9 +36,7 @@ QJsonObject progressOf(const StagedImport& import) {
 
 QSet<QString> importedFrom(Connection& connection, const ImportSource& source) {
     QSet<QString> fingerprints;
-    connection.each(u"SELECT fingerprint FROM imported_records WHERE user_id = ?"
-                    " AND workspace_id = ? AND source_namespace = ?"_s,
-                    {source.userId, source.workspaceId, source.name},
+    connection.each(importedOf, {source.userId, source.workspaceId, source.name},
                     [&](const QSqlQuery& row) { fingerprints.insert(row.value(0).toString()); });
     return fingerprints;
 }
@@ -45,20 +45,27 @@ QList<ImportRow> noteImported(Connection& connection, const ImportSource& source
                               const QList<ImportRow>& rows) {
     QVariantList values{source.userId, source.workspaceId, source.name};
     for (const ImportRow& row : rows) {
-        values += fingerprintOf(row);
-    }
-    QSet<QString> noted;
-    connection.each(
-        u"INSERT INTO imported_records (user_id, workspace_id, source_namespace, fingerprint)"
-        " SELECT ?, ?, ?, column1 FROM (VALUES %1) AS given WHERE true"
-        " ON CONFLICT DO NOTHING RETURNING fingerprint"_s.arg(QStringList(rows.size(), u"(?)"_s).join(u',')),
-        values, [&](const QSqlQuery& row) { noted.insert(row.value(0).toString()); });
-    QList<ImportRow> fresh;
-    for (qsizetype i = 0; i < rows.size(); ++i) {
-        if (noted.remove(values[i + 3].toString())) {
-            fresh += rows[i];
+        for (const QString& fingerprint : fingerprintsOf(row)) {
+            values += fingerprint;
         }
     }
+    QSet<QString> known;
+    connection.each(importedOf +
+                        u" AND fingerprint IN (%1)"_s.arg(QStringList(values.size() - 3, u"?"_s).join(u',')),
+                    values, [&](const QSqlQuery& row) { known.insert(row.value(0).toString()); });
+    QList<ImportRow> fresh;
+    QStringList noted;
+    for (const ImportRow& row : rows) {
+        if (const QSet<QString> fingerprints = fingerprintsOf(row); !known.intersects(fingerprints)) {
+            fresh += row;
+            noted += fingerprints.values();
+            known.unite(fingerprints);
+        }
+    }
+    connection.insert(u"imported_records (user_id, workspace_id, source_namespace, fingerprint)"_s,
+                      noted.size(), [&](qsizetype i) {
+                          return QVariantList{source.userId, source.workspaceId, source.name, noted[i]};
+                      });
     return fresh;
 }
 

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void aBodyThatCannotBeReadIsNotTheNextRequest_data();
     void aBodyThatCannotBeReadIsNotTheNextRequest();
     void aPushHasRoomForAllThatAClientKeeps();
+    void aTextOfMoreThanOneMebibyteIsTheMutationsOwnRejection();
 };
 
 void TestDevserverApi::initTestCase() {
@@ -473,6 +474,18 @@ void TestDevserverApi::aPushHasRoomForAllThatAClientKeeps() {
     const Reply larger = TestClient(m_server.port()).post(std::string(largest + 1, ' '), headers);
     QCOMPARE(larger.status, 413);
     QCOMPARE(larger.errorCode(), u"too_large"_s);
+}
+
+void TestDevserverApi::aTextOfMoreThanOneMebibyteIsTheMutationsOwnRejection() {
+    const QString text(qsizetype{1024} * 1024 + 1, u'd');
+    const auto record = mutation(m_world.workspace, u"entry.create"_s, World::newId(), 0,
+                                 closed(u"2025-06-01T08:00:00Z"_s, u"2025-06-01T09:00:00Z"_s, text));
+    const Reply reply = TestClient(m_server.port()).push(record);
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.result().value(u"mutation_id"), record.value(u"mutation_id"));
+    QCOMPARE(reply.result().value(u"status"), u"rejected"_s);
+    QCOMPARE(reply.result().value(u"message"), u"The description is longer than 100000 characters."_s);
+    QCOMPARE(m_database.value(u"SELECT count(*) FROM time_entries"_s).toInt(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestDevserverApi)

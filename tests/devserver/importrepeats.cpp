@@ -26,6 +26,8 @@ private Q_SLOTS:
     void theSameFileInAnotherTimeZoneWritesNothingNew();
     void clockTimesOfBothPassesAreTwoRecords();
     void anOffsetThatChangesNothingMakesNoOtherRecord();
+    void aDurationThatSaysWhatTheOffsetSaidMakesNoOtherRecord_data();
+    void aDurationThatSaysWhatTheOffsetSaidMakesNoOtherRecord();
     void aLongerFileWritesWhatIsNew();
     void whatWasChangedOrDeletedSinceIsNotWrittenAgain();
     void duplicatesAreSkippedInClosedPeriods();
@@ -162,6 +164,39 @@ void TestDevserverImportRepeats::anOffsetThatChangesNothingMakesNoOtherRecord() 
         QCOMPARE(applyAll(inJerusalem(row, QString())).body.value(u"written"), 1);
         QCOMPARE(numbersOf(inJerusalem(row, u"+02:00"_s)), u"1 0 0 1"_s);
     }
+}
+
+void TestDevserverImportRepeats::aDurationThatSaysWhatTheOffsetSaidMakesNoOtherRecord_data() {
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<QString>("lengths"); // of the second pass and of the first
+    QTest::newRow("start") << u"2025-10-26,01:30%1,2025-10-26,03:30"_s << u"2:00 3:00"_s;
+    QTest::newRow("end") << u"2025-10-26,00:30,2025-10-26,01:40%1"_s << u"2:10 1:10"_s;
+}
+
+// The same history again, with a column more or less.
+void TestDevserverImportRepeats::aDurationThatSaysWhatTheOffsetSaidMakesNoOtherRecord() {
+    QFETCH(const QString, row);
+    QFETCH(const QString, lengths);
+    QJsonObject body = bodyOf({});
+    body.insert(u"timezone"_s, u"Asia/Jerusalem"_s);
+    const auto previewOf = [&](const QStringList& rows) {
+        body.insert(u"content"_s, u"Start date,Start time,End date,End time,Duration\n"_s + rows.join(u'\n'));
+        return m_client->postTo(ImportFixture::previewOf(m_world.workspace), body);
+    };
+    const QString second = row.arg(u"+02:00"_s) + u',';
+    const QString longer = row.arg(QString()) + u',' + lengths.section(u' ', 0, 0);
+    const QString first = row.arg(QString()) + u',' + lengths.section(u' ', 1);
+    const Reply beside = previewOf({longer, first});
+    QCOMPARE(numbersOf(previewOf({second, longer})), u"2 1 0 1"_s);
+    QCOMPARE(applyAll(previewOf({second})).body.value(u"written"), 1);
+    QCOMPARE(numbersOf(previewOf({longer})), u"1 0 0 1"_s);
+    // Staged before, it is skipped as well, and takes no other record's place.
+    QCOMPARE(applyAll(beside).body.value(u"written"), 1);
+    QCOMPARE(count(u"time_entries"_s), 2);
+
+    body.insert(u"source_namespace"_s, u"the other way round"_s);
+    QCOMPARE(applyAll(previewOf({longer})).body.value(u"written"), 1);
+    QCOMPARE(numbersOf(previewOf({second})), u"1 0 0 1"_s);
 }
 
 void TestDevserverImportRepeats::aLongerFileWritesWhatIsNew() {

@@ -483,6 +483,8 @@ void TestDevserverImportRows::aRecordThatItsOffsetPutsLaterIsAnother() {
     const QString bothLater = fingerprintOf(row);
     QCOMPARE((QSet<QString>{first, startsLater, bothLater}).size(), 3);
     QCOMPARE(fingerprintOf(rowOf(contentOf(row), row.row)), bothLater);
+    row.laterAnyway = true;
+    QCOMPARE(fingerprintsOf(rowOf(contentOf(row), row.row)), (QSet<QString>{first, bothLater}));
     QCOMPARE(entryOf(row).keys(), entryOf(ImportRow()).keys());
 }
 

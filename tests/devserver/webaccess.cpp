@@ -197,6 +197,7 @@ void TestDevserverWebAccess::theCookiesWithAndWithoutTlsStandBesideEachOther() {
     QCOMPARE(plain.get("/web/timesheet").status, 401);
     QCOMPARE(plain.load().status, 200);
     QVERIFY(nameOf(plain) != nameOf(secure));
+    QCOMPARE(nameOf(secure), "__Host-timer_page_" + std::to_string(server.port()));
     QCOMPARE(plain.get("/web/timesheet").status, 200);
     const std::string own = secure.cookie();
     secure.setCookie(plain.cookie());

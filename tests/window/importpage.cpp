@@ -153,16 +153,19 @@ void ImportPageTest::aTimeThatWasTwiceAsksForItsOffset() {
     m_fixture->click(item("importFilter_problem"));
     QTRY_COMPARE(rows().size(), 2);
     QCOMPARE(rows(),
-             (QStringList{u"4, Not written, End time, The clocks showed this time twice; write behind it the "
-                          "offset of the one that is meant, as in 01:10+02:00., Twice."_s,
-                          u"5, Not written, End time, Correct the offset, or delete it., Another."_s}));
+             (QStringList{
+                 u"4, Not written, End time, The clocks showed this time twice; write behind it the "
+                 "offset of the one that is meant, as in 01:10+02:00., Twice."_s,
+                 u"5, Not written, End time, Another time zone's time: write it as clocks showed it in this "
+                 "zone, or correct the offset if that alone is wrong., Another."_s}));
     speak(true);
     QTRY_COMPARE(rows().size(), 2);
-    QCOMPARE(
-        rows(),
-        (QStringList{u"4, לא ייכתב, End time, השעון הראה את השעה הזאת פעמיים; כתוב אחריה את ההיסט של השעה "
-                     "הנכונה, למשל \u206601:10+02:00\u2069., Twice."_s,
-                     u"5, לא ייכתב, End time, תקן את ההיסט, או מחק אותו., Another."_s}));
+    QCOMPARE(rows(),
+             (QStringList{
+                 u"4, לא ייכתב, End time, השעון הראה את השעה הזאת פעמיים; כתוב אחריה את ההיסט של השעה "
+                 "הנכונה, למשל \u206601:10+02:00\u2069., Twice."_s,
+                 u"5, לא ייכתב, End time, השעה היא לפי אזור זמן אחר: כתוב אותה כפי שהשעון הראה באזור הזה, או "
+                 "תקן את ההיסט אם רק הוא שגוי., Another."_s}));
 }
 
 void ImportPageTest::aFilterShowsOneKind_data() {

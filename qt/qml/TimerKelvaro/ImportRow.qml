@@ -41,7 +41,8 @@ RowPanel {
                                 + window.ltr("01:10+02:00") + ".",
                                 "The clocks showed this time twice; write behind it the offset of the one that is meant, as in 01:10+02:00.")
         case "offset":
-            return window.label("תקן את ההיסט, או מחק אותו.", "Correct the offset, or delete it.")
+            return window.label("השעה היא לפי אזור זמן אחר: כתוב אותה כפי שהשעון הראה באזור הזה, או תקן את ההיסט אם רק הוא שגוי.",
+                                "Another time zone's time: write it as clocks showed it in this zone, or correct the offset if that alone is wrong.")
         case "too_late":
             return window.label("תקן את המשך או את השנה.", "Correct the duration or the year.")
         case "too_long":
