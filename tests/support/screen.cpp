@@ -155,10 +155,16 @@ bool Screen::isOfClass(const Program& program, const QString& name) const {
 bool retry(const std::function<bool()>& act, const std::function<bool()>& outcome) {
     constexpr int attempts = 18;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (!QTest::qWaitFor(act, Screen::patienceMs)) {
+        // What the last act was for may come only now, and leave nothing to act on, or something else.
+        bool done = false;
+        const auto actOrDone = [&] {
+            done = attempt > 0 && outcome();
+            return done || act();
+        };
+        if (!QTest::qWaitFor(actOrDone, Screen::patienceMs)) {
             return false;
         }
-        if (QTest::qWaitFor(outcome, Screen::patienceMs / attempts)) {
+        if (done || QTest::qWaitFor(outcome, Screen::patienceMs / attempts)) {
             return true;
         }
     }
