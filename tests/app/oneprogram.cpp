@@ -112,10 +112,9 @@ class OneProgramTest : public QObject {
     /// Runs the program until it is connected.
     [[nodiscard]] bool open(Program& program) const;
     [[nodiscard]] static bool getsConnected(const Program& program);
-    [[nodiscard]] bool hasWindow(const Program& program) const { return !m_screen.window(program).isEmpty(); }
     /// Once is enough: while it is framed, a window cannot be found for a moment.
     [[nodiscard]] bool getsWindow(const Program& program) const {
-        return QTest::qWaitFor([&] { return hasWindow(program); }, Screen::patienceMs);
+        return QTest::qWaitFor([&] { return !m_screen.window(program).isEmpty(); }, Screen::patienceMs);
     }
 
     Screen m_screen;
@@ -192,7 +191,7 @@ void OneProgramTest::startsAtOnceMakeOneWindow() {
             if (program.isRunning()) {
                 // So that the next one finds a whole store, too.
                 QVERIFY(getsConnected(program));
-                QVERIFY(hasWindow(program));
+                QVERIFY(getsWindow(program));
                 QCOMPARE(holder(), program.id());
             } else {
                 QVERIFY(madeRoom(program));
@@ -209,7 +208,7 @@ void OneProgramTest::aProgramThatHangsIsNamed() {
     second.start();
     QCOMPARE(second.exitCode(), 1);
     QCOMPARE(second.output(), unanswered);
-    QVERIFY(hasWindow(first));
+    QVERIFY(getsWindow(first));
 
     resume(first);
     second.start();

@@ -14,13 +14,20 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+bool succeeds(QProcess& process, const QStringList& arguments) {
+    process.start(u"xdotool"_s, arguments);
+    return process.waitForFinished(Screen::patienceMs) && process.exitStatus() == QProcess::NormalExit &&
+           process.exitCode() == 0;
+}
+
 /// What xdotool prints; nothing when it fails.
 std::optional<QString> xdotool(const QStringList& arguments) {
     QProcess process;
-    process.start(u"xdotool"_s, arguments);
-    if (!process.waitForFinished(Screen::patienceMs) || process.exitStatus() != QProcess::NormalExit ||
-        process.exitCode() != 0) {
-        return std::nullopt;
+    while (!succeeds(process, arguments)) {
+        // Its search looks at every window of the display, and gives up when any of them goes meanwhile.
+        if (arguments.first() != u"search"_s || !process.readAllStandardError().contains("BadWindow")) {
+            return std::nullopt;
+        }
     }
     return QString::fromUtf8(process.readAllStandardOutput());
 }
