@@ -146,6 +146,10 @@ void WorkdayStory::openTheWeek() {
     QVERIFY(m_zone.isValid());
     const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(m_zone).date();
     m_midnight = today.addDays(-1).startOfDay(m_zone);
+    if (m_zone.offsetFromUtc(m_midnight.addSecs(-hour)) !=
+        m_zone.offsetFromUtc(m_midnight.addSecs(2 * hour))) {
+        m_midnight = today.addDays(-2).startOfDay(m_zone); // a night in which no clock changes
+    }
     m_planned = addOnServer(planned, today.addDays(-1).startOfDay(m_zone).addSecs(9 * hour), hour);
     m_night = addOnServer(night, m_midnight.addSecs(-hour), 3 * hour);
     m_mistake = addOnServer(mistake, m_midnight.addSecs(14 * hour), 2 * hour);
