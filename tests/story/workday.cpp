@@ -220,9 +220,9 @@ void WorkdayStory::leaveTheSearch() {
 void WorkdayStory::deleteUndoAndDeleteAgain() {
     const auto isGone = [this] { return row(mistake).isNull(); };
     QVERIFY(choose(mistake, u"Delete"_s, isGone));
-    QVERIFY(isWaiting(5));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(5), Screen::patienceMs);
     QVERIFY(press(u"Undo the deletion"_s, [&] { return !isGone(); }));
-    QVERIFY(isWaiting(6));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(6), Screen::patienceMs);
     QVERIFY(retry([this] { return m_screen.click(row(mistake).area().center()); },
                   [this] { return row(mistake).isFocused(); }));
     QVERIFY(m_screen.key(u"Delete"_s));
