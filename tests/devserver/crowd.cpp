@@ -105,7 +105,7 @@ void TestDevserverCrowd::aClientWorksAmongTwoHundredConnections() {
     const Crowd crowd(m_server.port(), 100, 34);
     QTRY_COMPARE_WITH_TIMEOUT(crowd.present(), 134, 30'000);
     const Workers workers(m_server.port(), 65);
-    QTRY_VERIFY_WITH_TIMEOUT(workers.served() > 65, 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(workers.served() > 65, 120'000);
 
     std::atomic<int> done = 0;
     std::thread person([this, &done] {
