@@ -97,14 +97,7 @@ bool SecondStartTest::open(Program& program) const {
 bool SecondStartTest::handOver(const QStringList& arguments, const QString& startupId) {
     Program second;
     second.setVariable(u"DESKTOP_STARTUP_ID"_s, startupId);
-    second.start(arguments);
-    const int code = second.exitCode();
-    const QByteArray output = second.output();
-    if (code != 0 || !output.isEmpty()) {
-        qWarning("The second start ended with code %d: %s", code, output.constData());
-        return false;
-    }
-    return true;
+    return second.handsOver(arguments);
 }
 
 bool SecondStartTest::comesToTheFront(const Program& program) const {

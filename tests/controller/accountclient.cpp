@@ -76,7 +76,7 @@ void AccountClient::restart() {
 bool AccountClient::signIn() {
     QSignalSpy ready(&controller, &Controller::ready);
     controller.loginAccount(u"dana@example.org"_s, password());
-    return ready.wait() && controller.accountSignedIn();
+    return ready.wait(patienceMs) && controller.accountSignedIn();
 }
 
 bool AccountClient::queueWork() {

@@ -54,17 +54,18 @@ void AccountServer::restartClient() {
 bool AccountServer::signIn(const QString& email) {
     QSignalSpy ready(controller.get(), &Controller::ready);
     controller->loginAccount(email, password());
-    return ready.wait() && controller->accountSignedIn();
+    return ready.wait(patienceMs) && controller->accountSignedIn();
 }
 
 bool AccountServer::signOut() {
     controller->logoutAccount();
-    return QTest::qWaitFor([this] { return !controller->accountSignedIn(); });
+    return QTest::qWaitFor([this] { return !controller->accountSignedIn(); }, patienceMs);
 }
 
 bool AccountServer::record(const QString& description) {
     controller->addManual(description, {}, u"2026-03-02T10:00:00Z"_s, u"2026-03-02T11:00:00Z"_s, false);
-    return QTest::qWaitFor([this] { return controller->pending() == 0 && !controller->busy(); }) &&
+    return QTest::qWaitFor([this] { return controller->pending() == 0 && !controller->busy(); },
+                           patienceMs) &&
            waitForSilence(*controller) && !ownerOf(description).isEmpty();
 }
 

@@ -11,7 +11,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int patienceMs = 60000; // for a dozen requests on a busy machine
 const QString connected = u"Connected to PostgreSQL"_s;
 const QString morning = u"2024-03-01T08:00:00Z"_s;
 const QString noon = u"2024-03-01T12:00:00Z"_s;

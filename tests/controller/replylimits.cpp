@@ -195,11 +195,11 @@ void ReplyLimitsTest::aReplyThatFallsSilentHasNoBody() {
     QVERIFY(server.listen(QHostAddress::LocalHost));
     QNetworkAccessManager network;
     QNetworkRequest request(QUrl(u"http://127.0.0.1:%1/"_s.arg(server.serverPort())));
-    request.setTransferTimeout(500);
+    request.setTransferTimeout(4000);
     const std::unique_ptr<QNetworkReply> reply(network.get(request));
     const auto* const reader = new ReplyReader(*reply);
     QTRY_COMPARE(reader->body(), "{}"_ba);
-    QTRY_VERIFY(reply->isFinished());
+    QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), 30000);
     QVERIFY(reader->timedOut());
     QCOMPARE(reader->body(), QByteArray());
 }
@@ -213,7 +213,7 @@ void ReplyLimitsTest::aCompressedReplyIsReadWhole() {
     std::optional<QJsonObject> answer;
     desk.controller->send("GET", u"/probe"_s, {},
                           [&answer](const QJsonObject& reply, int) { answer = reply; });
-    QTRY_VERIFY(answer);
+    QTRY_VERIFY_WITH_TIMEOUT(answer, 30000);
     QCOMPARE(answer->value(u"pad").toString().size(), body.size() - 10);
 }
 

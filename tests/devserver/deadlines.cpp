@@ -30,16 +30,17 @@ void TestDevserverDeadlines::onlyConnectionsThatDawdleAreEnded() {
         QVERIFY(server.waitForNewConnection(30'000));
         accepted.emplace_back(server.nextPendingConnection());
     }
-    Deadlines deadlines(server.serverPort(), 50ms, 1h);
+    // Long enough that the next line comes before the second look.
+    Deadlines deadlines(server.serverPort(), 500ms, 1h);
     deadlines.received(peerName("127.0.0.1", working.localPort()));
-    QTRY_COMPARE(dawdling.state(), QTcpSocket::UnconnectedState);
+    QTRY_COMPARE_WITH_TIMEOUT(dawdling.state(), QTcpSocket::UnconnectedState, 30'000);
     QCOMPARE(working.state(), QTcpSocket::ConnectedState);
     QTcpSocket late;
     late.connectToHost(QHostAddress::LocalHost, server.serverPort());
     QVERIFY2(late.waitForConnected(), "nobody listens any more");
     QVERIFY(server.waitForNewConnection(30'000));
     deadlines.answered(peerName("127.0.0.1", working.localPort()));
-    QTRY_COMPARE(working.state(), QTcpSocket::UnconnectedState);
+    QTRY_COMPARE_WITH_TIMEOUT(working.state(), QTcpSocket::UnconnectedState, 30'000);
 }
 
 QTEST_GUILESS_MAIN(TestDevserverDeadlines)

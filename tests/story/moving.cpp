@@ -222,7 +222,7 @@ void MovingStory::exportTheQueue() {
     const QByteArray bytes = savedBy(button, u"Pending changes exported; the queue was not discarded"_s);
     m_mutation = QJsonDocument::fromJson(bytes)[u"queue"][0][u"mutation"].toObject();
     QCOMPARE(QString::fromUtf8(bytes), exportText(m_mutation, m_workspace));
-    QVERIFY(isWaiting(1));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(1), Screen::patienceMs);
 }
 
 void MovingStory::letTheServerReturn() {

@@ -146,6 +146,10 @@ void WorkdayStory::openTheWeek() {
     QVERIFY(m_zone.isValid());
     const QDate today = QDateTime::currentDateTimeUtc().toTimeZone(m_zone).date();
     m_midnight = today.addDays(-1).startOfDay(m_zone);
+    if (m_zone.offsetFromUtc(m_midnight.addSecs(-hour)) !=
+        m_zone.offsetFromUtc(m_midnight.addSecs(2 * hour))) {
+        m_midnight = today.addDays(-2).startOfDay(m_zone); // a night in which no clock changes
+    }
     m_planned = addOnServer(planned, today.addDays(-1).startOfDay(m_zone).addSecs(9 * hour), hour);
     m_night = addOnServer(night, m_midnight.addSecs(-hour), 3 * hour);
     m_mistake = addOnServer(mistake, m_midnight.addSecs(14 * hour), 2 * hour);
@@ -216,9 +220,9 @@ void WorkdayStory::leaveTheSearch() {
 void WorkdayStory::deleteUndoAndDeleteAgain() {
     const auto isGone = [this] { return row(mistake).isNull(); };
     QVERIFY(choose(mistake, u"Delete"_s, isGone));
-    QVERIFY(isWaiting(5));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(5), Screen::patienceMs);
     QVERIFY(press(u"Undo the deletion"_s, [&] { return !isGone(); }));
-    QVERIFY(isWaiting(6));
+    QTRY_VERIFY_WITH_TIMEOUT(isWaiting(6), Screen::patienceMs);
     QVERIFY(retry([this] { return m_screen.click(row(mistake).area().center()); },
                   [this] { return row(mistake).isFocused(); }));
     QVERIFY(m_screen.key(u"Delete"_s));

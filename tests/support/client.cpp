@@ -21,7 +21,7 @@ void startClean() {
 bool connectAndLoad(Controller& controller, const QString& server) {
     QSignalSpy ready(&controller, &Controller::ready);
     controller.connectServer(server);
-    return !ready.isEmpty() || ready.wait();
+    return !ready.isEmpty() || ready.wait(patienceMs);
 }
 
 QNetworkAccessManager& networkOf(const Controller& controller) {
@@ -31,7 +31,7 @@ QNetworkAccessManager& networkOf(const Controller& controller) {
 bool waitForSilence(const Controller& controller) {
     // One that has finished stays until it was read.
     return QTest::qWaitFor(
-        [&controller] { return networkOf(controller).findChildren<QNetworkReply*>().isEmpty(); });
+        [&controller] { return networkOf(controller).findChildren<QNetworkReply*>().isEmpty(); }, patienceMs);
 }
 
 QJsonArray queueOf(const Controller& controller) {

@@ -9,6 +9,9 @@
 class Controller;
 class QNetworkAccessManager;
 
+/// The end of a wait for the controller or its server; generous, since machines are busy.
+inline constexpr int patienceMs = 60'000;
+
 /// Names the application as the program does and forgets its settings. The home
 /// is the test program's own; a server port of its own gives each test function
 /// a vault of its own.

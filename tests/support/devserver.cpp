@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/devserver.h"
 
+#include "tests/support/client.h"
 #include "tests/support/sqlitefile.h"
 
 #include <QJsonDocument>
@@ -84,7 +85,7 @@ DevServer::Answer DevServer::request(const QByteArray& method, const QString& pa
     const QByteArray bytes = read ? QByteArray() : QJsonDocument(body).toJson(QJsonDocument::Compact);
     const std::unique_ptr<QNetworkReply> reply(network.sendCustomRequest(request, method, bytes));
     QSignalSpy finished(reply.get(), &QNetworkReply::finished);
-    if (!reply->isFinished() && !finished.wait()) {
+    if (!reply->isFinished() && !finished.wait(patienceMs)) {
         return {};
     }
     return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),

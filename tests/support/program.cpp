@@ -34,6 +34,27 @@ void Program::start(const QStringList& arguments) {
     m_process.start(m_file, arguments);
 }
 
+bool Program::handsOver(const QStringList& arguments) {
+    constexpr int attempts = 5;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        start(arguments);
+        const int code = exitCode();
+        const QByteArray said = output();
+        if (code == 0 && said.isEmpty()) {
+            return true;
+        }
+        qWarning("The second start ended with code %d: %s", code, said.constData());
+        if (code != 1 || said != unanswered()) {
+            return false;
+        }
+    }
+    return false;
+}
+
+QByteArray Program::unanswered() {
+    return "Timer.Kelvaro is already open but does not answer; end it, then start it again.\n"_ba;
+}
+
 void Program::kill() {
     if (m_process.state() == QProcess::NotRunning) {
         return;

@@ -22,6 +22,11 @@ public:
     void setVariable(const QString& name, const QString& value);
     void unsetVariable(const QString& name);
     void start(const QStringList& arguments = {});
+    /// Starts it beside one that is open; whether it handed over to that one, and said nothing. On a busy
+    /// machine that one may not answer in time, and is asked again.
+    [[nodiscard]] bool handsOver(const QStringList& arguments = {});
+    /// What it says when the one that is open does not answer.
+    [[nodiscard]] static QByteArray unanswered();
     void kill();
     /// Waits until the process ends; its exit code, -1 when it crashed or goes on.
     [[nodiscard]] int exitCode();

@@ -14,13 +14,20 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+bool succeeds(QProcess& process, const QStringList& arguments) {
+    process.start(u"xdotool"_s, arguments);
+    return process.waitForFinished(Screen::patienceMs) && process.exitStatus() == QProcess::NormalExit &&
+           process.exitCode() == 0;
+}
+
 /// What xdotool prints; nothing when it fails.
 std::optional<QString> xdotool(const QStringList& arguments) {
     QProcess process;
-    process.start(u"xdotool"_s, arguments);
-    if (!process.waitForFinished(Screen::patienceMs) || process.exitStatus() != QProcess::NormalExit ||
-        process.exitCode() != 0) {
-        return std::nullopt;
+    while (!succeeds(process, arguments)) {
+        // Its search looks at every window of the display, and gives up when any of them goes meanwhile.
+        if (arguments.first() != u"search"_s || !process.readAllStandardError().contains("BadWindow")) {
+            return std::nullopt;
+        }
     }
     return QString::fromUtf8(process.readAllStandardOutput());
 }
@@ -155,10 +162,16 @@ bool Screen::isOfClass(const Program& program, const QString& name) const {
 bool retry(const std::function<bool()>& act, const std::function<bool()>& outcome) {
     constexpr int attempts = 18;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (!QTest::qWaitFor(act, Screen::patienceMs)) {
+        // What the last act was for may come only now, and leave nothing to act on, or something else.
+        bool done = false;
+        const auto actOrDone = [&] {
+            done = attempt > 0 && outcome();
+            return done || act();
+        };
+        if (!QTest::qWaitFor(actOrDone, Screen::patienceMs)) {
             return false;
         }
-        if (QTest::qWaitFor(outcome, Screen::patienceMs / attempts)) {
+        if (done || QTest::qWaitFor(outcome, Screen::patienceMs / attempts)) {
             return true;
         }
     }

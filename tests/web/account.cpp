@@ -203,7 +203,8 @@ void WebAccountTest::anotherTabsSignInIsSaidAndClosesDialogs() {
     QVERIFY(m_browser.goToTab(0));
     QVERIFY(saysInTheEnd(u"החשבון בדף הזה התחלף. מוצג החשבון של Dan Adler."_s));
     QVERIFY(!m_browser.shows(u"dialog"_s));
-    QTRY_COMPARE(m_browser.evaluate(u"document.getElementById('reason').value"_s), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(m_browser.evaluate(u"document.getElementById('reason').value"_s), QString(),
+                              Browser::patienceMs);
     QVERIFY(m_browser.click(u"#sign-out"_s));
     QVERIFY(isPerson(u"נועה לוי"_s));
 }

@@ -86,14 +86,15 @@ void WebFaultsTest::anOldRequestDoesNotCloseAReopenedDialog() {
     QVERIFY(m_browser.type(u"#reason"_s, u"First"_s));
     QVERIFY(m_browser.click(u"#reopen-dialog .primary"_s));
     QVERIFY(m_browser.press(Browser::escape));
-    QTRY_VERIFY(m_browser.isFocused(part(u"reopen"_s, id)));
+    QTRY_VERIFY_WITH_TIMEOUT(m_browser.isFocused(part(u"reopen"_s, id)), Browser::patienceMs);
     QVERIFY(m_browser.click(part(u"reopen"_s, id)));
     QVERIFY(m_browser.type(u"#reason"_s, u"Second"_s));
     QVERIFY(setMode({}) && release());
     QVERIFY(saysInTheEnd(u"התקופה 1–7 במרץ 2026 נפתחה מחדש."_s));
     QVERIFY(m_browser.shows(u"#reopen-dialog"_s));
     QCOMPARE(m_browser.evaluate(u"document.getElementById('reason').value"_s), u"Second"_s);
-    QTRY_COMPARE(m_browser.evaluate(u"document.body.ariaBusy"_s), u"false"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(m_browser.evaluate(u"document.body.ariaBusy"_s), u"false"_s,
+                              Browser::patienceMs);
     QVERIFY(m_browser.click(u"#reopen-dialog .primary"_s));
     QVERIFY(saysInTheEnd(u"התקופה השתנתה בינתיים במקום אחר; לא בוצע שינוי. זה מצבה עכשיו."_s));
     QVERIFY(!m_browser.shows(u"dialog"_s));

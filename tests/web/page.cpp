@@ -116,7 +116,8 @@ void WebPageTest::itIsLightOrDarkAsTheSystemIs() {
     QVERIFY(openPage());
     QCOMPARE(style(u"body"_s, u"backgroundColor"_s), u"rgb(247, 246, 251)"_s);
     QVERIFY(m_browser.setTheme(Browser::Theme::Dark));
-    QTRY_COMPARE(style(u"body"_s, u"backgroundColor"_s), u"rgb(22, 20, 31)"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(style(u"body"_s, u"backgroundColor"_s), u"rgb(22, 20, 31)"_s,
+                              Browser::patienceMs);
 }
 
 void WebPageTest::allTextStandsOutFromWhatIsBehindIt_data() {

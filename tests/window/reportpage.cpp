@@ -58,7 +58,8 @@ class ReportPageTest : public QObject {
     void show(const QJsonObject& report);
     /// Presses Copy, and takes what is on the clipboard.
     [[nodiscard]] const QMimeData* copied() const;
-    [[nodiscard]] QString numbersWithThePointerAway() const;
+    [[nodiscard]] QString numbersWithThePointerAt(QPoint point) const;
+    [[nodiscard]] QString numbersWithThePointerAway() const { return numbersWithThePointerAt({5, 5}); }
 
     std::unique_ptr<ScriptedPeer> m_peer;
     std::unique_ptr<WindowFixture> m_fixture;
@@ -262,17 +263,14 @@ void ReportPageTest::pointingAtAColumnTellsItsNumbers() {
     show(report(u"detailed"_s, u"project"_s, threeDays()));
     QTRY_COMPARE(rowsOf("pictureColumns").size(), 7);
     const QQuickItem* const column = rowsOf("pictureColumns").at(1);
-    QTest::mouseMove(m_fixture->window, {5, 5});
-    QTest::mouseMove(m_fixture->window,
-                     column->mapToScene({column->width() / 2, column->height() / 2}).toPoint());
-    QTRY_COMPARE(text("pictureNumbers"), u"\u200eMonday 2026-03-02: 01:01:00. One 01:00:00, Two 00:01:00"_s);
+    const QPointF middle = column->mapToScene({column->width() / 2, column->height() / 2});
+    QTRY_COMPARE(numbersWithThePointerAt(middle.toPoint()),
+                 u"\u200eMonday 2026-03-02: 01:01:00. One 01:00:00, Two 00:01:00"_s);
     QTRY_VERIFY(numbersWithThePointerAway().startsWith(u"A column for each day"_s));
 }
 
-/// The display's own pointer stands over the window, and is told of when the display likes.
-QString ReportPageTest::numbersWithThePointerAway() const {
-    QTest::mouseMove(m_fixture->window, {6, 6});
-    QTest::mouseMove(m_fixture->window, {5, 5});
+QString ReportPageTest::numbersWithThePointerAt(QPoint point) const {
+    m_fixture->pointAt(point);
     return text("pictureNumbers");
 }
 

@@ -228,6 +228,12 @@ void WindowFixture::click(QQuickItem* target) const {
     QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
 }
 
+void WindowFixture::pointAt(QPoint point) const {
+    // A move to where the pointer is said to be already would be none.
+    QTest::mouseMove(window, point + QPoint(1, 1));
+    QTest::mouseMove(window, point);
+}
+
 void WindowFixture::hold(Qt::Key key, Qt::KeyboardModifiers modifiers) const {
     for (const bool repeated : {false, true, true, true}) {
         QTest::simulateEvent(window, true, key, modifiers, {}, repeated);

@@ -47,6 +47,8 @@ public:
     void layOut() const;
     void openTab(int index) const;
     void click(QQuickItem* target) const;
+    /// To be repeated until it shows: the display tells the window of its own pointer as well, when it likes.
+    void pointAt(QPoint point) const;
     /// Presses a key, lets it repeat itself three times, and releases it.
     void hold(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const;
 
