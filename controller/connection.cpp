@@ -91,6 +91,26 @@ void Controller::vaultReady() {
     fetchIdentity();
 }
 
+void Controller::setRecordAside() {
+    if (m_busy || m_syncing || !m_vault.recordStuck()) {
+        return;
+    }
+    const bool isReadHere = m_vault.recordLost();
+    if (!m_vault.setRecordAside()) {
+        fail(u"The file could not be renamed; nothing was changed."_s);
+        return;
+    }
+    if (!isReadHere) {
+        connectServer(m_link.address());
+        return;
+    }
+    // The first save finds the file gone, and the second makes it.
+    if (m_vault.save(durableState()) || persist()) {
+        finish(u"The old file has another name; everything is saved in a new one."_s);
+        synchronize();
+    }
+}
+
 void Controller::reconnectDeveloper() {
     Document candidate = m_document;
     candidate.signedOut = false;

@@ -159,6 +159,10 @@ bool Controller::queueReady() const {
     return m_vault.acceptsWrites();
 }
 
+bool Controller::recordStuck() const {
+    return m_vault.recordStuck();
+}
+
 QString Controller::accountId() const {
     return m_document.me.value(u"id").toString();
 }

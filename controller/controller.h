@@ -64,6 +64,7 @@ class Controller : public QObject {
     Q_PROPERTY(bool signInWanted READ signInWanted NOTIFY changed)
     Q_PROPERTY(bool timerLocked READ timerLocked NOTIFY changed)
     Q_PROPERTY(bool signOutUnconfirmed READ signOutUnconfirmed NOTIFY changed)
+    Q_PROPERTY(bool recordStuck READ recordStuck NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -140,6 +141,8 @@ public:
     [[nodiscard]] bool timerLocked() const;
     /// The server has not confirmed the last sign-out, nor answered since.
     [[nodiscard]] bool signOutUnconfirmed() const;
+    /// The server's file on this device keeps everything from being saved, until setRecordAside().
+    [[nodiscard]] bool recordStuck() const;
     /// The running timer is among entries() as well: its stop was recorded, and is kept back.
     [[nodiscard]] bool timerListed() const;
 
@@ -199,6 +202,9 @@ public:
     /// Connects to another server once this one has not confirmed a sign-out. The account stays signed in,
     /// sealed in the store of its own server.
     Q_INVOKABLE void leaveServer(const QString& url);
+    /// Gives the file that recordStuck() tells of another name, and goes on without it: what waits in this
+    /// program is saved into a new one, and without such work it connects anew.
+    Q_INVOKABLE void setRecordAside();
     /// A sign-out is under way, so that nothing is recorded any more, nor can wait for its end: the status
     /// says so.
     Q_INVOKABLE [[nodiscard]] bool refusesDuringSignOut();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vault/recordfile.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -235,6 +236,21 @@ std::optional<QByteArray> RecordFile::markAt(const QString& path) const {
     }
     QSqlDatabase::removeDatabase(connection);
     return mark;
+}
+
+bool RecordFile::setAside(const QString& path) {
+    const QString aside =
+        path + u".aside-"_s + QDateTime::currentDateTimeUtc().toString(u"yyyyMMdd'T'HHmmsszzz"_s);
+    // The log first: it would be read into the file that is made anew.
+    for (const QString& suffix : {u"-wal"_s, u"-shm"_s, QString()}) {
+        std::error_code error;
+        std::filesystem::rename(QFileInfo(path + suffix).filesystemFilePath(),
+                                QFileInfo(aside + suffix).filesystemFilePath(), error);
+        if (error && (suffix.isEmpty() || error != std::errc::no_such_file_or_directory)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 RecordFile::Trace RecordFile::traceOf(const QString& path) {

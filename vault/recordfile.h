@@ -40,6 +40,10 @@ public:
     /// empty without one, nothing when it cannot be asked.
     [[nodiscard]] std::optional<QByteArray> markAt(const QString& path) const;
 
+    /// Gives the file and its log another name beside this one, by the time in UTC: `open` and `write` make
+    /// it anew then. Where that fails at the file itself, its log may have the other name already.
+    [[nodiscard]] static bool setAside(const QString& path);
+
 private:
     // What a look at a file from outside tells.
     struct Trace {

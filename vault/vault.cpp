@@ -104,6 +104,23 @@ bool Vault::recordReplaced() const {
     return m_file.isReplaced();
 }
 
+bool Vault::recordStuck() const {
+    return m_stuck || m_record == Record::Unreadable ||
+           (recordLost() && !recordReplaced() && !m_file.markAt(databasePath()));
+}
+
+bool Vault::setRecordAside() {
+    if (!recordStuck()) {
+        return false;
+    }
+    if (recordLost()) {
+        return RecordFile::setAside(databasePath());
+    }
+    m_file.close();
+    m_lock = std::make_shared<DatabaseLock>();
+    return m_lock->take(databasePath()) == LockFile::Answer::Taken && RecordFile::setAside(databasePath());
+}
+
 void Vault::begin() {
     m_lock = std::make_shared<DatabaseLock>();
     if (m_lock->take(databasePath()) != LockFile::Answer::Held) {
@@ -123,12 +140,14 @@ void Vault::close() {
     m_lock.reset();
     m_record = Record::Unread;
     m_recordMissing = false;
+    m_stuck = false;
     forgetSecrets();
 }
 
-void Vault::refuse(const QString& message) {
-    qCDebug(vaultLog).noquote() << "refused:" << message;
+void Vault::refuse(const QString& message, bool stuck) {
+    qCDebug(vaultLog).noquote() << "refused:" << message << "stuck" << stuck;
     close();
+    m_stuck = stuck;
     Q_EMIT unavailable(message);
 }
 
@@ -195,7 +214,8 @@ void Vault::onKeyRead(QKeychain::Job* job) {
         Q_EMIT ready();
         return;
     }
-    refuse(u"Secure storage could not be opened; offline writes are disabled."_s);
+    refuse(u"Secure storage could not be opened; offline writes are disabled."_s,
+           m_key.size() == sealingKeySize && !m_file.markAt(databasePath()));
 }
 
 void Vault::createKey() {
@@ -209,7 +229,7 @@ void Vault::createKey() {
     // gets a key.
     const std::optional<QByteArray> mark = m_file.markAt(databasePath());
     if (!mark || !mark->isEmpty()) {
-        refuse(mark ? storageRefused() : databaseRefused());
+        refuse(mark ? storageRefused() : databaseRefused(), true);
         return;
     }
     m_newKey = QByteArray(sealingKeySize, '\0');

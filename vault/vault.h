@@ -50,6 +50,15 @@ public:
     /// The last save found somebody else's record in the place of what was read or written.
     [[nodiscard]] bool recordReplaced() const;
 
+    /// Its file is there and keeps everything from being stored, for good as far as can be told: its record
+    /// cannot be read, or there is no key for it, or it is no database.
+    [[nodiscard]] bool recordStuck() const;
+
+    /// Gives that file another name, so that the next unlock() begins anew, or the next save() makes it anew
+    /// where this vault has read its record before. False when nothing is stuck, or the file cannot be
+    /// renamed.
+    [[nodiscard]] bool setRecordAside();
+
     /// Seals and commits the whole document, unless the record holds the same already.
     /// False means that the previous row stands, or that somebody else took the file
     /// away; what load() could not read again is refused as well.
@@ -83,7 +92,7 @@ private:
 
     void begin();
     void close();
-    void refuse(const QString& message);
+    void refuse(const QString& message, bool stuck = false);
     void forgetSecrets();
     void startReading(Completion completion);
     void startWriting(const QByteArray& key, Completion completion);
@@ -109,6 +118,7 @@ private:
     RecordFile m_file;
     Record m_record = Record::Unread;
     bool m_recordMissing = false;
+    bool m_stuck = false; // as the last unlock found it
 
     QByteArray m_newKey; // made, but not yet read back from the credential store
     QPointer<QKeychain::Job> m_job;

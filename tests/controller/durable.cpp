@@ -57,6 +57,8 @@ private Q_SLOTS:
     void aFailedSaveKeepsTheMembersAndTheOldRecord_data();
     void aFailedSaveKeepsTheMembersAndTheOldRecord();
     void aRecordThatCouldNotBeReadIsNotReplaced();
+    void aRecordThatCannotBeReadIsRenamedWhenItIsAskedFor();
+    void whatWaitsGoesIntoANewFileWhereTheOldOneIsSpoiled();
 };
 
 void DurableTest::aNewControllerHasAllEightKeysEmpty() {
@@ -217,6 +219,57 @@ void DurableTest::aRecordThatCouldNotBeReadIsNotReplaced() {
     desk.controller->start(u"new"_s, QString(), false);
     QCOMPARE(desk.controller->pending(), 0);
     QCOMPARE(sealedRecord(desk.peer.url()), record);
+}
+
+void DurableTest::aRecordThatCannotBeReadIsRenamedWhenItIsAskedFor() {
+    Desk desk;
+    QVERIFY(desk.load());
+    QVERIFY(desk.holdQueue({sample::queueItem(u"timer.start"_s, u"kept"_s, {})}));
+    desk.controller->setRecordAside();
+    QVERIFY(!desk.controller->recordStuck());
+    QVERIFY(desk.controller->queueReady());
+    desk.restart();
+    SqliteFile(vaultFile(desk.peer.url())).run(u"UPDATE vault SET payload=x'00'"_s);
+    desk.controller->connectServer(desk.peer.url());
+    QTRY_VERIFY(desk.controller->recordStuck());
+    QVERIFY(!desk.controller->queueReady());
+
+    desk.controller->setRecordAside();
+    QTRY_VERIFY(desk.controller->message().startsWith(u"The encrypted record for this server is missing"_s));
+    QVERIFY(!desk.controller->recordStuck());
+    desk.controller->connectServer(desk.peer.url());
+    QTRY_VERIFY(desk.controller->queueReady() && !desk.controller->busy());
+    QVERIFY(!desk.controller->workspace().isEmpty());
+    QCOMPARE(desk.controller->pending(), 0);
+    const QFileInfo file(vaultFile(desk.peer.url()));
+    QCOMPARE(file.dir().entryList({file.fileName() + u".aside-*[0-9]"_s}).size(), 1);
+}
+
+void DurableTest::whatWaitsGoesIntoANewFileWhereTheOldOneIsSpoiled() {
+    Desk desk;
+    QVERIFY(desk.load());
+    QVERIFY(desk.holdQueue({sample::queueItem(u"timer.start"_s, u"kept"_s, {})}));
+    const QString path = vaultFile(desk.peer.url());
+    for (const QString& suffix : {QString(), u"-wal"_s, u"-shm"_s}) {
+        QVERIFY(QFile::remove(path + suffix));
+    }
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(5000, 'g')) == 5000);
+    file.close();
+    QVERIFY(!desk.controller->persist());
+    QVERIFY(!desk.controller->persist());
+    QVERIFY(desk.controller->recordStuck());
+
+    desk.peer.goOffline();
+    QStringList messages;
+    connect(desk.controller.get(), &Controller::changed, this,
+            [&] { messages.append(desk.controller->message()); });
+    desk.controller->setRecordAside();
+    QVERIFY(messages.contains(u"The old file has another name; everything is saved in a new one."_s));
+    QVERIFY(!desk.controller->recordStuck());
+    QVERIFY(waitForSilence(*desk.controller));
+    QCOMPARE(desk.controller->pending(), 1);
+    QCOMPARE(desk.stored().value(u"queue").toArray().size(), 1);
 }
 
 QTEST_MAIN(DurableTest)

@@ -107,6 +107,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "bool signInWanted by changed",
         "bool timerLocked by changed",
         "bool signOutUnconfirmed by changed",
+        "bool recordStuck by changed",
     };
     QCOMPARE(properties, expected);
 }
@@ -163,6 +164,7 @@ void SurfaceTest::actionsInDeclaredOrderReturnNothing() {
         "stopTimerAt(QString)",
         "restartTimerFrom(QString)",
         "leaveServer(QString)",
+        "setRecordAside()",
     };
     // Questions come behind the actions.
     const QList<QByteArray> questions{"refusesDuringSignOut()", "manualNotice(QString,QString)",

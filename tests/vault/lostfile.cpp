@@ -86,6 +86,7 @@ private Q_SLOTS:
     void replacedFileIsKeptUntilTheNextUnlock_data();
     void replacedFileIsKeptUntilTheNextUnlock();
     void replacedRowIsKeptUntilTheNextUnlock();
+    void unreadableFileMakesWayForWhatIsKnown();
     void fileThatIsPutBackIsUsedAgain();
     void anotherToolsTransactionChangesNothing();
     void sameDocumentIsNotWrittenAgain();
@@ -211,6 +212,28 @@ void LostFileTest::replacedRowIsKeptUntilTheNextUnlock() {
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QCOMPARE(vault.load(), document(u"theirs"_s));
     QVERIFY(vault.save(after));
+}
+
+void LostFileTest::unreadableFileMakesWayForWhatIsKnown() {
+    Vault vault;
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(vault.save(before));
+    // As a tool does that restores files, cut short.
+    QVERIFY(removeDatabase());
+    const QByteArray garbage(5000, 'g');
+    QFile file(databaseFile());
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(garbage) == garbage.size());
+    file.close();
+    QVERIFY(!vault.save(after));
+    QVERIFY(!vault.save(after));
+    QVERIFY(vault.recordStuck());
+    QVERIFY(vault.setRecordAside());
+    QVERIFY(vault.save(after) || vault.save(after));
+    QVERIFY(!vault.recordStuck());
+    QCOMPARE(stored(), after);
+    const QStringList aside = QDir(VaultHome::directory()).entryList({u"*.sqlite.aside-*[0-9]"_s});
+    QVERIFY(!aside.isEmpty());
+    QCOMPARE(contentOf(VaultHome::directory() + u'/' + aside.first()), garbage);
 }
 
 void LostFileTest::fileThatIsPutBackIsUsedAgain() {

@@ -120,6 +120,9 @@ private Q_SLOTS:
     void fileWithoutARowIsFirstUse_data();
     void fileWithoutARowIsFirstUse();
     void recordWithoutItsKeyIsNotFirstUse();
+    void aRecordThatCannotBeReadMakesWayForANewOne_data();
+    void aRecordThatCannotBeReadMakesWayForANewOne();
+    void aRecordThatCanBeReadIsNotSetAside();
     void fileThatCannotBeInspectedGetsNoKey_data();
     void fileThatCannotBeInspectedGetsNoKey();
     void busyFileGetsNoKey();
@@ -357,6 +360,68 @@ void VaultStorageTest::recordWithoutItsKeyIsNotFirstUse() {
     QVERIFY(VaultHome::storeKey(home, key));
     QCOMPARE(VaultHome::unlock(vault, home), QString());
     QCOMPARE(vault.load(), before);
+}
+
+void VaultStorageTest::aRecordThatCannotBeReadMakesWayForANewOne_data() {
+    using Damage = bool (*)();
+    QTest::addColumn<Damage>("damage");
+    QTest::newRow("key gone") << Damage([] { return VaultHome::deleteKey(home); });
+    QTest::newRow("another key") << Damage([] { return VaultHome::storeKey(home, QByteArray(32, 'k')); });
+    QTest::newRow("no database") << Damage([] {
+        return QFile::remove(VaultHome::databaseFile(home)) &&
+               write(VaultHome::databaseFile(home), QByteArray(5000, 'g'));
+    });
+    QTest::newRow("no database, no key") << Damage([] {
+        return QFile::remove(VaultHome::databaseFile(home)) &&
+               write(VaultHome::databaseFile(home), QByteArray(5000, 'g')) && VaultHome::deleteKey(home);
+    });
+}
+
+void VaultStorageTest::aRecordThatCannotBeReadMakesWayForANewOne() {
+    using Damage = bool (*)();
+    QFETCH(const Damage, damage);
+    {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(before));
+    }
+    QVERIFY(damage());
+    QFile file(VaultHome::databaseFile(home));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray found = file.readAll();
+
+    Vault vault;
+    static_cast<void>(VaultHome::unlock(vault, home));
+    static_cast<void>(vault.load());
+    QVERIFY(!vault.acceptsWrites());
+    QVERIFY(vault.recordStuck());
+    QVERIFY(vault.setRecordAside());
+    const QStringList aside = QDir(VaultHome::directory()).entryList({u"*.sqlite.aside-*[0-9]"_s});
+    QCOMPARE(aside.size(), 1);
+    QFile kept(VaultHome::directory() + u'/' + aside.first());
+    QVERIFY(kept.open(QIODevice::ReadOnly));
+    QCOMPARE(kept.readAll(), found);
+
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(!vault.recordStuck());
+    QVERIFY(vault.save(after));
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QCOMPARE(vault.load(), after);
+}
+
+void VaultStorageTest::aRecordThatCanBeReadIsNotSetAside() {
+    Vault vault;
+    QVERIFY(!vault.setRecordAside());
+    QCOMPARE(VaultHome::unlock(vault, home), QString());
+    QVERIFY(vault.save(before));
+    QVERIFY(!vault.recordStuck());
+    QVERIFY(!vault.setRecordAside());
+    Vault second;
+    static_cast<void>(VaultHome::unlock(second, home)); // which the first one holds
+    QVERIFY(!second.isReady());
+    QVERIFY(!second.recordStuck());
+    QVERIFY(vault.save(after));
+    QCOMPARE(vault.load(), after);
 }
 
 void VaultStorageTest::fileThatCannotBeInspectedGetsNoKey_data() {

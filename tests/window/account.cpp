@@ -48,6 +48,7 @@ private Q_SLOTS:
     void aPasswordIsForgottenWithItsServer();
     void aServerThatDoesNotConfirmASignOutCanBeLeft();
     void anUnreadableRecordIsNotCalledAQueue();
+    void anUnreadableRecordMakesWayForANewOne();
     void theTimeOfAnotherAccountIsNotShown();
     void nothingOfOneAccountIsOnTheScreenOfTheNext();
     void anImportShowsHowFarItIs();
@@ -229,6 +230,34 @@ void WindowAccountTest::anUnreadableRecordIsNotCalledAQueue() {
     m_fixture->window->setProperty("hebrew", true);
     QCOMPARE(text("storage"), u"לא ניתן לקרוא את הרשומה המקומית; דבר לא יישמר במקומה. קריאה "
                               "ודוחות זמינים."_s);
+}
+
+void WindowAccountTest::anUnreadableRecordMakesWayForANewOne() {
+    m_fixture->openTab(3);
+    QVERIFY(!item("setAside")->isVisible());
+    m_fixture.reset();
+    SqliteFile(vaultFile(m_peer->url())).run(u"ALTER TABLE vault RENAME COLUMN payload TO another"_s);
+    m_fixture = std::make_unique<WindowFixture>();
+    m_fixture->unlock(m_peer->url());
+    m_fixture->controller.fail(
+        u"Encrypted account/queue could not be authenticated; no identity fallback was attempted"_s);
+    m_fixture->window->setProperty("hebrew", false);
+    QTRY_VERIFY(text("advice").endsWith(
+        u" If that does not help, press \"Rename the file and begin anew\" in Settings."_s));
+    m_fixture->openTab(3);
+    QTRY_VERIFY(item("setAside")->isVisible());
+    m_fixture->click(item("setAside"));
+    QObject* const dialog = m_fixture->object(u"setAsideDialog"_s);
+    QTRY_VERIFY(dialog->property("opened").toBool());
+    QVERIFY(text("setAsideQuestion").contains(u"nothing is deleted"_s));
+    m_fixture->click(dialog->findChild<QQuickItem*>(u"ok"_s));
+    QTRY_VERIFY(!m_fixture->controller.recordStuck());
+    QTRY_VERIFY(
+        m_fixture->controller.message().startsWith(u"The encrypted record for this server is missing"_s));
+    QTRY_VERIFY(!dialog->property("visible").toBool());
+    QTRY_VERIFY(!item("setAside")->isVisible());
+    m_fixture->controller.connectServer(m_peer->url());
+    QTRY_VERIFY(m_fixture->controller.queueReady());
 }
 
 void WindowAccountTest::theTimeOfAnotherAccountIsNotShown() {

@@ -231,6 +231,13 @@ ScrollPage {
             onClicked: removeDialog.open()
         }
         ActionButton {
+            objectName: "setAside"
+            text: page.window.label("שנה את שם הקובץ והתחל מחדש", "Rename the file and begin anew")
+            visible: page.controller.recordStuck
+            enabled: !page.controller.busy
+            onClicked: asideDialog.open()
+        }
+        ActionButton {
             objectName: "copyDetails"
             text: page.window.label("העתק פרטים טכניים", "Copy technical details")
             onClicked: {
@@ -252,6 +259,12 @@ ScrollPage {
         objectName: "detailsCopied"
         visible: actions.copied
         text: page.window.label("הפרטים הועתקו. אין בהם תוכן, כתובת או שם.", "The details are copied. They hold no content, address or name.")
+    }
+    SetAsideDialog {
+        id: asideDialog
+
+        window: page.window
+        controller: page.controller
     }
     RemovePendingDialog {
         id: removeDialog

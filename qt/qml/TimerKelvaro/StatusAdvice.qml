@@ -16,6 +16,12 @@ Label {
         "לחץ קודם בהגדרות על \"שמור עותק והסר את כל השינויים הממתינים\".",
         "first press \"Save a copy and remove all waiting changes\" in Settings.")
 
+    /// The last way, where the file itself stands in it.
+    readonly property string orSetAside: controller.recordStuck
+        ? window.label(" אם זה לא עוזר, לחץ בהגדרות על \"שנה את שם הקובץ והתחל מחדש\".",
+                       " If that does not help, press \"Rename the file and begin anew\" in Settings.")
+        : ""
+
     /// Empty while it is not that what is missing.
     function signIn(): string {
         if (controller.sessionRefused)
@@ -40,16 +46,16 @@ Label {
     }
     function keyRefused(): string {
         return window.label("פתח את מאגר הסיסמאות (KWallet או Keyring), או הפעל אחד כזה, ואז ",
-                            "Unlock the keyring or wallet, or start one in this session, then ") + connectAgain
+                            "Unlock the keyring or wallet, or start one in this session, then ") + connectAgain + orSetAside
     }
     function databaseRefused(): string {
         return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית, ואז ",
-                            "See that the disk has free space and that your home folder can be written to, then ") + connectAgain
+                            "See that the disk has free space and that your home folder can be written to, then ") + connectAgain + orSetAside
     }
     function storageUnreadable(): string {
         return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית; אם המפתח במאגר הסיסמאות השתנה, שחזר גם אותו, ואז ",
                             "See that the disk has free space and that your home folder can be written to; if the key in the keyring or wallet was changed, restore that as well, then ")
-                + connectAgain
+                + connectAgain + orSetAside
     }
     function openElsewhere(): string {
         return window.label("תוכנית אחרת מחזיקה בקובץ של השרת הזה, אולי בכניסה אחרת שלך לשולחן העבודה. עבוד שם, או סיים אותה ואז ",
@@ -58,7 +64,7 @@ Label {
     }
     function recordUnreadable(): string {
         return window.label("הקובץ השתנה או שייך למפתח אחר, למשל אחרי שרק אחד מהשניים שוחזר מגיבוי. דבר לא נכתב במקומו; סגור את התוכנית, שחזר גם את השני והפעל אותה שוב.",
-                            "The file was altered or belongs to another key, for example after only one of the two came back from a backup. Nothing is overwritten; quit, restore the other one, and start again.")
+                            "The file was altered or belongs to another key, for example after only one of the two came back from a backup. Nothing is overwritten; quit, restore the other one, and start again.") + orSetAside
     }
     function anotherAccount(): string {
         if (controller.pending === 0)
@@ -72,7 +78,7 @@ Label {
     }
     function saveRefused(): string {
         return window.label("ודא שיש מקום בדיסק ושאפשר לכתוב בתיקיית הבית, ואז נסה שוב.",
-                            "See that the disk has free space and that your home folder can be written to, then try again.")
+                            "See that the disk has free space and that your home folder can be written to, then try again.") + orSetAside
     }
     function addressRefused(): string {
         return window.label("הכתובת צריכה להתחיל ב־" + window.ltr("https://") + ", או ב־" + window.ltr("http://")
@@ -133,6 +139,11 @@ Label {
         case "This timer's stop is kept back; decide about the refused change first.":
             return window.label("העצירה כבר נרשמה; הכרע בהגדרות מה ייעשה בשינוי שהשרת דחה.",
                                 "The stop is recorded already; decide in Settings what becomes of the change that the server refused.")
+        case "The file could not be renamed; nothing was changed.":
+            return window.label("לא ניתן לשנות את שם הקובץ; דבר לא השתנה. ", "")
+                + window.label("ודא שאפשר לכתוב בתיקיית הבית, ואז נסה שוב.", "See that your home folder can be written to, then try again.")
+        case "The old file has another name; everything is saved in a new one.":
+            return window.label("לקובץ הישן שם אחר; הכול נשמר בקובץ חדש.", "")
         case "The rows of the report are on the clipboard.":
             return window.label("שורות הדוח הועתקו ללוח.", "")
         case "The first 500 rows are on the clipboard. Exports contain the complete snapshot.":
