@@ -6,6 +6,8 @@
 #include <QNetworkReply>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace {
 
 /// What the network layer may hold of a body that nobody has read yet.
@@ -49,7 +51,8 @@ void ReplyReader::read() {
     if (!m_reply.isOpen()) {
         return;
     }
-    m_body += m_reply.read(m_largest + 1 - m_body.size());
+    // Not more than there is: for as much as is asked for, memory is taken each time.
+    m_body += m_reply.read(std::min<qint64>(m_largest + 1 - m_body.size(), m_reply.bytesAvailable()));
     if (m_body.size() > m_largest) {
         m_tooLarge = true;
         m_reply.abort();

@@ -58,6 +58,10 @@ RowDiff RowDiff::between(const QList<Row>& before, const QList<Row>& after, IdOf
     while (tail < common - head && isSame(before[before.size() - 1 - tail], after[after.size() - 1 - tail])) {
         ++tail;
     }
+    const auto rest = [&](const QList<Row>& rows) { return static_cast<int>(rows.size() - head - tail); };
+    if (rest(before) == 0 && rest(after) > 0) {
+        return {{}, {{static_cast<int>(head), rest(after)}}}; // a list that is filled needs no ids
+    }
     const auto ids = [&](const QList<Row>& rows) {
         QStringList list;
         std::transform(rows.cbegin() + head, rows.cend() - tail, std::back_inserter(list), idOf);
