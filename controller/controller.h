@@ -138,7 +138,7 @@ public:
     [[nodiscard]] bool signInWanted() const;
     /// The running timer, or without one a timer that starts now, reaches into a closed period.
     [[nodiscard]] bool timerLocked() const;
-    /// The server has not confirmed the last sign-out, nor answered since.
+    /// The server has not confirmed the last sign-out of this session.
     [[nodiscard]] bool signOutUnconfirmed() const;
     /// The running timer is among entries() as well: its stop was recorded, and is kept back.
     [[nodiscard]] bool timerListed() const;
