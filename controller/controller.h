@@ -139,7 +139,7 @@ public:
     [[nodiscard]] bool signInWanted() const;
     /// The running timer, or without one a timer that starts now, reaches into a closed period.
     [[nodiscard]] bool timerLocked() const;
-    /// The server has not confirmed the last sign-out, nor answered since.
+    /// The server has not confirmed the last sign-out of this session.
     [[nodiscard]] bool signOutUnconfirmed() const;
     /// The server's file on this device keeps everything from being saved, until setRecordAside().
     [[nodiscard]] bool recordStuck() const;

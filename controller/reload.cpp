@@ -126,7 +126,6 @@ bool Controller::isOutdated(const Load& load) const {
 
 void Controller::finishLoading() {
     m_busy = false;
-    m_personal.signOutUnconfirmed = false; // it can be asked for again
     projectQueue();
     m_message =
         m_document.queue.isEmpty() ? u"Connected to PostgreSQL"_s : u"Local changes await acknowledgement"_s;

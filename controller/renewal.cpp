@@ -48,5 +48,6 @@ void Controller::applyRenewalReply(const QJsonObject& reply, int status) {
     dropReplies();
     adopt(state);
     m_personal.sessionRefused = false;
+    m_personal.signOutUnconfirmed = false; // that was the former session's
     fetchIdentity();
 }

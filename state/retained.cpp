@@ -18,8 +18,10 @@ constexpr auto entityIdKey = "entity_id"_L1;
 constexpr auto messageKey = "message"_L1;
 constexpr auto mutationKey = "mutation"_L1;
 constexpr auto operationKey = "operation"_L1;
+constexpr auto payloadKey = "payload"_L1;
 constexpr auto resultKey = "result"_L1;
 constexpr auto statusKey = "status"_L1;
+constexpr auto stopAtKey = "stop_at"_L1;
 constexpr auto workspaceIdKey = "workspace_id"_L1;
 
 /// The entry's fields in the order in which they are shown.
@@ -28,9 +30,12 @@ struct Field {
     QLatin1StringView name;
 };
 constexpr std::array fields{
-    Field{"description"_L1, "description"_L1}, Field{"project_id"_L1, "project"_L1},
-    Field{"billable"_L1, "billable"_L1},       Field{"start_at"_L1, "start_at"_L1},
-    Field{"stop_at"_L1, "stop_at"_L1},         Field{"tag_ids"_L1, "tags"_L1},
+    Field{"description"_L1, "description"_L1},
+    Field{"project_id"_L1, "project"_L1},
+    Field{"billable"_L1, "billable"_L1},
+    Field{"start_at"_L1, "start_at"_L1},
+    Field{stopAtKey, stopAtKey},
+    Field{"tag_ids"_L1, "tags"_L1},
     Field{"deleted_at"_L1, "deleted_at"_L1},
 };
 
@@ -110,7 +115,7 @@ QJsonValue readable(const QJsonValue& value, QLatin1StringView name, const QJson
 
 QJsonArray describeFields(const QJsonObject& state, const QJsonObject& item, const QString& zone) {
     const QJsonObject mutation = mutationOf(item);
-    const QJsonObject payload = mutation.value("payload"_L1).toObject();
+    const QJsonObject payload = mutation.value(payloadKey).toObject();
     const QJsonObject entry = serverEntry(state, item);
     QJsonArray described;
     for (const auto& [key, name] : fields) {
@@ -136,6 +141,15 @@ using EntryKey = QPair<QJsonValue, QJsonValue>;
 EntryKey entryOf(const QJsonValue& item) {
     const QJsonObject mutation = mutationOf(item);
     return {mutation.value(workspaceIdKey), mutation.value(entityIdKey)};
+}
+
+/// The item with another value of its mutation's.
+QJsonObject with(const QJsonValue& item, QLatin1StringView key, const QJsonValue& value) {
+    QJsonObject mutation = mutationOf(item);
+    mutation.insert(key, value);
+    QJsonObject changed = item.toObject();
+    changed.insert(mutationKey, mutation);
+    return changed;
 }
 
 qint64 baseVersionOf(const QJsonValue& item) {
@@ -178,11 +192,52 @@ bool stopsServersTimer(const QJsonObject& state, const QJsonValue& item) {
 /// counts on their versions. The server would otherwise take somebody else's for them, and what they wrote be
 /// replaced.
 QJsonValue rebased(const QJsonValue& item, qsizetype before) {
-    QJsonObject mutation = mutationOf(item);
-    mutation.insert(baseVersionKey, baseVersionOf(item) - before);
-    QJsonObject changed = item.toObject();
-    changed.insert(mutationKey, mutation);
-    return changed;
+    return with(item, baseVersionKey, baseVersionOf(item) - before);
+}
+
+/// The item with another payload that has all of `fields` as well.
+QJsonValue merged(const QJsonValue& item, const QJsonObject& fields) {
+    QJsonObject payload = mutationOf(item).value(payloadKey).toObject();
+    for (auto field = fields.begin(); field != fields.end(); ++field) {
+        payload.insert(field.key(), field.value());
+    }
+    return with(item, payloadKey, payload);
+}
+
+/// With the edits of the entry that the head creates in its place: unchanged it would be refused for ever,
+/// and so would they behind it. They may go before the other changes of their entry, which touch none of
+/// their fields but the end. A start has no end: its stop, which was never sent, takes that. Where none
+/// stands before the edit, that and the later ones stay.
+QJsonArray withEdits(const QJsonArray& queue) {
+    QJsonValue creation = queue.first();
+    const bool starts = mutationOf(creation).value(operationKey).toString() == "timer.start"_L1;
+    QJsonArray rest{creation};
+    qsizetype stop = 0;
+    qsizetype taken = 0;
+    bool takes = true;
+    for (auto item = std::next(queue.begin()); item != queue.end(); ++item) {
+        if (entryOf(*item) != entryOf(creation)) {
+            rest.append(*item);
+            continue;
+        }
+        const QString operation = mutationOf(*item).value(operationKey).toString();
+        const bool edits = operation == "entry.update"_L1;
+        QJsonObject payload = mutationOf(*item).value(payloadKey).toObject();
+        const bool ends = starts && edits && payload.contains(stopAtKey);
+        takes = takes && (!ends || stop > 0);
+        if (!edits || !takes) {
+            stop = operation == "timer.stop"_L1 ? rest.size() : stop;
+            rest.append(rebased(*item, taken));
+            continue;
+        }
+        if (ends) {
+            rest.replace(stop, merged(rest.at(stop), {{stopAtKey, payload.take(stopAtKey)}}));
+        }
+        creation = merged(creation, payload);
+        ++taken;
+    }
+    rest.replace(0, creation);
+    return rest;
 }
 
 bool replaceQueue(QJsonObject& state, const QJsonArray& queue, const PersistState& persist, QString* error,
@@ -241,9 +296,12 @@ bool Retained::resend(QJsonObject& state, const QString& mutationId, const Persi
         }
         return false;
     }
-    QJsonObject mutation = mutationOf(head);
-    mutation.insert("mutation_id"_L1, mutationId);
     const QJsonValue version = serverEntry(state, head).value("version"_L1);
+    if (isCreation(mutationOf(head)) && !version.isDouble()) {
+        queue = withEdits(queue);
+    }
+    QJsonObject mutation = mutationOf(queue.first());
+    mutation.insert("mutation_id"_L1, mutationId);
     if (version.isDouble()) {
         mutation.insert(baseVersionKey, version);
     }

@@ -24,7 +24,8 @@ public:
     [[nodiscard]] static QJsonArray leaving(const QJsonArray& queue);
 
     /// Puts the refused head's change back as a new one that the server has not judged: `mutationId` is its
-    /// identity, and it is based on the server's version of the entry where there is one. A start goes behind
+    /// identity, and it is based on the server's version of the entry where there is one. A creation of what
+    /// the server does not have takes the later edits along, so that it can be corrected. A start goes behind
     /// the stop of the server's timer where that waits as well: before it, it would be refused for ever.
     [[nodiscard]] static bool resend(QJsonObject& state, const QString& mutationId,
                                      const PersistState& persist, QString* error = nullptr);

@@ -31,6 +31,7 @@ private Q_SLOTS:
     void theServersSideFollowsTheReloads();
     void timesFollowTheAccountsZone();
     void sendingAgainTakesTheHeadsPlaceAsANewChange();
+    void aRefusedEntryIsCorrectedAndSentAgain();
     void sendingAgainSurvivesARestart();
     void sendingAgainCanBeRefusedAgain();
     void sendingAgainThatCannotBeStoredChangesNothing_data();
@@ -127,6 +128,28 @@ void ResolvingTest::sendingAgainTakesTheHeadsPlaceAsANewChange() {
              sent.value(u"mutation_id").toString());
     QCOMPARE(sample::pushed(pushes.at(1)), mutationOf(behind));
     QVERIFY(person.desk.stored().value(u"queue").toArray().isEmpty());
+}
+
+void ResolvingTest::aRefusedEntryIsCorrectedAndSentAgain() {
+    Resolver person;
+    QVERIFY(person.hold({Resolver::start(u"new"_s, u"rejected"_s), Resolver::stop(u"new"_s)}));
+    person.controller().editEntry(u"new"_s, {{u"description"_s, u"Shorter"_s}, {u"project_id"_s, QString()}});
+    QCOMPARE(person.controller().message(), Resolver::blocked());
+    QCOMPARE(person.controller().pending(), 3);
+    person.desk.peer.forgetRequests();
+    person.controller().resendRetained();
+    QCOMPARE(person.controller().pending(), 2);
+
+    QTRY_COMPARE(person.controller().message(), connected);
+    const QList<PeerRequest> pushes = person.desk.peer.requests("POST", push);
+    QCOMPARE(pushes.size(), 2);
+    const QJsonObject sent = sample::pushed(pushes.at(0));
+    QCOMPARE(sent.value(u"operation").toString(), u"timer.start"_s);
+    QCOMPARE(sent.value(u"payload").toObject(), (QJsonObject{{u"description"_s, u"Shorter"_s},
+                                                             {u"project_id"_s, QJsonValue()},
+                                                             {u"billable"_s, true},
+                                                             {u"start_at"_s, u"2024-03-01T08:00:00Z"_s}}));
+    QCOMPARE(sample::pushed(pushes.at(1)).value(u"operation").toString(), u"timer.stop"_s);
 }
 
 void ResolvingTest::sendingAgainSurvivesARestart() {

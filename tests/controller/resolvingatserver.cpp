@@ -61,6 +61,7 @@ private Q_SLOTS:
     void anEditThatConflictedIsLetGo();
     void anEntryInAClosedWeekIsRefusedAgainUntilTheWeekIsOpen();
     void anEntryInAClosedWeekIsLetGo();
+    void anEntryThatIsRefusedForWhatItSaysIsCorrected();
     void aRefusedStartIsSentAgainWithItsStopBehindIt();
     void aRefusedStartIsLetGoWithItsStop();
     void aStartWaitsForTheStopThatWasRecordedAfterIt();
@@ -219,6 +220,25 @@ void ResolvingAtServerTest::anEntryInAClosedWeekIsLetGo() {
     QCOMPARE(named(u"Too late"_s), 0);
     QCOMPARE(named(u"Behind"_s), 1);
     QVERIFY(listedEntry(*m_controller, u"description"_s, u"Too late"_s).isEmpty());
+}
+
+void ResolvingAtServerTest::anEntryThatIsRefusedForWhatItSaysIsCorrected() {
+    addManual(u"long "_s.repeated(30'000));
+    QTRY_COMPARE(m_controller->message(), blocked);
+    addManual(u"Behind"_s);
+    const QString id = m_controller->durableState()[u"queue"][0][u"mutation"][u"entity_id"].toString();
+    m_controller->editEntry(id, {{u"description"_s, u"Short"_s}, {u"billable"_s, true}});
+    m_controller->editDescription(id, u"Shorter"_s);
+    m_controller->deleteEntry(id);
+    QCOMPARE(m_controller->pending(), 5);
+    m_controller->resendRetained();
+    QTRY_COMPARE(m_controller->message(), connected);
+    const QJsonArray entries = m_server->entriesNamed(u"Shorter"_s);
+    QCOMPARE(entries.size(), 1);
+    QCOMPARE(entries.first()[u"billable"].toBool(), true);
+    QVERIFY(entries.first()[u"deleted_at"].isString());
+    QCOMPARE(entries.first()[u"version"].toInt(), 2);
+    QCOMPARE(named(u"Behind"_s), 1);
 }
 
 void ResolvingAtServerTest::aRefusedStartIsSentAgainWithItsStopBehindIt() {

@@ -43,7 +43,9 @@ private Q_SLOTS:
     void signOutUnconfirmedKeepsTheAccount();
     void aServerThatDoesNotConfirmCanBeLeft();
     void aServerIsNotLeftWhileWorkWaits();
-    void aServerThatAnswersAgainIsNotLeft();
+    void aServerThatReadsButConfirmsNothingCanBeLeft();
+    void nothingIsLeftAfterAConfirmedSignOut();
+    void nothingIsLeftAfterANewSignIn();
     void signOutWithoutASessionDoesNothing();
     void signOutIsIgnoredWhileARequestIsUnderWay();
     void signOutWithPendingWorkIsRefused();
@@ -196,12 +198,43 @@ void SignOutTest::aServerIsNotLeftWhileWorkWaits() {
     QCOMPARE(client.controller.server(), client.peer.url());
 }
 
-void SignOutTest::aServerThatAnswersAgainIsNotLeft() {
+void SignOutTest::aServerThatReadsButConfirmsNothingCanBeLeft() {
     AccountClient client;
     QVERIFY(signOutInVain(client));
-    client.controller.refresh();
-    QTRY_VERIFY(!client.controller.signOutUnconfirmed());
+    QSignalSpy ready(&client.controller, &Controller::ready);
+    client.controller.refresh(); // as the periodic step does, while the address is being typed
+    QVERIFY(ready.wait());
+    QVERIFY(client.controller.signOutUnconfirmed());
+    client.controller.fetchIdentity();
+    QVERIFY(ready.wait());
+    QVERIFY(client.controller.signOutUnconfirmed());
+    const QString other = u"http://127.0.0.1:1"_s;
+    client.controller.leaveServer(other);
+    QCOMPARE(client.controller.server(), other);
+    QVERIFY(!client.controller.signOutUnconfirmed());
+}
+
+void SignOutTest::nothingIsLeftAfterAConfirmedSignOut() {
+    AccountClient client;
+    QVERIFY(signOutInVain(client));
+    client.peer.answer("POST", AccountClient::logoutPath(), PeerReply::text({}, 204));
+    client.controller.logoutAccount();
+    QTRY_COMPARE(client.controller.message(), signedOutMessage);
+    QVERIFY(!client.controller.signOutUnconfirmed());
+}
+
+void SignOutTest::nothingIsLeftAfterANewSignIn() {
+    AccountClient client;
+    QVERIFY(signOutInVain(client));
+    client.peer.answerOnce("GET", u"/v1/me"_s, PeerReply::json({}, 401));
+    client.controller.fetchIdentity();
+    QTRY_VERIFY(client.controller.sessionRefused());
+    QVERIFY(client.controller.signOutUnconfirmed());
+    QSignalSpy ready(&client.controller, &Controller::ready);
+    client.controller.renewSession(u"dana@example.org"_s, AccountClient::password());
+    QVERIFY(ready.wait());
     QVERIFY(client.controller.accountSignedIn());
+    QVERIFY(!client.controller.signOutUnconfirmed());
 }
 
 void SignOutTest::signOutWithoutASessionDoesNothing() {

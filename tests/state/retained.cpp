@@ -134,6 +134,9 @@ private Q_SLOTS:
     void aStopOfTheServersTimerKeepsItsVersion();
     void sendsTheSameChangeAgainAsANewOne_data();
     void sendsTheSameChangeAgainAsANewOne();
+    void aRefusedCreationTakesItsEditsAlong_data();
+    void aRefusedCreationTakesItsEditsAlong();
+    void onlyWhatTheServerDoesNotHaveTakesEditsAlong();
     void sendsAStartBehindTheStopThatClearsItsWay_data();
     void sendsAStartBehindTheStopThatClearsItsWay();
     void sendsNothingAgainThatWasNotRefused();
@@ -387,6 +390,91 @@ void RetainedTest::sendsTheSameChangeAgainAsANewOne() {
     QCOMPARE(state, expected);
     QCOMPARE(store.asked, QList<QJsonObject>{expected});
     QVERIFY(error.isNull());
+}
+
+void RetainedTest::aRefusedCreationTakesItsEditsAlong_data() {
+    QTest::addColumn<QJsonObject>("head");
+    QTest::addColumn<QJsonArray>("behind");
+    QTest::addColumn<QJsonObject>("corrected"); // what of the head's payload is another
+    QTest::addColumn<QJsonArray>("left");
+    const QString began = u"2024-07-01T08:00:00Z"_s;
+    const QString ended = u"2024-07-01T10:30:00Z"_s;
+    const QJsonObject created =
+        item(u"entry.create"_s, u"e"_s,
+             {{u"description"_s, u"Long"_s}, {u"project_id"_s, u"archived"_s}, {u"stop_at"_s, u"then"_s}},
+             u"rejected"_s);
+    const QJsonObject started = start(u"e"_s, u"rejected"_s);
+    const auto update = [](const QJsonObject& payload) { return item(u"entry.update"_s, u"e"_s, payload); };
+    const QJsonObject first = update({{u"description"_s, u"First"_s}});
+    const QJsonObject named = update({{u"description"_s, u"Last"_s}});
+    const QJsonObject booked = update({{u"project_id"_s, u"p2"_s}});
+    const QJsonObject both{{u"description"_s, u"Last"_s}, {u"project_id"_s, u"p2"_s}};
+    const QJsonObject times{{u"start_at"_s, began}, {u"stop_at"_s, ended}};
+    const QJsonObject moved = update(times);
+    const QJsonObject ending = stop(u"e"_s);
+    QJsonObject laterStop = mutationOf(ending);
+    laterStop.insert(u"payload"_s, QJsonObject{{u"stop_at"_s, ended}});
+    const QJsonObject movedEnding{{u"status"_s, u"pending"_s}, {u"mutation"_s, laterStop}};
+    const QJsonObject deletion = item(u"entry.delete"_s, u"e"_s, {});
+    const QJsonObject other = edit(u"f"_s);
+    const QJsonObject foreign = elsewhere(booked);
+
+    QTest::newRow("in their order") << created
+                                    << QJsonArray{based(first, 1), based(booked, 2), based(named, 3)} << both
+                                    << QJsonArray();
+    QTest::newRow("the times of an entry with an end")
+        << created << QJsonArray{based(moved, 1)} << times << QJsonArray();
+    QTest::newRow("no other entry's, nor another workspace's")
+        << created << QJsonArray{other, foreign, based(named, 1), foreign, based(booked, 2), other} << both
+        << QJsonArray{other, foreign, foreign, other};
+    QTest::newRow("a deletion counts on the creation then")
+        << created << QJsonArray{based(booked, 1), based(named, 2), based(deletion, 3)} << both
+        << QJsonArray{based(deletion, 1)};
+    QTest::newRow("past a start's stop")
+        << started << QJsonArray{based(booked, 1), based(ending, 2), based(named, 3)} << both
+        << QJsonArray{based(ending, 1)};
+    QTest::newRow("a start's stop takes its end")
+        << started << QJsonArray{based(ending, 1), other, based(moved, 2)}
+        << QJsonObject{{u"start_at"_s, began}} << QJsonArray{based(movedEnding, 1), other};
+    QTest::newRow("a start without a stop takes no end")
+        << started << QJsonArray{based(booked, 1), based(moved, 2), based(named, 3), based(ending, 4)}
+        << QJsonObject{{u"project_id"_s, u"p2"_s}}
+        << QJsonArray{based(moved, 1), based(named, 2), based(ending, 3)};
+}
+
+void RetainedTest::aRefusedCreationTakesItsEditsAlong() {
+    QFETCH(const QJsonObject, head);
+    QFETCH(const QJsonArray, behind);
+    QFETCH(const QJsonObject, corrected);
+    QFETCH(const QJsonArray, left);
+    QJsonObject mutation = mutationOf(head);
+    QJsonObject payload = mutation.value(u"payload").toObject();
+    for (auto field = corrected.begin(); field != corrected.end(); ++field) {
+        payload.insert(field.key(), field.value());
+    }
+    mutation.insert(u"payload"_s, payload);
+    mutation.insert(u"mutation_id"_s, u"new"_s);
+    QJsonArray expected = left;
+    expected.prepend(QJsonObject{{u"status"_s, u"pending"_s}, {u"mutation"_s, mutation}});
+
+    QJsonArray queue = behind;
+    queue.prepend(head);
+    QJsonObject state = document(queue);
+    Store store;
+    QVERIFY(Retained::resend(state, u"new"_s, store.callback()));
+    QCOMPARE(state, document(expected));
+    QCOMPARE(store.asked, QList<QJsonObject>{state});
+}
+
+void RetainedTest::onlyWhatTheServerDoesNotHaveTakesEditsAlong() {
+    const QJsonArray later{based(edit(u"e"_s), 4), based(stop(u"e"_s), 5)};
+    for (const QJsonObject& head : {edit(u"e"_s, u"conflict"_s), start(u"e"_s, u"conflict"_s)}) {
+        QJsonObject state = document({head, later.at(0), later.at(1)}, {entry(u"e"_s, 3)});
+        Store store;
+        QVERIFY(Retained::resend(state, u"new"_s, store.callback()));
+        const QJsonArray queue = state.value(u"queue").toArray();
+        QCOMPARE((QJsonArray{queue.at(1), queue.at(2)}), later);
+    }
 }
 
 void RetainedTest::sendsAStartBehindTheStopThatClearsItsWay_data() {

@@ -27,6 +27,7 @@ private Q_SLOTS:
     void messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data();
     void messageThatOnlySaysWhatIsWrongIsFollowedByAdvice();
     void adviceKnowsWhetherThereIsWorkToGoOnWith();
+    void nobodyIsAdvisedToConnectWhileWorkKeepsThatFrom();
     void whatWaitsForAnotherAccountCanBeSetAside();
     void serverThatWantsASignInIsNotCalledAway_data();
     void serverThatWantsASignInIsNotCalledAway();
@@ -122,6 +123,11 @@ void WindowBannerTest::messageThatOnlySaysWhatIsWrongIsFollowedByAdvice_data() {
                                      << signOutInEnglish;
     QTest::newRow("another account at a push")
         << u"Account changed; queued work was NOT reassigned."_s << signOut << signOutInEnglish;
+    QTest::newRow("another account at a renewal")
+        << u"This is another account; the waiting work stays with its own."_s << signOut << signOutInEnglish;
+    QTest::newRow("no storage to sign in with")
+        << u"Unlock protected OS storage before personal login"_s << u"לפני הכניסה, לחץ בהגדרות על"_s
+        << u"Before you sign in, press \"Connect / explicit developer entry\" in Settings"_s;
     QTest::newRow("not UTF-8") << u"CSV must be UTF-8"_s << u"שמור את הקובץ שוב כ־UTF-8"_s
                                << u"Save the file again as UTF-8 without a byte-order mark"_s;
     QTest::newRow("no export") << u"Export failed"_s << u"הפק את הדוח מחדש ואז ייצא אותו"_s
@@ -160,6 +166,13 @@ void WindowBannerTest::adviceKnowsWhetherThereIsWorkToGoOnWith() {
     m_fixture->window->setProperty("hebrew", false);
     QCOMPARE(item("advice")->property("text").toString(),
              u"Go on working; the program keeps looking for the server."_s);
+}
+
+void WindowBannerTest::nobodyIsAdvisedToConnectWhileWorkKeepsThatFrom() {
+    m_fixture->show(
+        WindowFixture::document({WindowFixture::entry(u"e1"_s)}, {WindowFixture::edit(u"e1"_s, u"Mine"_s)}));
+    m_fixture->controller.fail(u"Unlock protected OS storage before personal login"_s);
+    QVERIFY(!item("advice")->isVisible());
 }
 
 void WindowBannerTest::whatWaitsForAnotherAccountCanBeSetAside() {

@@ -62,6 +62,11 @@ Label {
                             "Another program has this server's file, perhaps one of another desktop session of yours. Work there, or end it, then ")
                 + connectAgain
     }
+    /// Connecting asks for the key, makes a missing record anew, or says what else is wrong.
+    function storageForSignIn(): string {
+        return controller.pending === 0
+            ? window.label("לפני הכניסה, ", "Before you sign in, ") + connectAgain : "" // work would keep that from it
+    }
     function recordUnreadable(): string {
         return window.label("הקובץ השתנה או שייך למפתח אחר, למשל אחרי שרק אחד מהשניים שוחזר מגיבוי. דבר לא נכתב במקומו; סגור את התוכנית, שחזר גם את השני והפעל אותה שוב.",
                             "The file was altered or belongs to another key, for example after only one of the two came back from a backup. Nothing is overwritten; quit, restore the other one, and start again.") + orSetAside
@@ -107,6 +112,8 @@ Label {
         case "OS secure storage denied the key; no plaintext fallback was used.":
         case "Open KWallet / OS credential storage before recording time. Online reports and reads remain available; no unprotected write queue is used.":
             return keyRefused()
+        case "Unlock protected OS storage before personal login":
+            return storageForSignIn()
         case "Local encrypted database unavailable":
             return databaseRefused()
         case "Secure storage could not be opened; offline writes are disabled.":
@@ -120,6 +127,7 @@ Label {
                                 "The system gave no random numbers for a key. Restart the machine, then ") + connectAgain
         case "Account changed; pending work was not reassigned":
         case "Account changed; queued work was NOT reassigned.":
+        case "This is another account; the waiting work stays with its own.":
             return anotherAccount()
         case "CSV must be UTF-8":
             return window.label("שמור את הקובץ שוב כ־UTF-8 בלי סימן סדר בתים (BOM). \"CSV UTF-8\" של גיליון אלקטרוני עלול להוסיף אותו; עורך טקסט יכול להסיר אותו.",
