@@ -192,13 +192,13 @@ bool stopsServersTimer(const QJsonObject& state, const QJsonValue& item) {
 /// counts on their versions. The server would otherwise take somebody else's for them, and what they wrote be
 /// replaced.
 QJsonValue rebased(const QJsonValue& item, qsizetype before) {
-    return with(item, baseVersionKey, baseVersionOf(item) - before);
+    return before == 0 ? item : with(item, baseVersionKey, baseVersionOf(item) - before);
 }
 
-/// The item with another payload that has all of `fields` as well.
-QJsonValue merged(const QJsonValue& item, const QJsonObject& fields) {
+/// The item with another payload that has all of `more` as well.
+QJsonValue merged(const QJsonValue& item, const QJsonObject& more) {
     QJsonObject payload = mutationOf(item).value(payloadKey).toObject();
-    for (auto field = fields.begin(); field != fields.end(); ++field) {
+    for (auto field = more.begin(); field != more.end(); ++field) {
         payload.insert(field.key(), field.value());
     }
     return with(item, payloadKey, payload);

@@ -319,6 +319,12 @@ void RetainedTest::laterChangesDoNotCountOnWhatWasRemoved() {
     Store store;
     QVERIFY(Retained::remove(state, {head}, store.callback()));
     QCOMPARE(state, document({based(second, 3), other, elsewhere(second), based(third, 4)}));
+    // What counts on nothing that was removed keeps its very words.
+    QJsonObject odd = other;
+    odd.insert(u"mutation"_s, QJsonObject{{u"entity_id"_s, u"f"_s}});
+    state = document({head, odd});
+    QVERIFY(Retained::remove(state, {head}, store.callback()));
+    QCOMPARE(state, document({odd}));
     // There is no version before the first.
     state = document({head, based(second, 0)});
     QVERIFY(Retained::remove(state, {head}, store.callback()));
