@@ -213,20 +213,29 @@ void OneProgramTest::aProgramThatHangsIsNamed() {
 }
 
 void OneProgramTest::aProgramThatDiesWhileItIsAskedIsReplaced() {
-    Program first;
-    QVERIFY(open(first));
-    stop(first);
-    Program second;
-    second.start();
-    QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(second), Screen::patienceMs);
-    first.kill();
-    QVERIFY(getsWindow(second));
-    QCOMPARE(holder(), second.id());
+    // Again, where the machine was so busy that the second gave up before the first died.
+    for (bool replaced = false; !replaced;) {
+        Program first;
+        QVERIFY(open(first));
+        stop(first);
+        Program second;
+        second.start();
+        QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(second) || !second.isRunning(), Screen::patienceMs);
+        first.kill();
+        QTRY_VERIFY_WITH_TIMEOUT(!m_screen.window(second).isEmpty() || !second.isRunning(),
+                                 Screen::patienceMs);
+        replaced = second.isRunning();
+        if (replaced) {
+            QCOMPARE(holder(), second.id());
+        } else {
+            QCOMPARE(second.output(), Program::unanswered());
+        }
+    }
 }
 
 // What was closed and what was asked reach the first program together.
 void OneProgramTest::aProgramThatQuitsWhileItIsAskedLeavesOneWindow() {
-    for (int round = 0; round < 3; ++round) {
+    for (int rounds = 0; rounds < 3;) {
         Program first;
         QVERIFY(open(first));
         QVERIFY(QTest::qWaitFor([&] { return m_screen.isInFront(first); }, Screen::patienceMs));
@@ -234,8 +243,12 @@ void OneProgramTest::aProgramThatQuitsWhileItIsAskedLeavesOneWindow() {
         QVERIFY(m_screen.key(u"alt+F4"_s));
         Program second;
         second.start();
-        QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(second), Screen::patienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(second) || !second.isRunning(), Screen::patienceMs);
         resume(first);
+        if (!second.isRunning()) {
+            continue; // it gave up before, the machine is so busy
+        }
+        ++rounds;
 
         QTRY_VERIFY_WITH_TIMEOUT(first.isRunning() != second.isRunning(), Screen::patienceMs);
         Program& left = first.isRunning() ? first : second;
