@@ -47,13 +47,15 @@ void Controller::setReadOnly(bool readOnly) {
     m_readOnly = readOnly;
 }
 
-void Controller::begin() {
+void Controller::begin(bool unasked) {
     m_busy = true;
+    m_unasked = unasked;
     Q_EMIT changed();
 }
 
 void Controller::begin(const QString& text) {
     m_busy = true;
+    m_unasked = false;
     say(text);
 }
 
@@ -161,6 +163,10 @@ bool Controller::queueReady() const {
 
 bool Controller::recordStuck() const {
     return m_vault.recordStuck();
+}
+
+bool Controller::busyUnasked() const {
+    return m_busy && m_unasked;
 }
 
 QString Controller::accountId() const {

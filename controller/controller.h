@@ -65,6 +65,7 @@ class Controller : public QObject {
     Q_PROPERTY(bool timerLocked READ timerLocked NOTIFY changed)
     Q_PROPERTY(bool signOutUnconfirmed READ signOutUnconfirmed NOTIFY changed)
     Q_PROPERTY(bool recordStuck READ recordStuck NOTIFY changed)
+    Q_PROPERTY(bool busyUnasked READ busyUnasked NOTIFY changed)
 
 public:
     explicit Controller(QObject* parent = nullptr);
@@ -143,6 +144,8 @@ public:
     [[nodiscard]] bool signOutUnconfirmed() const;
     /// The server's file on this device keeps everything from being saved, until setRecordAside().
     [[nodiscard]] bool recordStuck() const;
+    /// It is busy with what it does by itself every now and then: reading the list again.
+    [[nodiscard]] bool busyUnasked() const;
     /// The running timer is among entries() as well: its stop was recorded, and is kept back.
     [[nodiscard]] bool timerListed() const;
 
@@ -318,7 +321,7 @@ private:
     /// `quotesServer`: words or the address of the server are in it.
     void say(const QString& text, bool quotesServer = false);
     /// `busy` is set by the one and cleared by the other, which says how it went.
-    void begin();
+    void begin(bool unasked = false);
     void begin(const QString& text);
     void finish(const QString& text, bool quotesServer = false);
     /// As fail(), with the server's own sentence where its reply has one.
@@ -443,6 +446,7 @@ private:
     bool m_wasSignedIn = false;
 
     bool m_busy = false;
+    bool m_unasked = false; ///< of what it is busy with
     bool m_syncing = false;
     bool m_signingOut = false; ///< the server was told that nothing waits
     bool m_readOnly = false;

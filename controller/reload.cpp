@@ -70,7 +70,7 @@ void Controller::reload(bool periodic) {
     if (m_document.workspace.isEmpty()) {
         return;
     }
-    begin();
+    begin(periodic);
     const Load load{m_document.workspace, ++m_loads, m_acknowledgements, periodic};
     const QString path = u"/sync/snapshot?workspace_id="_s + m_document.workspace;
     const auto take = [this, load](const QJsonObject& reply, int status) {

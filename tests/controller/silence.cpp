@@ -24,10 +24,9 @@ const QString snapshotPath = u"/v1/sync/snapshot"_s;
 class SilenceTest : public QObject {
     Q_OBJECT
 
-    [[nodiscard]] QTimer* timer(bool singleShot) const;
-    [[nodiscard]] QTimer* pause() const { return timer(true); }
+    [[nodiscard]] QTimer* pause() const;
     [[nodiscard]] qsizetype reloads() const { return m_desk->peer.requests("GET", snapshotPath).size(); }
-    void step() const { QMetaObject::invokeMethod(timer(false), "timeout"); }
+    void step() const { stepPeriodically(*m_desk->controller); }
     void giveUp() const;
     /// A periodic reload that nobody answers.
     void timeOut() const;
@@ -57,18 +56,14 @@ void SilenceTest::init() {
     QVERIFY(m_desk->load());
     m_desk->peer.answer("GET", snapshotPath, PeerReply::only(PeerReply::Delivery::Never));
     m_desk->peer.forgetRequests();
-    QVERIFY(timer(false) && pause());
+    QVERIFY(pause());
 }
 
-QTimer* SilenceTest::timer(bool singleShot) const {
+QTimer* SilenceTest::pause() const {
     const QList<QTimer*> timers =
         m_desk->controller->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
-    for (QTimer* candidate : timers) {
-        if (candidate->isSingleShot() == singleShot && (singleShot || candidate->interval() == 15000)) {
-            return candidate;
-        }
-    }
-    return nullptr;
+    const auto pause = std::find_if(timers.begin(), timers.end(), std::mem_fn(&QTimer::isSingleShot));
+    return pause == timers.end() ? nullptr : *pause;
 }
 
 void SilenceTest::giveUp() const {

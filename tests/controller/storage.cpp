@@ -139,17 +139,11 @@ void StorageTest::waitingWorkIsKeptAgainWhenItsStoreIsLost() {
     desk.holdPushes();
     QVERIFY(desk.holdQueue({sample::queueItem(u"entry.update"_s, u"e1"_s, {})}));
     QVERIFY(deleteVault(desk.peer.url()));
-    const QList<QTimer*> timers =
-        desk.controller->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
-    const auto periodic = std::find_if(timers.begin(), timers.end(), [](const QTimer* timer) {
-        return !timer->isSingleShot() && timer->interval() == 15000;
-    });
-    QVERIFY(periodic != timers.end());
-    QVERIFY(QMetaObject::invokeMethod(*periodic, "timeout"));
+    stepPeriodically(*desk.controller);
     QCOMPARE(desk.controller->message(),
              u"Secure local save failed; the retained queue was not acknowledged locally."_s);
     QVERIFY(desk.peer.requests().isEmpty());
-    QVERIFY(QMetaObject::invokeMethod(*periodic, "timeout"));
+    stepPeriodically(*desk.controller);
     QCOMPARE(desk.stored(), desk.controller->durableState());
     QCOMPARE(desk.controller->pending(), 1);
 }

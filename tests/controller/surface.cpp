@@ -108,6 +108,7 @@ void SurfaceTest::propertiesInDeclaredOrder() {
         "bool timerLocked by changed",
         "bool signOutUnconfirmed by changed",
         "bool recordStuck by changed",
+        "bool busyUnasked by changed",
     };
     QCOMPARE(properties, expected);
 }

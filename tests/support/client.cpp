@@ -9,6 +9,9 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -32,6 +35,15 @@ bool waitForSilence(const Controller& controller) {
     // One that has finished stays until it was read.
     return QTest::qWaitFor(
         [&controller] { return networkOf(controller).findChildren<QNetworkReply*>().isEmpty(); }, patienceMs);
+}
+
+void stepPeriodically(const Controller& controller) {
+    const QList<QTimer*> timers = controller.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    const auto periodic = std::find_if(timers.begin(), timers.end(), [](const QTimer* timer) {
+        return !timer->isSingleShot() && timer->interval() == 15000;
+    });
+    QVERIFY(periodic != timers.end());
+    QVERIFY(QMetaObject::invokeMethod(*periodic, "timeout"));
 }
 
 QJsonArray queueOf(const Controller& controller) {

@@ -26,6 +26,9 @@ void startClean();
 /// Waits until no request of the controller is under way and no reply is being read.
 [[nodiscard]] bool waitForSilence(const Controller& controller);
 
+/// Does what the controller does every 15 s.
+void stepPeriodically(const Controller& controller);
+
 /// The queue, and one item's `mutation`.
 [[nodiscard]] QJsonArray queueOf(const Controller& controller);
 [[nodiscard]] QJsonObject mutationAt(const Controller& controller, qsizetype index);

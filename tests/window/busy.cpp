@@ -6,6 +6,7 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QColor>
 #include <QDesktopServices>
 #include <QJsonArray>
 #include <QSignalSpy>
@@ -61,6 +62,7 @@ private Q_SLOTS:
     void disabledChooserStaysShutForAssistiveTechnology();
     void theMarkOfAWaitIsThereOnlyWhileItIsSeen();
     void nothingOutlastsAShortWait();
+    void aReloadThatNobodyAskedForShowsOnlyWhereItLasts();
     void whatIsPressedInTheListIsDoneOnceAndInItsOrder();
 };
 
@@ -242,6 +244,35 @@ void WindowBusyTest::nothingOutlastsAShortWait() {
     QCOMPARE(patience->property("running"), true);
     m_fixture->controller.fail(u"Over"_s);
     QCOMPARE(patience->property("running"), false);
+}
+
+void WindowBusyTest::aReloadThatNobodyAskedForShowsOnlyWhereItLasts() {
+    const char* const names[] = {"timerAction", "synchronize", "workspaceSelect", "generateReport"};
+    const auto allLit = [&] {
+        return std::all_of(std::begin(names), std::end(names),
+                           [this](const char* name) { return item(name)->property("lit").toBool(); });
+    };
+    m_peer->answer("GET", u"/v1/sync/snapshot"_s, PeerReply::json({}).delivered(PeerReply::Delivery::Hold));
+    QVERIFY(allLit());
+    QSignalSpy flickers(item("timerAction"), SIGNAL(litChanged()));
+
+    stepPeriodically(controller());
+    QVERIFY(controller().busy());
+    QVERIFY(!item("timerAction")->isEnabled());
+    controller().fail(u"Over"_s);
+    QVERIFY(flickers.isEmpty());
+
+    stepPeriodically(controller());
+    QVERIFY(allLit());
+    QTRY_VERIFY(!item("timerAction")->property("lit").toBool());
+    QCOMPARE(item("timerAction")->property("fill").value<QColor>(), QColor(u"#928aaa"_s));
+    controller().fail(u"Over"_s);
+    QVERIFY(allLit());
+
+    controller().refresh();
+    for (const char* const name : names) {
+        QVERIFY2(!item(name)->property("lit").toBool(), name);
+    }
 }
 
 void WindowBusyTest::whatIsPressedInTheListIsDoneOnceAndInItsOrder() {

@@ -7,8 +7,10 @@ Button {
     id: button
 
     readonly property bool dark: Material.theme === Material.Dark
-    property color fill: !enabled ? Theme.buttonOff(dark) : highlighted ? Theme.accent : Theme.button(dark)
-    property color ink: !enabled ? Material.hintTextColor : highlighted ? Theme.accentInk : Material.foreground
+    /// It looks as if it could be pressed.
+    property bool lit: enabled
+    property color fill: !lit ? Theme.buttonOff(dark) : highlighted ? Theme.accent : Theme.button(dark)
+    property color ink: !lit ? Material.hintTextColor : highlighted ? Theme.accentInk : Material.foreground
     property real corner: Theme.radius
 
     /// Once for a key that is held.
@@ -41,7 +43,7 @@ Button {
         implicitHeight: 40
         radius: button.corner
         color: button.down ? Qt.darker(button.fill, 1.15)
-                           : button.hovered && button.enabled ? Qt.darker(button.fill, 1.06) : button.fill
+                           : button.hovered && button.lit ? Qt.darker(button.fill, 1.06) : button.fill
 
         FocusRing {
             radius: button.corner + 3

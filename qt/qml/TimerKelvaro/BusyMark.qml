@@ -10,6 +10,9 @@ import QtQuick.Controls.Material
 BusyIndicator {
     id: mark
 
+    /// It is noticed now.
+    signal lasts
+
     padding: 0
     contentItem: Item {
         Loader {
@@ -32,5 +35,6 @@ BusyIndicator {
 
         objectName: "patience"
         interval: 400
+        onTriggered: mark.lasts()
     }
 }

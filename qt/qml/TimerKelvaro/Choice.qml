@@ -9,6 +9,8 @@ ComboBox {
 
     readonly property bool dark: Material.theme === Material.Dark
     property string name
+    /// It looks as if it could be opened.
+    property bool lit: enabled
 
     /// The rows may have other texts now.
     signal textsChanged
@@ -82,7 +84,7 @@ ComboBox {
         rightPadding: 12
         text: choice.displayText
         font: choice.font
-        color: choice.enabled ? choice.Material.foreground : choice.Material.hintTextColor
+        color: choice.lit ? choice.Material.foreground : choice.Material.hintTextColor
         horizontalAlignment: Text.AlignLeft
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight
@@ -93,7 +95,7 @@ ComboBox {
         implicitWidth: 130
         implicitHeight: 40
         radius: Theme.radius
-        color: choice.hovered && choice.enabled ? Theme.buttonOff(choice.dark) : Theme.card(choice.dark)
+        color: choice.hovered && choice.lit ? Theme.buttonOff(choice.dark) : Theme.card(choice.dark)
         border.width: choice.activeFocus ? Theme.focusWidth : 1
         border.color: choice.activeFocus ? Theme.tint(choice.dark) : Theme.line(choice.dark)
     }

@@ -166,7 +166,6 @@ ColumnLayout {
             id: row
 
             window: page.window
-            busy: page.controller.busy
             onEditRequested: (id, text) => page.editRequested(id, text)
             onChangeRequested: page.change(row.row)
             onDeleteRequested: page.act("delete", row.row.id)

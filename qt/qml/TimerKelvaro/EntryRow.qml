@@ -8,7 +8,6 @@ RowPanel {
     id: entry
 
     required property TimerWindow window
-    required property bool busy
     required property string day
     required property string daySum
     required property string times
@@ -44,7 +43,7 @@ RowPanel {
             return
         if (menu)
             menuRequested(more)
-        else if (edit && !(busy && window.stopIsOff)) // it was meant for a button here that a wait has switched off
+        else if (edit && !(window.busy && window.stopIsOff)) // it was meant for a button here that a wait has switched off
             changeRequested()
         else if (remove)
             deleteRequested()
@@ -185,12 +184,13 @@ RowPanel {
                 }
             }
         }
-        ActionButton {
+        WaitButton {
             id: edit
 
             objectName: "editEntry"
+            window: entry.window
             text: entry.window.label("ערוך תיאור", "Edit description")
-            enabled: !entry.row.period_locked && !entry.row.local_pending && !entry.busy
+            free: !entry.row.period_locked && !entry.row.local_pending
             focusPolicy: entry.tabStop ? Qt.StrongFocus : Qt.ClickFocus
             onClicked: entry.editRequested(entry.row.id, entry.row.description || "")
         }

@@ -74,6 +74,7 @@ TimerWindow {
 
     objectName: "timerWindow"
     title: "Timer.Kelvaro · Native preview"
+    busy: client.busy
     width: 1160
     height: 820
     minimumWidth: 820
@@ -157,6 +158,7 @@ TimerWindow {
                 name: window.label("סביבת עבודה", "Workspace")
                 shownId: workspaceTurn.waiting ? held : window.client.workspace
                 enabled: !window.client.busy || popup.visible
+                lit: !window.dimmed || popup.visible
                 Layout.preferredWidth: 280
                 onActivated: index => {
                     held = rows.idAt(index)
@@ -181,13 +183,15 @@ TimerWindow {
             BusyMark {
                 objectName: "busyMark"
                 running: window.client.busy
+                onRunningChanged: window.dimmed = running && !window.client.busyUnasked
+                onLasts: window.dimmed = true
                 Layout.preferredWidth: 28
                 Layout.preferredHeight: 28
             }
-            ActionButton {
+            WaitButton {
                 objectName: "synchronize"
+                window: window
                 text: window.label("סנכרון", "Sync") + " (" + window.client.pending + ")"
-                enabled: !window.client.busy
                 onClicked: window.client.synchronize()
             }
             ActionButton {

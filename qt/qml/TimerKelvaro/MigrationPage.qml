@@ -54,17 +54,18 @@ ScrollPage {
         spacing: Theme.gap
         Layout.fillWidth: true
 
-        ActionButton {
+        WaitButton {
             objectName: "previewImport"
+            window: page.window
             text: page.window.label("בחר קובץ ותצוגה מקדימה", "Choose file and preview")
-            enabled: !page.controller.busy
             onClicked: page.controller.previewCsv(source.text, page.controller.timezone, mine.checked)
         }
-        ActionButton {
+        WaitButton {
             objectName: "confirmImport"
+            window: page.window
             text: page.window.label("אשר ייבוא", "Confirm import")
             highlighted: true
-            enabled: !!page.counts.record?.id && !page.controller.busy
+            free: !!page.counts.record?.id
             onClicked: page.controller.applyImport()
         }
         ActionButton {

@@ -118,12 +118,12 @@ ScrollPage {
             text: Qt.formatDate(page.created, "yyyy-MM-dd")
             onAccepted: page.enter()
         }
-        ActionButton {
+        WaitButton {
             id: generateButton
 
             objectName: "generateReport"
+            window: page.window
             text: page.window.label("הפק דוח", "Generate")
-            enabled: !page.controller.busy
             highlighted: true
             onClicked: page.generate()
         }
@@ -144,12 +144,12 @@ ScrollPage {
                 { range: "last_month", he: "החודש שעבר", en: "Last month" },
                 { range: "this_year", he: "השנה", en: "This year" }
             ]
-            delegate: ActionButton {
+            delegate: WaitButton {
                 required property var modelData
 
                 objectName: "range_" + modelData.range
+                window: page.window
                 text: page.window.label(modelData.he, modelData.en)
-                enabled: !page.controller.busy
                 onClicked: page.generateFor(page.controller.reportRange(modelData.range))
             }
         }
@@ -212,12 +212,12 @@ ScrollPage {
             text: page.whyNoPicture()
             font.pixelSize: 12
         }
-        ActionButton {
+        WaitButton {
             objectName: "showDays"
+            window: page.window
             text: page.about.instead === "week" ? page.window.label("הראה לפי שבועות", "Show by week")
                                                 : page.window.label("הראה לפי ימים", "Show by day")
             visible: (page.about.instead || "") !== ""
-            enabled: !page.controller.busy
             onClicked: page.showInstead()
         }
     }

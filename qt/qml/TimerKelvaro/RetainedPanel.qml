@@ -164,17 +164,17 @@ Panel {
             spacing: Theme.gap
             Layout.fillWidth: true
 
-            ActionButton {
+            WaitButton {
                 objectName: "resendRetained"
+                window: panel.window
                 text: panel.window.label("שלח שוב", "Send again")
-                enabled: !panel.controller.busy
                 highlighted: true
                 onClicked: panel.controller.resendRetained()
             }
-            ActionButton {
+            WaitButton {
                 objectName: "removeRetained"
+                window: panel.window
                 text: panel.window.label("שמור עותק והסר", "Save a copy and remove")
-                enabled: !panel.controller.busy
                 onClicked: panel.controller.removeRetained()
             }
         }

@@ -8,7 +8,7 @@ ScrollPage {
     id: page
 
     required property Controller controller
-    readonly property bool accountFree: !controller.busy && controller.pending === 0
+    readonly property bool nothingWaits: controller.pending === 0
 
     function connectServer() {
         connection.address = server.text
@@ -76,12 +76,12 @@ ScrollPage {
         Layout.fillWidth: true
         text: address
     }
-    ActionButton {
+    WaitButton {
         id: connect
 
         objectName: "connect"
+        window: page.window
         text: page.window.label("חיבור שרת / כניסת פיתוח מפורשת", "Connect / explicit developer entry")
-        enabled: !page.controller.busy
         onClicked: page.connectServer()
     }
     WhenFree {
@@ -137,32 +137,36 @@ ScrollPage {
         spacing: Theme.gap
         Layout.fillWidth: true
 
-        ActionButton {
+        WaitButton {
             objectName: "signIn"
+            window: page.window
             text: page.window.label("כניסה אישית", "Personal sign-in")
-            enabled: page.controller.secureStorage && page.accountFree
+            free: page.controller.secureStorage && page.nothingWaits
             highlighted: true
             onClicked: page.signIn()
         }
-        ActionButton {
+        WaitButton {
             objectName: "signOut"
+            window: page.window
             text: page.window.label("התנתק מהחשבון", "Sign out")
-            enabled: page.controller.accountSignedIn && page.accountFree
+            free: page.controller.accountSignedIn && page.nothingWaits
             onClicked: page.controller.logoutAccount()
         }
-        ActionButton {
+        WaitButton {
             objectName: "signInAgain"
+            window: page.window
             text: page.window.label("התחבר מחדש", "Sign in again")
             visible: page.controller.sessionRefused
-            enabled: page.controller.secureStorage && !page.controller.busy && !entry.waiting
+            free: page.controller.secureStorage && !entry.waiting
             highlighted: true
             onClicked: entry.ask()
         }
-        ActionButton {
+        WaitButton {
             objectName: "leaveServer"
+            window: page.window
             text: page.window.label("עבור לשרת אחר בלי להתנתק", "Use another server without signing out")
             visible: page.controller.signOutUnconfirmed
-            enabled: page.accountFree && server.text.trim() !== page.controller.server
+            free: page.nothingWaits && server.text.trim() !== page.controller.server
             onClicked: page.controller.leaveServer(server.text)
         }
         WhenFree {
@@ -223,18 +227,18 @@ ScrollPage {
             text: page.window.label("ייצוא תור ממתין", "Export pending changes")
             onClicked: page.controller.exportPending()
         }
-        ActionButton {
+        WaitButton {
             objectName: "removePending"
+            window: page.window
             text: page.window.label("שמור עותק והסר את כל השינויים הממתינים", "Save a copy and remove all waiting changes")
             visible: page.controller.pending > 0
-            enabled: !page.controller.busy
             onClicked: removeDialog.open()
         }
-        ActionButton {
+        WaitButton {
             objectName: "setAside"
+            window: page.window
             text: page.window.label("שנה את שם הקובץ והתחל מחדש", "Rename the file and begin anew")
             visible: page.controller.recordStuck
-            enabled: !page.controller.busy
             onClicked: asideDialog.open()
         }
         ActionButton {

@@ -83,12 +83,12 @@ ScrollPage {
                     visible: page.running && page.timer.workspace_id === page.controller.workspace
                     onClicked: page.controller.timerLocked ? list.act("explain", page.timer.id) : list.change(page.timer)
                 }
-                ActionButton {
+                WaitButton {
                     objectName: "timerAction"
+                    window: page.window
                     text: page.running ? page.window.label("עצור", "Stop") : page.window.label("התחל", "Start")
-                    enabled: !page.controller.busy
                     highlighted: true
-                    fill: enabled ? Theme.accent : Theme.actionOff
+                    fill: lit ? Theme.accent : Theme.actionOff
                     ink: Theme.accentInk
                     corner: Theme.actionRadius
                     topInset: 0

@@ -10,6 +10,11 @@ ApplicationWindow {
 
     property bool hebrew: true
     property bool dark: false
+    /// The controller is.
+    property bool busy: false
+    /// What a wait switches off looks so. A reload that nobody asked for, and that is over at once, would
+    /// let the whole window flicker every few seconds.
+    property bool dimmed: false
 
     /// Where the keyboard is, also while a wait has switched that control off.
     property Item stop: null
