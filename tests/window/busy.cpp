@@ -254,13 +254,16 @@ void WindowBusyTest::aReloadThatNobodyAskedForShowsOnlyWhereItLasts() {
     };
     m_peer->answer("GET", u"/v1/sync/snapshot"_s, PeerReply::json({}).delivered(PeerReply::Delivery::Hold));
     QVERIFY(allLit());
+    const auto* const arrow = item("workspaceSelect")->property("indicator").value<QObject*>();
     QSignalSpy flickers(item("timerAction"), SIGNAL(litChanged()));
+    QSignalSpy arrowFlickers(arrow, SIGNAL(colorChanged()));
 
     stepPeriodically(controller());
     QVERIFY(controller().busy());
     QVERIFY(!item("timerAction")->isEnabled());
     controller().fail(u"Over"_s);
     QVERIFY(flickers.isEmpty());
+    QVERIFY(arrowFlickers.isEmpty());
 
     stepPeriodically(controller());
     QVERIFY(allLit());

@@ -23,6 +23,13 @@ ComboBox {
     Accessible.description: displayText
     Accessible.onPressAction: if (enabled) popup.open()
 
+    // Material's own, which would be grey as soon as it is switched off.
+    Binding {
+        target: choice.indicator
+        property: "color"
+        value: choice.lit ? choice.Material.foreground : choice.Material.hintTextColor
+    }
+
     delegate: ItemDelegate {
         id: option
 
