@@ -1,40 +1,41 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
 import QtQuick.Controls.Material
+import TimerKelvaro
 
 /// Turns while something runs that lasts long enough to be noticed. Material's own mark fades by an
 /// animator of the render thread, which Qt 6.4 does not end when the fade is turned round on its
 /// way: a reload as short as the fade would cost 60 frames a second from then on. Here the mark
-/// exists only while it is seen. Nor does the wait for it outlast a shorter one: its end would cost
-/// a frame in which nothing differs.
+/// exists only while it is seen.
 BusyIndicator {
     id: mark
 
-    /// It is noticed now.
-    signal lasts
+    property bool noticed: false
 
     padding: 0
     contentItem: Item {
         Loader {
             anchors.fill: parent
-            active: mark.running && !patience.running
+            active: mark.noticed
             sourceComponent: BusyIndicator {
                 padding: 0
             }
         }
     }
     onRunningChanged: {
+        noticed = false
         if (running)
-            patience.restart()
+            patience.start()
         else
             patience.stop()
     }
 
-    Timer {
+    PlainTimer {
         id: patience
 
         objectName: "patience"
+        singleShot: true
         interval: 400
-        onTriggered: mark.lasts()
+        onTimeout: mark.noticed = true
     }
 }

@@ -184,7 +184,7 @@ TimerWindow {
                 objectName: "busyMark"
                 running: window.client.busy
                 onRunningChanged: window.dimmed = running && !window.client.busyUnasked
-                onLasts: window.dimmed = true
+                onNoticedChanged: if (noticed) window.dimmed = true
                 Layout.preferredWidth: 28
                 Layout.preferredHeight: 28
             }
