@@ -51,8 +51,11 @@ void ReplyReader::read() {
     if (!m_reply.isOpen()) {
         return;
     }
-    // Not more than there is: for as much as is asked for, memory is taken each time.
-    m_body += m_reply.read(std::min<qint64>(m_largest + 1 - m_body.size(), m_reply.bytesAvailable()));
+    // Straight to its place, and no room for more than there is: a reply comes in many pieces.
+    const qsizetype before = m_body.size();
+    const qint64 room = std::min<qint64>(m_largest + 1 - before, m_reply.bytesAvailable());
+    m_body.resize(before + qsizetype(room));
+    m_body.resize(before + qsizetype(std::max<qint64>(m_reply.read(m_body.data() + before, room), 0)));
     if (m_body.size() > m_largest) {
         m_tooLarge = true;
         m_reply.abort();

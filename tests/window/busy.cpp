@@ -9,6 +9,8 @@
 #include <QColor>
 #include <QDesktopServices>
 #include <QJsonArray>
+#include <QQmlComponent>
+#include <QQmlEngine>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -62,6 +64,7 @@ private Q_SLOTS:
     void disabledChooserStaysShutForAssistiveTechnology();
     void theMarkOfAWaitIsThereOnlyWhileItIsSeen();
     void nothingOutlastsAShortWait();
+    void aWaitThatIsThereFirstIsNoticed();
     void aReloadThatNobodyAskedForShowsOnlyWhereItLasts();
     void whatIsPressedInTheListIsDoneOnceAndInItsOrder();
 };
@@ -243,6 +246,14 @@ void WindowBusyTest::nothingOutlastsAShortWait() {
     QCOMPARE(patience->property("active"), true);
     m_fixture->controller.fail(u"Over"_s);
     QCOMPARE(patience->property("active"), false);
+}
+
+void WindowBusyTest::aWaitThatIsThereFirstIsNoticed() {
+    QQmlComponent component(qmlEngine(item("busyMark")));
+    component.setData("import TimerKelvaro\nBusyMark { running: true }", QUrl());
+    const std::unique_ptr<QObject> mark(component.create());
+    QVERIFY2(mark, qPrintable(component.errorString()));
+    QTRY_COMPARE(mark->property("noticed"), true);
 }
 
 void WindowBusyTest::aReloadThatNobodyAskedForShowsOnlyWhereItLasts() {

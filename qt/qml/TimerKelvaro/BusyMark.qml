@@ -12,6 +12,7 @@ BusyIndicator {
 
     property bool noticed: false
 
+    running: false // or a wait that is there first would be no change
     padding: 0
     contentItem: Item {
         Loader {
