@@ -221,6 +221,9 @@ TimerWindow {
                 currentIndex: tabs.currentIndex
                 orientation: ListView.Horizontal
                 boundsBehavior: Flickable.StopAtBounds
+                // There is none to be seen, but on its way it would cost a frame each time.
+                highlightMoveDuration: 0
+                highlightResizeDuration: 0
             }
 
             PageTab {
