@@ -48,7 +48,7 @@ QVariantMap EntryList::map(const ProjectedEntry& row) {
 /// Where the walk through the remembered entries goes on for `entry`: at its equal, or
 /// at the first one whose id is not smaller.
 qsizetype EntryList::findKnown(const ProjectedEntry& entry, qsizetype from) const {
-    if (from < m_source.size() && m_source.at(from) == entry) {
+    if (from == m_source.size() || m_source.at(from) == entry) {
         return from;
     }
     const QString id = idOf(entry);

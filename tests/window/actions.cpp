@@ -71,6 +71,7 @@ private Q_SLOTS:
     void passwordIsForgottenAtOnce();
     void editDialogQueuesTheText();
     void closeHidesOnlyWithATray();
+    void theChosenTabIsAtRestAtOnce();
     void everyControlIsReachedByTab();
     void everyControlIsNamedInTheLanguageOnScreen();
     void assistiveTechnologyPressesOnce();
@@ -343,6 +344,16 @@ void WindowTest::closeHidesOnlyWithATray() {
     QVERIFY(!m_fixture->window->isVisible());
     m_fixture->window->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_fixture->window));
+}
+
+void WindowTest::theChosenTabIsAtRestAtOnce() {
+    m_fixture->openTab(4);
+    const auto* const row = m_fixture->object(u"tabs"_s)->property("contentItem").value<QQuickItem*>();
+    const auto* const tab = row->property("currentItem").value<QQuickItem*>();
+    const auto* const highlight = row->property("highlightItem").value<QQuickItem*>();
+    QVERIFY(tab && highlight);
+    QCOMPARE(highlight->x(), tab->x());
+    QCOMPARE(highlight->width(), tab->width());
 }
 
 void WindowTest::everyControlIsReachedByTab() {

@@ -46,6 +46,19 @@ void prepareApplication() {
 }
 
 WindowFixture::WindowFixture(bool trayAvailable) {
+    open(trayAvailable);
+    if (!QTest::qWaitFor([this] { return pagesAreMade(); })) {
+        qFatal("the pages were not made");
+    }
+}
+
+WindowFixture::WindowFixture(const QString& asked) {
+    controller.setReadOnly(true);
+    controller.connectServer(asked);
+    open(false);
+}
+
+void WindowFixture::open(bool trayAvailable) {
     m_engine.addImportPath(u":/qt/qml"_s);
     m_engine.rootContext()->setContextProperty(u"controller"_s, &controller);
     m_engine.rootContext()->setContextProperty(u"trayAvailable"_s, trayAvailable);
@@ -58,9 +71,6 @@ WindowFixture::WindowFixture(bool trayAvailable) {
         qFatal("the window did not show");
     }
     window->requestActivate();
-    if (!QTest::qWaitFor([this] { return pagesAreMade(); })) {
-        qFatal("the pages were not made");
-    }
 }
 
 QJsonObject WindowFixture::document(const QJsonArray& entries, const QJsonArray& queue) {

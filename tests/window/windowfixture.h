@@ -20,6 +20,8 @@
 class WindowFixture {
 public:
     explicit WindowFixture(bool trayAvailable = false);
+    /// While this server is asked, and has not answered yet, without a store.
+    explicit WindowFixture(const QString& asked);
 
     /// A signed-in person's document: workspace "w1", three projects and these entries.
     [[nodiscard]] static QJsonObject document(const QJsonArray& entries = {}, const QJsonArray& queue = {});
@@ -56,6 +58,7 @@ public:
     QQuickWindow* window = nullptr;
 
 private:
+    void open(bool trayAvailable);
     [[nodiscard]] bool pagesAreMade() const;
 
     QTcpServer m_silent;

@@ -43,7 +43,7 @@ TimerWindow {
         }
     }
 
-    /// Made right after the first frame, or at once when it is wanted sooner.
+    /// Made once the window is settled, or at once when it is wanted sooner.
     component Late: Loader {
         id: late
 
@@ -69,7 +69,9 @@ TimerWindow {
         onSettledChanged: load(false)
     }
 
-    /// The first frame is on its way to the screen.
+    /// The keyring, or without a store the server, has not answered yet: making pages would hold up what comes.
+    readonly property bool entriesAwaited: client.busy && !client.queueReady
+    /// The first frame that shows what the store has is on its way to the screen.
     property bool settled: false
 
     objectName: "timerWindow"
@@ -90,7 +92,7 @@ TimerWindow {
 
     Connections {
         target: window
-        enabled: !window.settled
+        enabled: !window.settled && !window.entriesAwaited
         function onAfterAnimating() {
             afterFrame.start()
         }
@@ -99,7 +101,7 @@ TimerWindow {
         id: afterFrame
 
         interval: 0
-        onTriggered: window.settled = true
+        onTriggered: window.settled = !window.entriesAwaited
     }
 
     Shortcut {
@@ -223,6 +225,9 @@ TimerWindow {
                 currentIndex: tabs.currentIndex
                 orientation: ListView.Horizontal
                 boundsBehavior: Flickable.StopAtBounds
+                // There is none to be seen, but on its way it would cost a frame each time.
+                highlightMoveDuration: 0
+                highlightResizeDuration: 0
             }
 
             PageTab {

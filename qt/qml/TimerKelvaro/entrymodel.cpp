@@ -387,7 +387,7 @@ QString EntryModel::sum() const {
 
 // Today and this week
 
-DaySums::Totals EntryModel::totals() const {
+DaySums::Totals EntryModel::totals() {
     DaySums::Totals totals = m_closed;
     const QVariantMap timer = m_controller ? m_controller->timer() : QVariantMap();
     const QDateTime start = stamp(timer.value(u"start_at"_s).toString());
@@ -396,7 +396,7 @@ DaySums::Totals EntryModel::totals() const {
         return totals;
     }
     const std::array running{DaySums::Entry{
-        LocalDays(m_days.zone()).of(start.toMSecsSinceEpoch()),
+        m_days.of(start.toMSecsSinceEpoch()),
         start.secsTo(QDateTime::currentDateTimeUtc()),
         start.toMSecsSinceEpoch(),
     }};
@@ -413,7 +413,7 @@ void EntryModel::readWeekday() {
 }
 
 void EntryModel::readTotals() {
-    const QDate today = LocalDays(m_days.zone()).of(QDateTime::currentMSecsSinceEpoch());
+    const QDate today = m_days.of(QDateTime::currentMSecsSinceEpoch());
     if (today != m_today) {
         m_today = today;
         m_closed = DaySums::totals(m_all.sums, today, m_weekday, m_days.zone());

@@ -106,7 +106,7 @@ private:
     [[nodiscard]] const Rows& shown() const { return finding() ? m_found : m_all; }
     [[nodiscard]] const QString& searchedText(int row);
     [[nodiscard]] QString times(const QJsonObject& entry) const;
-    [[nodiscard]] DaySums::Totals totals() const;
+    [[nodiscard]] DaySums::Totals totals();
 
     QPointer<Controller> m_controller;
     LocalDays m_days;
