@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <initializer_list>
 #include <optional>
 
 namespace devserver {
@@ -13,10 +14,10 @@ namespace devserver {
 /// and once as text. Commas come by themselves.
 class JsonWriter {
 public:
-    JsonWriter& beginObject() { return begin('{'); }
-    JsonWriter& endObject() { return add('}'); }
-    JsonWriter& beginArray() { return begin('['); }
-    JsonWriter& endArray() { return add(']'); }
+    JsonWriter& beginObject() { return json("{"); }
+    JsonWriter& endObject() { return add({"}"}); }
+    JsonWriter& beginArray() { return json("["); }
+    JsonWriter& endArray() { return add({"]"}); }
 
     /// What comes next is this field's value. `name` needs no escaping.
     JsonWriter& key(const char* name);
@@ -40,15 +41,14 @@ public:
     JsonWriter& instant(const char* name, const std::optional<qint64>& moment);
 
     /// A value that is JSON already.
-    JsonWriter& json(QByteArrayView text);
+    JsonWriter& json(QByteArrayView text) { return add({separator(), text}); }
     JsonWriter& json(const char* name, QByteArrayView text) { return key(name).json(text); }
 
     [[nodiscard]] QByteArray take() { return std::move(m_out); }
 
 private:
-    JsonWriter& begin(char bracket);
-    JsonWriter& add(char c);
-    void separate();
+    JsonWriter& add(std::initializer_list<QByteArrayView> pieces);
+    [[nodiscard]] QByteArrayView separator() const;
 
     QByteArray m_out;
 };

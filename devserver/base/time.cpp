@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QRegularExpression>
 
+#include <chrono>
 #include <stdexcept>
 
 namespace devserver {
@@ -51,13 +52,15 @@ std::optional<qint64> parseInstant(const QString& text) {
 }
 
 QByteArray instantText(qint64 instant) {
-    const qint64 day = (instant >= 0 ? instant : instant - secondsPerDay + 1) / secondsPerDay;
-    const int second = static_cast<int>(instant - day * secondsPerDay);
-    const QDate date = QDate(1970, 1, 1).addDays(day);
+    using namespace std::chrono;
+    const sys_seconds moment{seconds(instant)};
+    const auto midnight = floor<days>(moment);
+    const year_month_day date(midnight);
+    const int second = static_cast<int>((moment - midnight).count());
     QByteArray text = "0000-00-00T00:00:00Z";
-    writeDigits(text.data(), 4, date.year());
-    writeDigits(text.data() + 5, 2, date.month());
-    writeDigits(text.data() + 8, 2, date.day());
+    writeDigits(text.data(), 4, int(date.year()));
+    writeDigits(text.data() + 5, 2, static_cast<int>(unsigned(date.month())));
+    writeDigits(text.data() + 8, 2, static_cast<int>(unsigned(date.day())));
     writeDigits(text.data() + 11, 2, second / 3600);
     writeDigits(text.data() + 14, 2, second / 60 % 60);
     writeDigits(text.data() + 17, 2, second % 60);

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <xlsxwriter.h>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -31,11 +32,13 @@ void require(lxw_error error) {
 // What a cell cannot hold is replaced, so that one odd text does not cost the
 // whole workbook. "_x0041_" is how a workbook writes the character of that number.
 std::string cellText(QString text) {
-    static const QRegularExpression impossible(u"[\\x{00}-\\x{08}\\x{0B}-\\x{1F}\\x{FFFE}\\x{FFFF}]"_s);
+    const auto isImpossible = [](QChar c) { return (c < u' ' && !u"\t\n"_s.contains(c)) || c >= u'\uFFFE'; };
     static const QRegularExpression escape(u"_(?=x[0-9A-Fa-f]{4}_)"_s);
     text.replace(u"\r\n"_s, u"\n"_s);
-    text.replace(impossible, u"\uFFFD"_s);
-    text.replace(escape, u"_x005F_"_s);
+    std::replace_if(text.begin(), text.end(), isImpossible, u'\uFFFD');
+    if (text.contains(u"_x"_s)) {
+        text.replace(escape, u"_x005F_"_s);
+    }
     if (text.size() > longestText) {
         text.truncate(longestText - 1 - (text[longestText - 2].isHighSurrogate() ? 1 : 0));
         text += u'…';
@@ -79,7 +82,7 @@ public:
 private:
     void describe(qint64 createdAt);
     void layOut();
-    void append(const ReportTable::Row& row, const QList<lxw_format*>& formats);
+    void append(const ReportTable::Row& row, const QHash<Kind, lxw_format*>& formats);
     [[nodiscard]] lxw_format* addFormat(Kind kind, bool bold);
     [[nodiscard]] lxw_error writeCell(lxw_col_t column, const QVariant& cell, Kind kind, lxw_format* format);
     [[nodiscard]] lxw_error writeMoment(lxw_col_t column, QDate date, QTime time, lxw_format* format);
@@ -89,8 +92,9 @@ private:
     QByteArray m_folder = QFile::encodeName(QDir::tempPath()); // the library keeps the address
     std::unique_ptr<lxw_workbook, decltype(&workbook_close)> m_book{nullptr, workbook_close};
     lxw_worksheet* m_sheet = nullptr;
-    QList<lxw_format*> m_formats;
-    QList<lxw_format*> m_boldFormats;
+    // One for all columns of a kind: the library takes long to find out that two are the same, in each cell.
+    QHash<Kind, lxw_format*> m_formats;
+    QHash<Kind, lxw_format*> m_boldFormats;
     lxw_row_t m_row = 0;
     qint64 m_bytes = 65536; ///< no sheet of these rows is larger
 };
@@ -108,8 +112,10 @@ Workbook::Workbook(QTemporaryFile& file, const ReportTable& table, qint64 create
         throw std::runtime_error("the workbook cannot be made");
     }
     for (const ReportTable::Column& column : table.columns()) {
-        m_formats.append(addFormat(column.kind, false));
-        m_boldFormats.append(addFormat(column.kind, true));
+        if (!m_formats.contains(column.kind)) {
+            m_formats.insert(column.kind, addFormat(column.kind, false));
+            m_boldFormats.insert(column.kind, addFormat(column.kind, true));
+        }
     }
     describe(createdAt);
     layOut();
@@ -147,9 +153,10 @@ void Workbook::layOut() {
     ++m_row;
 }
 
-void Workbook::append(const ReportTable::Row& row, const QList<lxw_format*>& formats) {
+void Workbook::append(const ReportTable::Row& row, const QHash<Kind, lxw_format*>& formats) {
     for (qsizetype i = 0; i < row.size(); ++i) {
-        require(writeCell(static_cast<lxw_col_t>(i), row[i], m_table.columns()[i].kind, formats[i]));
+        const Kind kind = m_table.columns()[i].kind;
+        require(writeCell(static_cast<lxw_col_t>(i), row[i], kind, formats[kind]));
     }
     m_bytes += 128 * (row.size() + 1); // what stands around each cell, and around the row
     ++m_row;

@@ -88,8 +88,9 @@ QString fingerprintOf(const ImportRow& row) {
     return hashOf(identityOf(row, !row.laterAnyway));
 }
 
-QSet<QString> fingerprintsOf(const ImportRow& row) {
-    return {fingerprintOf(row), hashOf(identityOf(row, true))};
+QStringList fingerprintsOf(const ImportRow& row) {
+    const QString own = fingerprintOf(row);
+    return row.laterAnyway ? QStringList{own, hashOf(identityOf(row, true))} : QStringList{own};
 }
 
 ImportRow rowOf(const QByteArray& json, int row) {

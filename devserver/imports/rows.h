@@ -5,7 +5,6 @@
 #include "devserver/imports/dates.h"
 
 #include <QJsonObject>
-#include <QSet>
 
 #include <array>
 
@@ -48,8 +47,8 @@ struct ImportProblem {
 /// Of the record as the file has it, hexadecimal: neither its row nor the time
 /// zone in which it is read make it another one.
 [[nodiscard]] QString fingerprintOf(const ImportRow& row);
-/// And the one that it has where only an offset says which pass is meant.
-[[nodiscard]] QSet<QString> fingerprintsOf(const ImportRow& row);
+/// That, and the one that it has where only an offset says which pass is meant, if that is another.
+[[nodiscard]] QStringList fingerprintsOf(const ImportRow& row);
 
 /// Reads the records of a detailed CSV. Its columns, in any order, whatever
 /// their case: Client, Project, Task, Description, Billable, Start date, Start

@@ -44,8 +44,10 @@ QSet<QString> importedFrom(Connection& connection, const ImportSource& source) {
 QList<ImportRow> noteImported(Connection& connection, const ImportSource& source,
                               const QList<ImportRow>& rows) {
     QVariantList values{source.userId, source.workspaceId, source.name};
+    QList<QStringList> fingerprints; // of each row
     for (const ImportRow& row : rows) {
-        for (const QString& fingerprint : fingerprintsOf(row)) {
+        fingerprints += fingerprintsOf(row);
+        for (const QString& fingerprint : std::as_const(fingerprints.last())) {
             values += fingerprint;
         }
     }
@@ -55,11 +57,11 @@ QList<ImportRow> noteImported(Connection& connection, const ImportSource& source
                     values, [&](const QSqlQuery& row) { known.insert(row.value(0).toString()); });
     QList<ImportRow> fresh;
     QStringList noted;
-    for (const ImportRow& row : rows) {
-        if (const QSet<QString> fingerprints = fingerprintsOf(row); !known.intersects(fingerprints)) {
-            fresh += row;
-            noted += fingerprints.values();
-            known.unite(fingerprints);
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        if (const QSet<QString> own(fingerprints[i].begin(), fingerprints[i].end()); !known.intersects(own)) {
+            fresh += rows[i];
+            noted += fingerprints[i];
+            known.unite(own);
         }
     }
     connection.insert(u"imported_records (user_id, workspace_id, source_namespace, fingerprint)"_s,

@@ -76,7 +76,7 @@ void ReportSnapshot::store(Connection& connection, const QString& workspaceId, c
         QByteArray piece;
         m_pieces >> position >> piece;
         requireWritten(m_pieces.status() == QDataStream::Ok, m_file);
-        return QVariantList{m_id, position, QString::fromUtf8(piece)};
+        return QVariantList{m_id, position, piece};
     });
 }
 
@@ -100,14 +100,14 @@ qint64 SnapshotReader::rowCount() {
     QSqlQuery last = m_connection.run(u"SELECT position, content FROM report_rows WHERE snapshot_id = ?"
                                       " ORDER BY position DESC LIMIT 1"_s,
                                       {m_id});
-    return m_connection.next(last) ? last.value(0).toLongLong() + last.value(1).toString().count(u'\n') + 1
+    return m_connection.next(last) ? last.value(0).toLongLong() + last.value(1).toByteArray().count('\n') + 1
                                    : 0;
 }
 
 void SnapshotReader::each(const std::function<void(const QByteArray&)>& use) {
     m_connection.each(u"SELECT content FROM report_rows WHERE snapshot_id = ? ORDER BY position"_s, {m_id},
                       [&use](const QSqlQuery& found) {
-                          const auto rows = found.value(0).toString().toUtf8().split('\n');
+                          const auto rows = found.value(0).toByteArray().split('\n');
                           std::for_each(rows.begin(), rows.end(), use);
                       });
 }

@@ -136,9 +136,11 @@ QSqlQuery Connection::prepare(const QString& sql) {
 
 void Connection::execute(QSqlQuery& query, const QVariantList& values) {
     for (qsizetype i = 0; i < values.size(); ++i) {
+        const bool isUtf8 = values[i].typeId() == QMetaType::QByteArray && !m_sqlite;
+        const QVariant value = isUtf8 ? values[i].toString() : values[i];
         // A default QString would be bound as NULL.
-        const bool isText = values[i].typeId() == QMetaType::QString && !values[i].isNull();
-        query.bindValue(static_cast<int>(i), isText && values[i].toString().isEmpty() ? u""_s : values[i]);
+        const bool isText = value.typeId() == QMetaType::QString && !value.isNull();
+        query.bindValue(static_cast<int>(i), isText && value.toString().isEmpty() ? u""_s : value);
     }
     if (!query.exec()) {
         fail(reasonOf(query.lastError()));

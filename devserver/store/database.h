@@ -41,7 +41,8 @@ public:
     [[nodiscard]] bool isSqlite() const { return m_sqlite; }
     [[nodiscard]] bool isUsable() const { return m_usable; }
 
-    /// Runs one statement, its values bound in order. Outside a transaction it is run
+    /// Runs one statement, its values bound in order. Bytes are a text in UTF-8, to be read
+    /// as bytes again: SQLite keeps them as they are. Outside a transaction it is run
     /// once more, on a new connection, when the database had been restarted meanwhile.
     QSqlQuery run(const QString& sql, const QVariantList& values = {});
 
