@@ -22,6 +22,11 @@ ScrollView {
         selectByKeyboard: true
         wrapMode: TextEdit.Wrap
         padding: Theme.rowPadding
+        // Material sets each of them, differently in each Qt: with 6.8 the text touched the edge.
+        topPadding: padding
+        bottomPadding: padding
+        leftPadding: padding
+        rightPadding: padding
         background: null
         horizontalAlignment: TextEdit.AlignLeft
         LayoutMirroring.enabled: false
