@@ -120,9 +120,10 @@ void Judgement::readAll(CsvTable table, const QTimeZone& zone) {
 
 void Judgement::judge(const ImportRow& row) {
     const QStringList fingerprints = fingerprintsOf(row);
+    const QSet<QString> own(fingerprints.begin(), fingerprints.end());
     m_checksum.addData(fingerprints.constFirst().toLatin1());
     m_checksum.addData(QByteArray::number(row.startAt) + ' ' + QByteArray::number(row.stopAt));
-    if (m_imported.intersects({fingerprints.begin(), fingerprints.end()})) {
+    if (m_imported.intersects(own)) {
         ++m_duplicates;
         if (m_duplicateRows.size() < mostDuplicates) {
             m_duplicateRows += listed(row);
@@ -131,7 +132,7 @@ void Judgement::judge(const ImportRow& row) {
         refuse({*problem});
         return;
     } else {
-        m_imported.unite({fingerprints.begin(), fingerprints.end()});
+        m_imported.unite(own);
         m_target.noteNames(row);
         if (m_sample.size() < sampleSize) {
             m_sample += listed(row);

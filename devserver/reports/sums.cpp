@@ -50,7 +50,7 @@ ReportTotals partOf(const WorkedTime& work, qint64 from, qint64 to) {
 }
 
 void writeTotals(JsonWriter& json, const ReportTotals& totals) {
-    const QString cents = QString::number(100 + totals.amount % 100).last(2);
+    const QString cents = QString::number(totals.amount % 100).rightJustified(2, u'0');
     const QString amount = QString::number(totals.amount / 100) + u'.' + cents;
     json.key("totals").beginObject().field("raw_duration_seconds", totals.rawSeconds);
     json.field("rounded_duration_seconds", totals.roundedSeconds);

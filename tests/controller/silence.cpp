@@ -8,6 +8,9 @@
 #include <QTest>
 #include <QTimer>
 
+#include <algorithm>
+#include <functional>
+
 using namespace Qt::StringLiterals;
 
 namespace {

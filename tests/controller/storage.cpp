@@ -7,9 +7,6 @@
 #include <QFile>
 #include <QSignalSpy>
 #include <QTest>
-#include <QTimer>
-
-#include <algorithm>
 
 using namespace Qt::StringLiterals;
 

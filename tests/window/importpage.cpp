@@ -70,6 +70,7 @@ private Q_SLOTS:
     void cleanup();
 
     void nothingIsShownWithoutAPreview();
+    void theTextKeepsOffEveryEdge();
     void thePreviewIsATable();
     void aTimeThatWasTwiceAsksForItsOffset();
     void aFilterShowsOneKind_data();
@@ -120,6 +121,13 @@ void ImportPageTest::preview(const QJsonObject& reply) {
     m_fixture->controller.previewCsv(u"source"_s, u"UTC"_s, true);
     m_dialogs->cancel();
     QTRY_COMPARE(m_fixture->controller.message(), u"Preview only: no time entries have been written"_s);
+}
+
+void ImportPageTest::theTextKeepsOffEveryEdge() {
+    const auto* const reader = item("importPreview")->property("reader").value<QObject*>();
+    for (const char* const edge : {"topPadding", "bottomPadding", "leftPadding", "rightPadding"}) {
+        QCOMPARE(reader->property(edge).toInt(), 14);
+    }
 }
 
 void ImportPageTest::nothingIsShownWithoutAPreview() {
