@@ -7,8 +7,10 @@
 #include <QApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -46,6 +48,17 @@ QJsonObject someOfEach() {
     };
 }
 
+QJsonObject longPreview() {
+    QJsonArray problems;
+    for (int i = 0; i < 8000; ++i) {
+        problems.append(problem(i + 2, i % 2 == 0 ? u"time"_s : u"moon"_s,
+                                u"This is not a time of day such as 09:30 or 09:30:15, in row %1."_s.arg(i)));
+    }
+    QJsonObject reply = someOfEach();
+    reply.insert(u"problems"_s, problems);
+    return reply;
+}
+
 } // namespace
 
 /// What the page of migration shows of an import's preview.
@@ -80,6 +93,8 @@ private Q_SLOTS:
     void theTextStaysAsItIs();
     void theTextIsIndentedByTwoBlanks();
     void aLongPreviewIsMadeAsItIsSeen();
+    void aLongTextIsReadFromItsBeginningToItsEnd();
+    void aShortTextReplacesALongOneOnItsWay();
 };
 
 void ImportPageTest::init() {
@@ -255,22 +270,38 @@ void ImportPageTest::theTextIsIndentedByTwoBlanks() {
 }
 
 void ImportPageTest::aLongPreviewIsMadeAsItIsSeen() {
-    constexpr int count = 8000;
-    QJsonArray problems;
-    for (int i = 0; i < count; ++i) {
-        problems.append(problem(i + 2, i % 2 == 0 ? u"time"_s : u"moon"_s,
-                                u"This is not a time of day such as 09:30 or 09:30:15, in row %1."_s.arg(i)));
-    }
-    QJsonObject reply = someOfEach();
-    reply.insert(u"problems"_s, problems);
+    const QJsonObject reply = longPreview();
     QVERIFY(QJsonDocument(reply).toJson(QJsonDocument::Compact).size() > 900'000);
     preview(reply);
     m_fixture->click(item("importFilter_problem"));
-    QTRY_COMPARE(item("importRows")->property("count").toInt(), count);
+    QTRY_COMPARE(item("importRows")->property("count").toInt(), 8000);
     QVERIFY(rows().size() < 30);
     m_fixture->click(item("importFilter_name"));
     QTRY_COMPARE(item("importRows")->property("count").toInt(), 1);
     QTRY_COMPARE(QJsonDocument::fromJson(text("importPreview").toUtf8()).object(), reply);
+}
+
+void ImportPageTest::aLongTextIsReadFromItsBeginningToItsEnd() {
+    preview(longPreview());
+    const auto* const reader = item("importPreview")->property("reader").value<QQuickItem*>();
+    QTRY_VERIFY(text("importPreview").size() > 900'000);
+    QTRY_COMPARE_WITH_TIMEOUT(reader->property("text").toString(), text("importPreview"), 30000);
+    QCOMPARE(item("importPreview")->property("contentItem").value<QQuickItem*>()->property("contentY"), 0.0);
+}
+
+void ImportPageTest::aShortTextReplacesALongOneOnItsWay() {
+    auto* const view = item("importPreview");
+    const auto* const reader = view->property("reader").value<QQuickItem*>();
+    view->setProperty("text", u"a line\n"_s.repeated(100'000));
+    QTRY_VERIFY(reader->property("length").toInt() > 10);
+    QVERIFY(reader->property("length").toInt() < 700'000);
+    view->setProperty("text", u"short"_s);
+    QTimer later; // than the piece that was to come next
+    later.setSingleShot(true);
+    const QSignalSpy passed(&later, &QTimer::timeout);
+    later.start();
+    QTRY_COMPARE(passed.count(), 1);
+    QCOMPARE(reader->property("text").toString(), u"short"_s);
 }
 
 int main(int argc, char* argv[]) {
