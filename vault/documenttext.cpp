@@ -98,13 +98,6 @@ bool DocumentText::update(const QJsonObject& state) {
     return m_root.update(state, 0);
 }
 
-QByteArray DocumentText::text() const {
-    QByteArray text;
-    text.reserve(m_root.length());
-    m_root.appendTo(text);
-    return text;
-}
-
 int DocumentText::nesting() const {
     return m_root.nesting();
 }
@@ -209,14 +202,14 @@ int DocumentText::Node::nesting() const {
     return m_form == Form::Members ? deepest + 1 : deepest;
 }
 
-qsizetype DocumentText::Node::length() const {
-    // Brackets give way to commas, so that this is at most a few bytes too many.
+qsizetype DocumentText::Node::longest() const {
+    // Brackets give way to commas.
     qsizetype length = 2;
     for (const Piece& piece : m_pieces) {
         length += piece.text.size();
     }
     for (const auto& [name, member] : m_members) {
-        length += member.m_key.size() + member.length();
+        length += member.m_key.size() + member.longest();
     }
     return length;
 }

@@ -21,9 +21,11 @@ public:
     /// Takes the next document; false when its text is the same as that of the last one.
     bool update(const QJsonObject& state);
 
-    /// Byte for byte QJsonDocument(state).toJson(QJsonDocument::Compact), in one
-    /// buffer that was never moved; the caller wipes it.
-    [[nodiscard]] QByteArray text() const;
+    /// Appends, byte for byte, QJsonDocument(state).toJson(QJsonDocument::Compact). With room for the
+    /// longest() of it in `out` nothing of the text is left behind elsewhere.
+    void appendTo(QByteArray& out) const { m_root.appendTo(out); }
+    /// At most a few bytes more than the text has.
+    [[nodiscard]] qsizetype longest() const { return m_root.longest(); }
 
     /// How many objects and arrays lie in each other.
     [[nodiscard]] int nesting() const;
@@ -50,7 +52,7 @@ private:
 
         bool update(const QJsonValue& value, int depth);
         [[nodiscard]] int nesting() const;
-        [[nodiscard]] qsizetype length() const;
+        [[nodiscard]] qsizetype longest() const;
         void appendTo(QByteArray& out) const;
 
     private:

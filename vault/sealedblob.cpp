@@ -6,6 +6,7 @@
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -15,7 +16,7 @@ namespace {
 const QByteArray magic = "TKV1"_ba;
 constexpr qsizetype nonceSize = 12;
 constexpr qsizetype tagSize = 16;
-constexpr qsizetype headerSize = 4 + nonceSize + tagSize;
+static_assert(sealedHeaderSize == 4 + nonceSize + tagSize);
 constexpr qsizetype sizeLimit = 52'428'800;
 
 struct ContextDeleter {
@@ -31,9 +32,9 @@ unsigned char* bytes(char* data) {
     return reinterpret_cast<unsigned char*>(data);
 }
 
-// `nonce`, `tag` and `ciphertext` lie in one buffer of the caller; the last is as long as the plaintext.
-bool encrypt(const QByteArray& plaintext, const QByteArray& key, const QByteArray& aad, const char* nonce,
-             char* tag, char* ciphertext) {
+// `nonce`, `tag` and `text` lie in one buffer of the caller.
+bool encrypt(char* text, qsizetype size, const QByteArray& key, const QByteArray& aad, const char* nonce,
+             char* tag) {
     const CipherContext context(EVP_CIPHER_CTX_new());
     int length = 0;
     int finalLength = 0;
@@ -41,10 +42,9 @@ bool encrypt(const QByteArray& plaintext, const QByteArray& key, const QByteArra
            EVP_EncryptInit_ex(context.get(), nullptr, nullptr, bytes(key.constData()), bytes(nonce)) == 1 &&
            EVP_EncryptUpdate(context.get(), nullptr, &length, bytes(aad.constData()),
                              static_cast<int>(aad.size())) == 1 &&
-           EVP_EncryptUpdate(context.get(), bytes(ciphertext), &length, bytes(plaintext.constData()),
-                             static_cast<int>(plaintext.size())) == 1 &&
-           EVP_EncryptFinal_ex(context.get(), bytes(ciphertext) + length, &finalLength) == 1 &&
-           length + finalLength == plaintext.size() &&
+           EVP_EncryptUpdate(context.get(), bytes(text), &length, bytes(text), static_cast<int>(size)) == 1 &&
+           EVP_EncryptFinal_ex(context.get(), bytes(text) + length, &finalLength) == 1 &&
+           length + finalLength == size &&
            EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_GET_TAG, static_cast<int>(tagSize), tag) == 1;
 }
 
@@ -70,34 +70,31 @@ bool decrypt(const QByteArray& blob, const QByteArray& key, const QByteArray& aa
 
 } // namespace
 
-bool appendSealed(QByteArray& record, const QByteArray& plaintext, const QByteArray& key,
-                  const QByteArray& aad) {
-    if (key.size() != sealingKeySize || plaintext.size() > sizeLimit) {
+bool sealInPlace(QByteArray& record, qsizetype start, const QByteArray& key, const QByteArray& aad) {
+    const qsizetype size = record.size() - start - sealedHeaderSize;
+    if (key.size() != sealingKeySize || size < 0 || size > sizeLimit) {
         return false;
     }
-    const qsizetype start = record.size() + magic.size();
-    record.reserve(record.size() + headerSize + plaintext.size());
-    record.append(magic);
-    record.resize(start - magic.size() + headerSize + plaintext.size());
-    char* const nonce = record.data() + start;
+    char* const header = record.data() + start;
+    std::copy(magic.cbegin(), magic.cend(), header);
+    char* const nonce = header + magic.size();
     if (RAND_bytes(bytes(nonce), static_cast<int>(nonceSize)) != 1) {
         return false;
     }
-    char* const tag = nonce + nonceSize;
-    return encrypt(plaintext, key, aad, nonce, tag, tag + tagSize);
+    return encrypt(header + sealedHeaderSize, size, key, aad, nonce, nonce + nonceSize);
 }
 
 QByteArray openSealed(const QByteArray& blob, const QByteArray& key, const QByteArray& aad, bool* ok) {
     if (ok) {
         *ok = false;
     }
-    if (key.size() != sealingKeySize || blob.size() < headerSize) {
+    if (key.size() != sealingKeySize || blob.size() < sealedHeaderSize) {
         return {};
     }
     if (!blob.startsWith(magic) || blob.size() > sizeLimit) {
         return {};
     }
-    QByteArray plaintext(blob.size() - headerSize, '\0');
+    QByteArray plaintext(blob.size() - sealedHeaderSize, '\0');
     if (!decrypt(blob, key, aad, plaintext)) {
         wipe(plaintext);
         return {};

@@ -312,20 +312,25 @@ bool Vault::store(const QJsonObject& state) {
     if (m_text.nesting() > deepestNesting) {
         return false;
     }
-    QByteArray text = m_text.text();
-    QByteArray record = currentPrefix;
-    const bool sealed =
-        text.size() <= largestReadableText && appendSealed(record, text, m_key, accountAwareContext());
-    wipe(text);
+    const qsizetype start = currentPrefix.size();
+    QByteArray record;
+    record.reserve(start + sealedHeaderSize + m_text.longest());
+    record.append(currentPrefix).append(sealedHeaderSize, '\0');
+    m_text.appendTo(record);
+    const bool sealed = record.size() - start - sealedHeaderSize <= largestReadableText &&
+                        sealInPlace(record, start, m_key, accountAwareContext());
+    if (!sealed) {
+        wipe(record);
+    }
     const bool stored = sealed && m_file.write(record);
     qCDebug(vaultLog) << "record of" << record.size() << "bytes sealed" << sealed << "stored" << stored;
     return stored;
 }
 
 QByteArray Vault::seal(const QByteArray& plaintext, const QByteArray& key, const QByteArray& aad) {
-    QByteArray blob;
-    if (!appendSealed(blob, plaintext, key, aad)) {
-        return {};
+    QByteArray blob = QByteArray(sealedHeaderSize, '\0') + plaintext;
+    if (!sealInPlace(blob, 0, key, aad)) {
+        wipe(blob);
     }
     return blob;
 }
