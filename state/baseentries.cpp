@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "state/baseentries.h"
 
+#include "state/sharing.h"
+
 #include <algorithm>
+#include <functional>
 #include <iterator>
 
 using namespace Qt::StringLiterals;
@@ -36,7 +39,8 @@ bool comesBefore(const BaseEntries::Row& left, const BaseEntries::Row& right) {
 bool BaseEntries::update(const QString& workspace, const QString& user, const QJsonObject& snapshot) {
     const QJsonArray periods = snapshot.value("timesheet_periods"_L1).toArray();
     const QJsonArray source = snapshot.value("time_entries"_L1).toArray();
-    if (workspace != m_workspace || user != m_user || periods != m_periods) {
+    const bool ofOthers = workspace != m_workspace || user != m_user || periods != m_periods;
+    if (ofOthers) {
         m_workspace = workspace;
         m_user = user;
         m_workspaceValue = workspace;
@@ -46,10 +50,7 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
         m_ownLocks = m_locks.of(workspace, user);
         m_rows.clear();
         m_source = {};
-    } else if (source == m_source) {
-        // Immediate for a shared array. An equal one takes over, so that the
-        // document it came from need not live twice.
-        m_source = source;
+    } else if (sharesData(source, m_source)) {
         return false;
     }
 
@@ -58,6 +59,7 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
     if (m_rows.empty()) {
         fresh.reserve(kept.size());
     }
+    // One by one: objects know at a glance that they are the same, an array looks into each.
     for (qsizetype i = 0; i < source.size(); ++i) {
         const QJsonObject entry = source.at(i).toObject();
         if (i < m_source.size() && entry == m_source.at(i).toObject()) {
@@ -70,8 +72,10 @@ bool BaseEntries::update(const QString& workspace, const QString& user, const QJ
         return row.source >= source.size() || !kept[static_cast<std::size_t>(row.source)];
     });
     merge(std::move(fresh));
-    m_source = source;
-    return true;
+    const bool same =
+        !ofOthers && source.size() == m_source.size() && std::ranges::all_of(kept, std::identity());
+    m_source = source; // also an equal one, so that the document of before need not live on
+    return !same;
 }
 
 /// What reads as a non-empty text is that text; a missing or wrong-typed

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "state/sharing.h"
 #include "tests/controller/largesnapshot.h"
 #include "tests/support/client.h"
 #include "tests/support/desk.h"
-#include "tests/support/sharesdata.h"
 
 #include <QJsonDocument>
 #include <QTest>

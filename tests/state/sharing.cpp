@@ -2,7 +2,6 @@
 #include "state/sharing.h"
 
 #include "tests/state/history.h"
-#include "tests/support/sharesdata.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
