@@ -214,7 +214,8 @@ QString previewText(const QJsonObject& preview) {
     return QString::fromUtf8(QJsonDocument(preview).toJson());
 }
 
-/// Measures from the request to the frame that shows its reply; what comes before the request does not count.
+/// Measures from the request to the frame that shows all of its reply, which `shown` tells; what comes before
+/// the request does not count.
 void ask(
     benchmark::State& run, Stage& stage, const std::function<void()>& request, const Measure& measured,
     const std::function<bool()>& shown = [] { return true; }) {
