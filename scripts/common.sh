@@ -77,6 +77,8 @@ use_ccache() {
     local cache
     command -v ccache >/dev/null || return 0
     export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}
+    # Without these it keeps nothing that is made with a precompiled header.
+    export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
     cache=$(ccache --get-config cache_dir) || true
     if ! mkdir -p -- "$cache" 2>/dev/null || ! [ -w "$cache" ]; then
         say "ccache cannot keep anything in ${cache:-its folder}; building without it."
