@@ -17,7 +17,6 @@
 #include <QFont>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
-#include <QQmlIncubationController>
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QSettings>
@@ -73,18 +72,6 @@ bool isLoaded(const QQmlApplicationEngine& engine) {
                "Qt's QML modules are installed whole.\n",
                stderr);
     return false;
-}
-
-/// Ends with every page whole: Qt complains of those that are cut off halfway.
-int run(const QQmlEngine& engine) {
-    constexpr int slices = 100;
-    constexpr int sliceMs = 20;
-    const int code = QApplication::exec();
-    QQmlIncubationController* const pages = engine.incubationController();
-    for (int i = 0; pages != nullptr && pages->incubatingObjectCount() > 0 && i < slices; ++i) {
-        pages->incubateFor(sliceMs);
-    }
-    return code;
 }
 
 QString chosenServer(const CommandLine& commandLine) {
@@ -198,5 +185,5 @@ int main(int argc, char* argv[]) {
         quitOnSignals();
     }
     QTimer::singleShot(0, &controller, [&controller, server] { controller.connectServer(server); });
-    return run(engine);
+    return QApplication::exec();
 }

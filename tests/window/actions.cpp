@@ -72,6 +72,9 @@ private Q_SLOTS:
     void editDialogQueuesTheText();
     void closeHidesOnlyWithATray();
     void theChosenTabIsAtRestAtOnce();
+    void aPageIsMadeWhenItsTabIsChosen();
+    void aPageIsMadeForTheSignInThatIsAskedFor();
+    void aDialogIsMadeForItsButton();
     void everyControlIsReachedByTab();
     void everyControlIsNamedInTheLanguageOnScreen();
     void assistiveTechnologyPressesOnce();
@@ -354,6 +357,33 @@ void WindowTest::theChosenTabIsAtRestAtOnce() {
     QVERIFY(tab && highlight);
     QCOMPARE(highlight->x(), tab->x());
     QCOMPARE(highlight->width(), tab->width());
+}
+
+void WindowTest::aPageIsMadeWhenItsTabIsChosen() {
+    m_fixture = std::make_unique<WindowFixture>(false, WindowFixture::Pages::WhenOpened);
+    const QStringList names{u"generateReport"_s, u"importPreview"_s, u"server"_s, u"openTimesheets"_s};
+    for (int i = 0; i < names.size(); ++i) {
+        QVERIFY2(!m_fixture->window->findChild<QObject*>(names[i]), qPrintable(names[i]));
+        m_fixture->openTab(1 + i);
+        QVERIFY2(m_fixture->item(names[i])->isVisible(), qPrintable(names[i]));
+    }
+}
+
+void WindowTest::aPageIsMadeForTheSignInThatIsAskedFor() {
+    m_fixture = std::make_unique<WindowFixture>(false, WindowFixture::Pages::WhenOpened);
+    QVERIFY(QMetaObject::invokeMethod(m_fixture->window, "accountWanted"));
+    QTRY_COMPARE(m_fixture->window->activeFocusItem(), item("email"));
+    m_fixture->layOut();
+    const QRectF seen = item("email")->mapRectToScene(item("email")->boundingRect());
+    QVERIFY(seen.top() > 0 && seen.bottom() <= m_fixture->window->height());
+}
+
+void WindowTest::aDialogIsMadeForItsButton() {
+    m_fixture = std::make_unique<WindowFixture>(false, WindowFixture::Pages::WhenOpened);
+    QVERIFY(!m_fixture->window->findChild<QObject*>(u"manualDialog"_s));
+    QVERIFY(QMetaObject::invokeMethod(item("manualEntry"), "clicked"));
+    QTRY_VERIFY(m_fixture->object(u"manualDialog"_s)->property("opened").toBool());
+    QVERIFY(item("manualDescription")->hasActiveFocus());
 }
 
 void WindowTest::everyControlIsReachedByTab() {

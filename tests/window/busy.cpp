@@ -66,7 +66,6 @@ private Q_SLOTS:
     void nothingOutlastsAShortWait();
     void aWaitThatIsThereFirstIsNoticed();
     void aReloadThatNobodyAskedForShowsOnlyWhereItLasts();
-    void thePagesWaitForWhatIsShownFirst();
     void whatIsPressedInTheListIsDoneOnceAndInItsOrder();
 };
 
@@ -287,20 +286,6 @@ void WindowBusyTest::aReloadThatNobodyAskedForShowsOnlyWhereItLasts() {
     for (const char* const name : names) {
         QVERIFY2(!item(name)->property("lit").toBool(), name);
     }
-}
-
-void WindowBusyTest::thePagesWaitForWhatIsShownFirst() {
-    m_peer->answer("GET", u"/v1/me"_s, PeerReply::json({}, 503).delivered(PeerReply::Delivery::Hold));
-    m_fixture = std::make_unique<WindowFixture>(m_peer->url());
-    QSignalSpy frames(m_fixture->window, &QQuickWindow::frameSwapped);
-    for (qsizetype turn = 1; turn <= 3; ++turn) {
-        m_fixture->window->update();
-        QTRY_VERIFY(frames.count() >= turn);
-    }
-    QVERIFY(controller().busy());
-    QVERIFY(!m_fixture->window->findChild<QObject*>(u"generateReport"_s));
-    m_peer->release();
-    QVERIFY(item("generateReport"));
 }
 
 void WindowBusyTest::whatIsPressedInTheListIsDoneOnceAndInItsOrder() {

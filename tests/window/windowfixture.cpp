@@ -45,20 +45,7 @@ void prepareApplication() {
     QGuiApplication::setFont(QFont(u"Arimo"_s, 11));
 }
 
-WindowFixture::WindowFixture(bool trayAvailable) {
-    open(trayAvailable);
-    if (!QTest::qWaitFor([this] { return pagesAreMade(); })) {
-        qFatal("the pages were not made");
-    }
-}
-
-WindowFixture::WindowFixture(const QString& asked) {
-    controller.setReadOnly(true);
-    controller.connectServer(asked);
-    open(false);
-}
-
-void WindowFixture::open(bool trayAvailable) {
+WindowFixture::WindowFixture(bool trayAvailable, Pages pages) {
     m_engine.addImportPath(u":/qt/qml"_s);
     m_engine.rootContext()->setContextProperty(u"controller"_s, &controller);
     m_engine.rootContext()->setContextProperty(u"trayAvailable"_s, trayAvailable);
@@ -71,6 +58,9 @@ void WindowFixture::open(bool trayAvailable) {
         qFatal("the window did not show");
     }
     window->requestActivate();
+    if (pages == Pages::Made) {
+        makePages();
+    }
 }
 
 QJsonObject WindowFixture::document(const QJsonArray& entries, const QJsonArray& queue) {
@@ -134,14 +124,15 @@ QJsonObject WindowFixture::edit(const QString& id, const QString& description) {
     return {{u"status"_s, u"pending"_s}, {u"mutation"_s, mutation}};
 }
 
-bool WindowFixture::pagesAreMade() const {
-    constexpr int ready = 1;
+void WindowFixture::makePages() const {
     const auto objects = window->findChildren<QObject*>();
-    return std::all_of(objects.cbegin(), objects.cend(), [](const QObject* object) {
-        // Only what is loaded from a file is awaited: other loaders wait for somebody to need them.
-        return !object->inherits("QQuickLoader") || !object->property("file").isValid() ||
-               object->property("status").toInt() == ready;
-    });
+    for (QObject* const object : objects) {
+        // Only what is loaded from a file: other loaders make what they show.
+        if (object->inherits("QQuickLoader") && object->property("file").isValid() &&
+            !QMetaObject::invokeMethod(object, "made")) {
+            qFatal("a page was not made");
+        }
+    }
 }
 
 void WindowFixture::show(const QJsonObject& document) {

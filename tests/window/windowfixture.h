@@ -19,9 +19,10 @@
 /// The real window on a real controller, which holds what a test puts in.
 class WindowFixture {
 public:
-    explicit WindowFixture(bool trayAvailable = false);
-    /// While this server is asked, and has not answered yet, without a store.
-    explicit WindowFixture(const QString& asked);
+    /// A test finds what it needs without opening each page and dialog first.
+    enum class Pages { Made, WhenOpened };
+
+    explicit WindowFixture(bool trayAvailable = false, Pages pages = Pages::Made);
 
     /// A signed-in person's document: workspace "w1", three projects and these entries.
     [[nodiscard]] static QJsonObject document(const QJsonArray& entries = {}, const QJsonArray& queue = {});
@@ -37,7 +38,7 @@ public:
     /// Connects to a server that never answers: the controller stays busy.
     void keepBusy();
 
-    /// The one visible or hidden object of this name; waits for the late pages.
+    /// The one visible or hidden object of this name; waits for it.
     [[nodiscard]] QQuickItem* item(const QString& name) const;
     [[nodiscard]] QObject* object(const QString& name) const;
     /// What is drawn inside `parent` and carries a text of its own.
@@ -58,8 +59,7 @@ public:
     QQuickWindow* window = nullptr;
 
 private:
-    void open(bool trayAvailable);
-    [[nodiscard]] bool pagesAreMade() const;
+    void makePages() const;
 
     QTcpServer m_silent;
     QQmlApplicationEngine m_engine;

@@ -43,36 +43,20 @@ TimerWindow {
         }
     }
 
-    /// Made once the window is settled, or at once when it is wanted sooner.
+    /// Made when it is wanted first: what nobody opens takes neither memory nor time.
     component Late: Loader {
-        id: late
-
         required property url file
         required property var given
-        required property bool settled
         property bool shown: false
 
-        function load(now: bool) {
-            // Not "status" alone: from Qt 6.8 on anything of that id in this file would be taken for it.
-            if (late.status === Loader.Ready || (late.status === Loader.Loading && !now))
-                return
-            source = "" // Qt 6.4: a load under way that is hurried forgets what is given
-            asynchronous = !now
-            setSource(file, given)
-        }
         function made(): QtObject {
-            load(true)
+            if (!item)
+                setSource(file, given)
             return item
         }
 
-        onShownChanged: if (shown) load(true)
-        onSettledChanged: load(false)
+        onShownChanged: if (shown) made()
     }
-
-    /// The keyring, or without a store the server, has not answered yet: making pages would hold up what comes.
-    readonly property bool entriesAwaited: client.busy && !client.queueReady
-    /// The first frame that shows what the store has is on its way to the screen.
-    property bool settled: false
 
     objectName: "timerWindow"
     title: "Timer.Kelvaro · Native preview"
@@ -88,20 +72,6 @@ TimerWindow {
             return
         close.accepted = false
         hide()
-    }
-
-    Connections {
-        target: window
-        enabled: !window.settled && !window.entriesAwaited
-        function onAfterAnimating() {
-            afterFrame.start()
-        }
-    }
-    Timer {
-        id: afterFrame
-
-        interval: 0
-        onTriggered: window.settled = !window.entriesAwaited
     }
 
     Shortcut {
@@ -261,13 +231,11 @@ TimerWindow {
                 onChangeRequested: (row, startAt, stopAt) => (entryDialog.made() as EntryDialog).edit(row, startAt, stopAt)
             }
             Late {
-                settled: window.settled
                 shown: tabs.currentIndex === 1
                 file: Qt.resolvedUrl("ReportsPage.qml")
                 given: ({ window: window, controller: window.client, created: window.created })
             }
             Late {
-                settled: window.settled
                 shown: tabs.currentIndex === 2
                 file: Qt.resolvedUrl("MigrationPage.qml")
                 given: ({ window: window, controller: window.client })
@@ -275,13 +243,11 @@ TimerWindow {
             Late {
                 id: settings
 
-                settled: window.settled
                 shown: tabs.currentIndex === 3
                 file: Qt.resolvedUrl("SettingsPage.qml")
                 given: ({ window: window, controller: window.client })
             }
             Late {
-                settled: window.settled
                 shown: tabs.currentIndex === 4
                 file: Qt.resolvedUrl("TimesheetsPage.qml")
                 given: ({ window: window, controller: window.client })
@@ -309,33 +275,29 @@ TimerWindow {
     Late {
         id: messageDialog
 
-        settled: window.settled
         file: Qt.resolvedUrl("MessageDialog.qml")
         given: ({ window: window })
     }
     Late {
         id: editDialog
 
-        settled: window.settled
         file: Qt.resolvedUrl("EditDialog.qml")
         given: ({ window: window, controller: window.client })
     }
     Late {
         id: manualDialog
 
-        settled: window.settled
         file: Qt.resolvedUrl("ManualDialog.qml")
         given: ({ window: window, controller: window.client, timerPage: timerPage })
     }
     Late {
         id: entryDialog
 
-        settled: window.settled
         file: Qt.resolvedUrl("EntryDialog.qml")
         given: ({ window: window, controller: window.client })
     }
     Late {
-        settled: window.settled
+        shown: !!window.client.absence.kind
         file: Qt.resolvedUrl("AbsenceDialog.qml")
         given: ({ window: window, controller: window.client })
     }
