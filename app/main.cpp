@@ -97,7 +97,17 @@ std::optional<int> leaveToAnother(Instance& instance, const QVariantMap& platfor
     return std::nullopt;
 }
 
+/// The small pictures of a few controls share one texture, which Qt would make larger than the window: 8 MiB.
+void keepTextureSmall() {
+    for (const char* const side : {"QSG_ATLAS_WIDTH", "QSG_ATLAS_HEIGHT"}) {
+        if (!qEnvironmentVariableIsSet(side)) {
+            qputenv(side, "256");
+        }
+    }
+}
+
 void dressApplication() {
+    keepTextureSmall();
     QQuickStyle::setStyle(u"Material"_s);
     QApplication::setFont(QFont(u"Arimo"_s, 11));
     QGuiApplication::setDesktopFileName(Instance::name());
