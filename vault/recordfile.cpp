@@ -31,6 +31,10 @@ constexpr int pageSize = 65536;
 // How far the log grows before it is written back.
 constexpr int mostLogged = 4 * 1024 * 1024;
 
+// What the database keeps in memory of what it has written. Said once the size of its pages is known: what
+// SQLite has reckoned before, in pages of 4 KiB, would let it keep sixteen times as much.
+constexpr int mostCached = 2 * 1024 * 1024;
+
 // Prefix, nonce and tag: no two records agree in them.
 constexpr qsizetype markSize = 36;
 
@@ -137,7 +141,8 @@ bool RecordFile::openDatabase() {
     const bool prepared = table && query.exec(u"PRAGMA journal_mode=WAL"_s) &&
                           query.exec(u"PRAGMA synchronous=FULL"_s) &&
                           query.exec(u"CREATE TABLE IF NOT EXISTS vault (id INTEGER PRIMARY KEY CHECK(id=1), "
-                                     "payload BLOB NOT NULL)"_s);
+                                     "payload BLOB NOT NULL)"_s) &&
+                          query.exec(u"PRAGMA cache_size=-%1"_s.arg(mostCached / 1024));
     m_missing = !table.value_or(true);
     m_traces = traces();
     return prepared;

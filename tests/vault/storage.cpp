@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QLibrary>
 #include <QSqlQuery>
 #include <QTest>
 
@@ -107,6 +108,7 @@ private Q_SLOTS:
 
     void commitsAreDurable();
     void aFileOfSmallPagesKeepsThem();
+    void aWrittenRecordIsNotKeptInMemory();
     void noClearTextReachesAnyFile();
     void refusedStatementKeepsTheRow_data();
     void refusedStatementKeepsTheRow();
@@ -179,6 +181,20 @@ void VaultStorageTest::aFileOfSmallPagesKeepsThem() {
     QCOMPARE(vault.load(), after);
     VaultHome::Connection database(VaultHome::databaseFile(home));
     QCOMPARE(made(database), QVariantList{4096});
+}
+
+void VaultStorageTest::aWrittenRecordIsNotKeptInMemory() {
+    const auto used =
+        reinterpret_cast<qint64 (*)()>(QLibrary::resolve(u"sqlite3"_s, 0, "sqlite3_memory_used"));
+    QVERIFY(used != nullptr);
+    constexpr qint64 record = 16 * 1024 * 1024;
+    for (const char* const file : {"new", "there already"}) {
+        Vault vault;
+        QCOMPARE(VaultHome::unlock(vault, home), QString());
+        QVERIFY(vault.save(documentOfLength(record)));
+        QVERIFY2(used() > 0 && used() < record / 2, file);
+        QVERIFY(vault.save(before));
+    }
 }
 
 void VaultStorageTest::noClearTextReachesAnyFile() {
