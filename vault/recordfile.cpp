@@ -32,8 +32,8 @@ constexpr int pageSize = 65536;
 constexpr int mostLogged = 4 * 1024 * 1024;
 
 // What the database keeps in memory of what it has written. Said once the size of its pages is known: what
-// SQLite has reckoned before, in pages of 4 KiB, would let it keep sixteen times as much.
-constexpr int mostCached = 2 * 1024 * 1024;
+// SQLite has reckoned before, in pages of 4 KiB, would let it keep thirty times as much.
+constexpr int mostCached = 1024 * 1024;
 
 // Prefix, nonce and tag: no two records agree in them.
 constexpr qsizetype markSize = 36;
