@@ -297,7 +297,9 @@ TimerWindow {
         given: ({ window: window, controller: window.client })
     }
     Late {
-        shown: !!window.client.absence.kind
+        readonly property var absence: window.client.absence
+
+        shown: !!absence.kind
         file: Qt.resolvedUrl("AbsenceDialog.qml")
         given: ({ window: window, controller: window.client })
     }
